@@ -1,0 +1,18 @@
+#pragma once
+
+/// Lines for people, on standard error. The environment variable QRX_LOG (off, error, info, debug) chooses how much;
+/// without it errors are shown: what a person must act on.
+
+#include <string_view>
+
+namespace qrx::platform {
+
+enum class LogLevel { off, error, info, debug };
+
+/// True if a line of this level is shown; to be asked before a costly text is made.
+bool logs(LogLevel level);
+
+/// Writes "QrxHIDManager: " and the text as one line, in one piece.
+void log(LogLevel level, std::string_view text);
+
+} // namespace qrx::platform

@@ -1,0 +1,43 @@
+# Building blocks of the project's targets.
+
+# Warnings every target of ours is built with; -Werror is a preset's business (CMAKE_COMPILE_WARNING_AS_ERROR).
+add_library(qrx_warnings INTERFACE)
+target_compile_options(qrx_warnings INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion -Wnon-virtual-dtor -Woverloaded-virtual)
+
+# qrx_add_component(NAME SOURCES file... [INCLUDES dir...] [LINKS target...])
+# One folder of the library, as objects: hidden symbols, position independent. Its folder and INCLUDES are on the include
+# path of whoever links it.
+function(qrx_add_component name)
+    cmake_parse_arguments(arg "" "" "SOURCES;INCLUDES;LINKS" ${ARGN})
+    add_library(${name} OBJECT ${arg_SOURCES})
+    target_compile_features(${name} PUBLIC cxx_std_20)
+    set_target_properties(${name} PROPERTIES
+        POSITION_INDEPENDENT_CODE ON
+        CXX_EXTENSIONS OFF
+        CXX_VISIBILITY_PRESET hidden
+        VISIBILITY_INLINES_HIDDEN ON)
+    target_include_directories(${name} PUBLIC ${arg_INCLUDES})
+    target_link_libraries(${name} PRIVATE qrx_warnings PUBLIC ${arg_LINKS})
+endfunction()
+
+# qrx_add_test(NAME SOURCES file... [LINKS target...] [TIMEOUT seconds] [LABELS label...] [WHOLE])
+# A GoogleTest program. Each case is a test of CTest; with WHOLE the program is one (many small cases over a corpus).
+# LINKS names every component whose objects the program needs: objects are not passed on.
+function(qrx_add_test name)
+    cmake_parse_arguments(arg "WHOLE" "TIMEOUT" "SOURCES;LINKS;LABELS" ${ARGN})
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 60)
+    endif()
+    add_executable(${name} ${arg_SOURCES})
+    target_compile_features(${name} PRIVATE cxx_std_20)
+    target_link_libraries(${name} PRIVATE qrx_warnings ${arg_LINKS} GTest::gtest GTest::gmock GTest::gtest_main)
+    if(arg_WHOLE)
+        add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
+        set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}"
+            SKIP_REGULAR_EXPRESSION "\\[  SKIPPED \\]")
+    else()
+        gtest_discover_tests(${name} TEST_PREFIX "${name}." DISCOVERY_MODE PRE_TEST DISCOVERY_TIMEOUT 60
+            PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}")
+    endif()
+endfunction()
