@@ -1,0 +1,97 @@
+#pragma once
+
+#include "QrxExport.h"
+
+#include <cstdint>
+#include <iosfwd>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+/// One HID interface of a recorded device.
+struct QrxRecordedInterface {
+    /// USB interface number.
+    int number = 0;
+    std::vector<std::uint8_t> reportDescriptor;
+    /// UTF-8; empty for none.
+    std::string name;
+    /// Where the device was plugged, as the recorder wrote it; empty for unknown.
+    std::string physicalPath;
+    std::uint8_t interfaceSubclass = 0;
+    std::uint8_t interfaceProtocol = 0;
+};
+
+/// One input report of a recording.
+struct QrxRecordedEvent {
+    /// Microseconds since the beginning; never decreasing.
+    std::uint64_t timeUs = 0;
+    /// Index into QrxRecording::interfaces.
+    std::size_t interfaceIndex = 0;
+    /// As it came from the device: the report's number first, if the device numbers its reports.
+    std::vector<std::uint8_t> bytes;
+};
+
+/// A recording that does not parse: what() is "FILE:LINE: reason".
+class QRX_EXPORT QrxRecordingError : public std::runtime_error {
+public:
+    QrxRecordingError(const std::string& fileName, std::size_t line, const std::string& reason);
+    /// Line of the text, from 1; 0 where the file as a whole is at fault.
+    std::size_t line() const noexcept { return _line; }
+
+private:
+    std::size_t _line;
+};
+
+/// A device and what it sent, as text in the format of hid-recorder, which the field's tools read and write:
+///
+///     D: 0                                  number of the interface that the next lines speak of (if there are several)
+///     R: 50 05 01 09 02 ...                 report descriptor: length, bytes in hex
+///     N: ACME Mouse                         name
+///     P: usb-0000:00:14.0-1/input0          physical path
+///     I: 3 04d8 003f                        bus, vendor ID, product ID, in hex
+///     E: 000001.250000 4 00 01 ff 00        input report: seconds.microseconds, length, bytes in hex
+///     # text                                comment
+///
+/// What the format lacks stands in comments that begin with "#@", which other tools pass over:
+///
+///     #@ vendor-name: ACME                  strings of the USB device, UTF-8 (\\ for a backslash, \n, \r)
+///     #@ product-name: Mouse
+///     #@ serial-number: 0001
+///     #@ release: 0110                      bcdDevice, in hex
+///     #@ device-class: 00 00 00             class, subclass, protocol of the device, in hex
+///     #@ interface: 1 01 02                 USB interface number (decimal); subclass and protocol in hex
+///
+/// All interfaces of a recording belong to one device: their I: lines agree. Without "#@ interface" the interfaces are
+/// numbered in the order in which they appear; without "#@ product-name" the first interface's name is the device's.
+struct QRX_EXPORT QrxRecording {
+    std::uint16_t bus = 3;
+    std::uint16_t vendorID = 0;
+    std::uint16_t productID = 0;
+    std::uint16_t releaseNumber = 0;
+    std::uint8_t deviceClass = 0;
+    std::uint8_t deviceSubclass = 0;
+    std::uint8_t deviceProtocol = 0;
+    /// UTF-8; empty where the device has no such string.
+    std::string vendorName;
+    std::string productName;
+    std::string serialNumber;
+    /// In the order of the file.
+    std::vector<QrxRecordedInterface> interfaces;
+    std::vector<QrxRecordedEvent> events;
+    /// Comment lines without their "# ", in order.
+    std::vector<std::string> comments;
+
+    /// Reads the whole text; `fileName` is for messages only. Throws QrxRecordingError at the first line that is not
+    /// understood, states a wrong length, or lets time run backwards; nothing half read is ever returned.
+    static QrxRecording read(std::istream& text, const std::string& fileName);
+
+    /// Reads a file; one that cannot be opened or read is a QrxRecordingError too.
+    static QrxRecording readFile(const std::string& fileName);
+
+    /// Writes text that read() gives back unchanged. Check the stream's state for success.
+    void write(std::ostream& text) const;
+
+    /// Writes one event line, flushed, as a recorder does while it records. `afterInterface` is the interface whose
+    /// line was written last: a "D:" line is put before where it differs.
+    void writeEvent(std::ostream& text, const QrxRecordedEvent& event, std::size_t& afterInterface) const;
+};

@@ -1,0 +1,147 @@
+#pragma once
+
+#include "QrxExport.h"
+#include "QrxRecording.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+/// What a virtual USB device says of itself.
+struct QrxVirtualIdentity {
+    std::uint16_t vendorID = 0;
+    std::uint16_t productID = 0;
+    /// bcdDevice: 0x0110 is release 1.10.
+    std::uint16_t releaseNumber = 0x0100;
+    std::uint8_t deviceClass = 0;
+    std::uint8_t deviceSubclass = 0;
+    std::uint8_t deviceProtocol = 0;
+    /// UTF-8; empty means that the device has no such string.
+    std::string vendorName;
+    std::string productName;
+    std::string serialNumber;
+};
+
+/// One USB interface of a virtual device.
+struct QrxVirtualInterface {
+    /// USB interface number, unique in the device.
+    int number = 0;
+    /// An interface without a descriptor is not a HID interface: it is listed, and no HID driver takes it.
+    std::vector<std::uint8_t> reportDescriptor;
+    /// UTF-8; empty for none.
+    std::string name;
+    std::uint8_t interfaceSubclass = 0;
+    std::uint8_t interfaceProtocol = 0;
+};
+
+/// A report that the application sent to a virtual device.
+struct QrxSentReport {
+    int interfaceNumber = 0;
+    /// 0 input, 1 output, 2 feature.
+    unsigned int reportType = 0;
+    unsigned int reportID = 0;
+    /// As the application gave them.
+    std::vector<std::uint8_t> bytes;
+};
+
+/// A USB HID device made by the program itself, for tests and demonstrations: once plugged, trees find it, observe it,
+/// open it and exchange reports with it exactly as with a real one. Not available on macOS, where the registry is the
+/// system's.
+///
+/// Any thread may use it, one call at a time on one object; a plugged device is seen by every tree of the process.
+/// Handlers are called on the thread that sends the report or asks for it, with no lock held: they may do anything,
+/// unplug and destroy this object included. Arrivals, removals and input are delivered by the run loops of the threads
+/// that observe and open.
+class QRX_EXPORT QrxVirtualDevice {
+public:
+    /// Input reports that wait for one reader before further ones are lost: what the Linux kernel keeps.
+    static constexpr std::size_t kQueuedReports = 63;
+
+    /// Decides on a sent report: true takes it, false refuses it, as a device that stalls does.
+    using SentReportHandler = std::function<bool(const QrxSentReport& report)>;
+    /// Answers a request for a report: fills `answer` (the report's number first, if it is numbered) and returns true,
+    /// or returns false to refuse. `reportType` as in QrxSentReport.
+    using ReportRequestHandler = std::function<bool(int interfaceNumber, unsigned int reportType, unsigned int reportID,
+                                                    std::vector<std::uint8_t>& answer)>;
+
+    /// Not plugged yet. Throws std::invalid_argument for interface numbers that are not unique or not in 0..255.
+    QrxVirtualDevice(QrxVirtualIdentity identity, std::vector<QrxVirtualInterface> interfaces);
+    /// The device of a recording, with its identity, strings and interfaces. Throws as above.
+    explicit QrxVirtualDevice(const QrxRecording& recording);
+    /// Unplugs.
+    ~QrxVirtualDevice();
+    QrxVirtualDevice(QrxVirtualDevice&& other) noexcept;
+    QrxVirtualDevice& operator=(QrxVirtualDevice&& other) noexcept;
+
+    const QrxVirtualIdentity& identity() const;
+
+    /// Puts the device into the registry, as a new arrival each time; nothing if it is there.
+    void plug();
+    /// Takes it out; nothing if it is not there. Reports that wait are still delivered, then the connection is dead.
+    void unplug();
+    bool isPlugged() const;
+
+    /// How many connections have the interface open.
+    std::size_t openCount(int interfaceNumber) const;
+
+    /// Sends an input report to every connection that has the interface open (as with a real device, nobody's input is
+    /// kept for later). False if nobody has, if the device is not plugged or has no such HID interface, or if one of
+    /// them has kQueuedReports waiting and loses this one. `bytes` begin with the report's number if the device numbers
+    /// its reports; their length is not checked against the descriptor, so that faulty devices can be played.
+    bool sendInputReport(int interfaceNumber, const std::uint8_t* bytes, std::size_t count);
+    bool sendInputReport(int interfaceNumber, const std::vector<std::uint8_t>& bytes);
+
+    /// Whether a report would reach every connection now: false while one of them has kQueuedReports waiting.
+    bool hasRoom(int interfaceNumber) const;
+
+    /// Without a handler every report is taken and kept for takeSentReports(). An empty function removes the handler.
+    void setSentReportHandler(SentReportHandler handler);
+    /// Without a handler, a request is answered by the last report of that type and number that was sent on that
+    /// interface, and refused if there is none.
+    void setReportRequestHandler(ReportRequestHandler handler);
+    /// The reports sent since the last call, oldest first, while no handler was set.
+    std::vector<QrxSentReport> takeSentReports();
+
+    /// Whether this process sees real devices besides virtual ones. Call with false before the first tree is populated
+    /// to test with virtual devices alone. True at the start.
+    static void setRealDevicesEnabled(bool enabled);
+
+private:
+    friend class QrxRecordingPlayer;
+    struct Body;
+    std::shared_ptr<Body> _body;
+};
+
+/// Plays the events of a recording through a virtual device, on the run loop of the thread that calls start(). The
+/// device must have the recording's interfaces, and outlive the player or be moved nowhere while it plays.
+///
+/// Events of an interface that nobody has open are lost, as with a real device: open it before start().
+class QRX_EXPORT QrxRecordingPlayer {
+public:
+    /// As fast as the reports are taken: a full queue waits, nothing is lost.
+    static constexpr double kAsFastAsTaken = 0;
+
+    QrxRecordingPlayer(QrxRecording recording, QrxVirtualDevice& device);
+    /// Stops.
+    ~QrxRecordingPlayer();
+    QrxRecordingPlayer(const QrxRecordingPlayer&) = delete;
+    QrxRecordingPlayer& operator=(const QrxRecordingPlayer&) = delete;
+
+    /// Begins with the first event. `speed` 1 is the recorded speed, 2 twice as fast, 0.5 half; kAsFastAsTaken (0) sets
+    /// no pace. Throws std::invalid_argument for a speed that is negative or not a number.
+    void start(double speed = 1);
+    void stop();
+    /// All events have been sent. (They may still wait in the device's queue.)
+    bool isFinished() const;
+    /// How many events have been sent.
+    std::size_t sentCount() const;
+    /// Called on the run loop after the last event was sent; may do anything, destroy the player included.
+    void setFinishedHandler(std::function<void()> handler);
+
+private:
+    struct Body;
+    std::shared_ptr<Body> _body;
+};
