@@ -1,0 +1,57 @@
+#pragma once
+
+#include "Provider/Provider.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+#include <span>
+#include <vector>
+
+namespace qrx::platform {
+
+/// Input reports on their way from a virtual device to one reader, with a descriptor that tells of them.
+///
+/// Writers may be on any thread; there is one reader. The queue is two buffers that change places: the reader takes
+/// all that waits in one go, so a burst costs one lock and one system call, and no memory once the buffers have grown
+/// to the size of the reports.
+class ReportQueue {
+public:
+    explicit ReportQueue(std::size_t depth);
+    ~ReportQueue();
+    ReportQueue(const ReportQueue&) = delete;
+    ReportQueue& operator=(const ReportQueue&) = delete;
+
+    /// False if the queue is full or has ended: the report is lost, as the kernel loses the newest of too many.
+    bool push(std::span<const std::uint8_t> report);
+    /// Nothing comes after this; the descriptor stays readable.
+    void end();
+    bool hasRoom() const;
+    std::uint64_t lostCount() const;
+
+    /// Readable while reports wait or the queue has ended. -1 if the system had no descriptor to give.
+    int descriptor() const { return _eventFd; }
+    /// The reader's: as HIDChannel::takeReport. `fetched` tells whether the writers got their room back.
+    HIDChannel::Next take(std::span<const std::uint8_t>& report, bool& fetched);
+    /// The reader's: as HIDChannel::hasFetchedReports.
+    bool hasFetchedReports() const { return _nextFetched < _fetchedCount; }
+
+private:
+    bool fetchWaiting();
+    void raiseEvent();
+    void clearEvent();
+
+    mutable std::mutex _mutex;
+    std::vector<std::vector<std::uint8_t>> _waiting;
+    std::size_t _waitingCount = 0;
+    bool _ended = false;
+    std::uint64_t _lost = 0;
+
+    std::vector<std::vector<std::uint8_t>> _fetched;
+    std::size_t _fetchedCount = 0;
+    std::size_t _nextFetched = 0;
+
+    int _eventFd;
+};
+
+} // namespace qrx::platform

@@ -1,0 +1,93 @@
+#pragma once
+
+#include "Provider/Provider.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <span>
+#include <utility>
+#include <vector>
+
+namespace qrx::platform {
+
+class ReportQueue;
+
+/// A report that was sent to a virtual device.
+struct SentReport {
+    int interfaceNumber = 0;
+    ReportType type = ReportType::output;
+    std::uint32_t reportID = 0;
+    std::vector<std::uint8_t> bytes;
+};
+
+/// A USB device that exists in memory. Shared by its owner, the registry's ports and the open channels; any thread may
+/// call it.
+///
+/// It may be plugged more than once. Each time is a new device to the registry: ports and channels of an earlier time
+/// stay dead.
+class VirtualUsbDevice : public std::enable_shared_from_this<VirtualUsbDevice> {
+public:
+    using SentReportHandler = std::function<bool(const SentReport&)>;
+    using ReportRequestHandler = std::function<bool(int interfaceNumber, ReportType type, std::uint32_t reportID,
+                                                    std::vector<std::uint8_t>& answer)>;
+    using RoomListener = std::function<void()>;
+
+    /// Reports that wait for one reader: what the Linux kernel keeps of its ring of 64.
+    static constexpr std::size_t kQueuedReports = 63;
+
+    /// An interface of `facts` that has a report descriptor becomes a HID interface.
+    explicit VirtualUsbDevice(DeviceFacts facts);
+
+    void plug();
+    void unplug();
+    bool isPlugged() const;
+
+    std::size_t openCount(int interfaceNumber) const;
+    /// As QrxVirtualDevice::sendInputReport.
+    bool sendInputReport(int interfaceNumber, std::span<const std::uint8_t> report);
+    bool hasRoom(int interfaceNumber) const;
+
+    void setSentReportHandler(SentReportHandler handler);
+    void setReportRequestHandler(ReportRequestHandler handler);
+    std::vector<SentReport> takeSentReports();
+    /// Called on a reader's thread whenever it has made room in its queue, with no lock held.
+    void setRoomListener(RoomListener listener);
+
+    // For ports and channels; `plugging` is the time of plugging they belong to.
+
+    Status openQueue(std::uint64_t plugging, int interfaceNumber, std::shared_ptr<ReportQueue>& queue);
+    void closeQueue(const std::shared_ptr<ReportQueue>& queue);
+    Status takeSentReport(std::uint64_t plugging, SentReport report);
+    Status answerRequest(std::uint64_t plugging, int interfaceNumber, ReportType type, std::uint32_t reportID,
+                         std::vector<std::uint8_t>& answer);
+    void roomMade();
+
+private:
+    struct OpenQueue {
+        int interfaceNumber;
+        std::shared_ptr<ReportQueue> queue;
+    };
+    /// Interface, type and number of a report.
+    using ReportName = std::pair<int, std::pair<ReportType, std::uint32_t>>;
+
+    DeviceFacts factsWithPorts();
+
+    DeviceFacts _facts;
+    mutable std::mutex _mutex;
+    /// Counts the times of plugging; the device's current one is the last.
+    std::uint64_t _plugging = 0;
+    DeviceKey _key = 0;
+    std::vector<OpenQueue> _openQueues;
+    /// Shared, so that a handler may be replaced while it runs.
+    std::shared_ptr<const SentReportHandler> _sentReportHandler;
+    std::shared_ptr<const ReportRequestHandler> _reportRequestHandler;
+    std::shared_ptr<const RoomListener> _roomListener;
+    std::vector<SentReport> _sentReports;
+    std::map<ReportName, std::vector<std::uint8_t>> _lastReports;
+};
+
+} // namespace qrx::platform
