@@ -88,7 +88,7 @@ struct QRX_EXPORT QrxRecording {
     /// Reads a file; one that cannot be opened or read is a QrxRecordingError too.
     static QrxRecording readFile(const std::string& fileName);
 
-    /// Writes text that read() gives back unchanged. Check the stream's state for success.
+    /// Writes text that read() gives back unchanged, but for blanks at the ends of names. Check the stream's state for success.
     void write(std::ostream& text) const;
 
     /// Writes one event line, flushed, as a recorder does while it records. `afterInterface` is the interface whose

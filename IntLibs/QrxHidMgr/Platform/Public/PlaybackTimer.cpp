@@ -1,0 +1,48 @@
+#include "PlaybackTimer.h"
+
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <ctime>
+#include <system_error>
+
+namespace qrx {
+
+PlaybackTimer::PlaybackTimer() : _timerFd(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK))
+{
+    if (_timerFd < 0) {
+        throw std::system_error(errno, std::generic_category(), "no timer for the playback");
+    }
+}
+
+PlaybackTimer::~PlaybackTimer()
+{
+    ::close(_timerFd);
+}
+
+std::uint64_t PlaybackTimer::nowUs()
+{
+    timespec now{};
+    ::clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000 + static_cast<std::uint64_t>(now.tv_nsec) / 1'000;
+}
+
+void PlaybackTimer::setDue(std::uint64_t timeUs)
+{
+    // A time of 0 would disarm the timer.
+    timeUs = std::max<std::uint64_t>(timeUs, 1);
+    itimerspec due{};
+    due.it_value.tv_sec = static_cast<time_t>(timeUs / 1'000'000);
+    due.it_value.tv_nsec = static_cast<long>(timeUs % 1'000'000 * 1'000);
+    ::timerfd_settime(_timerFd, TFD_TIMER_ABSTIME, &due, nullptr);
+}
+
+void PlaybackTimer::clear()
+{
+    const itimerspec never{};
+    ::timerfd_settime(_timerFd, 0, &never, nullptr);
+}
+
+} // namespace qrx

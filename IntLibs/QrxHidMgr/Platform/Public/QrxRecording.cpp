@@ -1,0 +1,54 @@
+#include "QrxRecording.h"
+
+#include "RecordingReader.h"
+#include "RecordingWriter.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <ostream>
+
+namespace {
+
+std::string placeOf(const std::string& fileName, std::size_t line)
+{
+    return line == 0 ? fileName : fileName + ":" + std::to_string(line);
+}
+
+} // namespace
+
+QrxRecordingError::QrxRecordingError(const std::string& fileName, std::size_t line, const std::string& reason)
+    : std::runtime_error(placeOf(fileName, line) + ": " + reason), _line(line)
+{
+}
+
+QrxRecording QrxRecording::read(std::istream& text, const std::string& fileName)
+{
+    return qrx::RecordingReader(fileName).read(text);
+}
+
+QrxRecording QrxRecording::readFile(const std::string& fileName)
+{
+    errno = 0;
+    std::ifstream text(fileName);
+    if (!text) {
+        throw QrxRecordingError(fileName, 0, std::string("cannot be opened: ") + std::strerror(errno));
+    }
+    return read(text, fileName);
+}
+
+void QrxRecording::write(std::ostream& text) const
+{
+    qrx::RecordingWriter(text).write(*this);
+}
+
+void QrxRecording::writeEvent(std::ostream& text, const QrxRecordedEvent& event, std::size_t& afterInterface) const
+{
+    qrx::RecordingWriter writer(text);
+    if (interfaces.size() > 1 && afterInterface != event.interfaceIndex) {
+        writer.writeInterfaceSwitch(event.interfaceIndex);
+    }
+    afterInterface = event.interfaceIndex;
+    writer.writeEvent(event);
+    text.flush();
+}

@@ -1,0 +1,186 @@
+#include "QrxVirtualDevice.h"
+
+#include "PlaybackTimer.h"
+#include "VirtualDeviceBody.h"
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <cmath>
+#include <stdexcept>
+#include <utility>
+
+/// A version 1 source on a timer. At a pace the timer is set to the next event; without one it is due at once while
+/// the device has room, and becomes due again when a reader has made room.
+struct QrxRecordingPlayer::Body : std::enable_shared_from_this<QrxRecordingPlayer::Body> {
+    Body(QrxRecording played, std::shared_ptr<qrx::platform::VirtualUsbDevice> playedThrough)
+        : recording(std::move(played)), device(std::move(playedThrough))
+    {
+    }
+    ~Body() { stop(); }
+
+    void start(double newSpeed);
+    void stop();
+    void sendDueEvents();
+
+    bool isFinished() const { return sentCount == recording.events.size(); }
+
+    const QrxRecording recording;
+    const std::shared_ptr<qrx::platform::VirtualUsbDevice> device;
+    std::size_t sentCount = 0;
+    std::function<void()> finishedHandler;
+
+private:
+    static unsigned int portOf(void* info) { return static_cast<unsigned int>(bodyOf(info).timer->descriptor()); }
+    static void* perform(void* message, CFIndex size, CFAllocatorRef allocator, void* info);
+    static Body& bodyOf(void* info) { return *static_cast<Body*>(info); }
+
+    bool isPaced() const { return speed != kAsFastAsTaken; }
+    std::uint64_t dueTimeUs(const QrxRecordedEvent& event) const;
+    bool sendNext();
+    void finish();
+
+    /// Shared with the room listener, which may still run on a reader's thread after stop().
+    std::shared_ptr<qrx::PlaybackTimer> timer;
+    CFRunLoopSourceRef source = nullptr;
+    double speed = 1;
+    std::uint64_t startUs = 0;
+};
+
+namespace {
+
+/// Longest time to an event: what is farther away is as good as never, and must not overflow.
+constexpr double kMaximumDelayUs = 1.0e15;
+
+} // namespace
+
+void QrxRecordingPlayer::Body::start(double newSpeed)
+{
+    stop();
+    timer = std::make_shared<qrx::PlaybackTimer>();
+    speed = newSpeed;
+    sentCount = 0;
+    startUs = qrx::PlaybackTimer::nowUs();
+    CFRunLoopSourceContext1 context{};
+    context.version = 1;
+    context.info = this;
+    context.getPort = portOf;
+    context.perform = perform;
+    source = CFRunLoopSourceCreate(kCFAllocatorDefault, 0, reinterpret_cast<CFRunLoopSourceContext*>(&context));
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
+    if (!isPaced()) {
+        device->setRoomListener([waker = timer] { waker->setDue(0); });
+    }
+    timer->setDue(0);
+}
+
+void QrxRecordingPlayer::Body::stop()
+{
+    if (source == nullptr) {
+        return;
+    }
+    if (!isPaced()) {
+        device->setRoomListener({});
+    }
+    CFRunLoopSourceInvalidate(source);
+    CFRelease(std::exchange(source, nullptr));
+    timer.reset();
+}
+
+std::uint64_t QrxRecordingPlayer::Body::dueTimeUs(const QrxRecordedEvent& event) const
+{
+    const std::uint64_t sinceFirst = event.timeUs - recording.events.front().timeUs;
+    return startUs + static_cast<std::uint64_t>(std::fmin(static_cast<double>(sinceFirst) / speed, kMaximumDelayUs));
+}
+
+/// False if the next event has to wait.
+bool QrxRecordingPlayer::Body::sendNext()
+{
+    const QrxRecordedEvent& event = recording.events[sentCount];
+    const int interfaceNumber = recording.interfaces[event.interfaceIndex].number;
+    if (isPaced()) {
+        const std::uint64_t dueUs = dueTimeUs(event);
+        if (dueUs > qrx::PlaybackTimer::nowUs()) {
+            timer->setDue(dueUs);
+            return false;
+        }
+    } else if (!device->hasRoom(interfaceNumber)) {
+        // Cleared before the second look: room made in between is seen here, later room sets the timer.
+        timer->clear();
+        if (!device->hasRoom(interfaceNumber)) {
+            return false;
+        }
+        timer->setDue(0);
+    }
+    device->sendInputReport(interfaceNumber, event.bytes);
+    ++sentCount;
+    return true;
+}
+
+void QrxRecordingPlayer::Body::sendDueEvents()
+{
+    // The finished handler may destroy the player.
+    const std::shared_ptr<Body> self = shared_from_this();
+    // A burst stays below one queue's depth, so that readers on this loop get their turn in between.
+    for (std::size_t burst = 0; burst < qrx::platform::VirtualUsbDevice::kQueuedReports; ++burst) {
+        if (isFinished()) {
+            finish();
+            return;
+        }
+        if (!sendNext()) {
+            return;
+        }
+    }
+}
+
+void QrxRecordingPlayer::Body::finish()
+{
+    stop();
+    const std::function<void()> handler = finishedHandler;
+    if (handler) {
+        handler();
+    }
+}
+
+void* QrxRecordingPlayer::Body::perform(void*, CFIndex, CFAllocatorRef, void* info)
+{
+    bodyOf(info).sendDueEvents();
+    return nullptr;
+}
+
+QrxRecordingPlayer::QrxRecordingPlayer(QrxRecording recording, QrxVirtualDevice& device)
+    : _body(std::make_shared<Body>(std::move(recording), device._body->device))
+{
+}
+
+QrxRecordingPlayer::~QrxRecordingPlayer()
+{
+    _body->stop();
+}
+
+void QrxRecordingPlayer::start(double speed)
+{
+    if (!(speed >= 0)) {
+        throw std::invalid_argument("the speed of a playback is 0 or more");
+    }
+    _body->start(speed);
+}
+
+void QrxRecordingPlayer::stop()
+{
+    _body->stop();
+}
+
+bool QrxRecordingPlayer::isFinished() const
+{
+    return _body->isFinished();
+}
+
+std::size_t QrxRecordingPlayer::sentCount() const
+{
+    return _body->sentCount;
+}
+
+void QrxRecordingPlayer::setFinishedHandler(std::function<void()> handler)
+{
+    _body->finishedHandler = std::move(handler);
+}

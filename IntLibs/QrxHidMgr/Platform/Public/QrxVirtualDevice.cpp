@@ -1,0 +1,193 @@
+#include "QrxVirtualDevice.h"
+
+#include "VirtualDeviceBody.h"
+
+#include <optional>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+namespace {
+
+using qrx::platform::DeviceFacts;
+using qrx::platform::InterfaceFacts;
+using qrx::platform::ReportType;
+using qrx::platform::SentReport;
+
+constexpr std::uint8_t kHIDClass = 3;
+constexpr std::uint8_t kVendorSpecificClass = 0xFF;
+constexpr std::uint8_t kHighSpeed = 2;
+
+std::optional<std::string> presentText(const std::string& text)
+{
+    return text.empty() ? std::nullopt : std::optional(text);
+}
+
+InterfaceFacts factsOf(const QrxVirtualInterface& interface)
+{
+    if (interface.number < 0 || interface.number > 0xFF) {
+        throw std::invalid_argument("USB interface number " + std::to_string(interface.number) + " is not in 0..255");
+    }
+    InterfaceFacts facts;
+    facts.number = static_cast<std::uint8_t>(interface.number);
+    facts.endpointCount = 1;
+    facts.interfaceClass = interface.reportDescriptor.empty() ? kVendorSpecificClass : kHIDClass;
+    facts.interfaceSubclass = interface.interfaceSubclass;
+    facts.interfaceProtocol = interface.interfaceProtocol;
+    facts.name = presentText(interface.name);
+    facts.reportDescriptor = interface.reportDescriptor;
+    return facts;
+}
+
+DeviceFacts factsOf(const QrxVirtualIdentity& identity, const std::vector<QrxVirtualInterface>& interfaces)
+{
+    DeviceFacts facts;
+    facts.vendorID = identity.vendorID;
+    facts.productID = identity.productID;
+    facts.releaseNumber = identity.releaseNumber;
+    facts.deviceClass = identity.deviceClass;
+    facts.deviceSubclass = identity.deviceSubclass;
+    facts.deviceProtocol = identity.deviceProtocol;
+    facts.maxPacketSize0 = 64;
+    facts.vendorName = presentText(identity.vendorName);
+    facts.productName = presentText(identity.productName);
+    facts.serialNumber = presentText(identity.serialNumber);
+    facts.speed = kHighSpeed;
+    facts.place = "virtual";
+    std::set<int> numbers;
+    for (const QrxVirtualInterface& interface : interfaces) {
+        if (!numbers.insert(interface.number).second) {
+            throw std::invalid_argument("two interfaces have the number " + std::to_string(interface.number));
+        }
+        facts.interfaces.push_back(factsOf(interface));
+    }
+    return facts;
+}
+
+QrxVirtualIdentity identityOf(const QrxRecording& recording)
+{
+    return {recording.vendorID,    recording.productID,      recording.releaseNumber,
+            recording.deviceClass, recording.deviceSubclass, recording.deviceProtocol,
+            recording.vendorName,  recording.productName,    recording.serialNumber};
+}
+
+std::vector<QrxVirtualInterface> interfacesOf(const QrxRecording& recording)
+{
+    std::vector<QrxVirtualInterface> interfaces;
+    for (const QrxRecordedInterface& recorded : recording.interfaces) {
+        interfaces.push_back({recorded.number, recorded.reportDescriptor, recorded.name, recorded.interfaceSubclass,
+                              recorded.interfaceProtocol});
+    }
+    return interfaces;
+}
+
+QrxSentReport publicForm(const SentReport& report)
+{
+    return {report.interfaceNumber, static_cast<unsigned int>(report.type), report.reportID, report.bytes};
+}
+
+} // namespace
+
+QrxVirtualDevice::QrxVirtualDevice(QrxVirtualIdentity identity, std::vector<QrxVirtualInterface> interfaces)
+    : _body(std::make_shared<Body>())
+{
+    _body->device = std::make_shared<qrx::platform::VirtualUsbDevice>(factsOf(identity, interfaces));
+    _body->identity = std::move(identity);
+}
+
+QrxVirtualDevice::QrxVirtualDevice(const QrxRecording& recording)
+    : QrxVirtualDevice(identityOf(recording), interfacesOf(recording))
+{
+}
+
+QrxVirtualDevice::~QrxVirtualDevice()
+{
+    if (_body != nullptr) {
+        unplug();
+    }
+}
+
+QrxVirtualDevice::QrxVirtualDevice(QrxVirtualDevice&& other) noexcept = default;
+
+QrxVirtualDevice& QrxVirtualDevice::operator=(QrxVirtualDevice&& other) noexcept
+{
+    std::swap(_body, other._body);
+    return *this;
+}
+
+const QrxVirtualIdentity& QrxVirtualDevice::identity() const
+{
+    return _body->identity;
+}
+
+void QrxVirtualDevice::plug()
+{
+    _body->device->plug();
+}
+
+void QrxVirtualDevice::unplug()
+{
+    _body->device->unplug();
+}
+
+bool QrxVirtualDevice::isPlugged() const
+{
+    return _body->device->isPlugged();
+}
+
+std::size_t QrxVirtualDevice::openCount(int interfaceNumber) const
+{
+    return _body->device->openCount(interfaceNumber);
+}
+
+bool QrxVirtualDevice::sendInputReport(int interfaceNumber, const std::uint8_t* bytes, std::size_t count)
+{
+    return _body->device->sendInputReport(interfaceNumber, {bytes, count});
+}
+
+bool QrxVirtualDevice::sendInputReport(int interfaceNumber, const std::vector<std::uint8_t>& bytes)
+{
+    return _body->device->sendInputReport(interfaceNumber, bytes);
+}
+
+bool QrxVirtualDevice::hasRoom(int interfaceNumber) const
+{
+    return _body->device->hasRoom(interfaceNumber);
+}
+
+void QrxVirtualDevice::setSentReportHandler(SentReportHandler handler)
+{
+    if (!handler) {
+        _body->device->setSentReportHandler({});
+        return;
+    }
+    _body->device->setSentReportHandler(
+        [handler = std::move(handler)](const SentReport& report) { return handler(publicForm(report)); });
+}
+
+void QrxVirtualDevice::setReportRequestHandler(ReportRequestHandler handler)
+{
+    if (!handler) {
+        _body->device->setReportRequestHandler({});
+        return;
+    }
+    _body->device->setReportRequestHandler([handler = std::move(handler)](int interfaceNumber, ReportType type,
+                                                                          std::uint32_t reportID,
+                                                                          std::vector<std::uint8_t>& answer) {
+        return handler(interfaceNumber, static_cast<unsigned int>(type), reportID, answer);
+    });
+}
+
+std::vector<QrxSentReport> QrxVirtualDevice::takeSentReports()
+{
+    std::vector<QrxSentReport> reports;
+    for (const SentReport& report : _body->device->takeSentReports()) {
+        reports.push_back(publicForm(report));
+    }
+    return reports;
+}
+
+void QrxVirtualDevice::setRealDevicesEnabled(bool enabled)
+{
+    qrx::platform::setProvidersEnabled(enabled);
+}

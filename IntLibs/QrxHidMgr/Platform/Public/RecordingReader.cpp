@@ -1,0 +1,297 @@
+#include "RecordingReader.h"
+
+#include <algorithm>
+#include <charconv>
+#include <istream>
+#include <optional>
+
+namespace qrx {
+
+namespace {
+
+constexpr std::string_view kBlanks = " \t\r";
+
+std::string_view trimmed(std::string_view text)
+{
+    const std::size_t first = text.find_first_not_of(kBlanks);
+    if (first == std::string_view::npos) {
+        return {};
+    }
+    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+/// Takes the next word off the front of `text`; empty at its end.
+std::string_view nextWord(std::string_view& text)
+{
+    text = trimmed(text);
+    const std::string_view word = text.substr(0, text.find_first_of(kBlanks));
+    text.remove_prefix(word.size());
+    return word;
+}
+
+/// The whole word as a number not above `maximum`.
+std::optional<std::uint64_t> number(std::string_view word, int base, std::uint64_t maximum)
+{
+    std::uint64_t value = 0;
+    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value, base);
+    if (word.empty() || error != std::errc() || end != word.data() + word.size() || value > maximum) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+std::string quoted(std::string_view text)
+{
+    constexpr std::size_t kShown = 40;
+    return "\"" + std::string(text.substr(0, kShown)) + (text.size() > kShown ? "...\"" : "\"");
+}
+
+std::string unescaped(std::string_view text)
+{
+    std::string plain;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '\\' || i + 1 == text.size()) {
+            plain.push_back(text[i]);
+            continue;
+        }
+        const char next = text[++i];
+        plain.push_back(next == 'n' ? '\n' : next == 'r' ? '\r' : next);
+    }
+    return plain;
+}
+
+} // namespace
+
+void RecordingReader::fail(const std::string& reason) const
+{
+    throw QrxRecordingError(_fileName, _line, reason);
+}
+
+QrxRecording RecordingReader::read(std::istream& text)
+{
+    std::string line;
+    while (std::getline(text, line)) {
+        ++_line;
+        readLine(line);
+    }
+    if (text.bad()) {
+        fail("cannot be read");
+    }
+    finish();
+    return std::move(_recording);
+}
+
+void RecordingReader::readLine(std::string_view line)
+{
+    line = trimmed(line);
+    if (line.empty()) {
+        return;
+    }
+    if (line.front() == '#') {
+        readComment(line.substr(1));
+        return;
+    }
+    if (line.size() < 2 || line[1] != ':') {
+        fail("neither a comment nor one of the lines D: R: N: P: I: E:, but " + quoted(line));
+    }
+    const std::string_view value = trimmed(line.substr(2));
+    switch (line.front()) {
+    case 'D':
+        return switchInterface(value);
+    case 'R':
+        return readDescriptor(value);
+    case 'N':
+        currentInterface().name = value;
+        return;
+    case 'P':
+        currentInterface().physicalPath = value;
+        return;
+    case 'I':
+        return readIdentity(value);
+    case 'E':
+        return readEvent(value);
+    default:
+        fail("unknown line " + quoted(line.substr(0, 2)) + "; known are D: R: N: P: I: E:");
+    }
+}
+
+void RecordingReader::readComment(std::string_view text)
+{
+    if (text.empty() || text.front() != '@') {
+        _recording.comments.emplace_back(trimmed(text));
+        return;
+    }
+    text.remove_prefix(1);
+    const std::size_t colon = text.find(':');
+    if (colon == std::string_view::npos) {
+        fail("a line that begins with #@ needs a colon after its name");
+    }
+    readNote(trimmed(text.substr(0, colon)), trimmed(text.substr(colon + 1)));
+}
+
+// Unknown names are passed over: they are of a later version.
+void RecordingReader::readNote(std::string_view key, std::string_view value)
+{
+    if (key == "vendor-name") {
+        _recording.vendorName = unescaped(value);
+    } else if (key == "product-name") {
+        _recording.productName = unescaped(value);
+        _hasProductName = true;
+    } else if (key == "serial-number") {
+        _recording.serialNumber = unescaped(value);
+    } else if (key == "release") {
+        const auto release = number(value, 16, 0xFFFF);
+        if (!release) {
+            fail("release needs four hexadecimal digits, not " + quoted(value));
+        }
+        _recording.releaseNumber = static_cast<std::uint16_t>(*release);
+    } else if (key == "device-class") {
+        const auto deviceClass = number(nextWord(value), 16, 0xFF);
+        const auto subclass = number(nextWord(value), 16, 0xFF);
+        const auto protocol = number(nextWord(value), 16, 0xFF);
+        if (!deviceClass || !subclass || !protocol) {
+            fail("device-class needs class, subclass and protocol, two hexadecimal digits each");
+        }
+        _recording.deviceClass = static_cast<std::uint8_t>(*deviceClass);
+        _recording.deviceSubclass = static_cast<std::uint8_t>(*subclass);
+        _recording.deviceProtocol = static_cast<std::uint8_t>(*protocol);
+    } else if (key == "interface") {
+        readInterfaceNote(value);
+    }
+}
+
+void RecordingReader::readInterfaceNote(std::string_view value)
+{
+    const auto interfaceNumber = number(nextWord(value), 10, 0xFF);
+    const auto subclass = number(nextWord(value), 16, 0xFF);
+    const auto protocol = number(nextWord(value), 16, 0xFF);
+    if (!interfaceNumber || !subclass || !protocol) {
+        fail("interface needs its number, then subclass and protocol in hexadecimal");
+    }
+    QrxRecordedInterface& interface = currentInterface();
+    interface.number = static_cast<int>(*interfaceNumber);
+    interface.interfaceSubclass = static_cast<std::uint8_t>(*subclass);
+    interface.interfaceProtocol = static_cast<std::uint8_t>(*protocol);
+    _numberedInterfaces.insert(_interfaceByName.find(_currentName)->second);
+}
+
+void RecordingReader::switchInterface(std::string_view value)
+{
+    if (!number(value, 10, 0xFFFF)) {
+        fail("D: needs a number, not " + quoted(value));
+    }
+    _currentName = value;
+}
+
+QrxRecordedInterface& RecordingReader::currentInterface()
+{
+    const auto [known, isNew] = _interfaceByName.try_emplace(_currentName, _recording.interfaces.size());
+    if (isNew) {
+        _recording.interfaces.emplace_back().number = static_cast<int>(known->second);
+    }
+    return _recording.interfaces[known->second];
+}
+
+void RecordingReader::readDescriptor(std::string_view value)
+{
+    QrxRecordedInterface& interface = currentInterface();
+    if (!_describedInterfaces.insert(_interfaceByName.find(_currentName)->second).second) {
+        fail("a second R: line for the same interface; put a D: line before it if it is another one's");
+    }
+    interface.reportDescriptor = readBytes(value, "R:");
+}
+
+void RecordingReader::readIdentity(std::string_view value)
+{
+    const std::string_view whole = value;
+    const auto bus = number(nextWord(value), 16, 0xFFFF);
+    const auto vendorID = number(nextWord(value), 16, 0xFFFFFFFF);
+    const auto productID = number(nextWord(value), 16, 0xFFFFFFFF);
+    if (!bus || !vendorID || !productID || *vendorID > 0xFFFF || *productID > 0xFFFF || !trimmed(value).empty()) {
+        fail("I: needs bus, vendor ID and product ID in hexadecimal, not " + quoted(whole));
+    }
+    currentInterface();
+    if (_hasIdentity && (_recording.vendorID != *vendorID || _recording.productID != *productID)) {
+        fail("all interfaces of a recording belong to one device, but this I: line names another; "
+             "put each device into a file of its own");
+    }
+    _recording.bus = static_cast<std::uint16_t>(*bus);
+    _recording.vendorID = static_cast<std::uint16_t>(*vendorID);
+    _recording.productID = static_cast<std::uint16_t>(*productID);
+    _hasIdentity = true;
+}
+
+void RecordingReader::readEvent(std::string_view value)
+{
+    QrxRecordedEvent event;
+    event.timeUs = readTime(nextWord(value));
+    if (!_recording.events.empty() && event.timeUs < _recording.events.back().timeUs) {
+        fail("time runs backwards");
+    }
+    const auto interface = _interfaceByName.find(_currentName);
+    if (interface == _interfaceByName.end() || !_describedInterfaces.contains(interface->second)) {
+        fail("an event before the R: line of its interface");
+    }
+    event.interfaceIndex = interface->second;
+    event.bytes = readBytes(value, "E:");
+    _recording.events.push_back(std::move(event));
+}
+
+std::uint64_t RecordingReader::readTime(std::string_view value) const
+{
+    constexpr std::uint64_t kMaximumSeconds = 1'000'000'000'000;
+    constexpr std::size_t kMicrosecondDigits = 6;
+    const std::size_t point = value.find('.');
+    const auto seconds = number(value.substr(0, point), 10, kMaximumSeconds);
+    std::string fraction(point == std::string_view::npos ? "0" : value.substr(point + 1));
+    fraction.resize(std::max(fraction.size(), kMicrosecondDigits), '0');
+    const auto microseconds = number(fraction, 10, 999'999);
+    if (!seconds || fraction.size() > kMicrosecondDigits || !microseconds) {
+        fail("E: needs a time in seconds.microseconds, not " + quoted(value));
+    }
+    return *seconds * 1'000'000 + *microseconds;
+}
+
+std::vector<std::uint8_t> RecordingReader::readBytes(std::string_view value, const char* what) const
+{
+    const auto length = number(nextWord(value), 10, kMaximumBytes);
+    if (!length) {
+        fail(std::string(what) + " needs a length of at most " + std::to_string(kMaximumBytes) + " bytes");
+    }
+    std::vector<std::uint8_t> bytes;
+    bytes.reserve(std::min<std::size_t>(*length, value.size() / 2 + 1));
+    for (std::string_view word = nextWord(value); !word.empty(); word = nextWord(value)) {
+        const auto byte = number(word, 16, 0xFF);
+        if (!byte || word.size() > 2) {
+            fail(std::string(what) + " needs bytes of two hexadecimal digits, not " + quoted(word));
+        }
+        bytes.push_back(static_cast<std::uint8_t>(*byte));
+    }
+    if (bytes.size() != *length) {
+        fail(std::string(what) + " states " + std::to_string(*length) + " bytes, but " + std::to_string(bytes.size()) +
+             " follow");
+    }
+    return bytes;
+}
+
+void RecordingReader::finish()
+{
+    _line = 0;
+    if (_recording.interfaces.empty() || _describedInterfaces.size() != _recording.interfaces.size()) {
+        fail("no R: line with a report descriptor");
+    }
+    if (!_hasIdentity) {
+        fail("no I: line with bus, vendor ID and product ID");
+    }
+    std::set<int> numbers;
+    for (const QrxRecordedInterface& interface : _recording.interfaces) {
+        if (!numbers.insert(interface.number).second) {
+            fail("two interfaces have the number " + std::to_string(interface.number));
+        }
+    }
+    if (!_hasProductName) {
+        _recording.productName = _recording.interfaces.front().name;
+    }
+}
+
+} // namespace qrx
