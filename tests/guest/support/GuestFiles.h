@@ -1,0 +1,44 @@
+#pragma once
+
+/// What the kernel shows of itself in files: sysfs, debugfs, the kernel's log.
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace qrx::guest {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// The whole contents, zero bytes included; none if the file is not there or cannot be read.
+std::optional<std::string> readFile(const std::string& path);
+
+/// The contents without one final newline, as attributes of sysfs are written; none if there is no such file.
+std::optional<std::string> readAttribute(const std::string& path);
+
+/// Writes in one call, as sysfs wants it. Returns 0 or the errno value.
+int writeFile(const std::string& path, const std::string& text);
+
+/// Names in a folder, sorted; empty if there is none.
+std::vector<std::string> listFolder(const std::string& path);
+
+/// Folders in /sys/bus/usb/devices of the USB devices with these ids, by name.
+std::vector<std::string> findUsbDevices(std::uint16_t vendor, std::uint16_t product);
+
+/// Report nodes ("/dev/hidraw3") of all interfaces of a USB device, by interface number.
+std::vector<std::string> hidrawNodesOf(const std::string& usbDevice);
+
+/// Waits until a USB device with these ids has `nodes` report nodes. Returns the nodes; empty if that did not happen.
+std::vector<std::string> waitForHidrawNodes(std::uint16_t vendor, std::uint16_t product, std::size_t nodes);
+
+/// Waits until there is no USB device with these ids. Returns false if that did not happen.
+bool waitUntilGone(std::uint16_t vendor, std::uint16_t product);
+
+/// Loads a kernel module with modprobe. Throws std::runtime_error if that fails.
+void loadModule(const std::string& module, const std::string& parameter = {});
+
+/// Pairs of hex digits, separated by blanks.
+std::string hex(const Bytes& bytes);
+
+} // namespace qrx::guest
