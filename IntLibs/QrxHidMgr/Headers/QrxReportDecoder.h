@@ -1,0 +1,60 @@
+/// @file
+/// What the bytes of a report mean: values by usage.
+
+#ifndef QRX_REPORT_DECODER_H
+#define QRX_REPORT_DECODER_H
+
+#include "QrxExport.h"
+#include "QrxHIDCapability.h"
+#include "QrxHIDDevice.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+/// One value of a report.
+struct QrxDecodedValue {
+    uint32_t usagePage;
+    uint32_t usage;
+
+    /// The logical value, as the device sent it: negative only where the field's logical minimum is negative. For a
+    /// usage that an array shows, 1.
+    int64_t value;
+
+    /// Where the value stands, in bits from the first bit of the report as it travels: the byte of the report's number
+    /// is counted where there is one.
+    size_t bitOffset;
+
+    /// The width of the value in bits.
+    size_t sizeBits;
+
+    /// The field that the value belongs to; several values share one that counts more than one. For a usage that an
+    /// array shows, the usage's own 1-bit element.
+    QrxHIDCapabilityPtr capability;
+
+    /// True when the usage was shown by an array (a pressed key among the six of a keyboard, say). Usages that an array
+    /// does not show are not in the list at all.
+    bool isArraySelection;
+};
+
+/// Takes a report apart by what the device declared of it.
+///
+/// `reportType` is 0 input, 1 output, 2 feature, as for `QrxHIDDevice::setReport`. `bytes` are `count` bytes as a
+/// delegate gets them and `setReport` takes them: the report's number first where the interface numbers its reports.
+///
+/// The values come in the order of their place in the report. Left out are padding (constant fields), values that the
+/// report is too short for, values of more than 64 bits, fields whose place the platform does not tell, and array
+/// entries that name no usage of the array or its usage 0 ("no event" on a keyboard). A usage that an array shows twice
+/// is listed once. The list is empty for a report that the device does not declare, and for no bytes.
+///
+/// Call it on the device's thread. The result holds references on the device's elements and nothing else; it stays
+/// valid after the device has gone.
+QRX_EXPORT std::vector<QrxDecodedValue> QrxDecodeReport(const QrxHIDDevice& device, unsigned int reportType,
+                                                        const uint8_t* bytes, size_t count, int interfaceNumber);
+
+/// Where the field's first value begins, in bits from the first bit of the report as it travels, the byte of the
+/// report's number counted where there is one. -1 where the platform does not tell, and for a usage that has no place
+/// because the field counts fewer values than usages.
+QRX_EXPORT int32_t QrxFieldBitOffset(const QrxHIDCapability& field);
+
+#endif

@@ -1,0 +1,250 @@
+#include "QrxReportDecoder.h"
+
+#include "QrxHIDCapabilityImpl.h"
+#include "QrxHIDReport.h"
+
+#include <algorithm>
+
+// The platform lists the fields of a report in this way (all of one kind, input or output or feature, follow in this
+// order, while the kinds may alternate):
+//
+//   variable, one value    the element itself
+//   variable, n values     a head that counts n, then n duplicates that count 1 each; with n above 32 the head alone
+//   array of n places      a head without a usage that counts n; if n > 1 its n slots, also without a usage (with n
+//                          above 32 none); then a selector of 1 bit for each usage that the array can show. An entry
+//                          of the array is the logical minimum plus the position of the selector among these.
+//
+// Heads tell everything, so duplicates and slots are passed over.
+
+namespace {
+
+constexpr uint32_t kNoUsage = 0xFFFFFFFF;
+constexpr uint32_t kConstantFlag = 0x001;
+constexpr uint32_t kMaximumListedDuplicates = 32;
+constexpr size_t kWidestValueBits = 64;
+constexpr size_t kBitsPerByte = 8;
+
+constexpr uint32_t kInputMisc = 1;
+constexpr uint32_t kInputButton = 2;
+constexpr uint32_t kOutput = 129;
+constexpr uint32_t kFeature = 257;
+
+bool isOfReportType(uint32_t elementType, unsigned int reportType)
+{
+    switch (reportType) {
+    case 0:
+        return elementType == kInputMisc || elementType == kInputButton;
+    case 1:
+        return elementType == kOutput;
+    case 2:
+        return elementType == kFeature;
+    default:
+        return false;
+    }
+}
+
+// An element with what is needed of it; asking is a look-up each time.
+struct Field {
+    QrxHIDCapabilityPtr capability;
+    uint32_t usagePage;
+    uint32_t usage;
+    uint32_t count;
+    size_t sizeBits;
+    int32_t bitOffset;
+    bool isArray;
+
+    explicit Field(const QrxHIDCapabilityPtr& element)
+        : capability(element), usagePage(element->getUsagePage()), usage(element->getUsage()),
+          count(element->getReportCount()), sizeBits(element->getReportSize()), bitOffset(QrxFieldBitOffset(*element)),
+          isArray(element->isArray())
+    {
+    }
+
+    bool isArrayHead() const { return isArray && usage == kNoUsage; }
+    bool isSelector() const { return isArray && usage != kNoUsage; }
+    bool isReadable() const { return bitOffset >= 0 && sizeBits > 0 && sizeBits <= kWidestValueBits; }
+    bool isConstant() const { return (capability->getFlags() & kConstantFlag) != 0; }
+    bool isSigned() const { return static_cast<int32_t>(capability->getMinValue()) < 0; }
+    size_t valueOffset(size_t index) const { return static_cast<size_t>(bitOffset) + index * sizeBits; }
+};
+
+class ReportReading {
+public:
+    ReportReading(const uint8_t* bytes, size_t count) : _bytes(bytes), _bits(count * kBitsPerByte) {}
+
+    void read(const std::vector<Field>& fields);
+    std::vector<QrxDecodedValue> takeValues();
+
+private:
+    void readVariable(const Field& head);
+    void readArray(const Field& head, const std::vector<Field>& fields, size_t firstSelector, size_t selectorEnd);
+    void addSelection(const Field& selector, const Field& head, size_t place);
+    bool holds(const Field& field, size_t index) const;
+    int64_t value(const Field& field, size_t index) const;
+
+    const uint8_t* _bytes;
+    size_t _bits;
+    std::vector<QrxDecodedValue> _values;
+};
+
+bool isCopyOf(const Field& field, const Field& head)
+{
+    return field.count == 1 && field.usage == head.usage && field.usagePage == head.usagePage &&
+           field.isArray == head.isArray && field.sizeBits == head.sizeBits;
+}
+
+// The position after the duplicates or slots of the head at `position`.
+size_t endOfCopies(const std::vector<Field>& fields, size_t position)
+{
+    const Field& head = fields[position];
+    size_t end = position + 1;
+    if (head.count <= 1 || head.count > kMaximumListedDuplicates) {
+        return end;
+    }
+    const size_t last = std::min(fields.size(), end + head.count);
+    while (end < last && isCopyOf(fields[end], head)) {
+        ++end;
+    }
+    return end;
+}
+
+void ReportReading::read(const std::vector<Field>& fields)
+{
+    size_t position = 0;
+    while (position < fields.size()) {
+        const Field& head = fields[position];
+        size_t next = endOfCopies(fields, position);
+        if (head.isArrayHead()) {
+            const size_t firstSelector = next;
+            while (next < fields.size() && fields[next].isSelector()) {
+                ++next;
+            }
+            readArray(head, fields, firstSelector, next);
+        } else {
+            readVariable(head);
+        }
+        position = next;
+    }
+}
+
+void ReportReading::readVariable(const Field& head)
+{
+    if (!head.isReadable() || head.isConstant()) {
+        return;
+    }
+    for (size_t i = 0; i < head.count && holds(head, i); ++i) {
+        _values.push_back(
+            {head.usagePage, head.usage, value(head, i), head.valueOffset(i), head.sizeBits, head.capability, false});
+    }
+}
+
+void ReportReading::readArray(const Field& head, const std::vector<Field>& fields, size_t firstSelector,
+                              size_t selectorEnd)
+{
+    if (!head.isReadable() || head.isConstant()) {
+        return;
+    }
+    const auto minimum = static_cast<int32_t>(head.capability->getMinValue());
+    const auto selectorCount = static_cast<int64_t>(selectorEnd - firstSelector);
+    std::vector<bool> isShown(selectorEnd - firstSelector, false);
+    for (size_t i = 0; i < head.count && holds(head, i); ++i) {
+        const int64_t entry = value(head, i);
+        if (entry < minimum || entry - minimum >= selectorCount) {
+            continue;
+        }
+        const auto selector = static_cast<size_t>(entry - minimum);
+        if (!isShown[selector]) {
+            isShown[selector] = true;
+            addSelection(fields[firstSelector + selector], head, i);
+        }
+    }
+}
+
+void ReportReading::addSelection(const Field& selector, const Field& head, size_t place)
+{
+    if (selector.usage != 0) {
+        _values.push_back(
+            {selector.usagePage, selector.usage, 1, head.valueOffset(place), head.sizeBits, selector.capability, true});
+    }
+}
+
+bool ReportReading::holds(const Field& field, size_t index) const
+{
+    return field.valueOffset(index) + field.sizeBits <= _bits;
+}
+
+// HID 1.11, 8.4: values are little-endian, and begin at any bit.
+int64_t ReportReading::value(const Field& field, size_t index) const
+{
+    uint64_t bits = 0;
+    const size_t offset = field.valueOffset(index);
+    for (size_t taken = 0; taken < field.sizeBits;) {
+        const size_t position = offset + taken;
+        const size_t inByte = position % kBitsPerByte;
+        const size_t width = std::min(kBitsPerByte - inByte, field.sizeBits - taken);
+        const auto part =
+            (static_cast<uint64_t>(_bytes[position / kBitsPerByte]) >> inByte) & ((uint64_t{1} << width) - 1);
+        bits |= part << taken;
+        taken += width;
+    }
+    if (field.isSigned() && field.sizeBits < kWidestValueBits) {
+        const uint64_t sign = uint64_t{1} << (field.sizeBits - 1);
+        bits = (bits ^ sign) - sign;
+    }
+    return static_cast<int64_t>(bits);
+}
+
+std::vector<QrxDecodedValue> ReportReading::takeValues()
+{
+    std::stable_sort(_values.begin(), _values.end(), [](const QrxDecodedValue& left, const QrxDecodedValue& right) {
+        return left.bitOffset < right.bitOffset;
+    });
+    return std::move(_values);
+}
+
+bool numbersReports(const QrxHIDDevice& device, int interfaceNumber)
+{
+    for (unsigned int i = 0; i < device.getReportCount(); ++i) {
+        const mis::swizzler<QrxHIDReport> report = device.getReportAtIndex(i);
+        if (report->getInterfaceNumber() == interfaceNumber && report->getReportID() != 0) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::vector<Field> fieldsOf(QrxHIDReport& report, unsigned int reportType)
+{
+    std::vector<Field> fields;
+    for (unsigned int i = 0; i < report.getCapabilityCount(); ++i) {
+        const QrxHIDCapabilityPtr capability = report.getCapabilityAtIndex(i);
+        if (isOfReportType(capability->getType(), reportType)) {
+            fields.emplace_back(capability);
+        }
+    }
+    return fields;
+}
+
+} // namespace
+
+std::vector<QrxDecodedValue> QrxDecodeReport(const QrxHIDDevice& device, unsigned int reportType, const uint8_t* bytes,
+                                             size_t count, int interfaceNumber)
+{
+    if (count == 0) {
+        return {};
+    }
+    const unsigned int reportID = numbersReports(device, interfaceNumber) ? bytes[0] : 0;
+    const mis::swizzler<QrxHIDReport> report = device.getReport(interfaceNumber, reportID);
+    if (!report) {
+        return {};
+    }
+    ReportReading reading(bytes, count);
+    reading.read(fieldsOf(*report, reportType));
+    return reading.takeValues();
+}
+
+int32_t QrxFieldBitOffset(const QrxHIDCapability& field)
+{
+    const auto* element = dynamic_cast<const _QrxHIDCapabilityImpl*>(&field);
+    return element != nullptr ? element->getReportBitOffset() : -1;
+}
