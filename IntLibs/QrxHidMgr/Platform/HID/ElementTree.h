@@ -10,7 +10,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace qrx::hid {
@@ -26,6 +28,9 @@ enum class ElementType : std::uint32_t {
 
 /// Usage of array heads and their slots.
 constexpr std::uint32_t kNoUsage = 0xFFFFFFFF;
+
+/// Place of a variable field's usage beyond the field's count: it has none, its value reads as 0.
+constexpr std::size_t kNoBitOffset = std::numeric_limits<std::size_t>::max();
 
 /// A duplicate whose head counts more than this is numbered but not published.
 constexpr std::uint32_t kMaximumPublishedDuplicates = 32;
@@ -53,11 +58,13 @@ struct Element {
     std::uint32_t reportSize = 0;
     std::uint32_t reportCount = 1;
     std::uint32_t flags = 0;
+    /// The logical range, in 32 bits: an unsigned maximum above 0x7FFFFFFF is negative here.
     std::int32_t min = 0;
     std::int32_t max = 0;
     std::int32_t scaledMin = 0;
     std::int32_t scaledMax = 0;
     std::uint32_t unit = 0;
+    /// The item's value: -2 is 14 where the device codes it as a nibble.
     std::int32_t unitExponent = 0;
     std::optional<std::uint32_t> duplicateIndex;
     /// Where the value begins: from the first bit of the report as it travels, so the byte with the report's number is
@@ -94,12 +101,14 @@ struct ElementTree {
     std::uint32_t maxFeatureReportSize = 0;
     bool usesReportIDs = false;
 
-    /// False where the descriptor has no input, output or feature item at all: such an interface is not published.
+    /// False where the descriptor has no input, output or feature item that could travel: such an interface is not
+    /// published.
     bool hasFields = false;
 };
 
-/// Linear in the number of elements, which `limits` bounds; what is beyond is left out, with a diagnosis added to
-/// `descriptor`.
+/// Linear in the number of elements, which `limits` bounds: where there are too many, first the unpublished duplicates
+/// are left out, then the largest items are cut, each with a diagnosis added to `descriptor`. Reports whose number does
+/// not fit a byte can never travel and make no elements, nor do fields without bits.
 ElementTree buildElementTree(Descriptor& descriptor, const Limits& limits = {});
 
 /// The value at `bitOffset` of `sizeBits` (0 to 32), little-endian, sign-extended if asked. Bits past the end of the

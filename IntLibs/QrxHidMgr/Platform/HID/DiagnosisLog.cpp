@@ -1,0 +1,31 @@
+#include "DiagnosisLog.h"
+
+namespace qrx::hid {
+
+void DiagnosisLog::error(std::size_t offset, std::string_view item, std::string_view reason,
+                         std::optional<std::int64_t> value)
+{
+    ++_descriptor.errorCount;
+    _add(offset, item, reason, value, true);
+}
+
+void DiagnosisLog::warning(std::size_t offset, std::string_view item, std::string_view reason,
+                           std::optional<std::int64_t> value)
+{
+    _add(offset, item, reason, value, false);
+}
+
+void DiagnosisLog::_add(std::size_t offset, std::string_view item, std::string_view reason,
+                        std::optional<std::int64_t> value, bool isError)
+{
+    if (_descriptor.diagnoses.size() >= _limit) {
+        ++_descriptor.unlistedDiagnoses;
+        return;
+    }
+    std::string text(reason);
+    if (value)
+        text += ": " + std::to_string(*value);
+    _descriptor.diagnoses.push_back({offset, std::string(item), std::move(text), isError});
+}
+
+} // namespace qrx::hid

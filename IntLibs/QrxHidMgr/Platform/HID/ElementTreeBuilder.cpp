@@ -1,0 +1,345 @@
+#include "ElementTreeBuilder.h"
+
+#include <algorithm>
+#include <array>
+#include <unordered_set>
+#include <utility>
+
+namespace qrx::hid {
+
+namespace {
+
+constexpr std::uint32_t kReportIDBits = 8;
+constexpr std::uint32_t kPhysicalCollection = 0;
+constexpr std::uint32_t kApplicationCollection = 1;
+constexpr unsigned kPageShift = 16;
+constexpr std::uint32_t kUsageIDMask = 0xFFFF;
+
+struct Range {
+    std::int64_t minimum;
+    std::int64_t maximum;
+};
+
+/// What a dictionary's 32 bits show of it: a value above 0x7FFFFFFF becomes its bit pattern.
+std::int32_t inDictionary(std::int64_t value)
+{
+    return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
+}
+
+/// The declared range as far as the field can hold it. An inverted one is turned round, but not an array's.
+Range logicalRange(const Field& field)
+{
+    const std::int64_t highest =
+        field.sizeBits >= 32 ? std::int64_t{0xFFFFFFFF} : (std::int64_t{1} << field.sizeBits) - 1;
+    Range range{field.logicalMinimum > highest ? 0 : field.logicalMinimum, std::min(field.logicalMaximum, highest)};
+    if (field.isVariable() && range.minimum > range.maximum)
+        std::swap(range.minimum, range.maximum);
+    return range;
+}
+
+/// HID 1.11, 6.2.2.7: physical limits that are both 0 or undeclared equal the logical ones; so do, here, those that are
+/// not increasing.
+Range physicalRange(const Field& field, const Range& logical)
+{
+    if (field.physicalMinimum >= field.physicalMaximum)
+        return logical;
+    return {field.physicalMinimum, field.physicalMaximum};
+}
+
+void setRanges(Element& element, const Range& logical, const Range& physical)
+{
+    element.min = inDictionary(logical.minimum);
+    element.max = inDictionary(logical.maximum);
+    element.scaledMin = inDictionary(physical.minimum);
+    element.scaledMax = inDictionary(physical.maximum);
+}
+
+ElementType typeOf(const Field& field)
+{
+    switch (field.type) {
+    case ReportType::output:
+        return ElementType::output;
+    case ReportType::feature:
+        return ElementType::feature;
+    case ReportType::input:
+        break;
+    }
+    return isButton(field) ? ElementType::inputButton : ElementType::inputMisc;
+}
+
+void setUsage(Element& element, std::uint64_t usage)
+{
+    element.usagePage = static_cast<std::uint32_t>(usage >> kPageShift);
+    element.usage = static_cast<std::uint32_t>(usage & kUsageIDMask);
+}
+
+} // namespace
+
+ElementTreeBuilder::ElementTreeBuilder(Descriptor& descriptor, const Limits& limits)
+    : _descriptor(descriptor), _log(descriptor, limits), _limit(limits.elements)
+{
+}
+
+ElementTree ElementTreeBuilder::build()
+{
+    _measureReports();
+    // The root, collections and handlers have the first claim: fields without them cannot be reached.
+    std::size_t room = _limit;
+    const auto claim = [&room](std::size_t wanted) {
+        const std::size_t granted = std::min(room, wanted);
+        room -= granted;
+        return granted;
+    };
+    claim(1);
+    _collectionCount = claim(_descriptor.collections.size());
+    if (_collectionCount < _descriptor.collections.size())
+        _log.error(_descriptor.collections[_collectionCount].offset, "Collection", "more elements than the limit");
+    _inputReports.resize(claim(_inputReports.size()));
+    const ElementBudget budget(_descriptor.fields, room, _log);
+    _makesHiddenDuplicates = budget.makesHiddenDuplicates();
+
+    const std::size_t total = 1 + _collectionCount + budget.total() + _inputReports.size();
+    _tree.elements.reserve(total);
+    _parents.reserve(total);
+    _addCollections();
+    for (const bool buttons : {true, false}) {
+        for (const ReportType type : {ReportType::input, ReportType::output, ReportType::feature})
+            _addFields(budget, buttons, type);
+    }
+    _addHandlers();
+    _linkChildren();
+    _describeDevice();
+    return std::move(_tree);
+}
+
+void ElementTreeBuilder::_measureReports()
+{
+    const bool usesIDs = _descriptor.usesReportIDs();
+    std::array<std::uint64_t, 3> longest{};
+    std::unordered_map<std::uint32_t, std::uint64_t> inputBits;
+    for (const Report& report : _descriptor.reports) {
+        if (!canTravel(report.id))
+            continue;
+        const std::uint64_t bits = report.bits + (report.id != 0 ? kReportIDBits : 0);
+        auto& best = longest[static_cast<std::size_t>(report.type)];
+        best = std::max(best, bits);
+        if (report.type == ReportType::input)
+            inputBits[report.id] = bits;
+    }
+    const auto bytes = [usesIDs](std::uint64_t bits) {
+        return static_cast<std::uint32_t>(std::max<std::uint64_t>((bits + 7) / 8, usesIDs ? 1 : 0));
+    };
+    _tree.usesReportIDs = usesIDs;
+    _tree.maxInputReportSize = bytes(longest[0]);
+    _tree.maxOutputReportSize = bytes(longest[1]);
+    _tree.maxFeatureReportSize = bytes(longest[2]);
+
+    if (const auto unnumbered = inputBits.find(0); unnumbered != inputBits.end() && unnumbered->second > 0)
+        _inputReports.push_back({0, static_cast<std::uint32_t>(unnumbered->second)});
+    for (const std::uint32_t id : _descriptor.reportIDs) {
+        if (!canTravel(id))
+            continue;
+        // A number that no input uses still has the 8 bits of the number.
+        const auto found = inputBits.find(id);
+        _inputReports.push_back(
+            {id, found == inputBits.end() ? kReportIDBits : static_cast<std::uint32_t>(found->second)});
+    }
+}
+
+void ElementTreeBuilder::_append(Element element, std::uint32_t parentCookie)
+{
+    element.cookie = static_cast<std::uint32_t>(_tree.elements.size());
+    _tree.elements.push_back(std::move(element));
+    _parents.push_back(parentCookie);
+}
+
+void ElementTreeBuilder::_add(const Element& element)
+{
+    if (_left == 0)
+        return;
+    --_left;
+    _append(element, _parentCookie);
+}
+
+void ElementTreeBuilder::_addCollections()
+{
+    Element root;
+    root.role = ElementRole::collection;
+    root.type = ElementType::collection;
+    root.isPublished = false;
+    _append(root, 0);
+    for (std::size_t i = 0; i < _collectionCount; ++i) {
+        const Collection& collection = _descriptor.collections[i];
+        Element element;
+        element.role = ElementRole::collection;
+        element.type = ElementType::collection;
+        element.collectionType = collection.type;
+        element.usagePage = collection.usagePage;
+        element.usage = collection.usage;
+        _append(element, _cookieOf(collection.parent));
+    }
+}
+
+std::uint32_t ElementTreeBuilder::_cookieOf(std::optional<std::size_t> collection) const
+{
+    // An enclosing collection comes earlier, so this ends at one that is in the table, or at the root.
+    while (collection && *collection >= _collectionCount)
+        collection = _descriptor.collections[*collection].parent;
+    return collection ? static_cast<std::uint32_t>(*collection + 1) : 0;
+}
+
+void ElementTreeBuilder::_addFields(const ElementBudget& budget, bool buttons, ReportType type)
+{
+    for (std::size_t i = 0; i < _descriptor.fields.size(); ++i) {
+        const Field& field = _descriptor.fields[i];
+        if (field.type != type || isButton(field) != buttons || budget.entries(i) == 0)
+            continue;
+        _left = static_cast<std::size_t>(budget.entries(i));
+        _parentCookie = _cookieOf(field.collection);
+        if (field.isVariable())
+            _addVariables(field);
+        else
+            _addArray(field);
+    }
+}
+
+Element ElementTreeBuilder::_elementOf(const Field& field)
+{
+    Element element;
+    element.type = typeOf(field);
+    element.reportID = field.reportID;
+    element.reportSize = field.sizeBits;
+    element.flags = field.flags;
+    element.bitOffset = field.bitOffset + (field.reportID != 0 ? kReportIDBits : 0);
+    return element;
+}
+
+void ElementTreeBuilder::_addArray(const Field& field)
+{
+    const Element common = _elementOf(field);
+    const Range logical = logicalRange(field);
+
+    Element head = common;
+    head.role = ElementRole::arrayHead;
+    setUsage(head, field.usages.front().first);
+    head.usage = kNoUsage;
+    head.reportCount = field.count;
+    setRanges(head, logical, logical);
+    _add(head);
+
+    Element slot = head;
+    slot.role = ElementRole::arraySlot;
+    slot.reportCount = 1;
+    for (std::uint32_t i = 0; field.count > 1 && i < field.count && _left > 0; ++i) {
+        slot.duplicateIndex = i;
+        _add(slot);
+        slot.bitOffset += field.sizeBits;
+    }
+
+    Element selector = common;
+    selector.role = ElementRole::arraySelector;
+    selector.reportSize = 1;
+    setRanges(selector, {0, 1}, {0, 1});
+    for (const UsageRange& range : field.usages) {
+        for (std::uint64_t usage = range.first; usage <= range.last && _left > 0; ++usage) {
+            setUsage(selector, usage);
+            _add(selector);
+        }
+    }
+}
+
+void ElementTreeBuilder::_addVariables(const Field& field)
+{
+    Element element = _elementOf(field);
+    const Range logical = isButton(field) ? Range{0, 1} : logicalRange(field);
+    setRanges(element, logical, isButton(field) ? logical : physicalRange(field, logical));
+    element.unit = field.unit;
+    element.unitExponent = field.rawUnitExponent;
+
+    std::uint32_t index = 0;
+    for (std::size_t r = 0; r < field.usages.size(); ++r) {
+        const bool isLastRange = r + 1 == field.usages.size();
+        if (isLastRange && !isButton(field))
+            element.reportCount = lastUsageCount(field);
+        for (std::uint64_t usage = field.usages[r].first; usage <= field.usages[r].last && _left > 0; ++usage) {
+            setUsage(element, usage);
+            if (index >= field.count)
+                element.bitOffset = kNoBitOffset;
+            _add(element);
+            ++index;
+            if (index < field.count)
+                element.bitOffset += field.sizeBits;
+        }
+    }
+    if (element.reportCount > 1)
+        _addDuplicates(element, _tree.elements.back().bitOffset);
+}
+
+void ElementTreeBuilder::_addDuplicates(Element element, std::size_t bitOffset)
+{
+    element.isPublished = element.reportCount <= kMaximumPublishedDuplicates;
+    if (!element.isPublished && !_makesHiddenDuplicates)
+        return;
+    const std::uint32_t count = std::exchange(element.reportCount, 1);
+    element.role = ElementRole::duplicate;
+    element.bitOffset = bitOffset;
+    for (std::uint32_t i = 0; i < count && _left > 0; ++i) {
+        element.duplicateIndex = i;
+        _add(element);
+        element.bitOffset += element.reportSize;
+    }
+}
+
+void ElementTreeBuilder::_addHandlers()
+{
+    _tree.reportHandlers.reserve(_inputReports.size());
+    for (const InputReport& report : _inputReports) {
+        Element handler;
+        handler.role = ElementRole::reportHandler;
+        handler.type = ElementType::inputMisc;
+        handler.reportID = report.id;
+        handler.reportSize = report.bits;
+        _tree.reportHandlers.push_back(static_cast<std::uint32_t>(_tree.elements.size()));
+        _append(handler, 0);
+    }
+}
+
+void ElementTreeBuilder::_linkChildren()
+{
+    // Collections have the lowest cookies, so in cookie order the child collections come before the fields.
+    const auto forEachChild = [this](auto&& visit) {
+        for (std::uint32_t cookie = 1; cookie < _tree.elements.size(); ++cookie) {
+            const Element& element = _tree.elements[cookie];
+            if (element.isPublished && element.role != ElementRole::reportHandler)
+                visit(_parents[cookie], cookie);
+        }
+    };
+    std::vector<std::uint32_t> counts(_collectionCount + 1);
+    forEachChild([&](std::uint32_t parent, std::uint32_t) { ++counts[parent]; });
+    for (std::size_t i = 0; i < counts.size(); ++i)
+        _tree.elements[i].children.reserve(counts[i]);
+    forEachChild(
+        [&](std::uint32_t parent, std::uint32_t cookie) { _tree.elements[parent].children.push_back(cookie); });
+}
+
+void ElementTreeBuilder::_describeDevice()
+{
+    const auto& collections = _descriptor.collections;
+    _tree.hasFields = std::any_of(_descriptor.fields.begin(), _descriptor.fields.end(),
+                                  [](const Field& field) { return canTravel(field.reportID); });
+    if (collections.empty())
+        return;
+    // The first collection of a descriptor has none around it.
+    _tree.primaryUsage = {collections.front().usagePage, collections.front().usage};
+    std::unordered_set<std::uint64_t> seen;
+    for (const Collection& collection : collections) {
+        if (collection.type != kApplicationCollection && collection.type != kPhysicalCollection)
+            continue;
+        if (seen.insert(std::uint64_t{collection.usagePage} << 32 | collection.usage).second)
+            _tree.usagePairs.push_back({collection.usagePage, collection.usage});
+    }
+    if (_tree.usagePairs.empty())
+        _tree.usagePairs.push_back(_tree.primaryUsage);
+}
+
+} // namespace qrx::hid
