@@ -1,0 +1,126 @@
+#include "PropertyReading.h"
+
+#include "PropertyHandle.h"
+
+namespace qrx::properties {
+namespace {
+
+/// A name longer than this (in UTF-16 units) is not one; it is not worth a buffer.
+constexpr CFIndex kMaxTextLength = 0x100000;
+
+CFTypeRef valueOf(CFDictionaryRef properties, CFStringRef key)
+{
+    return properties == nullptr ? nullptr : CFDictionaryGetValue(properties, key);
+}
+
+bool isNumber(CFTypeRef value)
+{
+    return value != nullptr && CFGetTypeID(value) == CFNumberGetTypeID();
+}
+
+std::int32_t numberValue(CFTypeRef number)
+{
+    std::int32_t result = 0;
+    CFNumberGetValue(static_cast<CFNumberRef>(number), kCFNumberSInt32Type, &result);
+    return result;
+}
+
+std::string convertedText(CFStringRef string)
+{
+    if (const char* held = CFStringGetCStringPtr(string, kCFStringEncodingUTF8)) {
+        return held;
+    }
+    const CFIndex length = CFStringGetLength(string);
+    if (length > kMaxTextLength) {
+        return {};
+    }
+    // Deliberate: one byte for each UTF-16 unit. A text that needs more in UTF-8 does not fit and reads as "".
+    std::string buffer(static_cast<std::size_t>(length) + 1, '\0');
+    CFStringGetCString(string, buffer.data(), length + 1, kCFStringEncodingUTF8);
+    return buffer.c_str();
+}
+
+} // namespace
+
+std::int32_t number(CFDictionaryRef properties, CFStringRef key, std::int32_t absent)
+{
+    const CFTypeRef value = valueOf(properties, key);
+    return isNumber(value) ? numberValue(value) : absent;
+}
+
+std::uint32_t bits(CFDictionaryRef properties, CFStringRef key)
+{
+    return static_cast<std::uint32_t>(number(properties, key));
+}
+
+bool flag(CFDictionaryRef properties, CFStringRef key)
+{
+    const CFTypeRef value = valueOf(properties, key);
+    if (value == nullptr || CFGetTypeID(value) != CFBooleanGetTypeID()) {
+        return false;
+    }
+    return CFBooleanGetValue(static_cast<CFBooleanRef>(value)) != 0;
+}
+
+std::string text(CFDictionaryRef properties, CFStringRef key)
+{
+    const CFTypeRef value = valueOf(properties, key);
+    if (value == nullptr || CFGetTypeID(value) != CFStringGetTypeID()) {
+        return {};
+    }
+    return convertedText(static_cast<CFStringRef>(value));
+}
+
+CFArrayRef array(CFDictionaryRef properties, CFStringRef key)
+{
+    const CFTypeRef value = valueOf(properties, key);
+    if (value == nullptr || CFGetTypeID(value) != CFArrayGetTypeID()) {
+        return nullptr;
+    }
+    return static_cast<CFArrayRef>(value);
+}
+
+CFDictionaryRef entryWithNumber(CFDictionaryRef properties, CFStringRef arrayKey, CFStringRef key, std::uint32_t wanted)
+{
+    const CFArrayRef entries = array(properties, arrayKey);
+    if (entries == nullptr) {
+        return nullptr;
+    }
+    const CFIndex count = CFArrayGetCount(entries);
+    for (CFIndex index = 0; index < count; ++index) {
+        const CFTypeRef value = CFArrayGetValueAtIndex(entries, index);
+        if (value == nullptr) {
+            return nullptr;
+        }
+        if (CFGetTypeID(value) != CFDictionaryGetTypeID()) {
+            continue;
+        }
+        const auto entry = static_cast<CFDictionaryRef>(value);
+        const CFTypeRef found = CFDictionaryGetValue(entry, key);
+        if (isNumber(found) && static_cast<std::uint32_t>(numberValue(found)) == wanted) {
+            return entry;
+        }
+    }
+    return nullptr;
+}
+
+CFMutableDictionaryRef snapshot(io_registry_entry_t entry)
+{
+    CFMutableDictionaryRef properties = nullptr;
+    if (IORegistryEntryCreateCFProperties(entry, &properties, kCFAllocatorDefault, 0) != 0) {
+        return nullptr;
+    }
+    return properties;
+}
+
+int liveNumber(io_registry_entry_t entry, CFStringRef key)
+{
+    const PropertyHandle property(IORegistryEntryCreateCFProperty(entry, key, kCFAllocatorDefault, 0));
+    int result = 0;
+    if (isNumber(property.get())) {
+        CFNumberGetValue(static_cast<CFNumberRef>(property.get()), kCFNumberIntType, &result);
+    }
+    return result;
+}
+
+} // namespace qrx::properties

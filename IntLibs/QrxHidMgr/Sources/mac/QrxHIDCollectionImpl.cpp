@@ -1,0 +1,61 @@
+#include "QrxHIDCollectionImpl.h"
+
+#include "NodeSearch.h"
+#include "PropertyReading.h"
+#include "QrxHIDDeviceImpl.h"
+#include "QrxHIDInterfaceMac.h"
+
+#include <vector>
+
+using namespace qrx;
+
+_QrxHIDCollectionImpl::_QrxHIDCollectionImpl() : _properties(nullptr) {}
+
+_QrxHIDCollectionImpl::~_QrxHIDCollectionImpl()
+{
+    if (_properties != nullptr) {
+        CFRelease(_properties);
+        _properties = nullptr;
+    }
+}
+
+int32_t _QrxHIDCollectionImpl::getInterfaceNumber() const
+{
+    const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface();
+    return interface ? interface->getInterfaceNumber() : 0;
+}
+
+uint32_t _QrxHIDCollectionImpl::getReportID() const
+{
+    // The search changes nothing; it is only declared as if it could.
+    const std::vector<unsigned int> reportIDs = const_cast<_QrxHIDCollectionImpl*>(this)->_findReportIDs();
+    return reportIDs.size() == 1 ? reportIDs.front() : properties::bits(_properties, CFSTR("ReportID"));
+}
+
+uint32_t _QrxHIDCollectionImpl::getUsagePage() const
+{
+    return properties::bits(_properties, CFSTR("UsagePage"));
+}
+
+uint32_t _QrxHIDCollectionImpl::getUsage() const
+{
+    return properties::bits(_properties, CFSTR("Usage"));
+}
+
+void _QrxHIDCollectionImpl::_initWithProperties(const __CFDictionary* properties)
+{
+    if (properties != nullptr && _properties == nullptr) {
+        CFRetain(properties);
+        _properties = properties;
+    }
+}
+
+mis::swizzler<_QrxHIDInterfaceMac> _QrxHIDCollectionImpl::_getInterface() const
+{
+    return nearestAbove<_QrxHIDInterfaceMac>(*this);
+}
+
+mis::swizzler<_QrxHIDDeviceImpl> _QrxHIDCollectionImpl::_getDevice() const
+{
+    return nearestAbove<_QrxHIDDeviceImpl>(*this);
+}

@@ -1,0 +1,400 @@
+#include "QrxHIDDeviceConnectionImpl.h"
+
+#include "FirstException.h"
+#include "HeldSelf.h"
+#include "NodeSearch.h"
+#include "PropertyReading.h"
+#include "QrxHIDInterfaceMac.h"
+
+#include <Carbon/Carbon.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+using namespace qrx;
+
+namespace {
+
+/// The last system, in packed decimal digits, whose queues do not hold whole reports.
+constexpr SInt32 kLastSystemWithoutReportQueues = 0x103F;
+/// Events that the driver keeps for us between two runs of the run loop.
+constexpr unsigned int kQueueDepth = 64;
+/// A queue event carries up to this many bytes in its value, more in a block of its own.
+constexpr std::size_t kValueBytes = 4;
+
+struct FreeBlock {
+    void operator()(void* block) const { std::free(block); }
+};
+
+mis::swizzler<_QrxHIDDeviceConnectionImpl> connectionOf(void* target)
+{
+    auto* connection = static_cast<QrxHIDDeviceConnection*>(target);
+    return mis::swizzler<_QrxHIDDeviceConnectionImpl>(dynamic_cast<_QrxHIDDeviceConnectionImpl*>(connection));
+}
+
+// The callbacks hold the connection until they return: whoever receives the report may drop everything above it.
+
+/// A template, because the width of the length is the platform's own choice.
+template <class Length>
+void ReportHandlerCallback(void* target, int result, void*, void* sender, Length bufferSize)
+{
+    if (target == nullptr) {
+        return;
+    }
+    const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection = connectionOf(target);
+    if (connection && result == 0) {
+        connection->_reportHandler(static_cast<IOHIDDeviceInterface122**>(sender), bufferSize);
+    }
+}
+
+void ReportsQueueCallback(void* target, int result, void*, void* sender)
+{
+    if (target == nullptr) {
+        return;
+    }
+    const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection = connectionOf(target);
+    if (connection && result == 0) {
+        connection->_reportQueueHandler(static_cast<IOHIDQueueInterface**>(sender));
+    }
+}
+
+std::valarray<uint8_t> bytesAt(const void* start, std::size_t count)
+{
+    std::valarray<uint8_t> bytes(count);
+    if (count != 0) {
+        std::memcpy(&bytes[0], start, count);
+    }
+    return bytes;
+}
+
+/// The low `count` bytes of the value, least significant first; zeros past the fourth.
+std::valarray<uint8_t> littleEndianBytes(std::uint32_t value, std::size_t count)
+{
+    std::valarray<uint8_t> bytes(count);
+    for (std::size_t index = 0; index < count && index < kValueBytes; ++index) {
+        bytes[index] = static_cast<uint8_t>(value >> (8 * index));
+    }
+    return bytes;
+}
+
+} // namespace
+
+_QrxHIDDeviceConnectionImpl::_QrxHIDDeviceConnectionImpl()
+    : _entry(0), _properties(nullptr), _deviceInterface(nullptr), _queue(nullptr), _runLoopSource(nullptr),
+      _reportBuffer(nullptr)
+{
+}
+
+_QrxHIDDeviceConnectionImpl::~_QrxHIDDeviceConnectionImpl()
+{
+    // Deliberate: input is not stopped here. A connection that is dropped open keeps its queue, its source and its
+    // buffer for good; the end of the device interface silences them.
+    _QrxHIDDeviceConnectionImpl::_freeDeviceInterface();
+    if (_properties != nullptr) {
+        CFRelease(_properties);
+        _properties = nullptr;
+    }
+    if (_entry != 0) {
+        IOObjectRelease(_entry);
+        _entry = 0;
+    }
+}
+
+void _QrxHIDDeviceConnectionImpl::open()
+{
+    _openDeviceInterface();
+}
+
+void _QrxHIDDeviceConnectionImpl::close()
+{
+    _closeDeviceInterface();
+}
+
+void _QrxHIDDeviceConnectionImpl::setReport(unsigned int type, unsigned int reportID, std::valarray<uint8_t> bytes)
+{
+    if (bytes.size() == 0 || _deviceInterface == nullptr) {
+        return;
+    }
+    (*_deviceInterface)
+        ->setReport(_deviceInterface, static_cast<IOHIDReportType>(type), reportID, &bytes[0],
+                    static_cast<unsigned int>(bytes.size()), 0, nullptr, nullptr, nullptr);
+}
+
+void _QrxHIDDeviceConnectionImpl::_initWithEntry(unsigned int entry)
+{
+    if (entry == 0 || _entry != 0 || !IOObjectConformsTo(entry, "IOHIDDevice")) {
+        return;
+    }
+    IOObjectRetain(entry);
+    _entry = entry;
+    _properties = properties::snapshot(entry);
+    _createDeviceInterface();
+}
+
+mis::swizzler<_QrxHIDInterfaceMac> _QrxHIDDeviceConnectionImpl::_getInterface()
+{
+    return nearestAbove<_QrxHIDInterfaceMac>(*this);
+}
+
+void _QrxHIDDeviceConnectionImpl::_createDeviceInterface()
+{
+    if (_deviceInterface != nullptr) {
+        return;
+    }
+    IOCFPlugInInterface** plugIn = nullptr;
+    SInt32 score = 0;
+    if (IOCreatePlugInInterfaceForService(_entry, kIOHIDDeviceUserClientTypeID, kIOCFPlugInInterfaceID, &plugIn,
+                                          &score) != 0) {
+        return;
+    }
+    // Deliberate: the plain interface is asked for, although its table is used up to the end of the 1.2.2 one; the
+    // platform answers every version with the same table. A failure leaves null.
+    void* interface = nullptr;
+    (*plugIn)->QueryInterface(plugIn, CFUUIDGetUUIDBytes(kIOHIDDeviceInterfaceID), &interface);
+    _deviceInterface = static_cast<IOHIDDeviceInterface122**>(interface);
+    IODestroyPlugInInterface(plugIn);
+}
+
+void _QrxHIDDeviceConnectionImpl::_openDeviceInterface()
+{
+    if (_deviceInterface != nullptr && (*_deviceInterface)->open(_deviceInterface, 0) == 0) {
+        _initReportsQueue();
+    }
+}
+
+void _QrxHIDDeviceConnectionImpl::_closeDeviceInterface()
+{
+    if (_deviceInterface != nullptr) {
+        // The interrupt report callback has no end of its own: closing ends it.
+        _freeReportsQueue();
+        (*_deviceInterface)->close(_deviceInterface);
+    }
+}
+
+void _QrxHIDDeviceConnectionImpl::_freeDeviceInterface()
+{
+    if (_deviceInterface != nullptr) {
+        (*_deviceInterface)->close(_deviceInterface);
+        (*_deviceInterface)->Release(_deviceInterface);
+        _deviceInterface = nullptr;
+    }
+}
+
+void _QrxHIDDeviceConnectionImpl::_initReportsQueue()
+{
+    if (_deviceInterface == nullptr || _queue != nullptr) {
+        return;
+    }
+    SInt32 systemVersion = 0;
+    Gestalt(gestaltSystemVersion, &systemVersion);
+    if (systemVersion <= kLastSystemWithoutReportQueues || !_startQueue()) {
+        _startInterruptReports();
+    }
+}
+
+/// False when the driver lists no input report elements, so that a queue would stay empty.
+bool _QrxHIDDeviceConnectionImpl::_startQueue()
+{
+    const CFTypeRef elements =
+        IORegistryEntryCreateCFProperty(_entry, CFSTR("InputReportElements"), kCFAllocatorDefault, 0);
+    if (elements == nullptr || CFGetTypeID(elements) != CFArrayGetTypeID()) {
+        // Deliberate: what is there, but no array, is not released.
+        return false;
+    }
+    _queue = (*_deviceInterface)->allocQueue(_deviceInterface);
+    if (_queue == nullptr || (*_queue)->create(_queue, 0, kQueueDepth) != 0) {
+        // Deliberate: no input, no second try by interrupt, and the array is not released.
+        return true;
+    }
+    _addReportElements(static_cast<CFArrayRef>(elements));
+    CFRelease(elements);
+    _runQueue();
+    return true;
+}
+
+void _QrxHIDDeviceConnectionImpl::_addReportElements(CFArrayRef elements)
+{
+    const CFIndex count = CFArrayGetCount(elements);
+    for (CFIndex index = 0; index < count; ++index) {
+        const CFTypeRef element = CFArrayGetValueAtIndex(elements, index);
+        if (CFGetTypeID(element) != CFDictionaryGetTypeID()) {
+            continue;
+        }
+        // Deliberate: tested for its type only. An element without a cookie ends the process, as any null object does.
+        const CFTypeRef number = CFDictionaryGetValue(static_cast<CFDictionaryRef>(element), CFSTR("ElementCookie"));
+        if (CFGetTypeID(number) == CFNumberGetTypeID()) {
+            int cookie = 0;
+            CFNumberGetValue(static_cast<CFNumberRef>(number), kCFNumberIntType, &cookie);
+            (*_queue)->addElement(_queue, static_cast<IOHIDElementCookie>(cookie), 0);
+        }
+    }
+}
+
+void _QrxHIDDeviceConnectionImpl::_runQueue()
+{
+    if ((*_queue)->createAsyncEventSource(_queue, &_runLoopSource) != 0) {
+        return;
+    }
+    if ((*_queue)->setEventCallout(_queue, &ReportsQueueCallback, static_cast<QrxHIDDeviceConnection*>(this),
+                                   nullptr) != 0) {
+        return;
+    }
+    _attachSource();
+    (*_queue)->start(_queue);
+}
+
+void _QrxHIDDeviceConnectionImpl::_startInterruptReports()
+{
+    // Deliberate: a second open sets all of this up again; the source and the buffer of the first one are not freed.
+    if ((*_deviceInterface)->createAsyncEventSource(_deviceInterface, &_runLoopSource) != 0) {
+        return;
+    }
+    _attachSource();
+    const unsigned int size = _getMaxInputReportSize();
+    _reportBuffer = std::malloc(size);
+    if (_reportBuffer != nullptr) {
+        std::memset(_reportBuffer, 0, size);
+    }
+    (*_deviceInterface)
+        ->setInterruptReportHandlerCallback(_deviceInterface, _reportBuffer, size, &ReportHandlerCallback,
+                                            static_cast<QrxHIDDeviceConnection*>(this), nullptr);
+}
+
+void _QrxHIDDeviceConnectionImpl::_attachSource()
+{
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), _runLoopSource, kCFRunLoopDefaultMode);
+}
+
+void _QrxHIDDeviceConnectionImpl::_freeReportsQueue()
+{
+    if (_queue != nullptr) {
+        (*_queue)->stop(_queue);
+    }
+    if (_runLoopSource != nullptr) {
+        CFRunLoopRemoveSource(CFRunLoopGetCurrent(), _runLoopSource, kCFRunLoopDefaultMode);
+        CFRelease(_runLoopSource);
+        _runLoopSource = nullptr;
+    }
+    if (_queue != nullptr) {
+        (*_queue)->dispose(_queue);
+        (*_queue)->Release(_queue);
+        _queue = nullptr;
+    }
+    if (_reportBuffer != nullptr) {
+        std::free(_reportBuffer);
+        _reportBuffer = nullptr;
+    }
+}
+
+unsigned int _QrxHIDDeviceConnectionImpl::_getMaxInputReportSize()
+{
+    const CFTypeRef size = IORegistryEntryCreateCFProperty(_entry, CFSTR("MaxInputReportSize"), kCFAllocatorDefault, 0);
+    if (size == nullptr) {
+        return 0;
+    }
+    // Deliberate: taken for a number without a test, and never released: one number stays allocated for each call.
+    int bytes = 0;
+    CFNumberGetValue(static_cast<CFNumberRef>(size), kCFNumberIntType, &bytes);
+    return static_cast<unsigned int>(bytes);
+}
+
+void _QrxHIDDeviceConnectionImpl::_reportHandler(IOHIDDeviceInterface122** sender, unsigned long bufferSize)
+{
+    if (sender == nullptr || *sender == nullptr) {
+        return;
+    }
+    if (_reportBuffer == nullptr && bufferSize != 0) {
+        return; // input was stopped while this report was under way
+    }
+    // A copy: the platform uses the buffer again, and a receiver that closes frees it.
+    const std::valarray<uint8_t> report = bytesAt(_reportBuffer, bufferSize);
+    handleReport(report, _interfaceNumber());
+}
+
+void _QrxHIDDeviceConnectionImpl::_reportQueueHandler(IOHIDQueueInterface** queue)
+{
+    if (queue == nullptr || *queue == nullptr) {
+        return;
+    }
+    const mis::swizzler<_QrxHIDDeviceConnectionImpl> self = heldSelf(this);
+    // The receiver of a report may close the connection, which gives this queue back: then there is nothing to ask any
+    // more. It may throw: the platform calls again only after the queue was emptied, so the rest is delivered first.
+    const bool isOwnQueue = queue == _queue;
+    FirstException failure;
+    while (!isOwnQueue || queue == _queue) {
+        IOHIDEventStruct event{};
+        if ((*queue)->getNextEvent(queue, &event, AbsoluteTime{}, 0) != 0) {
+            break;
+        }
+        const std::unique_ptr<void, FreeBlock> block(event.longValueSize != 0 ? event.longValue : nullptr);
+        failure.watch([&] { _deliver(event); });
+    }
+    failure.rethrow();
+}
+
+void _QrxHIDDeviceConnectionImpl::_deliver(const IOHIDEventStruct& event)
+{
+    const int interfaceNumber = _interfaceNumber();
+    if (event.longValueSize > kValueBytes) {
+        if (event.longValue != nullptr) {
+            handleReport(bytesAt(event.longValue, event.longValueSize), interfaceNumber);
+        }
+        return;
+    }
+    const auto sizeBits = static_cast<std::int32_t>(_getReportSizeByCookie(event.elementCookie));
+    const std::size_t length = sizeBits > 0 ? (static_cast<std::size_t>(sizeBits) + 7) / 8 : kValueBytes;
+    handleReport(littleEndianBytes(static_cast<std::uint32_t>(event.value), length), interfaceNumber);
+}
+
+int _QrxHIDDeviceConnectionImpl::_interfaceNumber()
+{
+    const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface();
+    return interface ? interface->getInterfaceNumber() : 0;
+}
+
+const __CFDictionary* _QrxHIDDeviceConnectionImpl::_findReportProperties(unsigned int reportID)
+{
+    return properties::entryWithNumber(_properties, CFSTR("InputReportElements"), CFSTR("ReportID"), reportID);
+}
+
+unsigned int _QrxHIDDeviceConnectionImpl::__getReportSizeByReportID(unsigned int reportID)
+{
+    if (_findReportProperties(reportID) == nullptr) {
+        return 0;
+    }
+    // Deliberate: the size at the top level of the properties; the element only tells that the report ID exists.
+    return properties::bits(_properties, CFSTR("ReportSize"));
+}
+
+unsigned int _QrxHIDDeviceConnectionImpl::_getReportSizeByCookie(unsigned int cookie)
+{
+    const CFDictionaryRef element =
+        properties::entryWithNumber(_properties, CFSTR("InputReportElements"), CFSTR("ElementCookie"), cookie);
+    return properties::bits(element, CFSTR("ReportSize"));
+}
+
+uint32_t _QrxHIDDeviceConnectionImpl::getPrimaryUsagePage() const
+{
+    return properties::bits(_properties, CFSTR("PrimaryUsagePage"));
+}
+
+uint32_t _QrxHIDDeviceConnectionImpl::getPrimaryUsage() const
+{
+    return properties::bits(_properties, CFSTR("PrimaryUsage"));
+}
+
+uint32_t _QrxHIDDeviceConnectionImpl::getInputReportSize() const
+{
+    return properties::bits(_properties, CFSTR("MaxInputReportSize"));
+}
+
+uint32_t _QrxHIDDeviceConnectionImpl::getOutputReportSize() const
+{
+    return properties::bits(_properties, CFSTR("MaxOutputReportSize"));
+}
+
+uint32_t _QrxHIDDeviceConnectionImpl::getFeatureReportSize() const
+{
+    return properties::bits(_properties, CFSTR("MaxFeatureReportSize"));
+}

@@ -1,0 +1,303 @@
+#include "QrxHIDDeviceImpl.h"
+
+#include "FirstException.h"
+#include "HeldSelf.h"
+#include "PropertyReading.h"
+#include "QrxHIDDeviceDelegateInterface.h"
+#include "QrxHIDReportImpl.h"
+#include "RegistryHandle.h"
+
+#include <algorithm>
+#include <new>
+#include <utility>
+
+using namespace qrx;
+
+_QrxHIDDeviceImpl::_QrxHIDDeviceImpl() : _entry(0), _properties(nullptr) {}
+
+_QrxHIDDeviceImpl::~_QrxHIDDeviceImpl()
+{
+    for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : _interfaces) {
+        interface->_forgetParent(this);
+    }
+    if (_entry != 0) {
+        IOObjectRelease(_entry);
+        _entry = 0;
+    }
+    if (_properties != nullptr) {
+        CFRelease(_properties);
+        _properties = nullptr;
+    }
+}
+
+void _QrxHIDDeviceImpl::_printBody(std::ostream& os, int depth, int indent) const
+{
+    QrxHIDDevice::_printBody(os, depth, indent);
+}
+
+// Opening, closing and sending may run code of the application (a virtual device that answers), which may drop the
+// device: it holds itself until the call is over, and the list is looked at anew after every step.
+
+void _QrxHIDDeviceImpl::open()
+{
+    const mis::swizzler<_QrxHIDDeviceImpl> self = heldSelf(this);
+    for (std::size_t index = 0; index < _interfaces.size(); ++index) {
+        const mis::swizzler<_QrxHIDInterfaceMac> interface = _interfaces[index];
+        interface->open();
+    }
+}
+
+void _QrxHIDDeviceImpl::close()
+{
+    const mis::swizzler<_QrxHIDDeviceImpl> self = heldSelf(this);
+    FirstException failure;
+    for (std::size_t index = 0; index < _interfaces.size(); ++index) {
+        const mis::swizzler<_QrxHIDInterfaceMac> interface = _interfaces[index];
+        failure.watch([&] { interface->close(); });
+    }
+    failure.rethrow();
+}
+
+void _QrxHIDDeviceImpl::setReport(unsigned int type, unsigned int reportID, std::valarray<unsigned char> bytes,
+                                  int interfaceNumber)
+{
+    const mis::swizzler<QrxHIDDevice> self = _delegate != nullptr ? this : heldSelf<QrxHIDDevice>(this);
+    if (_delegate != nullptr) {
+        _delegate->handleSetReport(type, reportID, bytes, self, interfaceNumber);
+    }
+    if (const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface(interfaceNumber)) {
+        interface->setReport(type, reportID, std::move(bytes));
+    }
+}
+
+uint32_t _QrxHIDDeviceImpl::getVendorID() const
+{
+    return properties::bits(_properties, CFSTR("idVendor"));
+}
+
+uint32_t _QrxHIDDeviceImpl::getProductID() const
+{
+    return properties::bits(_properties, CFSTR("idProduct"));
+}
+
+std::string _QrxHIDDeviceImpl::getVendorName() const
+{
+    return properties::text(_properties, CFSTR("USB Vendor Name"));
+}
+
+std::string _QrxHIDDeviceImpl::getProductName() const
+{
+    return properties::text(_properties, CFSTR("USB Product Name"));
+}
+
+uint32_t _QrxHIDDeviceImpl::getClass() const
+{
+    return properties::bits(_properties, CFSTR("bDeviceClass"));
+}
+
+uint32_t _QrxHIDDeviceImpl::getSubclass() const
+{
+    return properties::bits(_properties, CFSTR("bDeviceSubClass"));
+}
+
+uint32_t _QrxHIDDeviceImpl::getProtocol() const
+{
+    return properties::bits(_properties, CFSTR("bDeviceProtocol"));
+}
+
+uint32_t _QrxHIDDeviceImpl::getReleaseNumber() const
+{
+    return properties::bits(_properties, CFSTR("bcdDevice"));
+}
+
+bool _QrxHIDDeviceImpl::isHID() const
+{
+    bool hid = false;
+    for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : _interfaces) {
+        hid = interface->isHID() || hid;
+    }
+    return hid;
+}
+
+uint32_t _QrxHIDDeviceImpl::getPrimaryUsagePage(int interfaceNumber) const
+{
+    const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface(interfaceNumber);
+    return interface ? interface->getPrimaryUsagePage() : 0;
+}
+
+uint32_t _QrxHIDDeviceImpl::getPrimaryUsage(int interfaceNumber) const
+{
+    const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface(interfaceNumber);
+    return interface ? interface->getPrimaryUsage() : 0;
+}
+
+size_t _QrxHIDDeviceImpl::getInputReportSize() const
+{
+    size_t largest = 0;
+    for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : _interfaces) {
+        largest = std::max(largest, interface->getInputReportSize());
+    }
+    return largest;
+}
+
+size_t _QrxHIDDeviceImpl::getInputReportSize(int interfaceNumber) const
+{
+    const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface(interfaceNumber);
+    return interface ? interface->getInputReportSize() : 0;
+}
+
+size_t _QrxHIDDeviceImpl::getOutputReportSize() const
+{
+    size_t largest = 0;
+    for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : _interfaces) {
+        largest = std::max(largest, interface->getOutputReportSize());
+    }
+    return largest;
+}
+
+size_t _QrxHIDDeviceImpl::getOutputReportSize(int interfaceNumber) const
+{
+    const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface(interfaceNumber);
+    return interface ? interface->getOutputReportSize() : 0;
+}
+
+size_t _QrxHIDDeviceImpl::getFeatureReportSize() const
+{
+    size_t largest = 0;
+    for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : _interfaces) {
+        largest = std::max(largest, interface->getFeatureReportSize());
+    }
+    return largest;
+}
+
+size_t _QrxHIDDeviceImpl::getFeatureReportSize(int interfaceNumber) const
+{
+    const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface(interfaceNumber);
+    return interface ? interface->getFeatureReportSize() : 0;
+}
+
+void _QrxHIDDeviceImpl::_addReport(int interfaceNumber, unsigned int reportID,
+                                   std::vector<mis::swizzler<QrxHIDCapability>> capabilities)
+{
+    if (capabilities.empty()) {
+        return;
+    }
+    const mis::swizzler<_QrxHIDReportImpl> report(new (std::nothrow) _QrxHIDReportImpl);
+    if (!report) {
+        return;
+    }
+    report->_setInterfaceNumber(interfaceNumber);
+    report->_setReportID(reportID);
+    if (const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface(interfaceNumber)) {
+        report->_initWithProperties(interface->_findReportProperties(reportID));
+    }
+    report->_addCapabilities(capabilities);
+    QrxHIDDevice::_addReport(mis::swizzler<QrxHIDReport>(report));
+}
+
+size_t _QrxHIDDeviceImpl::getElementCount() const
+{
+    size_t count = 0;
+    for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : _interfaces) {
+        count += interface->getElementCount();
+    }
+    return count;
+}
+
+mis::swizzler<QrxHIDElement> _QrxHIDDeviceImpl::getElementAtIndex(unsigned int index) const
+{
+    for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : _interfaces) {
+        const size_t count = interface->getElementCount();
+        if (index < count) {
+            return interface->getElementAtIndex(index);
+        }
+        index -= static_cast<unsigned int>(count);
+    }
+    return {};
+}
+
+bool _QrxHIDDeviceImpl::operator==(const QrxHIDDevice& other) const
+{
+    if (const auto* device = dynamic_cast<const _QrxHIDDeviceImpl*>(&other)) {
+        return *this == device->_entry;
+    }
+    return QrxHIDDevice::operator==(other);
+}
+
+bool _QrxHIDDeviceImpl::operator==(const _QrxHIDDeviceImpl& other) const
+{
+    return *this == other._entry;
+}
+
+bool _QrxHIDDeviceImpl::operator==(unsigned int entry) const
+{
+    if (_entry == 0 || entry == 0) {
+        return _entry == entry;
+    }
+    return IOObjectIsEqualTo(_entry, entry) != 0;
+}
+
+void _QrxHIDDeviceImpl::_initWithEntry(unsigned int entry)
+{
+    if (entry == 0 || _entry != 0 || !IOObjectConformsTo(entry, "IOUSBDevice")) {
+        return;
+    }
+    IOObjectRetain(entry);
+    _entry = entry;
+    _properties = properties::snapshot(entry);
+    // The interfaces come first: the reports are made of their elements.
+    _findInterfaces();
+    init();
+}
+
+void _QrxHIDDeviceImpl::_findInterfaces()
+{
+    _findInterfaces(_entry);
+}
+
+void _QrxHIDDeviceImpl::_findInterfaces(unsigned int entry)
+{
+    if (entry == 0) {
+        return;
+    }
+    RegistryHandle children;
+    IORegistryEntryGetChildIterator(entry, "IOService", children.out());
+    while (const RegistryHandle child{IOIteratorNext(children.get())}) {
+        if (!IOObjectConformsTo(child.get(), "IOUSBInterface")) {
+            _findInterfaces(child.get());
+            continue;
+        }
+        const mis::swizzler<_QrxHIDInterfaceMac> interface(new (std::nothrow) _QrxHIDInterfaceMac);
+        if (interface) {
+            interface->_initWithEntry(child.get());
+            _addInterface(interface);
+        }
+    }
+}
+
+mis::swizzler<_QrxHIDInterfaceMac> _QrxHIDDeviceImpl::_getInterface(int interfaceNumber) const
+{
+    if (interfaceNumber < 0) {
+        return {};
+    }
+    for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : _interfaces) {
+        if (interface->getInterfaceNumber() == interfaceNumber) {
+            return interface;
+        }
+    }
+    return {};
+}
+
+void _QrxHIDDeviceImpl::_addInterface(mis::swizzler<_QrxHIDInterfaceMac> interface)
+{
+    if (!interface) {
+        return;
+    }
+    for (const mis::swizzler<_QrxHIDInterfaceMac>& known : _interfaces) {
+        if (*known == *interface) {
+            return;
+        }
+    }
+    _interfaces.push_back(interface);
+    interface->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
+}

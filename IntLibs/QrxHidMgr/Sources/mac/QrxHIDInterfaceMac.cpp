@@ -1,0 +1,280 @@
+#include "QrxHIDInterfaceMac.h"
+
+#include "PropertyHandle.h"
+#include "PropertyReading.h"
+#include "QrxHIDCapabilityImpl.h"
+#include "QrxHIDCollectionImpl.h"
+#include "RegistryHandle.h"
+
+#include <new>
+#include <stdexcept>
+
+using namespace qrx;
+
+namespace {
+
+template <class Record>
+mis::swizzler<Record> recordOf(CFDictionaryRef dictionary)
+{
+    const mis::swizzler<Record> record(new (std::nothrow) Record);
+    if (record) {
+        record->_initWithProperties(dictionary);
+    }
+    return record;
+}
+
+} // namespace
+
+_QrxHIDInterfaceMac::_QrxHIDInterfaceMac() : _entry(0), _properties(nullptr) {}
+
+_QrxHIDInterfaceMac::~_QrxHIDInterfaceMac()
+{
+    for (const mis::swizzler<QrxHIDElement>& element : _elements) {
+        if (element) {
+            element->_forgetParent(this);
+        }
+    }
+    if (_connection) {
+        _connection->_forgetParent(this);
+    }
+    if (_properties != nullptr) {
+        CFRelease(_properties);
+        _properties = nullptr;
+    }
+    if (_entry != 0) {
+        IOObjectRelease(_entry);
+        _entry = 0;
+    }
+}
+
+void _QrxHIDInterfaceMac::_initWithEntry(unsigned int entry)
+{
+    if (entry == 0 || _entry != 0 || !IOObjectConformsTo(entry, "IOUSBInterface")) {
+        return;
+    }
+    IOObjectRetain(entry);
+    _entry = entry;
+    _properties = properties::snapshot(entry);
+    _findElements();
+    _findHIDDriver();
+}
+
+void _QrxHIDInterfaceMac::_findElements()
+{
+    _findElements(_entry);
+}
+
+void _QrxHIDInterfaceMac::_findElements(unsigned int entry)
+{
+    if (entry == 0) {
+        return;
+    }
+    RegistryHandle children;
+    IORegistryEntryGetChildIterator(entry, "IOService", children.out());
+    while (const RegistryHandle child{IOIteratorNext(children.get())}) {
+        // Deliberate: the property of `entry` itself, read once for each of its children and never released. So the
+        // elements of a driver appear once for each child that it has, and not at all when it has none.
+        const CFTypeRef elements = IORegistryEntryCreateCFProperty(entry, CFSTR("Elements"), kCFAllocatorDefault, 0);
+        if (elements == nullptr) {
+            _findElements(child.get());
+            continue;
+        }
+        const std::vector<mis::swizzler<QrxHIDElement>> created = _createElements(elements);
+        if (!created.empty()) {
+            _addElements(created);
+        }
+    }
+}
+
+std::vector<mis::swizzler<QrxHIDElement>> _QrxHIDInterfaceMac::_createElements(const void* value)
+{
+    std::vector<mis::swizzler<QrxHIDElement>> result;
+    if (value == nullptr) {
+        return result;
+    }
+    if (CFGetTypeID(value) == CFArrayGetTypeID()) {
+        const auto array = static_cast<CFArrayRef>(value);
+        const CFIndex count = CFArrayGetCount(array);
+        for (CFIndex index = 0; index < count; ++index) {
+            const std::vector<mis::swizzler<QrxHIDElement>> items =
+                _createElements(CFArrayGetValueAtIndex(array, index));
+            result.insert(result.end(), items.begin(), items.end());
+        }
+        return result;
+    }
+    if (CFGetTypeID(value) != CFDictionaryGetTypeID()) {
+        return result;
+    }
+    const auto dictionary = static_cast<CFDictionaryRef>(value);
+    if (!CFDictionaryContainsKey(dictionary, CFSTR("CollectionType"))) {
+        if (const auto capability = recordOf<_QrxHIDCapabilityImpl>(dictionary)) {
+            result.emplace_back(capability);
+        }
+        return result;
+    }
+    if (const auto collection = recordOf<_QrxHIDCollectionImpl>(dictionary)) {
+        result.emplace_back(collection);
+        if (const void* below = CFDictionaryGetValue(dictionary, CFSTR("Elements"))) {
+            collection->_addElements(_createElements(below));
+        }
+    }
+    return result;
+}
+
+void _QrxHIDInterfaceMac::_findHIDDriver()
+{
+    _findHIDDriver(_entry);
+}
+
+void _QrxHIDInterfaceMac::_findHIDDriver(unsigned int entry)
+{
+    if (entry == 0) {
+        return;
+    }
+    RegistryHandle children;
+    IORegistryEntryGetChildIterator(entry, "IOService", children.out());
+    while (const RegistryHandle child{IOIteratorNext(children.get())}) {
+        if (!IOObjectConformsTo(child.get(), "IOHIDDevice")) {
+            _findHIDDriver(child.get());
+            continue;
+        }
+        const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection(new (std::nothrow) _QrxHIDDeviceConnectionImpl);
+        if (connection) {
+            connection->_initWithEntry(child.get());
+            _adoptConnection(connection);
+            // Deliberate: only this level stops. A driver found later below another child takes the place.
+            break;
+        }
+    }
+}
+
+void _QrxHIDInterfaceMac::_adoptConnection(const mis::swizzler<_QrxHIDDeviceConnectionImpl>& connection)
+{
+    _connection = connection;
+    _connection->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
+}
+
+const __CFDictionary* _QrxHIDInterfaceMac::_findReportProperties(unsigned int reportID)
+{
+    return _connection ? _connection->_findReportProperties(reportID) : nullptr;
+}
+
+// What is forwarded below may run code of the application (a virtual device that answers), which may drop the device
+// and this interface with it: the connection is held by a handle of its own, and nothing is touched after the call.
+
+void _QrxHIDInterfaceMac::open()
+{
+    if (const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection = _connection) {
+        connection->open();
+    }
+}
+
+void _QrxHIDInterfaceMac::close()
+{
+    if (const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection = _connection) {
+        connection->close();
+    }
+}
+
+void _QrxHIDInterfaceMac::setReport(unsigned int type, unsigned int reportID, std::valarray<unsigned char> bytes)
+{
+    if (const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection = _connection) {
+        connection->setReport(type, reportID, bytes);
+    }
+}
+
+bool _QrxHIDInterfaceMac::isHID() const
+{
+    return !_elements.empty() && _connection;
+}
+
+uint32_t _QrxHIDInterfaceMac::getVendorID() const
+{
+    return properties::bits(_properties, CFSTR("idVendor"));
+}
+
+uint32_t _QrxHIDInterfaceMac::getProductID() const
+{
+    return properties::bits(_properties, CFSTR("idProduct"));
+}
+
+uint32_t _QrxHIDInterfaceMac::getClass() const
+{
+    return properties::bits(_properties, CFSTR("bInterfaceClass"));
+}
+
+uint32_t _QrxHIDInterfaceMac::getSubclass() const
+{
+    return properties::bits(_properties, CFSTR("bInterfaceSubClass"));
+}
+
+uint32_t _QrxHIDInterfaceMac::getProtocol() const
+{
+    return properties::bits(_properties, CFSTR("bInterfaceProtocol"));
+}
+
+int32_t _QrxHIDInterfaceMac::getInterfaceNumber() const
+{
+    return properties::number(_properties, CFSTR("bInterfaceNumber"));
+}
+
+uint32_t _QrxHIDInterfaceMac::getPrimaryUsagePage() const
+{
+    return _connection ? _connection->getPrimaryUsagePage() : 0;
+}
+
+uint32_t _QrxHIDInterfaceMac::getPrimaryUsage() const
+{
+    return _connection ? _connection->getPrimaryUsage() : 0;
+}
+
+size_t _QrxHIDInterfaceMac::getInputReportSize() const
+{
+    return _connection ? _connection->getInputReportSize() : 0;
+}
+
+size_t _QrxHIDInterfaceMac::getOutputReportSize() const
+{
+    return _connection ? _connection->getOutputReportSize() : 0;
+}
+
+size_t _QrxHIDInterfaceMac::getFeatureReportSize() const
+{
+    return _connection ? _connection->getFeatureReportSize() : 0;
+}
+
+size_t _QrxHIDInterfaceMac::getElementCount() const
+{
+    return _elements.size();
+}
+
+mis::swizzler<QrxHIDElement> _QrxHIDInterfaceMac::getElementAtIndex(unsigned int index)
+{
+    if (index >= _elements.size()) {
+        throw std::out_of_range("vector [] access out of range");
+    }
+    return _elements[index];
+}
+
+void _QrxHIDInterfaceMac::_addElements(const std::vector<mis::swizzler<QrxHIDElement>>& elements)
+{
+    for (const mis::swizzler<QrxHIDElement>& element : elements) {
+        if (element) {
+            _elements.push_back(element);
+            element->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
+        }
+    }
+}
+
+bool _QrxHIDInterfaceMac::operator==(const _QrxHIDInterfaceMac& other) const
+{
+    if (_entry == 0 || other._entry == 0) {
+        return _entry == other._entry;
+    }
+    return IOObjectIsEqualTo(_entry, other._entry) != 0;
+}
+
+void _QrxHIDInterfaceMac::__handleReport(std::valarray<unsigned char>)
+{
+    // Deliberate: input does not pass through the interface; a connection hands it to the device.
+}
