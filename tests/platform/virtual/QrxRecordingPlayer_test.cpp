@@ -1,0 +1,170 @@
+#include "QrxRunLoop.h"
+#include "QrxVirtualDevice.h"
+
+#include "RecordingRegistry.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <limits>
+#include <optional>
+#include <sstream>
+
+namespace {
+
+using namespace qrx::platform;
+using Bytes = std::vector<std::uint8_t>;
+using Clock = std::chrono::steady_clock;
+
+constexpr double kDeadlineSeconds = 10;
+
+class QrxRecordingPlayerTest : public testing::Test {
+protected:
+    QrxRecordingPlayerTest() { RecordingRegistry::emptied(); }
+
+    /// `count` reports, the n-th with the bytes of n, `stepUs` apart.
+    static QrxRecording recordingOf(std::size_t count, std::uint64_t stepUs)
+    {
+        std::istringstream text("R: 3 05 01 09\nN: n\nI: 3 1 2\n");
+        QrxRecording recording = QrxRecording::read(text, "x");
+        for (std::size_t n = 0; n < count; ++n) {
+            recording.events.push_back({5'000'000 + n * stepUs, 0, bytesOf(n)});
+        }
+        return recording;
+    }
+
+    static Bytes bytesOf(std::size_t n) { return {static_cast<std::uint8_t>(n), static_cast<std::uint8_t>(n >> 8)}; }
+
+    void open(QrxVirtualDevice& device)
+    {
+        device.plug();
+        ASSERT_EQ(Status::success,
+                  RecordingRegistry::shared().published.back().facts.interfaces[0].hid->open(_channel));
+    }
+
+    /// Runs the loop until the player is done, taking reports as they come; false if that takes too long.
+    bool playToEnd(QrxRecordingPlayer& player)
+    {
+        const auto deadline = Clock::now() + std::chrono::duration<double>(kDeadlineSeconds);
+        while (!player.isFinished() && Clock::now() < deadline) {
+            QrxRunLoop::current().runOnce(0.01);
+            takeAll();
+        }
+        return player.isFinished();
+    }
+
+    void takeAll()
+    {
+        std::span<const std::uint8_t> report;
+        while (_channel->takeReport(report) == HIDChannel::Next::report) {
+            _reports.emplace_back(report.begin(), report.end());
+        }
+    }
+
+    std::unique_ptr<HIDChannel> _channel;
+    std::vector<Bytes> _reports;
+};
+
+TEST_F(QrxRecordingPlayerTest, PlaysAsFastAsTakenAndLosesNothing)
+{
+    const QrxRecording recording = recordingOf(1000, 1'000'000);
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRecordingPlayer player(recording, device);
+    player.start(QrxRecordingPlayer::kAsFastAsTaken);
+    ASSERT_TRUE(playToEnd(player));
+    EXPECT_EQ(1000u, player.sentCount());
+    ASSERT_EQ(1000u, _reports.size());
+    for (std::size_t n = 0; n < _reports.size(); ++n) {
+        ASSERT_EQ(bytesOf(n), _reports[n]) << "report " << n;
+    }
+}
+
+TEST_F(QrxRecordingPlayerTest, WaitsForAReaderThatDoesNotTake)
+{
+    const QrxRecording recording = recordingOf(100, 0);
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRecordingPlayer player(recording, device);
+    player.start(QrxRecordingPlayer::kAsFastAsTaken);
+    while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
+    }
+    EXPECT_EQ(QrxVirtualDevice::kQueuedReports, player.sentCount());
+    EXPECT_EQ(QrxRunLoop::Outcome::timedOut, QrxRunLoop::current().runOnce(0.01)) << "and does not spin";
+    ASSERT_TRUE(playToEnd(player));
+    takeAll();
+    EXPECT_EQ(100u, _reports.size());
+}
+
+TEST_F(QrxRecordingPlayerTest, KeepsThePaceOfTheRecordingTimesTheFactor)
+{
+    const QrxRecording recording = recordingOf(5, 40'000);
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRecordingPlayer player(recording, device);
+    const auto began = Clock::now();
+    player.start(2);
+    ASSERT_TRUE(playToEnd(player));
+    const double seconds = std::chrono::duration<double>(Clock::now() - began).count();
+    takeAll();
+    EXPECT_EQ(5u, _reports.size());
+    EXPECT_GE(seconds, 0.08) << "four steps of 40 ms, twice as fast";
+}
+
+TEST_F(QrxRecordingPlayerTest, TheFinishedHandlerMayDestroyThePlayer)
+{
+    const QrxRecording recording = recordingOf(3, 0);
+    QrxVirtualDevice device(recording);
+    open(device);
+    auto player = std::make_unique<QrxRecordingPlayer>(recording, device);
+    bool finished = false;
+    player->setFinishedHandler([&] {
+        finished = true;
+        player.reset();
+    });
+    player->start(QrxRecordingPlayer::kAsFastAsTaken);
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runFor(kDeadlineSeconds));
+    EXPECT_TRUE(finished);
+    EXPECT_EQ(nullptr, player);
+}
+
+TEST_F(QrxRecordingPlayerTest, StoppedItSendsNoMore)
+{
+    const QrxRecording recording = recordingOf(10, 1'000'000);
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRecordingPlayer player(recording, device);
+    player.start(1);
+    QrxRunLoop::current().runOnce(kDeadlineSeconds);
+    EXPECT_EQ(1u, player.sentCount());
+    player.stop();
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runOnce(0)) << "its source has left the loop";
+    EXPECT_EQ(1u, player.sentCount());
+    EXPECT_FALSE(player.isFinished());
+}
+
+TEST_F(QrxRecordingPlayerTest, StartedAgainItBeginsAnew)
+{
+    const QrxRecording recording = recordingOf(3, 0);
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRecordingPlayer player(recording, device);
+    player.start(0);
+    ASSERT_TRUE(playToEnd(player));
+    player.start(0);
+    EXPECT_FALSE(player.isFinished());
+    ASSERT_TRUE(playToEnd(player));
+    takeAll();
+    EXPECT_EQ(6u, _reports.size());
+}
+
+TEST_F(QrxRecordingPlayerTest, ASpeedIsANumberOfAtLeastZero)
+{
+    const QrxRecording recording = recordingOf(1, 0);
+    QrxVirtualDevice device(recording);
+    QrxRecordingPlayer player(recording, device);
+    EXPECT_THROW(player.start(-1), std::invalid_argument);
+    EXPECT_THROW(player.start(std::numeric_limits<double>::quiet_NaN()), std::invalid_argument);
+}
+
+} // namespace

@@ -1,0 +1,136 @@
+#include "QrxRunLoop.h"
+#include "QrxVirtualDevice.h"
+
+#include "RecordingRegistry.h"
+
+#include <gtest/gtest.h>
+
+#include <poll.h>
+
+#include <atomic>
+#include <functional>
+#include <optional>
+#include <sstream>
+#include <thread>
+
+namespace {
+
+constexpr double kDeadlineSeconds = 10;
+
+/// Something for the loop to do: a playback whose last event ends in a call.
+class Task {
+public:
+    Task(double atSeconds, std::function<void()> work) : _recording(recordingOf(atSeconds)), _device(_recording)
+    {
+        _player.emplace(_recording, _device);
+        _player->setFinishedHandler(std::move(work));
+        _player->start(1);
+    }
+
+private:
+    static QrxRecording recordingOf(double atSeconds)
+    {
+        std::istringstream text("R: 3 05 01 09\nN: n\nI: 3 1 2\n");
+        QrxRecording recording = QrxRecording::read(text, "x");
+        recording.events.push_back({0, 0, {}});
+        recording.events.push_back({static_cast<std::uint64_t>(atSeconds * 1e6), 0, {}});
+        return recording;
+    }
+
+    QrxRecording _recording;
+    QrxVirtualDevice _device;
+    std::optional<QrxRecordingPlayer> _player;
+};
+
+bool isReadable(int descriptor)
+{
+    pollfd entry{descriptor, POLLIN, 0};
+    return ::poll(&entry, 1, 0) == 1;
+}
+
+TEST(QrxRunLoop, FinishesWhenNothingCouldHappen)
+{
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().run());
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runOnce(kDeadlineSeconds));
+}
+
+TEST(QrxRunLoop, StopsFromACallback)
+{
+    const Task later(1000, [] {});
+    const Task stopper(0, [] { QrxRunLoop::current().stop(); });
+    EXPECT_EQ(QrxRunLoop::Outcome::stopped, QrxRunLoop::current().runFor(kDeadlineSeconds));
+}
+
+TEST(QrxRunLoop, RunsForAtMostTheTimeGiven)
+{
+    const Task later(1000, [] {});
+    EXPECT_EQ(QrxRunLoop::Outcome::timedOut, QrxRunLoop::current().runFor(0.02));
+}
+
+TEST(QrxRunLoop, OneStepDeliversAndReturns)
+{
+    const Task now(0, [] {});
+    EXPECT_EQ(QrxRunLoop::Outcome::handled, QrxRunLoop::current().runOnce(kDeadlineSeconds));
+}
+
+TEST(QrxRunLoop, ItsDescriptorIsReadableExactlyWhileAStepHasWork)
+{
+    QrxRunLoop loop = QrxRunLoop::current();
+    const int descriptor = loop.fileDescriptor();
+    ASSERT_GE(descriptor, 0);
+    const Task later(1000, [] {});
+    while (loop.runOnce(0) == QrxRunLoop::Outcome::handled) {
+    }
+    EXPECT_FALSE(isReadable(descriptor));
+    {
+        const Task now(0, [] {});
+        EXPECT_TRUE(isReadable(descriptor));
+        while (loop.runOnce(0) == QrxRunLoop::Outcome::handled) {
+        }
+        EXPECT_FALSE(isReadable(descriptor));
+    }
+    loop.wake();
+    EXPECT_TRUE(isReadable(descriptor));
+    loop.runOnce(0);
+    EXPECT_FALSE(isReadable(descriptor));
+}
+
+TEST(QrxRunLoop, AnExceptionLeavesThroughItAndItRunsAgain)
+{
+    struct Refusal {};
+    const Task later(1000, [] {});
+    const Task thrower(0, [] { throw Refusal(); });
+    EXPECT_THROW(QrxRunLoop::current().runFor(kDeadlineSeconds), Refusal);
+    EXPECT_EQ(QrxRunLoop::Outcome::timedOut, QrxRunLoop::current().runFor(0.01));
+}
+
+TEST(QrxRunLoopThreads, AnotherThreadStopsIt)
+{
+    const Task later(1000, [] {});
+    QrxRunLoop loop = QrxRunLoop::current();
+    std::atomic<bool> ended = false;
+    // A stop of a loop that does not run yet is forgotten, so it is repeated.
+    std::thread stopper([&] {
+        while (!ended) {
+            loop.stop();
+            std::this_thread::yield();
+        }
+    });
+    const QrxRunLoop::Outcome outcome = loop.runFor(kDeadlineSeconds);
+    ended = true;
+    stopper.join();
+    EXPECT_EQ(QrxRunLoop::Outcome::stopped, outcome);
+}
+
+TEST(QrxRunLoopThreads, AHandleOutlivesItsThread)
+{
+    std::optional<QrxRunLoop> loop;
+    std::thread([&] { loop = QrxRunLoop::current(); }).join();
+    loop->stop();
+    loop->wake();
+    const QrxRunLoop copy = *loop;
+    loop.reset();
+    EXPECT_NE(QrxRunLoop::current().fileDescriptor(), -1);
+}
+
+} // namespace
