@@ -1,0 +1,20 @@
+// Element access with the message that applications know.
+
+#ifndef QRX_BOUNDS_TESTING_H
+#define QRX_BOUNDS_TESTING_H
+
+#include <cstddef>
+#include <stdexcept>
+#include <vector>
+
+/// The entry at `index`; throws when there is none. The message is the library's own: what `vector::at` says differs
+/// between standard libraries.
+template <typename Entry>
+Entry const& entryAt(std::vector<Entry> const& entries, std::size_t index)
+{
+    if (index >= entries.size())
+        throw std::out_of_range("vector [] access out of range");
+    return entries[index];
+}
+
+#endif

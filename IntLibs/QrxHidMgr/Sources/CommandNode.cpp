@@ -1,0 +1,87 @@
+#include "CommandNode.h"
+
+#include <utility>
+
+CommandNode::CommandNode() : _reportType(0), _reportId(0), _interfaceNumber(0) {}
+
+CommandNode::~CommandNode() = default;
+
+unsigned int CommandNode::getReportType()
+{
+    return _reportType;
+}
+
+void CommandNode::setReportType(unsigned int reportType)
+{
+    _reportType = reportType;
+}
+
+unsigned int CommandNode::getReportId()
+{
+    return _reportId;
+}
+
+void CommandNode::setReportId(unsigned int reportId)
+{
+    _reportId = reportId;
+}
+
+std::valarray<signed char>& CommandNode::getReport()
+{
+    return _report;
+}
+
+void CommandNode::setReport(std::valarray<signed char> const& report)
+{
+    // `getReport` gives the array itself, so this may be asked to copy it to itself.
+    if (&report == &_report)
+        return;
+    resizeReport(report.size());
+    _report = report;
+}
+
+int CommandNode::getInterfaceNumber()
+{
+    return _interfaceNumber;
+}
+
+void CommandNode::setInterfaceNumber(int interfaceNumber)
+{
+    _interfaceNumber = interfaceNumber;
+}
+
+void CommandNode::setPath(std::string path)
+{
+    _path = std::move(path);
+}
+
+std::string CommandNode::getPath()
+{
+    return _path;
+}
+
+size_t CommandNode::getReportLen()
+{
+    return _report.size();
+}
+
+void CommandNode::resizeReport(unsigned long length)
+{
+    if (length == _report.size())
+        _report = static_cast<signed char>(0);
+    else
+        _report.resize(length);
+}
+
+bool CommandNode::setReportAt(unsigned long index, signed char value)
+{
+    if (index >= _report.size())
+        return false;
+    _report[index] = value;
+    return true;
+}
+
+signed char CommandNode::getReportAt(unsigned long index)
+{
+    return index < _report.size() ? _report[index] : static_cast<signed char>(0);
+}

@@ -1,0 +1,14 @@
+// The way up from a node to its device.
+
+#ifndef QRX_NEAREST_DEVICE_H
+#define QRX_NEAREST_DEVICE_H
+
+#include "swizzler"
+
+class QrxDeviceTreeNode;
+class QrxHIDDevice;
+
+/// The first device in the chain that begins with `node` itself and goes up by parents; empty when it ends without one.
+mis::swizzler<QrxHIDDevice> findNearestDevice(QrxDeviceTreeNode const& node);
+
+#endif

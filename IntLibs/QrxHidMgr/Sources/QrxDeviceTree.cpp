@@ -1,0 +1,132 @@
+#include "QrxDeviceTree.h"
+
+#include "BoundsTesting.h"
+#include "QrxDeviceTreeDelegateInterface.h"
+#include "QrxDeviceTreeImpl.h"
+#include "SelfReference.h"
+
+#include <iostream>
+
+namespace {
+
+constexpr unsigned int kDeviceAdded = 1;
+constexpr unsigned int kDeviceRemoved = 2;
+
+} // namespace
+
+mis::swizzler<QrxDeviceTree> QrxDeviceTree::NewInstance()
+{
+    return mis::swizzler<QrxDeviceTree>(new _QrxDeviceTreeImpl);
+}
+
+QrxDeviceTree::QrxDeviceTree() : _delegate(nullptr) {}
+
+QrxDeviceTree::~QrxDeviceTree()
+{
+    for (std::size_t index = 0; index < _devices.size(); ++index)
+        _devices[index]->_forgetParent(this);
+    // One by one, since the order is promised and that of the vector's destructor is not. The last release of a device
+    // deletes its delegate: the application's code runs here.
+    for (std::size_t index = 0; index < _devices.size(); ++index)
+        _devices[index].release();
+}
+
+void QrxDeviceTree::populate(unsigned short vendorID, unsigned short productID)
+{
+    std::vector<std::pair<unsigned short, unsigned short>> const ids(1, std::make_pair(vendorID, productID));
+    populate(ids);
+}
+
+void QrxDeviceTree::populate(std::vector<std::pair<unsigned short, unsigned short>> const& ids)
+{
+    _vendorAndProductIDs = ids;
+}
+
+void QrxDeviceTree::observe(unsigned short vendorID, unsigned short productID)
+{
+    std::vector<std::pair<unsigned short, unsigned short>> const ids(1, std::make_pair(vendorID, productID));
+    observe(ids);
+}
+
+void QrxDeviceTree::observe(std::vector<std::pair<unsigned short, unsigned short>> const& ids)
+{
+    _vendorAndProductIDs = ids;
+}
+
+void QrxDeviceTree::deviceNotification(unsigned int kind, mis::swizzler<QrxHIDDevice> device)
+{
+    if (kind == kDeviceAdded && _delegate != nullptr) {
+        // The delegate may drop the last handle on this tree, replace itself or throw.
+        mis::swizzler<QrxDeviceTree> const self = holdIfHeld(this);
+        _delegate->deviceAdded(device);
+        return;
+    }
+    if (kind == kDeviceAdded) {
+        std::cout << "device notification: device added\n";
+        return;
+    }
+    // Deliberate: the delegate is not told of removals, they only write their line.
+    std::cout << "device notification: id " << kind << "\n";
+}
+
+unsigned int QrxDeviceTree::getHIDDeviceCount()
+{
+    return static_cast<unsigned int>(_devices.size());
+}
+
+mis::swizzler<QrxHIDDevice> QrxDeviceTree::getDeviceAtIndex(unsigned int index)
+{
+    return entryAt(_devices, index);
+}
+
+std::vector<std::pair<unsigned short, unsigned short>>& QrxDeviceTree::getVendorAndProductIDs()
+{
+    return _vendorAndProductIDs;
+}
+
+void QrxDeviceTree::_addDevice(mis::swizzler<QrxHIDDevice> device)
+{
+    if (!device || !device->isHID())
+        return;
+    // Comparing is the backend's or the application's code, and so is what the notification calls.
+    mis::swizzler<QrxDeviceTree> const self = holdIfHeld(this);
+    for (std::size_t index = 0; index < _devices.size(); ++index) {
+        if (*_devices[index] == *device)
+            return;
+    }
+    _devices.push_back(device);
+    {
+        SelfLoan const loan(*this);
+        device->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
+    }
+    deviceNotification(kDeviceAdded, device);
+}
+
+void QrxDeviceTree::_removeDevice(mis::swizzler<QrxHIDDevice> device)
+{
+    if (!device)
+        return;
+    mis::swizzler<QrxDeviceTree> const self = holdIfHeld(this);
+    for (std::size_t index = 0; index < _devices.size(); ++index) {
+        if (!(*_devices[index] == *device))
+            continue;
+        // Off the list before it is released: an equal object may end here, and its delegate with it, which may look at
+        // the list.
+        mis::swizzler<QrxHIDDevice> listed = std::move(_devices[index]);
+        _devices.erase(_devices.begin() + static_cast<std::ptrdiff_t>(index));
+        listed.release();
+        // Deliberate: the device keeps its link to this tree; only the tree's end clears it.
+        deviceNotification(kDeviceRemoved, device);
+        return;
+    }
+}
+
+bool QrxDeviceTree::hasDelegate() const
+{
+    return _delegate != nullptr;
+}
+
+void QrxDeviceTree::setDelegate(QrxDeviceTreeDelegateInterface* delegate)
+{
+    _delegate = delegate;
+}

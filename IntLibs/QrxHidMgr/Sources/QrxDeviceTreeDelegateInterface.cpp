@@ -1,0 +1,3 @@
+#include "QrxDeviceTreeDelegateInterface.h"
+
+QrxDeviceTreeDelegateInterface::~QrxDeviceTreeDelegateInterface() = default;

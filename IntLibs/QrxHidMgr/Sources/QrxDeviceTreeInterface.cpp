@@ -1,0 +1,51 @@
+#include "QrxDeviceTreeInterface.h"
+
+#include "QrxDeviceTreeImpl.h"
+
+#include <iostream>
+
+QrxDeviceTreeInterface::QrxDeviceTreeInterface() : _deviceInterface(-1), _applicationOwner(nullptr) {}
+
+QrxDeviceTreeInterface::~QrxDeviceTreeInterface() = default;
+
+void QrxDeviceTreeInterface::setApplicationOwner(void* owner)
+{
+    _applicationOwner = owner;
+}
+
+void QrxDeviceTreeInterface::createDeviceTree(std::vector<std::pair<unsigned short, unsigned short>> const& ids)
+{
+    _vendorAndProductIDs = ids;
+    _deviceTree.set(new _QrxDeviceTreeImpl);
+    _deviceTree->populate(ids);
+}
+
+bool QrxDeviceTreeInterface::setOutputReport(unsigned int reportType, unsigned int reportID,
+                                             std::valarray<unsigned char> report, int interfaceNumber)
+{
+    // Deliberate: always the first device; the facade has no way to address another one.
+    mis::swizzler<QrxHIDDevice> const device = _deviceTree->getDeviceAtIndex(0);
+    device->setReport(reportType, reportID, report, interfaceNumber);
+    return true;
+}
+
+void QrxDeviceTreeInterface::setDeviceInterface(int interfaceNumber)
+{
+    _deviceInterface = interfaceNumber;
+}
+
+bool QrxDeviceTreeInterface::startTheDeviceService()
+{
+    try {
+        _deviceTree->observe(_vendorAndProductIDs);
+        std::cout << "QrxDeviceTreeInterface() Device count in tree = " << _deviceTree->getHIDDeviceCount() << "\n";
+    } catch (...) {
+        std::cout << "Oops";
+    }
+    return true;
+}
+
+void QrxDeviceTreeInterface::stopTheDeviceService()
+{
+    // Deliberate: what is observed is observed until the tree ends.
+}

@@ -1,0 +1,103 @@
+#include "QrxHIDCollection.h"
+
+#include "BoundsTesting.h"
+#include "ReportDiscovery.h"
+#include "SelfReference.h"
+
+#include <algorithm>
+#include <ostream>
+
+QrxHIDCollection::QrxHIDCollection() = default;
+
+QrxHIDCollection::~QrxHIDCollection()
+{
+    for (QrxHIDElementPtr const& element : _elements)
+        element->_forgetParent(this);
+    // One by one, since the order is promised and that of the vector's destructor is not.
+    for (QrxHIDElementPtr& element : _elements)
+        element.release();
+}
+
+void QrxHIDCollection::_printBody(std::ostream& os, int depth, int indent) const
+{
+    QrxHIDElement::_printBody(os, depth, indent);
+    // Deliberate: children are printed whatever the depth, the end of line stands before each, and a child gets indent
+    // + 1 as its depth and 0 as its indent.
+    for (unsigned int index = 0; index < getElementCount(); ++index) {
+        QrxHIDElementPtr const element = getElementAtIndex(index);
+        if (!element)
+            continue;
+        os << "\n";
+        _printTabs(os, indent + 1);
+        os << "Element: ";
+        element->print(os, indent + 1, 0);
+    }
+}
+
+bool QrxHIDCollection::isCollection() const
+{
+    return true;
+}
+
+mis::swizzler<QrxHIDCollection> QrxHIDCollection::getParentCollection() const
+{
+    mis::swizzler<QrxDeviceTreeNode> const parent = _getParent();
+    return mis::swizzler<QrxHIDCollection>(dynamic_cast<QrxHIDCollection*>(parent.get()));
+}
+
+size_t QrxHIDCollection::getCollectionCount() const
+{
+    return static_cast<size_t>(std::count_if(_elements.begin(), _elements.end(),
+                                             [](QrxHIDElementPtr const& element) { return element->isCollection(); }));
+}
+
+size_t QrxHIDCollection::getCapabilityCount() const
+{
+    return static_cast<size_t>(std::count_if(_elements.begin(), _elements.end(),
+                                             [](QrxHIDElementPtr const& element) { return element->isCapability(); }));
+}
+
+size_t QrxHIDCollection::getElementCount() const
+{
+    return _elements.size();
+}
+
+QrxHIDElementPtr QrxHIDCollection::getElementAtIndex(unsigned int index) const
+{
+    return entryAt(_elements, index);
+}
+
+std::vector<unsigned int> QrxHIDCollection::_findReportIDs()
+{
+    std::vector<unsigned int> reportIDs;
+    for (QrxHIDElementPtr const& element : _elements)
+        appendReportIDs(element, reportIDs);
+    std::sort(reportIDs.begin(), reportIDs.end());
+    return reportIDs;
+}
+
+std::vector<QrxHIDCapabilityPtr> QrxHIDCollection::_findCapabilitiesByReportID(unsigned int reportID)
+{
+    std::vector<QrxHIDCapabilityPtr> capabilities;
+    for (QrxHIDElementPtr const& element : _elements)
+        appendCapabilities(element, reportID, capabilities);
+    return capabilities;
+}
+
+void QrxHIDCollection::_addElement(QrxHIDElementPtr element)
+{
+    // Deliberate: unlike `_addElements`, this does not make the collection the element's parent.
+    if (element)
+        _elements.push_back(element);
+}
+
+void QrxHIDCollection::_addElements(const std::vector<QrxHIDElementPtr>& elements)
+{
+    SelfLoan const loan(*this);
+    for (QrxHIDElementPtr const& element : elements) {
+        if (!element)
+            continue;
+        _elements.push_back(element);
+        element->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
+    }
+}

@@ -1,0 +1,151 @@
+#include "QrxHIDDevice.h"
+
+#include "BoundsTesting.h"
+#include "QrxHIDDeviceDelegateInterface.h"
+#include "ReportDiscovery.h"
+#include "SelfReference.h"
+
+#include <algorithm>
+#include <iostream>
+#include <map>
+
+QrxHIDDevice::QrxHIDDevice() : _delegate(nullptr) {}
+
+QrxHIDDevice::~QrxHIDDevice()
+{
+    if (_delegate != nullptr) {
+        // The application's destructor runs here, with the device still complete.
+        delete _delegate;
+        _delegate = nullptr;
+    }
+    for (mis::swizzler<QrxHIDReport> const& report : _reports)
+        report->_forgetParent(this);
+    // One by one, since the order is promised and that of the vector's destructor is not.
+    for (mis::swizzler<QrxHIDReport>& report : _reports)
+        report.release();
+}
+
+void QrxHIDDevice::_printBody(std::ostream& os, int depth, int indent) const
+{
+    mis::VCollectable<unsigned int>::_printBody(os, depth, indent);
+    os << " \"" << getVendorName() << "\" \"" << getProductName() << "\"\n";
+    // Deliberate: reports and elements get indent + 1 as their depth and 0 as their indent, so that each prints its own
+    // children and starts its tabs from zero.
+    for (unsigned int index = 0; index < getReportCount(); ++index) {
+        mis::swizzler<QrxHIDReport> const report = getReportAtIndex(index);
+        if (!report)
+            continue;
+        _printTabs(os, indent + 1);
+        os << "Report: ";
+        report->print(os, indent + 1, 0);
+        os << "\n";
+    }
+    if (depth <= 0)
+        return;
+    for (unsigned int index = 0; index < getElementCount(); ++index) {
+        QrxHIDElementPtr const element = getElementAtIndex(index);
+        if (!element)
+            continue;
+        _printTabs(os, indent + 1);
+        os << "Element: ";
+        element->print(os, indent + 1, 0);
+        os << "\n";
+    }
+}
+
+void QrxHIDDevice::init()
+{
+    _findReports();
+}
+
+void QrxHIDDevice::_findReports()
+{
+    for (unsigned int const reportID : __findReportIDs()) {
+        // Interfaces that use the same report ID have a report of it each; within one the tree's order is kept.
+        std::map<int, std::vector<QrxHIDCapabilityPtr>> capabilitiesByInterface;
+        for (QrxHIDCapabilityPtr const& capability : _findCapabilitiesByReportID(reportID))
+            capabilitiesByInterface[capability->getInterfaceNumber()].push_back(capability);
+        for (auto const& [interfaceNumber, capabilities] : capabilitiesByInterface)
+            _addReport(interfaceNumber, reportID, capabilities);
+    }
+}
+
+std::vector<unsigned int> QrxHIDDevice::__findReportIDs() const
+{
+    std::vector<unsigned int> reportIDs;
+    for (unsigned int index = 0; index < getElementCount(); ++index)
+        appendReportIDs(getElementAtIndex(index), reportIDs);
+    std::sort(reportIDs.begin(), reportIDs.end());
+    return reportIDs;
+}
+
+std::vector<QrxHIDCapabilityPtr> QrxHIDDevice::_findCapabilitiesByReportID(unsigned int reportID)
+{
+    std::vector<QrxHIDCapabilityPtr> capabilities;
+    for (unsigned int index = 0; index < getElementCount(); ++index)
+        appendCapabilities(getElementAtIndex(index), reportID, capabilities);
+    return capabilities;
+}
+
+bool QrxHIDDevice::isHID() const
+{
+    return getReportCount() != 0 && getElementCount() != 0;
+}
+
+size_t QrxHIDDevice::getReportCount() const
+{
+    return _reports.size();
+}
+
+mis::swizzler<QrxHIDReport> QrxHIDDevice::getReportAtIndex(unsigned int index) const
+{
+    return entryAt(_reports, index);
+}
+
+mis::swizzler<QrxHIDReport> QrxHIDDevice::getReport(int interfaceNumber, unsigned int reportID) const
+{
+    for (mis::swizzler<QrxHIDReport> const& report : _reports) {
+        if (report->getInterfaceNumber() == interfaceNumber && report->getReportID() == reportID)
+            return report;
+    }
+    return mis::swizzler<QrxHIDReport>();
+}
+
+void QrxHIDDevice::_addReport(mis::swizzler<QrxHIDReport> report)
+{
+    if (!report)
+        return;
+    _reports.push_back(report);
+    SelfLoan const loan(*this);
+    report->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
+}
+
+bool QrxHIDDevice::operator==(const QrxHIDDevice& other) const
+{
+    return this == &other;
+}
+
+bool QrxHIDDevice::hasDelegate() const
+{
+    return _delegate != nullptr;
+}
+
+void QrxHIDDevice::setDelegate(QrxHIDDeviceDelegateInterface* delegate)
+{
+    _delegate = delegate;
+}
+
+void QrxHIDDevice::_handleReport(std::valarray<uint8_t> report, int interfaceNumber)
+{
+    if (_delegate != nullptr) {
+        // The delegate may drop every other handle on this device, replace itself or throw: the device ends, if it
+        // does, with the handle that the delegate was given, and nothing of it is used afterwards.
+        SelfLoan const loan(*this);
+        _delegate->handleReport(report, mis::swizzler<QrxHIDDevice>(this), interfaceNumber);
+        return;
+    }
+    std::cout << "QrxHIDDevice dispatch report: ";
+    for (uint8_t const byte : report)
+        std::cout << static_cast<unsigned int>(byte) << " ";
+    std::cout << "coming from interface " << interfaceNumber << "\n";
+}

@@ -1,0 +1,39 @@
+#include "QrxHIDDeviceConnection.h"
+
+#include "AbstractOperation.h"
+#include "NearestDevice.h"
+#include "QrxHIDDevice.h"
+
+QrxHIDDeviceConnection::QrxHIDDeviceConnection() = default;
+
+QrxHIDDeviceConnection::~QrxHIDDeviceConnection() = default;
+
+void QrxHIDDeviceConnection::open()
+{
+    reportAbstract("virtual void QrxHIDDeviceConnection::open()");
+}
+
+void QrxHIDDeviceConnection::close()
+{
+    reportAbstract("virtual void QrxHIDDeviceConnection::close()");
+}
+
+mis::swizzler<QrxHIDDevice> QrxHIDDeviceConnection::getDevice() const
+{
+    return findNearestDevice(*this);
+}
+
+void QrxHIDDeviceConnection::handleReport(std::valarray<uint8_t> report, int interfaceNumber)
+{
+    // The application's delegate may end this connection during the call; the device is held, nothing else is used
+    // after.
+    mis::swizzler<QrxHIDDevice> const device = getDevice();
+    if (device)
+        device->_handleReport(report, interfaceNumber);
+}
+
+void QrxHIDDeviceConnection::setReport(unsigned int, unsigned int, std::valarray<uint8_t>)
+{
+    reportAbstract(
+        "virtual void QrxHIDDeviceConnection::setReport(unsigned int, unsigned int, std::valarray<uint8_t>)");
+}

@@ -1,0 +1,3 @@
+#include "QrxHIDDeviceDelegateInterface.h"
+
+QrxHIDDeviceDelegateInterface::~QrxHIDDeviceDelegateInterface() = default;

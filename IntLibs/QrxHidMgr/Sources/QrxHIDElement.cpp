@@ -1,0 +1,57 @@
+#include "QrxHIDElement.h"
+
+#include "AbstractOperation.h"
+#include "NearestDevice.h"
+#include "QrxHIDDevice.h"
+
+#include <ostream>
+
+QrxHIDElement::QrxHIDElement() = default;
+
+QrxHIDElement::~QrxHIDElement() = default;
+
+void QrxHIDElement::_printBody(std::ostream& os, int depth, int indent) const
+{
+    mis::VCollectable<unsigned int>::_printBody(os, depth, indent);
+    os << "HIDElement.interfaceNumber = " << getInterfaceNumber() << " ";
+    os << "HIDElement.reportID = " << getReportID() << " ";
+}
+
+bool QrxHIDElement::isCollection() const
+{
+    return false;
+}
+
+bool QrxHIDElement::isCapability() const
+{
+    return false;
+}
+
+mis::swizzler<QrxHIDDevice> QrxHIDElement::getDevice() const
+{
+    return findNearestDevice(*this);
+}
+
+int32_t QrxHIDElement::getInterfaceNumber() const
+{
+    reportAbstract("virtual int32_t QrxHIDElement::getInterfaceNumber() const");
+    return 0;
+}
+
+uint32_t QrxHIDElement::getReportID() const
+{
+    reportAbstract("virtual uint32_t QrxHIDElement::getReportID() const");
+    return 0;
+}
+
+uint32_t QrxHIDElement::getUsagePage() const
+{
+    reportAbstract("virtual uint32_t QrxHIDElement::getUsagePage() const");
+    return 0;
+}
+
+uint32_t QrxHIDElement::getUsage() const
+{
+    reportAbstract("virtual uint32_t QrxHIDElement::getUsage() const");
+    return 0;
+}

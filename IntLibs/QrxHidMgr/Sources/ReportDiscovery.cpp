@@ -1,0 +1,40 @@
+#include "ReportDiscovery.h"
+
+#include "QrxHIDCollection.h"
+
+#include <algorithm>
+
+namespace {
+
+void appendOnce(unsigned int reportID, std::vector<unsigned int>& reportIDs)
+{
+    if (std::find(reportIDs.begin(), reportIDs.end(), reportID) == reportIDs.end())
+        reportIDs.push_back(reportID);
+}
+
+} // namespace
+
+void appendReportIDs(QrxHIDElementPtr const& element, std::vector<unsigned int>& reportIDs)
+{
+    if (element->isCollection()) {
+        if (auto* const collection = dynamic_cast<QrxHIDCollection*>(element.get())) {
+            for (unsigned int const reportID : collection->_findReportIDs())
+                appendOnce(reportID, reportIDs);
+        }
+    }
+    if (element->isCapability())
+        appendOnce(element->getReportID(), reportIDs);
+}
+
+void appendCapabilities(QrxHIDElementPtr const& element, unsigned int reportID,
+                        std::vector<QrxHIDCapabilityPtr>& capabilities)
+{
+    if (element->isCollection()) {
+        if (auto* const collection = dynamic_cast<QrxHIDCollection*>(element.get())) {
+            std::vector<QrxHIDCapabilityPtr> const below = collection->_findCapabilitiesByReportID(reportID);
+            capabilities.insert(capabilities.end(), below.begin(), below.end());
+        }
+    }
+    if (element->isCapability() && element->getReportID() == reportID)
+        capabilities.push_back(QrxHIDCapabilityPtr(dynamic_cast<QrxHIDCapability*>(element.get())));
+}

@@ -1,0 +1,7 @@
+#include "VCollectable"
+
+namespace mis {
+
+template class VCollectable<unsigned int>;
+
+} // namespace mis
