@@ -1,0 +1,42 @@
+#include "RatioReporter.h"
+
+#include <algorithm>
+#include <cstdio>
+
+void RatioReporter::addRatio(const std::string& what, const std::string& name, const std::string& floor, double limit)
+{
+    _ratios.push_back({what, name, floor, limit});
+}
+
+void RatioReporter::ReportRuns(const std::vector<Run>& runs)
+{
+    for (const Run& run : runs) {
+        if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
+            _times[run.run_name.function_name + (run.run_name.args.empty() ? "" : "/" + run.run_name.args)].push_back(
+                run.GetAdjustedRealTime());
+        }
+    }
+    ConsoleReporter::ReportRuns(runs);
+}
+
+double RatioReporter::medianOf(const std::string& name) const
+{
+    const auto found = _times.find(name);
+    if (found == _times.end()) {
+        return 0;
+    }
+    std::vector<double> times = found->second;
+    std::ranges::nth_element(times, times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2));
+    return times[times.size() / 2];
+}
+
+void RatioReporter::Finalize()
+{
+    std::printf("\n%-58s %8s %8s\n", "ratio of medians", "measured", "at most");
+    for (const Ratio& ratio : _ratios) {
+        const double floor = medianOf(ratio.floor);
+        if (floor > 0) {
+            std::printf("%-58s %8.2f %8.2f\n", ratio.what.c_str(), medianOf(ratio.name) / floor, ratio.limit);
+        }
+    }
+}

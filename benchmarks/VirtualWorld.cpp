@@ -1,0 +1,74 @@
+#include "VirtualWorld.h"
+
+#include <QrxRunLoop.h>
+
+#include <stdexcept>
+
+void CountingDelegate::handleReport(std::valarray<uint8_t> report, mis::swizzler<QrxHIDDevice>, int)
+{
+    ++reports;
+    bytes += report.size();
+}
+
+void CountingDelegate::handleSetReport(unsigned int, unsigned int, std::valarray<uint8_t>, mis::swizzler<QrxHIDDevice>,
+                                       int)
+{
+}
+
+VirtualWorld::VirtualWorld(std::size_t count, const std::vector<std::uint8_t>& descriptor)
+{
+    QrxVirtualDevice::setRealDevicesEnabled(false);
+    QrxVirtualIdentity identity;
+    identity.vendorID = 0x1234;
+    identity.vendorName = "ACME";
+    identity.productName = "Benchmark device";
+    identity.serialNumber = "0001";
+    for (std::size_t i = 0; i < count; ++i) {
+        identity.productID = static_cast<std::uint16_t>(i + 1);
+        QrxVirtualInterface interface;
+        interface.reportDescriptor = descriptor;
+        _devices.push_back(std::make_unique<QrxVirtualDevice>(identity, std::vector{interface}));
+        _devices.back()->plug();
+    }
+}
+
+mis::swizzler<QrxDeviceTree> VirtualWorld::populate()
+{
+    mis::swizzler<QrxDeviceTree> tree = QrxDeviceTree::NewInstance();
+    tree->setDelegate(&_treeDelegate);
+    tree->populate(0x1234, 0);
+    if (tree->getHIDDeviceCount() != _devices.size()) {
+        throw std::runtime_error("not all devices were found");
+    }
+    return tree;
+}
+
+void VirtualWorld::open(bool all)
+{
+    _tree = populate();
+    for (unsigned int i = 0; i < (all ? _tree->getHIDDeviceCount() : 1); ++i) {
+        const mis::swizzler<QrxHIDDevice> device = _tree->getDeviceAtIndex(i);
+        auto* delegate = new CountingDelegate;
+        device->setDelegate(delegate);
+        device->open();
+        if (i == 0) {
+            _delegate = delegate;
+        }
+    }
+}
+
+void VirtualWorld::send(const std::vector<std::uint8_t>& report)
+{
+    if (!_devices.front()->sendInputReport(0, report)) {
+        throw std::runtime_error("a report was not taken");
+    }
+}
+
+void VirtualWorld::deliver(std::size_t count)
+{
+    const std::size_t wanted = _delegate->reports + count;
+    QrxRunLoop loop = QrxRunLoop::current();
+    while (_delegate->reports < wanted) {
+        loop.runOnce(10);
+    }
+}

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QrxDeviceTree.h>
+#include <QrxDeviceTreeDelegateInterface.h>
+#include <QrxHIDDevice.h>
+#include <QrxHIDDeviceDelegateInterface.h>
+#include <QrxVirtualDevice.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+/// Counts what it is given.
+class CountingDelegate final : public QrxHIDDeviceDelegateInterface {
+public:
+    void handleReport(std::valarray<uint8_t> report, mis::swizzler<QrxHIDDevice> device, int interfaceNumber) override;
+    void handleSetReport(unsigned int reportType, unsigned int reportID, std::valarray<uint8_t> report,
+                         mis::swizzler<QrxHIDDevice> device, int interfaceNumber) override;
+
+    std::size_t reports = 0;
+    std::size_t bytes = 0;
+};
+
+/// Takes arrivals without a word.
+class SilentTreeDelegate final : public QrxDeviceTreeDelegateInterface {
+public:
+    void deviceAdded(mis::swizzler<QrxHIDDevice>) override {}
+};
+
+/// `count` virtual devices of one descriptor, plugged.
+class VirtualWorld {
+public:
+    VirtualWorld(std::size_t count, const std::vector<std::uint8_t>& descriptor);
+
+    /// A new tree with all devices of this world in it.
+    mis::swizzler<QrxDeviceTree> populate();
+    /// Populates once and opens the first device, or all.
+    void open(bool all);
+    void send(const std::vector<std::uint8_t>& report);
+    /// Runs the loop until `count` further reports have reached the delegate of the first device.
+    void deliver(std::size_t count);
+
+private:
+    SilentTreeDelegate _treeDelegate;
+    std::vector<std::unique_ptr<QrxVirtualDevice>> _devices;
+    mis::swizzler<QrxDeviceTree> _tree;
+    /// The first device's, which owns it.
+    CountingDelegate* _delegate = nullptr;
+};
