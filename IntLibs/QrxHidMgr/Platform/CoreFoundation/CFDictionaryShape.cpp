@@ -1,0 +1,104 @@
+#include "CFDictionaryShape.h"
+
+#include "CFDictionary.h"
+#include "CFString.h"
+
+#include <algorithm>
+#include <list>
+#include <mutex>
+
+namespace qrx::cf {
+
+namespace {
+
+/// The shapes of the process. Never destroyed: dictionaries may outlive every static object.
+struct Shapes {
+    std::mutex mutex;
+    std::list<DictionaryShape> all;
+};
+
+Shapes& shapes()
+{
+    static auto& sm_Shapes = *new Shapes;
+    return sm_Shapes;
+}
+
+void requireConstants(std::span<const CFStringRef> keys)
+{
+    for (std::size_t index = 0; index < keys.size(); ++index) {
+        typeOf(keys[index], "makeShape");
+        if (!isConstantString(keys[index])) {
+            fail("makeShape", "a key is not a constant string");
+        }
+        if (std::find(keys.begin(), keys.begin() + static_cast<std::ptrdiff_t>(index), keys[index]) !=
+            keys.begin() + static_cast<std::ptrdiff_t>(index)) {
+            fail("makeShape", "a key stands twice");
+        }
+    }
+}
+
+} // namespace
+
+const DictionaryShape* makeShape(std::span<const CFStringRef> keys)
+{
+    requireConstants(keys);
+    auto& known = shapes();
+    const std::lock_guard lock(known.mutex);
+    for (const DictionaryShape& shape : known.all) {
+        if (std::equal(shape.keys().begin(), shape.keys().end(), keys.begin(), keys.end())) {
+            return &shape;
+        }
+    }
+    return &known.all.emplace_back(keys);
+}
+
+const DictionaryShape* makeShape(std::initializer_list<CFStringRef> keys)
+{
+    return makeShape(std::span(keys.begin(), keys.size()));
+}
+
+CFDictionaryRef createShapedDictionary(const DictionaryShape* shape, std::span<const CFTypeRef> values)
+{
+    if (shape == nullptr || values.size() != shape->keys().size()) {
+        fail("createShapedDictionary", "the values do not match the shape");
+    }
+    return create<ShapedDictionary>(values.size_bytes(), shape, values);
+}
+
+ShapedDictionary::ShapedDictionary(const DictionaryShape* shape, std::span<const CFTypeRef> values)
+    : __CFDictionary(kShaped), _shape(shape),
+      _count(values.size() - static_cast<std::size_t>(std::count(values.begin(), values.end(), nullptr)))
+{
+    std::copy(values.begin(), values.end(), reinterpret_cast<CFTypeRef*>(this + 1));
+}
+
+ShapedDictionary::~ShapedDictionary()
+{
+    for (CFTypeRef value : values()) {
+        if (value != nullptr) {
+            CFRelease(value);
+        }
+    }
+}
+
+CFTypeRef ShapedDictionary::value(CFTypeRef key) const
+{
+    const auto known = keys();
+    const CFTypeRef* all = values().data();
+    for (std::size_t index = 0; index < known.size(); ++index) {
+        if (known[index] == key) {
+            return all[index];
+        }
+    }
+    if (typeOf(key, "CFDictionaryGetValue") != Type::string || isConstantString(key)) {
+        return nullptr;
+    }
+    for (std::size_t index = 0; index < known.size(); ++index) {
+        if (CFEqual(known[index], key)) {
+            return all[index];
+        }
+    }
+    return nullptr;
+}
+
+} // namespace qrx::cf

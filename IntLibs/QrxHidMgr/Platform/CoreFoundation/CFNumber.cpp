@@ -1,0 +1,276 @@
+/// A whole number is kept as a sign-extended 64-bit value together with the type it was made of. Most fit into the
+/// pointer itself:
+///
+///     bits 63..4  the value, signed (60 bits)
+///     bits 3..1   the type minus 1: 0 SInt8, 1 SInt16, 2 SInt32, 3 SInt64
+///     bit  0      1
+///
+/// What does not fit, and every real number, is an object on the heap. Reals are kept as a double; a float is exact
+/// in it.
+
+#include "Object.h"
+
+#include <bit>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <type_traits>
+
+using namespace qrx::cf;
+
+struct __CFNumber : Object {
+    static constexpr Type kType = Type::number;
+
+    __CFNumber(CFNumberType kind, std::int64_t integer) : Object(kType, kMortal), _kind(kind), _integer(integer) {}
+    __CFNumber(CFNumberType kind, double real) : Object(kType, kMortal), _kind(kind), _real(real) {}
+
+    const CFNumberType _kind;
+    union {
+        const std::int64_t _integer;
+        const double _real;
+    };
+};
+
+namespace {
+
+constexpr int kTagBits = 4;
+constexpr std::uintptr_t kTypeMask = 7;
+constexpr double kTwoTo63 = 9223372036854775808.0;
+
+struct NumberContent {
+    CFNumberType type;
+    std::int64_t integer; ///< of a whole number
+    double real;          ///< of a real number
+
+    bool isReal() const { return type == kCFNumberFloat32Type || type == kCFNumberFloat64Type; }
+};
+
+/// The type without its aliases, by its width here (LP64: a long has 64 bits).
+CFNumberType canonicalType(CFNumberType type, const char* function)
+{
+    constexpr CFNumberType kOfLong = sizeof(long) == 8 ? kCFNumberSInt64Type : kCFNumberSInt32Type;
+    switch (type) {
+    case kCFNumberCharType:
+        return kCFNumberSInt8Type;
+    case kCFNumberShortType:
+        return kCFNumberSInt16Type;
+    case kCFNumberIntType:
+        return kCFNumberSInt32Type;
+    case kCFNumberLongType:
+    case kCFNumberCFIndexType:
+    case kCFNumberNSIntegerType:
+        return kOfLong;
+    case kCFNumberLongLongType:
+        return kCFNumberSInt64Type;
+    case kCFNumberFloatType:
+        return kCFNumberFloat32Type;
+    case kCFNumberDoubleType:
+    case kCFNumberCGFloatType:
+        return kCFNumberFloat64Type;
+    default:
+        break;
+    }
+    if (type < kCFNumberSInt8Type || type > kCFNumberFloat64Type) {
+        fail(function, "no such number type");
+    }
+    return type;
+}
+
+NumberContent contentOf(CFNumberRef number, const char* function)
+{
+    if (isTagged(number)) {
+        const auto bits = reinterpret_cast<std::uintptr_t>(number);
+        const auto type = static_cast<CFNumberType>(((bits >> 1) & kTypeMask) + kCFNumberSInt8Type);
+        return {type, static_cast<std::intptr_t>(bits) >> kTagBits, 0};
+    }
+    const auto& heap = checked<__CFNumber>(number, function);
+    const bool real = heap._kind == kCFNumberFloat32Type || heap._kind == kCFNumberFloat64Type;
+    return real ? NumberContent{heap._kind, 0, heap._real} : NumberContent{heap._kind, heap._integer, 0};
+}
+
+CFNumberRef makeInteger(CFNumberType type, std::int64_t value)
+{
+    const auto shifted = static_cast<std::uintptr_t>(value) << kTagBits;
+    if (static_cast<std::intptr_t>(shifted) >> kTagBits != value) {
+        return create<__CFNumber>(0, type, value);
+    }
+    const auto tag = static_cast<std::uintptr_t>(type - kCFNumberSInt8Type) << 1 | 1u;
+    return reinterpret_cast<CFNumberRef>(shifted | tag);
+}
+
+template <class T>
+T readAs(const void* value)
+{
+    T read;
+    std::memcpy(&read, value, sizeof read);
+    return read;
+}
+
+template <class T>
+void storeAs(T value, void* target)
+{
+    if (target != nullptr) {
+        std::memcpy(target, &value, sizeof value);
+    }
+}
+
+/// Cuts to the low bits. A narrow unsigned value (200 asked for in 8 bits) counts as exact; 32 bits do not.
+template <class T>
+bool storeInteger(std::int64_t value, void* target)
+{
+    const auto low = static_cast<T>(value);
+    storeAs(low, target);
+    if constexpr (sizeof(T) < sizeof(std::int32_t)) {
+        return low == value || static_cast<std::make_unsigned_t<T>>(low) == value;
+    } else {
+        return low == value;
+    }
+}
+
+/// Cuts toward zero. Where the language leaves the result open: the nearest limit, and 0 for what is no number.
+template <class T>
+bool storeTruncated(double value, void* target)
+{
+    constexpr auto kLow = std::numeric_limits<T>::min();
+    constexpr auto kHigh = std::numeric_limits<T>::max();
+    const double limit = std::ldexp(1.0, std::numeric_limits<T>::digits);
+    const double whole = std::trunc(value);
+    T result = 0;
+    bool inRange = false;
+    if (whole >= limit) {
+        result = kHigh;
+    } else if (whole < -limit) {
+        result = kLow;
+    } else if (!std::isnan(whole)) {
+        result = static_cast<T>(whole);
+        inRange = true;
+    }
+    storeAs(result, target);
+    return inRange && whole == value;
+}
+
+template <class T>
+bool storeReal(std::int64_t value, void* target)
+{
+    const auto nearest = static_cast<T>(value);
+    storeAs(nearest, target);
+    // The nearest real of the largest integers is 2^63, which does not convert back.
+    return nearest < static_cast<T>(kTwoTo63) && static_cast<std::int64_t>(nearest) == value;
+}
+
+bool storeFloat(double value, void* target)
+{
+    const auto nearest = static_cast<float>(value);
+    storeAs(nearest, target);
+    return static_cast<double>(nearest) == value || std::isnan(value);
+}
+
+bool storeOfInteger(std::int64_t value, CFNumberType type, void* target)
+{
+    switch (type) {
+    case kCFNumberSInt8Type:
+        return storeInteger<std::int8_t>(value, target);
+    case kCFNumberSInt16Type:
+        return storeInteger<std::int16_t>(value, target);
+    case kCFNumberSInt32Type:
+        return storeInteger<std::int32_t>(value, target);
+    case kCFNumberFloat32Type:
+        return storeReal<float>(value, target);
+    case kCFNumberFloat64Type:
+        return storeReal<double>(value, target);
+    default:
+        return storeInteger<std::int64_t>(value, target);
+    }
+}
+
+bool storeOfReal(double value, CFNumberType type, void* target)
+{
+    switch (type) {
+    case kCFNumberSInt8Type:
+        return storeTruncated<std::int8_t>(value, target);
+    case kCFNumberSInt16Type:
+        return storeTruncated<std::int16_t>(value, target);
+    case kCFNumberSInt32Type:
+        return storeTruncated<std::int32_t>(value, target);
+    case kCFNumberFloat32Type:
+        return storeFloat(value, target);
+    case kCFNumberFloat64Type:
+        storeAs(value, target);
+        return true;
+    default:
+        return storeTruncated<std::int64_t>(value, target);
+    }
+}
+
+/// A real number that is whole compares as an integer, so that 3 equals 3.0 without loss for any size.
+NumberContent wholeIfPossible(NumberContent content)
+{
+    if (content.isReal() && std::trunc(content.real) == content.real && content.real >= -kTwoTo63 &&
+        content.real < kTwoTo63) {
+        return {kCFNumberSInt64Type, static_cast<std::int64_t>(content.real), 0};
+    }
+    return content;
+}
+
+bool equalNumbers(CFTypeRef first, CFTypeRef second)
+{
+    const auto a = wholeIfPossible(contentOf(static_cast<CFNumberRef>(first), "CFEqual"));
+    const auto b = wholeIfPossible(contentOf(static_cast<CFNumberRef>(second), "CFEqual"));
+    if (a.isReal() != b.isReal()) {
+        return false;
+    }
+    return a.isReal() ? a.real == b.real || (std::isnan(a.real) && std::isnan(b.real)) : a.integer == b.integer;
+}
+
+CFHashCode hashNumber(CFTypeRef number)
+{
+    const auto content = wholeIfPossible(contentOf(static_cast<CFNumberRef>(number), "CFHash"));
+    if (!content.isReal()) {
+        return static_cast<CFHashCode>(content.integer);
+    }
+    return std::isnan(content.real) ? 1 : static_cast<CFHashCode>(std::bit_cast<std::uint64_t>(content.real));
+}
+
+} // namespace
+
+const TypeOperations qrx::cf::kNumberOperations{"a number", dispose<__CFNumber>, equalNumbers, hashNumber};
+
+CFTypeID CFNumberGetTypeID(void)
+{
+    return static_cast<CFTypeID>(Type::number);
+}
+
+CFNumberRef CFNumberCreate(CFAllocatorRef, CFNumberType type, const void* value)
+{
+    const CFNumberType canonical = canonicalType(type, "CFNumberCreate");
+    if (value == nullptr) {
+        fail("CFNumberCreate", "null instead of a value");
+    }
+    switch (canonical) {
+    case kCFNumberSInt8Type:
+        return makeInteger(canonical, readAs<std::int8_t>(value));
+    case kCFNumberSInt16Type:
+        return makeInteger(canonical, readAs<std::int16_t>(value));
+    case kCFNumberSInt32Type:
+        return makeInteger(canonical, readAs<std::int32_t>(value));
+    case kCFNumberFloat32Type:
+        return create<__CFNumber>(0, canonical, static_cast<double>(readAs<float>(value)));
+    case kCFNumberFloat64Type:
+        return create<__CFNumber>(0, canonical, readAs<double>(value));
+    default:
+        return makeInteger(canonical, readAs<std::int64_t>(value));
+    }
+}
+
+CFNumberType CFNumberGetType(CFNumberRef number)
+{
+    return contentOf(number, "CFNumberGetType").type;
+}
+
+Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value)
+{
+    const NumberContent content = contentOf(number, "CFNumberGetValue");
+    const CFNumberType canonical = canonicalType(type, "CFNumberGetValue");
+    return content.isReal() ? storeOfReal(content.real, canonical, value)
+                            : storeOfInteger(content.integer, canonical, value);
+}

@@ -1,0 +1,360 @@
+/// A pass of a run: fire the version-0 sources that are signalled, in their order; then wait for one version-1 source,
+/// or only look if something has been fired or the loop was woken, and fire it; then see whether the run is over.
+///
+/// Waking costs a write to an event descriptor only if the loop's thread may be waiting, or somebody else waits for the
+/// loop's descriptor. A callback that wakes or signals in its own loop only leaves a note, which the next pass sees;
+/// what is left when the outermost run returns makes the descriptor readable then.
+
+#include "CFRunLoop.h"
+
+#include "RunLoopDescriptor.h"
+
+#include <algorithm>
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+using namespace qrx::cf;
+
+namespace {
+
+/// The calling thread's loop. It has no destructor, so that it can still be asked for while the thread ends.
+thread_local CFRunLoopRef sm_Current = nullptr;
+
+struct ThreadEnd {
+    ~ThreadEnd()
+    {
+        if (sm_Current != nullptr) {
+            const auto loop = Reference<CFRunLoopRef>::adopting(sm_Current);
+            loop->end();
+            sm_Current = nullptr;
+        }
+    }
+};
+
+__CFRunLoop& loopOf(CFRunLoopRef loop, const char* function)
+{
+    return checkedMutable<__CFRunLoop>(loop, function);
+}
+
+void requireMode(CFStringRef mode, const char* function)
+{
+    if (!isObject(mode) || typeOf(mode, function) != Type::string) {
+        failForeign(function, mode, Type::string);
+    }
+}
+
+} // namespace
+
+class __CFRunLoop::Run {
+public:
+    explicit Run(__CFRunLoop& loop) : _loop(loop)
+    {
+        const std::lock_guard lock(sm_RunLoopMutex);
+        _outer = loop._innermost;
+        loop._innermost = this;
+    }
+    Run(const Run&) = delete;
+    Run& operator=(const Run&) = delete;
+    ~Run()
+    {
+        const std::lock_guard lock(sm_RunLoopMutex);
+        _loop._innermost = _outer;
+        if (_outer == nullptr && (_loop._woken || _loop.defaultMode().hasDue())) {
+            _loop.wake();
+        }
+    }
+
+    bool _stopped = false; ///< under the mutex
+
+private:
+    __CFRunLoop& _loop;
+    Run* _outer = nullptr;
+};
+
+__CFRunLoop::__CFRunLoop() : Object(kType, kMortal), _wakeFd(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+{
+    if (_wakeFd < 0) {
+        fail("CFRunLoop", "no file descriptor is left for a run loop");
+    }
+    _modes.push_back(std::make_unique<RunLoopMode>(kCFRunLoopDefaultMode, _wakeFd));
+}
+
+__CFRunLoop::~__CFRunLoop()
+{
+    if (_wakeFd >= 0) {
+        ::close(_wakeFd);
+    }
+}
+
+RunLoopMode* __CFRunLoop::findMode(CFStringRef name) const
+{
+    const auto found =
+        std::find_if(_modes.begin(), _modes.end(), [name](const auto& mode) { return CFEqual(mode->name(), name); });
+    return found != _modes.end() ? found->get() : nullptr;
+}
+
+bool __CFRunLoop::attach(CFRunLoopSourceRef source, CFStringRef modeName)
+{
+    if (_ended || !source->_valid) {
+        return false;
+    }
+    RunLoopMode* mode = findMode(modeName);
+    if (mode == nullptr) {
+        mode = _modes.emplace_back(std::make_unique<RunLoopMode>(modeName, _wakeFd)).get();
+    }
+    if (source->membershipIn(*mode) != nullptr) {
+        return false;
+    }
+    CFRetain(source);
+    source->_memberships.push_back({this, mode, mode->add(source)});
+    if (mode->hasSignalled()) {
+        wake();
+    }
+    return true;
+}
+
+Reference<CFRunLoopSourceRef> __CFRunLoop::detach(__CFRunLoopSource& source, RunLoopMode& mode)
+{
+    mode.remove(source, source.membershipIn(mode)->slot);
+    std::erase_if(source._memberships, [&mode](const auto& membership) { return membership.mode == &mode; });
+    if (mode.empty() && _innermost != nullptr) {
+        wake(); // a run that waits for nothing is over
+    }
+    return Reference<CFRunLoopSourceRef>::adopting(&source);
+}
+
+bool __CFRunLoop::isRunningHere() const
+{
+    return sm_Current == this && _innermost != nullptr;
+}
+
+void __CFRunLoop::arm()
+{
+    if (!_armed) {
+        ::eventfd_write(_wakeFd, 1);
+        _armed = true;
+    }
+}
+
+void __CFRunLoop::wake()
+{
+    if (_ended) {
+        return;
+    }
+    _woken = true;
+    if (!isRunningHere()) {
+        arm();
+    }
+}
+
+bool __CFRunLoop::takeWake()
+{
+    if (_armed) {
+        eventfd_t count = 0;
+        ::eventfd_read(_wakeFd, &count);
+        _armed = false;
+    }
+    return std::exchange(_woken, false);
+}
+
+void __CFRunLoop::stop()
+{
+    if (_innermost != nullptr) {
+        _innermost->_stopped = true;
+        wake();
+    }
+}
+
+bool __CFRunLoop::fireIfStillDue(CFRunLoopSourceRef source, const RunLoopMode& mode)
+{
+    {
+        const std::lock_guard lock(sm_RunLoopMutex);
+        if (!source->_signalled || source->membershipIn(mode) == nullptr) {
+            return false;
+        }
+        source->clearSignal();
+    }
+    source->perform();
+    return true;
+}
+
+bool __CFRunLoop::fireVersion0(RunLoopMode& mode, bool onlyOne)
+{
+    std::unique_lock lock(sm_RunLoopMutex);
+    const auto due = mode.signalledVersion0();
+    lock.unlock();
+    bool fired = false;
+    for (const auto& source : due) {
+        fired = fireIfStillDue(source.get(), mode) || fired;
+        if (fired && onlyOne) {
+            break;
+        }
+    }
+    return fired;
+}
+
+Reference<CFRunLoopSourceRef> __CFRunLoop::takeVersion1(RunLoopMode& mode, const Deadline& deadline)
+{
+    std::unique_lock lock(sm_RunLoopMutex);
+    const bool woken = takeWake();
+    if (mode.isSignalsTurn()) {
+        return mode.takeSignalled();
+    }
+    const bool onlyLook = woken || mode.hasSignalled() || mode.empty() || _innermost->_stopped;
+    lock.unlock();
+    const auto token = mode.wait(onlyLook ? Deadline::now() : deadline);
+    lock.lock();
+    if (token == RunLoopMode::kWakeToken) {
+        takeWake();
+    } else if (token) {
+        if (auto source = mode.takeReported(*token)) {
+            return source;
+        }
+    }
+    return mode.hasSignalled() ? mode.takeSignalled() : Reference<CFRunLoopSourceRef>();
+}
+
+SInt32 __CFRunLoop::run(CFStringRef modeName, const Deadline& deadline, bool returnAfterSourceHandled)
+{
+    RunLoopMode* mode = nullptr;
+    {
+        const std::lock_guard lock(sm_RunLoopMutex);
+        mode = findMode(modeName);
+        if (mode == nullptr || mode->empty()) {
+            if (mode == &defaultMode() && _innermost == nullptr) {
+                takeWake(); // else whoever watches the loop's descriptor would be told for ever
+            }
+            return kCFRunLoopRunFinished;
+        }
+    }
+    const Run run(*this);
+    for (;;) {
+        bool handled = fireVersion0(*mode, returnAfterSourceHandled);
+        if (const auto source = takeVersion1(*mode, handled ? Deadline::now() : deadline)) {
+            source->perform();
+            handled = true;
+        }
+        if (handled && returnAfterSourceHandled) {
+            return kCFRunLoopRunHandledSource;
+        }
+        if (deadline.passed()) {
+            return kCFRunLoopRunTimedOut;
+        }
+        const std::lock_guard lock(sm_RunLoopMutex);
+        if (run._stopped) {
+            return kCFRunLoopRunStopped;
+        }
+        if (mode->empty()) {
+            return kCFRunLoopRunFinished;
+        }
+    }
+}
+
+void __CFRunLoop::end()
+{
+    std::unique_lock lock(sm_RunLoopMutex);
+    _ended = true;
+    for (const auto& mode : _modes) {
+        while (CFRunLoopSourceRef source = mode->anyMember()) {
+            const auto membersReference = detach(*source, *mode);
+            lock.unlock();
+            source->cancel(this, mode->name());
+            lock.lock();
+        }
+        mode->close();
+    }
+    ::close(std::exchange(_wakeFd, -1));
+}
+
+const TypeOperations qrx::cf::kRunLoopOperations{"a run loop", dispose<__CFRunLoop>, nullptr, nullptr};
+
+int qrx::cf::runLoopDescriptor(CFRunLoopRef loop)
+{
+    auto& target = loopOf(loop, "runLoopDescriptor");
+    const std::lock_guard lock(sm_RunLoopMutex);
+    return target.defaultMode().descriptor();
+}
+
+CFTypeID CFRunLoopGetTypeID(void)
+{
+    return static_cast<CFTypeID>(Type::runLoop);
+}
+
+CFRunLoopRef CFRunLoopGetCurrent(void)
+{
+    if (sm_Current == nullptr) {
+        thread_local const ThreadEnd sm_ThreadEnd;
+        sm_Current = create<__CFRunLoop>(0);
+    }
+    return sm_Current;
+}
+
+void CFRunLoopRun(void)
+{
+    SInt32 result = 0;
+    do {
+        result = CFRunLoopRunInMode(kCFRunLoopDefaultMode, 1e10, false);
+    } while (result != kCFRunLoopRunStopped && result != kCFRunLoopRunFinished);
+}
+
+SInt32 CFRunLoopRunInMode(CFStringRef mode, CFTimeInterval seconds, Boolean returnAfterSourceHandled)
+{
+    requireMode(mode, "CFRunLoopRunInMode");
+    return CFRunLoopGetCurrent()->run(mode, Deadline::after(seconds), returnAfterSourceHandled != 0);
+}
+
+void CFRunLoopStop(CFRunLoopRef loop)
+{
+    auto& target = loopOf(loop, "CFRunLoopStop");
+    const std::lock_guard lock(sm_RunLoopMutex);
+    target.stop();
+}
+
+void CFRunLoopWakeUp(CFRunLoopRef loop)
+{
+    auto& target = loopOf(loop, "CFRunLoopWakeUp");
+    const std::lock_guard lock(sm_RunLoopMutex);
+    target.wake();
+}
+
+void CFRunLoopAddSource(CFRunLoopRef loop, CFRunLoopSourceRef source, CFStringRef mode)
+{
+    auto& target = loopOf(loop, "CFRunLoopAddSource");
+    checked<__CFRunLoopSource>(source, "CFRunLoopAddSource");
+    requireMode(mode, "CFRunLoopAddSource");
+    {
+        const std::lock_guard lock(sm_RunLoopMutex);
+        if (!target.attach(source, mode)) {
+            return;
+        }
+    }
+    source->schedule(loop, mode);
+}
+
+void CFRunLoopRemoveSource(CFRunLoopRef loop, CFRunLoopSourceRef source, CFStringRef mode)
+{
+    auto& target = loopOf(loop, "CFRunLoopRemoveSource");
+    checked<__CFRunLoopSource>(source, "CFRunLoopRemoveSource");
+    requireMode(mode, "CFRunLoopRemoveSource");
+    Reference<CFRunLoopSourceRef> membersReference;
+    {
+        const std::lock_guard lock(sm_RunLoopMutex);
+        RunLoopMode* known = target.findMode(mode);
+        if (known == nullptr || source->membershipIn(*known) == nullptr) {
+            return;
+        }
+        membersReference = target.detach(*source, *known);
+    }
+    source->cancel(loop, mode);
+}
+
+Boolean CFRunLoopContainsSource(CFRunLoopRef loop, CFRunLoopSourceRef source, CFStringRef mode)
+{
+    auto& target = loopOf(loop, "CFRunLoopContainsSource");
+    checked<__CFRunLoopSource>(source, "CFRunLoopContainsSource");
+    requireMode(mode, "CFRunLoopContainsSource");
+    const std::lock_guard lock(sm_RunLoopMutex);
+    const RunLoopMode* known = target.findMode(mode);
+    return known != nullptr && source->membershipIn(*known) != nullptr;
+}

@@ -1,0 +1,59 @@
+#pragma once
+
+/// A thread's run loop. Private to this folder.
+
+#include "CFRunLoopSource.h"
+#include "Deadline.h"
+#include "Object.h"
+#include "Reference.h"
+#include "RunLoopMode.h"
+
+#include <memory>
+#include <vector>
+
+/// Made when its thread first asks for it and held by the thread until that ends; others may hold it longer, and then
+/// nothing happens to it any more. Fields are guarded by sm_RunLoopMutex.
+struct __CFRunLoop : qrx::cf::Object {
+    static constexpr qrx::cf::Type kType = qrx::cf::Type::runLoop;
+
+    /// A run in progress on the loop's thread; runs nest.
+    class Run;
+
+    /// Ends the process if the system has no descriptor left.
+    __CFRunLoop();
+    ~__CFRunLoop();
+
+    // Under the mutex, on any thread.
+
+    qrx::cf::RunLoopMode* findMode(CFStringRef name) const;
+    qrx::cf::RunLoopMode& defaultMode() const { return *_modes.front(); }
+    /// False if the source cannot or need not be added.
+    bool attach(CFRunLoopSourceRef source, CFStringRef modeName);
+    /// The source is a member of the mode. Returns the mode's reference to it, which may be the last one: to be dropped
+    /// without the mutex.
+    qrx::cf::Reference<CFRunLoopSourceRef> detach(__CFRunLoopSource& source, qrx::cf::RunLoopMode& mode);
+    /// The next wait, or the present one, ends at once.
+    void wake();
+    void stop();
+
+    // On the loop's thread, without the mutex.
+
+    SInt32 run(CFStringRef modeName, const qrx::cf::Deadline& deadline, bool returnAfterSourceHandled);
+    /// The thread ends.
+    void end();
+
+private:
+    bool isRunningHere() const;
+    void arm();
+    bool takeWake();
+    bool fireVersion0(qrx::cf::RunLoopMode& mode, bool onlyOne);
+    bool fireIfStillDue(CFRunLoopSourceRef source, const qrx::cf::RunLoopMode& mode);
+    qrx::cf::Reference<CFRunLoopSourceRef> takeVersion1(qrx::cf::RunLoopMode& mode, const qrx::cf::Deadline& deadline);
+
+    std::vector<std::unique_ptr<qrx::cf::RunLoopMode>> _modes; ///< the default mode first; never removed
+    int _wakeFd;                                               ///< an eventfd, a member of every mode's descriptors
+    bool _woken = false;
+    bool _armed = false; ///< _wakeFd is readable
+    bool _ended = false;
+    Run* _innermost = nullptr;
+};

@@ -1,0 +1,151 @@
+#include "CFRunLoopSource.h"
+
+#include "CFRunLoop.h"
+#include "Reference.h"
+#include "RunLoopMode.h"
+
+#include <algorithm>
+
+using namespace qrx::cf;
+
+__CFRunLoopSource::__CFRunLoopSource(CFIndex order, const CFRunLoopSourceContext* version0,
+                                     const CFRunLoopSourceContext1* version1)
+    : Object(kType, kMortal), _version(version1 != nullptr ? 1 : 0), _order(order)
+{
+    const auto take = [this](const auto& context) {
+        _info = context.info;
+        _release = context.release;
+        if (context.retain != nullptr) {
+            _info = const_cast<void*>(context.retain(context.info));
+        }
+    };
+    if (version1 != nullptr) {
+        take(*version1);
+        _perform1 = version1->perform;
+        _descriptor = version1->getPort != nullptr ? static_cast<int>(version1->getPort(_info)) : -1;
+    } else {
+        take(*version0);
+        _schedule = version0->schedule;
+        _cancel = version0->cancel;
+        _perform0 = version0->perform;
+    }
+}
+
+__CFRunLoopSource::~__CFRunLoopSource()
+{
+    if (_release != nullptr) {
+        _release(_info);
+    }
+}
+
+void __CFRunLoopSource::schedule(CFRunLoopRef loop, CFStringRef mode) const
+{
+    if (_schedule != nullptr) {
+        _schedule(_info, loop, mode);
+    }
+}
+
+void __CFRunLoopSource::cancel(CFRunLoopRef loop, CFStringRef mode) const
+{
+    if (_cancel != nullptr) {
+        _cancel(_info, loop, mode);
+    }
+}
+
+void __CFRunLoopSource::perform() const
+{
+    if (_perform0 != nullptr) {
+        _perform0(_info);
+    } else if (_perform1 != nullptr) {
+        _perform1(nullptr, 0, kCFAllocatorDefault, _info);
+    }
+}
+
+const __CFRunLoopSource::Membership* __CFRunLoopSource::membershipIn(const RunLoopMode& mode) const
+{
+    const auto found = std::find_if(_memberships.begin(), _memberships.end(),
+                                    [&mode](const Membership& membership) { return membership.mode == &mode; });
+    return found != _memberships.end() ? &*found : nullptr;
+}
+
+void __CFRunLoopSource::clearSignal()
+{
+    if (!_signalled) {
+        return;
+    }
+    _signalled = false;
+    for (const Membership& membership : _memberships) {
+        membership.mode->forgetSignal(*this);
+    }
+}
+
+const TypeOperations qrx::cf::kRunLoopSourceOperations{"a run loop source", dispose<__CFRunLoopSource>, nullptr,
+                                                       nullptr};
+
+CFTypeID CFRunLoopSourceGetTypeID(void)
+{
+    return static_cast<CFTypeID>(Type::runLoopSource);
+}
+
+CFRunLoopSourceRef CFRunLoopSourceCreate(CFAllocatorRef, CFIndex order, CFRunLoopSourceContext* context)
+{
+    constexpr const char* kFunction = "CFRunLoopSourceCreate";
+    if (context == nullptr) {
+        fail(kFunction, "null instead of a context");
+    }
+    if (context->version == 0) {
+        return create<__CFRunLoopSource>(0, order, context, nullptr);
+    }
+    if (context->version != 1) {
+        fail(kFunction, "the context's version is neither 0 nor 1");
+    }
+    return create<__CFRunLoopSource>(0, order, nullptr, reinterpret_cast<const CFRunLoopSourceContext1*>(context));
+}
+
+void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source)
+{
+    checked<__CFRunLoopSource>(source, "CFRunLoopSourceInvalidate");
+    // The loops may hold the last references.
+    const auto alive = Reference<CFRunLoopSourceRef>::retaining(source);
+    for (;;) {
+        Reference<CFRunLoopRef> loop;
+        Reference<CFRunLoopSourceRef> membersReference;
+        RunLoopMode* mode = nullptr;
+        {
+            const std::lock_guard lock(sm_RunLoopMutex);
+            source->_valid = false;
+            source->clearSignal();
+            if (source->_memberships.empty()) {
+                return;
+            }
+            loop = Reference<CFRunLoopRef>::retaining(source->_memberships.back().loop);
+            mode = source->_memberships.back().mode;
+            membersReference = loop->detach(*source, *mode);
+        }
+        source->cancel(loop.get(), mode->name());
+    }
+}
+
+Boolean CFRunLoopSourceIsValid(CFRunLoopSourceRef source)
+{
+    checked<__CFRunLoopSource>(source, "CFRunLoopSourceIsValid");
+    const std::lock_guard lock(sm_RunLoopMutex);
+    return source->_valid;
+}
+
+void CFRunLoopSourceSignal(CFRunLoopSourceRef source)
+{
+    checked<__CFRunLoopSource>(source, "CFRunLoopSourceSignal");
+    const std::lock_guard lock(sm_RunLoopMutex);
+    if (!source->_valid || source->_signalled) {
+        return;
+    }
+    source->_signalled = true;
+    if (source->isVersion0()) {
+        return;
+    }
+    for (const auto& membership : source->_memberships) {
+        membership.mode->noteSignal(*source);
+        membership.loop->wake();
+    }
+}

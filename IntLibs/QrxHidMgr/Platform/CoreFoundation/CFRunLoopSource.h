@@ -1,0 +1,59 @@
+#pragma once
+
+/// A source of a run loop. Private to this folder.
+
+#include "Object.h"
+
+#include <cstdint>
+#include <mutex>
+#include <vector>
+
+namespace qrx::cf {
+
+class RunLoopMode;
+
+/// Guards what loops, modes and sources know of each other, for the whole process: one lock, since a source may be in
+/// many loops and a loop has many sources. It is held for a few instructions at a time and never while a callback runs
+/// or a thread waits.
+inline constinit std::mutex sm_RunLoopMutex;
+
+} // namespace qrx::cf
+
+struct __CFRunLoopSource : qrx::cf::Object {
+    static constexpr qrx::cf::Type kType = qrx::cf::Type::runLoopSource;
+
+    /// That the source is in a mode, which retains it.
+    struct Membership {
+        CFRunLoopRef loop;
+        qrx::cf::RunLoopMode* mode;
+        std::uint32_t slot; ///< the mode's place for it
+    };
+
+    /// Of version 0 if `version1` is null, else of version 1.
+    __CFRunLoopSource(CFIndex order, const CFRunLoopSourceContext* version0, const CFRunLoopSourceContext1* version1);
+    ~__CFRunLoopSource();
+
+    bool isVersion0() const { return _version == 0; }
+    void schedule(CFRunLoopRef loop, CFStringRef mode) const;
+    void cancel(CFRunLoopRef loop, CFStringRef mode) const;
+    void perform() const;
+
+    const Membership* membershipIn(const qrx::cf::RunLoopMode& mode) const;
+    /// Not due any more, in whichever mode it was.
+    void clearSignal();
+
+    const CFIndex _version;
+    const CFIndex _order;
+    void* _info = nullptr;
+    int _descriptor = -1; ///< version 1; -1: none
+    void (*_release)(const void*) = nullptr;
+    void (*_schedule)(void*, CFRunLoopRef, CFStringRef) = nullptr;
+    void (*_cancel)(void*, CFRunLoopRef, CFStringRef) = nullptr;
+    void (*_perform0)(void*) = nullptr;
+    void* (*_perform1)(void*, CFIndex, CFAllocatorRef, void*) = nullptr;
+
+    // Guarded by sm_RunLoopMutex.
+    bool _valid = true;
+    bool _signalled = false;
+    std::vector<Membership> _memberships;
+};

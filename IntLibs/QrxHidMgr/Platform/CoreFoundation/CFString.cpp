@@ -1,0 +1,176 @@
+#include "CFString.h"
+
+#include "StringEncoding.h"
+
+#include <cstring>
+#include <functional>
+#include <limits>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <unordered_map>
+
+using namespace qrx::cf;
+
+namespace {
+
+CFStringRef makeNarrow(std::string_view text, std::uint8_t flags)
+{
+    auto* string = create<__CFString>(text.size() + 1, flags, text.size());
+    char* bytes = reinterpret_cast<char*>(string + 1);
+    std::memcpy(bytes, text.data(), text.size());
+    bytes[text.size()] = '\0';
+    return string;
+}
+
+CFStringRef makeWide(std::u16string_view text, std::uint8_t flags)
+{
+    const std::size_t size = text.size() * sizeof(char16_t);
+    auto* string = create<__CFString>(size, static_cast<std::uint8_t>(flags | __CFString::kWide), text.size());
+    std::memcpy(reinterpret_cast<char*>(string + 1), text.data(), size);
+    return string;
+}
+
+/// Null if the bytes are not valid in the encoding.
+CFStringRef makeString(std::string_view bytes, CFStringEncoding encoding, std::uint8_t flags)
+{
+    if (!isKnownEncoding(encoding)) {
+        return nullptr;
+    }
+    if (isAscii(bytes)) {
+        return makeNarrow(bytes, flags);
+    }
+    const auto text = decode(bytes, encoding);
+    return text ? makeWide(*text, flags) : nullptr;
+}
+
+bool equalStrings(CFTypeRef first, CFTypeRef second)
+{
+    const auto& a = checked<__CFString>(first, "CFEqual");
+    const auto& b = checked<__CFString>(second, "CFEqual");
+    if ((a.has(kImmortal) && b.has(kImmortal)) || a.wide() != b.wide()) {
+        return &a == &b;
+    }
+    return a.wide() ? a.wideText() == b.wideText() : a.narrowText() == b.narrowText();
+}
+
+CFHashCode hashString(CFTypeRef reference)
+{
+    const auto& string = checked<__CFString>(reference, "CFHash");
+    return string.wide() ? std::hash<std::u16string_view>{}(string.wideText())
+                         : std::hash<std::string_view>{}(string.narrowText());
+}
+
+/// The constants of the process, by their UTF-8 text. Never destroyed: constants outlive every static object.
+struct Constants {
+    std::mutex mutex;
+    std::unordered_map<std::string, CFStringRef> byText;
+};
+
+Constants& constants()
+{
+    static auto& sm_Constants = *new Constants;
+    return sm_Constants;
+}
+
+Boolean copyNarrow(std::string_view text, char* buffer, std::size_t bufferSize, CFStringEncoding encoding)
+{
+    if (!isKnownEncoding(encoding) || text.size() >= bufferSize) {
+        return false;
+    }
+    std::memcpy(buffer, text.data(), text.size());
+    buffer[text.size()] = '\0';
+    return true;
+}
+
+Boolean copyWide(std::u16string_view text, char* buffer, std::size_t bufferSize, CFStringEncoding encoding)
+{
+    const auto bytes = encode(text, encoding);
+    if (!bytes || bytes->size() >= bufferSize) {
+        // Deliberate: unlike text held as bytes, which leaves the buffer alone.
+        buffer[0] = '\0';
+        return false;
+    }
+    return copyNarrow(*bytes, buffer, bufferSize, encoding);
+}
+
+} // namespace
+
+const TypeOperations qrx::cf::kStringOperations{"a string", dispose<__CFString>, equalStrings, hashString};
+
+CFTypeID CFStringGetTypeID(void)
+{
+    return static_cast<CFTypeID>(Type::string);
+}
+
+CFStringRef CFStringCreateWithCString(CFAllocatorRef, const char* text, CFStringEncoding encoding)
+{
+    if (text == nullptr) {
+        fail("CFStringCreateWithCString", "null instead of text");
+    }
+    return makeString(text, encoding, kMortal);
+}
+
+CFStringRef CFStringCreateWithBytes(CFAllocatorRef, const UInt8* bytes, CFIndex length, CFStringEncoding encoding,
+                                    Boolean)
+{
+    if (length < 0 || (bytes == nullptr && length > 0)) {
+        fail("CFStringCreateWithBytes", "null instead of bytes, or a negative length");
+    }
+    if (length == 0) {
+        return makeString({}, encoding, kMortal);
+    }
+    return makeString({reinterpret_cast<const char*>(bytes), static_cast<std::size_t>(length)}, encoding, kMortal);
+}
+
+CFIndex CFStringGetLength(CFStringRef string)
+{
+    return static_cast<CFIndex>(checked<__CFString>(string, "CFStringGetLength")._length);
+}
+
+const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding)
+{
+    const auto& text = checked<__CFString>(string, "CFStringGetCStringPtr");
+    return !text.wide() && isKnownEncoding(encoding) ? text.bytes() : nullptr;
+}
+
+Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize, CFStringEncoding encoding)
+{
+    const auto& text = checked<__CFString>(string, "CFStringGetCString");
+    if (bufferSize < 1) {
+        return false;
+    }
+    if (buffer == nullptr) {
+        fail("CFStringGetCString", "null instead of a buffer");
+    }
+    const auto size = static_cast<std::size_t>(bufferSize);
+    return text.wide() ? copyWide(text.wideText(), buffer, size, encoding)
+                       : copyNarrow(text.narrowText(), buffer, size, encoding);
+}
+
+CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encoding)
+{
+    // A character outside the Basic Multilingual Plane counts two units and takes four bytes: never more than 3 each.
+    const CFIndex unitSize = encoding == kCFStringEncodingUTF8 ? 3 : 1;
+    if (!isKnownEncoding(encoding) || length < 0 || length > std::numeric_limits<CFIndex>::max() / unitSize) {
+        return kCFNotFound;
+    }
+    return length * unitSize;
+}
+
+CFStringRef __CFStringMakeConstantString(const char* text)
+{
+    if (text == nullptr) {
+        fail("CFSTR", "null instead of text");
+    }
+    auto& all = constants();
+    const std::lock_guard lock(all.mutex);
+    CFStringRef& constant = all.byText[text];
+    if (constant == nullptr) {
+        constant = makeString(text, kCFStringEncodingUTF8, kImmortal);
+    }
+    if (constant == nullptr) {
+        fail("CFSTR", "the text of a constant is not valid UTF-8");
+    }
+    return constant;
+}

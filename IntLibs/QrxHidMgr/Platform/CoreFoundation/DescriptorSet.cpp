@@ -1,0 +1,129 @@
+#include "DescriptorSet.h"
+
+#include "Object.h"
+
+#include <cerrno>
+#include <limits>
+
+#include <fcntl.h>
+#include <sys/epoll.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+namespace qrx::cf {
+
+namespace {
+
+/// Exactly one at a time: asked for fewer than are ready, epoll goes round through them (epoll_wait(2), "round robin"),
+/// so what is not served now comes before what was.
+constexpr int kEventsAtOnce = 1;
+
+/// The kernel's own form of a time, 64 bits wide everywhere.
+struct KernelTime {
+    std::int64_t seconds;
+    std::int64_t nanoseconds;
+};
+
+std::atomic<bool> sm_HasPreciseWait{true};
+
+/// Milliseconds, rounded up so that a wait never ends early and tries again at once.
+int roundedMs(std::chrono::nanoseconds remaining)
+{
+    const auto ms = std::chrono::ceil<std::chrono::milliseconds>(remaining).count();
+    return static_cast<int>(std::min<std::int64_t>(ms, std::numeric_limits<int>::max()));
+}
+
+/// Waits with nanoseconds where the kernel can (5.11); some sandboxes refuse unknown calls with EPERM.
+int timedWait(int epollFd, epoll_event& event, std::chrono::nanoseconds remaining)
+{
+#ifdef SYS_epoll_pwait2
+    if (sm_HasPreciseWait.load(std::memory_order_relaxed)) {
+        constexpr std::int64_t kNsPerSecond = 1'000'000'000;
+        const KernelTime time{remaining.count() / kNsPerSecond, remaining.count() % kNsPerSecond};
+        const long count = ::syscall(SYS_epoll_pwait2, epollFd, &event, kEventsAtOnce, &time, nullptr, std::size_t{0});
+        if (count >= 0 || (errno != ENOSYS && errno != EPERM)) {
+            return static_cast<int>(count);
+        }
+        sm_HasPreciseWait.store(false, std::memory_order_relaxed);
+    }
+#endif
+    return ::epoll_wait(epollFd, &event, kEventsAtOnce, roundedMs(remaining));
+}
+
+} // namespace
+
+DescriptorSet::DescriptorSet() : _epollFd(::epoll_create1(EPOLL_CLOEXEC))
+{
+    if (_epollFd < 0) {
+        fail("CFRunLoop", "no file descriptor is left for a run loop");
+    }
+}
+
+DescriptorSet::~DescriptorSet()
+{
+    close();
+}
+
+int DescriptorSet::watch(int descriptor, std::uint64_t token)
+{
+    epoll_event event{};
+    event.events = EPOLLIN; // EPOLLERR and EPOLLHUP are always reported
+    event.data.u64 = token;
+    if (_epollFd < 0 || descriptor < 0) {
+        return -1;
+    }
+    if (::epoll_ctl(_epollFd, EPOLL_CTL_ADD, descriptor, &event) == 0) {
+        return descriptor;
+    }
+    if (errno != EEXIST) {
+        return -1;
+    }
+    const int duplicate = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
+    if (duplicate >= 0 && ::epoll_ctl(_epollFd, EPOLL_CTL_ADD, duplicate, &event) == 0) {
+        return duplicate;
+    }
+    if (duplicate >= 0) {
+        ::close(duplicate);
+    }
+    return -1;
+}
+
+void DescriptorSet::unwatch(int watched, int descriptor)
+{
+    if (watched < 0) {
+        return;
+    }
+    epoll_event unused{};
+    if (_epollFd >= 0) {
+        ::epoll_ctl(_epollFd, EPOLL_CTL_DEL, watched, &unused);
+    }
+    if (watched != descriptor) {
+        ::close(watched);
+    }
+}
+
+std::optional<std::uint64_t> DescriptorSet::wait(const Deadline& deadline)
+{
+    epoll_event event{};
+    const auto remaining = deadline.remaining();
+    int count = 0;
+    if (remaining && *remaining > std::chrono::nanoseconds::zero()) {
+        count = timedWait(_epollFd, event, *remaining);
+    } else {
+        count = ::epoll_wait(_epollFd, &event, kEventsAtOnce, remaining ? 0 : -1);
+    }
+    if (count != 1) {
+        return std::nullopt;
+    }
+    return std::uint64_t{event.data.u64};
+}
+
+void DescriptorSet::close()
+{
+    if (_epollFd >= 0) {
+        ::close(_epollFd);
+        _epollFd = -1;
+    }
+}
+
+} // namespace qrx::cf

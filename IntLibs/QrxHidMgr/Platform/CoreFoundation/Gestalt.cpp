@@ -1,0 +1,31 @@
+#include "SystemVersion.h"
+
+#include <CoreServices/CoreServices.h>
+
+#include <atomic>
+#include <limits>
+
+namespace {
+
+/// Holds a version, or a number that is none.
+constexpr std::int64_t kNoVersion = std::numeric_limits<std::int64_t>::min();
+std::atomic<std::int64_t> sm_Version{kNoVersion};
+
+} // namespace
+
+void qrx::platform::setSystemVersion(std::optional<std::int32_t> version)
+{
+    sm_Version = version ? *version : kNoVersion;
+}
+
+OSErr Gestalt(OSType selector, SInt32* response)
+{
+    const std::int64_t version = sm_Version;
+    if (selector != gestaltSystemVersion || version == kNoVersion) {
+        return gestaltUndefSelectorErr;
+    }
+    if (response != nullptr) {
+        *response = static_cast<SInt32>(version);
+    }
+    return noErr;
+}

@@ -1,0 +1,100 @@
+#include "PairDictionary.h"
+
+#include "CFString.h"
+
+#include <algorithm>
+
+namespace qrx::cf {
+
+PairDictionary::PairDictionary(std::uint8_t flags, const CFDictionaryKeyCallBacks* keyCallBacks,
+                               const CFDictionaryValueCallBacks* valueCallBacks)
+    : __CFDictionary(flags), _keyCallBacks(keyCallBacks, kCFTypeDictionaryKeyCallBacks),
+      _valueCallBacks(valueCallBacks, kCFTypeDictionaryValueCallBacks)
+{
+}
+
+PairDictionary::~PairDictionary()
+{
+    for (const Pair& pair : _pairs) {
+        _valueCallBacks.release(pair.value);
+        _keyCallBacks.release(pair.key);
+    }
+}
+
+bool PairDictionary::sameKey(const void* first, const void* second) const
+{
+    if (first == second) {
+        return true;
+    }
+    if (_keyCallBacks.holdsObjects() && isConstantString(first) && isConstantString(second)) {
+        return false;
+    }
+    return _keyCallBacks.equal(first, second);
+}
+
+const PairDictionary::Pair* PairDictionary::find(const void* key) const
+{
+    if (_index != nullptr) {
+        const auto found = _index->find(key);
+        return found != _index->end() ? &_pairs[found->second] : nullptr;
+    }
+    const auto found =
+        std::find_if(_pairs.begin(), _pairs.end(), [&](const Pair& pair) { return sameKey(pair.key, key); });
+    return found != _pairs.end() ? &*found : nullptr;
+}
+
+void PairDictionary::set(const void* key, const void* value)
+{
+    if (const Pair* known = find(key)) {
+        const auto place = static_cast<std::size_t>(known - _pairs.data());
+        const void* previous = known->value;
+        _pairs[place].value = _valueCallBacks.retain(value);
+        _valueCallBacks.release(previous);
+    } else {
+        append(key, value);
+    }
+}
+
+void PairDictionary::append(const void* key, const void* value)
+{
+    const void* kept = _keyCallBacks.retain(key);
+    _pairs.push_back({kept, _valueCallBacks.retain(value)});
+    if (_index != nullptr) {
+        _index->emplace(kept, _pairs.size() - 1);
+    } else if (_pairs.size() > kIndexedFrom) {
+        makeIndex();
+    }
+}
+
+void PairDictionary::makeIndex()
+{
+    _index = std::make_unique<Index>(2 * _pairs.size(), KeyHash{&_keyCallBacks}, KeyEqual{&_keyCallBacks});
+    for (std::size_t place = 0; place < _pairs.size(); ++place) {
+        _index->emplace(_pairs[place].key, place);
+    }
+}
+
+void PairDictionary::remove(const void* key)
+{
+    const Pair* known = find(key);
+    if (known == nullptr) {
+        return;
+    }
+    const Pair removed = *known;
+    const auto place = static_cast<std::size_t>(known - _pairs.data());
+    if (_index != nullptr) {
+        // The last pair moves into the gap: the order of a dictionary is not promised.
+        _index->erase(removed.key);
+        if (place + 1 < _pairs.size()) {
+            _pairs[place] = _pairs.back();
+            (*_index)[_pairs[place].key] = place;
+        }
+        _pairs.pop_back();
+    } else {
+        _pairs.erase(_pairs.begin() + static_cast<std::ptrdiff_t>(place));
+    }
+    _valueCallBacks.release(removed.value);
+    _keyCallBacks.release(removed.key);
+}
+
+} // namespace qrx::cf

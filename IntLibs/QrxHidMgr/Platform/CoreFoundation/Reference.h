@@ -1,0 +1,45 @@
+#pragma once
+
+/// One reference of ours to an object, given back at the end of the scope: also when a callback throws.
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <utility>
+
+namespace qrx::cf {
+
+/// T is a Ref type. Adopting takes over a reference that is owned already, retaining makes one.
+template <class T>
+class Reference {
+public:
+    Reference() = default;
+    static Reference adopting(T object) { return Reference(object); }
+    static Reference retaining(T object)
+    {
+        CFRetain(object);
+        return Reference(object);
+    }
+    Reference(Reference&& other) noexcept : _object(std::exchange(other._object, nullptr)) {}
+    Reference& operator=(Reference&& other) noexcept
+    {
+        std::swap(_object, other._object);
+        return *this;
+    }
+    ~Reference()
+    {
+        if (_object != nullptr) {
+            CFRelease(_object);
+        }
+    }
+
+    T get() const { return _object; }
+    T operator->() const { return _object; }
+    explicit operator bool() const { return _object != nullptr; }
+
+private:
+    explicit Reference(T object) : _object(object) {}
+
+    T _object = nullptr;
+};
+
+} // namespace qrx::cf

@@ -1,0 +1,113 @@
+#include "RunLoopMode.h"
+
+#include <algorithm>
+
+namespace qrx::cf {
+
+RunLoopMode::RunLoopMode(CFStringRef name, int wakeFd) : _name(Reference<CFStringRef>::retaining(name))
+{
+    _descriptors.watch(wakeFd, kWakeToken);
+}
+
+std::uint32_t RunLoopMode::freeSlot()
+{
+    const auto free =
+        std::find_if(_slots.begin(), _slots.end(), [](const Slot& slot) { return slot.source == nullptr; });
+    if (free == _slots.end()) {
+        _slots.emplace_back();
+        return static_cast<std::uint32_t>(_slots.size() - 1);
+    }
+    return static_cast<std::uint32_t>(free - _slots.begin());
+}
+
+CFRunLoopSourceRef RunLoopMode::anyMember() const
+{
+    if (!_version0.empty()) {
+        return _version0.front();
+    }
+    const auto used =
+        std::find_if(_slots.begin(), _slots.end(), [](const Slot& slot) { return slot.source != nullptr; });
+    return used != _slots.end() ? used->source : nullptr;
+}
+
+std::uint32_t RunLoopMode::add(CFRunLoopSourceRef source)
+{
+    if (source->isVersion0()) {
+        const auto place =
+            std::upper_bound(_version0.begin(), _version0.end(), source,
+                             [](CFRunLoopSourceRef a, CFRunLoopSourceRef b) { return a->_order < b->_order; });
+        _version0.insert(place, source);
+        return 0;
+    }
+    const std::uint32_t index = freeSlot();
+    Slot& slot = _slots[index];
+    slot.source = source;
+    slot.watched = _descriptors.watch(source->_descriptor, std::uint64_t{slot.generation} << 32 | index);
+    ++_version1Count;
+    if (source->_signalled) {
+        noteSignal(*source);
+    }
+    return index;
+}
+
+void RunLoopMode::remove(const __CFRunLoopSource& source, std::uint32_t index)
+{
+    if (source.isVersion0()) {
+        std::erase(_version0, &source);
+        return;
+    }
+    Slot& slot = _slots[index];
+    _descriptors.unwatch(slot.watched, source._descriptor);
+    slot = Slot{nullptr, slot.generation + 1, -1};
+    --_version1Count;
+    forgetSignal(source);
+}
+
+void RunLoopMode::noteSignal(__CFRunLoopSource& source)
+{
+    _signalled.push_back(&source);
+}
+
+void RunLoopMode::forgetSignal(const __CFRunLoopSource& source)
+{
+    std::erase(_signalled, &source);
+}
+
+bool RunLoopMode::hasDue() const
+{
+    return hasSignalled() || std::any_of(_version0.begin(), _version0.end(),
+                                         [](CFRunLoopSourceRef source) { return source->_signalled; });
+}
+
+std::vector<Reference<CFRunLoopSourceRef>> RunLoopMode::signalledVersion0() const
+{
+    std::vector<Reference<CFRunLoopSourceRef>> due;
+    for (CFRunLoopSourceRef source : _version0) {
+        if (source->_signalled) {
+            due.push_back(Reference<CFRunLoopSourceRef>::retaining(source));
+        }
+    }
+    return due;
+}
+
+Reference<CFRunLoopSourceRef> RunLoopMode::takeSignalled()
+{
+    auto source = Reference<CFRunLoopSourceRef>::retaining(_signalled.front());
+    source->clearSignal();
+    _servedSignalLast = true;
+    return source;
+}
+
+Reference<CFRunLoopSourceRef> RunLoopMode::takeReported(std::uint64_t token)
+{
+    const auto index = static_cast<std::uint32_t>(token);
+    if (index >= _slots.size() || _slots[index].source == nullptr || _slots[index].generation != token >> 32) {
+        return {};
+    }
+    auto source = Reference<CFRunLoopSourceRef>::retaining(_slots[index].source);
+    source->clearSignal();
+    _servedSignalLast = false;
+    return source;
+}
+
+} // namespace qrx::cf

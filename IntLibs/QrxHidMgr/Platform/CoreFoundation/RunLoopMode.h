@@ -1,0 +1,81 @@
+#pragma once
+
+/// One mode of a run loop: the sources that a run in it serves. Private to this folder.
+
+#include "CFRunLoopSource.h"
+#include "DescriptorSet.h"
+#include "Reference.h"
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <vector>
+
+namespace qrx::cf {
+
+/// It lives as long as its loop. All but wait and name is called under sm_RunLoopMutex. A member is retained by whoever
+/// adds it (the loop), not here.
+class RunLoopMode {
+public:
+    /// What wait reports when the loop was woken.
+    static constexpr std::uint64_t kWakeToken = UINT64_MAX;
+
+    RunLoopMode(CFStringRef name, int wakeFd);
+
+    CFStringRef name() const { return _name.get(); }
+    bool empty() const { return _version0.empty() && _version1Count == 0; }
+    /// Readable while a member's descriptor is, or the loop is woken. -1 once closed.
+    int descriptor() const { return _descriptors.descriptor(); }
+
+    /// Null if there is none.
+    CFRunLoopSourceRef anyMember() const;
+    /// Returns the place of the member, for Membership.
+    std::uint32_t add(CFRunLoopSourceRef source);
+    void remove(const __CFRunLoopSource& source, std::uint32_t slot);
+
+    /// A version-1 member is due as if its descriptor were readable, or is no longer.
+    void noteSignal(__CFRunLoopSource& source);
+    void forgetSignal(const __CFRunLoopSource& source);
+
+    /// True if a version-1 member is due by a signal.
+    bool hasSignalled() const { return !_signalled.empty(); }
+    /// True if any member is due without a descriptor.
+    bool hasDue() const;
+    /// True if a signalled member may be served before a descriptor is looked at: they take turns.
+    bool isSignalsTurn() const { return hasSignalled() && !_servedSignalLast; }
+
+    /// The version-0 members that are signalled, in ascending order, retained.
+    std::vector<Reference<CFRunLoopSourceRef>> signalledVersion0() const;
+
+    /// The next due version-1 member, retained, its signal cleared. One must be due.
+    Reference<CFRunLoopSourceRef> takeSignalled();
+    /// As above, the member that a token of wait names; nothing if it has left.
+    Reference<CFRunLoopSourceRef> takeReported(std::uint64_t token);
+
+    /// The token of the next descriptor that is readable. Without the mutex, on the loop's thread.
+    std::optional<std::uint64_t> wait(const Deadline& deadline) { return _descriptors.wait(deadline); }
+
+    /// On the loop's thread, at its end; nothing is reported any more.
+    void close() { _descriptors.close(); }
+
+private:
+    /// A place for a version-1 member. A token names the place and its generation, so that the report of a member that
+    /// has left reaches nobody.
+    struct Slot {
+        CFRunLoopSourceRef source = nullptr;
+        std::uint32_t generation = 0;
+        int watched = -1; ///< of DescriptorSet
+    };
+
+    std::uint32_t freeSlot();
+
+    const Reference<CFStringRef> _name;
+    DescriptorSet _descriptors;
+    std::vector<CFRunLoopSourceRef> _version0; ///< by order
+    std::vector<Slot> _slots;
+    std::size_t _version1Count = 0;
+    std::deque<CFRunLoopSourceRef> _signalled; ///< version 1, in the order of their signals
+    bool _servedSignalLast = false;
+};
+
+} // namespace qrx::cf

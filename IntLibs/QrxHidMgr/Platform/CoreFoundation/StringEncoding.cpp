@@ -1,0 +1,219 @@
+#include "StringEncoding.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+namespace qrx::cf {
+
+namespace {
+
+/// MacRoman above ASCII, from byte 0x80 (the published mapping, with the euro sign at 0xDB).
+constexpr std::array<char16_t, 128> kMacRoman = {
+    0x00C4, 0x00C5, 0x00C7, 0x00C9, 0x00D1, 0x00D6, 0x00DC, 0x00E1, 0x00E0, 0x00E2, 0x00E4, 0x00E3, 0x00E5,
+    0x00E7, 0x00E9, 0x00E8, 0x00EA, 0x00EB, 0x00ED, 0x00EC, 0x00EE, 0x00EF, 0x00F1, 0x00F3, 0x00F2, 0x00F4,
+    0x00F6, 0x00F5, 0x00FA, 0x00F9, 0x00FB, 0x00FC, 0x2020, 0x00B0, 0x00A2, 0x00A3, 0x00A7, 0x2022, 0x00B6,
+    0x00DF, 0x00AE, 0x00A9, 0x2122, 0x00B4, 0x00A8, 0x2260, 0x00C6, 0x00D8, 0x221E, 0x00B1, 0x2264, 0x2265,
+    0x00A5, 0x00B5, 0x2202, 0x2211, 0x220F, 0x03C0, 0x222B, 0x00AA, 0x00BA, 0x03A9, 0x00E6, 0x00F8, 0x00BF,
+    0x00A1, 0x00AC, 0x221A, 0x0192, 0x2248, 0x2206, 0x00AB, 0x00BB, 0x2026, 0x00A0, 0x00C0, 0x00C3, 0x00D5,
+    0x0152, 0x0153, 0x2013, 0x2014, 0x201C, 0x201D, 0x2018, 0x2019, 0x00F7, 0x25CA, 0x00FF, 0x0178, 0x2044,
+    0x20AC, 0x2039, 0x203A, 0xFB01, 0xFB02, 0x2021, 0x00B7, 0x201A, 0x201E, 0x2030, 0x00C2, 0x00CA, 0x00C1,
+    0x00CB, 0x00C8, 0x00CD, 0x00CE, 0x00CF, 0x00CC, 0x00D3, 0x00D4, 0xF8FF, 0x00D2, 0x00DA, 0x00DB, 0x00D9,
+    0x0131, 0x02C6, 0x02DC, 0x00AF, 0x02D8, 0x02D9, 0x02DA, 0x00B8, 0x02DD, 0x02DB, 0x02C7};
+
+/// How a UTF-8 sequence goes on after its first byte: this many bytes, the first of them within these limits, which
+/// shut out overlong forms, surrogates and numbers above U+10FFFF.
+struct Utf8Lead {
+    std::size_t following;
+    std::uint8_t low;
+    std::uint8_t high;
+    std::uint8_t payloadMask;
+};
+
+std::optional<Utf8Lead> leadOf(std::uint8_t byte)
+{
+    if (byte >= 0xC2 && byte <= 0xDF) {
+        return Utf8Lead{1, 0x80, 0xBF, 0x1F};
+    }
+    if (byte >= 0xE0 && byte <= 0xEF) {
+        const auto low = static_cast<std::uint8_t>(byte == 0xE0 ? 0xA0 : 0x80);
+        const auto high = static_cast<std::uint8_t>(byte == 0xED ? 0x9F : 0xBF);
+        return Utf8Lead{2, low, high, 0x0F};
+    }
+    if (byte >= 0xF0 && byte <= 0xF4) {
+        const auto low = static_cast<std::uint8_t>(byte == 0xF0 ? 0x90 : 0x80);
+        const auto high = static_cast<std::uint8_t>(byte == 0xF4 ? 0x8F : 0xBF);
+        return Utf8Lead{3, low, high, 0x07};
+    }
+    return std::nullopt;
+}
+
+void appendCharacter(std::u16string& text, char32_t character)
+{
+    if (character < 0x10000) {
+        text.push_back(static_cast<char16_t>(character));
+        return;
+    }
+    const char32_t offset = character - 0x10000;
+    text.push_back(static_cast<char16_t>(0xD800 + (offset >> 10)));
+    text.push_back(static_cast<char16_t>(0xDC00 + (offset & 0x3FF)));
+}
+
+/// The multi-byte character at `position`, which is moved behind it.
+std::optional<char32_t> decodeSequence(std::string_view bytes, std::size_t& position)
+{
+    const auto first = static_cast<std::uint8_t>(bytes[position]);
+    const auto lead = leadOf(first);
+    if (!lead || bytes.size() - position <= lead->following) {
+        return std::nullopt;
+    }
+    char32_t character = first & lead->payloadMask;
+    for (std::size_t index = 1; index <= lead->following; ++index) {
+        const auto next = static_cast<std::uint8_t>(bytes[position + index]);
+        const std::uint8_t low = index == 1 ? lead->low : 0x80;
+        const std::uint8_t high = index == 1 ? lead->high : 0xBF;
+        if (next < low || next > high) {
+            return std::nullopt;
+        }
+        character = character << 6 | (next & 0x3Fu);
+    }
+    position += lead->following + 1;
+    return character;
+}
+
+std::optional<std::u16string> decodeUtf8(std::string_view bytes)
+{
+    std::u16string text;
+    text.reserve(bytes.size());
+    for (std::size_t position = 0; position < bytes.size();) {
+        const auto byte = static_cast<std::uint8_t>(bytes[position]);
+        if (byte < 0x80) {
+            text.push_back(byte);
+            ++position;
+        } else if (const auto character = decodeSequence(bytes, position)) {
+            appendCharacter(text, *character);
+        } else {
+            return std::nullopt;
+        }
+    }
+    return text;
+}
+
+/// One byte a character; `above` gives those from 0x80.
+template <class Above>
+std::u16string decodeBytes(std::string_view bytes, Above above)
+{
+    std::u16string text;
+    text.reserve(bytes.size());
+    for (const char character : bytes) {
+        const auto byte = static_cast<std::uint8_t>(character);
+        text.push_back(byte < 0x80 ? static_cast<char16_t>(byte) : above(byte));
+    }
+    return text;
+}
+
+void appendUtf8(std::string& bytes, char32_t character)
+{
+    const auto put = [&bytes](char32_t byte) { bytes.push_back(static_cast<char>(static_cast<unsigned char>(byte))); };
+    if (character < 0x80) {
+        put(character);
+    } else if (character < 0x800) {
+        put(0xC0 | character >> 6);
+        put(0x80 | (character & 0x3F));
+    } else if (character < 0x10000) {
+        put(0xE0 | character >> 12);
+        put(0x80 | (character >> 6 & 0x3F));
+        put(0x80 | (character & 0x3F));
+    } else {
+        put(0xF0 | character >> 18);
+        put(0x80 | (character >> 12 & 0x3F));
+        put(0x80 | (character >> 6 & 0x3F));
+        put(0x80 | (character & 0x3F));
+    }
+}
+
+std::optional<std::string> encodeUtf8(std::u16string_view text)
+{
+    std::string bytes;
+    for (std::size_t index = 0; index < text.size(); ++index) {
+        const char16_t unit = text[index];
+        if (unit < 0xD800 || unit > 0xDFFF) {
+            appendUtf8(bytes, unit);
+            continue;
+        }
+        const char16_t second = index + 1 < text.size() ? text[index + 1] : char16_t{0};
+        if (unit > 0xDBFF || second < 0xDC00 || second > 0xDFFF) {
+            return std::nullopt;
+        }
+        appendUtf8(bytes, 0x10000 + ((unit - 0xD800u) << 10) + (second - 0xDC00u));
+        ++index;
+    }
+    return bytes;
+}
+
+std::optional<std::uint8_t> encodeAbove(char16_t unit, CFStringEncoding encoding)
+{
+    if (encoding == kCFStringEncodingISOLatin1 && unit <= 0xFF) {
+        return static_cast<std::uint8_t>(unit);
+    }
+    if (encoding == kCFStringEncodingMacRoman) {
+        const auto* found = std::find(kMacRoman.begin(), kMacRoman.end(), unit);
+        if (found != kMacRoman.end()) {
+            return static_cast<std::uint8_t>(0x80 + (found - kMacRoman.begin()));
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> encodeBytes(std::u16string_view text, CFStringEncoding encoding)
+{
+    std::string bytes;
+    bytes.reserve(text.size());
+    for (const char16_t unit : text) {
+        const auto byte = unit < 0x80 ? std::optional(static_cast<std::uint8_t>(unit)) : encodeAbove(unit, encoding);
+        if (!byte) {
+            return std::nullopt;
+        }
+        bytes.push_back(static_cast<char>(*byte));
+    }
+    return bytes;
+}
+
+} // namespace
+
+bool isKnownEncoding(CFStringEncoding encoding)
+{
+    return encoding == kCFStringEncodingUTF8 || encoding == kCFStringEncodingASCII ||
+           encoding == kCFStringEncodingMacRoman || encoding == kCFStringEncodingISOLatin1;
+}
+
+bool isAscii(std::string_view bytes)
+{
+    return std::all_of(bytes.begin(), bytes.end(), [](char byte) { return static_cast<std::uint8_t>(byte) < 0x80; });
+}
+
+std::optional<std::u16string> decode(std::string_view bytes, CFStringEncoding encoding)
+{
+    switch (encoding) {
+    case kCFStringEncodingUTF8:
+        return decodeUtf8(bytes);
+    case kCFStringEncodingMacRoman:
+        return decodeBytes(bytes, [](std::uint8_t byte) { return kMacRoman[byte - 0x80u]; });
+    case kCFStringEncodingISOLatin1:
+        return decodeBytes(bytes, [](std::uint8_t byte) { return static_cast<char16_t>(byte); });
+    case kCFStringEncodingASCII:
+        return isAscii(bytes) ? decodeUtf8(bytes) : std::nullopt;
+    default:
+        return std::nullopt;
+    }
+}
+
+std::optional<std::string> encode(std::u16string_view text, CFStringEncoding encoding)
+{
+    if (!isKnownEncoding(encoding)) {
+        return std::nullopt;
+    }
+    return encoding == kCFStringEncodingUTF8 ? encodeUtf8(text) : encodeBytes(text, encoding);
+}
+
+} // namespace qrx::cf
