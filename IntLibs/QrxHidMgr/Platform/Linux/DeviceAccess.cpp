@@ -1,0 +1,74 @@
+#include "DeviceAccess.h"
+
+#include "Provider/Log.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <system_error>
+
+namespace qrx::platform {
+
+namespace {
+
+std::string hexWord(std::uint16_t value)
+{
+    std::array<char, 8> text{};
+    std::snprintf(text.data(), text.size(), "%04x", static_cast<unsigned>(value));
+    return text.data();
+}
+
+/// A device's own words must not move the cursor of somebody's terminal or begin a line of their own.
+std::string withoutControls(std::string text)
+{
+    std::replace_if(
+        text.begin(), text.end(), [](unsigned char character) { return character < 0x20 || character == 0x7F; }, '?');
+    return text;
+}
+
+std::string describe(const DeviceFacts& facts)
+{
+    std::string text = hexWord(facts.vendorID) + ":" + hexWord(facts.productID);
+    if (facts.productName) {
+        text += " \"" + withoutControls(*facts.productName) + "\"";
+    }
+    return text + " at " + facts.place;
+}
+
+/// Lower-case digits: udev compares with the attribute's text.
+std::string uaccessRule(const DeviceFacts& facts)
+{
+    return R"(KERNEL=="hidraw*", ATTRS{idVendor}==")" + hexWord(facts.vendorID) + R"(", ATTRS{idProduct}==")" +
+           hexWord(facts.productID) + R"(", TAG+="uaccess")";
+}
+
+} // namespace
+
+DeviceAccess::DeviceAccess(const DeviceFacts& facts) : _device(describe(facts)), _rule(uaccessRule(facts)) {}
+
+void DeviceAccess::tellRefusal(const std::string& node, int error)
+{
+    if (!logs(LogLevel::error) || !isFirst()) {
+        return;
+    }
+    std::string text = node + " of " + _device + " cannot be opened: " + std::generic_category().message(error) + ".";
+    if (error == EACCES) {
+        text += " This line in a file of /etc/udev/rules.d whose name sorts before 73 lets whoever sits at the machine "
+                "use it: " +
+                _rule;
+    } else if (error == EPERM) {
+        text += " The container or sandbox does not let this program use the device.";
+    }
+    log(LogLevel::error, text);
+}
+
+void DeviceAccess::tellMissingNode(unsigned interfaceNumber)
+{
+    if (logs(LogLevel::error) && isFirst()) {
+        log(LogLevel::error, "Interface " + std::to_string(interfaceNumber) + " of " + _device +
+                                 " has no report node: the kernel has 64 of them, and some drivers make none.");
+    }
+}
+
+} // namespace qrx::platform

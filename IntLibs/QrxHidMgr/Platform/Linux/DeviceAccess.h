@@ -1,0 +1,37 @@
+#pragma once
+
+#include "Provider/Provider.h"
+
+#include <atomic>
+#include <cstdint>
+#include <string>
+
+namespace qrx::platform {
+
+/// What the report nodes of one published device share: whether the device is still there, and whether a person has
+/// been told what is wrong with it. A device that is plugged in again gets a new one. Used from any thread.
+class DeviceAccess {
+public:
+    explicit DeviceAccess(const DeviceFacts& facts);
+
+    void leave() { _hasLeft = true; }
+    bool hasLeft() const { return _hasLeft; }
+
+    /// One line on standard error for a node that could not be opened: which node, which device, why, and what would
+    /// help. The first call for a device is told, the others are not.
+    void tellRefusal(const std::string& node, int error);
+
+    /// The same for an interface that has no node at all.
+    void tellMissingNode(unsigned interfaceNumber);
+
+private:
+    bool isFirst() { return !_isTold.exchange(true); }
+
+    /// "1234:abcd "Product" at 1-2.1"
+    std::string _device;
+    std::string _rule;
+    std::atomic<bool> _hasLeft = false;
+    std::atomic<bool> _isTold = false;
+};
+
+} // namespace qrx::platform

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "ArrivalGate.h"
+#include "DeviceScan.h"
+#include "Provider/Provider.h"
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace qrx::platform {
+
+/// Which devices are published and which are waited for, and what is to be done about one that has changed. Every look
+/// at a device ends in one of the same few outcomes, whether an event, a rescan or the clock was the reason, so the
+/// same device is never published twice nor terminated twice.
+class DeviceBook {
+public:
+    DeviceBook(SystemCalls& calls, DeviceScan scan, std::chrono::milliseconds settleTime)
+        : _calls(calls), _scan(std::move(scan)), _settleTime(settleTime)
+    {
+    }
+
+    /// While devices are waited for, somebody must call `expire`; otherwise an incomplete one is published or left for
+    /// the next look.
+    void setWaiting(bool isAllowed);
+
+    /// Looks at everything.
+    void rescan(RegistrySink& sink);
+    /// Looks at one device again.
+    void look(const std::string& name, RegistrySink& sink);
+    /// The device was seen to leave: should one be there of that name, it is another.
+    void restart(const std::string& name) { _gate.forget(name); }
+    /// Publishes the devices whose time has come.
+    void expire(RegistrySink& sink);
+    std::optional<ArrivalGate::Time> nextExpiry() const { return _gate.nextExpiry(); }
+
+private:
+    struct Published {
+        DeviceKey key = 0;
+        DeviceOutline outline;
+        std::shared_ptr<DeviceAccess> access;
+    };
+    using Records = std::map<std::string, Published>;
+
+    void consider(const ListedDevice& device, RegistrySink& sink);
+    void leave(const std::string& name, RegistrySink& sink);
+    void leaveUnlisted(const std::vector<ListedDevice>& devices, RegistrySink& sink);
+    void publish(const std::string& name, ScannedDevice scanned, RegistrySink& sink);
+    void waitOrPublish(const std::string& name, bool isChange, ScannedDevice scanned, RegistrySink& sink);
+
+    SystemCalls& _calls;
+    DeviceScan _scan;
+    const std::chrono::milliseconds _settleTime;
+    bool _mayWait = false;
+    Records _records;
+    ArrivalGate _gate;
+};
+
+} // namespace qrx::platform

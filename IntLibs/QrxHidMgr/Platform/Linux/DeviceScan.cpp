@@ -1,0 +1,429 @@
+#include "DeviceScan.h"
+
+#include "HidrawNode.h"
+#include "SysfsText.h"
+#include "UsbAttributes.h"
+#include "UsbNames.h"
+
+#include <algorithm>
+#include <map>
+
+namespace qrx::platform {
+
+namespace {
+
+constexpr std::uint8_t kHIDClass = 3;
+/// The driver below which HID devices appear.
+constexpr std::string_view kHIDDriver = "usbhid";
+/// The kernel refuses longer report descriptors (HID_MAX_DESCRIPTOR_SIZE).
+constexpr std::size_t kReportDescriptorLimit = 4096;
+
+using Entries = std::vector<SysfsDirectory::Entry>;
+using FileResult = SysfsDirectory::Result;
+
+DeviceScan::Result resultOf(FileResult result)
+{
+    return result == FileResult::gone ? DeviceScan::Result::gone : DeviceScan::Result::failed;
+}
+
+std::span<const std::uint8_t> bytesOf(const std::string& text)
+{
+    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
+
+/// The entry of such a name that comes first.
+template <typename Predicate>
+const SysfsDirectory::Entry* first(const Entries& entries, Predicate isWanted)
+{
+    const SysfsDirectory::Entry* found = nullptr;
+    for (const auto& entry : entries) {
+        if (isWanted(entry.name) && (found == nullptr || entry.name < found->name)) {
+            found = &entry;
+        }
+    }
+    return found;
+}
+
+/// By configuration and number: "1-1:1.10" comes after "1-1:1.9".
+bool comesBefore(const std::string& left, const std::string& right)
+{
+    const auto a = usbInterfaceName(left);
+    const auto b = usbInterfaceName(right);
+    return std::pair(a->configuration, a->number) < std::pair(b->configuration, b->number);
+}
+
+} // namespace
+
+/// What is gathered while one device is read.
+struct DeviceScan::Reading {
+    Reading(SystemCalls& calls, const ListedDevice& listedDevice, ScannedDevice& result)
+        : directory(calls), listed(listedDevice), scanned(result)
+    {
+    }
+
+    SysfsDirectory directory;
+    const ListedDevice& listed;
+    ScannedDevice& scanned;
+    UsbDescriptors usb;
+    /// The active one; null before any interface is there, and where the descriptors could not be read.
+    const UsbDescriptors::Configuration* configuration = nullptr;
+    std::vector<std::shared_ptr<HidrawNode>> nodes;
+    bool isComplete = true;
+};
+
+DeviceScan::DeviceScan(SystemCalls& calls, std::string sysfsRoot, std::string deviceRoot)
+    : _calls(calls), _busPath(std::move(sysfsRoot) + "/bus/usb/devices"), _deviceRoot(std::move(deviceRoot))
+{
+}
+
+bool DeviceScan::list(std::vector<ListedDevice>& devices)
+{
+    devices.clear();
+    SysfsDirectory bus(_calls);
+    const FileResult opened = bus.open(_busPath);
+    if (opened == FileResult::gone) {
+        return true;
+    }
+    Entries entries;
+    if (opened != FileResult::done || bus.list(entries) != FileResult::done) {
+        return false;
+    }
+    std::map<std::string, ListedDevice, std::less<>> byName;
+    for (const auto& entry : entries) {
+        if (usbPlace(entry.name)) {
+            auto& device = byName[entry.name];
+            device.name = entry.name;
+            device.inode = entry.inode;
+        } else if (const auto interface = usbInterfaceName(entry.name)) {
+            byName[std::string(interface->device)].interfaces.push_back(entry.name);
+        }
+    }
+    for (auto& [name, device] : byName) {
+        if (!device.name.empty()) {
+            std::sort(device.interfaces.begin(), device.interfaces.end(), comesBefore);
+            devices.push_back(std::move(device));
+        }
+    }
+    sort(devices, bus);
+    return true;
+}
+
+/// In sysfs inodes grow with time, so their order is that of arrival. In a copy of such a tree they mean nothing; there
+/// it is the order of the places.
+void DeviceScan::sort(std::vector<ListedDevice>& devices, const SysfsDirectory& bus)
+{
+    if (!_isSysfs) {
+        _isSysfs = bus.isSysfs();
+    }
+    const auto key = [this](const ListedDevice& device) {
+        return std::pair(*_isSysfs ? device.inode : 0, usbPlace(device.name)->locationID);
+    };
+    std::stable_sort(devices.begin(), devices.end(),
+                     [key](const ListedDevice& left, const ListedDevice& right) { return key(left) < key(right); });
+}
+
+DeviceScan::Result DeviceScan::list(const std::string& name, ListedDevice& device)
+{
+    device = {name, 0, {}};
+    SysfsDirectory directory(_calls);
+    Entries entries;
+    FileResult result = directory.open(pathOf(name));
+    if (result == FileResult::done) {
+        result = directory.list(entries);
+    }
+    if (result != FileResult::done) {
+        return resultOf(result);
+    }
+    for (const auto& entry : entries) {
+        const auto interface = usbInterfaceName(entry.name);
+        if (interface && interface->device == name) {
+            device.interfaces.push_back(entry.name);
+        }
+    }
+    std::sort(device.interfaces.begin(), device.interfaces.end(), comesBefore);
+    return Result::complete;
+}
+
+DeviceScan::Comparison DeviceScan::compare(const ListedDevice& device, const DeviceOutline& known)
+{
+    const auto isSameName = [](const std::string& name, const InterfaceOutline& one) { return name == one.name; };
+    if (!std::equal(device.interfaces.begin(), device.interfaces.end(), known.begin(), known.end(), isSameName)) {
+        return Comparison::different;
+    }
+    SysfsDirectory directory(_calls);
+    const FileResult opened = directory.open(pathOf(device.name));
+    if (opened != FileResult::done) {
+        return opened == FileResult::gone ? Comparison::different : Comparison::unknown;
+    }
+    for (const InterfaceOutline& old : known) {
+        if (!old.isOfHID) {
+            continue;
+        }
+        InterfaceOutline now;
+        now.name = old.name;
+        now.isOfHID = true;
+        if (readOutline(directory, now) == FileResult::failed) {
+            return Comparison::unknown;
+        }
+        if (now != old) {
+            return Comparison::different;
+        }
+    }
+    return Comparison::same;
+}
+
+std::optional<std::chrono::milliseconds> DeviceScan::age(const std::string& name)
+{
+    SysfsDirectory directory(_calls);
+    std::string text;
+    if (directory.open(pathOf(name)) != FileResult::done ||
+        directory.read("power/connected_duration", text) != FileResult::done) {
+        return std::nullopt;
+    }
+    const auto milliseconds = decimalNumber(text, UINT32_MAX);
+    return milliseconds ? std::optional(std::chrono::milliseconds(*milliseconds)) : std::nullopt;
+}
+
+DeviceScan::Result DeviceScan::read(const ListedDevice& device, ScannedDevice& scanned)
+{
+    scanned = {};
+    Reading reading(_calls, device, scanned);
+    const FileResult opened = reading.directory.open(pathOf(device.name));
+    if (opened != FileResult::done) {
+        return resultOf(opened);
+    }
+    const Result usb = readUsbFacts(reading);
+    if (usb != Result::complete) {
+        return usb;
+    }
+    for (const std::string& name : device.interfaces) {
+        if (!readInterface(reading, name)) {
+            reading.isComplete = false;
+        }
+    }
+    const auto& settings =
+        reading.configuration != nullptr ? reading.configuration->interfaces : std::vector<UsbDescriptors::Interface>{};
+    const bool isOfHID =
+        std::any_of(scanned.outline.begin(), scanned.outline.end(), [](const auto& one) { return one.isOfHID; }) ||
+        std::any_of(settings.begin(), settings.end(), [](const auto& one) { return one.interfaceClass == kHIDClass; });
+    if (!isOfHID) {
+        return Result::notHID;
+    }
+    if (reading.configuration != nullptr && device.interfaces.size() < reading.configuration->interfaceCount()) {
+        reading.isComplete = false;
+    }
+    readDeviceFacts(reading);
+    return reading.isComplete ? Result::complete : Result::incomplete;
+}
+
+DeviceScan::Result DeviceScan::readUsbFacts(Reading& reading)
+{
+    std::string bytes;
+    const FileResult result = reading.directory.read("descriptors", bytes, kUsbDescriptorsLimit);
+    auto usb = result == FileResult::done ? parseUsbDescriptors(bytesOf(bytes)) : std::nullopt;
+    if (!usb) {
+        usb.emplace();
+        if (!readDeviceAttributes(reading.directory, *usb)) {
+            return result == FileResult::failed ? Result::failed : Result::gone;
+        }
+    }
+    reading.usb = std::move(*usb);
+    if (!reading.listed.interfaces.empty()) {
+        // An interface's name carries the active configuration's value.
+        const std::uint8_t value = usbInterfaceName(reading.listed.interfaces.front())->configuration;
+        reading.scanned.facts.configurationValue = value;
+        reading.configuration = reading.usb.configuration(value);
+    }
+    return Result::complete;
+}
+
+/// False if the interface is not there in full.
+bool DeviceScan::readInterface(Reading& reading, const std::string& name)
+{
+    const auto parts = usbInterfaceName(name);
+    if (parts->configuration != reading.scanned.facts.configurationValue) {
+        return false; // a change of the configuration is going on
+    }
+    const UsbDescriptors::Interface setting = chooseSetting(reading, name);
+    InterfaceFacts facts;
+    facts.number = parts->number;
+    facts.alternateSetting = setting.alternateSetting;
+    facts.endpointCount = setting.endpointCount;
+    facts.interfaceClass = setting.interfaceClass;
+    facts.interfaceSubclass = setting.interfaceSubclass;
+    facts.interfaceProtocol = setting.interfaceProtocol;
+    InterfaceOutline outline;
+    outline.name = name;
+    // A HID driver can be told to take interfaces of other classes as well.
+    outline.isOfHID =
+        setting.interfaceClass == kHIDClass || reading.directory.linkTarget(name + "/driver") == kHIDDriver;
+    bool isWhole = true;
+    if (outline.isOfHID) {
+        if (readOutline(reading.directory, outline) != FileResult::done) {
+            return false;
+        }
+        readHIDFacts(reading, outline, facts);
+        facts.countryCode = facts.hid != nullptr ? setting.countryCode : std::nullopt;
+        isWhole = isComplete(reading, outline);
+    }
+    readInterfaceName(reading, name, setting.nameIndex, facts);
+    reading.scanned.outline.push_back(std::move(outline));
+    reading.scanned.facts.interfaces.push_back(std::move(facts));
+    return isWhole;
+}
+
+/// The descriptor of the present alternate setting; all zero where nothing can be read.
+UsbDescriptors::Interface DeviceScan::chooseSetting(Reading& reading, const std::string& name)
+{
+    const std::uint8_t number = usbInterfaceName(name)->number;
+    std::vector<const UsbDescriptors::Interface*> settings;
+    if (reading.configuration != nullptr) {
+        for (const auto& one : reading.configuration->interfaces) {
+            if (one.number == number) {
+                settings.push_back(&one);
+            }
+        }
+    }
+    if (settings.empty()) {
+        UsbDescriptors::Interface setting;
+        readInterfaceAttributes(reading.directory, name, setting);
+        return setting;
+    }
+    if (settings.size() > 1) {
+        std::string text;
+        reading.directory.read(name + "/bAlternateSetting", text);
+        const auto present = decimalNumber(text, UINT8_MAX);
+        for (const auto* one : settings) {
+            if (present && one->alternateSetting == *present) {
+                return *one;
+            }
+        }
+    }
+    return *settings.front();
+}
+
+void DeviceScan::readInterfaceName(Reading& reading, const std::string& directory, std::uint8_t index,
+                                   InterfaceFacts& facts)
+{
+    if (index != 0) {
+        facts.name = readString(reading.directory, directory + "/interface");
+        if (facts.name && facts.name->empty()) {
+            facts.name.reset();
+        }
+    }
+}
+
+FileResult DeviceScan::readOutline(const SysfsDirectory& device, InterfaceOutline& outline)
+{
+    SysfsDirectory interface(_calls);
+    Entries entries;
+    FileResult result = interface.open(device, outline.name);
+    if (result == FileResult::done) {
+        result = interface.list(entries);
+    }
+    if (result != FileResult::done) {
+        return result;
+    }
+    for (const auto& entry : entries) {
+        outline.inode = entry.name == "." ? entry.inode : outline.inode;
+        outline.hasDriver = outline.hasDriver || entry.name == "driver";
+    }
+    if (const auto* hid = first(entries, isHIDDeviceName)) {
+        outline.hidDevice = hid->name;
+        SysfsDirectory nodes(_calls);
+        if (nodes.open(interface, hid->name + "/hidraw") == FileResult::done &&
+            nodes.list(entries) == FileResult::done) {
+            if (const auto* node = first(entries, isHidrawName)) {
+                outline.node = node->name;
+                outline.nodeInode = node->inode;
+            }
+        }
+    }
+    return FileResult::done;
+}
+
+void DeviceScan::readHIDFacts(Reading& reading, const InterfaceOutline& outline, InterfaceFacts& facts)
+{
+    if (outline.hidDevice.empty()) {
+        return;
+    }
+    const std::string hid = outline.name + "/" + outline.hidDevice;
+    std::string descriptor;
+    const bool isRead =
+        reading.directory.read(hid + "/report_descriptor", descriptor, kReportDescriptorLimit) == FileResult::done;
+    // The file is empty until a HID driver is bound.
+    if (!isRead || (descriptor.empty() && outline.node.empty())) {
+        reading.isComplete = false;
+        return;
+    }
+    const auto bytes = bytesOf(descriptor);
+    facts.reportDescriptor.assign(bytes.begin(), bytes.end());
+    HidrawNode::Place place;
+    place.interfaceNumber = facts.number;
+    if (!outline.node.empty()) {
+        place.node = _deviceRoot + "/" + outline.node;
+        place.sysfs = pathOf(reading.listed.name) + "/" + hid + "/hidraw/" + outline.node;
+    }
+    auto node = std::make_shared<HidrawNode>(_calls, std::move(place), facts.reportDescriptor);
+    reading.nodes.push_back(node);
+    facts.hid = std::move(node);
+}
+
+bool DeviceScan::isComplete(const Reading& reading, const InterfaceOutline& outline) const
+{
+    if (!outline.hasDriver) {
+        return false; // the driver may be a module that is still being loaded
+    }
+    if (outline.hidDevice.empty()) {
+        // Some interfaces of class 3 are served by drivers of their own, which are no matter of HID.
+        return reading.directory.linkTarget(outline.name + "/driver") != kHIDDriver;
+    }
+    return !outline.node.empty() && _calls.exists((_deviceRoot + "/" + outline.node).c_str()) == 0;
+}
+
+void DeviceScan::readDeviceFacts(Reading& reading)
+{
+    const UsbDescriptors& usb = reading.usb;
+    DeviceFacts& facts = reading.scanned.facts;
+    facts.vendorID = usb.vendorID;
+    facts.productID = usb.productID;
+    facts.releaseNumber = usb.releaseNumber;
+    facts.deviceClass = usb.deviceClass;
+    facts.deviceSubclass = usb.deviceSubclass;
+    facts.deviceProtocol = usb.deviceProtocol;
+    facts.maxPacketSize0 = usb.maxPacketSize0;
+    facts.configurationCount = usb.configurationCount;
+    const auto string = [&](std::uint8_t index, const char* file) {
+        return index != 0 ? readString(reading.directory, file) : std::nullopt;
+    };
+    facts.vendorName = string(usb.vendorNameIndex, "manufacturer");
+    facts.productName = string(usb.productNameIndex, "product");
+    if (facts.productName && facts.productName->empty()) {
+        facts.productName.reset();
+    }
+    facts.serialNumber = string(usb.serialNumberIndex, "serial");
+    const UsbPlace place = *usbPlace(reading.listed.name);
+    facts.locationID = place.locationID;
+    facts.portNumber = place.portNumber;
+    facts.place = reading.listed.name;
+    std::string text;
+    reading.directory.read("devnum", text);
+    facts.address = static_cast<std::uint16_t>(decimalNumber(text, UINT16_MAX).value_or(0));
+    reading.directory.read("speed", text);
+    facts.speed = speedNumber(text);
+    reading.scanned.access = std::make_shared<DeviceAccess>(facts);
+    for (const auto& node : reading.nodes) {
+        node->setAccess(reading.scanned.access);
+    }
+}
+
+std::optional<std::string> DeviceScan::readString(const SysfsDirectory& directory, const std::string& file) const
+{
+    std::string bytes;
+    if (directory.read(file, bytes) != FileResult::done) {
+        return std::nullopt;
+    }
+    return utf8Text(bytes);
+}
+
+} // namespace qrx::platform

@@ -1,0 +1,108 @@
+#pragma once
+
+#include "DeviceAccess.h"
+#include "Provider/Provider.h"
+#include "SysfsDirectory.h"
+#include "SystemCalls.h"
+#include "UsbDescriptors.h"
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace qrx::platform {
+
+/// A device of the bus as a folder listing shows it.
+struct ListedDevice {
+    /// "1-4.2"
+    std::string name;
+    std::uint64_t inode = 0;
+    /// "1-4.2:1.0"; by name.
+    std::vector<std::string> interfaces;
+};
+
+/// What tells one state of a device's HID part from another: names that the kernel gives once only, and inodes. Equal
+/// outlines mean that nothing has changed.
+struct InterfaceOutline {
+    std::string name;
+    /// False for interfaces that are no matter of HID; of these only the name is known.
+    bool isOfHID = false;
+    bool hasDriver = false;
+    std::uint64_t inode = 0;
+    /// "0003:046D:C52B.0001"; empty if there is no HID device.
+    std::string hidDevice;
+    /// "hidraw0"; empty if there is no report node.
+    std::string node;
+    std::uint64_t nodeInode = 0;
+
+    bool operator==(const InterfaceOutline&) const = default;
+};
+using DeviceOutline = std::vector<InterfaceOutline>;
+
+struct ScannedDevice {
+    DeviceFacts facts;
+    DeviceOutline outline;
+    /// Shared by the report nodes in `facts`.
+    std::shared_ptr<DeviceAccess> access;
+};
+
+/// Reads USB devices from sysfs: every attribute once, without a look at anything that could wake a device, and without
+/// opening its report nodes. Of a device with one HID interface and three strings that takes 36 system calls.
+///
+/// Files may vanish at any step; then the device or the interface that they belong to is left out, or counts as not yet
+/// complete.
+class DeviceScan {
+public:
+    enum class Result {
+        complete,
+        /// Something that a HID device must come to have is missing: an interface, a driver, a report node.
+        incomplete,
+        notHID,
+        gone,
+        /// The answer could not be had (no descriptor free, an I/O error).
+        failed
+    };
+
+    /// `sysfsRoot` is "/sys", `deviceRoot` "/dev".
+    DeviceScan(SystemCalls& calls, std::string sysfsRoot, std::string deviceRoot);
+
+    /// All devices of the bus except root hubs, in the order of their arrival. False if they cannot be listed; a
+    /// machine without USB has none.
+    bool list(std::vector<ListedDevice>& devices);
+    Result list(const std::string& name, ListedDevice& device);
+
+    /// All facts of a device. `scanned` holds what there is after `complete` and `incomplete`.
+    Result read(const ListedDevice& device, ScannedDevice& scanned);
+
+    enum class Comparison { same, different, unknown };
+    /// Whether the device still looks as it did; `unknown` if the answer could not be had.
+    Comparison compare(const ListedDevice& device, const DeviceOutline& known);
+
+    /// How long the device has been connected; no value on kernels that do not tell.
+    std::optional<std::chrono::milliseconds> age(const std::string& name);
+
+private:
+    struct Reading;
+
+    void sort(std::vector<ListedDevice>& devices, const SysfsDirectory& bus);
+    Result readUsbFacts(Reading& reading);
+    bool readInterface(Reading& reading, const std::string& name);
+    UsbDescriptors::Interface chooseSetting(Reading& reading, const std::string& name);
+    void readInterfaceName(Reading& reading, const std::string& directory, std::uint8_t index, InterfaceFacts& facts);
+    SysfsDirectory::Result readOutline(const SysfsDirectory& device, InterfaceOutline& outline);
+    void readHIDFacts(Reading& reading, const InterfaceOutline& outline, InterfaceFacts& facts);
+    bool isComplete(const Reading& reading, const InterfaceOutline& outline) const;
+    void readDeviceFacts(Reading& reading);
+    std::optional<std::string> readString(const SysfsDirectory& directory, const std::string& file) const;
+    std::string pathOf(const std::string& name) const { return _busPath + "/" + name; }
+
+    SystemCalls& _calls;
+    const std::string _busPath;
+    const std::string _deviceRoot;
+    std::optional<bool> _isSysfs;
+};
+
+} // namespace qrx::platform

@@ -1,0 +1,60 @@
+#include "FolderMonitor.h"
+
+#include "UsbNames.h"
+
+#include <cerrno>
+#include <cstring>
+#include <string_view>
+
+#include <sys/inotify.h>
+
+namespace qrx::platform {
+
+namespace {
+
+/// Whether one of the events in the buffer is about a report node, or tells that events were lost.
+bool concernsNodes(const char* bytes, std::size_t size)
+{
+    for (std::size_t at = 0; at + sizeof(inotify_event) <= size;) {
+        inotify_event event{};
+        std::memcpy(&event, bytes + at, sizeof event);
+        const char* name = bytes + at + sizeof event;
+        if ((event.mask & IN_Q_OVERFLOW) != 0 || isHidrawName(std::string_view(name, ::strnlen(name, event.len)))) {
+            return true;
+        }
+        at += sizeof event + event.len;
+    }
+    return false;
+}
+
+} // namespace
+
+std::unique_ptr<FolderMonitor> FolderMonitor::make(SystemCalls& calls, const std::string& folder)
+{
+    OwnedFd fd(calls, ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    constexpr std::uint32_t kChanges = IN_CREATE | IN_DELETE | IN_MOVED_TO | IN_MOVED_FROM;
+    if (!fd.isOpen() || ::inotify_add_watch(fd.get(), folder.c_str(), kChanges | IN_ONLYDIR) < 0) {
+        return nullptr;
+    }
+    return std::unique_ptr<FolderMonitor>(new FolderMonitor(calls, std::move(fd)));
+}
+
+DeviceMonitor::Next FolderMonitor::take(DeviceEvent&)
+{
+    alignas(inotify_event) char buffer[4096];
+    // Whatever is read in one go asks for one look at everything.
+    for (;;) {
+        const ssize_t size = _calls.read(_fd.get(), buffer, sizeof buffer);
+        if (size < 0 && errno == EINTR) {
+            continue;
+        }
+        if (size <= 0) {
+            return Next::none;
+        }
+        if (concernsNodes(buffer, static_cast<std::size_t>(size))) {
+            return Next::rescan;
+        }
+    }
+}
+
+} // namespace qrx::platform

@@ -1,0 +1,244 @@
+#include "HidrawChannel.h"
+
+#include "ErrorStatus.h"
+#include "Provider/Log.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <string>
+#include <vector>
+
+#include <linux/hidraw.h>
+#include <sys/ioctl.h>
+
+namespace qrx::platform {
+
+namespace {
+
+/// A ring of 64 slots for each open file, one of which stays free (the kernel's HIDRAW_BUFFER_SIZE).
+constexpr std::size_t kRingReports = 63;
+/// The kernel refuses longer reports (HID_MAX_BUFFER_SIZE); an ioctl's number has 14 bits for the size, one byte less.
+constexpr std::size_t kLongestWrite = 16384;
+constexpr std::size_t kLongestControl = 16383;
+/// Reports up to this length are framed on the stack.
+constexpr std::size_t kUsualReport = 1024;
+constexpr std::uint32_t kHighestReportID = 255;
+
+template <typename Call>
+auto uninterrupted(Call call)
+{
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
+
+/// Memory for one request: on the stack as long as the report is of usual length.
+class Frame {
+public:
+    explicit Frame(std::size_t size)
+    {
+        if (size > _usual.size()) {
+            _long.resize(size);
+        }
+        _bytes = size > _usual.size() ? std::span(_long) : std::span(_usual).first(size);
+    }
+
+    std::span<std::uint8_t> bytes() { return _bytes; }
+
+private:
+    std::array<std::uint8_t, kUsualReport + 1> _usual;
+    std::vector<std::uint8_t> _long;
+    std::span<std::uint8_t> _bytes;
+};
+
+unsigned long setRequest(ReportType type, std::size_t size)
+{
+    return type == ReportType::input ? HIDIOCSINPUT(size) : HIDIOCSFEATURE(size);
+}
+
+unsigned long getRequest(ReportType type, std::size_t size)
+{
+    switch (type) {
+    case ReportType::input:
+        return HIDIOCGINPUT(size);
+    case ReportType::output:
+        return HIDIOCGOUTPUT(size);
+    case ReportType::feature:
+        break;
+    }
+    return HIDIOCGFEATURE(size);
+}
+
+} // namespace
+
+HidrawChannel::HidrawChannel(SystemCalls& calls, OwnedFd fd, std::span<const std::uint8_t> reportDescriptor,
+                             bool canWrite)
+    : _calls(calls), _fd(std::move(fd)), _batch(reportDescriptor), _canWrite(canWrite)
+{
+    if (_batch.segments().size() < 2) {
+        _mode = Mode::single;
+    }
+}
+
+HIDChannel::Next HidrawChannel::takeReport(std::span<const std::uint8_t>& report)
+{
+    if (_batch.isEmpty()) {
+        const Next next = fetch();
+        if (next != Next::report) {
+            return next;
+        }
+    }
+    report = _batch.take();
+    return Next::report;
+}
+
+HIDChannel::Next HidrawChannel::fetch()
+{
+    if (_isGone) {
+        return Next::gone;
+    }
+    if (_isDrained) {
+        // Whatever has come since makes the descriptor readable again.
+        _isDrained = false;
+        return Next::empty;
+    }
+    const ssize_t size = readSome();
+    if (size > 0) {
+        accept(static_cast<std::size_t>(size));
+        return Next::report;
+    }
+    if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+        _burst = 0;
+        return Next::empty;
+    }
+    // EIO and ENODEV are an unplug. No other error goes away by asking again, and a descriptor that stays readable
+    // without anything to read would keep its loop spinning. The kernel never gives a report without bytes.
+    _isGone = true;
+    return Next::gone;
+}
+
+/// One call that reads; a new channel's first one asks about batches as well.
+ssize_t HidrawChannel::readSome()
+{
+    if (_mode == Mode::unknown) {
+        const ssize_t size = probe();
+        if (_mode == Mode::single) {
+            return size;
+        }
+    }
+    if (_mode == Mode::batches) {
+        const auto segments = _batch.segments();
+        return uninterrupted(
+            [&] { return _calls.readv(_fd.get(), segments.data(), static_cast<int>(segments.size())); });
+    }
+    const iovec whole = _batch.whole();
+    return uninterrupted([&] { return _calls.read(_fd.get(), whole.iov_base, whole.iov_len); });
+}
+
+ssize_t HidrawChannel::probe()
+{
+    const iovec whole = _batch.whole();
+    // For a read, RWF_DSYNC asks for nothing that is not so anyway.
+    ssize_t size = uninterrupted([&] { return _calls.readvFlagged(_fd.get(), &whole, 1, RWF_DSYNC); });
+    if (size < 0 && errno == EOPNOTSUPP) {
+        _mode = Mode::batches;
+        return size;
+    }
+    _mode = Mode::single;
+    if (size < 0 && (errno == EINVAL || errno == ENOSYS)) {
+        // An old kernel that does not know the flag or the call.
+        size = uninterrupted([&] { return _calls.read(_fd.get(), whole.iov_base, whole.iov_len); });
+    }
+    return size;
+}
+
+void HidrawChannel::accept(std::size_t size)
+{
+    if (_mode == Mode::batches) {
+        _batch.setSegments(size);
+    } else {
+        _batch.setWhole(size);
+    }
+    _isDrained = _batch.endedEmpty();
+    countBurst();
+    if (_isDrained) {
+        _burst = 0;
+    }
+}
+
+void HidrawChannel::countBurst()
+{
+    _burst += _batch.count();
+    if (_burst < kRingReports) {
+        return;
+    }
+    _burst = 0;
+    ++_losses;
+    if (logs(LogLevel::info)) {
+        log(LogLevel::info, "The kernel's queue of 63 reports was full: reports may have been lost (descriptor " +
+                                std::to_string(_fd.get()) + ", " + std::to_string(_losses) + " times so far)");
+    }
+}
+
+Status HidrawChannel::setReport(ReportType type, std::uint32_t reportID, std::span<const std::uint8_t> bytes)
+{
+    if (type == ReportType::output && !_canWrite) {
+        return Status::notPermitted;
+    }
+    const bool isNumbered = reportID != 0;
+    if (reportID > kHighestReportID || (isNumbered && (bytes.empty() || bytes[0] != reportID))) {
+        return Status::badArgument;
+    }
+    // The kernel wants a number before the data in any case, 0 where the device knows none.
+    const std::size_t size = bytes.size() + (isNumbered ? 0 : 1);
+    if (size > (type == ReportType::output ? kLongestWrite : kLongestControl)) {
+        return Status::badArgument;
+    }
+    Frame frame(size);
+    const std::span<std::uint8_t> framed = frame.bytes();
+    if (!isNumbered) {
+        framed[0] = 0;
+    }
+    std::copy(bytes.begin(), bytes.end(), framed.begin() + (isNumbered ? 0 : 1));
+    return send(type, framed);
+}
+
+Status HidrawChannel::send(ReportType type, std::span<std::uint8_t> framed)
+{
+    const ssize_t result = uninterrupted([&]() -> ssize_t {
+        if (type == ReportType::output) {
+            return _calls.write(_fd.get(), framed.data(), framed.size());
+        }
+        return _calls.control(_fd.get(), setRequest(type, framed.size()), framed.data());
+    });
+    return result < 0 ? statusOfRequest(errno) : Status::success;
+}
+
+Status HidrawChannel::getReport(ReportType type, std::uint32_t reportID, std::span<std::uint8_t> buffer,
+                                std::size_t& size)
+{
+    if (reportID > kHighestReportID || buffer.empty()) {
+        return Status::badArgument;
+    }
+    // The number comes back before the data, 0 where the device knows none.
+    const std::size_t skipped = reportID != 0 ? 0 : 1;
+    Frame frame(std::min(buffer.size() + skipped, kLongestControl));
+    const std::span<std::uint8_t> framed = frame.bytes();
+    std::fill(framed.begin(), framed.end(), std::uint8_t{0});
+    framed[0] = static_cast<std::uint8_t>(reportID);
+    const int result =
+        uninterrupted([&] { return _calls.control(_fd.get(), getRequest(type, framed.size()), framed.data()); });
+    if (result < 0) {
+        return statusOfRequest(errno);
+    }
+    const std::size_t got = std::min(static_cast<std::size_t>(result), framed.size());
+    const auto data = framed.first(got).subspan(std::min(got, skipped));
+    std::copy(data.begin(), data.end(), buffer.begin());
+    size = data.size();
+    return Status::success;
+}
+
+} // namespace qrx::platform

@@ -1,0 +1,76 @@
+#include "HidrawNode.h"
+
+#include "ErrorStatus.h"
+#include "HidrawChannel.h"
+#include "Provider/Log.h"
+
+#include <cerrno>
+#include <new>
+
+#include <fcntl.h>
+
+namespace qrx::platform {
+
+namespace {
+
+int openNode(SystemCalls& calls, const std::string& node, int mode)
+{
+    int fd = -1;
+    do {
+        fd = calls.openAt(AT_FDCWD, node.c_str(), mode | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
+    } while (fd < 0 && errno == EINTR);
+    return fd;
+}
+
+} // namespace
+
+HidrawNode::HidrawNode(SystemCalls& calls, Place place, std::vector<std::uint8_t> reportDescriptor)
+    : _calls(calls), _place(std::move(place)), _reportDescriptor(std::move(reportDescriptor))
+{
+}
+
+Status HidrawNode::refuse(int error)
+{
+    const Status status = statusOfOpen(error);
+    if (status == Status::notPrivileged) {
+        _access->tellRefusal(_place.node, error);
+    } else {
+        log(LogLevel::info, _place.node + " could not be opened (errno " + std::to_string(error) + ")");
+    }
+    return status;
+}
+
+Status HidrawNode::open(std::unique_ptr<HIDChannel>& channel)
+{
+    if (_access->hasLeft()) {
+        return Status::notAttached;
+    }
+    if (_place.node.empty()) {
+        _access->tellMissingNode(_place.interfaceNumber);
+        return Status::noResources;
+    }
+    bool canWrite = true;
+    OwnedFd fd(_calls, openNode(_calls, _place.node, O_RDWR));
+    if (!fd.isOpen() && (errno == EACCES || errno == EROFS)) {
+        const int refused = errno;
+        canWrite = false;
+        fd = OwnedFd(_calls, openNode(_calls, _place.node, O_RDONLY));
+        if (fd.isOpen()) {
+            log(LogLevel::info, _place.node + " may be read only: output is refused");
+        } else {
+            return refuse(refused);
+        }
+    }
+    if (!fd.isOpen()) {
+        return refuse(errno);
+    }
+    // The number may have gone to another device since. While the node's folder stands below our HID device (whose
+    // running number comes only once), the number is ours; so it was a moment ago, when the node was opened.
+    if (_access->hasLeft() || _calls.exists(_place.sysfs.c_str()) != 0) {
+        return Status::notAttached;
+    }
+    channel = std::make_unique<HidrawChannel>(_calls, std::move(fd), _reportDescriptor, canWrite);
+    return Status::success;
+}
+
+} // namespace qrx::platform

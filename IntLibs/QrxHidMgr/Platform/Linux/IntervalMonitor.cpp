@@ -1,0 +1,29 @@
+#include "IntervalMonitor.h"
+
+#include <cstdint>
+
+#include <sys/timerfd.h>
+
+namespace qrx::platform {
+
+std::unique_ptr<IntervalMonitor> IntervalMonitor::make(SystemCalls& calls, std::chrono::milliseconds interval)
+{
+    OwnedFd fd(calls, ::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(interval);
+    itimerspec period{};
+    period.it_interval.tv_sec = seconds.count();
+    period.it_interval.tv_nsec = std::chrono::nanoseconds(interval - seconds).count();
+    period.it_value = period.it_interval;
+    if (!fd.isOpen() || ::timerfd_settime(fd.get(), 0, &period, nullptr) != 0) {
+        return nullptr;
+    }
+    return std::unique_ptr<IntervalMonitor>(new IntervalMonitor(calls, std::move(fd)));
+}
+
+DeviceMonitor::Next IntervalMonitor::take(DeviceEvent&)
+{
+    std::uint64_t expirations = 0;
+    return _calls.read(_fd.get(), &expirations, sizeof expirations) > 0 ? Next::rescan : Next::none;
+}
+
+} // namespace qrx::platform

@@ -1,0 +1,136 @@
+#include "LinuxProvider.h"
+
+#include "DeviceBook.h"
+#include "SystemCalls.h"
+#include "UsbNames.h"
+#include "WatchSet.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+
+namespace qrx::platform {
+
+namespace {
+
+/// Events taken from one monitor before others and the caller get their turn; the descriptor stays readable.
+constexpr int kMostEvents = 4096;
+
+/// Whether the event may have changed what a device consists of.
+bool concernsDevice(const DeviceEvent& event)
+{
+    constexpr std::array<std::string_view, 4> kActions = {"add", "remove", "bind", "unbind"};
+    constexpr std::array<std::string_view, 3> kSubsystems = {"usb", "hid", "hidraw"};
+    return std::find(kActions.begin(), kActions.end(), event.action) != kActions.end() &&
+           std::find(kSubsystems.begin(), kSubsystems.end(), event.subsystem) != kSubsystems.end();
+}
+
+class LinuxProvider : public Provider {
+public:
+    explicit LinuxProvider(LinuxPaths paths)
+        : _paths(std::move(paths)), _calls(_paths.calls != nullptr ? *_paths.calls : SystemCalls::kernel()),
+          _book(_calls, DeviceScan(_calls, _paths.sysfs, _paths.device), _paths.settleTime)
+    {
+    }
+
+    void refresh(RegistrySink& sink) override
+    {
+        if (_watch != nullptr) {
+            handleEvents(sink);
+        } else {
+            _book.rescan(sink);
+        }
+    }
+
+    int startWatching(RegistrySink& sink) override
+    {
+        if (_watch == nullptr) {
+            // The monitors come first: what happens during the look at everything is heard, and tells nothing new.
+            _watch = WatchSet::make(_calls, _paths.monitors ? _paths.monitors(_paths) : makeMonitors(_paths));
+            _book.setWaiting(_watch != nullptr);
+            _book.rescan(sink);
+            if (_watch == nullptr) {
+                return -1;
+            }
+            _watch->setTimer(_book.nextExpiry());
+        }
+        return _watch->descriptor();
+    }
+
+    void handleEvents(RegistrySink& sink) override
+    {
+        if (_watch == nullptr) {
+            return;
+        }
+        hear(_watch->ready(), sink);
+        _book.expire(sink);
+        _watch->setTimer(_book.nextExpiry());
+    }
+
+    void stopWatching() override
+    {
+        _watch.reset();
+        _book.setWaiting(false);
+    }
+
+private:
+    /// Takes what waits first and looks at each device once then: a plug brings a dozen events, and the state that can
+    /// be read is that after the last of them.
+    void hear(const std::vector<DeviceMonitor*>& monitors, RegistrySink& sink)
+    {
+        std::vector<std::string> devices;
+        bool mustRescan = false;
+        for (DeviceMonitor* monitor : monitors) {
+            mustRescan = takeEvents(*monitor, devices) || mustRescan;
+        }
+        if (mustRescan) {
+            _book.rescan(sink);
+            return;
+        }
+        for (const std::string& device : devices) {
+            _book.look(device, sink);
+        }
+    }
+
+    /// True if everything must be looked at.
+    bool takeEvents(DeviceMonitor& monitor, std::vector<std::string>& devices)
+    {
+        bool mustRescan = false;
+        DeviceEvent event;
+        for (int count = 0; count < kMostEvents; ++count) {
+            const DeviceMonitor::Next next = monitor.take(event);
+            if (next == DeviceMonitor::Next::none) {
+                break;
+            }
+            if (next == DeviceMonitor::Next::rescan) {
+                mustRescan = true;
+                continue;
+            }
+            const std::string device(usbDeviceOf(event.path));
+            if (device.empty() || !concernsDevice(event)) {
+                continue;
+            }
+            if (event.type == "usb_device" && event.action == "remove") {
+                _book.restart(device);
+            }
+            if (std::find(devices.begin(), devices.end(), device) == devices.end()) {
+                devices.push_back(device);
+            }
+        }
+        return mustRescan;
+    }
+
+    const LinuxPaths _paths;
+    SystemCalls& _calls;
+    DeviceBook _book;
+    std::unique_ptr<WatchSet> _watch;
+};
+
+} // namespace
+
+std::unique_ptr<Provider> makeLinuxProvider(LinuxPaths paths)
+{
+    return std::make_unique<LinuxProvider>(std::move(paths));
+}
+
+} // namespace qrx::platform

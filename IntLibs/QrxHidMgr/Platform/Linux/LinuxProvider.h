@@ -1,0 +1,42 @@
+#pragma once
+
+#include "DeviceMonitor.h"
+#include "Provider/Provider.h"
+
+#include <chrono>
+#include <memory>
+#include <string>
+
+namespace qrx::platform {
+
+class SystemCalls;
+
+/// Where the provider finds things; what differs from the default is for tests.
+struct LinuxPaths {
+    std::string sysfs = "/sys";
+    std::string device = "/dev";
+    std::string run = "/run/udev";
+    /// How long a device is waited for that has not all of its HID interfaces yet.
+    std::chrono::milliseconds settleTime{1000};
+    /// How often everything is looked at where no event socket can be had.
+    std::chrono::milliseconds rescanInterval{2000};
+    /// Null: the kernel's. Must outlive the provider and all ports and channels that it made.
+    SystemCalls* calls = nullptr;
+    /// Empty: makeMonitors.
+    MonitorFactory monitors;
+};
+
+/// The USB devices of this machine that have a HID interface, through sysfs, udev and hidraw. Hubs and other devices
+/// without any are left out: nothing could be done with them here, and they would cost calls at each enumeration.
+///
+/// A device is published when all of it is there: every interface of its configuration, a driver on each one of class
+/// HID, and below the HID driver a HID device with its report node. What is still missing after the settle time is
+/// not waited for. A device whose HID part changes (a driver is exchanged, an interface unbound) leaves and arrives
+/// anew.
+///
+/// While nobody observes, refresh compares the machine with what is published and takes incomplete devices only if they
+/// have been connected for longer than the settle time (or the kernel does not tell). While somebody observes, events
+/// do that, and refresh looks whether any wait: one system call.
+std::unique_ptr<Provider> makeLinuxProvider(LinuxPaths paths = {});
+
+} // namespace qrx::platform

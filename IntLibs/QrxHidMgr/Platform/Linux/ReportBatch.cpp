@@ -1,0 +1,81 @@
+#include "ReportBatch.h"
+
+#include "HID/ReportDescriptor.h"
+
+#include <algorithm>
+
+namespace qrx::platform {
+
+namespace {
+
+/// The kernel's ring holds 63 reports for each open file, so a call never finds more.
+constexpr std::size_t kMostSegments = 64;
+/// Bound of the memory of one open node; long reports get fewer segments.
+constexpr std::size_t kMostBytes = 65536;
+/// No report is longer (the kernel's HID_MAX_BUFFER_SIZE).
+constexpr std::size_t kLongestReport = 16384;
+/// The least that the kernel's USB driver reserves for a report (its HID_MIN_BUFFER_SIZE).
+constexpr std::size_t kLeastBuffer = 64;
+
+/// Bytes of the longest report of one type, or of all.
+std::size_t longest(const hid::Descriptor& descriptor, bool inputOnly)
+{
+    std::size_t bits = 0;
+    for (const hid::Report& report : descriptor.reports) {
+        if (!inputOnly || report.type == hid::ReportType::input) {
+            bits = std::max(bits, report.bits + (report.id != 0 ? 8 : 0));
+        }
+    }
+    return std::min((bits + 7) / 8, kLongestReport);
+}
+
+} // namespace
+
+ReportBatch::ReportBatch(std::span<const std::uint8_t> reportDescriptor)
+{
+    const hid::Descriptor descriptor = hid::parseReportDescriptor(reportDescriptor);
+    const bool isCertain = !descriptor.hasErrors();
+    // An input report that exceeds the declared sizes is of no use beyond them, but a descriptor that was not
+    // understood to its end declares nothing.
+    _segmentBytes = isCertain ? longest(descriptor, true) : 0;
+    const std::size_t wholeBytes = isCertain ? std::max(longest(descriptor, false), kLeastBuffer) : kLongestReport;
+    const std::size_t count = _segmentBytes == 0 ? 0 : std::min(kMostSegments, kMostBytes / _segmentBytes);
+    _bytes.resize(std::max(wholeBytes, count * _segmentBytes));
+    _segments.reserve(count);
+    for (std::size_t at = 0; at < count; ++at) {
+        _segments.push_back({_bytes.data() + at * _segmentBytes, _segmentBytes});
+    }
+}
+
+iovec ReportBatch::whole()
+{
+    return {_bytes.data(), _bytes.size()};
+}
+
+void ReportBatch::setWhole(std::size_t size)
+{
+    _count = 1;
+    _next = 0;
+    _lastBytes = size;
+    _endedEmpty = false;
+}
+
+void ReportBatch::setSegments(std::size_t size)
+{
+    const std::size_t full = size / _segmentBytes;
+    const std::size_t rest = size % _segmentBytes;
+    _count = full + (rest != 0 ? 1 : 0);
+    _next = 0;
+    _lastBytes = rest != 0 ? rest : _segmentBytes;
+    // After a short report the call stops although more may wait.
+    _endedEmpty = rest == 0 && full < _segments.size();
+}
+
+std::span<const std::uint8_t> ReportBatch::take()
+{
+    const std::size_t at = _next++;
+    const std::size_t size = _next == _count ? _lastBytes : _segmentBytes;
+    return std::span<const std::uint8_t>(_bytes).subspan(at * _segmentBytes, size);
+}
+
+} // namespace qrx::platform

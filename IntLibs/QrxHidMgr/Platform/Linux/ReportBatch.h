@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include <sys/uio.h>
+
+namespace qrx::platform {
+
+/// Buffers for the input reports of one open node, all allocated at once, and the way from the size that readv gives
+/// back to the single reports.
+///
+/// A hidraw node gives one report per segment, and stops at the first one that is shorter than its segment. With
+/// segments that are exactly as long as the longest input report, a size therefore means: as many full segments as go
+/// into it, then at most one shorter report.
+class ReportBatch {
+public:
+    /// `reportDescriptor` decides the length of a segment; `isNumbered`, the number's byte included.
+    explicit ReportBatch(std::span<const std::uint8_t> reportDescriptor);
+
+    /// For one report a call: a buffer into which every report fits.
+    iovec whole();
+    /// For as many reports as there are segments. Empty if reports cannot be told apart by their length.
+    std::span<const iovec> segments() const { return _segments; }
+
+    /// Says that `size` bytes were read into `whole` as one report.
+    void setWhole(std::size_t size);
+    /// Says that `size` bytes were read into `segments`.
+    void setSegments(std::size_t size);
+
+    bool isEmpty() const { return _next == _count; }
+    std::span<const std::uint8_t> take();
+
+    /// Reports of the last setSegments.
+    std::size_t count() const { return _count; }
+    /// True if the last setSegments ended since nothing waited any more: some segments were not even begun.
+    bool endedEmpty() const { return _endedEmpty; }
+
+private:
+    std::vector<std::uint8_t> _bytes;
+    std::vector<iovec> _segments;
+    std::size_t _segmentBytes = 0;
+    std::size_t _count = 0;
+    std::size_t _next = 0;
+    std::size_t _lastBytes = 0;
+    bool _endedEmpty = false;
+};
+
+} // namespace qrx::platform

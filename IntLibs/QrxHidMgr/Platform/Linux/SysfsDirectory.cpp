@@ -1,0 +1,136 @@
+#include "SysfsDirectory.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+
+#include <dirent.h>
+#include <fcntl.h>
+
+namespace qrx::platform {
+
+namespace {
+
+/// What sysfs hands out in one read, of binary attributes too.
+constexpr std::size_t kPage = 4096;
+/// Room for a few hundred names; larger directories take further calls.
+constexpr std::size_t kListingBytes = 16384;
+/// A directory of a device holds some dozens of entries and that of a bus some hundreds.
+constexpr std::size_t kMostEntries = 65536;
+
+SysfsDirectory::Result failure()
+{
+    switch (errno) {
+    case ENOENT:
+    case ENOTDIR:
+    case ENODEV:
+    case ENXIO:
+    case ELOOP:
+        return SysfsDirectory::Result::gone;
+    default:
+        return SysfsDirectory::Result::failed;
+    }
+}
+
+/// Calls again while a signal interrupts.
+template <typename Call>
+auto uninterrupted(Call call)
+{
+    auto result = call();
+    while (result < 0 && errno == EINTR) {
+        result = call();
+    }
+    return result;
+}
+
+void takeEntries(const char* bytes, std::size_t size, std::vector<SysfsDirectory::Entry>& entries)
+{
+    constexpr std::size_t kHeader = offsetof(dirent64, d_name);
+    for (std::size_t at = 0; at + kHeader < size;) {
+        ino64_t inode = 0;
+        unsigned short length = 0;
+        std::memcpy(&inode, bytes + at + offsetof(dirent64, d_ino), sizeof inode);
+        std::memcpy(&length, bytes + at + offsetof(dirent64, d_reclen), sizeof length);
+        if (length <= kHeader || length > size - at) {
+            return;
+        }
+        const char* name = bytes + at + kHeader;
+        entries.push_back({std::string(name, ::strnlen(name, length - kHeader)), inode});
+        at += length;
+    }
+}
+
+} // namespace
+
+SysfsDirectory::Result SysfsDirectory::openIn(int directory, const std::string& path)
+{
+    constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+    _fd = OwnedFd(_calls, uninterrupted([&] { return _calls.openAt(directory, path.c_str(), kFlags); }));
+    return _fd.isOpen() ? Result::done : failure();
+}
+
+SysfsDirectory::Result SysfsDirectory::open(const std::string& path)
+{
+    return openIn(AT_FDCWD, path);
+}
+
+SysfsDirectory::Result SysfsDirectory::open(const SysfsDirectory& parent, const std::string& path)
+{
+    return openIn(parent._fd.get(), path);
+}
+
+SysfsDirectory::Result SysfsDirectory::list(std::vector<Entry>& entries) const
+{
+    alignas(dirent64) char buffer[kListingBytes];
+    entries.clear();
+    while (entries.size() < kMostEntries) {
+        const ssize_t size = uninterrupted([&] { return _calls.listEntries(_fd.get(), buffer, sizeof buffer); });
+        if (size < 0) {
+            return failure();
+        }
+        if (size == 0) {
+            break;
+        }
+        takeEntries(buffer, static_cast<std::size_t>(size), entries);
+    }
+    return Result::done;
+}
+
+SysfsDirectory::Result SysfsDirectory::read(const std::string& path, std::string& bytes, std::size_t limitBytes) const
+{
+    bytes.clear();
+    const OwnedFd file(_calls, uninterrupted([&] {
+                           return _calls.openAt(_fd.get(), path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+                       }));
+    if (!file.isOpen()) {
+        return failure();
+    }
+    char page[kPage];
+    while (bytes.size() < limitBytes) {
+        const std::size_t wanted = std::min(kPage, limitBytes - bytes.size());
+        const ssize_t size = uninterrupted([&] { return _calls.read(file.get(), page, wanted); });
+        if (size < 0) {
+            bytes.clear();
+            return failure();
+        }
+        bytes.append(page, static_cast<std::size_t>(size));
+        if (static_cast<std::size_t>(size) < wanted) {
+            break;
+        }
+    }
+    return Result::done;
+}
+
+std::string SysfsDirectory::linkTarget(const std::string& path) const
+{
+    char target[1024];
+    const ssize_t size =
+        uninterrupted([&] { return _calls.readLinkAt(_fd.get(), path.c_str(), target, sizeof target); });
+    if (size <= 0) {
+        return {};
+    }
+    const std::string_view whole(target, static_cast<std::size_t>(size));
+    return std::string(whole.substr(whole.find_last_of('/') + 1));
+}
+
+} // namespace qrx::platform

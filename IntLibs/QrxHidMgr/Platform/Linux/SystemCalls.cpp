@@ -1,0 +1,107 @@
+#include "SystemCalls.h"
+
+#include <cerrno>
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <linux/magic.h>
+#include <sys/ioctl.h>
+#include <sys/statfs.h>
+#include <unistd.h>
+
+namespace qrx::platform {
+
+SystemCalls& SystemCalls::kernel()
+{
+    // Never destroyed: channels may be closed by destructors that run at the end of the process.
+    static SystemCalls* const sm_Kernel = new SystemCalls;
+    return *sm_Kernel;
+}
+
+int SystemCalls::openAt(int directory, const char* path, int flags)
+{
+    return ::openat(directory, path, flags);
+}
+
+int SystemCalls::close(int fd)
+{
+    return ::close(fd);
+}
+
+ssize_t SystemCalls::read(int fd, void* buffer, std::size_t size)
+{
+    return ::read(fd, buffer, size);
+}
+
+ssize_t SystemCalls::readv(int fd, const iovec* segments, int count)
+{
+    return ::readv(fd, segments, count);
+}
+
+ssize_t SystemCalls::readvFlagged(int fd, const iovec* segments, int count, int flags)
+{
+    return ::preadv2(fd, segments, count, -1, flags);
+}
+
+ssize_t SystemCalls::write(int fd, const void* bytes, std::size_t size)
+{
+    return ::write(fd, bytes, size);
+}
+
+int SystemCalls::control(int fd, unsigned long request, void* argument)
+{
+    return ::ioctl(fd, request, argument);
+}
+
+ssize_t SystemCalls::listEntries(int directory, void* buffer, std::size_t size)
+{
+    return ::getdents64(directory, buffer, size);
+}
+
+ssize_t SystemCalls::readLinkAt(int directory, const char* path, char* buffer, std::size_t size)
+{
+    return ::readlinkat(directory, path, buffer, size);
+}
+
+int SystemCalls::exists(const char* path)
+{
+    return ::access(path, F_OK);
+}
+
+bool SystemCalls::isSysfs(int directory)
+{
+    struct statfs facts = {};
+    return ::fstatfs(directory, &facts) == 0 && facts.f_type == SYSFS_MAGIC;
+}
+
+int SystemCalls::epollWait(int epollFd, epoll_event* events, int count, int timeoutMs)
+{
+    return ::epoll_wait(epollFd, events, count, timeoutMs);
+}
+
+std::chrono::steady_clock::time_point SystemCalls::now()
+{
+    return std::chrono::steady_clock::now();
+}
+
+OwnedFd& OwnedFd::operator=(OwnedFd&& other) noexcept
+{
+    if (this != &other) {
+        close();
+        _calls = other._calls;
+        _fd = std::exchange(other._fd, -1);
+    }
+    return *this;
+}
+
+void OwnedFd::close()
+{
+    if (_fd >= 0) {
+        // Linux frees the number even when close fails, and callers still want the errno of what went before.
+        const int savedErrno = errno;
+        _calls->close(std::exchange(_fd, -1));
+        errno = savedErrno;
+    }
+}
+
+} // namespace qrx::platform

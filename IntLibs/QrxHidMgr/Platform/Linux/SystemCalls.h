@@ -1,0 +1,71 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+#include <utility>
+
+#include <sys/epoll.h>
+#include <sys/types.h>
+#include <sys/uio.h>
+
+namespace qrx::platform {
+
+/// The calls by which the Linux provider reaches the kernel, one operation a call, with the kernel's own conventions:
+/// -1 and errno on failure. The base class makes the real calls; a test derives from it to count them, to make one of
+/// them fail, or to answer in a device's place.
+///
+/// Used from any thread, several at once. It must outlive every provider, port and channel that was made with it.
+class SystemCalls {
+public:
+    SystemCalls() = default;
+    SystemCalls(const SystemCalls&) = delete;
+    SystemCalls& operator=(const SystemCalls&) = delete;
+    virtual ~SystemCalls() = default;
+
+    /// The real ones; lives as long as the process.
+    static SystemCalls& kernel();
+
+    /// openat(2); `directory` is AT_FDCWD or an open directory.
+    virtual int openAt(int directory, const char* path, int flags);
+    virtual int close(int fd);
+    virtual ssize_t read(int fd, void* buffer, std::size_t size);
+    virtual ssize_t readv(int fd, const iovec* segments, int count);
+    /// preadv2(2) at the file's own position.
+    virtual ssize_t readvFlagged(int fd, const iovec* segments, int count, int flags);
+    virtual ssize_t write(int fd, const void* bytes, std::size_t size);
+    /// ioctl(2) with an argument in memory.
+    virtual int control(int fd, unsigned long request, void* argument);
+    /// getdents64(2): raw directory entries.
+    virtual ssize_t listEntries(int directory, void* buffer, std::size_t size);
+    /// readlinkat(2).
+    virtual ssize_t readLinkAt(int directory, const char* path, char* buffer, std::size_t size);
+    /// access(2) for existence alone.
+    virtual int exists(const char* path);
+    /// fstatfs(2): whether the directory is the kernel's sysfs (and not a copy of such a tree elsewhere).
+    virtual bool isSysfs(int directory);
+    virtual int epollWait(int epollFd, epoll_event* events, int count, int timeoutMs);
+    /// Monotonic time; no system call on the machines that matter (vDSO).
+    virtual std::chrono::steady_clock::time_point now();
+};
+
+/// Owns one descriptor and closes it. Move only.
+class OwnedFd {
+public:
+    OwnedFd() = default;
+    OwnedFd(SystemCalls& calls, int fd) : _calls(&calls), _fd(fd) {}
+    OwnedFd(OwnedFd&& other) noexcept : _calls(other._calls), _fd(std::exchange(other._fd, -1)) {}
+    OwnedFd& operator=(OwnedFd&& other) noexcept;
+    ~OwnedFd() { close(); }
+
+    bool isOpen() const { return _fd >= 0; }
+    /// -1 if there is none.
+    int get() const { return _fd; }
+    void close();
+
+private:
+    SystemCalls* _calls = nullptr;
+    int _fd = -1;
+};
+
+} // namespace qrx::platform

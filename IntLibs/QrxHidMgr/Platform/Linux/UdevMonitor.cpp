@@ -1,0 +1,83 @@
+#include "UdevMonitor.h"
+
+#include <array>
+#include <cerrno>
+
+#include <libudev.h>
+
+namespace qrx::platform {
+
+namespace {
+
+/// The default of 208 KiB holds the events of 8 keyboards. Memory is only used while events wait.
+constexpr int kReceiveBytes = 8 * 1024 * 1024;
+
+constexpr std::array<const char*, 3> kSubsystems = {"usb", "hid", "hidraw"};
+
+std::string textOf(const char* text)
+{
+    return text != nullptr ? text : "";
+}
+
+} // namespace
+
+void UdevMonitor::Unref::operator()(udev* context) const
+{
+    udev_unref(context);
+}
+
+void UdevMonitor::Unref::operator()(udev_monitor* monitor) const
+{
+    udev_monitor_unref(monitor);
+}
+
+UdevMonitor::UdevMonitor(std::unique_ptr<udev, Unref> context, std::unique_ptr<udev_monitor, Unref> monitor)
+    : _context(std::move(context)), _monitor(std::move(monitor))
+{
+}
+
+std::unique_ptr<UdevMonitor> UdevMonitor::make(Group group)
+{
+    std::unique_ptr<udev, Unref> context(udev_new());
+    if (context == nullptr) {
+        return nullptr;
+    }
+    std::unique_ptr<udev_monitor, Unref> monitor(
+        udev_monitor_new_from_netlink(context.get(), group == Group::udev ? "udev" : "kernel"));
+    if (monitor == nullptr) {
+        return nullptr;
+    }
+    for (const char* subsystem : kSubsystems) {
+        if (udev_monitor_filter_add_match_subsystem_devtype(monitor.get(), subsystem, nullptr) < 0) {
+            return nullptr;
+        }
+    }
+    // Beyond the system's limit only with privileges, so it may get less. Lost events are told and made up for.
+    udev_monitor_set_receive_buffer_size(monitor.get(), kReceiveBytes);
+    if (udev_monitor_enable_receiving(monitor.get()) < 0) {
+        return nullptr;
+    }
+    return std::unique_ptr<UdevMonitor>(new UdevMonitor(std::move(context), std::move(monitor)));
+}
+
+int UdevMonitor::descriptor() const
+{
+    return udev_monitor_get_fd(_monitor.get());
+}
+
+DeviceMonitor::Next UdevMonitor::take(DeviceEvent& event)
+{
+    errno = 0;
+    udev_device* const device = udev_monitor_receive_device(_monitor.get());
+    if (device == nullptr) {
+        return errno == ENOBUFS ? Next::rescan : Next::none;
+    }
+    event.action = textOf(udev_device_get_action(device));
+    event.subsystem = textOf(udev_device_get_subsystem(device));
+    event.type = textOf(udev_device_get_devtype(device));
+    event.path = textOf(udev_device_get_devpath(device));
+    udev_device_unref(device);
+    return Next::event;
+}
+
+} // namespace qrx::platform

@@ -1,0 +1,80 @@
+#include "WatchSet.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+
+#include <sys/timerfd.h>
+
+namespace qrx::platform {
+
+namespace {
+
+constexpr std::size_t kMostReady = 8;
+
+} // namespace
+
+WatchSet::WatchSet(SystemCalls& calls, std::vector<std::unique_ptr<DeviceMonitor>> monitors)
+    : _calls(calls), _monitors(std::move(monitors)),
+      _timer(calls, ::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC)),
+      _epoll(calls, ::epoll_create1(EPOLL_CLOEXEC))
+{
+}
+
+std::unique_ptr<WatchSet> WatchSet::make(SystemCalls& calls, std::vector<std::unique_ptr<DeviceMonitor>> monitors)
+{
+    if (monitors.empty()) {
+        return nullptr;
+    }
+    std::unique_ptr<WatchSet> set(new WatchSet(calls, std::move(monitors)));
+    bool isWhole = set->_timer.isOpen() && set->_epoll.isOpen() && set->add(set->_timer.get(), nullptr);
+    for (const auto& monitor : set->_monitors) {
+        isWhole = isWhole && set->add(monitor->descriptor(), monitor.get());
+    }
+    return isWhole ? std::move(set) : nullptr;
+}
+
+bool WatchSet::add(int fd, DeviceMonitor* monitor)
+{
+    epoll_event interest{};
+    interest.events = EPOLLIN;
+    interest.data.ptr = monitor;
+    return ::epoll_ctl(_epoll.get(), EPOLL_CTL_ADD, fd, &interest) == 0;
+}
+
+std::vector<DeviceMonitor*> WatchSet::ready()
+{
+    std::array<epoll_event, kMostReady> events{};
+    const int count = _calls.epollWait(_epoll.get(), events.data(), static_cast<int>(events.size()), 0);
+    std::vector<DeviceMonitor*> monitors;
+    for (int at = 0; at < count; ++at) {
+        if (events[static_cast<std::size_t>(at)].data.ptr != nullptr) {
+            monitors.push_back(static_cast<DeviceMonitor*>(events[static_cast<std::size_t>(at)].data.ptr));
+            continue;
+        }
+        std::uint64_t expirations = 0;
+        _calls.read(_timer.get(), &expirations, sizeof expirations);
+        _due.reset();
+    }
+    return monitors;
+}
+
+void WatchSet::setTimer(std::optional<Time> due)
+{
+    if (due == _due) {
+        return;
+    }
+    itimerspec when{};
+    if (due) {
+        // All zero would switch the timer off.
+        const auto rest = std::max(std::chrono::nanoseconds(*due - _calls.now()), std::chrono::nanoseconds(1));
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(rest);
+        when.it_value.tv_sec = seconds.count();
+        when.it_value.tv_nsec = (rest - seconds).count();
+    }
+    if (::timerfd_settime(_timer.get(), 0, &when, nullptr) == 0) {
+        _due = due;
+    }
+}
+
+} // namespace qrx::platform

@@ -1,0 +1,42 @@
+#pragma once
+
+#include "DeviceMonitor.h"
+#include "SystemCalls.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace qrx::platform {
+
+/// Several monitors and a timer behind one descriptor (epoll).
+class WatchSet {
+public:
+    using Time = std::chrono::steady_clock::time_point;
+
+    /// Null if there is no monitor or no descriptor free.
+    static std::unique_ptr<WatchSet> make(SystemCalls& calls, std::vector<std::unique_ptr<DeviceMonitor>> monitors);
+
+    /// Readable while a monitor has something or the timer has run out.
+    int descriptor() const { return _epoll.get(); }
+
+    /// The monitors that have something now: one system call, and another if the timer has run out.
+    std::vector<DeviceMonitor*> ready();
+
+    /// The descriptor becomes readable then at the latest; no value: never by itself. Costs a call only for a change.
+    void setTimer(std::optional<Time> due);
+
+private:
+    WatchSet(SystemCalls& calls, std::vector<std::unique_ptr<DeviceMonitor>> monitors);
+    bool add(int fd, DeviceMonitor* monitor);
+
+    SystemCalls& _calls;
+    std::vector<std::unique_ptr<DeviceMonitor>> _monitors;
+    OwnedFd _timer;
+    OwnedFd _epoll;
+    std::optional<Time> _due;
+};
+
+} // namespace qrx::platform
