@@ -1,0 +1,31 @@
+# Installation: libraries, headers, a CMake package and a pkg-config file.
+
+include(CMakePackageConfigHelpers)
+
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QrxHIDManager)
+set(libraries QrxHIDManager-embedded)
+if(TARGET QrxHIDManager-embedded-static)
+    list(APPEND libraries QrxHIDManager-embedded-static)
+endif()
+
+install(TARGETS ${libraries}
+    EXPORT QrxHIDManager-targets
+    FRAMEWORK DESTINATION ${CMAKE_INSTALL_LIBDIR}
+    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/QrxHIDManager)
+install(EXPORT QrxHIDManager-targets NAMESPACE QrxHIDManager:: DESTINATION ${package_dir})
+
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/QrxHIDManager-config.cmake.in
+    ${PROJECT_BINARY_DIR}/QrxHIDManager-config.cmake
+    INSTALL_DESTINATION ${package_dir})
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/QrxHIDManager-config-version.cmake
+    COMPATIBILITY SameMinorVersion)
+install(FILES
+    ${PROJECT_BINARY_DIR}/QrxHIDManager-config.cmake
+    ${PROJECT_BINARY_DIR}/QrxHIDManager-config-version.cmake
+    DESTINATION ${package_dir})
+
+if(NOT APPLE)
+    configure_file(${CMAKE_CURRENT_LIST_DIR}/QrxHIDManager-embedded.pc.in
+        ${PROJECT_BINARY_DIR}/QrxHIDManager-embedded.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/QrxHIDManager-embedded.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+endif()
