@@ -1,0 +1,38 @@
+#include "ChangeFilter.h"
+
+#include <utility>
+
+namespace qrxhid {
+
+ChangeFilter::ValueKey ChangeFilter::keyOf(const QrxDecodedValue& value)
+{
+    return {value.usagePage, value.usage, value.isArraySelection ? 0 : value.bitOffset, value.isArraySelection};
+}
+
+std::vector<QrxDecodedValue> ChangeFilter::changes(int interfaceNumber, std::uint32_t reportID,
+                                                   const std::vector<QrxDecodedValue>& values)
+{
+    Values& last = _last[{interfaceNumber, reportID}];
+    Values present;
+    std::vector<QrxDecodedValue> changed;
+    for (const QrxDecodedValue& value : values) {
+        const ValueKey key = keyOf(value);
+        const auto known = last.find(key);
+        const bool isRelative = value.capability->isRelative();
+        const std::int64_t before = known == last.end() || isRelative ? 0 : known->second.value;
+        if (value.value != before) {
+            changed.push_back(value);
+        }
+        present.insert_or_assign(key, value);
+    }
+    for (const auto& [key, value] : last) {
+        if (value.isArraySelection && !present.contains(key)) {
+            changed.push_back(value);
+            changed.back().value = 0;
+        }
+    }
+    last = std::move(present);
+    return changed;
+}
+
+} // namespace qrxhid

@@ -1,0 +1,16 @@
+#pragma once
+
+namespace qrxhid {
+
+/// What the process answers to whoever started it.
+enum ExitStatus : int {
+    kSuccess = 0,
+    /// A device is not there, a step of the demonstration did not happen, or the output could not be written.
+    kFailure = 1,
+    /// A recording does not parse.
+    kBadRecording = 2,
+    /// Wrong command line (EX_USAGE of sysexits.h).
+    kWrongUsage = 64
+};
+
+} // namespace qrxhid

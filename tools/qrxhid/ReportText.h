@@ -1,0 +1,18 @@
+#pragma once
+
+#include "QrxReportDecoder.h"
+
+#include <nlohmann/json.hpp>
+
+#include <ostream>
+#include <vector>
+
+namespace qrxhid {
+
+/// "Generic Desktop: X = 5", one line for each usage after `indent`; values that one field counts stand in one line.
+void writeValues(std::ostream& out, const std::vector<QrxDecodedValue>& values, const char* indent);
+
+/// An array of {usagePage, usage, name, value}.
+nlohmann::ordered_json valuesJson(const std::vector<QrxDecodedValue>& values);
+
+} // namespace qrxhid

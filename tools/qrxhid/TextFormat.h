@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace qrxhid {
+
+/// "0x00ff": at least `digits` digits.
+std::string hexText(std::uint32_t number, int digits);
+
+/// "04d8:003f"
+std::string idText(std::uint32_t vendorID, std::uint32_t productID);
+
+/// "01 ff 00"; with an empty separator "01ff00".
+std::string bytesText(std::span<const std::uint8_t> bytes, std::string_view separator = " ");
+
+/// A text that a device chose, safe for a terminal: control characters become "\x1b".
+std::string shownText(std::string_view text);
+
+/// "1 byte", "3 bytes".
+std::string countText(std::size_t count, std::string_view singular);
+
+/// The text, filled with blanks to `width` characters (UTF-8 sequences count once).
+std::string padded(std::string text, std::size_t width);
+
+} // namespace qrxhid

@@ -1,0 +1,90 @@
+#include "CommandLine.h"
+#include "DemoCommand.h"
+#include "DeviceSession.h"
+#include "DumpCommand.h"
+#include "ExitStatus.h"
+#include "ListCommand.h"
+#include "TreeCommand.h"
+#include "UsageError.h"
+#include "WatchCommand.h"
+
+#include "QrxRecording.h"
+
+#include <exception>
+#include <iostream>
+#include <streambuf>
+
+namespace {
+
+using namespace qrxhid;
+
+/// The library writes notices to std::cout ("device notification: ..."), which would stand between our lines and spoil
+/// JSON. While this lives they go nowhere; the tool writes to out().
+class OwnOutput {
+public:
+    OwnOutput() : _out(std::cout.rdbuf(&_nowhere)) {}
+    ~OwnOutput() { std::cout.rdbuf(_out.rdbuf()); }
+    OwnOutput(const OwnOutput&) = delete;
+    OwnOutput& operator=(const OwnOutput&) = delete;
+
+    std::ostream& out() { return _out; }
+
+private:
+    struct Nowhere : std::streambuf {
+        int_type overflow(int_type character) override { return traits_type::not_eof(character); }
+    };
+
+    Nowhere _nowhere;
+    std::ostream _out;
+};
+
+ExitStatus runCommand(const CommandLine& line, std::ostream& out)
+{
+    if (line.text) {
+        out << *line.text;
+        return kSuccess;
+    }
+    switch (line.options.command) {
+    case Command::list:
+        return runList(line.options, out);
+    case Command::tree:
+        return runTree(line.options, out);
+    case Command::dump:
+        return runDump(line.options, out);
+    case Command::watch:
+        return runWatch(line.options, out);
+    case Command::demo:
+        return runDemo(out);
+    }
+    return kFailure;
+}
+
+ExitStatus run(int count, const char* const* words, std::ostream& out)
+{
+    try {
+        const ExitStatus status = runCommand(CommandLine::parse(count, words), out);
+        if (!out.flush()) {
+            std::cerr << "qrxhid: the output cannot be written\n";
+            return kFailure;
+        }
+        return status;
+    } catch (const UsageError& error) {
+        std::cerr << "qrxhid: " << error.what() << "\nTry: " << error.hint() << "\n";
+        return kWrongUsage;
+    } catch (const QrxRecordingError& error) {
+        // FILE:LINE: first, where editors look for it.
+        std::cerr << error.what() << "\n";
+        return kBadRecording;
+    } catch (const std::exception& error) {
+        std::cerr << "qrxhid: " << error.what() << "\n";
+        return kFailure;
+    }
+}
+
+} // namespace
+
+int main(int count, char** words)
+{
+    OwnOutput output;
+    return run(count, words, output.out());
+}
