@@ -1,6 +1,8 @@
 #include "QrxRunLoop.h"
 
+#ifndef __APPLE__
 #include "CoreFoundation/RunLoopDescriptor.h"
+#endif
 
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -83,5 +85,9 @@ void QrxRunLoop::wake()
 
 int QrxRunLoop::fileDescriptor() const
 {
+#ifdef __APPLE__
+    return -1;
+#else
     return qrx::cf::runLoopDescriptor(loopOf(_loop));
+#endif
 }
