@@ -1,0 +1,175 @@
+#include "ElementProperties.h"
+
+#include "CoreFoundation/CFDictionaryShape.h"
+#include "PropertyList.h"
+
+#include <IOKit/hid/IOHIDKeys.h>
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace qrx::iokit {
+
+namespace {
+
+/// Numbers of 32 bits are held in the reference itself, and booleans are constants: nothing here needs to be given back
+/// if the dictionary cannot be made.
+CFTypeRef number(std::int32_t value)
+{
+    return makeNumber(value).leave();
+}
+
+CFTypeRef number(std::uint32_t value)
+{
+    return number(static_cast<std::int32_t>(value));
+}
+
+CFTypeRef boolean(bool value)
+{
+    return value ? kCFBooleanTrue : kCFBooleanFalse;
+}
+
+CFRef<CFTypeRef> makeShaped(const cf::DictionaryShape* shape, std::span<const CFTypeRef> values)
+{
+    return CFRef<CFTypeRef>::adopt(cf::createShapedDictionary(shape, values));
+}
+
+const cf::DictionaryShape* fieldShape()
+{
+    static const cf::DictionaryShape* const shape = cf::makeShape({
+        CFSTR(kIOHIDElementCookieKey),
+        CFSTR(kIOHIDElementTypeKey),
+        CFSTR(kIOHIDElementUsageKey),
+        CFSTR(kIOHIDElementUsagePageKey),
+        CFSTR(kIOHIDElementReportIDKey),
+        CFSTR(kIOHIDElementSizeKey),
+        CFSTR(kIOHIDElementReportSizeKey),
+        CFSTR(kIOHIDElementReportCountKey),
+        CFSTR(kIOHIDElementFlagsKey),
+        CFSTR(kIOHIDElementMinKey),
+        CFSTR(kIOHIDElementMaxKey),
+        CFSTR(kIOHIDElementScaledMinKey),
+        CFSTR(kIOHIDElementScaledMaxKey),
+        CFSTR(kIOHIDElementUnitKey),
+        CFSTR(kIOHIDElementUnitExponentKey),
+        CFSTR("ReportBitOffset"),
+        CFSTR(kIOHIDElementHasNullStateKey),
+        CFSTR(kIOHIDElementHasPreferredStateKey),
+        CFSTR(kIOHIDElementIsNonLinearKey),
+        CFSTR(kIOHIDElementIsRelativeKey),
+        CFSTR(kIOHIDElementIsWrappingKey),
+        CFSTR(kIOHIDElementIsArrayKey),
+        CFSTR(kIOHIDElementDuplicateIndexKey),
+    });
+    return shape;
+}
+
+CFRef<CFTypeRef> makeField(const hid::Element& element)
+{
+    const std::uint32_t flags = element.flags;
+    const CFTypeRef values[] = {
+        number(element.cookie),
+        number(static_cast<std::uint32_t>(element.type)),
+        number(element.usage),
+        number(element.usagePage),
+        number(element.reportID),
+        number(element.sizeBits()),
+        number(element.reportSize),
+        number(element.reportCount),
+        number(flags),
+        number(element.min),
+        number(element.max),
+        number(element.scaledMin),
+        number(element.scaledMax),
+        number(element.unit),
+        number(element.unitExponent),
+        number(static_cast<std::uint32_t>(element.bitOffset)),
+        boolean((flags & hid::kFieldNullState) != 0),
+        boolean((flags & hid::kFieldNoPreferred) == 0),
+        boolean((flags & hid::kFieldNonLinear) != 0),
+        boolean((flags & hid::kFieldRelative) != 0),
+        boolean((flags & hid::kFieldWrap) != 0),
+        boolean((flags & hid::kFieldVariable) == 0),
+        element.duplicateIndex ? number(*element.duplicateIndex) : nullptr,
+    };
+    return makeShaped(fieldShape(), values);
+}
+
+CFRef<CFTypeRef> makeReportHandler(const hid::Element& element)
+{
+    static const cf::DictionaryShape* const shape = cf::makeShape({
+        CFSTR(kIOHIDElementCookieKey),
+        CFSTR(kIOHIDElementTypeKey),
+        CFSTR(kIOHIDElementUsageKey),
+        CFSTR(kIOHIDElementUsagePageKey),
+        CFSTR(kIOHIDElementReportIDKey),
+        CFSTR(kIOHIDElementSizeKey),
+        CFSTR(kIOHIDElementReportSizeKey),
+        CFSTR(kIOHIDElementReportCountKey),
+    });
+    const CFTypeRef values[] = {
+        number(element.cookie),     number(static_cast<std::uint32_t>(element.type)),
+        number(element.usage),      number(element.usagePage),
+        number(element.reportID),   number(element.sizeBits()),
+        number(element.reportSize), number(element.reportCount),
+    };
+    return makeShaped(shape, values);
+}
+
+CFRef<CFArrayRef> makeChildren(const hid::ElementTree& tree, const std::vector<std::uint32_t>& cookies);
+
+/// Depth is bounded: the descriptor's reader limits the nesting of collections.
+CFRef<CFTypeRef> makeCollection(const hid::ElementTree& tree, const hid::Element& element)
+{
+    static const cf::DictionaryShape* const shape = cf::makeShape({
+        CFSTR(kIOHIDElementCookieKey),
+        CFSTR(kIOHIDElementTypeKey),
+        CFSTR(kIOHIDElementUsageKey),
+        CFSTR(kIOHIDElementUsagePageKey),
+        CFSTR(kIOHIDElementReportIDKey),
+        CFSTR(kIOHIDElementCollectionTypeKey),
+        CFSTR(kIOHIDElementKey),
+    });
+    const CFTypeRef values[] = {
+        number(element.cookie),
+        number(static_cast<std::uint32_t>(element.type)),
+        number(element.usage),
+        number(element.usagePage),
+        number(element.reportID),
+        number(element.collectionType),
+        element.children.empty() ? nullptr : makeChildren(tree, element.children).leave(),
+    };
+    return makeShaped(shape, values);
+}
+
+CFRef<CFArrayRef> makeChildren(const hid::ElementTree& tree, const std::vector<std::uint32_t>& cookies)
+{
+    std::vector<CFRef<CFTypeRef>> children;
+    children.reserve(cookies.size());
+    for (const std::uint32_t cookie : cookies) {
+        const hid::Element& element = tree.elements[cookie];
+        children.push_back(element.role == hid::ElementRole::collection ? makeCollection(tree, element)
+                                                                        : makeField(element));
+    }
+    return makeArray(children);
+}
+
+} // namespace
+
+CFRef<CFArrayRef> makeElements(const hid::ElementTree& tree)
+{
+    return makeChildren(tree, tree.elements.front().children);
+}
+
+CFRef<CFArrayRef> makeReportHandlers(const hid::ElementTree& tree)
+{
+    std::vector<CFRef<CFTypeRef>> handlers;
+    handlers.reserve(tree.reportHandlers.size());
+    for (const std::uint32_t cookie : tree.reportHandlers) {
+        handlers.push_back(makeReportHandler(tree.elements[cookie]));
+    }
+    return makeArray(handlers);
+}
+
+} // namespace qrx::iokit

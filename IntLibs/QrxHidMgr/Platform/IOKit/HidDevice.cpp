@@ -1,0 +1,466 @@
+#include "HidDevice.h"
+
+#include "HidQueue.h"
+#include "HidTables.h"
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <algorithm>
+#include <cstring>
+
+using qrx::platform::HIDChannel;
+
+namespace qrx::iokit {
+
+namespace {
+
+/// Reports that one pass hands on before other sources of the run loop get their turn: what the kernel keeps for one
+/// reader, so that a pass catches up with any delay, while a device that sends without pause cannot keep the loop.
+constexpr int kReportsPerPass = 64;
+
+IOReturn resultOf(platform::Status status)
+{
+    return static_cast<IOReturn>(status);
+}
+
+bool isSame(REFIID first, CFUUIDRef second)
+{
+    const CFUUIDBytes bytes = CFUUIDGetUUIDBytes(second);
+    return std::memcmp(&first, &bytes, sizeof bytes) == 0;
+}
+
+} // namespace
+
+IOCFPlugInInterface** HidDevice::create(std::shared_ptr<HidDriverEntry> entry)
+{
+    const auto device = std::make_shared<HidDevice>(std::move(entry));
+    device->_held = device;
+    return reinterpret_cast<IOCFPlugInInterface**>(&device->_plugInFace);
+}
+
+HidDevice::HidDevice(std::shared_ptr<HidDriverEntry> entry)
+    : _plugInFace{&kHidPlugInTable, this}, _deviceFace{&kHidDeviceTable, this}, _entry(std::move(entry))
+{
+}
+
+HidDevice::~HidDevice() = default;
+
+void* HidDevice::query(REFIID iid)
+{
+    void* face = nullptr;
+    if (isSame(iid, IUnknownUUID) || isSame(iid, kIOCFPlugInInterfaceID)) {
+        face = &_plugInFace;
+    } else if (isSame(iid, kIOHIDDeviceInterfaceID) || isSame(iid, kIOHIDDeviceInterfaceID121) ||
+               isSame(iid, kIOHIDDeviceInterfaceID122)) {
+        face = &_deviceFace;
+    } else {
+        return nullptr;
+    }
+    retain();
+    return face;
+}
+
+ULONG HidDevice::retain()
+{
+    return ++_count;
+}
+
+ULONG HidDevice::release()
+{
+    const ULONG left = --_count;
+    if (left == 0) {
+        // A callback in progress keeps the object until it returns.
+        const auto held = std::move(_held);
+        retire();
+    }
+    return left;
+}
+
+void HidDevice::retire()
+{
+    closeChannel();
+    _interrupt = {};
+    _removal = {};
+    for (HidQueue* queue : std::exchange(_queues, {})) {
+        queue->deviceGone();
+    }
+    _source.reset();
+}
+
+IOReturn HidDevice::createSource(CFRunLoopSourceRef* source)
+{
+    if (source == nullptr) {
+        return kIOReturnBadArgument;
+    }
+    if (!_source) {
+        _source = std::make_unique<EventSource>(weak_from_this());
+        _source->watch(descriptor());
+    }
+    if (_source->source() == nullptr) {
+        _source.reset();
+        return kIOReturnNoResources;
+    }
+    CFRetain(_source->source());
+    *source = _source->source();
+    return kIOReturnSuccess;
+}
+
+int HidDevice::descriptor() const
+{
+    return _channel && !_isGone ? _channel->descriptor() : -1;
+}
+
+IOReturn HidDevice::open(IOOptionBits flags)
+{
+    if ((flags & kIOHIDOptionsTypeSeizeDevice) != 0) {
+        return kIOReturnUnsupported;
+    }
+    if (_channel) {
+        return _isGone ? kIOReturnNotAttached : kIOReturnSuccess;
+    }
+    const auto self = shared_from_this();
+    std::unique_ptr<HIDChannel> channel;
+    const platform::Status status = _entry->facts().hid->open(channel);
+    if (status != platform::Status::success || !channel) {
+        return status == platform::Status::success ? kIOReturnError : resultOf(status);
+    }
+    _channel = std::move(channel);
+    ++_generation;
+    _isGone = false;
+    watchChannel();
+    return kIOReturnSuccess;
+}
+
+IOReturn HidDevice::close()
+{
+    if (!_channel) {
+        return kIOReturnNotOpen;
+    }
+    closeChannel();
+    return kIOReturnSuccess;
+}
+
+void HidDevice::closeChannel()
+{
+    forgetChannel();
+    ++_generation;
+    _completions.clear();
+    _lastReports.clear();
+    _keepsReports = false;
+    // The last step, with nothing of ours half done: a pass or request in progress may hold the channel longer.
+    const auto channel = std::move(_channel);
+    _channel.reset();
+}
+
+void HidDevice::watchChannel()
+{
+    const int fd = descriptor();
+    if (_source) {
+        _source->watch(fd);
+    }
+    std::for_each(_queues.begin(), _queues.end(), [fd](HidQueue* queue) { queue->watch(fd); });
+}
+
+void HidDevice::forgetChannel()
+{
+    const int fd = descriptor();
+    if (_source) {
+        _source->forget(fd);
+    }
+    std::for_each(_queues.begin(), _queues.end(), [fd](HidQueue* queue) { queue->forget(fd); });
+}
+
+void HidDevice::signalSources()
+{
+    if (_source) {
+        _source->signal();
+    }
+    std::for_each(_queues.begin(), _queues.end(), [](HidQueue* queue) { queue->signal(); });
+}
+
+void HidDevice::add(HidQueue& queue)
+{
+    _queues.push_back(&queue);
+}
+
+void HidDevice::remove(HidQueue& queue)
+{
+    std::erase(_queues, &queue);
+}
+
+IOReturn HidDevice::forEachQueue(IOReturn (HidQueue::*operation)())
+{
+    IOReturn result = kIOReturnSuccess;
+    for (HidQueue* queue : _queues) {
+        const IOReturn one = (queue->*operation)();
+        result = result == kIOReturnSuccess ? one : result;
+    }
+    return result;
+}
+
+std::shared_ptr<const hid::ElementTree> HidDevice::elements()
+{
+    if (!_elements) {
+        _elements = _entry->elements();
+    }
+    return _elements;
+}
+
+// --- input -------------------------------------------------------------------------------------------------------
+
+/// One visit to the channel.
+struct HidDevice::Pass {
+    Pass(HidDevice& visited, HidQueue* servedQueue)
+        : device(visited), origin(servedQueue), channel(visited._channel), generation(visited._generation),
+          deliversInterrupts(visited.deliversInterruptsFor(servedQueue))
+    {
+    }
+    Pass(const Pass&) = delete;
+    Pass& operator=(const Pass&) = delete;
+
+    /// Comes back for what was fetched but not handed on: its descriptor does not tell of it any more. After an
+    /// exception too, which may also have passed over the queue's callout.
+    ~Pass()
+    {
+        if (!isOver && isCurrent() && (channel->hasFetchedReports() || (origin != nullptr && origin->isCalloutDue()))) {
+            device.signalSources();
+        }
+    }
+
+    bool isCurrent() const { return device._generation == generation; }
+
+    HidDevice& device;
+    HidQueue* const origin;
+    const std::shared_ptr<HIDChannel> channel;
+    const std::uint64_t generation;
+    const bool deliversInterrupts;
+    /// Nothing waits.
+    bool isOver = false;
+};
+
+void HidDevice::perform()
+{
+    // The run loop's call keeps the object.
+    deliverCompletions();
+    pump(nullptr);
+}
+
+void HidDevice::pump(HidQueue* origin)
+{
+    if (!_channel || _isGone) {
+        return;
+    }
+    Pass pass(*this, origin);
+    for (int taken = 0; taken < kReportsPerPass && pass.isCurrent(); ++taken) {
+        std::span<const std::uint8_t> report;
+        const HIDChannel::Next next = pass.channel->takeReport(report);
+        // Taking a report may run foreign code, which hears of the room that it makes.
+        if (!pass.isCurrent()) {
+            return;
+        }
+        if (next != HIDChannel::Next::report) {
+            pass.isOver = true;
+            if (next == HIDChannel::Next::gone) {
+                deviceLeft();
+            }
+            return;
+        }
+        deliver(report, pass);
+    }
+}
+
+bool HidDevice::deliversInterruptsFor(const HidQueue* origin) const
+{
+    // A queue's source serves the interrupt handler as well if the device's own source is there to be served.
+    return _interrupt.callback != nullptr && _source &&
+           (origin == nullptr ||
+            CFRunLoopContainsSource(CFRunLoopGetCurrent(), _source->source(), kCFRunLoopDefaultMode));
+}
+
+ReportView HidDevice::view(hid::ReportType type, std::uint32_t id, std::span<const std::uint8_t> bytes,
+                           bool isInput) const
+{
+    return {type, id, bytes, isInput};
+}
+
+void HidDevice::note(const ReportView& report, const HidQueue* origin)
+{
+    for (HidQueue* queue : _queues) {
+        if (queue->take(report) && queue != origin) {
+            queue->signal();
+        }
+    }
+    if (_keepsReports) {
+        _lastReports[{report.type, report.id}].assign(report.bytes.begin(), report.bytes.end());
+    }
+}
+
+void HidDevice::deliver(std::span<const std::uint8_t> bytes, const Pass& pass)
+{
+    if (!_queues.empty() || _keepsReports) {
+        const bool isNumbered = elements()->usesReportIDs;
+        const std::uint32_t id = isNumbered && !bytes.empty() ? bytes.front() : 0;
+        note(view(hid::ReportType::input, id, bytes, true), pass.origin);
+    }
+    if (pass.deliversInterrupts && _interrupt.callback != nullptr) {
+        deliverInterrupt(bytes);
+    }
+    // The queue may have been given up meanwhile; then it has no callout any more. Its source's call keeps it.
+    if (pass.origin != nullptr && pass.isCurrent()) {
+        pass.origin->callOut();
+    }
+}
+
+void HidDevice::deliverInterrupt(std::span<const std::uint8_t> bytes)
+{
+    const InterruptHandler handler = _interrupt;
+    const std::size_t size = std::min<std::size_t>(bytes.size(), handler.buffer != nullptr ? handler.size : 0);
+    if (size > 0) {
+        std::memcpy(handler.buffer, bytes.data(), size);
+    }
+    handler.callback(handler.target, kIOReturnSuccess, handler.refcon, &_deviceFace, static_cast<std::uint32_t>(size));
+}
+
+void HidDevice::deviceLeft()
+{
+    // Its descriptor stays readable for ever: out of the sets with it.
+    forgetChannel();
+    _isGone = true;
+    const RemovalHandler handler = std::exchange(_removal, {});
+    if (handler.callback != nullptr) {
+        handler.callback(handler.target, kIOReturnSuccess, handler.refcon, &_deviceFace);
+    }
+}
+
+// --- requests ----------------------------------------------------------------------------------------------------
+
+IOReturn HidDevice::requestState() const
+{
+    if (!_channel) {
+        return kIOReturnNotOpen;
+    }
+    return _isGone ? kIOReturnNotAttached : kIOReturnSuccess;
+}
+
+IOReturn HidDevice::finish(IOReturn result, std::uint32_t size, Completion completion)
+{
+    if (completion.callback == nullptr) {
+        return result;
+    }
+    if (_channel && _source) {
+        completion.result = result;
+        completion.size = size;
+        _completions.push_back(completion);
+        _source->signal();
+    }
+    return kIOReturnSuccess;
+}
+
+void HidDevice::deliverCompletions()
+{
+    // As many as there are now: a callback may ask for more. Each is out of the list before its call.
+    for (std::size_t left = _completions.size(); left > 0 && !_completions.empty(); --left) {
+        const Completion completion = _completions.front();
+        _completions.pop_front();
+        if (!_completions.empty()) {
+            _source->signal();
+        }
+        completion.callback(completion.target, completion.result, completion.refcon, &_deviceFace, completion.size);
+    }
+}
+
+IOReturn HidDevice::setReport(std::uint32_t type, std::uint32_t id, Bytes bytes, Completion completion)
+{
+    if (const IOReturn state = requestState(); state != kIOReturnSuccess) {
+        return state;
+    }
+    if (type >= kIOHIDReportTypeCount || (bytes.data() == nullptr && !bytes.empty())) {
+        return kIOReturnBadArgument;
+    }
+    if (completion.callback != nullptr && !_source) {
+        return kIOReturnUnsupported;
+    }
+    // Foreign code may run in the call: the owner of a virtual device.
+    const auto self = shared_from_this();
+    const auto channel = _channel;
+    const auto status = channel->setReport(static_cast<platform::ReportType>(type), id, bytes);
+    if (status == platform::Status::success && channel == _channel && !_queues.empty()) {
+        note(view(static_cast<hid::ReportType>(type), id, bytes, false), nullptr);
+    }
+    return finish(resultOf(status), static_cast<std::uint32_t>(bytes.size()), completion);
+}
+
+IOReturn HidDevice::getReport(std::uint32_t type, std::uint32_t id, Bytes buffer, std::uint32_t& size,
+                              Completion completion)
+{
+    if (const IOReturn state = requestState(); state != kIOReturnSuccess) {
+        return state;
+    }
+    if (type >= kIOHIDReportTypeCount || (buffer.data() == nullptr && !buffer.empty())) {
+        return kIOReturnBadArgument;
+    }
+    if (completion.callback != nullptr && !_source) {
+        return kIOReturnUnsupported;
+    }
+    const auto self = shared_from_this();
+    const auto channel = _channel;
+    std::size_t received = 0;
+    const auto status = channel->getReport(static_cast<platform::ReportType>(type), id, buffer, received);
+    if (status == platform::Status::success) {
+        received = std::min(received, buffer.size());
+        size = static_cast<std::uint32_t>(received);
+        if (channel == _channel && (!_queues.empty() || _keepsReports)) {
+            note(view(static_cast<hid::ReportType>(type), id, buffer.first(received), false), nullptr);
+        }
+    }
+    return finish(resultOf(status), static_cast<std::uint32_t>(received), completion);
+}
+
+const std::vector<std::uint8_t>* HidDevice::lastReport(hid::ReportType type, std::uint32_t id, bool isFresh)
+{
+    _keepsReports = true;
+    const auto known = _lastReports.find({type, id});
+    if (known != _lastReports.end() && !isFresh) {
+        return &known->second;
+    }
+    const std::uint32_t sizes[] = {elements()->maxInputReportSize, elements()->maxOutputReportSize,
+                                   elements()->maxFeatureReportSize};
+    std::vector<std::uint8_t> buffer(sizes[static_cast<std::size_t>(type)]);
+    std::uint32_t size = 0;
+    const IOReturn result = getReport(static_cast<std::uint32_t>(type), id, buffer, size, {});
+    const auto now = _lastReports.find({type, id});
+    return result == kIOReturnSuccess && now != _lastReports.end() ? &now->second : nullptr;
+}
+
+IOReturn HidDevice::elementValue(IOHIDElementCookie cookie, IOHIDEventStruct& event)
+{
+    if (const IOReturn state = requestState(); state != kIOReturnSuccess) {
+        return state;
+    }
+    const auto tree = elements();
+    const auto type = cookie < tree->elements.size() ? reportTypeOf(tree->elements[cookie]) : std::nullopt;
+    if (cookie == 0 || !type) {
+        return kIOReturnBadArgument;
+    }
+    const hid::Element& element = tree->elements[cookie];
+    const auto self = shared_from_this();
+    const auto* report = lastReport(*type, element.reportID, *type == hid::ReportType::feature);
+    ElementValue value;
+    if (element.role == hid::ElementRole::arraySelector) {
+        HidQueueElement selector(*tree, cookie);
+        auto taken = report != nullptr ? selector.take(view(*type, element.reportID, *report, false), true)
+                                       : std::optional<ElementValue>();
+        value = taken ? std::move(*taken) : ElementValue{};
+    } else {
+        value = readValue(element, report != nullptr ? *report : std::vector<std::uint8_t>());
+    }
+    event = {static_cast<IOHIDElementType>(element.type),
+             cookie,
+             value.value,
+             {0, 0},
+             value.longSize,
+             value.longValue.release()};
+    return kIOReturnSuccess;
+}
+
+} // namespace qrx::iokit

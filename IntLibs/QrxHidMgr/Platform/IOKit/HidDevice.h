@@ -1,0 +1,161 @@
+#pragma once
+
+#include "EventSource.h"
+#include "HidEntries.h"
+#include "HidQueueElement.h"
+#include "Provider/Provider.h"
+
+#include <IOKit/IOCFPlugIn.h>
+#include <IOKit/hid/IOHIDLib.h>
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <optional>
+#include <span>
+#include <utility>
+#include <vector>
+
+namespace qrx::iokit {
+
+class HidQueue;
+
+/// A program's access to one HID driver: the object behind IOCFPlugInInterface and IOHIDDeviceInterface122, two faces
+/// with one count.
+///
+/// Making it opens nothing; open() gets a channel of its own, so that any number of objects read the same device. On
+/// one thread, with its queues. Inside a callback everything may be done, the last release included: the object lives
+/// until the callback returns, and nothing is called after it.
+///
+/// Input reports are taken from the channel by whichever source of the device or its queues is served, and go straight
+/// on: into the queues, and into the buffer of the interrupt handler, without being kept. The interrupt handler is
+/// called where the device's own source is in the run loop. What the platform's form of it has and this has not:
+/// - exclusive opening (kIOHIDOptionsTypeSeizeDevice), setElementValue, queryElementValue, copyMatchingElements and the
+///   asynchronous port answer kIOReturnUnsupported, allocOutputTransaction gives null;
+/// - setReport and getReport with a callback do their work at once and call back from the device's source, which must
+///   exist (kIOReturnUnsupported otherwise); what has not been called back at a close is dropped;
+/// - getElementValue of an input element tells the last report since its first call, which asks the device for one; it
+///   asks for feature values each time.
+class HidDevice final : public EventSource::Client, public std::enable_shared_from_this<HidDevice> {
+public:
+    /// What the user holds a pointer to; the tables lead back to the object.
+    template <typename Table>
+    struct Face {
+        const Table* table;
+        HidDevice* device;
+    };
+    using PlugInFace = Face<IOCFPlugInInterface>;
+    using DeviceFace = Face<IOHIDDeviceInterface122>;
+
+    struct InterruptHandler {
+        void* buffer = nullptr;
+        std::uint32_t size = 0;
+        IOHIDReportCallbackFunction callback = nullptr;
+        void* target = nullptr;
+        void* refcon = nullptr;
+    };
+    struct RemovalHandler {
+        IOHIDCallbackFunction callback = nullptr;
+        void* target = nullptr;
+        void* refcon = nullptr;
+    };
+    /// An asynchronous request that is done; its callback waits for the source.
+    struct Completion {
+        IOHIDReportCallbackFunction callback = nullptr;
+        void* target = nullptr;
+        void* refcon = nullptr;
+        IOReturn result = kIOReturnSuccess;
+        std::uint32_t size = 0;
+    };
+    using Bytes = std::span<std::uint8_t>;
+
+    /// With one reference for the caller.
+    static IOCFPlugInInterface** create(std::shared_ptr<HidDriverEntry> entry);
+    static HidDevice& ofPlugIn(void* self) { return *static_cast<PlugInFace*>(self)->device; }
+    static HidDevice& ofDevice(void* self) { return *static_cast<DeviceFace*>(self)->device; }
+
+    explicit HidDevice(std::shared_ptr<HidDriverEntry> entry);
+    ~HidDevice();
+
+    // --- for the tables ---
+
+    /// The face of an interface ID with one more reference; null for an unknown one.
+    void* query(REFIID iid);
+    ULONG retain();
+    ULONG release();
+    IOReturn createSource(CFRunLoopSourceRef* source);
+    CFRunLoopSourceRef source() const { return _source ? _source->source() : nullptr; }
+    IOReturn open(IOOptionBits flags);
+    IOReturn close();
+    void setRemovalHandler(RemovalHandler handler) { _removal = handler; }
+    /// Stays over close and open, as the platform has it: whoever frees the buffer sets another or does not open again.
+    void setInterruptHandler(InterruptHandler handler) { _interrupt = handler; }
+    IOReturn setReport(std::uint32_t type, std::uint32_t id, Bytes bytes, Completion completion);
+    /// `size`: what came; unchanged on failure.
+    IOReturn getReport(std::uint32_t type, std::uint32_t id, Bytes buffer, std::uint32_t& size, Completion completion);
+    IOReturn elementValue(IOHIDElementCookie cookie, IOHIDEventStruct& event);
+    IOReturn forEachQueue(IOReturn (HidQueue::*operation)());
+
+    // --- for the queues ---
+
+    void add(HidQueue& queue);
+    void remove(HidQueue& queue);
+    bool isOpen() const { return _channel != nullptr; }
+    /// The device has left, and all that it had sent before has been taken.
+    bool isTerminated() const { return _isGone || (!isOpen() && !_entry->isActive()); }
+    /// Of the channel; -1 while there is none to watch.
+    int descriptor() const;
+    std::shared_ptr<const hid::ElementTree> elements();
+    /// Takes reports and hands them on, a bounded number. `origin`: the queue whose source is served; null for the
+    /// device's own.
+    void pump(HidQueue* origin);
+
+private:
+    struct Pass;
+    using ReportName = std::pair<hid::ReportType, std::uint32_t>;
+
+    void perform() override;
+    void deliverCompletions();
+    void deliver(std::span<const std::uint8_t> bytes, const Pass& pass);
+    void deliverInterrupt(std::span<const std::uint8_t> bytes);
+    void deviceLeft();
+    void retire();
+    void closeChannel();
+    void watchChannel();
+    void forgetChannel();
+    void signalSources();
+    bool deliversInterruptsFor(const HidQueue* origin) const;
+    /// Of a report of any type that has reached or left the device.
+    ReportView view(hid::ReportType type, std::uint32_t id, std::span<const std::uint8_t> bytes, bool isInput) const;
+    void note(const ReportView& report, const HidQueue* origin);
+    IOReturn requestState() const;
+    IOReturn finish(IOReturn result, std::uint32_t size, Completion completion);
+    /// The report as last seen; asks the device if there is none or `isFresh` is wanted. Null if it does not answer.
+    const std::vector<std::uint8_t>* lastReport(hid::ReportType type, std::uint32_t id, bool isFresh);
+
+    PlugInFace _plugInFace;
+    DeviceFace _deviceFace;
+    ULONG _count = 1;
+    /// Itself while `_count` is not 0.
+    std::shared_ptr<HidDevice> _held;
+    const std::shared_ptr<HidDriverEntry> _entry;
+    std::shared_ptr<const hid::ElementTree> _elements;
+
+    /// Shared with calls in progress: foreign code within them may close the device.
+    std::shared_ptr<platform::HIDChannel> _channel;
+    /// Goes up with every open and close: a pass that finds another number than it began with is over.
+    std::uint64_t _generation = 0;
+    bool _isGone = false;
+
+    std::unique_ptr<EventSource> _source;
+    std::vector<HidQueue*> _queues;
+    InterruptHandler _interrupt;
+    RemovalHandler _removal;
+    std::deque<Completion> _completions;
+    /// Reports are kept from the first question for an element's value on.
+    bool _keepsReports = false;
+    std::map<ReportName, std::vector<std::uint8_t>> _lastReports;
+};
+
+} // namespace qrx::iokit

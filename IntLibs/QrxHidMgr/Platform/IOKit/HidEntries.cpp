@@ -1,0 +1,116 @@
+#include "HidEntries.h"
+
+#include "HidProperties.h"
+#include "PropertyList.h"
+#include "Provider/Log.h"
+
+#include <IOKit/hid/IOHIDKeys.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <utility>
+
+namespace qrx::iokit {
+
+namespace {
+
+constexpr std::array<std::string_view, 4> kDriverClasses{"IOUSBHIDDriver", kIOHIDDeviceKey, "IOService",
+                                                         "IORegistryEntry"};
+constexpr std::array<std::string_view, 3> kClientClasses{"IOHIDInterface", "IOService", "IORegistryEntry"};
+
+/// Enough to see what is wrong; a hostile descriptor must not fill the log.
+constexpr std::size_t kDiagnosisLines = 8;
+
+std::string nameOf(const platform::DeviceFacts& device, const platform::InterfaceFacts& interface)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "device %04x:%04x", device.vendorID, device.productID);
+    return std::string(text) + (device.place.empty() ? "" : " at " + device.place) + ", interface " +
+           std::to_string(interface.number) + ": report descriptor";
+}
+
+void tellDiagnoses(const std::string& name, const hid::Descriptor& descriptor)
+{
+    std::size_t told = 0;
+    std::size_t untold = descriptor.unlistedDiagnoses;
+    for (const hid::Diagnosis& diagnosis : descriptor.diagnoses) {
+        if (told == kDiagnosisLines) {
+            ++untold;
+            continue;
+        }
+        const auto level = diagnosis.isError ? platform::LogLevel::error : platform::LogLevel::info;
+        if (platform::logs(level)) {
+            platform::log(level, name + ", byte " + std::to_string(diagnosis.offset) + ", " + diagnosis.item + ": " +
+                                     diagnosis.reason);
+            ++told;
+        }
+    }
+    if (untold > 0) {
+        platform::log(platform::LogLevel::error, name + ": " + std::to_string(untold) + " more faults");
+    }
+}
+
+} // namespace
+
+std::shared_ptr<HidDriverEntry> makeHidDriverEntry(std::shared_ptr<DeviceRecord> record, std::size_t interfaceIndex)
+{
+    const platform::InterfaceFacts& facts = record->facts.interfaces[interfaceIndex];
+    if (!facts.hid) {
+        return nullptr;
+    }
+    hid::Descriptor descriptor = hid::parseReportDescriptor(facts.reportDescriptor);
+    const hid::ElementTree tree = hid::buildElementTree(descriptor);
+    const std::string name = nameOf(record->facts, facts);
+    tellDiagnoses(name, descriptor);
+    if (!tree.hasFields) {
+        platform::log(platform::LogLevel::error, name + " declares no report: the interface is left out");
+        return nullptr;
+    }
+    return std::make_shared<HidDriverEntry>(std::move(record), interfaceIndex, tree);
+}
+
+HidDriverEntry::HidDriverEntry(std::shared_ptr<DeviceRecord> record, std::size_t interfaceIndex,
+                               const hid::ElementTree& tree)
+    : RegistryEntry(std::move(record), kDriverClasses), _index(interfaceIndex),
+      _dictionary(makeHidProperties(_record->facts, facts(), tree))
+{
+    _clients.push_back(std::make_shared<HidClientEntry>(_record));
+}
+
+CFRef<CFDictionaryRef> HidDriverEntry::makeProperties() const
+{
+    return _dictionary;
+}
+
+std::shared_ptr<const hid::ElementTree> HidDriverEntry::elements()
+{
+    const std::lock_guard guard(_elementsMutex);
+    std::shared_ptr<const hid::ElementTree> elements = _elements.lock();
+    if (!elements) {
+        hid::Descriptor descriptor = hid::parseReportDescriptor(facts().reportDescriptor);
+        elements = std::make_shared<const hid::ElementTree>(hid::buildElementTree(descriptor));
+        _elements = elements;
+    }
+    return elements;
+}
+
+HidClientEntry::HidClientEntry(std::shared_ptr<DeviceRecord> record) : RegistryEntry(std::move(record), kClientClasses)
+{
+}
+
+CFRef<CFDictionaryRef> HidClientEntry::makeProperties() const
+{
+    const platform::DeviceFacts& device = _record->facts;
+    PropertyList list;
+    list.text(CFSTR(kIOHIDTransportKey), "USB");
+    list.number(CFSTR(kIOHIDVendorIDKey), device.vendorID);
+    list.number(CFSTR(kIOHIDProductIDKey), device.productID);
+    list.number(CFSTR(kIOHIDVersionNumberKey), device.releaseNumber);
+    list.unsignedNumber(CFSTR(kIOHIDLocationIDKey), device.locationID);
+    return list.finish();
+}
+
+} // namespace qrx::iokit

@@ -1,0 +1,328 @@
+#include "HidQueue.h"
+
+#include "HidDevice.h"
+#include "HidTables.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+namespace qrx::iokit {
+
+namespace {
+
+std::uint64_t now()
+{
+    return static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch() /
+                                      std::chrono::nanoseconds(1));
+}
+
+bool isHandler(const HidQueueElement& element)
+{
+    return element.element().role == hid::ElementRole::reportHandler;
+}
+
+bool comesBefore(const HidQueueElement& first, const HidQueueElement& second)
+{
+    return std::pair(!isHandler(first), first.element().cookie) <
+           std::pair(!isHandler(second), second.element().cookie);
+}
+
+} // namespace
+
+IOHIDQueueInterface** HidQueue::create(HidDevice& device)
+{
+    const auto queue = std::make_shared<HidQueue>(device);
+    queue->_held = queue;
+    return reinterpret_cast<IOHIDQueueInterface**>(&queue->_face);
+}
+
+HidQueue::HidQueue(HidDevice& device) : _face{&kHidQueueTable, this}, _device(&device)
+{
+    device.add(*this);
+}
+
+HidQueue::~HidQueue()
+{
+    if (_device != nullptr) {
+        _device->remove(*this);
+    }
+}
+
+ULONG HidQueue::retain()
+{
+    return ++_count;
+}
+
+ULONG HidQueue::release()
+{
+    const ULONG left = --_count;
+    if (left == 0) {
+        // A callout in progress keeps the queue until it returns.
+        const auto held = std::move(_held);
+        retire();
+    }
+    return left;
+}
+
+void HidQueue::retire()
+{
+    if (_device != nullptr) {
+        _device->remove(*this);
+        _device = nullptr;
+    }
+    _callout = {};
+    _source.reset();
+    clear();
+}
+
+void HidQueue::deviceGone()
+{
+    _device = nullptr;
+    _source.reset();
+    _isCalloutDue = false;
+}
+
+void HidQueue::clear()
+{
+    _isCreated = _isStarted = _wasStarted = _isCalloutDue = false;
+    _elements.clear();
+    _events.clear();
+}
+
+IOReturn HidQueue::state() const
+{
+    if (_device == nullptr) {
+        return kIOReturnNoDevice;
+    }
+    if (!_isCreated) {
+        return kIOReturnError;
+    }
+    return _device->isTerminated() ? kIOReturnNotAttached : kIOReturnSuccess;
+}
+
+IOReturn HidQueue::createSource(CFRunLoopSourceRef* source)
+{
+    if (_device == nullptr) {
+        return kIOReturnNoDevice;
+    }
+    if (source == nullptr) {
+        return kIOReturnBadArgument;
+    }
+    if (!_source) {
+        _source = std::make_unique<EventSource>(weak_from_this());
+        _source->watch(_device->descriptor());
+        if (_isCalloutDue) {
+            _source->signal();
+        }
+    }
+    if (_source->source() == nullptr) {
+        _source.reset();
+        return kIOReturnNoResources;
+    }
+    CFRetain(_source->source());
+    *source = _source->source();
+    return kIOReturnSuccess;
+}
+
+IOReturn HidQueue::create(std::uint32_t flags, std::uint32_t depth)
+{
+    if (_device == nullptr) {
+        return kIOReturnNoDevice;
+    }
+    clear();
+    _isCreated = true;
+    _isEveryValueQueued = (flags & kIOHIDQueueOptionsTypeEnqueueAll) != 0;
+    _depth = std::max<std::size_t>(depth, 1);
+    return kIOReturnSuccess;
+}
+
+IOReturn HidQueue::dispose()
+{
+    if (const IOReturn result = state(); result != kIOReturnSuccess) {
+        return result;
+    }
+    clear();
+    return kIOReturnSuccess;
+}
+
+IOReturn HidQueue::addElement(IOHIDElementCookie cookie)
+{
+    if (const IOReturn result = state(); result != kIOReturnSuccess) {
+        return result;
+    }
+    const auto elements = _device->elements();
+    if (cookie == 0 || cookie >= elements->elements.size() || !reportTypeOf(elements->elements[cookie])) {
+        return kIOReturnBadArgument;
+    }
+    if (hasElement(cookie)) {
+        return kIOReturnNoMemory;
+    }
+    HidQueueElement element(*elements, cookie);
+    const auto place = std::upper_bound(_elements.begin(), _elements.end(), element, comesBefore);
+    _elements.insert(place, std::move(element));
+    return kIOReturnSuccess;
+}
+
+IOReturn HidQueue::removeElement(IOHIDElementCookie cookie)
+{
+    if (const IOReturn result = state(); result != kIOReturnSuccess) {
+        return result;
+    }
+    const auto removed =
+        std::erase_if(_elements, [cookie](const auto& element) { return element.element().cookie == cookie; });
+    return removed == 0 ? kIOReturnBadArgument : kIOReturnSuccess;
+}
+
+bool HidQueue::hasElement(IOHIDElementCookie cookie) const
+{
+    return std::any_of(_elements.begin(), _elements.end(),
+                       [cookie](const auto& element) { return element.element().cookie == cookie; });
+}
+
+IOReturn HidQueue::start()
+{
+    if (const IOReturn result = state(); result != kIOReturnSuccess) {
+        return result;
+    }
+    _events.clear();
+    std::for_each(_elements.begin(), _elements.end(), [](auto& element) { element.forget(); });
+    _isCalloutDue = false;
+    _isStarted = _wasStarted = true;
+    return kIOReturnSuccess;
+}
+
+IOReturn HidQueue::stop()
+{
+    if (const IOReturn result = state(); result != kIOReturnSuccess) {
+        return result;
+    }
+    if (!_device->isOpen()) {
+        return kIOReturnNotOpen;
+    }
+    _isStarted = false;
+    return kIOReturnSuccess;
+}
+
+IOReturn HidQueue::nextEvent(IOHIDEventStruct& event)
+{
+    if (const IOReturn result = state(); result != kIOReturnSuccess) {
+        return result;
+    }
+    if (!_device->isOpen()) {
+        return kIOReturnNotOpen;
+    }
+    if (!_wasStarted) {
+        return kIOReturnNoMemory;
+    }
+    if (_events.empty()) {
+        return kIOReturnUnderrun;
+    }
+    Event& next = _events.front();
+    event.type = next.type;
+    event.elementCookie = next.cookie;
+    event.value = next.value.value;
+    event.timestamp = {static_cast<UInt32>(next.timestamp), static_cast<UInt32>(next.timestamp >> 32)};
+    event.longValueSize = next.value.longSize;
+    event.longValue = next.value.longValue.release();
+    _events.pop_front();
+    return kIOReturnSuccess;
+}
+
+void HidQueue::setCallout(IOHIDCallbackFunction callback, void* target, void* refcon)
+{
+    _callout = {callback, target, refcon};
+    if (_isCalloutDue) {
+        signal();
+    }
+}
+
+void HidQueue::getCallout(IOHIDCallbackFunction* callback, void** target, void** refcon) const
+{
+    if (callback != nullptr) {
+        *callback = _callout.function;
+    }
+    if (target != nullptr) {
+        *target = _callout.target;
+    }
+    if (refcon != nullptr) {
+        *refcon = _callout.refcon;
+    }
+}
+
+void HidQueue::watch(int fd)
+{
+    if (_source) {
+        _source->watch(fd);
+    }
+}
+
+void HidQueue::forget(int fd)
+{
+    if (_source) {
+        _source->forget(fd);
+    }
+}
+
+void HidQueue::signal()
+{
+    if (_source) {
+        _source->signal();
+    }
+}
+
+bool HidQueue::take(const ReportView& report)
+{
+    const bool wasDue = _isCalloutDue;
+    if (!_isStarted) {
+        return false;
+    }
+    const std::uint64_t timestamp = now();
+    for (HidQueueElement& element : _elements) {
+        auto value = element.take(report, _isEveryValueQueued);
+        // A full queue drops what comes; what waits stays.
+        if (!value || _events.size() >= _depth) {
+            continue;
+        }
+        _isCalloutDue = _isCalloutDue || _events.empty();
+        _events.push_back({static_cast<IOHIDElementType>(element.element().type), element.element().cookie, timestamp,
+                           std::move(*value)});
+    }
+    return _isCalloutDue && !wasDue;
+}
+
+void HidQueue::callOut()
+{
+    if (!_isCalloutDue || _callout.function == nullptr || _events.empty()) {
+        return;
+    }
+    /// A callout that is left by an exception is called again for what it has not taken.
+    struct Retry {
+        HidQueue& queue;
+        bool isOver = false;
+        ~Retry()
+        {
+            if (!isOver && !queue._events.empty()) {
+                queue._isCalloutDue = true;
+                queue.signal();
+            }
+        }
+    };
+    _isCalloutDue = false;
+    Retry retry{*this};
+    const Callout callout = _callout;
+    callout.function(callout.target, kIOReturnSuccess, callout.refcon, &_face);
+    retry.isOver = true;
+}
+
+void HidQueue::perform()
+{
+    // The run loop's call keeps the queue; the device is kept here.
+    const auto device = _device != nullptr ? _device->shared_from_this() : nullptr;
+    callOut();
+    if (_device != nullptr && _device == device.get()) {
+        device->pump(this);
+    }
+}
+
+} // namespace qrx::iokit

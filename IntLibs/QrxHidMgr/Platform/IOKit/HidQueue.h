@@ -1,0 +1,108 @@
+#pragma once
+
+#include "EventSource.h"
+#include "HidQueueElement.h"
+
+#include <IOKit/hid/IOHIDLib.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <vector>
+
+namespace qrx::iokit {
+
+class HidDevice;
+
+/// A queue of value changes of one device: the object behind IOHIDQueueInterface.
+///
+/// It does not keep its device; when that goes, the queue answers NoDevice and stays silent. A queue that is given up
+/// within its own callout lives until the callout returns. On the device's thread.
+///
+/// Its event source fires for events that wait, and takes reports from the device itself: who uses queues needs no
+/// other source. createAsyncPort is not supported.
+class HidQueue final : public EventSource::Client, public std::enable_shared_from_this<HidQueue> {
+public:
+    /// What the queue's user holds a pointer to.
+    struct Face {
+        const IOHIDQueueInterface* table;
+        HidQueue* queue;
+    };
+
+    /// With one reference for the caller.
+    static IOHIDQueueInterface** create(HidDevice& device);
+    static HidQueue& of(void* self) { return *static_cast<Face*>(self)->queue; }
+
+    explicit HidQueue(HidDevice& device);
+    ~HidQueue();
+
+    // --- for the table ---
+
+    ULONG retain();
+    ULONG release();
+    IOReturn createSource(CFRunLoopSourceRef* source);
+    CFRunLoopSourceRef source() const { return _source ? _source->source() : nullptr; }
+    IOReturn create(std::uint32_t flags, std::uint32_t depth);
+    IOReturn dispose();
+    IOReturn addElement(IOHIDElementCookie cookie);
+    IOReturn removeElement(IOHIDElementCookie cookie);
+    bool hasElement(IOHIDElementCookie cookie) const;
+    IOReturn start();
+    IOReturn stop();
+    IOReturn nextEvent(IOHIDEventStruct& event);
+    void setCallout(IOHIDCallbackFunction callback, void* target, void* refcon);
+    void getCallout(IOHIDCallbackFunction* callback, void** target, void** refcon) const;
+
+    // --- for the device ---
+
+    void deviceGone();
+    void watch(int fd);
+    void forget(int fd);
+    void signal();
+    /// Queues what the report changes. True if the callout is due now and was not before.
+    bool take(const ReportView& report);
+    bool isCalloutDue() const { return _isCalloutDue; }
+    /// Calls back if that is due. Anything may happen during the call.
+    void callOut();
+
+private:
+    struct Event {
+        IOHIDElementType type;
+        IOHIDElementCookie cookie;
+        std::uint64_t timestamp;
+        ElementValue value;
+    };
+    struct Callout {
+        IOHIDCallbackFunction function = nullptr;
+        void* target = nullptr;
+        void* refcon = nullptr;
+    };
+
+    void perform() override;
+    void retire();
+    void clear();
+    /// NoDevice, kIOReturnError or NotAttached where nothing can be done.
+    IOReturn state() const;
+
+    Face _face;
+    ULONG _count = 1;
+    /// Itself while `_count` is not 0.
+    std::shared_ptr<HidQueue> _held;
+    HidDevice* _device;
+    std::unique_ptr<EventSource> _source;
+    Callout _callout;
+
+    bool _isCreated = false;
+    bool _isStarted = false;
+    bool _wasStarted = false;
+    bool _isEveryValueQueued = false;
+    std::size_t _depth = 0;
+    /// In the order of their cookies, handlers first: that of the events of one report.
+    std::vector<HidQueueElement> _elements;
+    std::deque<Event> _events;
+    /// An event has come into the empty queue and nobody has been told.
+    bool _isCalloutDue = false;
+};
+
+} // namespace qrx::iokit

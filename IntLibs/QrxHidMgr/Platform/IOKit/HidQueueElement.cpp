@@ -1,0 +1,173 @@
+#include "HidQueueElement.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+
+namespace qrx::iokit {
+
+namespace {
+
+constexpr std::uint32_t kBitsOfShortValue = 32;
+constexpr std::uint32_t kKeyboardPage = 7;
+constexpr std::uint32_t kErrorRollOver = 1;
+
+bool isSigned(const hid::Element& element)
+{
+    return element.role != hid::ElementRole::reportHandler && (element.min < 0 || element.max < 0);
+}
+
+std::size_t bytesOf(std::uint32_t bits)
+{
+    return (std::size_t{bits} + 7) / 8;
+}
+
+void copyBits(std::span<const std::uint8_t> report, std::size_t bitOffset, std::uint32_t bits, std::uint8_t* target)
+{
+    for (std::uint32_t done = 0; done < bits; done += 8) {
+        const std::uint32_t now = std::min(bits - done, std::uint32_t{8});
+        target[done / 8] = static_cast<std::uint8_t>(hid::extractValue(report, bitOffset + done, now, false));
+    }
+}
+
+} // namespace
+
+std::optional<hid::ReportType> reportTypeOf(const hid::Element& element)
+{
+    switch (element.type) {
+    case hid::ElementType::inputMisc:
+    case hid::ElementType::inputButton:
+        return hid::ReportType::input;
+    case hid::ElementType::output:
+        return hid::ReportType::output;
+    case hid::ElementType::feature:
+        return hid::ReportType::feature;
+    case hid::ElementType::collection:
+        break;
+    }
+    return std::nullopt;
+}
+
+ElementValue readValue(const hid::Element& element, std::span<const std::uint8_t> report)
+{
+    ElementValue value;
+    const std::uint32_t bits = element.sizeBits();
+    if (bits <= kBitsOfShortValue) {
+        value.value = hid::extractValue(report, element.bitOffset, bits, isSigned(element));
+        return value;
+    }
+    const std::size_t size = bytesOf(bits);
+    value.longValue.reset(std::calloc(size, 1));
+    if (!value.longValue) {
+        throw std::bad_alloc();
+    }
+    value.longSize = static_cast<std::uint32_t>(size);
+    auto* target = static_cast<std::uint8_t*>(value.longValue.get());
+    if (element.role == hid::ElementRole::reportHandler) {
+        std::memcpy(target, report.data(), std::min(size, report.size()));
+    } else {
+        copyBits(report, element.bitOffset, bits, target);
+    }
+    return value;
+}
+
+HidQueueElement::HidQueueElement(const hid::ElementTree& tree, std::uint32_t cookie)
+    : _element(tree.elements[cookie]), _type(reportTypeOf(_element).value_or(hid::ReportType::input))
+{
+    for (const std::uint32_t handler : tree.reportHandlers) {
+        const hid::Element& report = tree.elements[handler];
+        if (_type == hid::ReportType::input && report.reportID == _element.reportID) {
+            _declaredBytes = bytesOf(report.reportSize);
+        }
+    }
+    if (_element.role == hid::ElementRole::arraySelector) {
+        findArray(tree);
+    }
+}
+
+void HidQueueElement::findArray(const hid::ElementTree& tree)
+{
+    // The head comes before its slots, and they before the selectors, one for each usage in order.
+    std::size_t head = _element.cookie;
+    while (head > 0 && tree.elements[head].role != hid::ElementRole::arrayHead) {
+        --head;
+    }
+    std::size_t first = head;
+    while (first < tree.elements.size() && tree.elements[first].role != hid::ElementRole::arraySelector) {
+        ++first;
+    }
+    ArrayPlace place{tree.elements[head], 0, std::nullopt};
+    place.value = place.head.min + static_cast<std::int32_t>(_element.cookie - first);
+    for (std::size_t cookie = first;
+         cookie < tree.elements.size() && tree.elements[cookie].role == hid::ElementRole::arraySelector; ++cookie) {
+        if (tree.elements[cookie].usagePage == kKeyboardPage && tree.elements[cookie].usage == kErrorRollOver) {
+            place.rollOver = place.head.min + static_cast<std::int32_t>(cookie - first);
+        }
+    }
+    _array = std::move(place);
+}
+
+bool HidQueueElement::isSelected(std::span<const std::uint8_t> report, bool& isRolledOver) const
+{
+    const hid::Element& head = _array->head;
+    bool isThere = false;
+    isRolledOver = _array->rollOver.has_value();
+    for (std::uint32_t slot = 0; slot < head.reportCount; ++slot) {
+        const std::size_t offset = head.bitOffset + std::size_t{slot} * head.reportSize;
+        const std::int32_t value = hid::extractValue(report, offset, head.reportSize, isSigned(head));
+        isThere = isThere || value == _array->value;
+        isRolledOver = isRolledOver && value == *_array->rollOver;
+    }
+    return isThere;
+}
+
+std::optional<ElementValue> HidQueueElement::takeSelector(std::span<const std::uint8_t> report, bool isEveryValueQueued)
+{
+    bool isRolledOver = false;
+    ElementValue value;
+    value.value = isSelected(report, isRolledOver) ? 1 : 0;
+    if (isRolledOver && _element.usage != kErrorRollOver) {
+        // The keyboard cannot tell which keys are down: they stay as they were.
+        return std::nullopt;
+    }
+    if (!hasChanged(value) && !isEveryValueQueued) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+bool HidQueueElement::hasChanged(const ElementValue& value)
+{
+    const std::uint8_t* bytes = value.longValue ? static_cast<const std::uint8_t*>(value.longValue.get())
+                                                : reinterpret_cast<const std::uint8_t*>(&value.value);
+    const std::size_t size = value.longValue ? value.longSize : sizeof value.value;
+    _last.resize(size);
+    if (std::equal(_last.begin(), _last.end(), bytes)) {
+        return false;
+    }
+    _last.assign(bytes, bytes + size);
+    return true;
+}
+
+std::optional<ElementValue> HidQueueElement::take(const ReportView& report, bool isEveryValueQueued)
+{
+    if (report.type != _type || report.id != _element.reportID) {
+        return std::nullopt;
+    }
+    const bool isHandler = _element.role == hid::ElementRole::reportHandler;
+    if (report.isInput ? report.bytes.size() < _declaredBytes : isHandler) {
+        return std::nullopt;
+    }
+    if (_array) {
+        return takeSelector(report.bytes, isEveryValueQueued);
+    }
+    ElementValue value = readValue(_element, report.bytes);
+    const bool isRelative = (_element.flags & hid::kFieldRelative) != 0;
+    const bool isAlwaysQueued = isHandler || isRelative || isEveryValueQueued;
+    if (!isAlwaysQueued && !hasChanged(value)) {
+        return std::nullopt;
+    }
+    return value;
+}
+
+} // namespace qrx::iokit

@@ -1,0 +1,45 @@
+#include "HidDevice.h"
+#include "HidEntries.h"
+#include "Registry.h"
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <IOKit/IOCFPlugIn.h>
+#include <IOKit/hid/IOHIDLib.h>
+
+using namespace qrx::iokit;
+
+kern_return_t IOCreatePlugInInterfaceForService(io_service_t service, CFUUIDRef pluginType, CFUUIDRef interfaceType,
+                                                IOCFPlugInInterface*** interface, SInt32* score)
+{
+    if (pluginType == nullptr || interfaceType == nullptr || interface == nullptr || score == nullptr) {
+        return kIOReturnBadArgument;
+    }
+    const auto driver = Registry::instance().find<HidDriverEntry>(service);
+    // Constants of the same bytes are one object.
+    if (!driver || pluginType != kIOHIDDeviceUserClientTypeID) {
+        return kIOReturnUnsupported;
+    }
+    if (!driver->isActive()) {
+        return kIOReturnNoResources;
+    }
+    IOCFPlugInInterface** plugIn = HidDevice::create(driver);
+    void* face = nullptr;
+    const HRESULT result = (*plugIn)->QueryInterface(plugIn, CFUUIDGetUUIDBytes(interfaceType), &face);
+    (*plugIn)->Release(plugIn);
+    if (result != S_OK) {
+        return kIOReturnNoResources;
+    }
+    *interface = static_cast<IOCFPlugInInterface**>(face);
+    *score = 0;
+    return KERN_SUCCESS;
+}
+
+kern_return_t IODestroyPlugInInterface(IOCFPlugInInterface** interface)
+{
+    if (interface == nullptr || *interface == nullptr) {
+        return kIOReturnBadArgument;
+    }
+    const IOReturn result = (*interface)->Stop(interface);
+    (*interface)->Release(interface);
+    return result;
+}

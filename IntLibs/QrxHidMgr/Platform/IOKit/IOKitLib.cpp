@@ -1,0 +1,201 @@
+#include "CFRef.h"
+#include "Matching.h"
+#include "NotificationPort.h"
+#include "Registry.h"
+#include "RegistryIterator.h"
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <IOKit/IOKitLib.h>
+#include <IOKit/IOReturn.h>
+
+#include "CoreFoundation/CFDictionaryShape.h"
+
+#include <cstring>
+#include <memory>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+using namespace qrx::iokit;
+
+mach_port_t bootstrap_port = MACH_PORT_NULL;
+const mach_port_t kIOMasterPortDefault = MACH_PORT_NULL;
+
+namespace {
+
+io_iterator_t handOutIterator(RegistryEntry::List entries)
+{
+    return Registry::instance().handOut(std::make_shared<RegistryIterator>(std::move(entries)));
+}
+
+std::optional<Notification::Kind> kindOf(std::string_view type)
+{
+    if (type == kIOFirstMatchNotification || type == kIOMatchedNotification) {
+        return Notification::Kind::arrival;
+    }
+    if (type == kIOTerminatedNotification) {
+        return Notification::Kind::end;
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+kern_return_t IOMasterPort(mach_port_t, mach_port_t* masterPort)
+{
+    static const auto& port = *new std::shared_ptr<RegistryObject>(std::make_shared<MasterPort>());
+    if (masterPort == nullptr) {
+        return kIOReturnBadArgument;
+    }
+    *masterPort = Registry::instance().handOut(port);
+    return KERN_SUCCESS;
+}
+
+kern_return_t IOObjectRetain(io_object_t object)
+{
+    return object == IO_OBJECT_NULL ? KERN_SUCCESS : Registry::instance().retain(object);
+}
+
+kern_return_t IOObjectRelease(io_object_t object)
+{
+    return object == IO_OBJECT_NULL ? KERN_SUCCESS : Registry::instance().release(object);
+}
+
+boolean_t IOObjectConformsTo(io_object_t object, const io_name_t className)
+{
+    const auto found = Registry::instance().find<RegistryObject>(object);
+    return found && className != nullptr && found->conformsTo(className) ? 1 : 0;
+}
+
+boolean_t IOObjectIsEqualTo(io_object_t object, io_object_t other)
+{
+    return object == other ? 1 : 0;
+}
+
+io_object_t IOIteratorNext(io_iterator_t iterator)
+{
+    return Registry::instance().next(iterator);
+}
+
+void IOIteratorReset(io_iterator_t iterator)
+{
+    Registry::instance().reset(iterator);
+}
+
+boolean_t IOIteratorIsValid(io_iterator_t iterator)
+{
+    Registry& registry = Registry::instance();
+    return registry.find<RegistryIterator>(iterator) || registry.find<Notification>(iterator) ? 1 : 0;
+}
+
+CFMutableDictionaryRef IOServiceMatching(const char* name)
+{
+    if (name == nullptr) {
+        return nullptr;
+    }
+    const auto text =
+        CFRef<CFStringRef>::adopt(CFStringCreateWithCString(kCFAllocatorDefault, name, kCFStringEncodingUTF8));
+    if (!text) {
+        return nullptr;
+    }
+    CFMutableDictionaryRef matching = CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
+                                                                &kCFTypeDictionaryValueCallBacks);
+    CFDictionarySetValue(matching, CFSTR(kIOProviderClassKey), text.get());
+    return matching;
+}
+
+kern_return_t IOServiceGetMatchingServices(mach_port_t, CFDictionaryRef matching, io_iterator_t* existing)
+{
+    const auto consumed = CFRef<CFDictionaryRef>::adopt(matching);
+    if (matching == nullptr || existing == nullptr) {
+        return kIOReturnBadArgument;
+    }
+    Registry& registry = Registry::instance();
+    registry.providers().refresh();
+    RegistryEntry::List entries = registry.matching(Matching(matching));
+    *existing = entries.empty() ? IO_OBJECT_NULL : handOutIterator(std::move(entries));
+    return KERN_SUCCESS;
+}
+
+IONotificationPortRef IONotificationPortCreate(mach_port_t)
+{
+    return Registry::instance().createPort().get();
+}
+
+void IONotificationPortDestroy(IONotificationPortRef port)
+{
+    Registry& registry = Registry::instance();
+    const auto found = registry.findPort(port);
+    if (!found) {
+        return;
+    }
+    // Out of every run loop, which may be all that held it: the port's reference may be gone already.
+    if (CFRunLoopSourceRef source = found->source()) {
+        CFRunLoopSourceInvalidate(source);
+    }
+    if (CFRunLoopSourceRef source = found->source()) {
+        CFRelease(source);
+    }
+    registry.destroyPort(found);
+}
+
+CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef port)
+{
+    const auto found = Registry::instance().findPort(port);
+    return found ? found->source() : nullptr;
+}
+
+kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef port, const io_name_t type,
+                                               CFDictionaryRef matching, IOServiceMatchingCallback callback,
+                                               void* refcon, io_iterator_t* notification)
+{
+    const auto consumed = CFRef<CFDictionaryRef>::adopt(matching);
+    Registry& registry = Registry::instance();
+    const auto found = registry.findPort(port);
+    if (!found || type == nullptr || matching == nullptr || callback == nullptr || notification == nullptr) {
+        return kIOReturnBadArgument;
+    }
+    const auto kind = kindOf(type);
+    if (!kind) {
+        return kIOReturnUnsupported;
+    }
+    *notification =
+        registry.observe(std::make_shared<Notification>(*kind, Matching(matching), callback, refcon, found));
+    return KERN_SUCCESS;
+}
+
+kern_return_t IORegistryEntryGetChildIterator(io_registry_entry_t entry, const io_name_t plane, io_iterator_t* iterator)
+{
+    const auto found = Registry::instance().find<RegistryEntry>(entry);
+    if (!found || plane == nullptr || iterator == nullptr) {
+        return kIOReturnBadArgument;
+    }
+    if (std::strcmp(plane, kIOServicePlane) != 0) {
+        *iterator = IO_OBJECT_NULL;
+        return KERN_SUCCESS;
+    }
+    // The children of an ended device are detached.
+    *iterator = handOutIterator(found->isActive() ? found->children() : RegistryEntry::List{});
+    return KERN_SUCCESS;
+}
+
+kern_return_t IORegistryEntryCreateCFProperties(io_registry_entry_t entry, CFMutableDictionaryRef* properties,
+                                                CFAllocatorRef, IOOptionBits)
+{
+    const auto found = Registry::instance().find<RegistryEntry>(entry);
+    if (!found || properties == nullptr) {
+        return kIOReturnBadArgument;
+    }
+    *properties = CFDictionaryCreateMutableCopy(kCFAllocatorDefault, 0, found->properties());
+    return KERN_SUCCESS;
+}
+
+CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef key, CFAllocatorRef, IOOptionBits)
+{
+    const auto found = Registry::instance().find<RegistryEntry>(entry);
+    if (!found || key == nullptr) {
+        return nullptr;
+    }
+    const void* value = CFDictionaryGetValue(found->properties(), key);
+    return value == nullptr ? nullptr : CFRetain(value);
+}

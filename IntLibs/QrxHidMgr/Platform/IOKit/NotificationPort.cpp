@@ -1,0 +1,230 @@
+#include "NotificationPort.h"
+
+#include "Registry.h"
+
+#include <algorithm>
+#include <utility>
+
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+using qrx::iokit::CFRef;
+using qrx::iokit::OwnedFd;
+using qrx::iokit::Registry;
+using qrx::iokit::RegistryEntry;
+using qrx::iokit::registryLock;
+
+namespace {
+
+/// What the run loop source knows of its port: either may end first.
+struct Link {
+    std::weak_ptr<IONotificationPort> port;
+    int descriptor;
+};
+
+unsigned int portOfLink(void* info)
+{
+    return static_cast<unsigned int>(static_cast<Link*>(info)->descriptor);
+}
+
+void* performLink(void*, CFIndex, CFAllocatorRef, void* info)
+{
+    // The link may end within the call.
+    if (const auto port = static_cast<Link*>(info)->port.lock()) {
+        port->perform();
+    }
+    return nullptr;
+}
+
+/// The source ends: through its user, who never destroys the port, or through IONotificationPortDestroy.
+void releaseLink(const void* info)
+{
+    const std::unique_ptr<const Link> link(static_cast<const Link*>(info));
+    if (const auto port = link->port.lock()) {
+        Registry::instance().closePort(*port);
+    }
+}
+
+} // namespace
+
+IONotificationPort::IONotificationPort() : _event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+{
+    _set.watch(_event.get());
+}
+
+void IONotificationPort::makeSource()
+{
+    if (_set.descriptor() < 0 || _event.get() < 0) {
+        return;
+    }
+    auto link = std::make_unique<Link>(Link{weak_from_this(), _set.descriptor()});
+    CFRunLoopSourceContext1 context{};
+    context.version = 1;
+    context.info = link.get();
+    context.release = releaseLink;
+    context.getPort = portOfLink;
+    context.perform = performLink;
+    _source = CFRunLoopSourceCreate(kCFAllocatorDefault, 0, reinterpret_cast<CFRunLoopSourceContext*>(&context));
+    link.release();
+}
+
+void IONotificationPort::add(std::shared_ptr<Notification> notification)
+{
+    _notifications.push_back(std::move(notification));
+}
+
+void IONotificationPort::remove(const Notification& notification)
+{
+    const auto isIt = [&notification](const auto& other) { return other.get() == &notification; };
+    const auto place = std::find_if(_notifications.begin(), _notifications.end(), isIt);
+    if (place != _notifications.end()) {
+        _notifications.erase(place);
+    }
+}
+
+void IONotificationPort::arrive(const RegistryEntry::List& entries, std::uint64_t sequence)
+{
+    for (const auto& notification : _notifications) {
+        if (notification->kind != Notification::Kind::arrival) {
+            continue;
+        }
+        for (const auto& entry : entries) {
+            if (notification->matching.accepts(*entry)) {
+                notification->events.push_back({sequence, entry});
+            }
+        }
+    }
+    wakeIfDue();
+}
+
+void IONotificationPort::end(const std::shared_ptr<RegistryEntry>& entry, std::uint64_t sequence, bool isHeld,
+                             RegistryEntry::List& withdrawn)
+{
+    bool isWithdrawn = false;
+    bool wasToldBefore = false;
+    for (const auto& notification : _notifications) {
+        if (notification->kind != Notification::Kind::arrival || !notification->matching.accepts(*entry)) {
+            continue;
+        }
+        auto& events = notification->events;
+        const auto place =
+            std::find_if(events.begin(), events.end(), [&](const auto& it) { return it.entry == entry; });
+        if (place == events.end()) {
+            wasToldBefore = true;
+            continue;
+        }
+        withdrawn.push_back(std::move(place->entry));
+        events.erase(place);
+        isWithdrawn = true;
+    }
+    if (isWithdrawn && !wasToldBefore && !isHeld) {
+        return;
+    }
+    for (const auto& notification : _notifications) {
+        if (notification->kind == Notification::Kind::end && notification->matching.accepts(*entry)) {
+            notification->events.push_back({sequence, entry});
+        }
+    }
+    wakeIfDue();
+}
+
+std::shared_ptr<RegistryEntry> IONotificationPort::next(Notification& notification)
+{
+    auto& events = notification.events;
+    const auto precedes = [&](const auto& other) {
+        return other->isDue() && other->events.front().sequence < events.front().sequence;
+    };
+    if (events.empty() || std::any_of(_notifications.begin(), _notifications.end(), precedes)) {
+        notification.isArmed = true;
+        wakeIfDue();
+        return nullptr;
+    }
+    std::shared_ptr<RegistryEntry> entry = std::move(events.front().entry);
+    events.pop_front();
+    return entry;
+}
+
+std::shared_ptr<qrx::iokit::Notification> IONotificationPort::firstDue(std::uint64_t upTo) const
+{
+    std::shared_ptr<Notification> first;
+    for (const auto& notification : _notifications) {
+        if (notification->isDue() && notification->events.front().sequence <= upTo &&
+            (!first || notification->events.front().sequence < first->events.front().sequence)) {
+            first = notification;
+        }
+    }
+    return first;
+}
+
+void IONotificationPort::wakeIfDue()
+{
+    if (firstDue(UINT64_MAX)) {
+        const std::uint64_t one = 1;
+        [[maybe_unused]] const auto written = ::write(_event.get(), &one, sizeof one);
+    }
+}
+
+void IONotificationPort::forgetWake()
+{
+    std::uint64_t count = 0;
+    [[maybe_unused]] const auto taken = ::read(_event.get(), &count, sizeof count);
+}
+
+void IONotificationPort::perform()
+{
+    Registry& registry = Registry::instance();
+    registry.providers().handleEvents();
+
+    CFRef<CFRunLoopSourceRef> source;
+    std::uint64_t upTo = 0;
+    {
+        const std::lock_guard guard(registryLock());
+        forgetWake();
+        // What happens from here on comes later: other sources get their turn first.
+        upTo = registry.sequence();
+        source = CFRef<CFRunLoopSourceRef>::retain(_source);
+    }
+    /// However this ends, by an exception of a callback too: what is still due brings the run loop back.
+    struct Resumption {
+        IONotificationPort& port;
+        ~Resumption()
+        {
+            const std::lock_guard guard(registryLock());
+            port.wakeIfDue();
+        }
+    };
+    const Resumption resumption{*this};
+    // In a callback anything may happen: the iterators, the source and the port may be given up.
+    while (source && CFRunLoopSourceIsValid(source.get()) && callBackFirstDue(upTo)) {
+    }
+}
+
+bool IONotificationPort::callBackFirstDue(std::uint64_t upTo)
+{
+    std::shared_ptr<Notification> due;
+    io_iterator_t iterator = IO_OBJECT_NULL;
+    {
+        const std::lock_guard guard(registryLock());
+        due = firstDue(upTo);
+        if (!due) {
+            return false;
+        }
+        due->isArmed = false;
+        iterator = Registry::instance().handleOf(*due);
+    }
+    due->callback(due->refcon, iterator);
+    return true;
+}
+
+void IONotificationPort::close(std::vector<std::shared_ptr<Notification>>& dropped)
+{
+    _isClosed = true;
+    _source = nullptr;
+    dropped = std::exchange(_notifications, {});
+}
+
+void IONotificationPort::closeDescriptors()
+{
+    _event = OwnedFd();
+    _set.close();
+}

@@ -1,0 +1,79 @@
+#pragma once
+
+#include "EpollSet.h"
+#include "Notification.h"
+#include "OwnedFd.h"
+#include "RegistryEntry.h"
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <IOKit/IOKitLib.h>
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+/// What notifications are delivered through: a run loop source over an event descriptor of its own and the providers'
+/// descriptors.
+///
+/// Its user may never destroy it, and may release the source that it only borrowed. Therefore the registry keeps every
+/// port until IONotificationPortDestroy, and the port looks at its source only as long as that lives: the end of the
+/// source closes the port's descriptors, and what happens afterwards is dropped. State is under the registry's lock
+/// unless said otherwise.
+struct IONotificationPort : std::enable_shared_from_this<IONotificationPort> {
+public:
+    using Notification = qrx::iokit::Notification;
+
+    IONotificationPort();
+    IONotificationPort(const IONotificationPort&) = delete;
+    IONotificationPort& operator=(const IONotificationPort&) = delete;
+    ~IONotificationPort() = default;
+
+    /// Makes the source, of which the port's user owns the one reference from then on; once, right after the port.
+    void makeSource();
+    /// Null when the source has ended or could not be made.
+    CFRunLoopSourceRef source() const { return _source; }
+
+    bool isClosed() const { return _isClosed; }
+    bool isObserving() const { return !_isClosed && !_notifications.empty(); }
+    /// Not under the lock: the set has its own order of use, see ProviderSet.
+    qrx::iokit::EpollSet& set() { return _set; }
+
+    void add(std::shared_ptr<Notification> notification);
+    void remove(const Notification& notification);
+
+    /// `entries`: of one device, in plane order.
+    void arrive(const qrx::iokit::RegistryEntry::List& entries, std::uint64_t sequence);
+    /// The end of one entry. If its arrival is still waiting everywhere in this port, both are forgotten, unless the
+    /// entry `isHeld`: then its holder must hear of the end.
+    void end(const std::shared_ptr<qrx::iokit::RegistryEntry>& entry, std::uint64_t sequence, bool isHeld,
+             std::vector<std::shared_ptr<qrx::iokit::RegistryEntry>>& withdrawn);
+
+    /// The notification's next entry; null (and it is armed) when there is none, or when another notification's
+    /// callback is due for something that happened before it.
+    std::shared_ptr<qrx::iokit::RegistryEntry> next(Notification& notification);
+
+    /// The run loop's call: looks for news and calls back what is due, in order. Without the lock.
+    void perform();
+
+    /// Nothing is delivered any more. `dropped` is for the caller to destroy without the lock.
+    void close(std::vector<std::shared_ptr<Notification>>& dropped);
+    /// The last step, when the providers no longer know the port's set.
+    void closeDescriptors();
+
+private:
+    /// The notification whose callback is due for the earliest event, up to that place in the order.
+    std::shared_ptr<Notification> firstDue(std::uint64_t upTo) const;
+    /// False if no callback is due. Without the lock.
+    bool callBackFirstDue(std::uint64_t upTo);
+    /// Wakes the run loop if something is due.
+    void wakeIfDue();
+    void forgetWake();
+
+    qrx::iokit::EpollSet _set;
+    qrx::iokit::OwnedFd _event;
+    /// A weak link: the one reference may be released by the user, who only borrowed it. Cleared when the source ends.
+    CFRunLoopSourceRef _source = nullptr;
+    bool _isClosed = false;
+    std::vector<std::shared_ptr<Notification>> _notifications;
+};

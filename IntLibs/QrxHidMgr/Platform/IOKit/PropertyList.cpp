@@ -1,0 +1,90 @@
+#include "PropertyList.h"
+
+#include "CoreFoundation/CFDictionaryShape.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace qrx::iokit {
+
+namespace {
+
+/// More than any entry has.
+constexpr std::size_t kUsualProperties = 32;
+
+} // namespace
+
+PropertyList::PropertyList()
+{
+    _keys.reserve(kUsualProperties);
+    _values.reserve(kUsualProperties);
+}
+
+void PropertyList::object(CFStringRef key, CFRef<CFTypeRef> value)
+{
+    if (value) {
+        _keys.push_back(key);
+        _values.push_back(std::move(value));
+    }
+}
+
+void PropertyList::number(CFStringRef key, std::int32_t value)
+{
+    object(key, makeNumber(value));
+}
+
+void PropertyList::unsignedNumber(CFStringRef key, std::uint32_t value)
+{
+    object(key, makeNumber(static_cast<std::int32_t>(value)));
+}
+
+void PropertyList::longNumber(CFStringRef key, std::int64_t value)
+{
+    object(key, CFRef<CFTypeRef>::adopt(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt64Type, &value)));
+}
+
+void PropertyList::text(CFStringRef key, const std::optional<std::string>& value)
+{
+    if (value) {
+        object(key, asObject(makeText(*value)));
+    }
+}
+
+CFRef<CFDictionaryRef> PropertyList::finish()
+{
+    std::vector<CFTypeRef> values;
+    values.reserve(_values.size());
+    for (auto& value : _values) {
+        values.push_back(value.leave());
+    }
+    return CFRef<CFDictionaryRef>::adopt(cf::createShapedDictionary(cf::makeShape(_keys), values));
+}
+
+CFRef<CFTypeRef> makeNumber(std::int32_t value)
+{
+    return CFRef<CFTypeRef>::adopt(CFNumberCreate(kCFAllocatorDefault, kCFNumberSInt32Type, &value));
+}
+
+CFRef<CFStringRef> makeText(const std::string& text)
+{
+    const auto length = static_cast<CFIndex>(std::min(text.find('\0'), text.size()));
+    const auto* bytes = reinterpret_cast<const UInt8*>(text.data());
+    auto* string = CFStringCreateWithBytes(kCFAllocatorDefault, bytes, length, kCFStringEncodingUTF8, false);
+    if (string == nullptr) {
+        string = CFStringCreateWithBytes(kCFAllocatorDefault, bytes, length, kCFStringEncodingMacRoman, false);
+    }
+    return CFRef<CFStringRef>::adopt(string);
+}
+
+CFRef<CFArrayRef> makeArray(const std::vector<CFRef<CFTypeRef>>& values)
+{
+    std::vector<const void*> items;
+    items.reserve(values.size());
+    for (const auto& value : values) {
+        items.push_back(value.get());
+    }
+    return CFRef<CFArrayRef>::adopt(
+        CFArrayCreate(kCFAllocatorDefault, items.data(), static_cast<CFIndex>(items.size()), &kCFTypeArrayCallBacks));
+}
+
+} // namespace qrx::iokit

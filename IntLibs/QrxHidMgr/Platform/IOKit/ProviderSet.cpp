@@ -1,0 +1,109 @@
+#include "ProviderSet.h"
+
+#include "EpollSet.h"
+
+#include <algorithm>
+
+#include <poll.h>
+
+namespace qrx::iokit {
+
+void ProviderSet::makeOnce()
+{
+    if (!_isMade) {
+        _providers = platform::makeProviders();
+        _isMade = true;
+    }
+}
+
+void ProviderSet::refresh()
+{
+    const std::lock_guard guard(_mutex);
+    if (!_isEnabled) {
+        return;
+    }
+    makeOnce();
+    for (const auto& provider : _providers) {
+        provider->refresh(_sink);
+    }
+}
+
+void ProviderSet::updateWatcher(EpollSet& set, const std::function<bool()>& isWanted)
+{
+    const std::lock_guard guard(_mutex);
+    const auto place = std::find(_watchers.begin(), _watchers.end(), &set);
+    const bool isThere = place != _watchers.end();
+    const bool isDue = isWanted();
+    if (isDue && !isThere) {
+        _watchers.push_back(&set);
+        if (_isEnabled && !_isWatching) {
+            startWatching();
+        } else {
+            std::for_each(_descriptors.begin(), _descriptors.end(), [&set](int fd) { set.watch(fd); });
+        }
+    } else if (!isDue && isThere) {
+        _watchers.erase(place);
+        std::for_each(_descriptors.begin(), _descriptors.end(), [&set](int fd) { set.forget(fd); });
+        if (_watchers.empty() && _isWatching) {
+            stopWatching();
+        }
+    }
+}
+
+void ProviderSet::startWatching()
+{
+    makeOnce();
+    _isWatching = true;
+    for (const auto& provider : _providers) {
+        const int fd = provider->startWatching(_sink);
+        _descriptors.push_back(fd);
+        for (EpollSet* watcher : _watchers) {
+            watcher->watch(fd);
+        }
+    }
+}
+
+void ProviderSet::stopWatching()
+{
+    // Out of the sets first: the descriptors are the providers', and a closed number may come back as another file.
+    const std::vector<int> descriptors = std::move(_descriptors);
+    _descriptors.clear();
+    _isWatching = false;
+    for (const int fd : descriptors) {
+        for (EpollSet* watcher : _watchers) {
+            watcher->forget(fd);
+        }
+    }
+    // One that threw at the start of watching, and those after it, were never started.
+    for (std::size_t index = 0; index < descriptors.size(); ++index) {
+        _providers[index]->stopWatching();
+    }
+}
+
+void ProviderSet::handleEvents()
+{
+    const std::lock_guard guard(_mutex);
+    for (std::size_t index = 0; index < _descriptors.size(); ++index) {
+        pollfd state{_descriptors[index], POLLIN, 0};
+        if (state.fd >= 0 && ::poll(&state, 1, 0) > 0) {
+            _providers[index]->handleEvents(_sink);
+        }
+    }
+}
+
+void ProviderSet::setEnabled(bool enabled)
+{
+    const std::lock_guard guard(_mutex);
+    if (_isEnabled == enabled) {
+        return;
+    }
+    _isEnabled = enabled;
+    if (!enabled && _isWatching) {
+        stopWatching();
+    } else if (enabled && !_watchers.empty()) {
+        startWatching();
+        std::for_each(_providers.begin(), _providers.end(), [this](const auto& it) { it->refresh(_sink); });
+    }
+}
+
+} // namespace qrx::iokit

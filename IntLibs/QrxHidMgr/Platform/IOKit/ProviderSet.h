@@ -1,0 +1,51 @@
+#pragma once
+
+#include "Provider/Provider.h"
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace qrx::iokit {
+
+class EpollSet;
+
+/// The process's providers, and who watches them.
+///
+/// Provider calls are serialised by a lock of its own, which is taken before the registry's and never after it: the
+/// providers publish from within. From any thread.
+class ProviderSet {
+public:
+    explicit ProviderSet(platform::RegistrySink& sink) : _sink(sink) {}
+
+    /// Lets every provider show what is there now.
+    void refresh();
+
+    /// Adds the providers' descriptors to the watcher's set, or takes them out, as `isWanted` tells; it is asked with
+    /// the lock held, so that of two threads that change their mind the last one counts. The first watcher starts the
+    /// providers' watching, the last one ends it.
+    void updateWatcher(EpollSet& set, const std::function<bool()>& isWanted);
+
+    /// Lets the providers whose descriptors are readable look at their events.
+    void handleEvents();
+
+    void setEnabled(bool enabled);
+
+private:
+    void makeOnce();
+    void startWatching();
+    void stopWatching();
+
+    platform::RegistrySink& _sink;
+    std::mutex _mutex;
+    bool _isMade = false;
+    bool _isEnabled = true;
+    bool _isWatching = false;
+    std::vector<std::unique_ptr<platform::Provider>> _providers;
+    /// While watching: one for each provider, -1 where there is none.
+    std::vector<int> _descriptors;
+    std::vector<EpollSet*> _watchers;
+};
+
+} // namespace qrx::iokit

@@ -1,0 +1,96 @@
+#pragma once
+
+#include "HandleTable.h"
+#include "Matching.h"
+#include "Notification.h"
+#include "Provider/Provider.h"
+#include "ProviderSet.h"
+#include "RegistryEntry.h"
+
+#include <IOKit/IOKitLib.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace qrx::iokit {
+
+class UsbDeviceEntry;
+
+/// Guards the registry's state: devices, handles, notifications. Never held while code of others runs, be it a
+/// callback, a provider or the end of something that a provider owns. What makes properties and elements may run under
+/// it; that takes no lock of ours.
+std::mutex& registryLock();
+
+/// The process's registry. Devices come from providers; entries leave as handles. From any thread; it lives until the
+/// process ends.
+class Registry final : public platform::RegistrySink {
+public:
+    static Registry& instance();
+
+    platform::DeviceKey publish(platform::DeviceFacts device) override;
+    void terminate(platform::DeviceKey device) override;
+
+    ProviderSet& providers() { return _providers; }
+
+    // --- handles ---
+
+    io_object_t handOut(const std::shared_ptr<RegistryObject>& object);
+    /// Null for an unknown handle or an object of another kind.
+    template <typename T>
+    std::shared_ptr<T> find(io_object_t handle)
+    {
+        return std::dynamic_pointer_cast<T>(findObject(handle));
+    }
+    kern_return_t retain(io_object_t handle);
+    kern_return_t release(io_object_t handle);
+    /// The next entry of an iterator of any kind, with a reference for the caller; 0 at the end.
+    io_object_t next(io_iterator_t iterator);
+    void reset(io_iterator_t iterator);
+    /// Handles that somebody holds.
+    std::size_t heldHandles();
+
+    // --- enumeration and observation ---
+
+    /// What matches now, in the order of arrival, each device followed by what is below it.
+    RegistryEntry::List matching(const Matching& matching);
+
+    std::shared_ptr<IONotificationPort> createPort();
+    /// Null if it is none of ours or was destroyed.
+    std::shared_ptr<IONotificationPort> findPort(IONotificationPortRef port);
+    /// From now on nothing is delivered; also for a port whose source has ended.
+    void closePort(IONotificationPort& port);
+    void destroyPort(const std::shared_ptr<IONotificationPort>& port);
+    /// Lists what the notification's kind lists at the start; the caller owns the iterator's one reference.
+    io_iterator_t observe(const std::shared_ptr<Notification>& notification);
+
+    // --- with the lock held ---
+
+    /// Of the last arrival or end.
+    std::uint64_t sequence() const { return _sequence; }
+    /// Without a new reference; 0 if nobody holds a handle.
+    io_object_t handleOf(const RegistryObject& object) const { return _handles.handleOf(object); }
+
+private:
+    Registry() : _providers(*this) {}
+
+    std::shared_ptr<RegistryObject> findObject(io_object_t handle);
+    void updateWatcher(IONotificationPort& port);
+    void listPresent(Notification& notification);
+    void listEnded(Notification& notification);
+
+    ProviderSet _providers;
+    HandleTable _handles;
+    /// By key, that is in the order of arrival.
+    std::map<platform::DeviceKey, std::shared_ptr<UsbDeviceEntry>> _devices;
+    platform::DeviceKey _lastKey = 0;
+    std::uint64_t _sequence = 0;
+    /// Ports whose user does not destroy them stay here for good: some hundred bytes each, and no leak.
+    std::vector<std::shared_ptr<IONotificationPort>> _ports;
+    /// Some notification looks below the USB interfaces.
+    bool _reachesHid = false;
+};
+
+} // namespace qrx::iokit

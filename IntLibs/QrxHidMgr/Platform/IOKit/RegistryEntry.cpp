@@ -1,0 +1,31 @@
+#include "RegistryEntry.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+namespace qrx::iokit {
+
+DeviceRecord::DeviceRecord(platform::DeviceFacts device)
+    : facts(std::move(device)), attachTime(static_cast<std::uint64_t>(
+                                    std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds(1)))
+{
+}
+
+RegistryEntry::RegistryEntry(std::shared_ptr<DeviceRecord> record, std::span<const std::string_view> classes)
+    : _record(std::move(record)), _classes(classes)
+{
+}
+
+bool RegistryEntry::conformsTo(std::string_view className) const
+{
+    return std::find(_classes.begin(), _classes.end(), className) != _classes.end();
+}
+
+CFDictionaryRef RegistryEntry::properties()
+{
+    std::call_once(_propertiesMade, [this] { _properties = makeProperties(); });
+    return _properties.get();
+}
+
+} // namespace qrx::iokit

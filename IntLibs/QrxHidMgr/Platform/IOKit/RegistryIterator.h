@@ -1,0 +1,36 @@
+#pragma once
+
+#include "RegistryEntry.h"
+#include "RegistryObject.h"
+
+#include <cstddef>
+#include <utility>
+
+namespace qrx::iokit {
+
+/// Runs over a private list of entries. Under the registry's lock.
+class RegistryIterator final : public RegistryObject {
+public:
+    explicit RegistryIterator(RegistryEntry::List entries) : _entries(std::move(entries)) {}
+
+    /// The next entry that has not ended since the list was made: nobody would ever be told of its end. Null at the
+    /// end.
+    std::shared_ptr<RegistryEntry> next()
+    {
+        while (_position < _entries.size()) {
+            const auto& entry = _entries[_position++];
+            if (entry->isActive()) {
+                return entry;
+            }
+        }
+        return nullptr;
+    }
+
+    void reset() { _position = 0; }
+
+private:
+    const RegistryEntry::List _entries;
+    std::size_t _position = 0;
+};
+
+} // namespace qrx::iokit

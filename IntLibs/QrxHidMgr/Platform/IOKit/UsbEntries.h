@@ -1,0 +1,45 @@
+#pragma once
+
+#include "RegistryEntry.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <mutex>
+
+namespace qrx::iokit {
+
+/// A USB device: the root of its entries. Its children are its interfaces, by number.
+class UsbDeviceEntry final : public RegistryEntry {
+public:
+    explicit UsbDeviceEntry(platform::DeviceFacts facts);
+
+    const List& children() override { return _interfaces; }
+
+    /// This entry, those below it, in plane pre-order. What is below the interfaces is made only if `withHid`.
+    void collect(List& entries, bool withHid);
+
+private:
+    explicit UsbDeviceEntry(std::shared_ptr<DeviceRecord> record);
+    CFRef<CFDictionaryRef> makeProperties() const override;
+
+    List _interfaces;
+};
+
+/// A USB interface. Its child is the HID driver, where one is bound and its report descriptor declares anything.
+class UsbInterfaceEntry final : public RegistryEntry {
+public:
+    UsbInterfaceEntry(std::shared_ptr<DeviceRecord> record, std::size_t index);
+
+    /// Reads the report descriptor at the first call; its faults are told on standard error then.
+    const List& children() override;
+
+private:
+    CFRef<CFDictionaryRef> makeProperties() const override;
+    const platform::InterfaceFacts& facts() const { return _record->facts.interfaces[_index]; }
+
+    const std::size_t _index;
+    std::once_flag _driverMade;
+    List _drivers;
+};
+
+} // namespace qrx::iokit
