@@ -24,6 +24,13 @@ struct __CFArray : Object {
     const void** inlineValues() { return reinterpret_cast<const void**>(this + 1); }
     std::span<const void* const> values() const { return {_values, _count}; }
     void append(const void* value);
+    /// Ends the process if an array of objects is given something else.
+    void requireValue(const void* value, const char* function) const
+    {
+        if (_callBacks.holdsObjects()) {
+            typeOf(value, function);
+        }
+    }
 
     const CallBacks<CFArrayCallBacks> _callBacks;
     const void** _values = nullptr;
@@ -58,6 +65,9 @@ bool equalArrays(CFTypeRef first, CFTypeRef second)
 {
     const auto& a = checked<__CFArray>(first, "CFEqual");
     const auto& b = checked<__CFArray>(second, "CFEqual");
+    if (a._callBacks.holdsObjects() != b._callBacks.holdsObjects()) {
+        return false;
+    }
     return std::equal(a.values().begin(), a.values().end(), b.values().begin(), b.values().end(),
                       [&a](const void* left, const void* right) { return a._callBacks.equal(left, right); });
 }
@@ -97,6 +107,7 @@ CFArrayRef CFArrayCreate(CFAllocatorRef, const void** values, CFIndex count, con
     auto* array = create<__CFArray>(size * sizeof(const void*), kMortal, callBacks);
     array->_values = array->inlineValues();
     for (std::size_t index = 0; index < size; ++index) {
+        array->requireValue(values[index], "CFArrayCreate");
         array->_values[index] = array->_callBacks.retain(values[index]);
     }
     array->_count = size;
@@ -114,9 +125,7 @@ void CFArrayAppendValue(CFMutableArrayRef array, const void* value)
     if (!target.has(__CFArray::kMutable)) {
         fail("CFArrayAppendValue", "the array is immutable");
     }
-    if (target._callBacks.holdsObjects()) {
-        typeOf(value, "CFArrayAppendValue");
-    }
+    target.requireValue(value, "CFArrayAppendValue");
     target.append(value);
 }
 

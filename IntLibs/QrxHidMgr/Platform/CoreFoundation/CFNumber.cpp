@@ -2,7 +2,8 @@
 /// pointer itself:
 ///
 ///     bits 63..4  the value, signed (60 bits)
-///     bits 3..1   the type minus 1: 0 SInt8, 1 SInt16, 2 SInt32, 3 SInt64
+///     bit  3      0
+///     bits 2..1   the type minus 1: 0 SInt8, 1 SInt16, 2 SInt32, 3 SInt64
 ///     bit  0      1
 ///
 /// What does not fit, and every real number, is an object on the heap. Reals are kept as a double; a float is exact
@@ -34,7 +35,7 @@ struct __CFNumber : Object {
 namespace {
 
 constexpr int kTagBits = 4;
-constexpr std::uintptr_t kTypeMask = 7;
+constexpr std::uintptr_t kTypeMask = 3;
 constexpr double kTwoTo63 = 9223372036854775808.0;
 
 struct NumberContent {
@@ -94,7 +95,7 @@ CFNumberRef makeInteger(CFNumberType type, std::int64_t value)
     if (static_cast<std::intptr_t>(shifted) >> kTagBits != value) {
         return create<__CFNumber>(0, type, value);
     }
-    const auto tag = static_cast<std::uintptr_t>(type - kCFNumberSInt8Type) << 1 | 1u;
+    const auto tag = static_cast<std::uintptr_t>(type - kCFNumberSInt8Type) << 1 | kTag;
     return reinterpret_cast<CFNumberRef>(shifted | tag);
 }
 
@@ -114,7 +115,8 @@ void storeAs(T value, void* target)
     }
 }
 
-/// Cuts to the low bits. A narrow unsigned value (200 asked for in 8 bits) counts as exact; 32 bits do not.
+/// Cuts to the low bits.
+// Deliberate: a small unsigned value (200 asked for in 8 bits, read as -56) counts as exact, in 32 bits it does not.
 template <class T>
 bool storeInteger(std::int64_t value, void* target)
 {

@@ -4,6 +4,8 @@
 /// Waking costs a write to an event descriptor only if the loop's thread may be waiting, or somebody else waits for the
 /// loop's descriptor. A callback that wakes or signals in its own loop only leaves a note, which the next pass sees;
 /// what is left when the outermost run returns makes the descriptor readable then.
+///
+/// A mode without sources is empty on every thread, the main thread included: a run in it returns at once.
 
 #include "CFRunLoop.h"
 
@@ -109,7 +111,7 @@ bool __CFRunLoop::attach(CFRunLoopSourceRef source, CFStringRef modeName)
     CFRetain(source);
     source->_memberships.push_back({this, mode, mode->add(source)});
     if (mode->hasSignalled()) {
-        wake();
+        wakeIfWaiting();
     }
     return true;
 }
@@ -119,7 +121,7 @@ Reference<CFRunLoopSourceRef> __CFRunLoop::detach(__CFRunLoopSource& source, Run
     mode.remove(source, source.membershipIn(mode)->slot);
     std::erase_if(source._memberships, [&mode](const auto& membership) { return membership.mode == &mode; });
     if (mode.empty() && _innermost != nullptr) {
-        wake(); // a run that waits for nothing is over
+        wakeIfWaiting(); // a run that waits for nothing is over
     }
     return Reference<CFRunLoopSourceRef>::adopting(&source);
 }
@@ -158,11 +160,19 @@ bool __CFRunLoop::takeWake()
     return std::exchange(_woken, false);
 }
 
+void __CFRunLoop::wakeIfWaiting()
+{
+    if (!isRunningHere()) {
+        wake();
+    }
+}
+
 void __CFRunLoop::stop()
 {
+    // Deliberate: a stop of a loop that does not run is forgotten, not kept for its next run.
     if (_innermost != nullptr) {
         _innermost->_stopped = true;
-        wake();
+        wakeIfWaiting();
     }
 }
 
@@ -238,6 +248,7 @@ SInt32 __CFRunLoop::run(CFStringRef modeName, const Deadline& deadline, bool ret
         if (handled && returnAfterSourceHandled) {
             return kCFRunLoopRunHandledSource;
         }
+        // Deliberate: a single look (seconds 0) that fires something is over by time all the same.
         if (deadline.passed()) {
             return kCFRunLoopRunTimedOut;
         }
@@ -257,9 +268,10 @@ void __CFRunLoop::end()
     _ended = true;
     for (const auto& mode : _modes) {
         while (CFRunLoopSourceRef source = mode->anyMember()) {
-            const auto membersReference = detach(*source, *mode);
+            auto membersReference = detach(*source, *mode);
             lock.unlock();
             source->cancel(this, mode->name());
+            membersReference = {}; // may destroy the source, which calls out
             lock.lock();
         }
         mode->close();

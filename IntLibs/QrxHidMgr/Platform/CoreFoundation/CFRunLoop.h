@@ -34,6 +34,9 @@ struct __CFRunLoop : qrx::cf::Object {
     qrx::cf::Reference<CFRunLoopSourceRef> detach(__CFRunLoopSource& source, qrx::cf::RunLoopMode& mode);
     /// The next wait, or the present one, ends at once.
     void wake();
+    /// As wake, but for a change that the present pass will see by itself if it is a callback of the loop's that made
+    /// it.
+    void wakeIfWaiting();
     void stop();
 
     // On the loop's thread, without the mutex.

@@ -146,6 +146,6 @@ void CFRunLoopSourceSignal(CFRunLoopSourceRef source)
     }
     for (const auto& membership : source->_memberships) {
         membership.mode->noteSignal(*source);
-        membership.loop->wake();
+        membership.loop->wakeIfWaiting();
     }
 }

@@ -2,7 +2,7 @@
 
 /// What every counted object begins with, and how one is made, checked and destroyed. Private to this folder.
 ///
-/// A reference is a pointer to an Object, or (bit 0 set) a whole number held in the pointer itself. Nothing here is
+/// A reference is a pointer to an Object, or (see isTagged) a whole number held in the pointer itself. Nothing here is
 /// virtual: the first eight bytes are all that an object costs, and the mark in them lets most foreign pointers be
 /// noticed before they do harm.
 
@@ -70,10 +70,14 @@ extern const TypeOperations kRunLoopSourceOperations;
 /// Ends the process: `reference` is not an object of the type that `function` needs.
 [[noreturn]] void failForeign(const char* function, CFTypeRef reference, Type needed);
 
+/// Bit 0 marks a number held in the pointer. Bit 3 stays clear: half of the odd addresses of others are noticed by it.
+constexpr std::uintptr_t kTagMask = 0x9;
+constexpr std::uintptr_t kTag = 0x1;
+
 /// True for a number held in the pointer.
 inline bool isTagged(CFTypeRef reference)
 {
-    return (reinterpret_cast<std::uintptr_t>(reference) & 1u) != 0;
+    return (reinterpret_cast<std::uintptr_t>(reference) & kTagMask) == kTag;
 }
 
 /// True if `reference` points to one of our objects, as far as can be told.

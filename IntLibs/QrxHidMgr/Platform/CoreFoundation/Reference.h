@@ -22,7 +22,7 @@ public:
     Reference(Reference&& other) noexcept : _object(std::exchange(other._object, nullptr)) {}
     Reference& operator=(Reference&& other) noexcept
     {
-        std::swap(_object, other._object);
+        Reference(std::move(other)).swap(*this);
         return *this;
     }
     ~Reference()
@@ -32,6 +32,7 @@ public:
         }
     }
 
+    void swap(Reference& other) noexcept { std::swap(_object, other._object); }
     T get() const { return _object; }
     T operator->() const { return _object; }
     explicit operator bool() const { return _object != nullptr; }
