@@ -1,0 +1,372 @@
+#include "QrxDeviceTree.h"
+
+#include "ModelDoubles.h"
+#include "QrxDeviceTreeImpl.h"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <stdexcept>
+
+namespace {
+
+using DevicePtr = mis::swizzler<QrxHIDDevice>;
+using TreePtr = mis::swizzler<QrxDeviceTree>;
+using Pairs = std::vector<std::pair<unsigned short, unsigned short>>;
+
+char const* const kAddedLine = "device notification: device added\n";
+char const* const kRemovedLine = "device notification: id 2\n";
+
+/// What the exception says that an access past the end throws, or what happened instead.
+std::string messageOf(std::function<void()> const& access)
+{
+    try {
+        access();
+    } catch (std::out_of_range const& error) {
+        return error.what();
+    } catch (...) {
+        return "another exception";
+    }
+    return "no exception";
+}
+
+/// Compares as the test says and tells when it is asked.
+class ComparingDevice : public FakeDevice {
+public:
+    ComparingDevice(std::string name, Events& events) : _name(std::move(name)), _events(events) {}
+    bool operator==(const QrxHIDDevice& other) const override
+    {
+        auto const* const device = dynamic_cast<ComparingDevice const*>(&other);
+        _events.push_back(_name + " == " + (device != nullptr ? device->_name : "?"));
+        return equal;
+    }
+    bool isHID() const override
+    {
+        _events.push_back(_name + " isHID");
+        return hid;
+    }
+    bool equal = false;
+
+private:
+    std::string const _name;
+    Events& _events;
+};
+
+class NotificationLogger : public FakeTree {
+public:
+    explicit NotificationLogger(Events& events) : _events(events) {}
+    void deviceNotification(unsigned int kind, DevicePtr device) override
+    {
+        auto const* const fake = static_cast<FakeDevice const*>(device.get());
+        _events.push_back("kind " + std::to_string(kind) + " of " + std::to_string(fake->identity) + ", " +
+                          std::to_string(getHIDDeviceCount()) + " listed, parent " +
+                          (device->getDeviceTree() == this ? "is the tree" : "is not the tree"));
+    }
+
+private:
+    Events& _events;
+};
+
+} // namespace
+
+class QrxDeviceTreeTest : public testing::Test {
+protected:
+    TreePtr tree{new FakeTree};
+    ScriptedTreeDelegate delegate;
+    CapturedStream out{std::cout};
+
+    DevicePtr added(int identity)
+    {
+        DevicePtr const device(new FakeDevice(identity));
+        tree->_addDevice(device);
+        return device;
+    }
+};
+
+TEST(QrxDeviceTreeOnce, TheFactoryMakesThePlatformsTreeWithOneReference)
+{
+    TreePtr const tree = QrxDeviceTree::NewInstance();
+    EXPECT_NE(dynamic_cast<_QrxDeviceTreeImpl*>(tree.get()), nullptr);
+    EXPECT_EQ(tree->getReferenceCount(), 1U);
+    EXPECT_EQ(tree->getHIDDeviceCount(), 0U);
+    EXPECT_FALSE(tree->hasDelegate());
+    EXPECT_TRUE(tree->getVendorAndProductIDs().empty());
+}
+
+TEST_F(QrxDeviceTreeTest, AnAccessPastTheEndThrows)
+{
+    EXPECT_EQ(messageOf([this] { tree->getDeviceAtIndex(0); }), "vector [] access out of range");
+    added(1);
+    EXPECT_EQ(messageOf([this] { tree->getDeviceAtIndex(tree->getHIDDeviceCount()); }),
+              "vector [] access out of range");
+    EXPECT_EQ(messageOf([this] { tree->getDeviceAtIndex(0xFFFFFFFF); }), "vector [] access out of range");
+    EXPECT_EQ(tree->getHIDDeviceCount(), 1U);
+}
+
+TEST_F(QrxDeviceTreeTest, AnAddedDeviceIsListedHeldAndBelowTheTree)
+{
+    DevicePtr const device = added(1);
+    EXPECT_EQ(tree->getHIDDeviceCount(), 1U);
+    EXPECT_EQ(device->getReferenceCount(), 2U);
+    EXPECT_TRUE(tree->getDeviceAtIndex(0) == device);
+    EXPECT_TRUE(device->getDeviceTree() == tree);
+    EXPECT_EQ(tree->getReferenceCount(), 1U);
+}
+
+TEST_F(QrxDeviceTreeTest, ADeviceThatIsAlreadyListedIsRefused)
+{
+    DevicePtr const device = added(1);
+    tree->_addDevice(device);
+    DevicePtr const equal(new FakeDevice(1));
+    tree->_addDevice(equal);
+    EXPECT_EQ(tree->getHIDDeviceCount(), 1U);
+    EXPECT_FALSE(equal->_hasParent());
+    EXPECT_EQ(equal->getReferenceCount(), 1U);
+    EXPECT_EQ(out.text(), kAddedLine);
+}
+
+TEST_F(QrxDeviceTreeTest, ADeviceThatIsNotHIDIsRefusedSilently)
+{
+    tree->setDelegate(&delegate);
+    mis::swizzler<FakeDevice> const device(new FakeDevice(1));
+    device->hid = false;
+    tree->_addDevice(device);
+    EXPECT_EQ(tree->getHIDDeviceCount(), 0U);
+    EXPECT_FALSE(device->_hasParent());
+    EXPECT_EQ(delegate.calls, 0);
+    EXPECT_EQ(out.text(), "");
+}
+
+TEST_F(QrxDeviceTreeTest, EmptyHandlesAreIgnored)
+{
+    tree->_addDevice(DevicePtr());
+    tree->_removeDevice(DevicePtr());
+    EXPECT_EQ(tree->getHIDDeviceCount(), 0U);
+    EXPECT_EQ(out.text(), "");
+}
+
+TEST_F(QrxDeviceTreeTest, ListedDevicesAreAskedFirstToLastUntilOneIsEqual)
+{
+    Events events;
+    mis::swizzler<ComparingDevice> const a(new ComparingDevice("a", events));
+    mis::swizzler<ComparingDevice> const b(new ComparingDevice("b", events));
+    mis::swizzler<ComparingDevice> const c(new ComparingDevice("c", events));
+    mis::swizzler<ComparingDevice> const d(new ComparingDevice("d", events));
+    tree->_addDevice(a);
+    tree->_addDevice(b);
+    tree->_addDevice(c);
+    b->equal = true;
+    events.clear();
+    tree->_addDevice(d);
+    EXPECT_EQ(events, (Events{"d isHID", "a == d", "b == d"}));
+    events.clear();
+    tree->_removeDevice(d);
+    EXPECT_EQ(events, (Events{"a == d", "b == d"}));
+    EXPECT_TRUE(tree->getDeviceAtIndex(1) == c);
+}
+
+TEST_F(QrxDeviceTreeTest, WithoutADelegateAdditionAndRemovalWriteTheirLinesUnflushed)
+{
+    DevicePtr const device = added(1);
+    EXPECT_EQ(out.text(), kAddedLine);
+    tree->_removeDevice(device);
+    EXPECT_EQ(out.text(), std::string(kAddedLine) + kRemovedLine);
+    EXPECT_EQ(out.flushes(), 0);
+}
+
+TEST_F(QrxDeviceTreeTest, WithADelegateAnAdditionCallsItAndARemovalOnlyWritesItsLine)
+{
+    tree->setDelegate(&delegate);
+    DevicePtr const device = added(1);
+    EXPECT_EQ(delegate.calls, 1);
+    EXPECT_EQ(out.text(), "");
+    tree->_removeDevice(device);
+    EXPECT_EQ(delegate.calls, 1);
+    EXPECT_EQ(out.text(), kRemovedLine);
+}
+
+TEST_F(QrxDeviceTreeTest, AnyOtherKindWritesItsNumberEvenWithADelegate)
+{
+    tree->setDelegate(&delegate);
+    tree->deviceNotification(0, DevicePtr());
+    tree->deviceNotification(4294967295U, DevicePtr());
+    EXPECT_EQ(out.text(), "device notification: id 0\ndevice notification: id 4294967295\n");
+    EXPECT_EQ(delegate.calls, 0);
+}
+
+TEST_F(QrxDeviceTreeTest, TheDelegateCanBeRemovedAgain)
+{
+    EXPECT_FALSE(tree->hasDelegate());
+    tree->setDelegate(&delegate);
+    EXPECT_TRUE(tree->hasDelegate());
+    tree->setDelegate(nullptr);
+    EXPECT_FALSE(tree->hasDelegate());
+    added(1);
+    EXPECT_EQ(out.text(), kAddedLine);
+}
+
+TEST_F(QrxDeviceTreeTest, RemovingTheSecondOfThreeLeavesTheOthersInOrder)
+{
+    DevicePtr const first = added(1);
+    DevicePtr const second = added(2);
+    DevicePtr const third = added(3);
+    tree->_removeDevice(second);
+    ASSERT_EQ(tree->getHIDDeviceCount(), 2U);
+    EXPECT_TRUE(tree->getDeviceAtIndex(0) == first);
+    EXPECT_TRUE(tree->getDeviceAtIndex(1) == third);
+    EXPECT_EQ(second->getReferenceCount(), 1U);
+}
+
+TEST_F(QrxDeviceTreeTest, RemovingWhatIsNotListedDoesNothing)
+{
+    added(1);
+    tree->_removeDevice(DevicePtr(new FakeDevice(2)));
+    EXPECT_EQ(tree->getHIDDeviceCount(), 1U);
+    EXPECT_EQ(out.text(), kAddedLine);
+}
+
+TEST_F(QrxDeviceTreeTest, ARemovedDeviceKeepsItsTree)
+{
+    DevicePtr const device = added(1);
+    tree->_removeDevice(device);
+    EXPECT_TRUE(device->getDeviceTree() == tree);
+    device->_forgetParent(tree.get());
+}
+
+TEST(QrxDeviceTreeOnce, NotificationsComeThroughTheVirtualTableAfterTheListHasChanged)
+{
+    Events events;
+    TreePtr const tree(new NotificationLogger(events));
+    DevicePtr const device(new FakeDevice(7));
+    tree->_addDevice(device);
+    tree->_removeDevice(DevicePtr(device));
+    EXPECT_EQ(events,
+              (Events{"kind 1 of 7, 1 listed, parent is the tree", "kind 2 of 7, 0 listed, parent is the tree"}));
+    device->_forgetParent(nullptr);
+}
+
+TEST_F(QrxDeviceTreeTest, PopulateAndObserveReplaceTheWantedPairs)
+{
+    tree->populate(Pairs{{1, 2}, {3, 4}, {5, 0}});
+    EXPECT_EQ(tree->getVendorAndProductIDs(), (Pairs{{1, 2}, {3, 4}, {5, 0}}));
+    tree->observe(Pairs{{0, 9}});
+    EXPECT_EQ(tree->getVendorAndProductIDs(), (Pairs{{0, 9}}));
+}
+
+TEST_F(QrxDeviceTreeTest, OnePairIsAListOfOne)
+{
+    tree->populate(0xFFFF, 1);
+    EXPECT_EQ(tree->getVendorAndProductIDs(), (Pairs{{0xFFFF, 1}}));
+    tree->observe(2, 0xFFFF);
+    EXPECT_EQ(tree->getVendorAndProductIDs(), (Pairs{{2, 0xFFFF}}));
+}
+
+TEST_F(QrxDeviceTreeTest, ItsOwnPairsMayBeGivenAgain)
+{
+    tree->populate(Pairs{{1, 2}, {3, 4}});
+    tree->observe(tree->getVendorAndProductIDs());
+    EXPECT_EQ(tree->getVendorAndProductIDs(), (Pairs{{1, 2}, {3, 4}}));
+}
+
+TEST_F(QrxDeviceTreeTest, ADeviceThatOutlivesItsTreeHasNoParent)
+{
+    DevicePtr const device = added(1);
+    tree.release();
+    EXPECT_FALSE(device->_hasParent());
+    EXPECT_TRUE(device->getDeviceTree() == nullptr);
+    EXPECT_EQ(device->getReferenceCount(), 1U);
+}
+
+TEST_F(QrxDeviceTreeTest, AtItsEndTheTreeReleasesItsDevicesFirstToLast)
+{
+    Events events;
+    for (char const* const name : {"first", "second", "third"}) {
+        mis::swizzler<FakeDevice> const device(new FakeDevice);
+        device->obituary.write(events, name);
+        tree->_addDevice(device);
+    }
+    static_cast<FakeTree&>(*tree).obituary.write(events, "tree");
+    tree.release();
+    EXPECT_EQ(events, (Events{"tree ends", "first ends", "second ends", "third ends"}));
+}
+
+TEST_F(QrxDeviceTreeTest, TheDelegateHearsOfADeviceThatIsListedAndHeldForTheCall)
+{
+    tree->setDelegate(&delegate);
+    bool seen = false;
+    delegate.onDeviceAdded = [&](DevicePtr& device) {
+        seen = tree->getDeviceAtIndex(0) == device && device->getDeviceTree() == tree;
+        tree->_removeDevice(device);
+        EXPECT_GE(device->getReferenceCount(), 1U);
+    };
+    Events events;
+    auto* const device = new FakeDevice(1);
+    device->obituary.write(events, "device");
+    tree->_addDevice(DevicePtr(device));
+    EXPECT_TRUE(seen);
+    EXPECT_EQ(events, (Events{"device ends"}));
+}
+
+TEST_F(QrxDeviceTreeTest, TheDelegateMayDropTheLastHandleOnTheTree)
+{
+    Events events;
+    static_cast<FakeTree&>(*tree).obituary.write(events, "tree");
+    tree->setDelegate(&delegate);
+    DevicePtr const device(new FakeDevice(1));
+    delegate.onDeviceAdded = [&](DevicePtr&) {
+        tree.release();
+        events.push_back("dropped");
+    };
+    tree.get()->_addDevice(device);
+    EXPECT_EQ(events, (Events{"dropped", "tree ends"}));
+    EXPECT_FALSE(device->_hasParent());
+}
+
+TEST_F(QrxDeviceTreeTest, TheDelegateMayReplaceItselfForTheNextDevice)
+{
+    ScriptedTreeDelegate next;
+    tree->setDelegate(&delegate);
+    delegate.onDeviceAdded = [&](DevicePtr&) { tree->setDelegate(&next); };
+    added(1);
+    added(2);
+    EXPECT_EQ(delegate.calls, 1);
+    EXPECT_EQ(next.calls, 1);
+}
+
+TEST_F(QrxDeviceTreeTest, AnExceptionOfTheDelegateLeavesTheDeviceListedAndTheCountsRight)
+{
+    tree->setDelegate(&delegate);
+    delegate.onDeviceAdded = [](DevicePtr&) { throw std::runtime_error("no"); };
+    DevicePtr const device(new FakeDevice(1));
+    EXPECT_THROW(tree->_addDevice(device), std::runtime_error);
+    EXPECT_EQ(tree->getHIDDeviceCount(), 1U);
+    EXPECT_EQ(tree->getReferenceCount(), 1U);
+    EXPECT_EQ(device->getReferenceCount(), 2U);
+}
+
+TEST_F(QrxDeviceTreeTest, AnEqualObjectThatEndsWithItsRemovalMayLookAtTheList)
+{
+    Events events;
+    auto* const listed = new FakeDevice(1);
+    auto* const deviceDelegate = new ScriptedDeviceDelegate(events);
+    deviceDelegate->onEnd = [&] { events.push_back(std::to_string(tree->getHIDDeviceCount()) + " listed"); };
+    listed->setDelegate(deviceDelegate);
+    tree->_addDevice(DevicePtr(listed));
+    DevicePtr const other = added(2);
+    DevicePtr const equal(new FakeDevice(1));
+    tree->_removeDevice(equal);
+    EXPECT_EQ(events, (Events{"delegate ends", "1 listed"}));
+    EXPECT_TRUE(tree->getDeviceAtIndex(0) == other);
+}
+
+TEST(QrxDeviceTreeOnce, ATreeThatNobodyHoldsSurvivesAnAddition)
+{
+    CapturedStream const out(std::cout);
+    FakeTree tree;
+    DevicePtr const device(new FakeDevice(1));
+    tree._addDevice(device);
+    tree._removeDevice(device);
+    tree._addDevice(device);
+    EXPECT_EQ(tree.getHIDDeviceCount(), 1U);
+    EXPECT_EQ(tree.getReferenceCount(), 0U);
+}

@@ -1,0 +1,87 @@
+#include "QrxHIDElement.h"
+
+#include "ModelDoubles.h"
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+
+namespace {
+
+/// Only what `QrxHIDElement` leaves open.
+class PlainElement : public QrxHIDElement {
+public:
+    int32_t getInterfaceNumber() const override { return -3; }
+    uint32_t getReportID() const override { return 0x80000001; }
+    uint32_t getUsagePage() const override { return 0; }
+    uint32_t getUsage() const override { return 0; }
+};
+
+using ElementPtr = mis::swizzler<PlainElement>;
+
+} // namespace
+
+TEST(QrxHIDElement, IsNeitherCollectionNorCapability)
+{
+    ElementPtr const element(new PlainElement);
+    EXPECT_FALSE(element->isCollection());
+    EXPECT_FALSE(element->isCapability());
+}
+
+TEST(QrxHIDElement, WithoutAParentHasNoDevice)
+{
+    ElementPtr const element(new PlainElement);
+    EXPECT_TRUE(element->getDevice() == nullptr);
+    EXPECT_EQ(element->getReferenceCount(), 1U);
+}
+
+TEST(QrxHIDElement, WhoseChainEndsElsewhereHasNoDevice)
+{
+    ElementPtr const element(new PlainElement);
+    mis::swizzler<QrxDeviceTreeNode> const root(new PlainNode);
+    element->_setParent(root);
+    EXPECT_TRUE(element->getDevice() == nullptr);
+}
+
+TEST(QrxHIDElement, AskedWhileNobodyHoldsItSurvives)
+{
+    PlainElement element;
+    mis::swizzler<QrxHIDDevice> const device(new FakeDevice);
+    element._setParent(device);
+    EXPECT_TRUE(element.getDevice() == device);
+    EXPECT_EQ(element.getReferenceCount(), 0U);
+}
+
+TEST(QrxHIDElement, TheDeviceIsHeldByTheAnswerAlone)
+{
+    mis::swizzler<QrxHIDDevice> const device(new FakeDevice);
+    ElementPtr const element(new PlainElement);
+    element->_setParent(device);
+    {
+        mis::swizzler<QrxHIDDevice> const found = element->getDevice();
+        EXPECT_EQ(device->getReferenceCount(), 2U);
+    }
+    EXPECT_EQ(device->getReferenceCount(), 1U);
+    EXPECT_EQ(element->getReferenceCount(), 1U);
+}
+
+TEST(QrxHIDElement, PrintsInterfaceNumberSignedAndReportIDUnsigned)
+{
+    ElementPtr const element(new PlainElement);
+    EXPECT_EQ(printed(*element), "{ object id = # VCollectable.referenceCount = 1 "
+                                 "HIDElement.interfaceNumber = -3 HIDElement.reportID = 2147483649 }");
+}
+
+TEST(QrxHIDElement, OperationsThatABackendSuppliesReportThemselvesInTheBaseAndAnswer0)
+{
+    PlainElement const element;
+    CapturedStream const err(std::cerr);
+    EXPECT_EQ(element.QrxHIDElement::getInterfaceNumber(), 0);
+    EXPECT_EQ(element.QrxHIDElement::getReportID(), 0U);
+    EXPECT_EQ(element.QrxHIDElement::getUsagePage(), 0U);
+    EXPECT_EQ(element.QrxHIDElement::getUsage(), 0U);
+    EXPECT_EQ(err.text(), "virtual int32_t QrxHIDElement::getInterfaceNumber() const is abstract\n"
+                          "virtual uint32_t QrxHIDElement::getReportID() const is abstract\n"
+                          "virtual uint32_t QrxHIDElement::getUsagePage() const is abstract\n"
+                          "virtual uint32_t QrxHIDElement::getUsage() const is abstract\n");
+}
