@@ -1,6 +1,5 @@
 #include "DescriptorReader.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace qrx::hid {
@@ -164,8 +163,8 @@ void DescriptorReader::_pop(const Item& item)
     if (_pushed.empty())
         return _log.error(item, "nothing was pushed");
     // All globals come back, the report number too: that is the letter of 6.2.2.7, and what Linux does.
-    if (_pushed.back().reportID != _global.reportID)
-        _log.warning(item, "brings back the report number, hosts disagree", _pushed.back().reportID);
+    if (_pushed.back().reportNumber() != _global.reportNumber())
+        _log.warning(item, "brings back the report number, hosts disagree", _pushed.back().reportNumber());
     _global = _pushed.back();
     _pushed.pop_back();
 }
@@ -215,10 +214,10 @@ void DescriptorReader::_closeCollection(const Item& item)
 
 std::size_t DescriptorReader::_reportIndex(ReportType type)
 {
-    const std::uint64_t key = std::uint64_t{_global.reportID} << 2 | static_cast<std::uint64_t>(type);
+    const std::uint64_t key = std::uint64_t{_global.reportNumber()} << 2 | static_cast<std::uint64_t>(type);
     const auto [found, isNew] = _reportsByKey.try_emplace(key, _descriptor.reports.size());
     if (isNew) {
-        _descriptor.reports.push_back({type, _global.reportID, 0});
+        _descriptor.reports.push_back({type, _global.reportNumber(), 0});
         _isReportClosed.push_back(false);
     }
     return found->second;
@@ -231,7 +230,7 @@ void DescriptorReader::_addField(const Item& item, ReportType type)
 
     Field field;
     field.type = type;
-    field.reportID = _global.reportID;
+    field.reportID = _global.reportNumber();
     field.bitOffset = report.bits;
     field.sizeBits = _global.reportSize.value_or(0);
     field.count = _global.reportCount.value_or(0);
@@ -264,6 +263,8 @@ void DescriptorReader::_addField(const Item& item, ReportType type)
 
 void DescriptorReader::_checkField(const Item& item, const Field& field)
 {
+    if (!_global.reportID && !_unnumberedField)
+        _unnumberedField = item.offset;
     if (_open.empty())
         _log.error(item, "outside any collection");
     if (!_global.reportSize || !_global.reportCount)
@@ -307,12 +308,8 @@ void DescriptorReader::_finish(std::size_t end)
         _log.warning(end, "end", "usages without a main item");
     if (_descriptor.reports.empty())
         _log.error(end, "end", "no input, output or feature item");
-    if (!_descriptor.usesReportIDs())
-        return;
-    const auto& fields = _descriptor.fields;
-    const auto early = std::find_if(fields.begin(), fields.end(), [](const Field& f) { return f.reportID == 0; });
-    if (early != fields.end())
-        _log.error(early->offset, "Report ID", "missing before this field, though others have one");
+    if (_descriptor.usesReportIDs() && _unnumberedField)
+        _log.error(*_unnumberedField, "Report ID", "missing before this field, though others have one");
 }
 
 } // namespace qrx::hid

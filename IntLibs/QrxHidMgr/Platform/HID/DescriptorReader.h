@@ -9,6 +9,7 @@
 #include "ReportDescriptor.h"
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <unordered_map>
 #include <unordered_set>
@@ -58,6 +59,8 @@ private:
     std::unordered_set<std::uint32_t> _knownIDs;
     /// By report index: one of its fields did not fit, so the places of later ones would be wrong.
     std::vector<bool> _isReportClosed;
+    /// Offset of the first field before any Report ID item.
+    std::optional<std::size_t> _unnumberedField;
 };
 
 } // namespace qrx::hid

@@ -100,8 +100,8 @@ void ElementBudget::_cutLargest(const std::vector<Field>& fields, std::size_t ro
     for (std::size_t i = 0; i < fields.size(); ++i) {
         if (_entries[i] <= largest)
             continue;
-        log.error(fields[i].offset, nameOf(fields[i]), "more elements than the limit leaves room for, left out",
-                  static_cast<std::int64_t>(_entries[i] - largest));
+        log.warning(fields[i].offset, nameOf(fields[i]), "more elements than the limit leaves room for, left out",
+                    static_cast<std::int64_t>(_entries[i] - largest));
         _total -= _entries[i] - largest;
         _entries[i] = largest;
     }

@@ -32,8 +32,9 @@ struct GlobalState {
     std::uint32_t unit = 0;
     std::optional<std::uint32_t> reportSize;
     std::optional<std::uint32_t> reportCount;
-    /// 0 while no report number was given.
-    std::uint32_t reportID = 0;
+    std::optional<std::uint32_t> reportID;
+
+    std::uint32_t reportNumber() const { return reportID.value_or(0); }
 };
 
 } // namespace qrx::hid
