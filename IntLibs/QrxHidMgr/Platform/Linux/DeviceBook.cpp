@@ -21,7 +21,7 @@ void DeviceBook::rescan(RegistrySink& sink)
     }
     leaveUnlisted(devices, sink);
     for (const ListedDevice& device : devices) {
-        consider(device, sink);
+        consider(device, sink, Patience::fresh);
     }
 }
 
@@ -49,32 +49,41 @@ void DeviceBook::leaveUnlisted(const std::vector<ListedDevice>& devices, Registr
     }
 }
 
-void DeviceBook::look(const std::string& name, RegistrySink& sink)
+void DeviceBook::look(const std::string& name, RegistrySink& sink, Patience patience)
 {
     ListedDevice device;
     switch (_scan.list(name, device)) {
     case DeviceScan::Result::complete:
-        consider(device, sink);
+        consider(device, sink, patience);
         break;
     case DeviceScan::Result::gone:
         leave(name, sink);
         _gate.forget(name);
         break;
     default:
-        // Nobody else asks for this look again.
-        if (_mayWait) {
-            _gate.wait(name, _calls.now() + _settleTime);
-        }
+        askAgain(name, patience);
         break;
     }
 }
 
-void DeviceBook::consider(const ListedDevice& device, RegistrySink& sink)
+/// For what could not be told: no event will ask for this look again.
+void DeviceBook::askAgain(const std::string& name, Patience patience)
+{
+    if (_mayWait && patience == Patience::fresh) {
+        _gate.wait(name, _calls.now() + _settleTime);
+    }
+}
+
+void DeviceBook::consider(const ListedDevice& device, RegistrySink& sink, Patience patience)
 {
     const auto known = _records.find(device.name);
     const bool isChange = known != _records.end();
     if (isChange) {
-        if (_scan.compare(device, known->second.outline) != DeviceScan::Comparison::different) {
+        const DeviceScan::Comparison comparison = _scan.compare(device, known->second.outline);
+        if (comparison == DeviceScan::Comparison::unknown) {
+            askAgain(device.name, patience);
+        }
+        if (comparison != DeviceScan::Comparison::different) {
             return;
         }
         leave(device.name, sink);
@@ -85,12 +94,12 @@ void DeviceBook::consider(const ListedDevice& device, RegistrySink& sink)
         publish(device.name, std::move(scanned), sink);
         break;
     case DeviceScan::Result::incomplete:
-        waitOrPublish(device.name, isChange, std::move(scanned), sink);
+        if (patience == Patience::ended || !mustWait(device.name, isChange)) {
+            publish(device.name, std::move(scanned), sink);
+        }
         break;
     case DeviceScan::Result::failed:
-        if (_mayWait) {
-            _gate.wait(device.name, _calls.now() + _settleTime);
-        }
+        askAgain(device.name, patience);
         break;
     case DeviceScan::Result::notHID:
     case DeviceScan::Result::gone:
@@ -99,22 +108,24 @@ void DeviceBook::consider(const ListedDevice& device, RegistrySink& sink)
     }
 }
 
-/// `isChange`: the device was published a moment ago and looked different then, so however long it has been connected,
-/// what is missing may still come.
-void DeviceBook::waitOrPublish(const std::string& name, bool isChange, ScannedDevice scanned, RegistrySink& sink)
+/// Whether an incomplete device is left alone for now. `isChange`: it was published a moment ago and looked different
+/// then, so however long it has been connected, what is missing may still come.
+bool DeviceBook::mustWait(const std::string& name, bool isChange)
 {
     if (_gate.isWaiting(name)) {
-        return;
+        return true;
     }
-    // A kernel that does not tell the age gets full patience from those who can wait, and none from those who cannot.
     const auto age = _scan.age(name);
-    const auto waited =
-        isChange ? std::chrono::milliseconds(0) : age.value_or(_mayWait ? std::chrono::milliseconds(0) : _settleTime);
-    if (waited >= _settleTime || (isChange && !_mayWait)) {
-        publish(name, std::move(scanned), sink);
-    } else if (_mayWait) {
-        _gate.wait(name, _calls.now() + _settleTime - waited);
+    if (!_mayWait) {
+        // Nobody would come back to it. A kernel that does not tell the age gets no patience.
+        return !isChange && age && *age < _settleTime;
     }
+    const auto waited = isChange ? std::chrono::milliseconds(0) : age.value_or(std::chrono::milliseconds(0));
+    if (waited >= _settleTime) {
+        return false;
+    }
+    _gate.wait(name, _calls.now() + _settleTime - waited);
+    return true;
 }
 
 void DeviceBook::publish(const std::string& name, ScannedDevice scanned, RegistrySink& sink)
@@ -138,18 +149,9 @@ void DeviceBook::leave(const std::string& name, RegistrySink& sink)
 
 void DeviceBook::expire(RegistrySink& sink)
 {
-    if (!_gate.nextExpiry()) {
-        return;
-    }
-    for (const std::string& name : _gate.takeExpired(_calls.now())) {
-        ListedDevice device;
-        ScannedDevice scanned;
-        if (_scan.list(name, device) != DeviceScan::Result::complete) {
-            continue;
-        }
-        const DeviceScan::Result result = _scan.read(device, scanned);
-        if (result == DeviceScan::Result::complete || result == DeviceScan::Result::incomplete) {
-            publish(name, std::move(scanned), sink);
+    if (_gate.nextExpiry()) {
+        for (const std::string& name : _gate.takeExpired(_calls.now())) {
+            look(name, sink, Patience::ended);
         }
     }
 }

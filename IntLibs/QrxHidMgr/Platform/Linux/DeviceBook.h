@@ -29,7 +29,7 @@ public:
     /// Looks at everything.
     void rescan(RegistrySink& sink);
     /// Looks at one device again.
-    void look(const std::string& name, RegistrySink& sink);
+    void look(const std::string& name, RegistrySink& sink) { look(name, sink, Patience::fresh); }
     /// The device was seen to leave: should one be there of that name, it is another.
     void restart(const std::string& name) { _gate.forget(name); }
     /// Publishes the devices whose time has come.
@@ -44,11 +44,16 @@ private:
     };
     using Records = std::map<std::string, Published>;
 
-    void consider(const ListedDevice& device, RegistrySink& sink);
+    /// Whether what is missing may still be waited for.
+    enum class Patience { fresh, ended };
+
+    void look(const std::string& name, RegistrySink& sink, Patience patience);
+    void consider(const ListedDevice& device, RegistrySink& sink, Patience patience);
+    void askAgain(const std::string& name, Patience patience);
+    bool mustWait(const std::string& name, bool isChange);
     void leave(const std::string& name, RegistrySink& sink);
     void leaveUnlisted(const std::vector<ListedDevice>& devices, RegistrySink& sink);
     void publish(const std::string& name, ScannedDevice scanned, RegistrySink& sink);
-    void waitOrPublish(const std::string& name, bool isChange, ScannedDevice scanned, RegistrySink& sink);
 
     SystemCalls& _calls;
     DeviceScan _scan;

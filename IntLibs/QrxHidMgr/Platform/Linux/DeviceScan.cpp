@@ -315,11 +315,11 @@ void DeviceScan::readInterfaceName(Reading& reading, const std::string& director
 
 FileResult DeviceScan::readOutline(const SysfsDirectory& device, InterfaceOutline& outline)
 {
-    SysfsDirectory interface(_calls);
+    SysfsDirectory folder(_calls);
     Entries entries;
-    FileResult result = interface.open(device, outline.name);
+    FileResult result = folder.open(device, outline.name);
     if (result == FileResult::done) {
-        result = interface.list(entries);
+        result = folder.list(entries);
     }
     if (result != FileResult::done) {
         return result;
@@ -328,18 +328,21 @@ FileResult DeviceScan::readOutline(const SysfsDirectory& device, InterfaceOutlin
         outline.inode = entry.name == "." ? entry.inode : outline.inode;
         outline.hasDriver = outline.hasDriver || entry.name == "driver";
     }
-    if (const auto* hid = first(entries, isHIDDeviceName)) {
-        outline.hidDevice = hid->name;
-        SysfsDirectory nodes(_calls);
-        if (nodes.open(interface, hid->name + "/hidraw") == FileResult::done &&
-            nodes.list(entries) == FileResult::done) {
-            if (const auto* node = first(entries, isHidrawName)) {
-                outline.node = node->name;
-                outline.nodeInode = node->inode;
-            }
-        }
+    const auto* hid = first(entries, isHIDDeviceName);
+    if (hid == nullptr) {
+        return FileResult::done;
     }
-    return FileResult::done;
+    outline.hidDevice = hid->name;
+    result = folder.open(folder, hid->name + "/hidraw");
+    if (result == FileResult::done) {
+        result = folder.list(entries);
+    }
+    if (const auto* node = result == FileResult::done ? first(entries, isHidrawName) : nullptr) {
+        outline.node = node->name;
+        outline.nodeInode = node->inode;
+    }
+    // No folder: no node.
+    return result == FileResult::failed ? result : FileResult::done;
 }
 
 void DeviceScan::readHIDFacts(Reading& reading, const InterfaceOutline& outline, InterfaceFacts& facts)

@@ -1,0 +1,217 @@
+#include "FaultyCalls.h"
+#include "RecordingSink.h"
+#include "SysfsTree.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <sstream>
+
+namespace qrx::platform {
+namespace {
+
+using test::hidInterface;
+using test::TreeDevice;
+
+namespace fs = std::filesystem;
+
+/// Two composite devices; the first one is to suffer, the second one must be served in any case.
+class EnumerationFaults : public testing::Test {
+protected:
+    EnumerationFaults()
+    {
+        victim.name = "1-1";
+        victim.interfaces = {hidInterface(0, 0), hidInterface(1, 1)};
+        victim.interfaces[1].name = "Second";
+        other = victim;
+        other.name = "1-2";
+        other.interfaces = {hidInterface(0, 2), hidInterface(1, 3)};
+        tree->plug(victim);
+        tree->plug(other);
+    }
+
+    LinuxPaths paths()
+    {
+        LinuxPaths paths = tree->paths();
+        paths.calls = &calls;
+        return paths;
+    }
+    int callsOfARefresh()
+    {
+        test::RecordingSink sink;
+        calls.resetCount();
+        makeLinuxProvider(paths())->refresh(sink);
+        return calls.count();
+    }
+
+    std::unique_ptr<test::SysfsTree> tree = std::make_unique<test::SysfsTree>();
+    test::FaultyCalls calls;
+    TreeDevice victim;
+    TreeDevice other;
+};
+
+bool shows(const test::RecordingSink& sink, const std::string& place)
+{
+    return std::any_of(sink.devices().begin(), sink.devices().end(),
+                       [&](const auto& entry) { return entry.second.place == place; });
+}
+
+TEST_F(EnumerationFaults, AnyCallMayFailAndTheNextRefreshMakesGood)
+{
+    const int count = callsOfARefresh();
+    ASSERT_GT(count, 60);
+    for (const int error : {ENOENT, ENODEV, EACCES, EIO, EMFILE, ENOMEM}) {
+        for (int number = 1; number <= count; ++number) {
+            test::RecordingSink sink;
+            const auto provider = makeLinuxProvider(paths());
+            calls.failCall(number, error);
+            provider->refresh(sink);
+            calls.failNone();
+            EXPECT_EQ(calls.openDescriptors(), 0U) << "call " << number << " errno " << error;
+            EXPECT_GE(sink.devices().size(), number <= 4 ? 0U : 1U) << "call " << number << " errno " << error;
+            provider->refresh(sink);
+            EXPECT_TRUE(shows(sink, "1-1") && shows(sink, "1-2")) << "call " << number << " errno " << error;
+        }
+    }
+}
+
+TEST_F(EnumerationFaults, AllCallsMayFailFromAnyPointOn)
+{
+    const int count = callsOfARefresh();
+    for (int number = 1; number <= count; ++number) {
+        test::RecordingSink sink;
+        const auto provider = makeLinuxProvider(paths());
+        calls.failFrom(number, EIO);
+        provider->refresh(sink);
+        calls.failNone();
+        EXPECT_EQ(calls.openDescriptors(), 0U) << number;
+    }
+}
+
+TEST_F(EnumerationFaults, NoAnswerIsNoRemoval)
+{
+    test::RecordingSink sink;
+    const auto provider = makeLinuxProvider(paths());
+    provider->refresh(sink);
+    sink.takeLog();
+    calls.resetCount();
+    provider->refresh(sink);
+    const int count = calls.count();
+    for (const int error : {EMFILE, ENOMEM, EIO, EINTR}) {
+        for (int number = 1; number <= count; ++number) {
+            calls.failCall(number, error);
+            provider->refresh(sink);
+            EXPECT_EQ(sink.takeLog(), "") << "call " << number << " errno " << error;
+        }
+    }
+}
+
+TEST_F(EnumerationFaults, ADeviceMayVanishBeforeAnyCall)
+{
+    const int count = callsOfARefresh();
+    for (int number = 1; number <= count; ++number) {
+        test::RecordingSink sink;
+        const auto provider = makeLinuxProvider(paths());
+        calls.beforeCall(number, [&] { tree->unplug("1-1"); });
+        provider->refresh(sink);
+        EXPECT_TRUE(shows(sink, "1-2")) << "before call " << number;
+        calls.beforeCall(0, nullptr);
+        provider->refresh(sink);
+        EXPECT_FALSE(shows(sink, "1-1")) << "before call " << number;
+        EXPECT_EQ(calls.openDescriptors(), 0U);
+        tree->plug(victim);
+    }
+}
+
+TEST_F(EnumerationFaults, AnyFileMayBeMissing)
+{
+    std::vector<fs::path> files;
+    for (const auto& entry : fs::recursive_directory_iterator(tree->devicePath("1-1"))) {
+        files.push_back(entry.path());
+    }
+    ASSERT_GT(files.size(), 40U);
+    for (const fs::path& file : files) {
+        tree->unplug("1-1");
+        tree->plug(victim);
+        fs::remove_all(file);
+        test::RecordingSink sink;
+        makeLinuxProvider(paths())->refresh(sink);
+        EXPECT_TRUE(shows(sink, "1-2")) << file;
+    }
+}
+
+TEST_F(EnumerationFaults, AnyFileMayBeEmptyOrFullOfNoise)
+{
+    std::vector<fs::path> files;
+    for (const auto& entry : fs::recursive_directory_iterator(tree->devicePath("1-1"))) {
+        if (entry.is_regular_file()) {
+            files.push_back(entry.path());
+        }
+    }
+    for (const fs::path& file : files) {
+        for (const std::string& text : {std::string(), std::string(5000, '\xEE'), std::string("-1\n")}) {
+            tree->unplug("1-1");
+            tree->plug(victim);
+            test::SysfsTree::write(file, text);
+            test::RecordingSink sink;
+            makeLinuxProvider(paths())->refresh(sink);
+            EXPECT_TRUE(shows(sink, "1-2")) << file;
+        }
+    }
+}
+
+TEST_F(EnumerationFaults, AFileMayBeAFolderAndAFolderAFile)
+{
+    const fs::path device = tree->devicePath("1-1");
+    for (const char* name : {"descriptors", "product", "speed", "1-1:1.0"}) {
+        tree->unplug("1-1");
+        tree->plug(victim);
+        const bool isFolder = fs::is_directory(device / name);
+        fs::remove_all(device / name);
+        if (isFolder) {
+            test::SysfsTree::write(device / name, "text");
+        } else {
+            fs::create_directory(device / name);
+        }
+        test::RecordingSink sink;
+        makeLinuxProvider(paths())->refresh(sink);
+        EXPECT_TRUE(shows(sink, "1-2")) << name;
+    }
+}
+
+TEST_F(EnumerationFaults, StrangeNamesAreNoDevices)
+{
+    const fs::path bus = tree->root() / "sys/bus/usb/devices";
+    for (const std::string& name :
+         {std::string("1-"), std::string("x"), std::string("1-1:"), std::string("1-99999999999"),
+          std::string("1-1:1.999"), std::string(250, '1'), std::string("9-9:1.0")}) {
+        fs::create_directory(bus / name);
+    }
+    test::RecordingSink sink;
+    makeLinuxProvider(paths())->refresh(sink);
+    EXPECT_EQ(sink.takeLog(), "+ 1-1 hid 2\n+ 1-2 hid 2\n");
+}
+
+TEST_F(EnumerationFaults, AnInterruptedCallIsMadeAgain)
+{
+    const int count = callsOfARefresh();
+    for (int number = 1; number <= count; ++number) {
+        test::RecordingSink sink;
+        calls.failCall(number, EINTR);
+        calls.resetTrace();
+        makeLinuxProvider(paths())->refresh(sink);
+        std::istringstream lines(calls.trace());
+        std::string failed;
+        for (int line = 0; line < number; ++line) {
+            std::getline(lines, failed);
+        }
+        if (!failed.starts_with("access ")) { // which waits for nothing
+            EXPECT_EQ(sink.devices().size(), 2U) << failed;
+        }
+    }
+}
+
+} // namespace
+} // namespace qrx::platform

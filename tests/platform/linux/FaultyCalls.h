@@ -1,0 +1,66 @@
+#pragma once
+
+#include "Linux/SystemCalls.h"
+
+#include <chrono>
+#include <functional>
+#include <set>
+#include <string>
+
+namespace qrx::platform::test {
+
+/// The kernel's calls, counted, with a clock that the test sets, and with one call of choice failing.
+class FaultyCalls : public SystemCalls {
+public:
+    ~FaultyCalls() override;
+
+    /// Makes the call of this number (1 is the next one) fail with this errno.
+    void failCall(int number, int error);
+    /// Makes every call fail from that number on.
+    void failFrom(int number, int error);
+    void failNone() { failCall(0, 0); }
+
+    /// Runs before the call of this number: the test changes the machine between two calls.
+    void beforeCall(int number, std::function<void()> action);
+
+    /// Calls since the last reset, close included.
+    int count() const { return _count; }
+    void resetCount() { _count = 0; }
+    /// One line for each call since the last reset.
+    const std::string& trace() const { return _trace; }
+    void resetTrace() { _trace.clear(); }
+    /// Descriptors that were opened by openAt and not closed.
+    std::size_t openDescriptors() const { return _open.size(); }
+
+    void advance(std::chrono::milliseconds time) { _now += time; }
+
+    int openAt(int directory, const char* path, int flags) override;
+    int close(int fd) override;
+    ssize_t read(int fd, void* buffer, std::size_t size) override;
+    ssize_t readv(int fd, const iovec* segments, int count) override;
+    ssize_t readvFlagged(int fd, const iovec* segments, int count, int flags) override;
+    ssize_t write(int fd, const void* bytes, std::size_t size) override;
+    int control(int fd, unsigned long request, void* argument) override;
+    ssize_t listEntries(int directory, void* buffer, std::size_t size) override;
+    ssize_t readLinkAt(int directory, const char* path, char* buffer, std::size_t size) override;
+    int exists(const char* path) override;
+    bool isSysfs(int directory) override;
+    int epollWait(int epollFd, epoll_event* events, int count, int timeoutMs) override;
+    std::chrono::steady_clock::time_point now() override { return _now; }
+
+private:
+    /// Counts the call; false with errno if it is to fail.
+    bool begin(const std::string& what);
+
+    int _count = 0;
+    int _failing = 0;
+    bool _failsOn = false;
+    int _error = 0;
+    int _actionAt = 0;
+    std::function<void()> _action;
+    std::string _trace;
+    std::set<int> _open;
+    std::chrono::steady_clock::time_point _now{std::chrono::hours(1)};
+};
+
+} // namespace qrx::platform::test
