@@ -1,11 +1,11 @@
 #include "QrxDeviceTreeImpl.h"
 
 #include "FirstException.h"
-#include "HeldSelf.h"
 #include "PropertyHandle.h"
 #include "PropertyReading.h"
 #include "QrxHIDDeviceImpl.h"
 #include "RegistryHandle.h"
+#include "SelfHold.h"
 
 #include <mach/mach.h>
 
@@ -23,27 +23,28 @@ constexpr unsigned int kDeviceRemoved = 2;
 /// any more: then there is nobody left to tell, and the delegate may be gone with the owner.
 class Walk {
 public:
-    explicit Walk(QrxDeviceTree* tree) : _tree(heldSelf(tree)), _outer(sm_Innermost) { sm_Innermost = this; }
+    explicit Walk(QrxDeviceTree& tree) : _tree(tree), _hold(tree), _outer(sm_Innermost) { sm_Innermost = this; }
     Walk(const Walk&) = delete;
     Walk& operator=(const Walk&) = delete;
     ~Walk() { sm_Innermost = _outer; }
 
-    bool isWanted() const { return !_tree || _tree->getReferenceCount() > holdsOn(_tree.get()); }
+    bool isWanted() const { return !_hold.wasHeld() || _tree.getReferenceCount() > walksOn(_tree); }
 
 private:
     /// Walks nest: a delegate may populate while it is told of a device.
-    static unsigned int holdsOn(const QrxDeviceTree* tree)
+    static unsigned int walksOn(const QrxDeviceTree& tree)
     {
         unsigned int count = 0;
         for (const Walk* walk = sm_Innermost; walk != nullptr; walk = walk->_outer) {
-            count += walk->_tree.get() == tree ? 1U : 0U;
+            count += &walk->_tree == &tree ? 1U : 0U;
         }
         return count;
     }
 
     static thread_local Walk* sm_Innermost;
 
-    mis::swizzler<QrxDeviceTree> _tree;
+    QrxDeviceTree& _tree;
+    SelfHold _hold;
     Walk* _outer;
 };
 
@@ -126,7 +127,7 @@ void _QrxDeviceTreeImpl::observe(const std::vector<std::pair<unsigned short, uns
     }
     const PropertyHandle owned(IOServiceMatching("IOUSBDevice"));
     const auto matching = static_cast<CFDictionaryRef>(owned.get());
-    const Walk walk(this);
+    const Walk walk(*this);
     FirstException failure;
     failure.watch([&] { _watchArrivals(matching); });
     if (walk.isWanted()) {
@@ -203,7 +204,7 @@ void _QrxDeviceTreeImpl::_devicesAddedNotification(unsigned int iterator)
     if (iterator == 0) {
         return;
     }
-    const Walk walk(this);
+    const Walk walk(*this);
     FirstException failure;
     while (walk.isWanted()) {
         const RegistryHandle entry(IOIteratorNext(iterator));
@@ -232,7 +233,7 @@ void _QrxDeviceTreeImpl::_devicesRemovedNotification(unsigned int iterator)
     if (iterator == 0) {
         return;
     }
-    const Walk walk(this);
+    const Walk walk(*this);
     FirstException failure;
     while (walk.isWanted()) {
         const RegistryHandle entry(IOIteratorNext(iterator));

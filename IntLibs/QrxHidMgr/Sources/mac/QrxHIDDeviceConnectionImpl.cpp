@@ -1,10 +1,10 @@
 #include "QrxHIDDeviceConnectionImpl.h"
 
 #include "FirstException.h"
-#include "HeldSelf.h"
 #include "NodeSearch.h"
 #include "PropertyReading.h"
 #include "QrxHIDInterfaceMac.h"
+#include "SelfHold.h"
 
 #include <Carbon/Carbon.h>
 
@@ -317,7 +317,7 @@ void _QrxHIDDeviceConnectionImpl::_reportQueueHandler(IOHIDQueueInterface** queu
     if (queue == nullptr || *queue == nullptr) {
         return;
     }
-    const mis::swizzler<_QrxHIDDeviceConnectionImpl> self = heldSelf(this);
+    const SelfHold self(*this);
     // The receiver of a report may close the connection, which gives this queue back: then there is nothing to ask any
     // more. It may throw: the platform calls again only after the queue was emptied, so the rest is delivered first.
     const bool isOwnQueue = queue == _queue;

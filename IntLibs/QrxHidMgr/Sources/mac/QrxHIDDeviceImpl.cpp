@@ -1,11 +1,11 @@
 #include "QrxHIDDeviceImpl.h"
 
 #include "FirstException.h"
-#include "HeldSelf.h"
 #include "PropertyReading.h"
 #include "QrxHIDDeviceDelegateInterface.h"
 #include "QrxHIDReportImpl.h"
 #include "RegistryHandle.h"
+#include "SelfHold.h"
 
 #include <algorithm>
 #include <new>
@@ -40,7 +40,7 @@ void _QrxHIDDeviceImpl::_printBody(std::ostream& os, int depth, int indent) cons
 
 void _QrxHIDDeviceImpl::open()
 {
-    const mis::swizzler<_QrxHIDDeviceImpl> self = heldSelf(this);
+    const SelfHold self(*this);
     for (std::size_t index = 0; index < _interfaces.size(); ++index) {
         const mis::swizzler<_QrxHIDInterfaceMac> interface = _interfaces[index];
         interface->open();
@@ -49,7 +49,7 @@ void _QrxHIDDeviceImpl::open()
 
 void _QrxHIDDeviceImpl::close()
 {
-    const mis::swizzler<_QrxHIDDeviceImpl> self = heldSelf(this);
+    const SelfHold self(*this);
     FirstException failure;
     for (std::size_t index = 0; index < _interfaces.size(); ++index) {
         const mis::swizzler<_QrxHIDInterfaceMac> interface = _interfaces[index];
@@ -61,9 +61,9 @@ void _QrxHIDDeviceImpl::close()
 void _QrxHIDDeviceImpl::setReport(unsigned int type, unsigned int reportID, std::valarray<unsigned char> bytes,
                                   int interfaceNumber)
 {
-    const mis::swizzler<QrxHIDDevice> self = _delegate != nullptr ? this : heldSelf<QrxHIDDevice>(this);
+    const SelfHold self(*this);
     if (_delegate != nullptr) {
-        _delegate->handleSetReport(type, reportID, bytes, self, interfaceNumber);
+        _delegate->handleSetReport(type, reportID, bytes, mis::swizzler<QrxHIDDevice>(this), interfaceNumber);
     }
     if (const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface(interfaceNumber)) {
         interface->setReport(type, reportID, std::move(bytes));
@@ -299,5 +299,6 @@ void _QrxHIDDeviceImpl::_addInterface(mis::swizzler<_QrxHIDInterfaceMac> interfa
         }
     }
     _interfaces.push_back(interface);
+    const SelfHold self(*this);
     interface->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
 }

@@ -5,6 +5,7 @@
 #include "QrxHIDCapabilityImpl.h"
 #include "QrxHIDCollectionImpl.h"
 #include "RegistryHandle.h"
+#include "SelfHold.h"
 
 #include <new>
 #include <stdexcept>
@@ -150,6 +151,7 @@ void _QrxHIDInterfaceMac::_findHIDDriver(unsigned int entry)
 
 void _QrxHIDInterfaceMac::_adoptConnection(const mis::swizzler<_QrxHIDDeviceConnectionImpl>& connection)
 {
+    const SelfHold self(*this);
     _connection = connection;
     _connection->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
 }
@@ -258,6 +260,7 @@ mis::swizzler<QrxHIDElement> _QrxHIDInterfaceMac::getElementAtIndex(unsigned int
 
 void _QrxHIDInterfaceMac::_addElements(const std::vector<mis::swizzler<QrxHIDElement>>& elements)
 {
+    const SelfHold self(*this);
     for (const mis::swizzler<QrxHIDElement>& element : elements) {
         if (element) {
             _elements.push_back(element);
