@@ -59,10 +59,9 @@ function(qrx_add_guest_boot name)
         LABELS "guest;${arg_LABELS}")
 endfunction()
 
-# qrx_add_guest_test(NAME PROGRAM target [ARGS argument...] and the options of qrx_add_guest_boot)
+# qrx_add_guest_test(NAME PROGRAM "target [argument...]" and the options of qrx_add_guest_boot)
 # A boot of its own for one program.
 function(qrx_add_guest_test name)
-    cmake_parse_arguments(arg "" "PROGRAM" "ARGS" ${ARGN})
-    string(JOIN " " words ${arg_PROGRAM} ${arg_ARGS})
-    qrx_add_guest_boot(${name} PROGRAMS ${words} ${arg_UNPARSED_ARGUMENTS})
+    cmake_parse_arguments(arg "" "PROGRAM" "" ${ARGN})
+    qrx_add_guest_boot(${name} PROGRAMS ${arg_PROGRAM} ${arg_UNPARSED_ARGUMENTS})
 endfunction()
