@@ -1,0 +1,234 @@
+#include "FaultyCalls.h"
+#include "Linux/FolderMonitor.h"
+#include "Linux/IntervalMonitor.h"
+#include "Linux/UdevMonitor.h"
+#include "Linux/WatchSet.h"
+#include "RecordingSink.h"
+#include "SysfsTree.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <filesystem>
+
+#include <linux/netlink.h>
+#include <poll.h>
+#include <sys/socket.h>
+
+namespace qrx::platform {
+namespace {
+
+using std::chrono::milliseconds;
+
+bool isReadable(int fd, int timeoutMs)
+{
+    pollfd poll{fd, POLLIN, 0};
+    return ::poll(&poll, 1, timeoutMs) == 1;
+}
+
+/// Long for a test that fails; none that succeeds waits so long.
+constexpr int kDeadlineMs = 10000;
+
+TEST(FolderMonitor, AsksForARescanWhenANodeComesOrGoes)
+{
+    const test::SysfsTree tree;
+    const auto monitor = FolderMonitor::make(SystemCalls::kernel(), (tree.root() / "dev").string());
+    ASSERT_NE(monitor, nullptr);
+    DeviceEvent event;
+    EXPECT_EQ(monitor->take(event), DeviceMonitor::Next::none);
+    test::SysfsTree::write(tree.node(3), "");
+    EXPECT_TRUE(isReadable(monitor->descriptor(), kDeadlineMs));
+    EXPECT_EQ(monitor->take(event), DeviceMonitor::Next::rescan);
+    EXPECT_EQ(monitor->take(event), DeviceMonitor::Next::none);
+    std::filesystem::remove(tree.node(3));
+    EXPECT_EQ(monitor->take(event), DeviceMonitor::Next::rescan);
+}
+
+TEST(FolderMonitor, PassesOverOtherNodes)
+{
+    const test::SysfsTree tree;
+    const auto monitor = FolderMonitor::make(SystemCalls::kernel(), (tree.root() / "dev").string());
+    ASSERT_NE(monitor, nullptr);
+    test::SysfsTree::write(tree.root() / "dev/ttyUSB0", "");
+    test::SysfsTree::write(tree.root() / "dev/hidrawing", "");
+    DeviceEvent event;
+    EXPECT_TRUE(isReadable(monitor->descriptor(), kDeadlineMs));
+    EXPECT_EQ(monitor->take(event), DeviceMonitor::Next::none);
+    EXPECT_FALSE(isReadable(monitor->descriptor(), 0));
+}
+
+TEST(FolderMonitor, IsNotToBeHadWithoutTheFolder)
+{
+    EXPECT_EQ(FolderMonitor::make(SystemCalls::kernel(), "/nowhere/at/all"), nullptr);
+}
+
+TEST(IntervalMonitor, AsksForARescanEachTime)
+{
+    const auto monitor = IntervalMonitor::make(SystemCalls::kernel(), milliseconds(2));
+    ASSERT_NE(monitor, nullptr);
+    DeviceEvent event;
+    for (int times = 0; times < 3; ++times) {
+        ASSERT_TRUE(isReadable(monitor->descriptor(), kDeadlineMs));
+        EXPECT_EQ(monitor->take(event), DeviceMonitor::Next::rescan);
+    }
+}
+
+/// Sends itself what the kernel would send; only root may.
+class UdevMonitorSocket : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        monitor = UdevMonitor::make(UdevMonitor::Group::kernel);
+        if (monitor == nullptr) {
+            GTEST_SKIP() << "no event socket here";
+        }
+    }
+
+    std::unique_ptr<UdevMonitor> monitor;
+};
+
+TEST_F(UdevMonitorSocket, HasNothingToSayAtFirst)
+{
+    DeviceEvent event;
+    EXPECT_GE(monitor->descriptor(), 0);
+    EXPECT_EQ(monitor->take(event), DeviceMonitor::Next::none);
+}
+
+TEST_F(UdevMonitorSocket, HasRoomForMoreEventsThanTheDefault)
+{
+    int size = 0;
+    socklen_t length = sizeof size;
+    ASSERT_EQ(::getsockopt(monitor->descriptor(), SOL_SOCKET, SO_RCVBUF, &size, &length), 0);
+    EXPECT_GT(size, 212992) << "without privileges the system's limit may be the default";
+}
+
+TEST(WatchSet, NeedsAMonitor)
+{
+    EXPECT_EQ(WatchSet::make(SystemCalls::kernel(), {}), nullptr);
+}
+
+TEST(WatchSet, TellsWhichMonitorHasSomething)
+{
+    const test::SysfsTree tree;
+    std::vector<std::unique_ptr<DeviceMonitor>> monitors;
+    monitors.push_back(IntervalMonitor::make(SystemCalls::kernel(), std::chrono::hours(1)));
+    monitors.push_back(FolderMonitor::make(SystemCalls::kernel(), (tree.root() / "dev").string()));
+    const DeviceMonitor* folder = monitors[1].get();
+    const auto set = WatchSet::make(SystemCalls::kernel(), std::move(monitors));
+    ASSERT_NE(set, nullptr);
+    EXPECT_TRUE(set->ready().empty());
+    test::SysfsTree::write(tree.node(0), "");
+    EXPECT_TRUE(isReadable(set->descriptor(), kDeadlineMs));
+    EXPECT_EQ(set->ready(), std::vector<DeviceMonitor*>{const_cast<DeviceMonitor*>(folder)});
+}
+
+TEST(WatchSet, BecomesReadableWhenItsTimerRunsOutAndQuietAfterIt)
+{
+    std::vector<std::unique_ptr<DeviceMonitor>> monitors;
+    monitors.push_back(IntervalMonitor::make(SystemCalls::kernel(), std::chrono::hours(1)));
+    const auto set = WatchSet::make(SystemCalls::kernel(), std::move(monitors));
+    ASSERT_NE(set, nullptr);
+    EXPECT_FALSE(isReadable(set->descriptor(), 0));
+    set->setTimer(SystemCalls::kernel().now() - std::chrono::seconds(1));
+    EXPECT_TRUE(isReadable(set->descriptor(), kDeadlineMs));
+    EXPECT_TRUE(set->ready().empty());
+    EXPECT_FALSE(isReadable(set->descriptor(), 0));
+    set->setTimer(SystemCalls::kernel().now() + std::chrono::hours(1));
+    set->setTimer(std::nullopt);
+    EXPECT_FALSE(isReadable(set->descriptor(), 0));
+}
+
+/// What makeMonitors puts together for this machine and the given folders.
+std::vector<std::string> kindsOf(const LinuxPaths& paths)
+{
+    std::vector<std::string> kinds;
+    for (const auto& monitor : makeMonitors(paths)) {
+        const auto* raw = monitor.get();
+        kinds.emplace_back(dynamic_cast<const UdevMonitor*>(raw) != nullptr       ? "events"
+                           : dynamic_cast<const FolderMonitor*>(raw) != nullptr   ? "folder"
+                           : dynamic_cast<const IntervalMonitor*>(raw) != nullptr ? "interval"
+                                                                                  : "unknown");
+    }
+    return kinds;
+}
+
+TEST(Monitors, AreTheEventsAloneWhereUdevdRuns)
+{
+    if (UdevMonitor::make(UdevMonitor::Group::udev) == nullptr) {
+        GTEST_SKIP() << "no event socket here";
+    }
+    const test::SysfsTree tree;
+    test::SysfsTree::write(tree.root() / "run/control", "");
+    EXPECT_EQ(kindsOf(tree.paths()), std::vector<std::string>{"events"});
+}
+
+TEST(Monitors, AreTheKernelsEventsAndTheFolderWithoutUdevd)
+{
+    if (UdevMonitor::make(UdevMonitor::Group::kernel) == nullptr) {
+        GTEST_SKIP() << "no event socket here";
+    }
+    const test::SysfsTree tree;
+    EXPECT_EQ(kindsOf(tree.paths()), (std::vector<std::string>{"events", "folder"}));
+}
+
+/// A machine without event sockets: the device folder and a short interval.
+class Fallback : public testing::Test {
+protected:
+    Fallback()
+    {
+        LinuxPaths paths = tree.paths();
+        paths.settleTime = milliseconds(5);
+        paths.monitors = [this](const LinuxPaths& given) {
+            std::vector<std::unique_ptr<DeviceMonitor>> monitors;
+            if (watchesFolder) {
+                monitors.push_back(FolderMonitor::make(SystemCalls::kernel(), given.device));
+            }
+            monitors.push_back(IntervalMonitor::make(
+                SystemCalls::kernel(), watchesFolder ? milliseconds(std::chrono::hours(1)) : milliseconds(2)));
+            return monitors;
+        };
+        provider = makeLinuxProvider(paths);
+        device.interfaces = {test::hidInterface(0, 0)};
+    }
+    /// Handles events until something is told.
+    std::string awaited(int descriptor)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + milliseconds(kDeadlineMs);
+        while (std::chrono::steady_clock::now() < deadline && isReadable(descriptor, kDeadlineMs)) {
+            provider->handleEvents(sink);
+            const std::string log = sink.takeLog();
+            if (!log.empty()) {
+                return log;
+            }
+        }
+        return "nothing";
+    }
+
+    bool watchesFolder = true;
+    test::SysfsTree tree;
+    test::RecordingSink sink;
+    test::TreeDevice device;
+    std::unique_ptr<Provider> provider;
+};
+
+TEST_F(Fallback, FindsArrivalsAndRemovalsByTheDeviceFolder)
+{
+    const int descriptor = provider->startWatching(sink);
+    tree.plug(device);
+    EXPECT_EQ(awaited(descriptor), "+ 1-1 hid 1\n");
+    tree.unplug("1-1");
+    EXPECT_EQ(awaited(descriptor), "- 1-1\n");
+}
+
+TEST_F(Fallback, FindsArrivalsAndRemovalsByLookingFromTimeToTime)
+{
+    watchesFolder = false;
+    const int descriptor = provider->startWatching(sink);
+    tree.plug(device);
+    EXPECT_EQ(awaited(descriptor), "+ 1-1 hid 1\n");
+    tree.unplug("1-1");
+    EXPECT_EQ(awaited(descriptor), "- 1-1\n");
+}
+
+} // namespace
+} // namespace qrx::platform
