@@ -23,11 +23,16 @@ CFStringRef makeNarrow(std::string_view text, std::uint8_t flags)
     return string;
 }
 
+/// Behind the units stands the same text as UTF-8, for CFStringGetCStringPtr.
 CFStringRef makeWide(std::u16string_view text, std::uint8_t flags)
 {
     const std::size_t size = text.size() * sizeof(char16_t);
-    auto* string = create<__CFString>(size, static_cast<std::uint8_t>(flags | __CFString::kWide), text.size());
-    std::memcpy(reinterpret_cast<char*>(string + 1), text.data(), size);
+    const std::string utf8 = encode(text, kCFStringEncodingUTF8).value_or("");
+    auto* string = create<__CFString>(size + utf8.size() + 1, static_cast<std::uint8_t>(flags | __CFString::kWide),
+                                      text.size());
+    char* storage = reinterpret_cast<char*>(string + 1);
+    std::memcpy(storage, text.data(), size);
+    std::memcpy(storage + size, utf8.c_str(), utf8.size() + 1);
     return string;
 }
 
@@ -131,7 +136,10 @@ CFIndex CFStringGetLength(CFStringRef string)
 const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding)
 {
     const auto& text = checked<__CFString>(string, "CFStringGetCStringPtr");
-    return !text.wide() && isKnownEncoding(encoding) ? text.bytes() : nullptr;
+    if (text.wide()) {
+        return encoding == kCFStringEncodingUTF8 ? text.wideTextAsUtf8() : nullptr;
+    }
+    return isKnownEncoding(encoding) ? text.bytes() : nullptr;
 }
 
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize, CFStringEncoding encoding)

@@ -6,7 +6,8 @@
 
 #include <string_view>
 
-/// Text that is all ASCII is held as bytes with a terminating zero, any other as UTF-16 (kTypeFlag). So two strings of
+/// Text that is all ASCII is held as bytes with a terminating zero, any other as UTF-16 (kTypeFlag) and as UTF-8 behind
+/// it: readers that size a buffer by the number of units, as for ASCII, would find no room for it. So two strings of
 /// different form never have the same text. Immutable.
 struct __CFString : qrx::cf::Object {
     static constexpr qrx::cf::Type kType = qrx::cf::Type::string;
@@ -18,6 +19,8 @@ struct __CFString : qrx::cf::Object {
     const char* bytes() const { return reinterpret_cast<const char*>(this + 1); }
     std::string_view narrowText() const { return {bytes(), _length}; }
     std::u16string_view wideText() const { return {reinterpret_cast<const char16_t*>(this + 1), _length}; }
+
+    const char* wideTextAsUtf8() const { return bytes() + _length * sizeof(char16_t); }
 
     const std::size_t _length; ///< in UTF-16 code units
 };

@@ -127,7 +127,8 @@ CFStringRef CFStringCreateWithBytes(CFAllocatorRef allocator, const UInt8* bytes
                                     CFStringEncoding encoding, Boolean isExternal);
 /// In UTF-16 code units: a character outside the Basic Multilingual Plane counts 2.
 CFIndex CFStringGetLength(CFStringRef string);
-/// The string's own zero-terminated bytes, or null where they are not held in that form (any non-ASCII text).
+/// The string's own zero-terminated bytes, or null where they are not held in that encoding: any text is held as UTF-8,
+/// ASCII text in every encoding.
 const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding);
 /// `bufferSize` in bytes counts the terminator. False when the text does not fit: `buffer` then holds no text.
 Boolean CFStringGetCString(CFStringRef string, char* buffer, CFIndex bufferSize, CFStringEncoding encoding);
