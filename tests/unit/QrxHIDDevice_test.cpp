@@ -111,8 +111,8 @@ TEST_F(QrxHIDDeviceTest, IsHIDOnlyWithReportsAndElements)
 
 TEST_F(QrxHIDDeviceTest, ADeviceEqualsOnlyItself)
 {
-    mis::swizzler<PlainDevice> const one(new PlainDevice);
-    mis::swizzler<PlainDevice> const other(new PlainDevice);
+    Handle const one(new PlainDevice);
+    Handle const other(new PlainDevice);
     EXPECT_TRUE(*one == *one);
     EXPECT_FALSE(*one == *other);
 }
