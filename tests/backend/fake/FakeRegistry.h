@@ -65,6 +65,12 @@ public:
     IONotificationPort* makePort();
     /// Null (and a failure of the test) for a handle that nobody owns, except of an entry that is still there.
     Handle* handle(io_object_t number, const char* function);
+    /// The same without any judgement.
+    const Handle* find(io_object_t number) const
+    {
+        const auto found = _handles.find(number);
+        return found == _handles.end() ? nullptr : &found->second;
+    }
     FakeEntry* next(io_iterator_t iterator);
     std::deque<FakeEntry*> devices() const;
 
