@@ -67,6 +67,12 @@ TEST(MainItems, ACollectionTakesTheFirstUsageAndAnExtendedOneWithItsPage)
               "0 in - type 1 usage c:1\n1 in 0 type 2 usage 1:4\n");
 }
 
+TEST(MainItems, ACollectionsTypeIsItsLowByteAndMayBeTheVendors)
+{
+    EXPECT_EQ(collectionsText(read("05 01 09 02 A3 01 02 03 04 09 03 A1 80 C0 C0")),
+              "0 in - type 1 usage 1:2\n1 in 0 type 128 usage 1:3\n");
+}
+
 TEST(MainItems, AnEndCollectionWithoutCollectionIsAnErrorAndTheRestIsRead)
 {
     const Descriptor descriptor = read("C0 05 01 09 02 A1 01 15 00 25 01 75 01 95 01 09 30 81 02 C0");
