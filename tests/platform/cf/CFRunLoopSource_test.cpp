@@ -114,48 +114,57 @@ TEST_F(CFRunLoopSource, TheInfoIsRetainedAndTheDescriptorAskedForOnce)
     EXPECT_EQ(info.released, 1);
 }
 
-TEST_F(CFRunLoopSource, MayBeDestroyedInItsOwnCallback)
-{
-    static CountedInfo sm_Info;
-    static CFRunLoopSourceRef sm_Source;
-    static int sm_ReleasedDuringCall;
-    for (const CFIndex version : {0, 1}) {
-        sm_Info = {};
-        const auto destroy = [] {
-            CFRunLoopSourceInvalidate(sm_Source);
-            CFRelease(sm_Source);
-            sm_ReleasedDuringCall = sm_Info.released;
-        };
-        if (version == 0) {
-            CFRunLoopSourceContext context{};
-            context.info = &sm_Info;
-            context.release = releaseInfo;
-            context.perform = [](void*) {
-                CFRunLoopSourceInvalidate(sm_Source);
-                CFRelease(sm_Source);
-                sm_ReleasedDuringCall = sm_Info.released;
-            };
-            sm_Source = CFRunLoopSourceCreate(nullptr, 0, &context);
-        } else {
-            static decltype(destroy) sm_Destroy = destroy;
-            CFRunLoopSourceContext1 context{};
-            context.version = 1;
-            context.info = &sm_Info;
-            context.release = releaseInfo;
-            context.perform = [](void* message, CFIndex size, CFAllocatorRef, void*) -> void* {
-                EXPECT_EQ(message, nullptr);
-                EXPECT_EQ(size, 0);
-                sm_Destroy();
-                return nullptr;
-            };
-            sm_Source = CFRunLoopSourceCreate(nullptr, 0, reinterpret_cast<CFRunLoopSourceContext*>(&context));
-        }
-        CFRunLoopAddSource(CFRunLoopGetCurrent(), sm_Source, kCFRunLoopDefaultMode);
-        CFRunLoopSourceSignal(sm_Source);
-        EXPECT_EQ(pass(true), kCFRunLoopRunHandledSource);
-        EXPECT_EQ(sm_ReleasedDuringCall, 0) << "it is retained during the call";
-        EXPECT_EQ(sm_Info.released, 1) << "version " << version;
+/// A source that gives itself up in its callback.
+struct SelfDestroying {
+    CountedInfo info; ///< first, so that a pointer to it is one to this
+    CFRunLoopSourceRef source = nullptr;
+    int releasedDuringCall = -1;
+
+    static void destroy(void* given)
+    {
+        auto& self = *static_cast<SelfDestroying*>(given);
+        CFRunLoopSourceInvalidate(self.source);
+        CFRelease(self.source);
+        self.releasedDuringCall = self.info.released;
     }
+
+    /// One pass with the source due.
+    void fire()
+    {
+        CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
+        CFRunLoopSourceSignal(source);
+        EXPECT_EQ(pass(true), kCFRunLoopRunHandledSource);
+        EXPECT_EQ(releasedDuringCall, 0) << "it is retained during the call";
+        EXPECT_EQ(info.released, 1);
+    }
+};
+
+TEST_F(CFRunLoopSource, ASignalledOneMayBeDestroyedInItsOwnCallback)
+{
+    SelfDestroying self;
+    CFRunLoopSourceContext context{};
+    context.info = &self;
+    context.release = releaseInfo;
+    context.perform = SelfDestroying::destroy;
+    self.source = CFRunLoopSourceCreate(nullptr, 0, &context);
+    self.fire();
+}
+
+TEST_F(CFRunLoopSource, OneWithADescriptorMayBeDestroyedInItsOwnCallback)
+{
+    SelfDestroying self;
+    CFRunLoopSourceContext1 context{};
+    context.version = 1;
+    context.info = &self;
+    context.release = releaseInfo;
+    context.perform = [](void* message, CFIndex size, CFAllocatorRef, void* info) -> void* {
+        EXPECT_EQ(message, nullptr);
+        EXPECT_EQ(size, 0);
+        SelfDestroying::destroy(info);
+        return nullptr;
+    };
+    self.source = CFRunLoopSourceCreate(nullptr, 0, reinterpret_cast<CFRunLoopSourceContext*>(&context));
+    self.fire();
 }
 
 TEST_F(CFRunLoopSource, ASourceWithoutCallbacksIsHarmless)

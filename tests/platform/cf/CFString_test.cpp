@@ -125,10 +125,12 @@ TEST_F(CFString, AsciiTextIsHeldAsBytes)
     CFRelease(string);
 }
 
-TEST_F(CFString, OtherTextHasNoBytesToPointAt)
+TEST_F(CFString, OtherTextIsLentAsUtf8Only)
 {
-    CFStringRef string = makeString("Ger\xC3\xA4t");
-    for (const CFStringEncoding encoding : kAllEncodings) {
+    CFStringRef string = makeString("Ger\xC3\xA4t \xF0\x9F\x8E\xAE");
+    EXPECT_STREQ(CFStringGetCStringPtr(string, kCFStringEncodingUTF8), "Ger\xC3\xA4t \xF0\x9F\x8E\xAE");
+    for (const CFStringEncoding encoding :
+         {kCFStringEncodingASCII, kCFStringEncodingMacRoman, kCFStringEncodingISOLatin1}) {
         EXPECT_EQ(CFStringGetCStringPtr(string, encoding), nullptr) << encoding;
     }
     CFRelease(string);

@@ -23,6 +23,7 @@ namespace {
 /// The calling thread's loop. It has no destructor, so that it can still be asked for while the thread ends.
 thread_local CFRunLoopRef sm_Current = nullptr;
 
+/// A loop that is asked for after this (by the destructor of another thread-local object) lives on without its thread.
 struct ThreadEnd {
     ~ThreadEnd()
     {

@@ -1,0 +1,96 @@
+#include "CoreFoundation/DescriptorSet.h"
+#include "RunLoopSources.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstdlib>
+
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <sys/prctl.h>
+#include <sys/syscall.h>
+
+namespace {
+
+using qrx::cf::Deadline;
+using qrx::cf::DescriptorSet;
+
+TEST(DescriptorSet, ReportsTheTokenOfAReadableMember)
+{
+    const Pipe pipes[2];
+    DescriptorSet set;
+    EXPECT_EQ(set.watch(pipes[0].reader(), 10), pipes[0].reader());
+    EXPECT_EQ(set.watch(pipes[1].reader(), 11), pipes[1].reader());
+    EXPECT_EQ(set.wait(Deadline::now()), std::nullopt);
+    pipes[1].put('x');
+    EXPECT_EQ(set.wait(Deadline::now()), 11u);
+    EXPECT_EQ(set.wait(Deadline::after(kDeadlineSeconds)), 11u) << "as long as it is readable";
+    set.unwatch(pipes[1].reader(), pipes[1].reader());
+    EXPECT_EQ(set.wait(Deadline::now()), std::nullopt);
+}
+
+TEST(DescriptorSet, ASecondMembershipOfADescriptorHasADuplicateOfItsOwn)
+{
+    const Pipe pipe;
+    DescriptorSet set;
+    set.watch(pipe.reader(), 1);
+    const int duplicate = set.watch(pipe.reader(), 2);
+    ASSERT_GE(duplicate, 0);
+    EXPECT_NE(duplicate, pipe.reader());
+    set.unwatch(duplicate, pipe.reader());
+    EXPECT_EQ(::fcntl(duplicate, F_GETFD), -1) << "closed with its membership";
+    EXPECT_NE(::fcntl(pipe.reader(), F_GETFD), -1) << "not ours to close";
+}
+
+TEST(DescriptorSet, AClosedSetHasNoDescriptorAndTakesNoMember)
+{
+    const Pipe pipe;
+    DescriptorSet set;
+    EXPECT_GE(set.descriptor(), 0);
+    set.close();
+    EXPECT_EQ(set.descriptor(), -1);
+    EXPECT_EQ(set.watch(pipe.reader(), 1), -1);
+}
+
+/// From now on this process is refused the precise wait with `error`. False if the system does not let us.
+bool refusePreciseWait(int error)
+{
+    sock_filter filter[] = {
+        BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+        BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_epoll_pwait2, 0, 1),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | static_cast<unsigned int>(error)),
+        BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
+    };
+    const sock_fprog program{sizeof filter / sizeof filter[0], filter};
+    return ::prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 &&
+           ::prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program, 0, 0) == 0;
+}
+
+/// Exits with 0 if a timed wait ends by its deadline, not before, and a readable member is still reported.
+[[noreturn]] void waitWithoutPreciseWait(int error)
+{
+    if (!refusePreciseWait(error)) {
+        std::fputs("no filter", stderr);
+        std::exit(77);
+    }
+    const Pipe pipe;
+    DescriptorSet set;
+    set.watch(pipe.reader(), 7);
+    const Deadline deadline = Deadline::after(0.0035);
+    const bool quiet = !set.wait(deadline).has_value() && deadline.passed();
+    pipe.put('x');
+    const bool reported = set.wait(Deadline::after(kDeadlineSeconds)) == 7u;
+    std::fputs(quiet && reported ? "waited" : quiet ? "reported nothing" : "ended early", stderr);
+    std::exit(quiet && reported ? 0 : 1);
+}
+
+TEST(DescriptorSetDeathTest, AKernelOrSandboxWithoutThePreciseWaitIsServedInMilliseconds)
+{
+    EXPECT_EXIT(waitWithoutPreciseWait(ENOSYS), testing::ExitedWithCode(0), "waited");
+    EXPECT_EXIT(waitWithoutPreciseWait(EPERM), testing::ExitedWithCode(0), "waited");
+}
+
+} // namespace
