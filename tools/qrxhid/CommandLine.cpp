@@ -5,6 +5,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 
@@ -22,10 +23,11 @@ Examples:
   qrxhid dump --device 04d8:003f           the library's own description of one device
   qrxhid watch                             arrivals, removals and decoded input until Ctrl-C
   qrxhid watch --recording mouse.hid       the same for a recorded device
-  qrxhid demo                              virtual devices: needs no hardware)";
+  qrxhid demo                              virtual devices: needs no hardware
+)";
 
-constexpr const char* kExitStatuses = R"(
-Exit status: 0 success; 1 a device is not there or the output cannot be written;
+constexpr const char* kExitStatuses =
+    R"(Exit status: 0 success; 1 a device is not there or the output cannot be written;
 2 a recording does not parse; 64 wrong command line.)";
 
 struct CommandText {
@@ -79,22 +81,25 @@ void addOptions(CLI::App& app, Command command, RawOptions& raw)
     }
     app.add_option("--recording", raw.recordings,
                    "Work on recorded devices (text of hid-recorder) instead of the real ones; - reads standard input")
-        ->type_name("FILE...");
+        ->type_name("FILE");
     app.add_option("--device", raw.devices,
                    "Only devices with these IDs, hexadecimal; a half that is 0 or empty is any")
         ->type_name("VID:PID")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     if (command != Command::dump) {
-        app.add_flag("--json", raw.json, command == Command::watch ? "One JSON object a line" : "One JSON document");
+        app.add_flag("--json", raw.json, command == Command::watch ? "One JSON object a line" : "One JSON document")
+            ->disable_flag_override();
     }
     if (command == Command::watch) {
         app.add_option("--speed", raw.speed,
                        "Play recordings at this multiple of their speed; 0: as fast as possible (1)")
             ->type_name("FACTOR");
         app.add_option("--count", raw.count, "End after this many input reports")->type_name("N");
-        app.add_flag("--changes", raw.changes, "Of the decoded values show only those that changed");
-        app.add_flag("--wait", raw.wait, "With --device: wait for a device that is not there yet");
+        app.add_flag("--changes", raw.changes, "Of the decoded values show only those that changed")
+            ->disable_flag_override();
+        app.add_flag("--wait", raw.wait, "With --device: wait for a device that is not there yet")
+            ->disable_flag_override();
     }
 }
 
@@ -130,7 +135,27 @@ std::vector<std::string> optionNames(const CLI::App& app)
 
 std::string helpHint(const CLI::App& command)
 {
-    return "qrxhid " + command.get_name() + " --help shows the options";
+    return "qrxhid " + command.get_name() + " --help";
+}
+
+/// An option where the command should be: one that belongs behind it, or an unknown one.
+[[noreturn]] void refuseEarlyOption(const std::string& option, int count, const char* const* words)
+{
+    CLI::App any;
+    RawOptions raw;
+    addOptions(any, Command::watch, raw);
+    std::vector<std::string> known = optionNames(any);
+    if (std::find(known.begin(), known.end(), option.substr(0, option.find('='))) == known.end()) {
+        known = {"--help", "--version"};
+        const std::string nearest = nearestWord(option, known);
+        throw UsageError("qrxhid has no option \"" + option + "\"",
+                         nearest.empty() ? kGeneralForm : "qrxhid " + nearest);
+    }
+    const char* const* end = words + count;
+    const char* const* command =
+        std::find_if(words + 2, end, [](const char* word) { return findCommand(word) != nullptr; });
+    throw UsageError("\"" + option + "\" stands before the command",
+                     std::string("qrxhid ") + (command == end ? "list" : *command) + " " + option);
 }
 
 /// CLI11 would only say that a command is missing.
@@ -144,7 +169,7 @@ void checkFirstWord(int count, const char* const* words)
         return;
     }
     if (first.starts_with("-")) {
-        throw UsageError("\"" + first + "\" stands before the command, or is not known", kGeneralForm);
+        refuseEarlyOption(first, count, words);
     }
     const std::string nearest = nearestWord(first, commandNames());
     throw UsageError("\"" + first + "\" is not a command", nearest.empty() ? kGeneralForm : "qrxhid " + nearest);

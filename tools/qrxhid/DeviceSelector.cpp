@@ -9,8 +9,6 @@ namespace qrxhid {
 
 namespace {
 
-constexpr std::string_view kForm = "--device VID:PID in hexadecimal, either half 0 or empty for any: ";
-
 std::uint16_t parseHalf(std::string_view half, std::string_view whole)
 {
     std::string_view digits = half;
@@ -23,9 +21,9 @@ std::uint16_t parseHalf(std::string_view half, std::string_view whole)
     std::uint16_t number = 0;
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number, 16);
     if (digits.empty() || error != std::errc() || end != digits.data() + digits.size()) {
-        throw UsageError("--device " + std::string(whole) + ": \"" + std::string(half) +
+        throw UsageError("--device \"" + std::string(whole) + "\": \"" + std::string(half) +
                              "\" is not a hexadecimal number up to ffff",
-                         std::string(kForm) + "--device 04d8:003f");
+                         "--device 04d8:003f");
     }
     return number;
 }
@@ -41,8 +39,8 @@ DeviceSelector DeviceSelector::parse(std::string_view text)
 {
     const std::size_t separator = text.find_first_of(":/");
     if (separator == std::string_view::npos) {
-        throw UsageError("--device " + std::string(text) + ": there is no colon between vendor and product",
-                         std::string(kForm) + "--device " + std::string(text) + ":");
+        throw UsageError("--device \"" + std::string(text) + "\": there is no colon between vendor and product",
+                         "--device " + std::string(text) + ":");
     }
     return {parseHalf(text.substr(0, separator), text), parseHalf(text.substr(separator + 1), text)};
 }

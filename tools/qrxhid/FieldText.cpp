@@ -19,8 +19,8 @@ constexpr FlagWord kFlagWords[] = {{0x008, "wrap"},       {0x010, "non-linear"},
 
 // Wide enough for what most devices have.
 constexpr std::size_t kKindWidth = 12;
-constexpr std::size_t kPlaceWidth = 14;
-constexpr std::size_t kSizeWidth = 11;
+constexpr std::size_t kPlaceWidth = 15;
+constexpr std::size_t kSizeWidth = 13;
 constexpr std::size_t kUsageWidth = 44;
 constexpr std::size_t kRangeWidth = 16;
 
@@ -73,11 +73,12 @@ std::string fieldUsageText(const FieldOutline& field)
     for (std::size_t i = 1; i < field.usages.size() && i < kShownSpans; ++i) {
         const UsageSpan& span = field.usages[i];
         const std::string range = usageRangeText(span.page, span.first, span.last);
-        const bool isSamePage = span.page == field.usages[i - 1].page;
-        text += ", " + (isSamePage ? range.substr(usagePageName(span.page).size() + 2) : range);
+        const std::string page = usagePageName(span.page) + ": ";
+        const bool isRepeated = span.page == field.usages[i - 1].page && range.starts_with(page);
+        text += ", " + (isRepeated ? range.substr(page.size()) : range);
     }
     text += field.usages.size() > kShownSpans ? ", ..." : "";
-    return field.isArray ? "any of " + countText(field.usageCount(), "usage") + ", " + text : text;
+    return field.isArray ? text + " (" + std::to_string(field.usageCount()) + ")" : text;
 }
 
 std::string flagText(const FieldOutline& field)

@@ -10,9 +10,10 @@
 namespace qrxhid {
 
 /// "Generic Desktop: X = 5", one line for each usage after `indent`; values that one field counts stand in one line.
+/// "(null)" marks a value that says that there is none.
 void writeValues(std::ostream& out, const std::vector<QrxDecodedValue>& values, const char* indent);
 
-/// An array of {usagePage, usage, name, value}.
+/// An array of {usagePage, usage, name, value, isNull}.
 nlohmann::ordered_json valuesJson(const std::vector<QrxDecodedValue>& values);
 
 } // namespace qrxhid

@@ -6,6 +6,10 @@
 #include "TextFormat.h"
 #include "UsageNames.h"
 
+#include <algorithm>
+#include <optional>
+#include <tuple>
+
 namespace qrxhid {
 
 namespace {
@@ -46,9 +50,20 @@ void writeReport(std::ostream& out, const ReportOutline& report)
     out << "\n";
 }
 
+/// By report, kind and place; collections stay in front.
+std::vector<ElementOutline> inReportOrder(std::vector<ElementOutline> elements)
+{
+    const auto place = [](const ElementOutline& element) {
+        return element.field ? std::tuple(1, element.field->reportID, element.field->kind, element.field->bitOffset)
+                             : std::tuple(0, std::uint32_t{0}, FieldKind::input, std::optional<std::int64_t>());
+    };
+    std::ranges::stable_sort(elements, {}, place);
+    return elements;
+}
+
 void writeElements(std::ostream& out, const std::vector<ElementOutline>& elements, std::size_t indent)
 {
-    for (const ElementOutline& element : elements) {
+    for (const ElementOutline& element : inReportOrder(elements)) {
         out << std::string(indent, ' ');
         if (element.field) {
             out << fieldText(*element.field) << "\n";

@@ -25,6 +25,13 @@ std::string_view findUsage(const UsagePageEntry& page, std::uint32_t usage)
     return found != page.usages.end() && found->usage == usage ? found->name : std::string_view();
 }
 
+/// "Button 3" says its page itself.
+bool isNumbered(std::uint32_t page, std::uint32_t usage)
+{
+    const UsagePageEntry* entry = findPage(page);
+    return entry != nullptr && !entry->numberedPrefix.empty() && usage != 0;
+}
+
 } // namespace
 
 std::string usagePageName(std::uint32_t page)
@@ -41,7 +48,7 @@ std::string usageName(std::uint32_t page, std::uint32_t usage)
         if (const std::string_view name = findUsage(*entry, usage); !name.empty()) {
             return std::string(name);
         }
-        if (!entry->numberedPrefix.empty() && usage != 0) {
+        if (isNumbered(page, usage)) {
             return std::string(entry->numberedPrefix) + " " + std::to_string(usage);
         }
     }
@@ -50,13 +57,17 @@ std::string usageName(std::uint32_t page, std::uint32_t usage)
 
 std::string usageText(std::uint32_t page, std::uint32_t usage)
 {
-    return usagePageName(page) + ": " + usageName(page, usage);
+    const std::string name = usageName(page, usage);
+    return isNumbered(page, usage) ? name : usagePageName(page) + ": " + name;
 }
 
 std::string usageRangeText(std::uint32_t page, std::uint32_t first, std::uint32_t last)
 {
     const std::string text = usageText(page, first);
-    return first == last ? text : text + " .. " + usageName(page, last);
+    if (first == last) {
+        return text;
+    }
+    return text + " .. " + (isNumbered(page, last) ? std::to_string(last) : usageName(page, last));
 }
 
 } // namespace qrxhid

@@ -14,10 +14,10 @@ std::string usagePageName(std::uint32_t page);
 /// "Wheel", "Button 3"; "0x0123" for a usage without a name.
 std::string usageName(std::uint32_t page, std::uint32_t usage);
 
-/// Page and usage in one: "Generic Desktop: Wheel".
+/// Page and usage in one: "Generic Desktop: Wheel"; "Button 3" where the page only numbers its usages.
 std::string usageText(std::uint32_t page, std::uint32_t usage);
 
-/// Usages of one page: "Keyboard: Left Control .. Right GUI"; as usageText where both are the same.
+/// Usages of one page: "Keyboard: Left Control .. Right GUI", "Button 1 .. 3"; as usageText where both are the same.
 std::string usageRangeText(std::uint32_t page, std::uint32_t first, std::uint32_t last);
 
 } // namespace qrxhid

@@ -1,0 +1,217 @@
+#include "QrxReportDecoder.h"
+
+#include "QrxDeviceTree.h"
+#include "QrxHIDReport.h"
+#include "QrxVirtualDevice.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+constexpr unsigned int kInput = 0;
+constexpr unsigned int kOutput = 1;
+constexpr unsigned int kFeature = 2;
+
+/// A device with these descriptors on interfaces 0, 1, ..., as the tree shows it.
+class Decoding : public testing::Test {
+protected:
+    void plug(const std::vector<Bytes>& descriptors)
+    {
+        QrxVirtualDevice::setRealDevicesEnabled(false);
+        std::vector<QrxVirtualInterface> interfaces;
+        for (const Bytes& descriptor : descriptors) {
+            interfaces.push_back({static_cast<int>(interfaces.size()), descriptor, "", 0, 0});
+        }
+        QrxVirtualIdentity identity;
+        identity.vendorID = 0x1209;
+        identity.productID = 0x0009;
+        _plugged.emplace_back(identity, interfaces);
+        _plugged.back().plug();
+        _tree = QrxDeviceTree::NewInstance();
+        _tree->setDelegate(&_quiet);
+        _tree->populate(0x1209, 0x0009);
+        ASSERT_EQ(1U, _tree->getHIDDeviceCount());
+        device = _tree->getDeviceAtIndex(0);
+    }
+
+    /// "page/usage=value @first bit+width", a "*" for what an array shows; one line a value.
+    std::string decode(const Bytes& bytes, unsigned int type = kInput, int interfaceNumber = 0) const
+    {
+        std::ostringstream text;
+        for (const QrxDecodedValue& value :
+             QrxDecodeReport(*device, type, bytes.data(), bytes.size(), interfaceNumber)) {
+            text << std::hex << value.usagePage << "/" << value.usage << std::dec << "=" << value.value << " @"
+                 << value.bitOffset << "+" << value.sizeBits << (value.isArraySelection ? "*" : "") << "\n";
+        }
+        return text.str();
+    }
+
+    mis::swizzler<QrxHIDDevice> device;
+
+private:
+    struct Quiet : QrxDeviceTreeDelegateInterface {
+        void deviceAdded(mis::swizzler<QrxHIDDevice>) override {}
+    };
+
+    Quiet _quiet;
+    std::vector<QrxVirtualDevice> _plugged;
+    mis::swizzler<QrxDeviceTree> _tree;
+};
+
+const Bytes kMouse = {0x05, 0x01, 0x09, 0x02, 0xA1, 0x01, 0x05, 0x09, 0x19, 0x01, 0x29, 0x03, 0x15, 0x00, 0x25, 0x01,
+                      0x95, 0x03, 0x75, 0x01, 0x81, 0x02, 0x95, 0x01, 0x75, 0x05, 0x81, 0x01, 0x05, 0x01, 0x09, 0x30,
+                      0x09, 0x31, 0x09, 0x38, 0x15, 0x81, 0x25, 0x7F, 0x75, 0x08, 0x95, 0x03, 0x81, 0x06, 0xC0};
+
+const Bytes kKeyboard = {0x05, 0x01, 0x09, 0x06, 0xA1, 0x01, 0x05, 0x07, 0x19, 0xE0, 0x29, 0xE1, 0x15, 0x00, 0x25,
+                         0x01, 0x75, 0x01, 0x95, 0x02, 0x81, 0x02, 0x95, 0x06, 0x81, 0x01, 0x95, 0x05, 0x05, 0x08,
+                         0x19, 0x01, 0x29, 0x05, 0x91, 0x02, 0x95, 0x03, 0x91, 0x01, 0x95, 0x03, 0x75, 0x08, 0x15,
+                         0x00, 0x25, 0x65, 0x05, 0x07, 0x19, 0x00, 0x29, 0x65, 0x81, 0x00, 0xC0};
+
+// One vendor collection around `items`.
+Bytes vendor(const Bytes& items)
+{
+    Bytes descriptor = {0x06, 0x00, 0xFF, 0x09, 0x01, 0xA1, 0x01};
+    descriptor.insert(descriptor.end(), items.begin(), items.end());
+    descriptor.push_back(0xC0);
+    return descriptor;
+}
+
+} // namespace
+
+TEST_F(Decoding, ValuesComeInTheOrderOfTheReportWithTheirSign)
+{
+    plug({kMouse});
+    EXPECT_EQ("9/1=1 @0+1\n9/2=0 @1+1\n9/3=1 @2+1\n1/30=5 @8+8\n1/31=-5 @16+8\n1/38=-127 @24+8\n",
+              decode({0x05, 0x05, 0xFB, 0x81}));
+}
+
+TEST_F(Decoding, ValuesBeyondTheReportsEndAreLeftOut)
+{
+    plug({kMouse});
+    EXPECT_EQ("9/1=0 @0+1\n9/2=0 @1+1\n9/3=0 @2+1\n1/30=5 @8+8\n", decode({0x00, 0x05}));
+    EXPECT_EQ("", decode({}));
+}
+
+TEST_F(Decoding, BytesBeyondTheDeclaredReportChangeNothing)
+{
+    plug({kMouse});
+    EXPECT_EQ(decode({0x05, 0x05, 0xFB, 0x81}), decode({0x05, 0x05, 0xFB, 0x81, 0xDE, 0xAD}));
+}
+
+TEST_F(Decoding, AnArrayShowsEachUsageOnceAndNeverUsageZero)
+{
+    plug({kKeyboard});
+    EXPECT_EQ("7/e0=0 @0+1\n7/e1=1 @1+1\n7/b=1 @8+8*\n7/4=1 @24+8*\n", decode({0x02, 0x0B, 0x00, 0x04}));
+    EXPECT_EQ("7/e0=0 @0+1\n7/e1=0 @1+1\n7/1=1 @8+8*\n", decode({0x00, 0x01, 0x01, 0x01}));
+}
+
+TEST_F(Decoding, AnArrayEntryOutOfItsUsagesIsNothing)
+{
+    plug({kKeyboard});
+    EXPECT_EQ("7/e0=0 @0+1\n7/e1=0 @1+1\n7/65=1 @8+8*\n", decode({0x00, 0x65, 0x66, 0xFF}));
+}
+
+TEST_F(Decoding, AnArraysEntriesCountFromItsLogicalMinimum)
+{
+    // Usages 0x10, 0x20, 0x21; one place of 8 bits, entries 5 to 7.
+    plug({vendor({0x15, 0x05, 0x25, 0x07, 0x75, 0x08, 0x95, 0x01, 0x09, 0x10, 0x19, 0x20, 0x29, 0x21, 0x81, 0x00})});
+    EXPECT_EQ("", decode({0x04}));
+    EXPECT_EQ("ff00/10=1 @0+8*\n", decode({0x05}));
+    EXPECT_EQ("ff00/21=1 @0+8*\n", decode({0x07}));
+    EXPECT_EQ("", decode({0x08}));
+}
+
+TEST_F(Decoding, AnArrayOfMorePlacesThanAreListedIsReadWhole)
+{
+    plug({vendor({0x15, 0x00, 0x25, 0x03, 0x75, 0x08, 0x95, 0x28, 0x19, 0x00, 0x29, 0x03, 0x81, 0x00})});
+    Bytes report(40, 0);
+    report[39] = 3;
+    EXPECT_EQ("ff00/3=1 @312+8*\n", decode(report));
+}
+
+TEST_F(Decoding, AUsageThatCountsSeveralValuesHasEachOnce)
+{
+    plug({vendor({0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08, 0x95, 0x03, 0x09, 0x20, 0x81, 0x02, 0x95, 0x01, 0x09, 0x20,
+                  0x81, 0x02})});
+    EXPECT_EQ("ff00/20=1 @0+8\nff00/20=2 @8+8\nff00/20=255 @16+8\nff00/20=4 @24+8\n", decode({1, 2, 255, 4}));
+}
+
+TEST_F(Decoding, AUsageThatCountsMoreThanAreListedIsReadWhole)
+{
+    plug({vendor({0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08, 0x95, 0x28, 0x09, 0x20, 0x81, 0x02, 0x95, 0x01, 0x09, 0x21,
+                  0x81, 0x02})});
+    Bytes report(41, 0);
+    report[39] = 7;
+    report[40] = 9;
+    const std::string text = decode(report);
+    EXPECT_EQ(41, std::count(text.begin(), text.end(), '\n'));
+    EXPECT_NE(std::string::npos, text.find("ff00/20=7 @312+8\nff00/21=9 @320+8\n")) << text;
+}
+
+TEST_F(Decoding, ValuesMayStandAtAnyBit)
+{
+    // 3 bits, 12 bits signed, 17 bits.
+    plug({vendor({0x15, 0x00, 0x25, 0x07, 0x75, 0x03, 0x95, 0x01, 0x09, 0x20, 0x81, 0x02, 0x16,
+                  0x00, 0xF8, 0x26, 0xFF, 0x07, 0x75, 0x0C, 0x09, 0x21, 0x81, 0x02, 0x15, 0x00,
+                  0x27, 0xFF, 0xFF, 0x01, 0x00, 0x75, 0x11, 0x09, 0x22, 0x81, 0x02})});
+    EXPECT_EQ("ff00/20=5 @0+3\nff00/21=-2 @3+12\nff00/22=65537 @15+17\n", decode({0xF5, 0xFF, 0x00, 0x80}));
+}
+
+TEST_F(Decoding, AMaximumOfAllBitsIsUnsigned)
+{
+    plug({vendor({0x15, 0x00, 0x27, 0xFF, 0xFF, 0xFF, 0xFF, 0x75, 0x20, 0x95, 0x01, 0x09, 0x20, 0x81, 0x02})});
+    EXPECT_EQ("ff00/20=4294967295 @0+32\n", decode({0xFF, 0xFF, 0xFF, 0xFF}));
+}
+
+TEST_F(Decoding, ConstantFieldsAreLeftOutEvenWithAUsage)
+{
+    plug({vendor(
+        {0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08, 0x95, 0x01, 0x09, 0x20, 0x81, 0x03, 0x09, 0x21, 0x81, 0x02})});
+    EXPECT_EQ("ff00/21=2 @8+8\n", decode({1, 2}));
+}
+
+TEST_F(Decoding, TheFirstByteOfANumberedReportSaysWhichOneItIs)
+{
+    plug({vendor({0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08, 0x95, 0x01, 0x85, 0x01,
+                  0x09, 0x20, 0x81, 0x02, 0x85, 0x02, 0x09, 0x21, 0x81, 0x02})});
+    EXPECT_EQ("ff00/20=7 @8+8\n", decode({1, 7}));
+    EXPECT_EQ("ff00/21=7 @8+8\n", decode({2, 7}));
+    EXPECT_EQ("", decode({3, 7}));
+    EXPECT_EQ("", decode({1}));
+}
+
+TEST_F(Decoding, OneNumberMayMeanAReportOfEachKind)
+{
+    plug({vendor({0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08, 0x95, 0x01, 0x85, 0x01, 0x09, 0x20,
+                  0x81, 0x02, 0x09, 0x21, 0x91, 0x02, 0x95, 0x02, 0x09, 0x22, 0xB1, 0x02})});
+    EXPECT_EQ("ff00/20=5 @8+8\n", decode({1, 5, 6}, kInput));
+    EXPECT_EQ("ff00/21=5 @8+8\n", decode({1, 5, 6}, kOutput));
+    EXPECT_EQ("ff00/22=5 @8+8\nff00/22=6 @16+8\n", decode({1, 5, 6}, kFeature));
+    EXPECT_EQ("", decode({1, 5, 6}, 3)) << "there is no fourth kind";
+}
+
+TEST_F(Decoding, EachInterfaceHasItsOwnReports)
+{
+    plug({kKeyboard, kMouse});
+    EXPECT_EQ("8/1=0 @0+1\n8/2=1 @1+1\n8/3=0 @2+1\n8/4=0 @3+1\n8/5=0 @4+1\n", decode({0x02}, kOutput, 0));
+    EXPECT_EQ("9/1=0 @0+1\n9/2=1 @1+1\n9/3=0 @2+1\n", decode({0x02}, kInput, 1));
+    EXPECT_EQ("", decode({0x02}, kOutput, 1));
+    EXPECT_EQ("", decode({0x02}, kInput, 2)) << "there is no third interface";
+}
+
+TEST_F(Decoding, AValueKeepsItsFieldWhenTheDeviceHasGone)
+{
+    plug({kMouse});
+    const Bytes report = {0x00, 0x05, 0x00, 0x00};
+    const std::vector<QrxDecodedValue> values = QrxDecodeReport(*device, kInput, report.data(), report.size(), 0);
+    device = nullptr;
+    ASSERT_EQ(6U, values.size());
+    EXPECT_EQ(0x30U, values[3].capability->getUsage());
+    EXPECT_EQ(8, QrxFieldBitOffset(*values[3].capability));
+}
