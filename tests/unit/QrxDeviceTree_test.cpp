@@ -3,8 +3,10 @@
 #include "ModelDoubles.h"
 #include "QrxDeviceTreeImpl.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <iostream>
 #include <stdexcept>
 
@@ -67,10 +69,41 @@ private:
     Events& _events;
 };
 
+/// Records its count after every retain and release, until it ends.
+class CountedDevice : public FakeDevice {
+public:
+    explicit CountedDevice(std::vector<unsigned int>& counts) : _counts(counts) {}
+    void retain() const override
+    {
+        FakeDevice::retain();
+        _counts.push_back(getReferenceCount());
+    }
+    bool release() override
+    {
+        _counts.push_back(getReferenceCount() - 1);
+        return FakeDevice::release();
+    }
+
+private:
+    std::vector<unsigned int>& _counts;
+};
+
+/// Lists what a backend must never list.
+class TreeWithEmptyEntry : public FakeTree {
+public:
+    TreeWithEmptyEntry() { _devices.push_back(DevicePtr()); }
+};
+
+std::string emptyHandleLine(unsigned int line)
+{
+    return "IntLibs/QrxHidMgr/Headers/swizzler:" + std::to_string(line) + ": failed assertion `_pointer != NULL'\n";
+}
+
 } // namespace
 
 class QrxDeviceTreeTest : public testing::Test {
 protected:
+    std::vector<unsigned int> counts; // outlives the tree, whose devices may write to it at their end
     TreePtr tree{new FakeTree};
     ScriptedTreeDelegate delegate;
     CapturedStream out{std::cout};
@@ -369,4 +402,69 @@ TEST(QrxDeviceTreeOnce, ATreeThatNobodyHoldsSurvivesAnAddition)
     tree._addDevice(device);
     EXPECT_EQ(tree.getHIDDeviceCount(), 1U);
     EXPECT_EQ(tree.getReferenceCount(), 0U);
+}
+
+TEST_F(QrxDeviceTreeTest, AnAdditionTakesOneReferenceForTheListAndOneForEachCall)
+{
+    tree->setDelegate(&delegate);
+    DevicePtr const device(new CountedDevice(counts));
+    DevicePtr const other = added(1);
+    counts.clear();
+    tree->_addDevice(device);
+    // The call, the list, the notification, the delegate; then all but the list go again.
+    EXPECT_EQ(counts, (std::vector<unsigned int>{2, 3, 4, 5, 4, 3, 2}));
+    counts.clear();
+    tree->_removeDevice(device);
+    // The call; the list lets go; the notification; then both calls go.
+    EXPECT_EQ(counts, (std::vector<unsigned int>{3, 2, 3, 2, 1}));
+    counts.clear();
+    device->_handleReport(std::valarray<uint8_t>(), 0);
+    EXPECT_EQ(counts, std::vector<unsigned int>()) << "without a device delegate nobody is told who it was";
+    device->_forgetParent(nullptr);
+}
+
+TEST_F(QrxDeviceTreeTest, ErasingADeviceMovesTheOthersWithoutTouchingTheirCounts)
+{
+    DevicePtr const first = added(1);
+    DevicePtr const second(new CountedDevice(counts));
+    tree->_addDevice(second);
+    counts.clear();
+    tree->_removeDevice(first);
+    EXPECT_EQ(counts, std::vector<unsigned int>());
+    EXPECT_TRUE(tree->getDeviceAtIndex(0) == second);
+}
+
+TEST(QrxDeviceTreeOnce, OnePairGoesThroughTheOverrideOfTheList)
+{
+    Events events;
+    _QrxDeviceTreeImpl::sm_OnPopulate = [&](_QrxDeviceTreeImpl&) { events.push_back("populate"); };
+    _QrxDeviceTreeImpl::sm_OnObserve = [&](_QrxDeviceTreeImpl&) { events.push_back("observe"); };
+    TreePtr const tree = QrxDeviceTree::NewInstance();
+    tree->populate(1, 2);
+    tree->observe(3, 4);
+    _QrxDeviceTreeImpl::sm_OnPopulate = nullptr;
+    _QrxDeviceTreeImpl::sm_OnObserve = nullptr;
+    EXPECT_EQ(events, (Events{"populate", "observe"}));
+}
+
+TEST(QrxDeviceTreeDeathTest, ComparingWithAnEmptyEntryEndsTheProcess)
+{
+    EXPECT_EXIT(
+        {
+            TreePtr const tree(new TreeWithEmptyEntry);
+            tree->_addDevice(new FakeDevice(1));
+        },
+        testing::KilledBySignal(SIGABRT), testing::Eq(emptyHandleLine(269)));
+    EXPECT_EXIT(
+        {
+            TreePtr const tree(new TreeWithEmptyEntry);
+            tree->_removeDevice(new FakeDevice(1));
+        },
+        testing::KilledBySignal(SIGABRT), testing::Eq(emptyHandleLine(269)));
+}
+
+TEST(QrxDeviceTreeDeathTest, EndingATreeWithAnEmptyEntryEndsTheProcess)
+{
+    EXPECT_EXIT({ TreePtr const tree(new TreeWithEmptyEntry); }, testing::KilledBySignal(SIGABRT),
+                testing::Eq(emptyHandleLine(249)));
 }

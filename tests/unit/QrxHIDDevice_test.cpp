@@ -2,8 +2,10 @@
 
 #include "ModelDoubles.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <iostream>
 #include <stdexcept>
 
@@ -426,4 +428,19 @@ TEST_F(QrxHIDDeviceTest, OperationsThatABackendSuppliesReportThemselvesInTheBase
               "virtual QrxHIDElementPtr QrxHIDDevice::getElementAtIndex(unsigned int) const is abstract\n"
               "virtual void QrxHIDDevice::setReport(unsigned int, unsigned int, std::valarray<uint8_t>, int) "
               "is abstract\n");
+}
+
+TEST(QrxHIDDeviceDeathTest, LookingPastAnEmptyReportHandleEndsTheProcess)
+{
+    class DeviceWithEmptyEntry : public FakeDevice {
+    public:
+        DeviceWithEmptyEntry() { _reports.push_back(mis::swizzler<QrxHIDReport>()); }
+    };
+    EXPECT_EXIT(
+        {
+            DevicePtr const gappy(new DeviceWithEmptyEntry);
+            gappy->getReport(0, 0);
+        },
+        testing::KilledBySignal(SIGABRT),
+        testing::Eq("IntLibs/QrxHidMgr/Headers/swizzler:249: failed assertion `_pointer != NULL'\n"));
 }

