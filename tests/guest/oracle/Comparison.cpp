@@ -125,7 +125,7 @@ void compareUsages(FieldComparison& comparison, const hid::Field& ours, const Ke
     const std::vector<std::uint32_t> usages = usagesOf(ours);
     comparison.number("number of usages", usages.size(), theirs.usages.size());
     for (std::size_t index = 0; index < std::min(usages.size(), theirs.usages.size()); ++index) {
-        const std::string& name = names.of(usages[index]);
+        const std::string name = names.of(usages[index]);
         if (name == theirs.usages[index])
             continue;
         comparison.text(("usage " + std::to_string(index)).c_str(), name, theirs.usages[index]);

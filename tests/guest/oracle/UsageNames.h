@@ -15,13 +15,17 @@ class UsageNames {
 public:
     explicit UsageNames(KernelParser& kernel) : _kernel(kernel) {}
 
-    /// The kernel's name of a usage (page in the high half). Asks for a part of the page at a time.
-    const std::string& of(std::uint32_t usage);
+    /// The kernel's name of a usage (page in the high half).
+    std::string of(std::uint32_t usage);
 
 private:
-    void askFor(std::uint32_t first);
+    bool isNamed(std::uint16_t page);
+    std::vector<std::string> ask(std::uint32_t first, std::uint32_t count);
 
     KernelParser& _kernel;
+    /// Whether the kernel has names for a page.
+    std::map<std::uint16_t, bool> _pages;
+    /// Names of pages that have some, a part of a page at a time.
     std::map<std::uint32_t, std::vector<std::string>> _blocks;
 };
 

@@ -66,7 +66,7 @@ std::optional<std::string> readAttribute(const std::string& path)
 
 int writeFile(const std::string& path, const std::string& text)
 {
-    const int fd = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+    const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
     if (fd < 0)
         return errno;
     const ssize_t written = ::write(fd, text.data(), text.size());
@@ -128,17 +128,25 @@ bool waitUntilGone(std::uint16_t vendor, std::uint16_t product)
     return waitUntil([&] { return findUsbDevices(vendor, product).empty(); });
 }
 
-void loadModule(const std::string& module, const std::string& parameter)
+void runProgram(std::vector<std::string> words)
 {
-    std::string program = "modprobe";
-    std::string name = module;
-    std::string setting = parameter;
-    std::array<char*, 4> arguments{program.data(), name.data(), setting.empty() ? nullptr : setting.data(), nullptr};
+    std::vector<char*> arguments;
+    for (std::string& word : words)
+        arguments.push_back(word.data());
+    arguments.push_back(nullptr);
     pid_t child = 0;
     int status = 0;
-    if (::posix_spawnp(&child, "modprobe", nullptr, nullptr, arguments.data(), environ) != 0 ||
+    if (::posix_spawnp(&child, arguments.front(), nullptr, nullptr, arguments.data(), environ) != 0 ||
         ::waitpid(child, &status, 0) != child || status != 0)
-        throw std::runtime_error("modprobe " + module + " failed");
+        throw std::runtime_error(words.front() + " failed");
+}
+
+void loadModule(const std::string& module, const std::string& parameter)
+{
+    std::vector<std::string> words{"modprobe", module};
+    if (!parameter.empty())
+        words.push_back(parameter);
+    runProgram(words);
 }
 
 std::string hex(const Bytes& bytes)

@@ -17,7 +17,7 @@ std::optional<std::string> readFile(const std::string& path);
 /// The contents without one final newline, as attributes of sysfs are written; none if there is no such file.
 std::optional<std::string> readAttribute(const std::string& path);
 
-/// Writes in one call, as sysfs wants it. Returns 0 or the errno value.
+/// Writes in one call, as sysfs wants it; an ordinary file is made or replaced. Returns 0 or the errno value.
 int writeFile(const std::string& path, const std::string& text);
 
 /// Names in a folder, sorted; empty if there is none.
@@ -34,6 +34,10 @@ std::vector<std::string> waitForHidrawNodes(std::uint16_t vendor, std::uint16_t 
 
 /// Waits until there is no USB device with these ids. Returns false if that did not happen.
 bool waitUntilGone(std::uint16_t vendor, std::uint16_t product);
+
+/// Runs a program of the guest, found by name, and waits for its end. Throws std::runtime_error if that is not status
+/// 0.
+void runProgram(std::vector<std::string> words);
 
 /// Loads a kernel module with modprobe. Throws std::runtime_error if that fails.
 void loadModule(const std::string& module, const std::string& parameter = {});
