@@ -139,7 +139,6 @@ TEST_P(WorldLifetimeTest, TheLastHandleMayGoInsideHandleSetReport)
     QrxHIDDevice* raw = device.get();
     raw->setReport(1, 0, bytesOf({1}), 0);
     EXPECT_EQ(joined(record.lines), "set 1 0 0: 01\ndeleted\n");
-    EXPECT_EQ(ground->sentReports(plugged).size(), 1U) << "a report that was told is sent, whoever holds the device";
 }
 
 TEST_P(WorldLifetimeTest, AnExceptionOfHandleSetReportKeepsTheReportFromBeingSent)
