@@ -11,7 +11,7 @@ import sys
 
 LIBRARY = "IntLibs/QrxHidMgr"
 
-STANDARD = set("""algorithm array atomic bit cerrno charconv chrono cmath compare concepts condition_variable csignal
+STANDARD = set("""algorithm array atomic bit cctype cerrno charconv chrono cmath compare concepts condition_variable csignal
 cstddef cstdint cstdio cstdlib cstring ctime deque exception filesystem fstream functional initializer_list iomanip ios
 iosfwd iostream istream iterator limits list locale map memory mutex new numeric optional ostream queue random ranges
 set span sstream stdexcept streambuf string string_view system_error thread tuple type_traits typeinfo unordered_map
