@@ -10,7 +10,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <optional>
 #include <span>
 #include <vector>
@@ -29,8 +28,9 @@ enum class ElementType : std::uint32_t {
 /// Usage of array heads and their slots.
 constexpr std::uint32_t kNoUsage = 0xFFFFFFFF;
 
-/// Place of a variable field's usage beyond the field's count: it has none, its value reads as 0.
-constexpr std::size_t kNoBitOffset = std::numeric_limits<std::size_t>::max();
+/// Place of a variable field's usage beyond the field's count: it has none, its value reads as 0. Behind the end of any
+/// report, -1 in a signed 32-bit property, and a size_t may step on from it without wrapping round.
+constexpr std::size_t kNoBitOffset = 0xFFFFFFFF;
 
 /// A duplicate whose head counts more than this is numbered but not published.
 constexpr std::uint32_t kMaximumPublishedDuplicates = 32;
