@@ -129,13 +129,7 @@ void IONotificationPortDestroy(IONotificationPortRef port)
     if (!found) {
         return;
     }
-    // Out of every run loop, which may be all that held it: the port's reference may be gone already.
-    if (CFRunLoopSourceRef source = found->source()) {
-        CFRunLoopSourceInvalidate(source);
-    }
-    if (CFRunLoopSourceRef source = found->source()) {
-        CFRelease(source);
-    }
+    found->dropSource();
     registry.destroyPort(found);
 }
 

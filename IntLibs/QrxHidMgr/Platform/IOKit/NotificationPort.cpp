@@ -68,6 +68,21 @@ void IONotificationPort::makeSource()
     link.release();
 }
 
+void IONotificationPort::dropSource()
+{
+    if (_source == nullptr) {
+        return;
+    }
+    // Within its own callback the run loop keeps the source alive, so that its life does not tell whether the port's
+    // reference is still there; a user who has invalidated it there has also released it.
+    const bool isReleased = _performs > 0 && !CFRunLoopSourceIsValid(_source);
+    // Out of every run loop, which may be all that held it.
+    CFRunLoopSourceInvalidate(_source);
+    if (_source != nullptr && !isReleased) {
+        CFRelease(_source);
+    }
+}
+
 void IONotificationPort::add(std::shared_ptr<Notification> notification)
 {
     _notifications.push_back(std::move(notification));
@@ -80,6 +95,12 @@ void IONotificationPort::remove(const Notification& notification)
     if (place != _notifications.end()) {
         _notifications.erase(place);
     }
+}
+
+bool IONotificationPort::reachesHid() const
+{
+    return std::any_of(_notifications.begin(), _notifications.end(),
+                       [](const auto& notification) { return notification->matching.reachesHid(); });
 }
 
 void IONotificationPort::arrive(const RegistryEntry::List& entries, std::uint64_t sequence)
@@ -186,14 +207,18 @@ void IONotificationPort::perform()
     }
     /// However this ends, by an exception of a callback too: what is still due brings the run loop back.
     struct Resumption {
-        IONotificationPort& port;
+        explicit Resumption(IONotificationPort& performing) : port(performing) { ++port._performs; }
+        Resumption(const Resumption&) = delete;
+        Resumption& operator=(const Resumption&) = delete;
         ~Resumption()
         {
             const std::lock_guard guard(registryLock());
+            --port._performs;
             port.wakeIfDue();
         }
+        IONotificationPort& port;
     };
-    const Resumption resumption{*this};
+    const Resumption resumption(*this);
     // In a callback anything may happen: the iterators, the source and the port may be given up.
     while (source && CFRunLoopSourceIsValid(source.get()) && callBackFirstDue(upTo)) {
     }

@@ -33,9 +33,13 @@ public:
     void makeSource();
     /// Null when the source has ended or could not be made.
     CFRunLoopSourceRef source() const { return _source; }
+    /// Ends the source, if its user has not done so. Without the lock, on the user's thread.
+    void dropSource();
 
     bool isClosed() const { return _isClosed; }
     bool isObserving() const { return !_isClosed && !_notifications.empty(); }
+    /// Some notification looks below the USB interfaces.
+    bool reachesHid() const;
     /// Not under the lock: the set has its own order of use, see ProviderSet.
     qrx::iokit::EpollSet& set() { return _set; }
 
@@ -75,5 +79,7 @@ private:
     /// A weak link: the one reference may be released by the user, who only borrowed it. Cleared when the source ends.
     CFRunLoopSourceRef _source = nullptr;
     bool _isClosed = false;
+    /// Calls of perform in progress, on the user's thread.
+    int _performs = 0;
     std::vector<std::shared_ptr<Notification>> _notifications;
 };

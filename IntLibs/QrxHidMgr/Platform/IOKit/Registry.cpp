@@ -30,7 +30,7 @@ platform::DeviceKey Registry::publish(platform::DeviceFacts device)
     const platform::DeviceKey key = ++_lastKey;
     _devices.emplace(key, entry);
     RegistryEntry::List entries;
-    entry->collect(entries, _reachesHid);
+    entry->collect(entries, reachesHid());
     for (const auto& port : _ports) {
         port->arrive(entries, _sequence);
     }
@@ -52,7 +52,7 @@ void Registry::terminate(platform::DeviceKey device)
     _devices.erase(place);
     entry->record().isActive = false;
     entry->record().endSequence = ++_sequence;
-    entry->collect(entries, _reachesHid);
+    entry->collect(entries, reachesHid());
     for (const auto& port : _ports) {
         for (const auto& ended : entries) {
             port->end(ended, _sequence, _handles.isHeld(*ended), withdrawn);
@@ -158,9 +158,19 @@ std::shared_ptr<IONotificationPort> Registry::createPort()
 std::shared_ptr<IONotificationPort> Registry::findPort(IONotificationPortRef port)
 {
     const std::lock_guard guard(registryLock());
-    const auto isIt = [port](const auto& other) { return other.get() == port; };
-    const auto place = std::find_if(_ports.begin(), _ports.end(), isIt);
-    return place == _ports.end() ? nullptr : *place;
+    for (const auto* ports : {&_ports, &_closedPorts}) {
+        const auto isIt = [port](const auto& other) { return other.get() == port; };
+        const auto place = std::find_if(ports->begin(), ports->end(), isIt);
+        if (place != ports->end()) {
+            return *place;
+        }
+    }
+    return nullptr;
+}
+
+bool Registry::reachesHid() const
+{
+    return std::any_of(_ports.begin(), _ports.end(), [](const auto& port) { return port->reachesHid(); });
 }
 
 void Registry::updateWatcher(IONotificationPort& port)
@@ -181,13 +191,19 @@ void Registry::closePort(IONotificationPort& port)
     updateWatcher(port);
     const std::lock_guard guard(registryLock());
     port.closeDescriptors();
+    const auto isIt = [&port](const auto& other) { return other.get() == &port; };
+    const auto place = std::find_if(_ports.begin(), _ports.end(), isIt);
+    if (place != _ports.end()) {
+        _closedPorts.push_back(std::move(*place));
+        _ports.erase(place);
+    }
 }
 
 void Registry::destroyPort(const std::shared_ptr<IONotificationPort>& port)
 {
     closePort(*port);
     const std::lock_guard guard(registryLock());
-    std::erase(_ports, port);
+    std::erase(_closedPorts, port);
 }
 
 io_iterator_t Registry::observe(const std::shared_ptr<Notification>& notification)
@@ -200,7 +216,6 @@ io_iterator_t Registry::observe(const std::shared_ptr<Notification>& notificatio
             return _handles.handOut(notification);
         }
         port->add(notification);
-        _reachesHid = _reachesHid || notification->matching.reachesHid();
         if (notification->kind == Notification::Kind::arrival) {
             listPresent(*notification);
         } else {

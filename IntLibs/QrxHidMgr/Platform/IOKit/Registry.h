@@ -80,6 +80,8 @@ private:
     void updateWatcher(IONotificationPort& port);
     void listPresent(Notification& notification);
     void listEnded(Notification& notification);
+    /// Some notification looks below the USB interfaces.
+    bool reachesHid() const;
 
     ProviderSet _providers;
     HandleTable _handles;
@@ -87,10 +89,10 @@ private:
     std::map<platform::DeviceKey, std::shared_ptr<UsbDeviceEntry>> _devices;
     platform::DeviceKey _lastKey = 0;
     std::uint64_t _sequence = 0;
-    /// Ports whose user does not destroy them stay here for good: some hundred bytes each, and no leak.
     std::vector<std::shared_ptr<IONotificationPort>> _ports;
-    /// Some notification looks below the USB interfaces.
-    bool _reachesHid = false;
+    /// Ports whose source has ended and whose user does not destroy them: they stay here for good, some hundred bytes
+    /// each, within reach, so that they are no leak.
+    std::vector<std::shared_ptr<IONotificationPort>> _closedPorts;
 };
 
 } // namespace qrx::iokit

@@ -1,0 +1,140 @@
+#include "Observer.h"
+
+#include <stdexcept>
+
+using NotificationPortTest = IOKitTest;
+
+TEST_F(NotificationPortTest, TheSourceIsMadeOnceAndBorrowed)
+{
+    IONotificationPortRef port = IONotificationPortCreate(kIOMasterPortDefault);
+    CFRunLoopSourceRef source = IONotificationPortGetRunLoopSource(port);
+    EXPECT_EQ(source, IONotificationPortGetRunLoopSource(port));
+    EXPECT_EQ(1, CFGetRetainCount(source));
+    IONotificationPortDestroy(port);
+}
+
+TEST_F(NotificationPortTest, APortMayBeDestroyedWithItsSourceStillInTheRunLoop)
+{
+    IONotificationPortRef port = IONotificationPortCreate(kIOMasterPortDefault);
+    CFRunLoopSourceRef source = IONotificationPortGetRunLoopSource(port);
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
+    IONotificationPortDestroy(port);
+    IONotificationPortDestroy(port); // unknown by now
+    EXPECT_EQ(nullptr, IONotificationPortGetRunLoopSource(port));
+    runDue();
+}
+
+TEST_F(NotificationPortTest, APortSurvivesTheSourceThatItsUserReleased)
+{
+    fake::Device mouse = fake::makeMouse();
+    Observer observer;
+    const io_iterator_t iterator = observer.arrivals;
+    IOObjectRetain(iterator);
+    observer.stop();
+    mouse.plug();
+    EXPECT_EQ(IO_OBJECT_NULL, IOIteratorNext(iterator)) << "events for a port without a source are dropped";
+    IOObjectRelease(iterator);
+    EXPECT_EQ(nullptr, IONotificationPortGetRunLoopSource(observer.port));
+    mouse.unplug();
+    IONotificationPortDestroy(observer.port);
+}
+
+TEST_F(NotificationPortTest, ASourceThatOnlyTheRunLoopHoldsStillDelivers)
+{
+    fake::Device mouse = fake::makeMouse();
+    Observer observer;
+    CFRelease(observer.source);
+    mouse.plug();
+    runDue();
+    EXPECT_EQ("|+c077", observer.take());
+    CFRunLoopSourceInvalidate(std::exchange(observer.source, nullptr));
+    mouse.unplug();
+    runDue();
+    EXPECT_EQ("", observer.take());
+    IONotificationPortDestroy(observer.port);
+}
+
+TEST_F(NotificationPortTest, ProvidersWatchWhileAnybodyObserves)
+{
+    {
+        Observer first;
+        EXPECT_EQ("startWatching\nrefresh\nrefresh\n", fake::callLog().take());
+        Observer second;
+        EXPECT_EQ("refresh\nrefresh\n", fake::callLog().take());
+        first.stop();
+        EXPECT_EQ("", fake::callLog().take());
+    }
+    EXPECT_EQ("stopWatching\n", fake::callLog().take());
+}
+
+TEST_F(NotificationPortTest, AProvidersEventsReachEveryPort)
+{
+    fake::Device mouse = fake::makeMouse();
+    Observer first;
+    Observer second;
+    fake::provider().queue([&] { mouse.plug(); });
+    runDue();
+    EXPECT_EQ("|+c077", first.take());
+    EXPECT_EQ("|+c077", second.take());
+    fake::provider().queue([&] { mouse.unplug(); });
+    first.stop();
+    runDue();
+    EXPECT_EQ("", first.take());
+    EXPECT_EQ("|-c077", second.take());
+}
+
+TEST_F(NotificationPortTest, WhatCameBeforeTheWatchingIsNotMissed)
+{
+    fake::Device mouse = fake::makeMouse();
+    fake::provider().queue([&] { mouse.plug(); });
+    Observer observer;
+    EXPECT_EQ("+c077", observer.take());
+    mouse.unplug();
+}
+
+TEST_F(NotificationPortTest, DisabledProvidersDoNotWatch)
+{
+    fake::Device mouse = fake::makeMouse();
+    Observer observer;
+    fake::callLog().take();
+    qrx::platform::setProvidersEnabled(false);
+    EXPECT_EQ("stopWatching\n", fake::callLog().take());
+    fake::provider().queue([&] { mouse.plug(); });
+    runDue();
+    EXPECT_EQ("", observer.take());
+    qrx::platform::setProvidersEnabled(true);
+    EXPECT_EQ("startWatching\nrefresh\n", fake::callLog().take());
+    runDue();
+    EXPECT_EQ("|+c077", observer.take());
+    qrx::platform::setProvidersEnabled(false);
+    Observer without;
+    EXPECT_EQ("+c077", without.take()) << "what is published stays";
+    qrx::platform::setProvidersEnabled(true);
+    mouse.unplug();
+}
+
+TEST_F(NotificationPortTest, APortWithoutWatchingStillSeesDevicesThatPublishThemselves)
+{
+    fake::faults().failCall(1, false); // startWatching
+    Observer observer;
+    fake::faults().failCall(0, false);
+    fake::Device mouse = fake::makeMouse();
+    mouse.plug();
+    runDue();
+    EXPECT_EQ("|+c077", observer.take());
+    mouse.unplug();
+}
+
+TEST_F(NotificationPortTest, AFailedObservationLeavesNothingBehind)
+{
+    IONotificationPortRef port = IONotificationPortCreate(kIOMasterPortDefault);
+    io_iterator_t iterator = 77;
+    fake::faults().failCall(1, true);
+    EXPECT_THROW(IOServiceAddMatchingNotification(
+                     port, kIOFirstMatchNotification, IOServiceMatching("IOUSBDevice"), [](void*, io_iterator_t) {},
+                     nullptr, &iterator),
+                 std::runtime_error);
+    EXPECT_EQ(77u, iterator);
+    fake::faults().failCall(0, false);
+    IONotificationPortDestroy(port);
+}
