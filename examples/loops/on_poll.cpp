@@ -1,0 +1,21 @@
+// The library's devices in a loop of plain poll().
+#include "MouseWatch.h"
+
+#include <QrxRunLoop.h>
+
+#include <poll.h>
+
+int main()
+{
+    bool done = false;
+    MouseWatch watch([&] { done = true; });
+    QrxRunLoop loop = QrxRunLoop::current();
+    while (!done) {
+        pollfd entries[] = {{loop.fileDescriptor(), POLLIN, 0}}; // beside the application's own
+        ::poll(entries, 1, -1);
+        if (entries[0].revents != 0) {
+            loop.runOnce(0);
+        }
+    }
+    return watch.exitStatus();
+}

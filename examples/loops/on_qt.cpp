@@ -1,0 +1,17 @@
+// The library's devices in a Qt event loop.
+#include "MouseWatch.h"
+
+#include <QrxRunLoop.h>
+
+#include <QCoreApplication>
+#include <QSocketNotifier>
+
+int main(int argc, char** argv)
+{
+    QCoreApplication application(argc, argv);
+    MouseWatch watch([&] { application.quit(); });
+    QSocketNotifier notifier(QrxRunLoop::current().fileDescriptor(), QSocketNotifier::Read);
+    QObject::connect(&notifier, &QSocketNotifier::activated, [] { QrxRunLoop::current().runOnce(0); });
+    application.exec();
+    return watch.exitStatus();
+}
