@@ -1,11 +1,13 @@
 #include "QrxReportDecoder.h"
 
 #include "QrxDeviceTree.h"
+#include "QrxDeviceTreeDelegateInterface.h"
 #include "QrxHIDReport.h"
 #include "QrxVirtualDevice.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 #include <string>
 #include <vector>

@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include <algorithm>
+#include <charconv>
 #include <cmath>
 #include <map>
 
@@ -201,8 +202,8 @@ double parseSpeed(const std::string& text)
 std::uint64_t parseCount(const std::string& text)
 {
     std::uint64_t count = 0;
-    if (text.find_first_not_of("0123456789") != std::string::npos || !CLI::detail::lexical_cast(text, count) ||
-        count == 0) {
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), count);
+    if (error != std::errc() || end != text.data() + text.size() || count == 0) {
         throw UsageError("--count " + text + ": not a number from 1 on", "--count 10");
     }
     return count;

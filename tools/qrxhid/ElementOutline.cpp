@@ -87,11 +87,24 @@ void addUsage(std::vector<UsageSpan>& usages, std::uint32_t page, std::uint32_t 
     }
 }
 
-bool isCopyOf(const QrxHIDCapability& element, const QrxHIDCapability& head)
+/// Where the platform tells no places, many copies mean that they are not listed.
+bool isInPlace(const QrxHIDCapability& element, const QrxHIDCapability& head, std::uint32_t index)
+{
+    const std::int64_t headOffset = QrxFieldBitOffset(head);
+    const std::int64_t offset = QrxFieldBitOffset(element);
+    if (headOffset < 0 || offset < 0) {
+        return headOffset == offset && head.getReportCount() <= kMaximumListedCopies;
+    }
+    return offset == headOffset + static_cast<std::int64_t>(index * head.getReportSize());
+}
+
+/// Whether `element` is the copy at `index` of the values that `head` counts.
+bool isCopyOf(const QrxHIDCapability& element, const QrxHIDCapability& head, std::uint32_t index)
 {
     return element.getReportCount() == 1 && element.getUsage() == head.getUsage() &&
            element.getUsagePage() == head.getUsagePage() && element.getType() == head.getType() &&
-           element.getReportID() == head.getReportID() && element.getReportSize() == head.getReportSize();
+           element.getReportID() == head.getReportID() && element.getReportSize() == head.getReportSize() &&
+           isInPlace(element, head, index);
 }
 
 bool isSelectorOf(const QrxHIDCapability& element, const QrxHIDCapability& head)
@@ -120,12 +133,9 @@ private:
 void FieldFolder::passCopies(const QrxHIDCapability& head)
 {
     const std::uint32_t copies = head.getReportCount();
-    if (copies <= 1 || copies > kMaximumListedCopies) {
-        return;
-    }
-    for (std::uint32_t i = 0; i < copies; ++i) {
+    for (std::uint32_t i = 0; copies > 1 && i < copies; ++i) {
         const QrxHIDCapability* element = peek();
-        if (element == nullptr || !isCopyOf(*element, head)) {
+        if (element == nullptr || !isCopyOf(*element, head, i)) {
             return;
         }
         ++_position;

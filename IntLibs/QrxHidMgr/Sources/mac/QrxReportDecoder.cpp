@@ -9,18 +9,17 @@
 // order, while the kinds may alternate):
 //
 //   variable, one value    the element itself
-//   variable, n values     a head that counts n, then n duplicates that count 1 each; with n above 32 the head alone
-//   array of n places      a head without a usage that counts n; if n > 1 its n slots, also without a usage (with n
-//                          above 32 none); then a selector of 1 bit for each usage that the array can show. An entry
+//   variable, n values     a head that counts n, then n duplicates that count 1 each; with a large n the head alone
+//   array of n places      a head without a usage that counts n; if n > 1 its n slots, also without a usage (with a
+//                          large n none); then a selector of 1 bit for each usage that the array can show. An entry
 //                          of the array is the logical minimum plus the position of the selector among these.
 //
-// Heads tell everything, so duplicates and slots are passed over.
+// Heads tell everything, so duplicates and slots are passed over, where they are listed.
 
 namespace {
 
 constexpr uint32_t kNoUsage = 0xFFFFFFFF;
 constexpr uint32_t kConstantFlag = 0x001;
-constexpr uint32_t kMaximumListedDuplicates = 32;
 constexpr size_t kWidestValueBits = 64;
 constexpr size_t kBitsPerByte = 8;
 
@@ -87,22 +86,23 @@ private:
     std::vector<QrxDecodedValue> _values;
 };
 
-bool isCopyOf(const Field& field, const Field& head)
+// Whether `field` is the copy at `index` of the values that `head` counts: also made alike, and in its place.
+bool isCopyOf(const Field& field, const Field& head, size_t index)
 {
     return field.count == 1 && field.usage == head.usage && field.usagePage == head.usagePage &&
-           field.isArray == head.isArray && field.sizeBits == head.sizeBits;
+           field.isArray == head.isArray && field.sizeBits == head.sizeBits && head.bitOffset >= 0 &&
+           field.bitOffset >= 0 && static_cast<size_t>(field.bitOffset) == head.valueOffset(index);
 }
 
-// The position after the duplicates or slots of the head at `position`.
+// The position after the duplicates or slots of the head at `position`, as far as they are listed.
 size_t endOfCopies(const std::vector<Field>& fields, size_t position)
 {
     const Field& head = fields[position];
     size_t end = position + 1;
-    if (head.count <= 1 || head.count > kMaximumListedDuplicates) {
+    if (head.count <= 1) {
         return end;
     }
-    const size_t last = std::min(fields.size(), end + head.count);
-    while (end < last && isCopyOf(fields[end], head)) {
+    for (size_t i = 0; i < head.count && end < fields.size() && isCopyOf(fields[end], head, i); ++i) {
         ++end;
     }
     return end;
