@@ -207,7 +207,7 @@ TEST_F(EnumerationFaults, AnInterruptedCallIsMadeAgain)
         for (int line = 0; line < number; ++line) {
             std::getline(lines, failed);
         }
-        if (!failed.starts_with("access ")) { // which waits for nothing
+        if (!failed.starts_with("access ") && !failed.starts_with("stat ")) { // which waits for nothing
             EXPECT_EQ(sink.devices().size(), 2U) << failed;
         }
     }

@@ -15,6 +15,7 @@ public:
 
     int descriptor() const override { return _source.descriptor(); }
     Next take(DeviceEvent& event) override { return _source.take(event); }
+    bool followsRules() const override { return _source.followsRules; }
 
 private:
     EventSource& _source;

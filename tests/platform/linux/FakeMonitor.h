@@ -25,6 +25,9 @@ public:
     int descriptor() const { return _fd; }
     MonitorFactory factory();
 
+    /// The events are udevd's.
+    bool followsRules = false;
+
 private:
     struct Waiting {
         DeviceMonitor::Next next;

@@ -101,6 +101,11 @@ ssize_t FaultyCalls::readLinkAt(int directory, const char* path, char* buffer, s
     return begin(std::string("readlink ") + path) ? SystemCalls::readLinkAt(directory, path, buffer, size) : -1;
 }
 
+int FaultyCalls::status(const char* path, struct stat& facts)
+{
+    return begin(std::string("stat ") + path) ? SystemCalls::status(path, facts) : -1;
+}
+
 int FaultyCalls::exists(const char* path)
 {
     return begin(std::string("access ") + path) ? SystemCalls::exists(path) : -1;

@@ -32,7 +32,11 @@ public:
     /// Descriptors that were opened by openAt and not closed.
     std::size_t openDescriptors() const { return _open.size(); }
 
-    void advance(std::chrono::milliseconds time) { _now += time; }
+    void advance(std::chrono::milliseconds time)
+    {
+        _now += time;
+        _advanced += time;
+    }
 
     int openAt(int directory, const char* path, int flags) override;
     int close(int fd) override;
@@ -43,10 +47,12 @@ public:
     int control(int fd, unsigned long request, void* argument) override;
     ssize_t listEntries(int directory, void* buffer, std::size_t size) override;
     ssize_t readLinkAt(int directory, const char* path, char* buffer, std::size_t size) override;
+    int status(const char* path, struct stat& facts) override;
     int exists(const char* path) override;
     bool isSysfs(int directory) override;
     int epollWait(int epollFd, epoll_event* events, int count, int timeoutMs) override;
     std::chrono::steady_clock::time_point now() override { return _now; }
+    std::chrono::system_clock::time_point wallTime() override { return std::chrono::system_clock::now() + _advanced; }
 
 private:
     /// Counts the call; false with errno if it is to fail.
@@ -61,6 +67,7 @@ private:
     std::string _trace;
     std::set<int> _open;
     std::chrono::steady_clock::time_point _now{std::chrono::hours(1)};
+    std::chrono::milliseconds _advanced{0};
 };
 
 } // namespace qrx::platform::test

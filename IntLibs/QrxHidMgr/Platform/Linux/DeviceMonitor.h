@@ -39,6 +39,8 @@ public:
     virtual int descriptor() const = 0;
     /// Never blocks.
     virtual Next take(DeviceEvent& event) = 0;
+    /// True if events come after udevd has carried out its rules.
+    virtual bool followsRules() const { return false; }
 };
 
 /// Makes the monitors of one observation; all of them are heard.

@@ -71,8 +71,9 @@ struct DeviceScan::Reading {
     bool isComplete = true;
 };
 
-DeviceScan::DeviceScan(SystemCalls& calls, std::string sysfsRoot, std::string deviceRoot)
-    : _calls(calls), _busPath(std::move(sysfsRoot) + "/bus/usb/devices"), _deviceRoot(std::move(deviceRoot))
+DeviceScan::DeviceScan(SystemCalls& calls, std::string sysfsRoot, std::string deviceRoot, NodeReadiness& nodes)
+    : _calls(calls), _busPath(std::move(sysfsRoot) + "/bus/usb/devices"), _deviceRoot(std::move(deviceRoot)),
+      _nodes(nodes)
 {
 }
 
@@ -112,6 +113,9 @@ bool DeviceScan::list(std::vector<ListedDevice>& devices)
 /// it is the order of the places.
 void DeviceScan::sort(std::vector<ListedDevice>& devices, const SysfsDirectory& bus)
 {
+    if (devices.size() < 2) {
+        return;
+    }
     if (!_isSysfs) {
         _isSysfs = bus.isSysfs();
     }
@@ -201,12 +205,7 @@ DeviceScan::Result DeviceScan::read(const ListedDevice& device, ScannedDevice& s
             reading.isComplete = false;
         }
     }
-    const auto& settings =
-        reading.configuration != nullptr ? reading.configuration->interfaces : std::vector<UsbDescriptors::Interface>{};
-    const bool isOfHID =
-        std::any_of(scanned.outline.begin(), scanned.outline.end(), [](const auto& one) { return one.isOfHID; }) ||
-        std::any_of(settings.begin(), settings.end(), [](const auto& one) { return one.interfaceClass == kHIDClass; });
-    if (!isOfHID) {
+    if (!isOfHID(reading)) {
         return Result::notHID;
     }
     if (reading.configuration != nullptr && device.interfaces.size() < reading.configuration->interfaceCount()) {
@@ -214,6 +213,19 @@ DeviceScan::Result DeviceScan::read(const ListedDevice& device, ScannedDevice& s
     }
     readDeviceFacts(reading);
     return reading.isComplete ? Result::complete : Result::incomplete;
+}
+
+/// Also before its HID interface is there, if the descriptors announce one.
+bool DeviceScan::isOfHID(const Reading& reading)
+{
+    const auto& outline = reading.scanned.outline;
+    if (std::any_of(outline.begin(), outline.end(), [](const InterfaceOutline& one) { return one.isOfHID; })) {
+        return true;
+    }
+    const auto* configuration = reading.configuration;
+    return configuration != nullptr &&
+           std::any_of(configuration->interfaces.begin(), configuration->interfaces.end(),
+                       [](const UsbDescriptors::Interface& one) { return one.interfaceClass == kHIDClass; });
 }
 
 DeviceScan::Result DeviceScan::readUsbFacts(Reading& reading)
@@ -259,12 +271,13 @@ bool DeviceScan::readInterface(Reading& reading, const std::string& name)
         setting.interfaceClass == kHIDClass || reading.directory.linkTarget(name + "/driver") == kHIDDriver;
     bool isWhole = true;
     if (outline.isOfHID) {
-        if (readOutline(reading.directory, outline) != FileResult::done) {
+        const FileResult result = readOutline(reading.directory, outline);
+        if (result == FileResult::gone) {
             return false;
         }
         readHIDFacts(reading, outline, facts);
         facts.countryCode = facts.hid != nullptr ? setting.countryCode : std::nullopt;
-        isWhole = isComplete(reading, outline);
+        isWhole = result == FileResult::done && isComplete(reading, outline);
     }
     readInterfaceName(reading, name, setting.nameIndex, facts);
     reading.scanned.outline.push_back(std::move(outline));
@@ -381,7 +394,7 @@ bool DeviceScan::isComplete(const Reading& reading, const InterfaceOutline& outl
         // Some interfaces of class 3 are served by drivers of their own, which are no matter of HID.
         return reading.directory.linkTarget(outline.name + "/driver") != kHIDDriver;
     }
-    return !outline.node.empty() && _calls.exists((_deviceRoot + "/" + outline.node).c_str()) == 0;
+    return !outline.node.empty() && _nodes.isReady(outline.hidDevice, outline.node);
 }
 
 void DeviceScan::readDeviceFacts(Reading& reading)

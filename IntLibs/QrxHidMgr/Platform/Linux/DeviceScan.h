@@ -1,6 +1,7 @@
 #pragma once
 
 #include "DeviceAccess.h"
+#include "NodeReadiness.h"
 #include "Provider/Provider.h"
 #include "SysfsDirectory.h"
 #include "SystemCalls.h"
@@ -66,8 +67,8 @@ public:
         failed
     };
 
-    /// `sysfsRoot` is "/sys", `deviceRoot` "/dev".
-    DeviceScan(SystemCalls& calls, std::string sysfsRoot, std::string deviceRoot);
+    /// `sysfsRoot` is "/sys", `deviceRoot` "/dev". `nodes` must outlive this.
+    DeviceScan(SystemCalls& calls, std::string sysfsRoot, std::string deviceRoot, NodeReadiness& nodes);
 
     /// All devices of the bus except root hubs, in the order of their arrival. False if they cannot be listed; a
     /// machine without USB has none.
@@ -88,6 +89,7 @@ private:
     struct Reading;
 
     void sort(std::vector<ListedDevice>& devices, const SysfsDirectory& bus);
+    static bool isOfHID(const Reading& reading);
     Result readUsbFacts(Reading& reading);
     bool readInterface(Reading& reading, const std::string& name);
     UsbDescriptors::Interface chooseSetting(Reading& reading, const std::string& name);
@@ -102,6 +104,7 @@ private:
     SystemCalls& _calls;
     const std::string _busPath;
     const std::string _deviceRoot;
+    NodeReadiness& _nodes;
     std::optional<bool> _isSysfs;
 };
 

@@ -1,6 +1,7 @@
 #include "LinuxProvider.h"
 
 #include "DeviceBook.h"
+#include "NodeReadiness.h"
 #include "SystemCalls.h"
 #include "UsbNames.h"
 #include "WatchSet.h"
@@ -29,7 +30,8 @@ class LinuxProvider : public Provider {
 public:
     explicit LinuxProvider(LinuxPaths paths)
         : _paths(std::move(paths)), _calls(_paths.calls != nullptr ? *_paths.calls : SystemCalls::kernel()),
-          _book(_calls, DeviceScan(_calls, _paths.sysfs, _paths.device), _paths.settleTime)
+          _nodes(_calls, _paths.device, _paths.run, _paths.settleTime),
+          _book(_calls, DeviceScan(_calls, _paths.sysfs, _paths.device, _nodes), _paths.settleTime)
     {
     }
 
@@ -38,7 +40,7 @@ public:
         if (_watch != nullptr) {
             handleEvents(sink);
         } else {
-            _book.rescan(sink);
+            rescan(sink);
         }
     }
 
@@ -48,7 +50,7 @@ public:
             // The monitors come first: what happens during the look at everything is heard, and tells nothing new.
             _watch = WatchSet::make(_calls, _paths.monitors ? _paths.monitors(_paths) : makeMonitors(_paths));
             _book.setWaiting(_watch != nullptr);
-            _book.rescan(sink);
+            rescan(sink);
             if (_watch == nullptr) {
                 return -1;
             }
@@ -71,6 +73,7 @@ public:
     {
         _watch.reset();
         _book.setWaiting(false);
+        _nodes.forgetAll();
     }
 
 private:
@@ -84,11 +87,32 @@ private:
             mustRescan = takeEvents(*monitor, devices) || mustRescan;
         }
         if (mustRescan) {
-            _book.rescan(sink);
+            rescan(sink);
             return;
         }
         for (const std::string& device : devices) {
             _book.look(device, sink);
+        }
+    }
+
+    /// What is there already has its event behind it, so udevd's database is asked.
+    void rescan(RegistrySink& sink)
+    {
+        using Rules = NodeReadiness::Rules;
+        const bool followsRules = _watch != nullptr && _watch->followsRules();
+        _nodes.setRules(_watch == nullptr || followsRules ? Rules::database : Rules::none);
+        _book.rescan(sink);
+        if (followsRules) {
+            _nodes.setRules(Rules::events);
+        }
+    }
+
+    void hearNode(const DeviceEvent& event)
+    {
+        if (event.action == "remove") {
+            _nodes.forget(event.path);
+        } else if (event.action == "add") {
+            _nodes.tell(event.path);
         }
     }
 
@@ -110,6 +134,9 @@ private:
             if (device.empty() || !concernsDevice(event)) {
                 continue;
             }
+            if (event.subsystem == "hidraw") {
+                hearNode(event);
+            }
             if (event.type == "usb_device" && event.action == "remove") {
                 _book.restart(device);
             }
@@ -122,6 +149,7 @@ private:
 
     const LinuxPaths _paths;
     SystemCalls& _calls;
+    NodeReadiness _nodes;
     DeviceBook _book;
     std::unique_ptr<WatchSet> _watch;
 };

@@ -63,6 +63,11 @@ ssize_t SystemCalls::readLinkAt(int directory, const char* path, char* buffer, s
     return ::readlinkat(directory, path, buffer, size);
 }
 
+int SystemCalls::status(const char* path, struct stat& facts)
+{
+    return ::stat(path, &facts);
+}
+
 int SystemCalls::exists(const char* path)
 {
     return ::access(path, F_OK);
@@ -77,6 +82,11 @@ bool SystemCalls::isSysfs(int directory)
 int SystemCalls::epollWait(int epollFd, epoll_event* events, int count, int timeoutMs)
 {
     return ::epoll_wait(epollFd, events, count, timeoutMs);
+}
+
+std::chrono::system_clock::time_point SystemCalls::wallTime()
+{
+    return std::chrono::system_clock::now();
 }
 
 std::chrono::steady_clock::time_point SystemCalls::now()

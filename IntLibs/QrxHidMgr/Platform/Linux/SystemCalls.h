@@ -6,6 +6,7 @@
 #include <utility>
 
 #include <sys/epoll.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <sys/uio.h>
 
@@ -40,6 +41,8 @@ public:
     virtual ssize_t listEntries(int directory, void* buffer, std::size_t size);
     /// readlinkat(2).
     virtual ssize_t readLinkAt(int directory, const char* path, char* buffer, std::size_t size);
+    /// stat(2).
+    virtual int status(const char* path, struct stat& facts);
     /// access(2) for existence alone.
     virtual int exists(const char* path);
     /// fstatfs(2): whether the directory is the kernel's sysfs (and not a copy of such a tree elsewhere).
@@ -47,6 +50,8 @@ public:
     virtual int epollWait(int epollFd, epoll_event* events, int count, int timeoutMs);
     /// Monotonic time; no system call on the machines that matter (vDSO).
     virtual std::chrono::steady_clock::time_point now();
+    /// The time that files are stamped with.
+    virtual std::chrono::system_clock::time_point wallTime();
 };
 
 /// Owns one descriptor and closes it. Move only.

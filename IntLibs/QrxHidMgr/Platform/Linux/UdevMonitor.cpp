@@ -31,8 +31,9 @@ void UdevMonitor::Unref::operator()(udev_monitor* monitor) const
     udev_monitor_unref(monitor);
 }
 
-UdevMonitor::UdevMonitor(std::unique_ptr<udev, Unref> context, std::unique_ptr<udev_monitor, Unref> monitor)
-    : _context(std::move(context)), _monitor(std::move(monitor))
+UdevMonitor::UdevMonitor(Group group, std::unique_ptr<udev, Unref> context,
+                         std::unique_ptr<udev_monitor, Unref> monitor)
+    : _group(group), _context(std::move(context)), _monitor(std::move(monitor))
 {
 }
 
@@ -57,7 +58,7 @@ std::unique_ptr<UdevMonitor> UdevMonitor::make(Group group)
     if (udev_monitor_enable_receiving(monitor.get()) < 0) {
         return nullptr;
     }
-    return std::unique_ptr<UdevMonitor>(new UdevMonitor(std::move(context), std::move(monitor)));
+    return std::unique_ptr<UdevMonitor>(new UdevMonitor(group, std::move(context), std::move(monitor)));
 }
 
 int UdevMonitor::descriptor() const

@@ -22,6 +22,7 @@ public:
 
     int descriptor() const override;
     Next take(DeviceEvent& event) override;
+    bool followsRules() const override { return _group == Group::udev; }
 
 private:
     struct Unref {
@@ -29,7 +30,9 @@ private:
         void operator()(udev_monitor* monitor) const;
     };
 
-    UdevMonitor(std::unique_ptr<udev, Unref> context, std::unique_ptr<udev_monitor, Unref> monitor);
+    UdevMonitor(Group group, std::unique_ptr<udev, Unref> context, std::unique_ptr<udev_monitor, Unref> monitor);
+
+    const Group _group;
 
     std::unique_ptr<udev, Unref> _context;
     std::unique_ptr<udev_monitor, Unref> _monitor;

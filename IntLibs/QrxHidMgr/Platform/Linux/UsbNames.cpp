@@ -2,9 +2,6 @@
 
 #include "SysfsText.h"
 
-#include <algorithm>
-#include <cctype>
-
 namespace qrx::platform {
 
 namespace {
@@ -12,14 +9,13 @@ namespace {
 /// Digits alone: no blanks, no sign.
 std::optional<std::uint32_t> digits(std::string_view text, std::uint32_t limit)
 {
-    const auto isDigit = [](unsigned char character) { return std::isdigit(character) != 0; };
-    return std::all_of(text.begin(), text.end(), isDigit) ? decimalNumber(text, limit) : std::nullopt;
+    const bool isPlain = text.find_first_not_of("0123456789") == std::string_view::npos;
+    return isPlain ? decimalNumber(text, limit) : std::nullopt;
 }
 
 bool isHex(std::string_view text)
 {
-    return !text.empty() &&
-           std::all_of(text.begin(), text.end(), [](unsigned char character) { return std::isxdigit(character) != 0; });
+    return !text.empty() && text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
 }
 
 /// Cuts the text up to the mark from the front; all of it if there is no mark.

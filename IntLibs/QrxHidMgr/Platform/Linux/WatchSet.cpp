@@ -42,6 +42,11 @@ bool WatchSet::add(int fd, DeviceMonitor* monitor)
     return ::epoll_ctl(_epoll.get(), EPOLL_CTL_ADD, fd, &interest) == 0;
 }
 
+bool WatchSet::followsRules() const
+{
+    return std::any_of(_monitors.begin(), _monitors.end(), [](const auto& monitor) { return monitor->followsRules(); });
+}
+
 std::vector<DeviceMonitor*> WatchSet::ready()
 {
     std::array<epoll_event, kMostReady> events{};

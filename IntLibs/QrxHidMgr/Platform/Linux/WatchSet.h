@@ -22,6 +22,9 @@ public:
     /// Readable while a monitor has something or the timer has run out.
     int descriptor() const { return _epoll.get(); }
 
+    /// True if one of the monitors follows udevd's rules.
+    bool followsRules() const;
+
     /// The monitors that have something now: one system call, and another if the timer has run out.
     std::vector<DeviceMonitor*> ready();
 

@@ -1,0 +1,50 @@
+#include "NodeReadiness.h"
+
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+
+namespace qrx::platform {
+
+NodeReadiness::NodeReadiness(SystemCalls& calls, std::string deviceRoot, std::string runRoot,
+                             std::chrono::milliseconds settleTime)
+    : _calls(calls), _deviceRoot(std::move(deviceRoot)), _runRoot(std::move(runRoot)), _settleTime(settleTime)
+{
+}
+
+/// The last three components.
+std::string NodeReadiness::key(std::string_view path)
+{
+    std::size_t start = path.size();
+    for (int components = 0; components < 3 && start != 0; ++components) {
+        const std::size_t slash = path.rfind('/', start - 1);
+        start = slash == std::string_view::npos ? 0 : slash;
+    }
+    return std::string(path.substr(start < path.size() && path[start] == '/' ? start + 1 : start));
+}
+
+bool NodeReadiness::isReady(const std::string& hidDevice, const std::string& node)
+{
+    struct stat facts {};
+    if (_calls.status((_deviceRoot + "/" + node).c_str(), facts) != 0) {
+        return false;
+    }
+    if (_rules == Rules::none || _told.contains(hidDevice + "/hidraw/" + node)) {
+        return true;
+    }
+    // A node's time of change is that of its making, or of the last rule that changed its owner, mode or access list.
+    const auto changed = std::chrono::system_clock::time_point(
+        std::chrono::seconds(facts.st_ctim.tv_sec) + std::chrono::duration_cast<std::chrono::system_clock::duration>(
+                                                         std::chrono::nanoseconds(facts.st_ctim.tv_nsec)));
+    if (_calls.wallTime() - changed >= _settleTime) {
+        return true;
+    }
+    return _rules == Rules::database && isInDatabase(major(facts.st_rdev), minor(facts.st_rdev));
+}
+
+bool NodeReadiness::isInDatabase(unsigned majorNumber, unsigned minorNumber)
+{
+    const std::string entry = "/data/c" + std::to_string(majorNumber) + ":" + std::to_string(minorNumber);
+    return _calls.exists((_runRoot + "/control").c_str()) != 0 || _calls.exists((_runRoot + entry).c_str()) == 0;
+}
+
+} // namespace qrx::platform

@@ -1,0 +1,52 @@
+#pragma once
+
+#include "SystemCalls.h"
+
+#include <chrono>
+#include <set>
+#include <string>
+#include <string_view>
+
+namespace qrx::platform {
+
+/// Whether report nodes are there as they are meant to be. The kernel makes a node for root alone; udevd gives it to
+/// its users later, by rules that may take their time. A device that is announced in between could not be opened.
+///
+/// udevd's own event tells the end of it. Who does not hear that event can ask udevd's database, which is written
+/// shortly before the last rules (those with access lists) are carried out. Nodes that are older than the settle time
+/// are taken as they are.
+class NodeReadiness {
+public:
+    enum class Rules {
+        none,     ///< no udevd is listened to: a node is ready when it exists
+        database, ///< and udevd knows it, if udevd runs
+        events    ///< and udevd has told of it
+    };
+
+    NodeReadiness(SystemCalls& calls, std::string deviceRoot, std::string runRoot,
+                  std::chrono::milliseconds settleTime);
+
+    void setRules(Rules rules) { _rules = rules; }
+
+    /// `path` is that of a node's event: ".../0003:046D:C52B.0001/hidraw/hidraw0".
+    void tell(std::string_view path) { _told.insert(key(path)); }
+    void forget(std::string_view path) { _told.erase(key(path)); }
+    void forgetAll() { _told.clear(); }
+
+    /// `hidDevice` is "0003:046D:C52B.0001", `node` "hidraw0". One system call as a rule.
+    bool isReady(const std::string& hidDevice, const std::string& node);
+
+private:
+    static std::string key(std::string_view path);
+    bool isInDatabase(unsigned majorNumber, unsigned minorNumber);
+
+    SystemCalls& _calls;
+    const std::string _deviceRoot;
+    const std::string _runRoot;
+    const std::chrono::milliseconds _settleTime;
+    Rules _rules = Rules::database;
+    /// HID device and node: the running number in the device's name makes it unique for ever.
+    std::set<std::string> _told;
+};
+
+} // namespace qrx::platform
