@@ -260,8 +260,9 @@ TEST_F(QrxDeviceTreeImplTest, ATreeOnAStackMayPopulateAndObserve)
     RecordingTreeDelegate told;
     _QrxDeviceTreeImpl tree;
     tree.setDelegate(&told);
-    tree.populate(kAnything);
     tree.observe(kAnything);
+    EXPECT_EQ(told.lines.size(), 2U);
+    tree.populate(kAnything);
     EXPECT_EQ(told.lines.size(), 2U);
     EXPECT_EQ(tree.getReferenceCount(), 0U);
 }

@@ -205,9 +205,10 @@ TEST_F(QrxHIDDeviceImplTest, InterfacesBelowOtherEntriesAreFoundDepthFirstButNot
     EXPECT_TRUE(object->_getInterface(4));
     EXPECT_TRUE(object->_getInterface(1));
     EXPECT_FALSE(object->_getInterface(5));
-    EXPECT_EQ(platform.log.linesWith({"IORegistryEntryCreateCFProperties"}), "IORegistryEntryCreateCFProperties(usb1)\n"
-                                                                             "IORegistryEntryCreateCFProperties(deep)\n"
-                                                                             "IORegistryEntryCreateCFProperties(flat)\n");
+    EXPECT_EQ(platform.log.linesWith({"IORegistryEntryCreateCFProperties"}),
+              "IORegistryEntryCreateCFProperties(usb1)\n"
+              "IORegistryEntryCreateCFProperties(deep)\n"
+              "IORegistryEntryCreateCFProperties(flat)\n");
     EXPECT_FALSE(object->isHID());
     EXPECT_EQ(object->getElementCount(), 0U);
     EXPECT_EQ(object->getInputReportSize(), 0U);

@@ -88,6 +88,8 @@ public:
     /// The newest plug-in object or queue on the driver that lives; null if there is none.
     FakeHIDDevice* device(const FakeEntry& driver);
     FakeHIDQueue* queue(const FakeEntry& driver);
+    /// The report buffer that the newest plug-in object, alive or not, was given.
+    void* lastBuffer() const { return _devices.empty() ? nullptr : _devices.back()->buffer; }
     std::vector<std::string> leaks() const;
 
     // --- what the published functions do -----------------------------------------------------------------------

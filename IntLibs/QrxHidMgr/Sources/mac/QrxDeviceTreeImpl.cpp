@@ -23,28 +23,33 @@ constexpr unsigned int kDeviceRemoved = 2;
 /// any more: then there is nobody left to tell, and the delegate may be gone with the owner.
 class Walk {
 public:
-    explicit Walk(QrxDeviceTree& tree) : _tree(tree), _hold(tree), _outer(sm_Innermost) { sm_Innermost = this; }
+    explicit Walk(QrxDeviceTree& tree) : _tree(tree), _hadHolder(hasHolder()), _hold(tree), _outer(sm_Innermost)
+    {
+        sm_Innermost = this;
+    }
     Walk(const Walk&) = delete;
     Walk& operator=(const Walk&) = delete;
     ~Walk() { sm_Innermost = _outer; }
 
-    bool isWanted() const { return !_hold.wasHeld() || _tree.getReferenceCount() > walksOn(_tree); }
+    /// A tree that never had a holder (on a stack) is wanted all the time.
+    bool isWanted() const { return !_hadHolder || hasHolder(); }
 
 private:
-    /// Walks nest: a delegate may populate while it is told of a device.
-    static unsigned int walksOn(const QrxDeviceTree& tree)
+    /// Somebody but the walks under way holds the tree. Walks nest: a delegate may populate while it is told.
+    bool hasHolder() const
     {
         unsigned int count = 0;
         for (const Walk* walk = sm_Innermost; walk != nullptr; walk = walk->_outer) {
-            count += &walk->_tree == &tree ? 1U : 0U;
+            count += &walk->_tree == &_tree ? 1U : 0U;
         }
-        return count;
+        return _tree.getReferenceCount() > count;
     }
 
     static thread_local Walk* sm_Innermost;
 
     QrxDeviceTree& _tree;
-    SelfHold _hold;
+    const bool _hadHolder;
+    const SelfHold _hold;
     Walk* _outer;
 };
 

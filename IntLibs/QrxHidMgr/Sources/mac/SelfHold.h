@@ -27,8 +27,6 @@ public:
         }
     }
 
-    bool wasHeld() const { return _wasHeld; }
-
 private:
     mis::VCollectable<unsigned int>& _object;
     const bool _wasHeld;
