@@ -23,7 +23,9 @@ endfunction()
 
 # qrx_add_test(NAME SOURCES file... [LINKS target...] [TIMEOUT seconds] [LABELS label...] [WHOLE])
 # A GoogleTest program. Each case is a test of CTest; with WHOLE the program is one (many small cases over a corpus).
-# LINKS names every component whose objects the program needs: objects are not passed on.
+# LINKS names every component whose objects the program needs: objects are not passed on. What is labelled "threads" is
+# what ThreadSanitizer is for; the target thread_tests builds just that.
+add_custom_target(thread_tests)
 function(qrx_add_test name)
     cmake_parse_arguments(arg "WHOLE" "TIMEOUT" "SOURCES;LINKS;LABELS" ${ARGN})
     if(NOT arg_TIMEOUT)
@@ -32,6 +34,9 @@ function(qrx_add_test name)
     add_executable(${name} ${arg_SOURCES})
     target_compile_features(${name} PRIVATE cxx_std_20)
     target_link_libraries(${name} PRIVATE qrx_warnings ${arg_LINKS} GTest::gtest GTest::gmock GTest::gtest_main)
+    if("threads" IN_LIST arg_LABELS)
+        add_dependencies(thread_tests ${name})
+    endif()
     if(arg_WHOLE)
         add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
         set_tests_properties(${name} PROPERTIES TIMEOUT ${arg_TIMEOUT} LABELS "${arg_LABELS}"
