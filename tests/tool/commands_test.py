@@ -6,9 +6,8 @@ import re
 import signal
 import subprocess
 import tempfile
-import unittest
 
-from qrxhid_support import DEADLINE_SECONDS, TOOL, ToolTest, main, recording
+from qrxhid_support import DEADLINE_SECONDS, TOOL, ToolTest, main, recording, run
 
 KEYBOARD = recording("boot-keyboard")
 MOUSE = recording("wheel-mouse")
@@ -104,7 +103,6 @@ class WrongRecordings(ToolTest):
 
     def test_a_device_without_fields_is_told_and_the_others_are_shown(self):
         bare = self.write("R: 6 05 01 09 02 a1 01\nN: bare\nP: \nI: 3 0001 0002\n")
-        from qrxhid_support import run
         outcome = run("list", "--recording", bare, MOUSE)
         self.assertEqual(1, outcome.status, str(outcome))
         self.assertIn(f"qrxhid: {bare}: no HID device: no input, output or feature field\n", outcome.err)

@@ -1,11 +1,13 @@
 """Every recording that QRX_RECORDINGS names, through tree, dump and watch: a status that is meant, in bounded time."""
 
+import json
 import os
 import re
 import sys
 import time
 import unittest
 
+from independent_reading import input_values, read_descriptors
 from qrxhid_support import ToolTest, main, run
 
 CORPUS = os.environ.get("QRX_RECORDINGS", "")
@@ -58,6 +60,33 @@ class RealDevices(ToolTest):
             reports += outcome.out.count("report   #")
         self.check_each(check)
         self.assertGreater(reports, 10000, "the corpus has some 20,000 events")
+
+
+def has_events(name):
+    with open(name, encoding="utf-8", errors="replace") as file:
+        return any(line.startswith("E:") for line in file)
+
+
+@unittest.skipUnless(os.path.exists(os.path.join(CORPUS, "oracle.py")), "the corpus has no independent reading")
+class DecodedValues(ToolTest):
+    def check_batch(self, batch):
+        """How many reports there were."""
+        readings = read_descriptors(CORPUS, batch)
+        outcome = run("watch", "--speed", "0", "--json", "--recording", *batch)
+        refused = set(re.findall(r"^qrxhid: (.*): no HID device: ", outcome.err, re.M))
+        shown = [os.path.basename(name) for name in batch if name not in refused]
+        events = [json.loads(line) for line in outcome.out.splitlines()]
+        reports = [event for event in events if event["event"] == "report"]
+        for event in reports:
+            name = shown[event["device"] - 1]
+            found = sorted((value["usagePage"], value["usage"], value["value"]) for value in event["values"])
+            expected = input_values(readings[name], bytes.fromhex(event["bytes"]))
+            self.assertEqual(expected, found, f"{name}: {event['bytes']}")
+        return len(reports)
+
+    def test_they_agree_with_an_independent_reading_in_every_report(self):
+        played = [name for name in files("devices") if has_events(name)]
+        self.assertGreater(sum(self.check_batch(batch) for batch in batches(played)), 10000)
 
 
 class MalformedRecordings(ToolTest):

@@ -44,9 +44,9 @@ private:
 
     const Options& _options;
     std::ostream& _out;
-    // Before anything that takes time, so that an early Ctrl-C ends cleanly too.
-    SignalWatch _signals;
     DeviceSession _session;
+    // After the recordings are read: they may come from a terminal, and Ctrl-C must end that as usual.
+    SignalWatch _signals;
     WatchPrinter _printer;
     std::vector<Known> _known;
     unsigned int _lastNumber = 0;
