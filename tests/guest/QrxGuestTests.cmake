@@ -2,7 +2,11 @@
 include_guard(GLOBAL)
 find_package(Python3 3.9 REQUIRED COMPONENTS Interpreter)
 
-set(QRX_GUEST_CACHE ${CMAKE_BINARY_DIR}/guest CACHE PATH "The guest's kernel package and base image; may be shared by build folders")
+set(qrx_guest_cache_default ${CMAKE_BINARY_DIR}/guest)
+if(DEFINED ENV{QRX_GUEST_CACHE})
+    set(qrx_guest_cache_default $ENV{QRX_GUEST_CACHE})
+endif()
+set(QRX_GUEST_CACHE ${qrx_guest_cache_default} CACHE PATH "The guest's kernel package and base image; may be shared by build folders")
 set(qrx_guest_rig ${CMAKE_CURRENT_LIST_DIR}/rig)
 
 # The command line of the rig, as a list in the variable `result`.

@@ -22,10 +22,12 @@ DEMAND_FOLDERS = ["kernel/drivers/hid/"]
 
 
 def _output(command, what):
-    try:
-        done = subprocess.run(command, capture_output=True, text=True, check=False, env={**os.environ, "LC_ALL": "C"})
-    except FileNotFoundError:
-        raise RigUnavailable(f"{command[0]} is not installed ({what})") from None
+    # An ordinary user's PATH lacks the folders of the administrator's programs.
+    program = shutil.which(command[0], path=os.environ.get("PATH", "") + ":/usr/sbin:/sbin")
+    if not program:
+        raise RigUnavailable(f"{command[0]} is not installed ({what})")
+    done = subprocess.run([program, *command[1:]], capture_output=True, text=True, check=False,
+                          env={**os.environ, "LC_ALL": "C"})
     if done.returncode != 0:
         raise RigUnavailable(f"{' '.join(command)} failed ({what}): {done.stderr.strip()}")
     return done.stdout

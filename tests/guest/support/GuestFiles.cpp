@@ -11,6 +11,7 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 
@@ -130,6 +131,9 @@ bool waitUntilGone(std::uint16_t vendor, std::uint16_t product)
 
 void runProgram(std::vector<std::string> words)
 {
+    // Its modules and daemons are not for the machine of someone who starts a test by hand.
+    if (std::getenv("QRX_GUEST_CTL") == nullptr)
+        throw std::runtime_error(words.front() + " is run in the test guest only");
     std::vector<char*> arguments;
     for (std::string& word : words)
         arguments.push_back(word.data());
