@@ -127,6 +127,30 @@ TEST_P(Reports_test, WhatWaitsAtTheUnplugIsDeliveredBeforeTheRemovalIsTold)
     EXPECT_EQ(QrxRunLoop::Outcome::timedOut, QrxRunLoop::current().runOnce(0.01)) << "a dead device does not spin";
 }
 
+TEST_P(Reports_test, TheRemovalWaitsForTheReportsHoweverManyInterfacesHaveThem)
+{
+    // The port has something to tell before any report waits, so its turn comes first.
+    QrxVirtualDevice other = makeDevice("other", plainDescriptor());
+    QrxVirtualDevice device = makeDevice("composite", plainDescriptor(), {0, 1, 2});
+    const DeviceHandle handle = arrived(device);
+    _tree->observe(0, 0);
+    const auto log = openWithLog(handle);
+    other.plug();
+    for (std::uint8_t i = 0; i < QrxVirtualDevice::kQueuedReports; ++i) {
+        for (const int interfaceNumber : {0, 1, 2}) {
+            ASSERT_TRUE(device.sendInputReport(interfaceNumber, {i, 0, 0, 0}));
+        }
+    }
+    device.unplug();
+    const CapturedOutput output;
+    std::size_t lateReports = 0;
+    log->onInput = [&] { lateReports += output.text().empty() ? 0 : 1; };
+    ASSERT_TRUE(runUntil([&] { return !output.text().empty(); }));
+    runWhileBusy();
+    EXPECT_EQ(3 * QrxVirtualDevice::kQueuedReports, log->input.size());
+    EXPECT_EQ(0u, lateReports) << "delivered after the removal was told";
+}
+
 TEST_P(Reports_test, OutputAndFeatureReportsReachTheDeviceAfterTheDelegate)
 {
     QrxVirtualDevice device = makeDevice("numbered", numberedDescriptor(), {0, 1});

@@ -2,6 +2,7 @@
 
 #include "HidQueue.h"
 #include "HidTables.h"
+#include "OpenDevices.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -127,6 +128,7 @@ IOReturn HidDevice::open(IOOptionBits flags)
     _channel = std::move(channel);
     ++_generation;
     _isGone = false;
+    open_devices::add(self);
     watchChannel();
     return kIOReturnSuccess;
 }
@@ -143,6 +145,7 @@ IOReturn HidDevice::close()
 void HidDevice::closeChannel()
 {
     forgetChannel();
+    open_devices::remove(*this);
     ++_generation;
     _completions.clear();
     _lastReports.clear();
@@ -245,10 +248,10 @@ void HidDevice::perform()
     pump(nullptr);
 }
 
-void HidDevice::pump(HidQueue* origin)
+bool HidDevice::pump(HidQueue* origin)
 {
     if (!_channel || _isGone) {
-        return;
+        return false;
     }
     Pass pass(*this, origin);
     for (int taken = 0; taken < kReportsPerPass && pass.isCurrent(); ++taken) {
@@ -256,16 +259,44 @@ void HidDevice::pump(HidQueue* origin)
         const HIDChannel::Next next = pass.channel->takeReport(report);
         // Taking a report may run foreign code, which hears of the room that it makes.
         if (!pass.isCurrent()) {
-            return;
+            return false;
         }
         if (next != HIDChannel::Next::report) {
             pass.isOver = true;
             if (next == HIDChannel::Next::gone) {
                 deviceLeft();
             }
-            return;
+            return false;
         }
         deliver(report, pass);
+    }
+    return pass.isCurrent();
+}
+
+bool HidDevice::findServedSource(HidQueue*& origin) const
+{
+    const CFRunLoopRef loop = CFRunLoopGetCurrent();
+    const auto isServed = [loop](CFRunLoopSourceRef source) {
+        return source != nullptr && CFRunLoopContainsSource(loop, source, kCFRunLoopDefaultMode);
+    };
+    const auto served =
+        std::find_if(_queues.begin(), _queues.end(), [&](HidQueue* queue) { return isServed(queue->source()); });
+    origin = served != _queues.end() ? *served : nullptr;
+    return origin != nullptr || isServed(source());
+}
+
+void HidDevice::deliverRest()
+{
+    const auto self = shared_from_this();
+    // What has left sends nothing more, so this ends; each pass may change what is served.
+    for (bool isMore = true; isMore;) {
+        HidQueue* origin = nullptr;
+        if (!findServedSource(origin)) {
+            return;
+        }
+        // A queue may be given up within its callout.
+        const auto held = origin != nullptr ? origin->shared_from_this() : nullptr;
+        isMore = pump(origin);
     }
 }
 
@@ -275,12 +306,6 @@ bool HidDevice::deliversInterruptsFor(const HidQueue* origin) const
     return _interrupt.callback != nullptr && _source &&
            (origin == nullptr ||
             CFRunLoopContainsSource(CFRunLoopGetCurrent(), _source->source(), kCFRunLoopDefaultMode));
-}
-
-ReportView HidDevice::view(hid::ReportType type, std::uint32_t id, std::span<const std::uint8_t> bytes,
-                           bool isInput) const
-{
-    return {type, id, bytes, isInput};
 }
 
 void HidDevice::note(const ReportView& report, const HidQueue* origin)
@@ -300,7 +325,7 @@ void HidDevice::deliver(std::span<const std::uint8_t> bytes, const Pass& pass)
     if (!_queues.empty() || _keepsReports) {
         const bool isNumbered = elements()->usesReportIDs;
         const std::uint32_t id = isNumbered && !bytes.empty() ? bytes.front() : 0;
-        note(view(hid::ReportType::input, id, bytes, true), pass.origin);
+        note({hid::ReportType::input, id, bytes, true}, pass.origin);
     }
     if (pass.deliversInterrupts && _interrupt.callback != nullptr) {
         deliverInterrupt(bytes);
@@ -385,7 +410,7 @@ IOReturn HidDevice::setReport(std::uint32_t type, std::uint32_t id, Bytes bytes,
     const auto channel = _channel;
     const auto status = channel->setReport(static_cast<platform::ReportType>(type), id, bytes);
     if (status == platform::Status::success && channel == _channel && !_queues.empty()) {
-        note(view(static_cast<hid::ReportType>(type), id, bytes, false), nullptr);
+        note({static_cast<hid::ReportType>(type), id, bytes, false}, nullptr);
     }
     return finish(resultOf(status), static_cast<std::uint32_t>(bytes.size()), completion);
 }
@@ -410,7 +435,7 @@ IOReturn HidDevice::getReport(std::uint32_t type, std::uint32_t id, Bytes buffer
         received = std::min(received, buffer.size());
         size = static_cast<std::uint32_t>(received);
         if (channel == _channel && (!_queues.empty() || _keepsReports)) {
-            note(view(static_cast<hid::ReportType>(type), id, buffer.first(received), false), nullptr);
+            note({static_cast<hid::ReportType>(type), id, buffer.first(received), false}, nullptr);
         }
     }
     return finish(resultOf(status), static_cast<std::uint32_t>(received), completion);
@@ -448,7 +473,7 @@ IOReturn HidDevice::elementValue(IOHIDElementCookie cookie, IOHIDEventStruct& ev
     ElementValue value;
     if (element.role == hid::ElementRole::arraySelector) {
         HidQueueElement selector(*tree, cookie);
-        auto taken = report != nullptr ? selector.take(view(*type, element.reportID, *report, false), true)
+        auto taken = report != nullptr ? selector.take({*type, element.reportID, *report, false}, true)
                                        : std::optional<ElementValue>();
         value = taken ? std::move(*taken) : ElementValue{};
     } else {

@@ -107,12 +107,20 @@ public:
     /// Of the channel; -1 while there is none to watch.
     int descriptor() const;
     std::shared_ptr<const hid::ElementTree> elements();
-    /// Takes reports and hands them on, a bounded number. `origin`: the queue whose source is served; null for the
-    /// device's own.
-    void pump(HidQueue* origin);
+    /// Takes reports and hands them on, a bounded number: true if that bound ended it. `origin`: the queue whose source
+    /// is served; null for the device's own.
+    bool pump(HidQueue* origin);
+
+    // --- for the end of the device ---
+
+    bool isOf(const DeviceRecord& record) const { return &_entry->record() == &record; }
+    /// Hands on all that waits, as the sources in the calling thread's run loop would.
+    void deliverRest();
 
 private:
     struct Pass;
+    /// Sets `origin`; false if no source of this device is in the calling thread's run loop.
+    bool findServedSource(HidQueue*& origin) const;
     using ReportName = std::pair<hid::ReportType, std::uint32_t>;
 
     void perform() override;
@@ -126,8 +134,7 @@ private:
     void forgetChannel();
     void signalSources();
     bool deliversInterruptsFor(const HidQueue* origin) const;
-    /// Of a report of any type that has reached or left the device.
-    ReportView view(hid::ReportType type, std::uint32_t id, std::span<const std::uint8_t> bytes, bool isInput) const;
+    /// A report of any type has reached or left the device.
     void note(const ReportView& report, const HidQueue* origin);
     IOReturn requestState() const;
     IOReturn finish(IOReturn result, std::uint32_t size, Completion completion);

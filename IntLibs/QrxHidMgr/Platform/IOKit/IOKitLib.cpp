@@ -1,4 +1,5 @@
 #include "CFRef.h"
+#include "CoreFoundation/CFDictionaryShape.h"
 #include "Matching.h"
 #include "NotificationPort.h"
 #include "Registry.h"
@@ -7,8 +8,6 @@
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOKitLib.h>
 #include <IOKit/IOReturn.h>
-
-#include "CoreFoundation/CFDictionaryShape.h"
 
 #include <cstring>
 #include <memory>

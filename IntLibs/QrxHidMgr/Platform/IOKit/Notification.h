@@ -42,6 +42,8 @@ struct Notification final : RegistryObject {
     std::deque<Event> events;
     /// Set when the iterator was drained to 0, cleared by the callback: one callback a burst.
     bool isArmed = false;
+    /// Within the callback: what happened after this place in the order comes in the next one.
+    std::uint64_t handsOutUpTo = UINT64_MAX;
 };
 
 } // namespace qrx::iokit

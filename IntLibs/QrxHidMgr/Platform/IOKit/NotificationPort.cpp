@@ -1,5 +1,6 @@
 #include "NotificationPort.h"
 
+#include "OpenDevices.h"
 #include "Registry.h"
 
 #include <algorithm>
@@ -155,7 +156,8 @@ std::shared_ptr<RegistryEntry> IONotificationPort::next(Notification& notificati
     const auto precedes = [&](const auto& other) {
         return other->isDue() && other->events.front().sequence < events.front().sequence;
     };
-    if (events.empty() || std::any_of(_notifications.begin(), _notifications.end(), precedes)) {
+    if (events.empty() || events.front().sequence > notification.handsOutUpTo ||
+        std::any_of(_notifications.begin(), _notifications.end(), precedes)) {
         notification.isArmed = true;
         wakeIfDue();
         return nullptr;
@@ -220,7 +222,29 @@ void IONotificationPort::perform()
     };
     const Resumption resumption(*this);
     // In a callback anything may happen: the iterators, the source and the port may be given up.
-    while (source && CFRunLoopSourceIsValid(source.get()) && callBackFirstDue(upTo)) {
+    const auto isServed = [&source] { return source && CFRunLoopSourceIsValid(source.get()); };
+    do {
+        deliverBeforeEnds(upTo);
+    } while (isServed() && callBackFirstDue(upTo) && isServed());
+}
+
+void IONotificationPort::deliverBeforeEnds(std::uint64_t upTo)
+{
+    RegistryEntry::List ended;
+    {
+        const std::lock_guard guard(registryLock());
+        const std::shared_ptr<Notification> due = firstDue(upTo);
+        if (!due || due->kind != Notification::Kind::end) {
+            return;
+        }
+        for (const auto& event : due->events) {
+            if (event.sequence <= upTo) {
+                ended.push_back(event.entry);
+            }
+        }
+    }
+    for (const auto& entry : ended) {
+        qrx::iokit::open_devices::deliverRest(entry->record());
     }
 }
 
@@ -235,9 +259,12 @@ bool IONotificationPort::callBackFirstDue(std::uint64_t upTo)
             return false;
         }
         due->isArmed = false;
+        due->handsOutUpTo = upTo;
         iterator = Registry::instance().handleOf(*due);
     }
     due->callback(due->refcon, iterator);
+    const std::lock_guard guard(registryLock());
+    due->handsOutUpTo = UINT64_MAX;
     return true;
 }
 

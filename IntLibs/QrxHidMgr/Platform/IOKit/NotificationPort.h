@@ -16,6 +16,9 @@
 /// What notifications are delivered through: a run loop source over an event descriptor of its own and the providers'
 /// descriptors.
 ///
+/// Deliberate: what happened first is handed out first, over all notifications of the port, where the platform hands
+/// out the newest of a burst first and leaves the order of arrivals and ends open.
+///
 /// Its user may never destroy it, and may release the source that it only borrowed. Therefore the registry keeps every
 /// port until IONotificationPortDestroy, and the port looks at its source only as long as that lives: the end of the
 /// source closes the port's descriptors, and what happens afterwards is dropped. State is under the registry's lock
@@ -68,6 +71,8 @@ public:
 private:
     /// The notification whose callback is due for the earliest event, up to that place in the order.
     std::shared_ptr<Notification> firstDue(std::uint64_t upTo) const;
+    /// If the ends of devices are due next: what waits in them is delivered first. Without the lock.
+    void deliverBeforeEnds(std::uint64_t upTo);
     /// False if no callback is due. Without the lock.
     bool callBackFirstDue(std::uint64_t upTo);
     /// Wakes the run loop if something is due.

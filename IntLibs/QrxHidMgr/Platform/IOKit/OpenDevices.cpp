@@ -1,0 +1,63 @@
+#include "OpenDevices.h"
+
+#include "HidDevice.h"
+
+#include <mutex>
+#include <thread>
+#include <unordered_map>
+#include <vector>
+
+namespace qrx::iokit::open_devices {
+
+namespace {
+
+struct Opening {
+    std::thread::id thread;
+    std::weak_ptr<HidDevice> device;
+};
+
+struct Openings {
+    std::mutex mutex;
+    std::unordered_map<const HidDevice*, Opening> byDevice;
+};
+
+/// Never destroyed: an application's last device may be closed by the end of a static object.
+Openings& openings()
+{
+    static auto& sm_Openings = *new Openings;
+    return sm_Openings;
+}
+
+} // namespace
+
+void add(const std::shared_ptr<HidDevice>& device)
+{
+    const std::lock_guard guard(openings().mutex);
+    openings().byDevice[device.get()] = {std::this_thread::get_id(), device};
+}
+
+void remove(const HidDevice& device)
+{
+    const std::lock_guard guard(openings().mutex);
+    openings().byDevice.erase(&device);
+}
+
+void deliverRest(const DeviceRecord& ended)
+{
+    std::vector<std::shared_ptr<HidDevice>> concerned;
+    {
+        const std::lock_guard guard(openings().mutex);
+        for (const auto& [address, opening] : openings().byDevice) {
+            if (opening.thread == std::this_thread::get_id() && address->isOf(ended)) {
+                if (auto device = opening.device.lock()) {
+                    concerned.push_back(std::move(device));
+                }
+            }
+        }
+    }
+    for (const auto& device : concerned) {
+        device->deliverRest();
+    }
+}
+
+} // namespace qrx::iokit::open_devices
