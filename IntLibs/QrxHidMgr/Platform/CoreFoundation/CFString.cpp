@@ -18,7 +18,7 @@ CFStringRef makeNarrow(std::string_view text, std::uint8_t flags)
 {
     auto* string = create<__CFString>(text.size() + 1, flags, text.size());
     char* bytes = reinterpret_cast<char*>(string + 1);
-    std::memcpy(bytes, text.data(), text.size());
+    text.copy(bytes, text.size()); // an empty text may have no address
     bytes[text.size()] = '\0';
     return string;
 }
