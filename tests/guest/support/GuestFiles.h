@@ -36,7 +36,7 @@ std::vector<std::string> waitForHidrawNodes(std::uint16_t vendor, std::uint16_t 
 bool waitUntilGone(std::uint16_t vendor, std::uint16_t product);
 
 /// Runs a program of the guest, found by name, and waits for its end. Throws std::runtime_error if that is not status
-/// 0.
+/// 0, and outside the guest.
 void runProgram(std::vector<std::string> words);
 
 /// Loads a kernel module with modprobe. Throws std::runtime_error if that fails.

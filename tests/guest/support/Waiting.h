@@ -7,7 +7,7 @@ namespace qrx::guest {
 
 /// How long a test waits for what the kernel surely does: plug events take under a second in the emulated guest, so
 /// this passes only when something is broken.
-inline constexpr std::chrono::milliseconds kPatience{15000};
+inline constexpr std::chrono::milliseconds kPatience{30000};
 
 /// Asks `condition` again and again until it holds. Returns false if it did not within `limit`.
 template <typename Condition>
