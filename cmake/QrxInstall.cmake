@@ -14,14 +14,14 @@ install(TARGETS ${libraries}
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/QrxHIDManager)
 install(EXPORT QrxHIDManager-targets NAMESPACE QrxHIDManager:: DESTINATION ${package_dir})
 
-configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/QrxHIDManager-config.cmake.in
-    ${PROJECT_BINARY_DIR}/QrxHIDManager-config.cmake
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/QrxHIDManagerConfig.cmake.in
+    ${PROJECT_BINARY_DIR}/QrxHIDManagerConfig.cmake
     INSTALL_DESTINATION ${package_dir})
-write_basic_package_version_file(${PROJECT_BINARY_DIR}/QrxHIDManager-config-version.cmake
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/QrxHIDManagerConfigVersion.cmake
     COMPATIBILITY SameMinorVersion)
 install(FILES
-    ${PROJECT_BINARY_DIR}/QrxHIDManager-config.cmake
-    ${PROJECT_BINARY_DIR}/QrxHIDManager-config-version.cmake
+    ${PROJECT_BINARY_DIR}/QrxHIDManagerConfig.cmake
+    ${PROJECT_BINARY_DIR}/QrxHIDManagerConfigVersion.cmake
     DESTINATION ${package_dir})
 
 if(NOT APPLE)
