@@ -113,7 +113,8 @@ class List(ToolTest):
     def test_one_line_a_device_in_the_order_of_the_files(self):
         lines = self.succeed("list", "--recording", GAMEPAD, THERMOMETER, MOUSE).splitlines()
         self.assertEqual(["1209:0003", "1209:0004", "1209:0002"], [line.split()[0] for line in lines])
-        self.assertIn("[0 Vendor 0xff00: 0x0001, 1 Consumer: Consumer Control]", lines[1])
+        self.assertEqual("1209:0004  Qrx Demo Thermomètre Δ 温度計  "
+                         "[0 Vendor 0xff00: 0x0001, 1 Consumer: Consumer Control]", lines[1])
 
     def test_each_form_of_a_selector_finds_the_mouse(self):
         for form in ("1209:0002", "1209/2", "0x1209:0x0002", ":2", "0:2", "*:2"):
