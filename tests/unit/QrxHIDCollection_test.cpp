@@ -149,6 +149,20 @@ TEST(QrxHIDCollection, AtItsEndEveryChildForgetsItAndIsReleasedFirstToLast)
     EXPECT_EQ(kept->getReferenceCount(), 1U);
 }
 
+TEST(QrxHIDCollection, AtItsEndAnEmptyHandleIsPassedOver)
+{
+    class Gappy : public FakeCollection {
+    public:
+        Gappy() { _elements.push_back(QrxHIDElementPtr()); }
+    };
+    mis::swizzler<Gappy> collection(new Gappy);
+    QrxHIDElementPtr const child(new FakeCapability);
+    collection->_addElements({child});
+    collection.release();
+    EXPECT_FALSE(child->_hasParent());
+    EXPECT_EQ(child->getReferenceCount(), 1U);
+}
+
 TEST(QrxHIDCollection, AChildThatWasNotAdoptedKeepsItsParent)
 {
     CollectionPtr const parent(new FakeCollection);

@@ -203,6 +203,20 @@ TEST_F(QrxHIDDeviceTest, AReportThatOutlivesItsDeviceHasNoParent)
     EXPECT_TRUE(report->getDevice() == nullptr);
 }
 
+TEST_F(QrxHIDDeviceTest, AtItsEndAnEmptyReportHandleIsPassedOver)
+{
+    class DeviceWithEmptyEntry : public FakeDevice {
+    public:
+        DeviceWithEmptyEntry() { _reports.push_back(mis::swizzler<QrxHIDReport>()); }
+    };
+    DevicePtr gappy(new DeviceWithEmptyEntry);
+    mis::swizzler<QrxHIDReport> const report(new FakeReport);
+    gappy->_addReport(report);
+    gappy.release();
+    EXPECT_FALSE(report->_hasParent());
+    EXPECT_EQ(report->getReferenceCount(), 1U);
+}
+
 TEST_F(QrxHIDDeviceTest, TheDelegateMayDropTheLastHandle)
 {
     device->obituary.write(events, "device");

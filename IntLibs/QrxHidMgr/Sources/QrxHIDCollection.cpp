@@ -11,8 +11,10 @@ QrxHIDCollection::QrxHIDCollection() = default;
 
 QrxHIDCollection::~QrxHIDCollection()
 {
-    for (QrxHIDElementPtr const& element : _elements)
-        element->_forgetParent(this);
+    for (QrxHIDElementPtr const& element : _elements) {
+        if (element)
+            element->_forgetParent(this);
+    }
     // One by one, since the order is promised and that of the vector's destructor is not.
     for (QrxHIDElementPtr& element : _elements)
         element.release();

@@ -18,8 +18,10 @@ QrxHIDDevice::~QrxHIDDevice()
         delete _delegate;
         _delegate = nullptr;
     }
-    for (mis::swizzler<QrxHIDReport> const& report : _reports)
-        report->_forgetParent(this);
+    for (mis::swizzler<QrxHIDReport> const& report : _reports) {
+        if (report)
+            report->_forgetParent(this);
+    }
     // One by one, since the order is promised and that of the vector's destructor is not.
     for (mis::swizzler<QrxHIDReport>& report : _reports)
         report.release();
