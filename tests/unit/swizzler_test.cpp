@@ -81,6 +81,9 @@ static_assert(sizeof(mis::swizzler<Logged>) == sizeof(Logged*), "a handle is one
 static_assert(std::is_nothrow_move_constructible<mis::swizzler<Logged>>::value, "vectors move handles when they grow");
 static_assert(std::is_convertible<LoggedDerived*, mis::swizzler<Logged>>::value, "from a pointer");
 static_assert(std::is_convertible<mis::swizzler<LoggedDerived>, mis::swizzler<Logged>>::value, "to a base class");
+
+/// Does not compile unless a static handle is empty before any code runs.
+[[maybe_unused]] constinit mis::swizzler<Logged> const kStaticHandle;
 static_assert(!std::is_convertible<mis::swizzler<Logged>, mis::swizzler<LoggedDerived>>::value, "not to a derived one");
 static_assert(!std::is_convertible<mis::swizzler<Logged>, bool>::value, "to bool only where asked");
 
