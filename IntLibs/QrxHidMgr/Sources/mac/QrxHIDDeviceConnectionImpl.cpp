@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <utility>
 
 using namespace qrx;
 
@@ -22,6 +23,17 @@ constexpr SInt32 kLastSystemWithoutReportQueues = 0x103F;
 constexpr unsigned int kQueueDepth = 64;
 /// A queue event carries up to this many bytes in its value, more in a block of its own.
 constexpr std::size_t kValueBytes = 4;
+
+// The platform's 32-bit headers make a cookie a pointer, later ones a number; these casts read as either.
+IOHIDElementCookie platformCookie(int cookie)
+{
+    return (IOHIDElementCookie)(std::uintptr_t) static_cast<unsigned int>(cookie);
+}
+
+unsigned int cookieNumber(IOHIDElementCookie cookie)
+{
+    return (unsigned int)(std::uintptr_t)cookie;
+}
 
 struct FreeBlock {
     void operator()(void* block) const { std::free(block); }
@@ -226,7 +238,7 @@ void _QrxHIDDeviceConnectionImpl::_addReportElements(CFArrayRef elements)
         if (CFGetTypeID(number) == CFNumberGetTypeID()) {
             int cookie = 0;
             CFNumberGetValue(static_cast<CFNumberRef>(number), kCFNumberIntType, &cookie);
-            (*_queue)->addElement(_queue, static_cast<IOHIDElementCookie>(cookie), 0);
+            (*_queue)->addElement(_queue, platformCookie(cookie), 0);
         }
     }
 }
@@ -308,8 +320,9 @@ void _QrxHIDDeviceConnectionImpl::_reportHandler(IOHIDDeviceInterface122** sende
         return; // input was stopped while this report was under way
     }
     // A copy: the platform uses the buffer again, and a receiver that closes frees it.
-    const std::valarray<uint8_t> report = bytesAt(_reportBuffer, bufferSize);
-    handleReport(report, _interfaceNumber());
+    std::valarray<uint8_t> report = bytesAt(_reportBuffer, bufferSize);
+    const int interfaceNumber = _interfaceNumber();
+    handleReport(std::move(report), interfaceNumber);
 }
 
 void _QrxHIDDeviceConnectionImpl::_reportQueueHandler(IOHIDQueueInterface** queue)
@@ -342,7 +355,7 @@ void _QrxHIDDeviceConnectionImpl::_deliver(const IOHIDEventStruct& event)
         }
         return;
     }
-    const auto sizeBits = static_cast<std::int32_t>(_getReportSizeByCookie(event.elementCookie));
+    const auto sizeBits = static_cast<std::int32_t>(_getReportSizeByCookie(cookieNumber(event.elementCookie)));
     const std::size_t length = sizeBits > 0 ? (static_cast<std::size_t>(sizeBits) + 7) / 8 : kValueBytes;
     handleReport(littleEndianBytes(static_cast<std::uint32_t>(event.value), length), interfaceNumber);
 }
