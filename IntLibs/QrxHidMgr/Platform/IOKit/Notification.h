@@ -42,7 +42,8 @@ struct Notification final : RegistryObject {
     std::deque<Event> events;
     /// Set when the iterator was drained to 0, cleared by the callback: one callback a burst.
     bool isArmed = false;
-    /// Within the callback: what happened after this place in the order comes in the next one.
+    /// Within a callback about ends: those after this place in the order come in the next one, since what waits in their
+    /// devices has not been delivered yet.
     std::uint64_t handsOutUpTo = UINT64_MAX;
 };
 

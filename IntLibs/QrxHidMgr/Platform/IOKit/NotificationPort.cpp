@@ -259,7 +259,9 @@ bool IONotificationPort::callBackFirstDue(std::uint64_t upTo)
             return false;
         }
         due->isArmed = false;
-        due->handsOutUpTo = upTo;
+        if (due->kind == Notification::Kind::end) {
+            due->handsOutUpTo = upTo;
+        }
         iterator = Registry::instance().handleOf(*due);
     }
     due->callback(due->refcon, iterator);
