@@ -47,7 +47,7 @@ TEST_P(Reports_test, ANumberedReportBeginsWithItsNumber)
 
 TEST_P(Reports_test, EveryLengthArrivesWhole)
 {
-    for (const std::size_t length : {1, 2, 3, 4, 5, 8, 63, 64, 65, 1024, 4096}) {
+    for (const std::size_t length : std::initializer_list<std::size_t>{1, 2, 3, 4, 5, 8, 63, 64, 65, 1024, 4096}) {
         QrxVirtualDevice device = makeDevice("long", vendorDescriptor(length));
         const auto log = openWithLog(arrived(device));
         Bytes report(length);
