@@ -10,13 +10,27 @@ std::atomic<std::uint64_t> sm_Count{0};
 
 } // namespace
 
-// The C library's own entry, which its malloc is a name for.
+// The C library's own entries, which its malloc and its relatives are names for.
 extern "C" void* __libc_malloc(std::size_t size);
+extern "C" void* __libc_calloc(std::size_t count, std::size_t size);
+extern "C" void* __libc_realloc(void* block, std::size_t size);
 
 extern "C" void* malloc(std::size_t size)
 {
     sm_Count.fetch_add(1, std::memory_order_relaxed);
     return __libc_malloc(size);
+}
+
+extern "C" void* calloc(std::size_t count, std::size_t size)
+{
+    sm_Count.fetch_add(1, std::memory_order_relaxed);
+    return __libc_calloc(count, size);
+}
+
+extern "C" void* realloc(void* block, std::size_t size)
+{
+    sm_Count.fetch_add(1, std::memory_order_relaxed);
+    return __libc_realloc(block, size);
 }
 
 std::uint64_t allocationCount()
