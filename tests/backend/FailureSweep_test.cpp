@@ -20,7 +20,7 @@ void live(fake::FakePlatform& platform, int systemVersion)
     platform.systemVersion = systemVersion;
     world::DeviceDescription description;
     description.vendorID = 1;
-    description.interfaces = {{0, Sample::kMouse, 0, 0}, {1, Sample::kVendor, 0, 0}};
+    description.interfaces = {{0, Sample::kPedal, 0, 0}, {1, Sample::kVendor, 0, 0}};
     auto& first = world::addDeviceEntries(platform, "usb1", description);
     first.properties["USB Vendor Name"] = fake::Value(fake::Text{"Acme", false});
     DeviceRecord record;
@@ -39,7 +39,7 @@ void live(fake::FakePlatform& platform, int systemVersion)
         devices.back()->open();
     }
     for (const std::string name : {"usb1-hid0", "usb2-hid1"}) {
-        platform.hid.deliver(platform.registry.entry(name), fake::Bytes(name == "usb1-hid0" ? 4U : 64U, 1));
+        platform.hid.deliver(platform.registry.entry(name), fake::Bytes(name == "usb1-hid0" ? 1U : 64U, 1));
     }
     platform.runLoop.run();
     for (const mis::swizzler<QrxHIDDevice>& device : devices) {
@@ -59,6 +59,7 @@ void sweep(int systemVersion)
     int lives = 0;
     for (int number = 1;; ++number) {
         fake::FakePlatform platform;
+        platform.log.withLooks = false;
         platform.log.failAnyCall(number);
         testing::internal::CaptureStdout();
         live(platform, systemVersion);

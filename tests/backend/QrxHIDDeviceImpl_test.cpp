@@ -344,7 +344,8 @@ TEST_F(QrxHIDDeviceImplTest, TheDelegateGetsACopyBeforeTheReportIsSent)
 {
     const auto device = deviceOf(addDevice("usb1", {Sample::kPedal}));
     DeviceRecord record;
-    device->setDelegate(new RecordingDeviceDelegate(record));
+    RecordingDeviceDelegate delegate(record); // taken back at the end
+    device->setDelegate(&delegate);
     record.onSetReport = [&] { EXPECT_TRUE(platform.hid.sent.empty()); };
     device->setReport(1, 4, bytesOf({1, 2}), 0);
     EXPECT_EQ(platform.hid.sent.size(), 1U);

@@ -146,7 +146,8 @@ TEST_F(QrxHIDInterfaceMacTest, InputHandedToTheInterfaceGoesNowhere)
 {
     const auto device = deviceOf(addDevice("usb1", {Sample::kPedal}));
     DeviceRecord record;
-    device->setDelegate(new RecordingDeviceDelegate(record));
+    RecordingDeviceDelegate delegate(record); // taken back at the end
+    device->setDelegate(&delegate);
     device->_getInterface(0)->__handleReport(bytesOf({1}));
     EXPECT_TRUE(record.lines.empty());
     device->setDelegate(nullptr);

@@ -85,7 +85,12 @@ TEST_P(WorldLifetimeTest, TheTreeMayGoInsideHandleReportWhileTheDeviceIsKept)
 
 TEST_P(WorldLifetimeTest, TheDelegateMayBeReplacedInsideHandleReport)
 {
-    openPedal();
+    plugged = ground->addDevice(description(1, 1, {Sample::kPedal}));
+    tree->populate({{1, 1}});
+    device = tree->getDeviceAtIndex(0);
+    RecordingDeviceDelegate first(record); // ours again once it is replaced
+    device->setDelegate(&first);
+    device->open();
     record.onReport = [this] { device->setDelegate(new RecordingDeviceDelegate(otherRecord)); };
     press(1);
     press(2);

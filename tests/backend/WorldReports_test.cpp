@@ -21,6 +21,12 @@ protected:
         device->setDelegate(new RecordingDeviceDelegate(record));
         device->open();
     }
+    void TearDown() override
+    {
+        if (device) {
+            device->close();
+        }
+    }
 
     world::BackendWorld::Device plugged = 0;
     mis::swizzler<QrxHIDDevice> device;

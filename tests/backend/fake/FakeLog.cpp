@@ -2,9 +2,11 @@
 
 namespace fake {
 
-void FakeLog::look(std::string line)
+void FakeLog::look(const char* function, const std::string& object)
 {
-    _lines.emplace_back(false, std::move(line));
+    if (withLooks) {
+        _lines.emplace_back(false, std::string(function) + "(" + object + ")");
+    }
 }
 
 void FakeLog::call(std::string line)

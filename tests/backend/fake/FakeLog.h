@@ -11,8 +11,9 @@ namespace fake {
 /// Every call of the platform as a line of text, and the script of the calls that fail.
 class FakeLog {
 public:
-    /// What changes nothing (looking into property objects) is written apart.
-    void look(std::string line);
+    /// What changes nothing (looking into property objects) is written apart, and only while it is wanted.
+    void look(const char* function, const std::string& object);
+    bool withLooks = true;
     void call(std::string line);
     /// Counts one call that can fail; true when this one has to.
     bool fails(const std::string& function);

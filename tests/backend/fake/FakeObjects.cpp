@@ -171,7 +171,7 @@ FakeObject* looked(CFTypeRef object, FakeObject::Kind kind, const char* function
     if (known->kind != kind) {
         ADD_FAILURE() << function << " called with an object of another type: " << known->name;
     }
-    platform().log.look(std::string(function) + "(" + known->name + ")");
+    platform().log.look(function, known->name);
     return known;
 }
 
