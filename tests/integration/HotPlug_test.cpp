@@ -1,5 +1,7 @@
 #include "LibraryWorld.h"
 
+#include "CoreFoundation/LiveObjects.h"
+
 #include <QrxDeviceTreeInterface.h>
 
 namespace {
@@ -185,6 +187,29 @@ TEST_F(HotPlug, ManyDevicesInOneBurstArriveAndLeaveEachOnce)
         lines += "device notification: id 2\n";
     }
     EXPECT_EQ(lines, output.text());
+}
+
+TEST_F(HotPlug, ADeviceThatComesAndGoesLeavesNothingBehind)
+{
+    const TreeHandle tree = makeTree();
+    tree->observe(0, 0);
+    const CapturedOutput output;
+    const auto comeAndGo = [&] {
+        _first.plug();
+        _second.plug();
+        ASSERT_TRUE(runUntil([&] { return tree->getHIDDeviceCount() == 2; }));
+        tree->getDeviceAtIndex(0)->open();
+        tree->getDeviceAtIndex(0)->close();
+        _first.unplug();
+        _second.unplug();
+        ASSERT_TRUE(runUntil([&] { return tree->getHIDDeviceCount() == 0; }));
+    };
+    comeAndGo();
+    const auto before = qrx::cf::liveObjects();
+    for (int i = 0; i < 10; ++i) {
+        comeAndGo();
+    }
+    EXPECT_EQ(before, qrx::cf::liveObjects());
 }
 
 TEST_F(HotPlug, TheFacadeCountsDevicesAndOpensNone)

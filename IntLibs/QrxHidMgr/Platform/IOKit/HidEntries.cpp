@@ -3,6 +3,7 @@
 #include "HidProperties.h"
 #include "PropertyList.h"
 #include "Provider/Log.h"
+#include "SharedElements.h"
 
 #include <IOKit/hid/IOHIDKeys.h>
 
@@ -69,13 +70,14 @@ std::shared_ptr<HidDriverEntry> makeHidDriverEntry(std::shared_ptr<DeviceRecord>
         platform::log(platform::LogLevel::error, name + " declares no report: the interface is left out");
         return nullptr;
     }
+    record->elements[interfaceIndex] = SharedElements::acquire(facts.reportDescriptor, tree);
     return std::make_shared<HidDriverEntry>(std::move(record), interfaceIndex, tree);
 }
 
 HidDriverEntry::HidDriverEntry(std::shared_ptr<DeviceRecord> record, std::size_t interfaceIndex,
                                const hid::ElementTree& tree)
     : RegistryEntry(std::move(record), kDriverClasses), _index(interfaceIndex),
-      _dictionary(makeHidProperties(_record->facts, facts(), tree))
+      _dictionary(makeHidProperties(_record->facts, facts(), tree, _record->elements[interfaceIndex]->array()))
 {
     _clients.push_back(std::make_shared<HidClientEntry>(_record));
 }

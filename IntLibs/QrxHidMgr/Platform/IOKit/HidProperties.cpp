@@ -56,7 +56,7 @@ void addIdentity(PropertyList& list, const platform::DeviceFacts& device, const 
 } // namespace
 
 CFRef<CFDictionaryRef> makeHidProperties(const platform::DeviceFacts& device, const platform::InterfaceFacts& interface,
-                                         const hid::ElementTree& tree)
+                                         const hid::ElementTree& tree, CFArrayRef elements)
 {
     PropertyList list;
     addIdentity(list, device, interface);
@@ -71,7 +71,7 @@ CFRef<CFDictionaryRef> makeHidProperties(const platform::DeviceFacts& device, co
     list.object(
         CFSTR(kIOHIDReportDescriptorKey),
         CFRef<CFTypeRef>::adopt(CFDataCreate(kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size()))));
-    list.object(CFSTR(kIOHIDElementKey), asObject(makeElements(tree)));
+    list.object(CFSTR(kIOHIDElementKey), CFRef<CFTypeRef>::retain(elements));
     list.object(CFSTR("InputReportElements"), asObject(makeReportHandlers(tree)));
     return list.finish();
 }

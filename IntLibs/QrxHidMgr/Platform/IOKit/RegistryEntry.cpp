@@ -8,7 +8,8 @@ namespace qrx::iokit {
 
 DeviceRecord::DeviceRecord(platform::DeviceFacts device)
     : facts(std::move(device)), attachTime(static_cast<std::uint64_t>(
-                                    std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds(1)))
+                                    std::chrono::steady_clock::now().time_since_epoch() / std::chrono::nanoseconds(1))),
+      elements(facts.interfaces.size())
 {
 }
 

@@ -14,6 +14,8 @@
 
 namespace qrx::iokit {
 
+class SharedElements;
+
 /// What the entries of one USB device share.
 struct DeviceRecord {
     explicit DeviceRecord(platform::DeviceFacts device);
@@ -26,6 +28,9 @@ struct DeviceRecord {
     /// Places in the order of all arrivals and ends; under the registry's lock.
     std::uint64_t arrivalSequence = 0;
     std::uint64_t endSequence = 0;
+    /// By the index of the interface, from the first look at its HID driver on. Released after all properties, which
+    /// hold the arrays too.
+    std::vector<std::shared_ptr<const SharedElements>> elements;
 };
 
 /// One entry of the registry: its classes, properties and children.
