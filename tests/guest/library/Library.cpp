@@ -39,6 +39,11 @@ Library::Library()
     QrxVirtualDevice::setRealDevicesEnabled(true);
 }
 
+Library::~Library()
+{
+    EXPECT_TRUE(waitUntilBusIsEmpty());
+}
+
 TreeHandle Library::makeTree()
 {
     TreeHandle tree = QrxDeviceTree::NewInstance();

@@ -25,6 +25,8 @@ void runWhileBusy();
 class Library : public testing::Test {
 protected:
     Library();
+    /// Waits until the kernel has taken away what the test had plugged.
+    ~Library() override;
 
     TreeHandle makeTree();
     /// A tree that observes everything.

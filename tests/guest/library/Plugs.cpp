@@ -41,6 +41,17 @@ void pullWhole(VhciDevice& device)
         throw std::runtime_error("the kernel keeps the device");
 }
 
+bool waitUntilBusIsEmpty()
+{
+    return waitUntil([] {
+        const std::vector<std::string> names = listFolder("/sys/bus/usb/devices");
+        // "usb1" is a root hub, "1-0:1.0" its interface.
+        return std::all_of(names.begin(), names.end(), [](const std::string& name) {
+            return name.starts_with("usb") || name.find("-0:") != std::string::npos;
+        });
+    });
+}
+
 bool isPolled(VhciDevice& device, std::size_t interface)
 {
     return device.waitUntilTaken(interface, std::chrono::milliseconds(0));

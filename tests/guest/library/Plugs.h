@@ -12,6 +12,9 @@ void plugWhole(VhciDevice& device);
 /// removal. Throws std::runtime_error if that does not come about. Nothing happens if it is not plugged.
 void pullWhole(VhciDevice& device);
 
+/// Waits until the kernel has no USB device but its root hubs. Returns false if that does not come about.
+bool waitUntilBusIsEmpty();
+
 /// Whether the kernel polls an interface, with nothing under way: somebody has its report node open.
 bool isPolled(VhciDevice& device, std::size_t interface);
 

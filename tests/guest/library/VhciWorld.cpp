@@ -8,7 +8,8 @@
 
 #include <QrxRunLoop.h>
 
-#include <algorithm>
+#include <gtest/gtest.h>
+
 #include <map>
 #include <memory>
 #include <optional>
@@ -91,12 +92,10 @@ public:
     {
         qrx::platform::setSystemVersion(std::nullopt);
         // All at once first: the kernel takes its time with each.
-        std::vector<std::string> left;
         for (auto& [name, plugged] : _devices) {
-            left.push_back(plugged->device().sysfsPath());
             plugged->device().unplug();
         }
-        waitUntil([&] { return std::all_of(left.begin(), left.end(), isGone); });
+        EXPECT_TRUE(waitUntilBusIsEmpty());
     }
 
     void setInputMode(InputMode mode) override
@@ -131,8 +130,6 @@ public:
     }
 
 private:
-    static bool isGone(const std::string& path) { return path.empty() || !readAttribute(path + "/devnum"); }
-
     std::map<Device, std::unique_ptr<Plugged>> _devices;
     Device _count = 0;
 };

@@ -1,0 +1,150 @@
+/// Who may use a report node, with udevd and without.
+
+#include "ChildProcess.h"
+#include "Library.h"
+
+#include "support/Udevd.h"
+
+#include <cerrno>
+#include <system_error>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace qrx::guest;
+
+namespace {
+
+constexpr uid_t kNobody = 65534;
+constexpr unsigned int kOutput = 1;
+
+/// This process as an ordinary user, while the object lives.
+class AsNobody {
+public:
+    AsNobody() { become(kNobody); }
+    ~AsNobody() { become(0); }
+    AsNobody(const AsNobody&) = delete;
+    AsNobody& operator=(const AsNobody&) = delete;
+
+private:
+    static void become(uid_t user) { EXPECT_EQ(::seteuid(user), 0); }
+};
+
+class Access : public Library {
+protected:
+    void arriveWithMode(mode_t mode)
+    {
+        device = arrive(tree, plug);
+        ASSERT_TRUE(device);
+        node = plug.waitForNodes().at(0);
+        ASSERT_EQ(::chmod(node.c_str(), mode), 0);
+    }
+    /// Opens as an ordinary user, and what is said of it.
+    std::string openAsNobody()
+    {
+        testing::internal::CaptureStderr();
+        {
+            const AsNobody user;
+            log = openWithLog(device);
+        }
+        return testing::internal::GetCapturedStderr();
+    }
+    bool canHear()
+    {
+        if (!isPolled(plug, 0)) {
+            return false;
+        }
+        const std::size_t before = log->input.size();
+        sendQueued(plug, 0, pattern(8, 1));
+        return runUntil([&] { return log->input.size() == before + 1; });
+    }
+
+    TreeHandle tree = observingTree();
+    VhciDevice plug{identityOf("kept", 0xABCD), {hidInterface(plainDescriptor(8))}};
+    DeviceHandle device;
+    std::string node;
+    std::shared_ptr<RecordingDeviceDelegate::Log> log;
+};
+
+mode_t modeOf(const std::string& path)
+{
+    struct stat facts {};
+    return ::stat(path.c_str(), &facts) == 0 ? facts.st_mode & 0777U : 0U;
+}
+
+} // namespace
+
+TEST_F(Access, ARefusalIsToldOnceAndAccessThatComesLaterIsTaken)
+{
+    ASSERT_NO_FATAL_FAILURE(arriveWithMode(0600));
+    const std::string place = plug.sysfsPath().substr(plug.sysfsPath().rfind('/') + 1);
+    EXPECT_EQ(openAsNobody(),
+              "QrxHIDManager: " + node + " of 1234:abcd \"kept\" at " + place +
+                  " cannot be opened: Permission denied. This line in a file of /etc/udev/rules.d whose name sorts "
+                  "before 73 lets whoever sits at the machine use it: KERNEL==\"hidraw*\", ATTRS{idVendor}==\"1234\", "
+                  "ATTRS{idProduct}==\"abcd\", TAG+=\"uaccess\"\n");
+    EXPECT_FALSE(canHear());
+    device->close();
+    EXPECT_EQ(openAsNobody(), "");
+    device->close();
+    ASSERT_EQ(::chmod(node.c_str(), 0666), 0);
+    EXPECT_EQ(openAsNobody(), "");
+    EXPECT_TRUE(canHear());
+    device->close();
+}
+
+TEST_F(Access, ANodeThatMayOnlyBeReadGivesInputAndTakesNoOutput)
+{
+    ASSERT_NO_FATAL_FAILURE(arriveWithMode(0444));
+    EXPECT_EQ(openAsNobody(), "QrxHIDManager: " + node + " may be read only: output is refused\n");
+    EXPECT_TRUE(canHear());
+    device->setReport(kOutput, 0, std::valarray<std::uint8_t>(8), 0);
+    EXPECT_TRUE(plug.takeSentReports().empty());
+    device->close();
+}
+
+TEST_F(Access, ADriversNodeThatIsMissingInTheDeviceFolderIsTold)
+{
+    ASSERT_NO_FATAL_FAILURE(arriveWithMode(0600));
+    struct stat facts {};
+    ASSERT_EQ(::stat(node.c_str(), &facts), 0);
+    ASSERT_EQ(::unlink(node.c_str()), 0);
+    device->open();
+    EXPECT_FALSE(isPolled(plug, 0));
+    device->close();
+    // The kernel removes what it made itself.
+    ASSERT_EQ(::mknod(node.c_str(), S_IFCHR | 0600, facts.st_rdev), 0);
+}
+
+TEST(AccessWithUdevd, ADeviceIsToldOfWhenSlowRulesHaveBeenCarriedOut)
+{
+    const Udevd udevd("KERNEL==\"hidraw*\", PROGRAM=\"/bin/busybox sleep 0.3\", MODE=\"0666\"\n");
+    {
+        QrxVirtualDevice::setRealDevicesEnabled(true);
+        RecordingTreeDelegate told;
+        const TreeHandle tree = QrxDeviceTree::NewInstance();
+        tree->setDelegate(&told);
+        tree->observe(0, 0);
+        VhciDevice plug(identityOf("slow"), {hidInterface(plainDescriptor(8)), hidInterface(plainDescriptor(8))});
+        std::vector<mode_t> modes;
+        told.onArrival = [&](const DeviceHandle& device) {
+            for (const std::string& node : plug.waitForNodes()) {
+                modes.push_back(modeOf(node));
+            }
+            const AsNobody user;
+            device->open();
+        };
+        plug.plug();
+        ASSERT_TRUE(runUntil([&] { return !told.arrivals.empty(); }));
+        EXPECT_EQ(modes, (std::vector<mode_t>{0666, 0666}));
+        EXPECT_TRUE(isPolled(plug, 0));
+        EXPECT_TRUE(isPolled(plug, 1));
+        const DeviceHandle device = tree->getDeviceAtIndex(0);
+        const CapturedOutput output;
+        plug.unplug();
+        ASSERT_TRUE(runUntil([&] { return tree->getHIDDeviceCount() == 0; }));
+        EXPECT_EQ(told.arrivals, Names{"slow"});
+        device->close();
+    }
+    EXPECT_TRUE(waitUntilBusIsEmpty());
+}
