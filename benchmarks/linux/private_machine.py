@@ -31,9 +31,12 @@ def enter():
     if os.geteuid() != 0:
         namespaces += ["--user", "--map-root-user"]
     command = ["unshare"] + namespaces
-    probe = subprocess.run(command + ["mount", "-t", "tmpfs", "tmpfs", "/sys"], capture_output=True, text=True)
-    if probe.returncode != 0:
-        raise NotPermitted(f"no mount namespace can be had: {probe.stderr.strip()}")
+    try:
+        subprocess.run(command + ["mount", "-t", "tmpfs", "tmpfs", "/sys"], check=True, capture_output=True, text=True)
+    except OSError as reason:
+        raise NotPermitted(f"no mount namespace can be had: {reason}") from None
+    except subprocess.CalledProcessError as reason:
+        raise NotPermitted(f"no mount namespace can be had: {reason.stderr.strip()}") from None
     sys.stdout.flush()
     os.environ[ENTERED] = "1"
     os.execvp(command[0], command + [sys.executable] + sys.argv)
