@@ -69,12 +69,14 @@ void MouseWatch::deviceAdded(mis::swizzler<QrxHIDDevice> device)
     std::printf("%s has arrived\n", device->getProductName().c_str());
     device->setDelegate(new MovementPrinter([this] { moved(); }));
     device->open();
+    _device = device;
     _player.start();
 }
 
 void MouseWatch::moved()
 {
     if (++_movements == kMovements) {
+        _device->close();
         _mouse.unplug();
         _finished();
     }

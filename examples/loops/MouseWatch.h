@@ -27,5 +27,6 @@ private:
     QrxVirtualDevice _mouse;
     QrxRecordingPlayer _player;
     mis::swizzler<QrxDeviceTree> _tree;
+    mis::swizzler<QrxHIDDevice> _device;
     std::size_t _movements = 0;
 };

@@ -39,11 +39,12 @@ public:
         /// Called after the log has its entry; may destroy the delegate.
         std::function<void()> onInput;
         std::function<void()> onSent;
-        int deletedCount = 0;
+        /// The one that writes this log, while it lives.
+        RecordingDeviceDelegate* delegate = nullptr;
     };
 
-    explicit RecordingDeviceDelegate(std::shared_ptr<Log> log) : _log(std::move(log)) {}
-    ~RecordingDeviceDelegate() override { ++_log->deletedCount; }
+    explicit RecordingDeviceDelegate(std::shared_ptr<Log> log) : _log(std::move(log)) { _log->delegate = this; }
+    ~RecordingDeviceDelegate() override { _log->delegate = nullptr; }
     void handleReport(std::valarray<uint8_t> report, DeviceHandle device, int interfaceNumber) override;
     void handleSetReport(unsigned int reportType, unsigned int reportID, std::valarray<uint8_t> report,
                          DeviceHandle device, int interfaceNumber) override;
@@ -95,7 +96,7 @@ protected:
     /// Runs the loop while it has something to deliver.
     static void runWhileBusy();
 
-    /// Sets a delegate that logs, and opens.
+    /// Sets a delegate that logs, and opens. The device deletes the delegate, if nobody replaces it before.
     static std::shared_ptr<RecordingDeviceDelegate::Log> openWithLog(const DeviceHandle& device);
 
     /// From now on connections take the queue mode (true) or the interrupt mode, as at the start.

@@ -61,12 +61,16 @@ protected:
     std::shared_ptr<RecordingDeviceDelegate::Log> playedEvents(QrxVirtualDevice& device, const DeviceHandle& found,
                                                                const QrxRecording& recording)
     {
-        auto log = openWithLog(found);
+        auto log = std::make_shared<RecordingDeviceDelegate::Log>();
+        RecordingDeviceDelegate delegate(log);
+        found->setDelegate(&delegate);
+        found->open();
         QrxRecordingPlayer player(recording, device);
         player.start(QrxRecordingPlayer::kAsFastAsTaken);
         EXPECT_TRUE(runUntil([&] { return player.isFinished(); }));
         runWhileBusy();
         found->close();
+        found->setDelegate(nullptr);
         return log;
     }
 

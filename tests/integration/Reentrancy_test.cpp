@@ -103,6 +103,8 @@ protected:
     {
         if (_device) {
             _device->setDelegate(nullptr);
+            // It may be in the middle of a call, so it lives until the test ends.
+            _replacedDelegate.reset(_log->delegate);
         }
     }
 
@@ -130,6 +132,7 @@ protected:
     TreeHandle _tree;
     DeviceHandle _device;
     std::shared_ptr<RecordingDeviceDelegate::Log> _log;
+    std::unique_ptr<RecordingDeviceDelegate> _replacedDelegate;
     int _actCount = 0;
     int _refusalCount = 0;
     CapturedOutput _output;

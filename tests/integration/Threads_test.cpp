@@ -52,6 +52,7 @@ void useTheLibrary(std::uint16_t vendorID, std::atomic<int>& failures)
         wait([&] { return delegate.logs.back()->input.size() == kReports; });
         tree->getDeviceAtIndex(0)->setReport(1, 0, {1, 2}, 0);
         failures += device.takeSentReports().size() == 1 ? 0 : 1;
+        tree->getDeviceAtIndex(0)->close();
         device.unplug();
         wait([&] { return tree->getHIDDeviceCount() == 0; });
     }
@@ -74,7 +75,11 @@ TEST_F(Threads, ADeviceOfOneThreadIsDrivenFromAnother)
     const TreeHandle tree = makeTree();
     tree->observe(0, 0);
     std::shared_ptr<RecordingDeviceDelegate::Log> log;
-    _treeDelegate.onArrival = [&](const DeviceHandle& arrived) { log = openWithLog(arrived); };
+    DeviceHandle handle;
+    _treeDelegate.onArrival = [&](const DeviceHandle& arrived) {
+        handle = arrived;
+        log = openWithLog(arrived);
+    };
     constexpr std::uint32_t kCount = 5000;
     std::thread driver([&] {
         device.plug();
@@ -94,6 +99,7 @@ TEST_F(Threads, ADeviceOfOneThreadIsDrivenFromAnother)
     EXPECT_TRUE(runUntil([&] { return log != nullptr && log->input.size() == kCount; }));
     driver.join();
     EXPECT_TRUE(runUntil([&] { return tree->getHIDDeviceCount() == 0; }));
+    handle->close();
     for (std::uint32_t i = 0; i < log->input.size(); ++i) {
         ASSERT_EQ(static_cast<std::uint8_t>(i), log->input[i].bytes[0]) << "report " << i;
     }
