@@ -19,7 +19,7 @@ ALL = [KEYBOARD, MOUSE, GAMEPAD, THERMOMETER]
 class Help(ToolTest):
     def test_it_teaches_with_an_example_of_every_command(self):
         text = self.succeed("--help")
-        for command in ("list", "tree", "dump", "watch", "demo"):
+        for command in ("list", "tree", "dump", "watch", "record", "doctor", "rule", "demo"):
             self.assertIn(f"\n  qrxhid {command}", text)
             self.assertIn(f"  qrxhid {command}", self.succeed(command, "--help"))
 
@@ -36,7 +36,7 @@ class WrongCommandLines(ToolTest):
         self.check('qrxhid: "wtach" is not a command\nTry: qrxhid watch\n', "wtach")
 
     def test_a_word_like_no_command_gets_the_general_form(self):
-        form = "qrxhid list|tree|dump|watch|demo [OPTIONS]"
+        form = "qrxhid list|tree|dump|watch|record|doctor|rule|demo [OPTIONS]"
         self.check(f'qrxhid: "frobnicate" is not a command\nTry: {form}\n', "frobnicate")
         self.check(f"qrxhid: a command is missing\nTry: {form}\n")
 

@@ -8,13 +8,14 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <iterator>
 #include <map>
 
 namespace qrxhid {
 
 namespace {
 
-constexpr const char* kGeneralForm = "qrxhid list|tree|dump|watch|demo [OPTIONS]";
+constexpr const char* kGeneralForm = "qrxhid list|tree|dump|watch|record|doctor|rule|demo [OPTIONS]";
 
 constexpr const char* kOverview = R"(USB HID devices: what is there, what it can say, what it says.
 
@@ -24,12 +25,16 @@ Examples:
   qrxhid dump --device 04d8:003f           the library's own description of one device
   qrxhid watch                             arrivals, removals and decoded input until Ctrl-C
   qrxhid watch --recording mouse.hid       the same for a recorded device
+  qrxhid record --device 046d:c077         a device and its input as a recording
+  qrxhid doctor                            why a device cannot be used, and what would help
+  qrxhid rule 04d8:003f                    the udev rule that opens one device to whoever sits here
   qrxhid demo                              virtual devices: needs no hardware
 )";
 
 constexpr const char* kExitStatuses =
-    R"(Exit status: 0 success; 1 a device is not there or the output cannot be written;
-2 a recording does not parse; 64 wrong command line.)";
+    R"(Exit status: 0 success; 1 a device is not there, cannot be used, or the output cannot be written;
+2 a recording does not parse; 3 doctor finds no device; 4 this user may not use a device;
+64 wrong command line.)";
 
 struct CommandText {
     Command command;
@@ -59,6 +64,20 @@ constexpr CommandText kCommands[] = {
      "  qrxhid watch --device 046d: --count 10 --json\n"
      "  qrxhid watch --device 04d8:003f --wait\n"
      "  qrxhid watch --recording mouse.hid --speed 0"},
+    {Command::record, "record", "Write a device's interfaces and input as a recording",
+     "It ends with Ctrl-C, when the device leaves, or after a count or time. Whenever it ends, what is written is a\n"
+     "recording that hid-replay and this program take.\n"
+     "Examples:\n"
+     "  qrxhid record --device 046d:c077 --output mouse.hid\n"
+     "  qrxhid record --device 04d8:003f --count 100 --time 10"},
+    {Command::doctor, "doctor", "Say for each device whether it can be used, and if not, why and what to do",
+     "It reads and opens nothing.\n"
+     "Examples:\n"
+     "  qrxhid doctor\n"
+     "  qrxhid doctor 04d8:003f --json"},
+    {Command::rule, "rule", "Print a udev rule file that opens one device to whoever sits at the machine",
+     "Example:\n"
+     "  qrxhid rule 04d8:003f | sudo tee /etc/udev/rules.d/70-qrxhid-04d8-003f.rules"},
     {Command::demo, "demo", "Exercise the library with built-in virtual devices",
      "Example:\n"
      "  qrxhid demo"},
@@ -70,15 +89,61 @@ struct RawOptions {
     std::vector<std::string> devices;
     std::optional<std::string> speed;
     std::optional<std::string> count;
+    std::optional<std::string> seconds;
+    std::optional<std::string> interfaceNumber;
+    std::optional<std::string> userID;
+    std::string output;
+    std::string systemRoot;
     bool json = false;
     bool wait = false;
     bool changes = false;
 };
 
+/// In help this group is not shown.
+constexpr const char* kHidden = "";
+
+void addDoctorOptions(CLI::App& app, RawOptions& raw)
+{
+    app.add_option("devices", raw.devices, "Only devices with these IDs")->type_name("VID:PID");
+    app.add_flag("--json", raw.json, "One JSON document")->disable_flag_override();
+    app.add_option("--sysroot", raw.systemRoot)->group(kHidden);
+    app.add_option("--uid", raw.userID)->group(kHidden);
+}
+
+void addRuleOptions(CLI::App& app, RawOptions& raw)
+{
+    app.add_option("device", raw.devices, "The device's IDs, hexadecimal")
+        ->type_name("VID:PID")
+        ->required()
+        ->expected(1);
+    app.add_option("--interface", raw.interfaceNumber, "Only this interface of the device")->type_name("N");
+}
+
+void addRecordOptions(CLI::App& app, RawOptions& raw)
+{
+    app.add_option("--output", raw.output, "Write to this file instead of standard output")->type_name("FILE");
+    app.add_option("--time", raw.seconds, "End after this many seconds")->type_name("S");
+}
+
+/// What watch and record have in common.
+void addInputOptions(CLI::App& app, RawOptions& raw)
+{
+    app.add_option("--speed", raw.speed, "Play recordings at this multiple of their speed; 0: as fast as possible (1)")
+        ->type_name("FACTOR");
+    app.add_option("--count", raw.count, "End after this many input reports")->type_name("N");
+}
+
 void addOptions(CLI::App& app, Command command, RawOptions& raw)
 {
-    if (command == Command::demo) {
+    switch (command) {
+    case Command::demo:
         return;
+    case Command::doctor:
+        return addDoctorOptions(app, raw);
+    case Command::rule:
+        return addRuleOptions(app, raw);
+    default:
+        break;
     }
     app.add_option("--recording", raw.recordings,
                    "Work on recorded devices (text of hid-recorder) instead of the real ones; - reads standard input")
@@ -88,15 +153,16 @@ void addOptions(CLI::App& app, Command command, RawOptions& raw)
         ->type_name("VID:PID")
         ->expected(1)
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    if (command != Command::dump) {
+    if (command != Command::dump && command != Command::record) {
         app.add_flag("--json", raw.json, command == Command::watch ? "One JSON object a line" : "One JSON document")
             ->disable_flag_override();
     }
+    if (command == Command::record) {
+        addInputOptions(app, raw);
+        addRecordOptions(app, raw);
+    }
     if (command == Command::watch) {
-        app.add_option("--speed", raw.speed,
-                       "Play recordings at this multiple of their speed; 0: as fast as possible (1)")
-            ->type_name("FACTOR");
-        app.add_option("--count", raw.count, "End after this many input reports")->type_name("N");
+        addInputOptions(app, raw);
         app.add_flag("--changes", raw.changes, "Of the decoded values show only those that changed")
             ->disable_flag_override();
         app.add_flag("--wait", raw.wait, "With --device: wait for a device that is not there yet")
@@ -142,10 +208,13 @@ std::string helpHint(const CLI::App& command)
 /// An option where the command should be: one that belongs behind it, or an unknown one.
 [[noreturn]] void refuseEarlyOption(const std::string& option, int count, const char* const* words)
 {
-    CLI::App any;
-    RawOptions raw;
-    addOptions(any, Command::watch, raw);
-    std::vector<std::string> known = optionNames(any);
+    std::vector<std::string> known;
+    for (const CommandText& text : kCommands) {
+        CLI::App any;
+        RawOptions raw;
+        addOptions(any, text.command, raw);
+        std::ranges::copy(optionNames(any), std::back_inserter(known));
+    }
     if (std::find(known.begin(), known.end(), option.substr(0, option.find('='))) == known.end()) {
         known = {"--help", "--version"};
         const std::string nearest = nearestWord(option, known);
@@ -209,8 +278,69 @@ std::uint64_t parseCount(const std::string& text)
     return count;
 }
 
+double parseSeconds(const std::string& text)
+{
+    double seconds = 0;
+    if (!CLI::detail::lexical_cast(text, seconds) || !std::isfinite(seconds) || seconds <= 0) {
+        throw UsageError("--time " + text + ": not a number of seconds above 0", "--time 10");
+    }
+    return seconds;
+}
+
+unsigned int parseWhole(const char* option, const std::string& text, unsigned int limit)
+{
+    unsigned int number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number > limit) {
+        throw UsageError(std::string(option) + " " + text + ": not a number from 0 to " + std::to_string(limit),
+                         std::string(option) + " 0");
+    }
+    return number;
+}
+
+/// Everybody's keyboard is a HID device: no rule opens more than what somebody has asked for by name.
+void checkRuleDevice(const Options& options)
+{
+    const DeviceSelector& device = options.devices.front();
+    if (!device.isOneKind()) {
+        throw UsageError("a rule for " + device.text() +
+                             " would open more than one kind of device, and with them keyboards that passwords are "
+                             "typed on; a rule names both IDs",
+                         "qrxhid list, then qrxhid rule VID:PID");
+    }
+}
+
+void checkRecordedDevice(const Options& options)
+{
+    if (options.devices.empty() && options.recordings.size() != 1) {
+        throw UsageError("which device?", "qrxhid record --device VID:PID");
+    }
+}
+
+void takeFurtherOptions(Options& options, const RawOptions& raw)
+{
+    options.output = raw.output;
+    options.systemRoot = raw.systemRoot;
+    if (raw.seconds) {
+        options.seconds = parseSeconds(*raw.seconds);
+    }
+    if (raw.interfaceNumber) {
+        options.interfaceNumber = static_cast<int>(parseWhole("--interface", *raw.interfaceNumber, UINT8_MAX));
+    }
+    if (raw.userID) {
+        options.userID = parseWhole("--uid", *raw.userID, UINT32_MAX);
+    }
+    if (options.command == Command::rule) {
+        checkRuleDevice(options);
+    }
+    if (options.command == Command::record) {
+        checkRecordedDevice(options);
+    }
+}
+
 Options checkedOptions(Command command, const RawOptions& raw)
 {
+    const bool isPositional = command == Command::rule || command == Command::doctor;
     Options options;
     options.command = command;
     options.recordings = raw.recordings;
@@ -218,7 +348,7 @@ Options checkedOptions(Command command, const RawOptions& raw)
     options.wait = raw.wait;
     options.changes = raw.changes;
     for (const std::string& text : raw.devices) {
-        options.devices.push_back(DeviceSelector::parse(text));
+        options.devices.push_back(isPositional ? DeviceSelector::parse(text, "") : DeviceSelector::parse(text));
     }
     if (raw.speed) {
         options.speed = parseSpeed(*raw.speed);
@@ -227,11 +357,14 @@ Options checkedOptions(Command command, const RawOptions& raw)
         options.count = parseCount(*raw.count);
     }
     if (raw.speed && raw.recordings.empty()) {
-        throw UsageError("--speed is for recordings", "qrxhid watch --recording FILE... --speed FACTOR");
+        throw UsageError("--speed is for recordings",
+                         (command == Command::record ? std::string("qrxhid record") : std::string("qrxhid watch")) +
+                             " --recording FILE... --speed FACTOR");
     }
     if (raw.wait && (raw.devices.empty() || !raw.recordings.empty())) {
         throw UsageError("--wait is for a real device that --device names", "qrxhid watch --device VID:PID --wait");
     }
+    takeFurtherOptions(options, raw);
     return options;
 }
 

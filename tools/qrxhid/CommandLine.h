@@ -9,7 +9,7 @@
 
 namespace qrxhid {
 
-enum class Command { list, tree, dump, watch, demo };
+enum class Command { list, tree, dump, watch, record, doctor, rule, demo };
 
 /// What the command line asks for.
 struct Options {
@@ -27,6 +27,16 @@ struct Options {
     bool changes = false;
     /// Wait for a selected device that is not there yet.
     bool wait = false;
+    /// Where a recording goes; empty or "-" is standard output.
+    std::string output;
+    /// After which recording ends.
+    std::optional<double> seconds;
+    /// The only interface that a rule is for.
+    std::optional<int> interfaceNumber;
+    /// Below which doctor finds /sys, /dev and the rest; for tests.
+    std::string systemRoot;
+    /// In whose place doctor asks, judged by owner and mode alone; for tests.
+    std::optional<unsigned int> userID;
 };
 
 /// Either options, or a text (help, version) to show and be done.

@@ -9,7 +9,7 @@ namespace qrxhid {
 
 namespace {
 
-std::uint16_t parseHalf(std::string_view half, std::string_view whole)
+std::uint16_t parseHalf(std::string_view half, std::string_view whole, std::string_view option)
 {
     std::string_view digits = half;
     if (digits.starts_with("0x") || digits.starts_with("0X")) {
@@ -21,9 +21,9 @@ std::uint16_t parseHalf(std::string_view half, std::string_view whole)
     std::uint16_t number = 0;
     const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number, 16);
     if (digits.empty() || error != std::errc() || end != digits.data() + digits.size()) {
-        throw UsageError("--device \"" + std::string(whole) + "\": \"" + std::string(half) +
+        throw UsageError(std::string(option) + "\"" + std::string(whole) + "\": \"" + std::string(half) +
                              "\" is not a hexadecimal number up to ffff",
-                         "--device 04d8:003f");
+                         std::string(option) + "04d8:003f");
     }
     return number;
 }
@@ -35,14 +35,15 @@ std::string halfText(std::uint16_t id)
 
 } // namespace
 
-DeviceSelector DeviceSelector::parse(std::string_view text)
+DeviceSelector DeviceSelector::parse(std::string_view text, std::string_view option)
 {
     const std::size_t separator = text.find_first_of(":/");
     if (separator == std::string_view::npos) {
-        throw UsageError("--device \"" + std::string(text) + "\": there is no colon between vendor and product",
-                         "--device " + std::string(text) + ":");
+        throw UsageError(std::string(option) + "\"" + std::string(text) +
+                             "\": there is no colon between vendor and product",
+                         std::string(option) + std::string(text) + ":");
     }
-    return {parseHalf(text.substr(0, separator), text), parseHalf(text.substr(separator + 1), text)};
+    return {parseHalf(text.substr(0, separator), text, option), parseHalf(text.substr(separator + 1), text, option)};
 }
 
 bool DeviceSelector::matches(std::uint32_t vendor, std::uint32_t product) const

@@ -13,8 +13,11 @@ struct DeviceSelector {
     std::uint16_t vendorID = 0;
     std::uint16_t productID = 0;
 
-    /// Reads "04d8:003f", "04d8/003f", "0x04d8:", ":3f", "0:0". Throws UsageError.
-    static DeviceSelector parse(std::string_view text);
+    /// Reads "04d8:003f", "04d8/003f", "0x04d8:", ":3f", "0:0". Throws UsageError, which calls it what `option` says.
+    static DeviceSelector parse(std::string_view text, std::string_view option = "--device ");
+
+    /// Neither half is any.
+    bool isOneKind() const { return vendorID != 0 && productID != 0; }
 
     bool matches(std::uint32_t vendor, std::uint32_t product) const;
 

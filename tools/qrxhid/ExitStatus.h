@@ -9,6 +9,10 @@ enum ExitStatus : int {
     kFailure = 1,
     /// A recording does not parse.
     kBadRecording = 2,
+    /// There is no device to say anything about.
+    kNoDevice = 3,
+    /// A device is there and whole, and this user may not use it.
+    kNoPermission = 4,
     /// Wrong command line (EX_USAGE of sysexits.h).
     kWrongUsage = 64
 };

@@ -33,10 +33,10 @@ SignalWatch::~SignalWatch()
     sigprocmask(SIG_SETMASK, &_before, nullptr);
 }
 
-bool SignalWatch::waitFor(int descriptor) const
+bool SignalWatch::waitFor(int descriptor, int timeoutMs) const
 {
     pollfd watched[] = {{_fd, POLLIN, 0}, {descriptor, POLLIN, 0}};
-    while (poll(watched, 2, -1) < 0) {
+    while (poll(watched, 2, timeoutMs) < 0) {
         if (errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "poll");
         }

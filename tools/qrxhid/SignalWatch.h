@@ -12,8 +12,10 @@ public:
     SignalWatch(const SignalWatch&) = delete;
     SignalWatch& operator=(const SignalWatch&) = delete;
 
-    /// Waits until `descriptor` is readable (true) or a signal has come (false).
-    bool waitFor(int descriptor) const;
+    static constexpr int kForever = -1;
+
+    /// Waits until `descriptor` is readable or the time is over (true), or a signal has come (false).
+    bool waitFor(int descriptor, int timeoutMs = kForever) const;
 
     /// Whether a signal has come. Does not wait.
     bool hasSignal() const;

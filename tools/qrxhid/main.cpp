@@ -1,9 +1,12 @@
 #include "CommandLine.h"
 #include "DemoCommand.h"
 #include "DeviceSession.h"
+#include "DoctorCommand.h"
 #include "DumpCommand.h"
 #include "ExitStatus.h"
 #include "ListCommand.h"
+#include "RecordCommand.h"
+#include "RuleCommand.h"
 #include "TreeCommand.h"
 #include "UsageError.h"
 #include "WatchCommand.h"
@@ -53,6 +56,12 @@ ExitStatus runCommand(const CommandLine& line, std::ostream& out)
         return runDump(line.options, out);
     case Command::watch:
         return runWatch(line.options, out);
+    case Command::record:
+        return runRecord(line.options, out);
+    case Command::doctor:
+        return runDoctor(line.options, out);
+    case Command::rule:
+        return runRule(line.options, out);
     case Command::demo:
         return runDemo(out);
     }

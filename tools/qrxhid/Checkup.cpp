@@ -1,0 +1,253 @@
+#include "Checkup.h"
+
+#include "NodeAccess.h"
+#include "RuleSearch.h"
+#include "UdevRule.h"
+
+#include "Linux/DeviceScan.h"
+#include "Linux/NodeReadiness.h"
+#include "Linux/SysfsDirectory.h"
+#include "Linux/UsbNames.h"
+
+#include <algorithm>
+
+namespace qrxhid {
+
+namespace {
+
+using qrx::platform::DeviceScan;
+using qrx::platform::InterfaceOutline;
+using qrx::platform::SysfsDirectory;
+using qrx::platform::SystemCalls;
+using State = InterfaceFinding::State;
+using Fault = FoundRule::Fault;
+
+constexpr const char* kHIDDriver = "usbhid";
+
+const char* faultText(Fault fault)
+{
+    switch (fault) {
+    case Fault::tooLate:
+        return "comes too late: udev acts on the tag at 73, so the file's name must sort before";
+    case Fault::capitals:
+        return "writes the IDs in capitals: udev compares with lower case";
+    case Fault::attrOfNode:
+        return "asks the node itself for the IDs (ATTR), which only the USB device above it has (ATTRS)";
+    case Fault::notForNodes:
+        return "is for the USB device (SUBSYSTEM==\"usb\"), not for its report nodes (KERNEL==\"hidraw*\")";
+    case Fault::none:
+        break;
+    }
+    return "is right, and udevd has not applied it to this node, or you do not sit at the machine (the tag works at a "
+           "local seat, not over ssh)";
+}
+
+/// One examination of one machine.
+class Examiner {
+public:
+    Examiner(const CheckupPlace& place, const Surroundings& surroundings)
+        : _place(place), _surroundings(surroundings),
+          _nodes(SystemCalls::kernel(), place.root + "/dev", place.root + "/run/udev", std::chrono::milliseconds(0)),
+          _scan(SystemCalls::kernel(), place.root + "/sys", place.root + "/dev", _nodes)
+    {
+    }
+
+    std::vector<DeviceFinding> examine(const std::vector<DeviceSelector>& selectors);
+
+private:
+    DeviceFinding examineDevice(const qrx::platform::ScannedDevice& scanned);
+    InterfaceFinding examineInterface(const DeviceFinding& device, const InterfaceOutline& outline);
+    void explainDriver(InterfaceFinding& finding, const DeviceFinding& device, const InterfaceOutline& outline);
+    void explainNode(InterfaceFinding& finding, const DeviceFinding& device);
+    void explainRules(InterfaceFinding& finding, const DeviceFinding& device);
+    void adviseRule(InterfaceFinding& finding, const DeviceFinding& device) const;
+    std::string driverOf(const DeviceFinding& device, const std::string& interface) const;
+
+    const CheckupPlace& _place;
+    const Surroundings& _surroundings;
+    qrx::platform::NodeReadiness _nodes;
+    DeviceScan _scan;
+};
+
+std::vector<DeviceFinding> Examiner::examine(const std::vector<DeviceSelector>& selectors)
+{
+    std::vector<qrx::platform::ListedDevice> listed;
+    _scan.list(listed);
+    std::vector<DeviceFinding> findings;
+    for (const auto& one : listed) {
+        qrx::platform::ScannedDevice scanned;
+        const DeviceScan::Result result = _scan.read(one, scanned);
+        const bool isRead = result == DeviceScan::Result::complete || result == DeviceScan::Result::incomplete;
+        const auto isWanted = [&scanned](const DeviceSelector& selector) {
+            return selector.matches(scanned.facts.vendorID, scanned.facts.productID);
+        };
+        if (isRead && (selectors.empty() || std::ranges::any_of(selectors, isWanted))) {
+            findings.push_back(examineDevice(scanned));
+        }
+    }
+    return findings;
+}
+
+DeviceFinding Examiner::examineDevice(const qrx::platform::ScannedDevice& scanned)
+{
+    DeviceFinding device;
+    device.ids = {scanned.facts.vendorID, scanned.facts.productID};
+    device.productName = scanned.facts.productName.value_or("");
+    device.place = scanned.facts.place;
+    for (const InterfaceOutline& outline : scanned.outline) {
+        if (outline.isOfHID) {
+            device.interfaces.push_back(examineInterface(device, outline));
+        }
+    }
+    return device;
+}
+
+InterfaceFinding Examiner::examineInterface(const DeviceFinding& device, const InterfaceOutline& outline)
+{
+    InterfaceFinding finding;
+    finding.number = qrx::platform::usbInterfaceName(outline.name)->number;
+    if (outline.node.empty()) {
+        explainDriver(finding, device, outline);
+    } else {
+        finding.node = "/dev/" + outline.node;
+        explainNode(finding, device);
+    }
+    return finding;
+}
+
+std::string Examiner::driverOf(const DeviceFinding& device, const std::string& interface) const
+{
+    SysfsDirectory directory(SystemCalls::kernel());
+    directory.open(_place.root + "/sys/bus/usb/devices/" + device.place);
+    return directory.linkTarget(interface + "/driver");
+}
+
+/// Why there is no report node.
+void Examiner::explainDriver(InterfaceFinding& finding, const DeviceFinding& device, const InterfaceOutline& outline)
+{
+    const std::string driver = driverOf(device, outline.name);
+    if (!outline.hidDevice.empty()) {
+        finding.state = State::noNode;
+        finding.reasons = {"the kernel has made no report node: it has 64 of them, and some drivers make none"};
+        finding.nextSteps = {"unplug HID devices that are not needed; dmesg | grep " + outline.hidDevice};
+    } else if (driver.empty()) {
+        finding.state = State::noDriver;
+        finding.reasons = {"no driver has the interface"};
+        finding.nextSteps = {"sudo modprobe usbhid",
+                             "echo " + outline.name + " | sudo tee /sys/bus/usb/drivers/usbhid/bind"};
+    } else if (driver == kHIDDriver) {
+        finding.state = State::noHIDDevice;
+        finding.reasons = {"the kernel's HID driver has refused what the device says of itself"};
+        finding.nextSteps = {"dmesg | grep -i hid"};
+    } else {
+        finding.state = State::otherDriver;
+        finding.reasons = {"the driver " + driver + " has the interface, not " + kHIDDriver};
+        finding.nextSteps = {"echo " + outline.name + " | sudo tee /sys/bus/usb/drivers/" + driver + "/unbind",
+                             "echo " + outline.name + " | sudo tee /sys/bus/usb/drivers/usbhid/bind"};
+    }
+}
+
+void Examiner::explainNode(InterfaceFinding& finding, const DeviceFinding& device)
+{
+    const NodeAccess access = NodeAccess::examine(_place.root + finding.node, _place.userID);
+    switch (access.kind) {
+    case NodeAccess::Kind::readWrite:
+        return;
+    case NodeAccess::Kind::missing:
+        finding.state = State::nodeMissing;
+        finding.reasons = {"the kernel has this report node, and it is not in /dev" +
+                           (_surroundings.enclosure.empty() ? "" : " of " + _surroundings.enclosure)};
+        finding.nextSteps = {_surroundings.enclosure.empty() ? "sudo udevadm trigger --subsystem-match=hidraw"
+                                                             : "give the node to it from outside: " + finding.node};
+        return;
+    case NodeAccess::Kind::readOnly:
+        finding.state = State::readOnly;
+        finding.reasons = {"input can be read and nothing can be sent: " + access.explanation};
+        break;
+    case NodeAccess::Kind::denied:
+        finding.state = State::denied;
+        finding.reasons = {"the node may not be opened: " + access.explanation};
+        break;
+    }
+    explainRules(finding, device);
+}
+
+/// Why no rule has given access.
+void Examiner::explainRules(InterfaceFinding& finding, const DeviceFinding& device)
+{
+    if (!_surroundings.hasUdevd) {
+        finding.reasons.emplace_back("udevd does not run here (there is no /run/udev/control): no rule is applied");
+        finding.nextSteps = {_surroundings.enclosure.empty()
+                                 ? "start udevd, or as root: chmod or chown " + finding.node
+                                 : "give access to " + finding.node + " from outside of " + _surroundings.enclosure};
+        return;
+    }
+    bool hasRightRule = false;
+    bool hasRule = false;
+    for (const FoundRule& rule : findRules(_place.root, device.ids)) {
+        if (!rule.interfaceNumber || *rule.interfaceNumber == finding.number) {
+            finding.reasons.push_back("the rule " + rule.place() + " " + faultText(rule.fault));
+            hasRightRule = hasRightRule || rule.fault == Fault::none;
+            hasRule = true;
+        }
+    }
+    if (!hasRule) {
+        finding.reasons.push_back("no udev rule names " + device.ids.text());
+    }
+    if (!hasRightRule) {
+        adviseRule(finding, device);
+    }
+    finding.nextSteps.insert(finding.nextSteps.end(), {kReloadRules, kTriggerRules});
+}
+
+void Examiner::adviseRule(InterfaceFinding& finding, const DeviceFinding& device) const
+{
+    const UdevRule rule{device.ids, std::nullopt};
+    finding.nextSteps = {rule.command() + " | sudo tee /etc/udev/rules.d/" + rule.fileName()};
+}
+
+} // namespace
+
+const char* InterfaceFinding::stateName() const
+{
+    switch (state) {
+    case State::usable:
+        return "usable";
+    case State::readOnly:
+        return "read-only";
+    case State::denied:
+        return "denied";
+    case State::nodeMissing:
+        return "node-missing";
+    case State::noNode:
+        return "no-node";
+    case State::noHIDDevice:
+        return "no-hid-device";
+    case State::otherDriver:
+        return "other-driver";
+    case State::noDriver:
+        return "no-driver";
+    }
+    return "";
+}
+
+bool DeviceFinding::isUsable() const
+{
+    return !interfaces.empty() &&
+           std::ranges::all_of(interfaces, [](const InterfaceFinding& one) { return one.state == State::usable; });
+}
+
+bool DeviceFinding::isAboutPermission() const
+{
+    return !isUsable() && !interfaces.empty() && std::ranges::all_of(interfaces, [](const InterfaceFinding& one) {
+        return one.state == State::usable || one.isAboutPermission();
+    });
+}
+
+std::vector<DeviceFinding> checkUp(const CheckupPlace& place, const std::vector<DeviceSelector>& selectors,
+                                   const Surroundings& surroundings)
+{
+    return Examiner(place, surroundings).examine(selectors);
+}
+
+} // namespace qrxhid

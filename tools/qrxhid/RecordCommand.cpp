@@ -1,0 +1,227 @@
+#include "RecordCommand.h"
+
+#include "Checkup.h"
+#include "DeviceDescription.h"
+#include "DeviceSession.h"
+#include "InputListener.h"
+#include "Playback.h"
+#include "SignalWatch.h"
+#include "TextFormat.h"
+#include "UsageError.h"
+
+#include "QrxRunLoop.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cmath>
+#include <cstring>
+#include <fstream>
+#include <iostream>
+
+namespace qrxhid {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+class Record {
+public:
+    Record(const Options& options, std::ostream& out) : _options(options), _out(out), _session(options) {}
+    ~Record();
+    Record(const Record&) = delete;
+    Record& operator=(const Record&) = delete;
+
+    ExitStatus run();
+
+private:
+    void chooseDevice();
+    void takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNumber);
+    void recordUntilSignal();
+    void play();
+    void step();
+    void drain();
+    bool isPresent() const;
+    bool isOver() const { return _isEnough || _signals.hasSignal() || !_out || Clock::now() >= _end; }
+    int millisecondsLeft() const;
+
+    const Options& _options;
+    std::ostream& _out;
+    DeviceSession _session;
+    SignalWatch _signals;
+    DeviceHandle _device;
+    QrxRecording _recording;
+    std::size_t _lastInterface = 0;
+    std::optional<Clock::time_point> _firstEvent;
+    Clock::time_point _end = Clock::time_point::max();
+    std::uint64_t _reports = 0;
+    bool _isEnough = false;
+};
+
+// The device may outlive this object in somebody's handle; its delegate must not call it then.
+Record::~Record()
+{
+    if (_device) {
+        _device->close();
+    }
+}
+
+void Record::chooseDevice()
+{
+    const std::vector<DeviceHandle> found = _session.devices();
+    if (found.size() > 1) {
+        throw UsageError(std::to_string(found.size()) + " devices match, and a recording is of one",
+                         "qrxhid list, then qrxhid record --device VID:PID");
+    }
+    if (!found.empty()) {
+        _device = found.front();
+        _recording = describeDevice(*_device);
+        _recording.comments = {"qrxhid " QRXHID_VERSION};
+    }
+}
+
+ExitStatus Record::run()
+{
+    _session.begin();
+    if (!_session.reportUnusableRecordings()) {
+        return kFailure;
+    }
+    chooseDevice();
+    if (_recording.interfaces.empty()) {
+        std::cerr << "qrxhid: the device has left\n";
+        return kFailure;
+    }
+    _recording.write(_out);
+    _out.flush();
+    _lastInterface = _recording.interfaces.size() - 1;
+    _device->setDelegate(new InputListener([this](QrxHIDDevice&, const std::vector<std::uint8_t>& bytes,
+                                                  int interfaceNumber) { takeReport(bytes, interfaceNumber); }));
+    _device->open();
+    if (_options.seconds) {
+        _end = Clock::now() +
+               std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(*_options.seconds));
+    }
+    if (_session.recordedDevices().empty()) {
+        recordUntilSignal();
+    } else {
+        play();
+    }
+    return kSuccess;
+}
+
+void Record::takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNumber)
+{
+    const auto place = std::ranges::find(_recording.interfaces, interfaceNumber, &QrxRecordedInterface::number);
+    if (_isEnough || place == _recording.interfaces.end()) {
+        return;
+    }
+    const Clock::time_point now = Clock::now();
+    _firstEvent = _firstEvent.value_or(now);
+    const auto passed = std::chrono::duration_cast<std::chrono::microseconds>(now - *_firstEvent);
+    QrxRecordedEvent event;
+    event.timeUs = static_cast<std::uint64_t>(passed.count());
+    event.interfaceIndex = static_cast<std::size_t>(place - _recording.interfaces.begin());
+    event.bytes = bytes;
+    _recording.writeEvent(_out, event, _lastInterface);
+    ++_reports;
+    _isEnough = _options.count && _reports >= *_options.count;
+}
+
+void Record::recordUntilSignal()
+{
+    _session.observe([](const DeviceHandle&) {});
+    while (!isOver() && _signals.waitFor(QrxRunLoop::current().fileDescriptor(), millisecondsLeft())) {
+        step();
+        if (!isPresent()) {
+            std::cerr << "qrxhid: the device has left\n";
+            return;
+        }
+    }
+}
+
+void Record::play()
+{
+    Playback playback(_session.recordedDevices());
+    const bool isPaced = _options.speed > 0;
+    if (isPaced) {
+        playback.startAtPace(_options.speed);
+    }
+    while (!isOver() && (isPaced ? !playback.isFinished() : playback.sendNext())) {
+        if (!isPaced) {
+            drain();
+        } else if (_signals.waitFor(QrxRunLoop::current().fileDescriptor(), millisecondsLeft())) {
+            step();
+        }
+    }
+    drain();
+}
+
+void Record::step()
+{
+    QrxRunLoop::current().runOnce(0);
+}
+
+void Record::drain()
+{
+    while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
+    }
+}
+
+bool Record::isPresent() const
+{
+    return std::ranges::any_of(_session.devices(), [this](const DeviceHandle& device) { return device == _device; });
+}
+
+int Record::millisecondsLeft() const
+{
+    if (!_options.seconds) {
+        return SignalWatch::kForever;
+    }
+    // Rounded up: a wait that ends a little early would be followed by one of no length, over and over.
+    const double left = std::chrono::duration<double, std::milli>(_end - Clock::now()).count();
+    constexpr double kLongestWait = 1e9;
+    return static_cast<int>(std::ceil(std::clamp(left, 0.0, kLongestWait)));
+}
+
+/// Says why nothing could come of it, and true, if this user may open no interface of the device.
+bool isRefused(const Options& options)
+{
+    if (!options.recordings.empty()) {
+        return false;
+    }
+    const std::vector<DeviceFinding> findings = checkUp({}, options.devices, Surroundings::examine(""));
+    const auto isDenied = [](const InterfaceFinding& one) { return one.state == InterfaceFinding::State::denied; };
+    if (findings.size() != 1 || !std::ranges::all_of(findings.front().interfaces, isDenied)) {
+        return false;
+    }
+    const std::string ids = findings.front().ids.text();
+    std::cerr << "qrxhid: you may not open " << ids << "\nTry: qrxhid doctor " << ids << "\n";
+    return true;
+}
+
+ExitStatus record(const Options& options, std::ostream& out)
+{
+    return isRefused(options) ? kNoPermission : Record(options, out).run();
+}
+
+} // namespace
+
+ExitStatus runRecord(const Options& options, std::ostream& out)
+{
+    if (options.output.empty() || options.output == "-") {
+        return record(options, out);
+    }
+    std::ofstream file(options.output);
+    if (!file) {
+        std::cerr << "qrxhid: " << options.output << " cannot be opened: " << std::strerror(errno) << "\n";
+        return kFailure;
+    }
+    const ExitStatus status = record(options, file);
+    if (!file.flush()) {
+        std::cerr << "qrxhid: " << options.output << " cannot be written\n";
+        return kFailure;
+    }
+    return status;
+}
+
+} // namespace qrxhid

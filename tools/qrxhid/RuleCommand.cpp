@@ -1,0 +1,13 @@
+#include "RuleCommand.h"
+
+#include "UdevRule.h"
+
+namespace qrxhid {
+
+ExitStatus runRule(const Options& options, std::ostream& out)
+{
+    out << UdevRule{options.devices.front(), options.interfaceNumber}.text();
+    return kSuccess;
+}
+
+} // namespace qrxhid
