@@ -284,7 +284,9 @@ double parseSeconds(const std::string& text)
     if (!CLI::detail::lexical_cast(text, seconds) || !std::isfinite(seconds) || seconds <= 0) {
         throw UsageError("--time " + text + ": not a number of seconds above 0", "--time 10");
     }
-    return seconds;
+    // Thirty years: what clocks count in whole nanoseconds.
+    constexpr double kLongest = 1e9;
+    return std::min(seconds, kLongest);
 }
 
 unsigned int parseWhole(const char* option, const std::string& text, unsigned int limit)

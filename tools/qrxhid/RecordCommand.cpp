@@ -27,7 +27,10 @@ using Clock = std::chrono::steady_clock;
 
 class Record {
 public:
-    Record(const Options& options, std::ostream& out) : _options(options), _out(out), _session(options) {}
+    Record(const Options& options, std::ostream& standardOutput)
+        : _options(options), _out(isToFile() ? _file : standardOutput), _session(options)
+    {
+    }
     ~Record();
     Record(const Record&) = delete;
     Record& operator=(const Record&) = delete;
@@ -35,7 +38,11 @@ public:
     ExitStatus run();
 
 private:
+    bool isToFile() const { return !_options.output.empty() && _options.output != "-"; }
     void chooseDevice();
+    bool openOutput();
+    bool closeOutput();
+    void begin();
     void takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNumber);
     void recordUntilSignal();
     void play();
@@ -46,6 +53,7 @@ private:
     int millisecondsLeft() const;
 
     const Options& _options;
+    std::ofstream _file;
     std::ostream& _out;
     DeviceSession _session;
     SignalWatch _signals;
@@ -91,6 +99,44 @@ ExitStatus Record::run()
         std::cerr << "qrxhid: the device has left\n";
         return kFailure;
     }
+    if (!openOutput()) {
+        return kFailure;
+    }
+    begin();
+    if (_session.recordedDevices().empty()) {
+        recordUntilSignal();
+    } else {
+        play();
+    }
+    return closeOutput() ? kSuccess : kFailure;
+}
+
+/// Not before there is something to write: an older recording of that name is lost by it.
+bool Record::openOutput()
+{
+    if (isToFile()) {
+        _file.open(_options.output);
+        if (!_file) {
+            std::cerr << "qrxhid: " << _options.output << " cannot be opened: " << std::strerror(errno) << "\n";
+            return false;
+        }
+    }
+    return true;
+}
+
+/// Of standard output the caller takes care.
+bool Record::closeOutput()
+{
+    if (isToFile() && !_file.flush()) {
+        std::cerr << "qrxhid: " << _options.output << " cannot be written\n";
+        return false;
+    }
+    return true;
+}
+
+/// Writes what the device is, opens it, and starts the time.
+void Record::begin()
+{
     _recording.write(_out);
     _out.flush();
     _lastInterface = _recording.interfaces.size() - 1;
@@ -101,12 +147,6 @@ ExitStatus Record::run()
         _end = Clock::now() +
                std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(*_options.seconds));
     }
-    if (_session.recordedDevices().empty()) {
-        recordUntilSignal();
-    } else {
-        play();
-    }
-    return kSuccess;
 }
 
 void Record::takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNumber)
@@ -199,29 +239,11 @@ bool isRefused(const Options& options)
     return true;
 }
 
-ExitStatus record(const Options& options, std::ostream& out)
-{
-    return isRefused(options) ? kNoPermission : Record(options, out).run();
-}
-
 } // namespace
 
 ExitStatus runRecord(const Options& options, std::ostream& out)
 {
-    if (options.output.empty() || options.output == "-") {
-        return record(options, out);
-    }
-    std::ofstream file(options.output);
-    if (!file) {
-        std::cerr << "qrxhid: " << options.output << " cannot be opened: " << std::strerror(errno) << "\n";
-        return kFailure;
-    }
-    const ExitStatus status = record(options, file);
-    if (!file.flush()) {
-        std::cerr << "qrxhid: " << options.output << " cannot be written\n";
-        return kFailure;
-    }
-    return status;
+    return isRefused(options) ? kNoPermission : Record(options, out).run();
 }
 
 } // namespace qrxhid

@@ -1,0 +1,131 @@
+"""What is recorded of a played recording is that recording."""
+
+import os
+import re
+import signal
+import subprocess
+import tempfile
+
+from qrxhid_support import DEADLINE_SECONDS, TOOL, ToolTest, main, recording, run
+
+KEYBOARD = recording("boot-keyboard")
+MOUSE = recording("wheel-mouse")
+GAMEPAD = recording("gamepad")
+THERMOMETER = recording("thermometer")
+
+
+def events(text):
+    """Index of the interface and bytes, one pair an event."""
+    found, interface = [], "0"
+    for line in text.splitlines():
+        if line.startswith("D: "):
+            interface = line[3:].strip()
+        elif line.startswith("E: "):
+            found.append((interface, line.split(None, 3)[3].strip()))
+    return found
+
+
+def times(text):
+    return [float(value) for value in re.findall(r"^E: (\d{6}\.\d{6}) ", text, re.M)]
+
+
+def description(text):
+    """All lines that say what the device is, but for where it was plugged in and for words to people. A device without
+    a class may leave the line out."""
+    return [line.rstrip() for line in text.splitlines()
+            if re.match(r"(#@|R:|N:|I:|D:) ", line) and line.rstrip() != "#@ device-class: 00 00 00"]
+
+
+def content(name):
+    with open(name, encoding="utf-8") as file:
+        return file.read()
+
+
+class Record(ToolTest):
+    def record(self, *words):
+        return self.succeed("record", "--speed", "0", *words)
+
+    def test_every_event_is_there_with_its_interface_and_bytes(self):
+        for name in (KEYBOARD, MOUSE, GAMEPAD, THERMOMETER):
+            expected = events(content(name))
+            self.assertGreater(len(expected), 2)
+            self.assertEqual(expected, events(self.record("--recording", name)), name)
+
+    def test_the_device_is_described_as_it_was(self):
+        for name in (KEYBOARD, MOUSE, GAMEPAD, THERMOMETER):
+            original, recorded = content(name), self.record("--recording", name)
+            head = [text[:text.index("\nE:")] for text in (original, recorded)]
+            self.assertEqual(sorted(set(description(head[0]))), sorted(set(description(head[1]))), name)
+
+    def test_a_recording_of_a_recording_is_the_same_device(self):
+        with tempfile.TemporaryDirectory() as folder:
+            copy = os.path.join(folder, "copy.hid")
+            self.assertEqual("", self.record("--recording", THERMOMETER, "--output", copy))
+            for command in ("list", "tree"):
+                self.assertEqual(self.succeed(command, "--recording", THERMOMETER),
+                                 self.succeed(command, "--recording", copy))
+            second = self.record("--recording", copy)
+        self.assertEqual(events(content(THERMOMETER)), events(second))
+
+    def test_times_begin_with_0_and_follow_the_device(self):
+        paced = times(self.succeed("record", "--recording", MOUSE, "--speed", "1"))
+        played = times(content(MOUSE))
+        self.assertEqual(0, paced[0])
+        self.assertEqual(sorted(paced), paced)
+        # A busy machine is late now and then, and never early by more than its clocks' grain.
+        self.assertGreater(paced[-1], (played[-1] - played[0]) * 0.9)
+
+    def test_it_ends_after_the_count(self):
+        self.assertEqual(events(content(MOUSE))[:2], events(self.record("--recording", MOUSE, "--count", "2")))
+
+    def test_it_ends_after_the_time(self):
+        # At a millionth of its speed the second event is hours away.
+        text = self.succeed("record", "--recording", MOUSE, "--speed", "0.000001", "--time", "0.2")
+        self.assertEqual(events(content(MOUSE))[:1], events(text))
+
+    def test_of_several_recordings_the_named_one_is_recorded(self):
+        text = self.record("--recording", MOUSE, GAMEPAD, "--device", "1209:3")
+        self.assertEqual(events(content(GAMEPAD)), events(text))
+        self.assertIn("2 devices match, and a recording is of one",
+                      self.refuse(64, "record", "--recording", MOUSE, GAMEPAD, "--device", "1209:"))
+
+    def test_an_interrupted_recording_is_whole(self):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGKILL):
+            with subprocess.Popen([TOOL, "record", "--speed", "0.000001", "--recording", THERMOMETER],
+                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
+                lines = []
+                while not lines or not lines[-1].startswith("E: "):
+                    line = process.stdout.readline().decode()
+                    self.assertNotEqual("", line, "ended without an event")
+                    lines.append(line)
+                process.send_signal(number)
+                rest, error = process.communicate(timeout=DEADLINE_SECONDS)
+            self.assertEqual((b"", -9 if number == signal.SIGKILL else 0), (error, process.returncode))
+            text = "".join(lines) + rest.decode()
+            listed = self.succeed("list", "--recording", "-", text=text)
+            self.assertEqual(self.succeed("list", "--recording", THERMOMETER), listed)
+
+    def test_output_that_cannot_be_opened_or_written_is_a_failure(self):
+        self.assertIn("qrxhid: /nowhere/x.hid cannot be opened: ",
+                      self.refuse(1, "record", "--recording", MOUSE, "--output", "/nowhere/x.hid"))
+        self.assertEqual("qrxhid: /dev/full cannot be written\n",
+                         self.refuse(1, "record", "--recording", MOUSE, "--speed", "0", "--output", "/dev/full"))
+
+    def test_wrong_command_lines_are_refused(self):
+        self.assertEqual("qrxhid: which device?\nTry: qrxhid record --device VID:PID\n", self.refuse(64, "record"))
+        self.assertIn("--speed is for recordings", self.refuse(64, "record", "--device", "1:2", "--speed", "1"))
+        for wrong in ("0", "-1", "nan", "inf", "x"):
+            self.assertIn(f"--time {wrong}: not a number of seconds above 0",
+                          self.refuse(64, "record", "--recording", MOUSE, f"--time={wrong}"))
+
+    def test_a_device_that_is_not_there_is_told_and_nothing_is_written(self):
+        with tempfile.TemporaryDirectory() as folder:
+            output = os.path.join(folder, "x.hid")
+            outcome = run("record", "--device", "dead:beef", "--recording", MOUSE, "--output", output)
+            self.assertEqual(1, outcome.status, str(outcome))
+            self.assertIn("no device is dead:beef; there are:\n  1209:0002", outcome.err)
+            self.assertEqual([], os.listdir(folder))
+
+
+if __name__ == "__main__":
+    main()
