@@ -1,0 +1,59 @@
+"""The man page says what the program can do, and nothing else."""
+
+import os
+import re
+import shutil
+import subprocess
+
+from qrxhid_support import ToolTest, main
+
+PAGE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../docs/man/qrxhid.1")
+OPTION = r"(?<![\w-])--[a-z]+"
+
+
+def page():
+    with open(PAGE, encoding="ascii") as file:
+        return file.read().replace("\\-", "-")
+
+
+def section(name):
+    return re.search(rf'^\.SH "?{name}"?\n(.*?)(?=^\.SH )', page(), re.M | re.S)[1]
+
+
+class Manual(ToolTest):
+    def setUp(self):
+        overview = self.succeed("--help")
+        self.commands = re.findall(r"^  (\w+) ", overview[overview.index("Subcommands:"):], re.M)
+
+    def test_it_has_every_command_in_their_order(self):
+        self.assertGreater(len(self.commands), 7)
+        self.assertEqual(self.commands, re.findall(r"^\.TP\n\.B (\w+)$", section("COMMANDS"), re.M))
+
+    def test_each_commands_synopsis_has_its_options(self):
+        found = dict(re.findall(r"^\.B qrxhid (\w+)(.*?)(?=^\.br)", section("SYNOPSIS"), re.M | re.S))
+        for command in self.commands:
+            text = self.succeed(command, "--help").split("\nOptions:\n")[1].split("\n\n")[0]
+            offered = set(re.findall(r"^  (?:-h,)?(--[a-z]+)", text, re.M)) - {"--help"}
+            self.assertEqual(offered, set(re.findall(OPTION, found[command])), command)
+
+    def test_every_option_of_the_synopsis_is_explained(self):
+        explained = re.findall(r"^\.TP\n\.BI? (--[a-z]+)", section("OPTIONS"), re.M)
+        self.assertEqual(sorted(set(re.findall(OPTION, section("SYNOPSIS")))), sorted(explained))
+
+    def test_it_has_every_exit_status(self):
+        overview = self.succeed("--help")
+        told = re.findall(r"(?:^|[:;]\s)(?:Exit status: )?(\d+) ", overview[overview.index("Exit status:"):])
+        self.assertEqual(told, re.findall(r"^\.TP\n\.B (\d+)$", section("EXIT STATUS"), re.M))
+
+    def test_the_version_is_the_programs(self):
+        self.assertIn(f'"QrxHIDManager {self.succeed("--version").split()[1]}"', page().splitlines()[0])
+
+    def test_it_formats_without_a_warning(self):
+        if shutil.which("groff") is None:
+            self.skipTest("groff is not installed")
+        result = subprocess.run(["groff", "-man", "-ww", "-Tutf8", "-z", PAGE], capture_output=True, check=False)
+        self.assertEqual((0, b""), (result.returncode, result.stderr))
+
+
+if __name__ == "__main__":
+    main()
