@@ -4,8 +4,11 @@
 
 #include "devices/UhidDevice.h"
 
-#include <filesystem>
+#include <array>
 #include <sstream>
+
+#include <sys/inotify.h>
+#include <unistd.h>
 
 using namespace qrx::guest;
 
@@ -35,17 +38,30 @@ std::string describe(const DeviceHandle& device)
     return text.str();
 }
 
-/// The report nodes that this process has open.
-std::size_t openNodes()
-{
-    std::size_t count = 0;
-    for (const std::string& name : listFolder("/proc/self/fd")) {
-        std::error_code error;
-        const std::string target = std::filesystem::read_symlink("/proc/self/fd/" + name, error);
-        count += target.starts_with("/dev/hidraw") ? 1 : 0;
+/// Sees every opening of some files, by anybody.
+class OpenWatch {
+public:
+    explicit OpenWatch(const std::vector<std::string>& files) : _fd(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC))
+    {
+        for (const std::string& file : files) {
+            EXPECT_GE(::inotify_add_watch(_fd, file.c_str(), IN_OPEN), 0) << file;
+        }
     }
-    return count;
-}
+    ~OpenWatch() { ::close(_fd); }
+    OpenWatch(const OpenWatch&) = delete;
+    OpenWatch& operator=(const OpenWatch&) = delete;
+
+    /// Since the last call; the same file twice in a row counts once.
+    std::size_t count()
+    {
+        std::array<char, 4096> events{};
+        const ssize_t size = ::read(_fd, events.data(), events.size());
+        return size > 0 ? static_cast<std::size_t>(size) / sizeof(inotify_event) : 0;
+    }
+
+private:
+    int _fd;
+};
 
 } // namespace
 
@@ -72,27 +88,28 @@ TEST_F(Arrival, ACompositeDeviceComesOnceAndWhole)
     EXPECT_EQ(output.text(), "device notification: id 2\n");
 }
 
-TEST_F(Arrival, PopulatingAsksTheDeviceNothingAndOpensNoNode)
+TEST_F(Arrival, PopulatingAndObservingAskTheDeviceNothingAndOpenNoNode)
 {
     VhciDevice device = compositeDevice();
     plugWhole(device);
     device.takeControlRequests();
+    OpenWatch opens(device.waitForNodes());
     const TreeHandle tree = makeTree();
     tree->populate(0, 0);
     tree->populate(0, 0);
+    tree->observe(0, 0);
+    runWhileBusy();
     ASSERT_EQ(told.arrivals, Names{"Ærø 北京"});
     EXPECT_TRUE(device.takeControlRequests().empty());
-    EXPECT_FALSE(isPolled(device, 0)) << "the kernel polls while a node is open";
-    EXPECT_FALSE(isPolled(device, 2));
-    EXPECT_EQ(openNodes(), 0U);
+    EXPECT_EQ(opens.count(), 0U);
     const DeviceHandle found = tree->getDeviceAtIndex(0);
     found->open();
-    EXPECT_EQ(openNodes(), 2U);
+    EXPECT_EQ(opens.count(), 2U);
     EXPECT_TRUE(isPolled(device, 0));
     EXPECT_TRUE(isPolled(device, 2));
     found->close();
-    EXPECT_EQ(openNodes(), 0U);
-    EXPECT_FALSE(isPolled(device, 0));
+    EXPECT_FALSE(isPolled(device, 0)) << "the kernel polls while a node is open";
+    EXPECT_FALSE(isPolled(device, 2));
 }
 
 TEST_F(Arrival, PopulatingAndThenObservingTellsOfEachDeviceOnce)
