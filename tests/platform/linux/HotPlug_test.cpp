@@ -434,6 +434,22 @@ TEST_F(HotPlug, KeepsWaitingForAHalfArrivedDeviceAcrossLostMessages)
     EXPECT_EQ(handledAfter(kSettle), "+ 1-1 hid 2\n");
 }
 
+TEST_F(HotPlug, WaitsForADeviceThatTheKernelWasLongInSettingUp)
+{
+    started();
+    TreeDevice device = composite();
+    device.connectedMs = 3000; // counts from the plug
+    device.interfaces[1].hidraw = -1;
+    tree.plug(device);
+    events.lose();
+    EXPECT_EQ(handled(), "");
+    tree.unplug("1-1");
+    device.interfaces[1].hidraw = 1;
+    tree.plug(device);
+    tellArrival(device);
+    EXPECT_EQ(handled(), "+ 1-1 hid 2\n");
+}
+
 TEST_F(HotPlug, ForgetsAHalfArrivedDeviceWhoseRemovalWasLost)
 {
     started();

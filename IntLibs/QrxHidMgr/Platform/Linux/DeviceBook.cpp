@@ -8,6 +8,7 @@ namespace qrx::platform {
 void DeviceBook::setWaiting(bool isAllowed)
 {
     _mayWait = isAllowed;
+    _hasLooked = false;
     if (!isAllowed) {
         _gate.forgetAll();
     }
@@ -23,6 +24,7 @@ void DeviceBook::rescan(RegistrySink& sink)
     for (const ListedDevice& device : devices) {
         consider(device, sink, Patience::fresh);
     }
+    _hasLooked = true;
 }
 
 void DeviceBook::leaveUnlisted(const std::vector<ListedDevice>& devices, RegistrySink& sink)
@@ -120,7 +122,10 @@ bool DeviceBook::mustWait(const std::string& name, bool isChange)
         // Nobody would come back to it. A kernel that does not tell the age gets no patience.
         return !isChange && age && *age < _settleTime;
     }
-    const auto waited = isChange ? std::chrono::milliseconds(0) : age.value_or(std::chrono::milliseconds(0));
+    // A device that was not there at the first look is being set up now, however long ago it was connected: the kernel
+    // may have needed several attempts before it showed the device.
+    const bool isNew = isChange || _hasLooked;
+    const auto waited = isNew ? std::chrono::milliseconds(0) : age.value_or(std::chrono::milliseconds(0));
     if (waited >= _settleTime) {
         return false;
     }

@@ -59,6 +59,8 @@ private:
     DeviceScan _scan;
     const std::chrono::milliseconds _settleTime;
     bool _mayWait = false;
+    /// Whether everything has been looked at since waiting was allowed or forbidden.
+    bool _hasLooked = false;
     Records _records;
     ArrivalGate _gate;
 };
