@@ -23,7 +23,7 @@ protected:
     void plugAndWait()
     {
         told.arrivals.clear();
-        start = std::chrono::steady_clock::now();
+        roundBegan = std::chrono::steady_clock::now();
         plug.plug();
         ASSERT_TRUE(runUntil([this] { return !told.arrivals.empty(); }));
     }
@@ -34,7 +34,7 @@ protected:
         runWhileBusy();
         plug.takeControlRequests();
         // A machine that stands still for longer than the settle time may see half a device first.
-        const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
+        const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - roundBegan;
         ASSERT_EQ(told.arrivals, Names{"restless"}) << "after " << passed.count() << " s";
     }
 
@@ -60,7 +60,7 @@ protected:
         ASSERT_NO_FATAL_FAILURE(pullAndWait());
     }
 
-    std::chrono::steady_clock::time_point start;
+    std::chrono::steady_clock::time_point roundBegan;
     TreeHandle tree = observingTree();
     VhciDevice plug{identityOf("restless"), {hidInterface(plainDescriptor(8)), hidInterface(plainDescriptor(64))}};
 };
