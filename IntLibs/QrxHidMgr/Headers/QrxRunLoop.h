@@ -10,7 +10,8 @@
 ///
 /// A QrxRunLoop is a light handle on its thread's loop: copy it freely. run() and runOnce() work on the loop of the
 /// thread that calls them and must be called on the handle's own thread; stop() and wake() may be called from any
-/// thread, for as long as the handle lives, even after the thread has ended. On macOS the loop is the system's own.
+/// thread, for as long as the handle lives, even after the thread has ended, but not from a signal handler: they take a
+/// lock. On macOS the loop is the system's own.
 class QRX_EXPORT QrxRunLoop {
 public:
     /// Why a run ended.

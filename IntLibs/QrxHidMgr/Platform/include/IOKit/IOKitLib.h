@@ -56,7 +56,7 @@ using IOServiceMatchingCallback = void (*)(void* refcon, io_iterator_t iterator)
 IONotificationPortRef IONotificationPortCreate(mach_port_t masterPort);
 void IONotificationPortDestroy(IONotificationPortRef port);
 /// Borrowed: the port holds the only reference. The port survives the end of its source; what it watches with is
-/// closed when the source is invalidated.
+/// closed when the source has been invalidated and its last reference is gone.
 CFRunLoopSourceRef IONotificationPortGetRunLoopSource(IONotificationPortRef port);
 /// Consumes one reference of `matching`. The iterator lists what matches now ("IOServiceFirstMatch") or what ended
 /// while somebody still holds it ("IOServiceTerminate"); the callback comes only after it was drained to 0 once, and
