@@ -9,6 +9,7 @@ void DeviceBook::setWaiting(bool isAllowed)
 {
     _mayWait = isAllowed;
     _hasLooked = false;
+    _owedSince.reset();
     if (!isAllowed) {
         _gate.forgetAll();
     }
@@ -17,8 +18,11 @@ void DeviceBook::setWaiting(bool isAllowed)
 void DeviceBook::rescan(RegistrySink& sink)
 {
     std::vector<ListedDevice> devices;
+    _owedSince.reset();
     if (!_scan.list(devices)) {
-        return; // no answer is no reason to believe that anything has left
+        // No answer is no reason to believe that anything has left.
+        _owedSince = _mayWait ? std::optional(_calls.now()) : std::nullopt;
+        return;
     }
     leaveUnlisted(devices, sink);
     for (const ListedDevice& device : devices) {
@@ -150,6 +154,16 @@ void DeviceBook::leave(const std::string& name, RegistrySink& sink)
     _records.erase(found);
     record.access->leave();
     sink.terminate(record.key);
+}
+
+std::optional<ArrivalGate::Time> DeviceBook::nextExpiry() const
+{
+    const auto next = _gate.nextExpiry();
+    if (!_owedSince) {
+        return next;
+    }
+    const ArrivalGate::Time again = *_owedSince + _settleTime;
+    return next ? std::min(*next, again) : again;
 }
 
 void DeviceBook::expire(RegistrySink& sink)

@@ -26,15 +26,20 @@ public:
     /// the next look.
     void setWaiting(bool isAllowed);
 
-    /// Looks at everything.
+    /// Looks at everything. While devices are waited for, a look that cannot be had (no descriptor free) is still owed.
     void rescan(RegistrySink& sink);
+    /// True if the last look at everything could not be had: what is published may be wrong, and no event says so.
+    bool owesRescan() const { return _owedSince.has_value(); }
+    /// True if it is time to try again.
+    bool isRescanDue() const { return _owedSince && _calls.now() >= *_owedSince + _settleTime; }
     /// Looks at one device again.
     void look(const std::string& name, RegistrySink& sink) { look(name, sink, Patience::fresh); }
     /// The device was seen to leave: should one be there of that name, it is another.
     void restart(const std::string& name) { _gate.forget(name); }
     /// Publishes the devices whose time has come.
     void expire(RegistrySink& sink);
-    std::optional<ArrivalGate::Time> nextExpiry() const { return _gate.nextExpiry(); }
+    /// When `expire`, or a rescan that is owed, has something to do.
+    std::optional<ArrivalGate::Time> nextExpiry() const;
 
 private:
     struct Published {
@@ -61,6 +66,8 @@ private:
     bool _mayWait = false;
     /// Whether everything has been looked at since waiting was allowed or forbidden.
     bool _hasLooked = false;
+    /// When a look at everything failed; no value after one that did not.
+    std::optional<ArrivalGate::Time> _owedSince;
     Records _records;
     ArrivalGate _gate;
 };

@@ -31,9 +31,9 @@ bool concernsNodes(const char* bytes, std::size_t size)
 
 std::unique_ptr<FolderMonitor> FolderMonitor::make(SystemCalls& calls, const std::string& folder)
 {
-    OwnedFd fd(calls, ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    OwnedFd fd(calls, calls.inotifyCreate());
     constexpr std::uint32_t kChanges = IN_CREATE | IN_DELETE | IN_MOVED_TO | IN_MOVED_FROM;
-    if (!fd.isOpen() || ::inotify_add_watch(fd.get(), folder.c_str(), kChanges | IN_ONLYDIR) < 0) {
+    if (!fd.isOpen() || calls.inotifyWatch(fd.get(), folder.c_str(), kChanges | IN_ONLYDIR) < 0) {
         return nullptr;
     }
     return std::unique_ptr<FolderMonitor>(new FolderMonitor(calls, std::move(fd)));

@@ -2,19 +2,17 @@
 
 #include <cstdint>
 
-#include <sys/timerfd.h>
-
 namespace qrx::platform {
 
 std::unique_ptr<IntervalMonitor> IntervalMonitor::make(SystemCalls& calls, std::chrono::milliseconds interval)
 {
-    OwnedFd fd(calls, ::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC));
+    OwnedFd fd(calls, calls.timerCreate());
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(interval);
     itimerspec period{};
     period.it_interval.tv_sec = seconds.count();
     period.it_interval.tv_nsec = std::chrono::nanoseconds(interval - seconds).count();
     period.it_value = period.it_interval;
-    if (!fd.isOpen() || ::timerfd_settime(fd.get(), 0, &period, nullptr) != 0) {
+    if (!fd.isOpen() || calls.timerSet(fd.get(), period) != 0) {
         return nullptr;
     }
     return std::unique_ptr<IntervalMonitor>(new IntervalMonitor(calls, std::move(fd)));

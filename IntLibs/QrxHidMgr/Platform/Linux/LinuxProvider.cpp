@@ -37,11 +37,10 @@ public:
 
     void refresh(RegistrySink& sink) override
     {
-        if (_watch != nullptr) {
-            handleEvents(sink);
-        } else {
+        if (_watch == nullptr || _book.owesRescan()) {
             rescan(sink);
         }
+        handleEvents(sink);
     }
 
     int startWatching(RegistrySink& sink) override
@@ -65,6 +64,9 @@ public:
             return;
         }
         hear(_watch->ready(), sink);
+        if (_book.isRescanDue()) {
+            rescan(sink);
+        }
         _book.expire(sink);
         _watch->setTimer(_book.nextExpiry());
     }

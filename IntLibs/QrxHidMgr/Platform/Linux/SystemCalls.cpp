@@ -5,6 +5,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <sys/statfs.h>
 #include <unistd.h>
@@ -79,9 +80,39 @@ bool SystemCalls::isSysfs(int directory)
     return ::fstatfs(directory, &facts) == 0 && facts.f_type == SYSFS_MAGIC;
 }
 
+int SystemCalls::epollCreate()
+{
+    return ::epoll_create1(EPOLL_CLOEXEC);
+}
+
+int SystemCalls::epollAdd(int epollFd, int fd, epoll_event& interest)
+{
+    return ::epoll_ctl(epollFd, EPOLL_CTL_ADD, fd, &interest);
+}
+
 int SystemCalls::epollWait(int epollFd, epoll_event* events, int count, int timeoutMs)
 {
     return ::epoll_wait(epollFd, events, count, timeoutMs);
+}
+
+int SystemCalls::timerCreate()
+{
+    return ::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
+}
+
+int SystemCalls::timerSet(int fd, const itimerspec& when)
+{
+    return ::timerfd_settime(fd, 0, &when, nullptr);
+}
+
+int SystemCalls::inotifyCreate()
+{
+    return ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+}
+
+int SystemCalls::inotifyWatch(int fd, const char* path, std::uint32_t events)
+{
+    return ::inotify_add_watch(fd, path, events);
 }
 
 std::chrono::system_clock::time_point SystemCalls::wallTime()

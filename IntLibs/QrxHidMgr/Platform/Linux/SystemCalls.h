@@ -2,11 +2,13 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <string>
 #include <utility>
 
 #include <sys/epoll.h>
 #include <sys/stat.h>
+#include <sys/timerfd.h>
 #include <sys/types.h>
 #include <sys/uio.h>
 
@@ -47,7 +49,19 @@ public:
     virtual int exists(const char* path);
     /// fstatfs(2): whether the directory is the kernel's sysfs (and not a copy of such a tree elsewhere).
     virtual bool isSysfs(int directory);
+    /// epoll_create1(2), closed at an exec.
+    virtual int epollCreate();
+    /// epoll_ctl(2) with EPOLL_CTL_ADD.
+    virtual int epollAdd(int epollFd, int fd, epoll_event& interest);
     virtual int epollWait(int epollFd, epoll_event* events, int count, int timeoutMs);
+    /// timerfd_create(2): of the monotonic clock, non-blocking, closed at an exec.
+    virtual int timerCreate();
+    /// timerfd_settime(2), relative.
+    virtual int timerSet(int fd, const itimerspec& when);
+    /// inotify_init1(2): non-blocking, closed at an exec.
+    virtual int inotifyCreate();
+    /// inotify_add_watch(2).
+    virtual int inotifyWatch(int fd, const char* path, std::uint32_t events);
     /// Monotonic time; no system call on the machines that matter (vDSO).
     virtual std::chrono::steady_clock::time_point now();
     /// The time that files are stamped with.

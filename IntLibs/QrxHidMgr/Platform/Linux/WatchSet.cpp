@@ -4,8 +4,6 @@
 #include <array>
 #include <cstdint>
 
-#include <sys/timerfd.h>
-
 namespace qrx::platform {
 
 namespace {
@@ -15,9 +13,8 @@ constexpr std::size_t kMostReady = 8;
 } // namespace
 
 WatchSet::WatchSet(SystemCalls& calls, std::vector<std::unique_ptr<DeviceMonitor>> monitors)
-    : _calls(calls), _monitors(std::move(monitors)),
-      _timer(calls, ::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC)),
-      _epoll(calls, ::epoll_create1(EPOLL_CLOEXEC))
+    : _calls(calls), _monitors(std::move(monitors)), _timer(calls, calls.timerCreate()),
+      _epoll(calls, calls.epollCreate())
 {
 }
 
@@ -39,7 +36,7 @@ bool WatchSet::add(int fd, DeviceMonitor* monitor)
     epoll_event interest{};
     interest.events = EPOLLIN;
     interest.data.ptr = monitor;
-    return ::epoll_ctl(_epoll.get(), EPOLL_CTL_ADD, fd, &interest) == 0;
+    return _calls.epollAdd(_epoll.get(), fd, interest) == 0;
 }
 
 bool WatchSet::followsRules() const
@@ -77,7 +74,7 @@ void WatchSet::setTimer(std::optional<Time> due)
         when.it_value.tv_sec = seconds.count();
         when.it_value.tv_nsec = (rest - seconds).count();
     }
-    if (::timerfd_settime(_timer.get(), 0, &when, nullptr) == 0) {
+    if (_calls.timerSet(_timer.get(), when) == 0) {
         _due = due;
     }
 }
