@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <sstream>
 
 namespace qrx::platform {
 namespace {
@@ -56,25 +55,6 @@ bool shows(const test::RecordingSink& sink, const std::string& place)
 {
     return std::any_of(sink.devices().begin(), sink.devices().end(),
                        [&](const auto& entry) { return entry.second.place == place; });
-}
-
-TEST_F(EnumerationFaults, AnyCallMayFailAndTheNextRefreshMakesGood)
-{
-    const int count = callsOfARefresh();
-    ASSERT_GT(count, 60);
-    for (const int error : {ENOENT, ENODEV, EACCES, EIO, EMFILE, ENOMEM}) {
-        for (int number = 1; number <= count; ++number) {
-            test::RecordingSink sink;
-            const auto provider = makeLinuxProvider(paths());
-            calls.failCall(number, error);
-            provider->refresh(sink);
-            calls.failNone();
-            EXPECT_EQ(calls.openDescriptors(), 0U) << "call " << number << " errno " << error;
-            EXPECT_GE(sink.devices().size(), number <= 4 ? 0U : 1U) << "call " << number << " errno " << error;
-            provider->refresh(sink);
-            EXPECT_TRUE(shows(sink, "1-1") && shows(sink, "1-2")) << "call " << number << " errno " << error;
-        }
-    }
 }
 
 TEST_F(EnumerationFaults, AllCallsMayFailFromAnyPointOn)
@@ -192,25 +172,6 @@ TEST_F(EnumerationFaults, StrangeNamesAreNoDevices)
     test::RecordingSink sink;
     makeLinuxProvider(paths())->refresh(sink);
     EXPECT_EQ(sink.takeLog(), "+ 1-1 hid 2\n+ 1-2 hid 2\n");
-}
-
-TEST_F(EnumerationFaults, AnInterruptedCallIsMadeAgain)
-{
-    const int count = callsOfARefresh();
-    for (int number = 1; number <= count; ++number) {
-        test::RecordingSink sink;
-        calls.failCall(number, EINTR);
-        calls.resetTrace();
-        makeLinuxProvider(paths())->refresh(sink);
-        std::istringstream lines(calls.trace());
-        std::string failed;
-        for (int line = 0; line < number; ++line) {
-            std::getline(lines, failed);
-        }
-        if (!failed.starts_with("access ") && !failed.starts_with("stat ")) { // which waits for nothing
-            EXPECT_EQ(sink.devices().size(), 2U) << failed;
-        }
-    }
 }
 
 } // namespace

@@ -2,6 +2,8 @@
 
 #include <cerrno>
 
+#include <sys/eventfd.h>
+
 namespace qrx::platform::test {
 
 FaultyCalls::~FaultyCalls() = default;
@@ -35,10 +37,19 @@ bool FaultyCalls::begin(const std::string& what)
         _action();
     }
     if (_failing != 0 && (_count == _failing || (_failsOn && _count > _failing))) {
+        ++_failures;
         errno = _error;
         return false;
     }
     return true;
+}
+
+int FaultyCalls::opened(int fd)
+{
+    if (fd >= 0) {
+        _open.insert(fd);
+    }
+    return fd;
 }
 
 int FaultyCalls::openAt(int directory, const char* path, int flags)
@@ -46,11 +57,7 @@ int FaultyCalls::openAt(int directory, const char* path, int flags)
     if (!begin(std::string("open ") + path)) {
         return -1;
     }
-    const int fd = SystemCalls::openAt(directory, path, flags);
-    if (fd >= 0) {
-        _open.insert(fd);
-    }
-    return fd;
+    return opened(_next.openAt(directory, path, flags));
 }
 
 int FaultyCalls::close(int fd)
@@ -58,7 +65,8 @@ int FaultyCalls::close(int fd)
     // The kernel closes the descriptor whatever it answers.
     const bool succeeds = begin("close");
     _open.erase(fd);
-    const int result = SystemCalls::close(fd);
+    _timers.erase(fd);
+    const int result = _next.close(fd);
     if (!succeeds) {
         errno = _error;
         return -1;
@@ -68,57 +76,124 @@ int FaultyCalls::close(int fd)
 
 ssize_t FaultyCalls::read(int fd, void* buffer, std::size_t size)
 {
-    return begin("read") ? SystemCalls::read(fd, buffer, size) : -1;
+    return begin("read") ? _next.read(fd, buffer, size) : -1;
 }
 
 ssize_t FaultyCalls::readv(int fd, const iovec* segments, int count)
 {
-    return begin("readv") ? SystemCalls::readv(fd, segments, count) : -1;
+    return begin("readv") ? _next.readv(fd, segments, count) : -1;
 }
 
 ssize_t FaultyCalls::readvFlagged(int fd, const iovec* segments, int count, int flags)
 {
-    return begin("preadv2") ? SystemCalls::readvFlagged(fd, segments, count, flags) : -1;
+    return begin("preadv2") ? _next.readvFlagged(fd, segments, count, flags) : -1;
 }
 
 ssize_t FaultyCalls::write(int fd, const void* bytes, std::size_t size)
 {
-    return begin("write") ? SystemCalls::write(fd, bytes, size) : -1;
+    return begin("write") ? _next.write(fd, bytes, size) : -1;
 }
 
 int FaultyCalls::control(int fd, unsigned long request, void* argument)
 {
-    return begin("ioctl") ? SystemCalls::control(fd, request, argument) : -1;
+    return begin("ioctl") ? _next.control(fd, request, argument) : -1;
 }
 
 ssize_t FaultyCalls::listEntries(int directory, void* buffer, std::size_t size)
 {
-    return begin("getdents") ? SystemCalls::listEntries(directory, buffer, size) : -1;
+    return begin("getdents") ? _next.listEntries(directory, buffer, size) : -1;
 }
 
 ssize_t FaultyCalls::readLinkAt(int directory, const char* path, char* buffer, std::size_t size)
 {
-    return begin(std::string("readlink ") + path) ? SystemCalls::readLinkAt(directory, path, buffer, size) : -1;
+    return begin(std::string("readlink ") + path) ? _next.readLinkAt(directory, path, buffer, size) : -1;
 }
 
 int FaultyCalls::status(const char* path, struct stat& facts)
 {
-    return begin(std::string("stat ") + path) ? SystemCalls::status(path, facts) : -1;
+    return begin(std::string("stat ") + path) ? _next.status(path, facts) : -1;
 }
 
 int FaultyCalls::exists(const char* path)
 {
-    return begin(std::string("access ") + path) ? SystemCalls::exists(path) : -1;
+    return begin(std::string("access ") + path) ? _next.exists(path) : -1;
 }
 
 bool FaultyCalls::isSysfs(int directory)
 {
-    return begin("fstatfs") && SystemCalls::isSysfs(directory);
+    return begin("fstatfs") && _next.isSysfs(directory);
+}
+
+int FaultyCalls::epollCreate()
+{
+    return begin("epoll_create") ? opened(_next.epollCreate()) : -1;
+}
+
+int FaultyCalls::epollAdd(int epollFd, int fd, epoll_event& interest)
+{
+    return begin("epoll_ctl") ? _next.epollAdd(epollFd, fd, interest) : -1;
 }
 
 int FaultyCalls::epollWait(int epollFd, epoll_event* events, int count, int timeoutMs)
 {
-    return begin("epoll_wait") ? SystemCalls::epollWait(epollFd, events, count, timeoutMs) : -1;
+    return begin("epoll_wait") ? _next.epollWait(epollFd, events, count, timeoutMs) : -1;
+}
+
+int FaultyCalls::inotifyCreate()
+{
+    return begin("inotify_init") ? opened(_next.inotifyCreate()) : -1;
+}
+
+int FaultyCalls::inotifyWatch(int fd, const char* path, std::uint32_t events)
+{
+    return begin("inotify_add_watch") ? _next.inotifyWatch(fd, path, events) : -1;
+}
+
+int FaultyCalls::timerCreate()
+{
+    if (!begin("timerfd_create")) {
+        return -1;
+    }
+    const int fd = opened(::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC));
+    _timers[fd] = {};
+    return fd;
+}
+
+int FaultyCalls::timerSet(int fd, const itimerspec& when)
+{
+    if (!begin("timerfd_settime")) {
+        return -1;
+    }
+    const auto length = [](const timespec& time) {
+        return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+    };
+    eventfd_t ranOut = 0;
+    ::eventfd_read(fd, &ranOut);
+    Timer& timer = _timers.at(fd);
+    const std::chrono::nanoseconds first = length(when.it_value);
+    timer.due = first.count() != 0 ? std::optional(_now + first) : std::nullopt;
+    timer.interval = length(when.it_interval);
+    if (first == std::chrono::nanoseconds(1)) { // what should have run out before
+        runOut(fd, timer);
+    }
+    return 0;
+}
+
+void FaultyCalls::runOut(int fd, Timer& timer)
+{
+    ::eventfd_write(fd, 1);
+    timer.due = timer.interval.count() != 0 ? std::optional(*timer.due + timer.interval) : std::nullopt;
+}
+
+void FaultyCalls::advance(std::chrono::milliseconds time)
+{
+    _now += time;
+    _advanced += time;
+    for (auto& [fd, timer] : _timers) {
+        while (timer.due && *timer.due <= _now) {
+            runOut(fd, timer);
+        }
+    }
 }
 
 } // namespace qrx::platform::test

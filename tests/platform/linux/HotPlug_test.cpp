@@ -575,32 +575,6 @@ TEST_F(HotPlug, AsksAgainWhenADeviceCouldNotBeRead)
     EXPECT_EQ(handledAfter(kSettle), "+ 1-1 hid 2\n");
 }
 
-TEST_F(HotPlug, SurvivesAnyFailingCallAndIsRightInTheEnd)
-{
-    int count = 1000;
-    for (int number = 1; number <= count; ++number) {
-        SCOPED_TRACE(number);
-        calls.failNone();
-        provider = makeLinuxProvider(paths());
-        started();
-        const TreeDevice device = composite();
-        tree.plug(device);
-        tellArrival(device);
-        calls.failCall(number, number % 2 == 0 ? EIO : EMFILE);
-        handled();
-        count = calls.count();
-        calls.failNone();
-        handledAfter(kSettle);
-        EXPECT_EQ(sink.devices().size(), 1U);
-        tree.unplug("1-1");
-        tellRemoval(device);
-        handled();
-        EXPECT_EQ(sink.devices().size(), 0U);
-        provider->stopWatching();
-    }
-    EXPECT_EQ(calls.openDescriptors(), 0U);
-}
-
 TEST_F(HotPlug, MakesOneCallToSeeThatNothingHasHappened)
 {
     tree.plug(composite());

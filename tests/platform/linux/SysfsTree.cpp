@@ -186,7 +186,7 @@ void SysfsTree::link(const std::string& name, const fs::path& target)
 {
     const fs::path at = _root / "sys/bus/usb/devices" / name;
     if (!fs::is_symlink(at)) {
-        fs::create_symlink(fs::relative(target, at.parent_path()), at);
+        fs::create_symlink(target.lexically_relative(at.parent_path()), at);
     }
 }
 
@@ -260,7 +260,7 @@ void SysfsTree::addInterface(const TreeDevice& device, const TreeInterface& inte
 void SysfsTree::bindDriver(const TreeDevice& device, const TreeInterface& interface)
 {
     const fs::path path = interfacePath(device, interface);
-    fs::create_symlink(fs::relative(_root / "sys/bus/usb/drivers", path) / interface.driver, path / "driver");
+    fs::create_symlink((_root / "sys/bus/usb/drivers").lexically_relative(path) / interface.driver, path / "driver");
 }
 
 void SysfsTree::addHID(const TreeDevice& device, const TreeInterface& interface)
