@@ -301,15 +301,17 @@ report   #1  interface 0: 00 05 fb 00
 class Demo(ToolTest):
     def test_it_shows_every_step_and_all_checks_hold(self):
         text = self.succeed("demo")
-        self.assertEqual(["1. Virtual devices are plugged in", "2. What they say of themselves",
+        self.assertEqual(["1. Virtual devices are plugged in: four of our own, three recorded on a Debian kernel", "2. What they say of themselves",
                           "3. Input reports, with the values that changed", "4. Reports to the devices",
-                          "5. One device leaves and comes back"], re.findall(r"^\d\. .*$", text, re.M))
-        self.assertEqual(5, text.count("arrived  1209:"))
-        self.assertEqual(1, text.count("left     1209:0002"))
+                          "5. One device leaves and comes back", "6. All devices leave"], re.findall(r"^\d\. .*$", text, re.M))
+        self.assertEqual((5, 3), (text.count("arrived  1209:"), text.count("arrived  0627:")))
+        self.assertEqual((5, 3), (text.count("left     1209:"), text.count("left     0627:")))
+        self.assertEqual(2, text.count("left     1209:0002"))
+        self.assertIn("  interface 0: 00 00 0c 07 00 00 00 00\n      Keyboard: D = 1\n", text)
         self.assertIn("  took output report: 02\n      LED: Num Lock = 0\n      LED: Caps Lock = 1\n", text)
         self.assertIn("  took feature report 4: 04 e8 03\n      Vendor 0xff00: 0x0031 = 1000\n", text)
         self.assertNotIn("FAILED", text)
-        self.assertRegex(text, r"\nAll \d\d checks hold\.\n\Z")
+        self.assertRegex(text, r"\nAll \d\d\d checks hold\.\n\Z")
 
     def test_it_says_the_same_each_time(self):
         self.assertEqual(self.succeed("demo"), self.succeed("demo"))

@@ -12,6 +12,8 @@ KEYBOARD = recording("boot-keyboard")
 MOUSE = recording("wheel-mouse")
 GAMEPAD = recording("gamepad")
 THERMOMETER = recording("thermometer")
+ALL = [KEYBOARD, MOUSE, GAMEPAD, THERMOMETER,
+       recording("qemu-keyboard"), recording("qemu-mouse"), recording("qemu-tablet")]
 
 
 def events(text):
@@ -46,13 +48,13 @@ class Record(ToolTest):
         return self.succeed("record", "--speed", "0", *words)
 
     def test_every_event_is_there_with_its_interface_and_bytes(self):
-        for name in (KEYBOARD, MOUSE, GAMEPAD, THERMOMETER):
+        for name in ALL:
             expected = events(content(name))
             self.assertGreater(len(expected), 2)
             self.assertEqual(expected, events(self.record("--recording", name)), name)
 
     def test_the_device_is_described_as_it_was(self):
-        for name in (KEYBOARD, MOUSE, GAMEPAD, THERMOMETER):
+        for name in ALL:
             original, recorded = content(name), self.record("--recording", name)
             head = [text[:text.index("\nE:")] for text in (original, recorded)]
             self.assertEqual(sorted(set(description(head[0]))), sorted(set(description(head[1]))), name)

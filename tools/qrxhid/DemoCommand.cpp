@@ -46,6 +46,12 @@ constexpr ExpectedValue kExpectedValues[] = {
     {"thermometer", 0, 0xFF00, 0x10, 29354}, // 293.54 K
     {"thermometer", 3, 0x01, 0x37, -3},      // dial of the other interface
     {"thermometer", 4, 0x0C, 0xB7, 1},       // lever: third usage of an array that counts from 1
+    {"qemu-keyboard", 1, 0x07, 0x0B, 1},     // H
+    {"qemu-keyboard", 5, 0x07, 0x07, 1},     // D, while I is still down
+    {"qemu-mouse", 3, 0x01, 0x30, -40},      // X, the third side of a square
+    {"qemu-mouse", 6, 0x09, 2, 1},           // right button
+    {"qemu-tablet", 3, 0x01, 0x31, 32767},   // Y, the lower right corner
+    {"qemu-tablet", 7, 0x01, 0x38, -1},      // wheel
 };
 
 std::vector<RecordedDevice> readBuiltIn()
@@ -79,6 +85,7 @@ private:
     void showInput();
     void showSentReports();
     void showReplugging();
+    void showLeaving();
     ExitStatus showResult();
 
     void open(const RecordedDevice& recorded);
@@ -104,6 +111,7 @@ ExitStatus Demo::run()
         showInput();
         showSentReports();
         showReplugging();
+        showLeaving();
     }
     return showResult();
 }
@@ -136,7 +144,7 @@ void Demo::drain()
 
 void Demo::showArrival()
 {
-    heading("Virtual devices are plugged in");
+    heading("Virtual devices are plugged in: four of our own, three recorded on a Debian kernel");
     _session.observe([this](const DeviceHandle& device) {
         ++_arrivals;
         _out << "arrived  " << deviceTitle(*device) << "\n";
@@ -225,6 +233,7 @@ void Demo::showSentReports()
 {
     heading("Reports to the devices");
     send("boot-keyboard", kOutput, 0, {0x02});
+    send("qemu-keyboard", kOutput, 0, {0x01});
     send("thermometer", kOutput, 2, {0x02, 'R', 'E', 'S', 'E', 'T', 0x00, 0x00});
     send("thermometer", kFeature, 4, {0x04, 0xE8, 0x03});
 }
@@ -272,11 +281,26 @@ void Demo::showReplugging()
     }
 }
 
+void Demo::showLeaving()
+{
+    heading("All devices leave");
+    std::size_t left = _session.deviceCount();
+    for (RecordedDevice& recorded : _session.recordedDevices()) {
+        _received.clear();
+        recorded.device->unplug();
+        drain();
+        --left;
+        check(_session.deviceCount() == left, recorded.fileName + " is in the tree no more");
+        check(!recorded.device->sendInputReport(0, recorded.recording.events.front().bytes) && _received.empty(),
+              recorded.fileName + " says nothing after it has left");
+        _out << "left     " << deviceTitle(*recorded.handle) << "\n";
+        recorded.handle->close();
+    }
+    check(_session.deviceCount() == 0, "the tree is empty");
+}
+
 ExitStatus Demo::showResult()
 {
-    for (const DeviceHandle& device : _session.devices()) {
-        device->close();
-    }
     _out << "\n";
     if (_failures > 0) {
         _out << _failures << " of " << _checks << " checks failed.\n";

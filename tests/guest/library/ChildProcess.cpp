@@ -3,6 +3,7 @@
 #include "support/GuestFiles.h"
 #include "support/Waiting.h"
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <filesystem>
@@ -113,6 +114,13 @@ std::vector<std::string> ChildProcess::openFiles() const
         files.push_back(std::filesystem::read_symlink(folder + "/" + name, error));
     }
     return files;
+}
+
+std::size_t ChildProcess::openNodes() const
+{
+    const std::vector<std::string> files = openFiles();
+    const auto isNode = [](const std::string& file) { return file.starts_with("/dev/hidraw"); };
+    return static_cast<std::size_t>(std::count_if(files.begin(), files.end(), isNode));
 }
 
 int ChildProcess::end()

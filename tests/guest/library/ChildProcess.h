@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
@@ -25,6 +26,8 @@ public:
     const std::string& output() const { return _output; }
     /// Paths that the child's descriptors stand for.
     std::vector<std::string> openFiles() const;
+    /// How many of them are report nodes.
+    std::size_t openNodes() const;
     /// Asks it to end (SIGTERM), reads the rest, and returns its exit status; -1 if a signal ended it.
     int end();
 

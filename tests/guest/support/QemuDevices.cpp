@@ -17,6 +17,12 @@ std::string keyEvent(const std::string& name, bool down)
            R"(,"key":{"type":"qcode","data":")" + name + R"("}}})";
 }
 
+std::string buttonEvent(const std::string& name, bool down)
+{
+    return std::string(R"({"type":"btn","data":{"down":)") + (down ? "true" : "false") + R"(,"button":")" + name +
+           R"("}})";
+}
+
 std::string moveEvent(const char* type, const char* axis, int value)
 {
     return std::string(R"({"type":")") + type + R"(","data":{"axis":")" + axis + R"(","value":)" +
@@ -45,8 +51,13 @@ void QemuDevices::pull(const std::string& id)
 
 void QemuDevices::typeKey(const std::string& name)
 {
-    execute(inputEvents(keyEvent(name, true)));
-    execute(inputEvents(keyEvent(name, false)));
+    setKey(name, true);
+    setKey(name, false);
+}
+
+void QemuDevices::setKey(const std::string& name, bool down)
+{
+    execute(inputEvents(keyEvent(name, down)));
 }
 
 void QemuDevices::moveMouse(int x, int y)
@@ -61,8 +72,14 @@ void QemuDevices::moveTablet(int x, int y)
 
 void QemuDevices::setButton(const std::string& name, bool down)
 {
-    execute(inputEvents(std::string(R"({"type":"btn","data":{"down":)") + (down ? "true" : "false") + R"(,"button":")" +
-                        name + R"("}})"));
+    execute(inputEvents(buttonEvent(name, down)));
+}
+
+void QemuDevices::turnWheel(bool up)
+{
+    // QEMU has the wheel as two buttons; both halves in one command are one change of the device.
+    const std::string name = up ? "wheel-up" : "wheel-down";
+    execute(inputEvents(buttonEvent(name, true) + "," + buttonEvent(name, false)));
 }
 
 } // namespace qrx::guest

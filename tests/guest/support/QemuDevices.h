@@ -17,12 +17,16 @@ public:
 
     /// A key by QEMU's name of it ("a", "shift", "ret"), down and up: two reports of the keyboard plugged last.
     void typeKey(const std::string& name);
+    /// One half of that: one report.
+    void setKey(const std::string& name, bool down);
     /// Moves the mouse; QEMU cuts more than 127 into several reports.
     void moveMouse(int x, int y);
     /// Moves the tablet to a place, 0 to 32767 each way.
     void moveTablet(int x, int y);
     /// "left", "right", "middle": down or up.
     void setButton(const std::string& name, bool down);
+    /// One step of the wheel of mouse or tablet: one report.
+    void turnWheel(bool up);
 
 private:
     void execute(const std::string& json);
