@@ -173,6 +173,8 @@ void Record::recordUntilSignal()
     while (!isOver() && _signals.waitFor(QrxRunLoop::current().fileDescriptor(), millisecondsLeft())) {
         step();
         if (!isPresent()) {
+            // What its interfaces had sent before may still wait.
+            drain();
             std::cerr << "qrxhid: the device has left\n";
             return;
         }

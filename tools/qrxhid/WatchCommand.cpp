@@ -40,6 +40,7 @@ private:
     bool step();
     void drain();
     void noteRemovals();
+    static void takeLastReports();
     bool isOver() const { return _isEnough || _signals.hasSignal() || !_out; }
 
     const Options& _options;
@@ -173,6 +174,7 @@ void Watch::noteRemovals()
     if (_session.deviceCount() == _known.size()) {
         return;
     }
+    takeLastReports();
     const std::vector<DeviceHandle> present = _session.devices();
     for (auto known = _known.begin(); known != _known.end();) {
         const bool isPresent =
@@ -184,6 +186,15 @@ void Watch::noteRemovals()
         _printer.writeDevice("left", known->number, *known->device);
         known->device->close();
         known = _known.erase(known);
+    }
+}
+
+// What the interfaces of a device had sent before it left may still wait. Other devices may go on sending meanwhile:
+// hence a limit, of more turns than the queues of all interfaces of a machine can ask for.
+void Watch::takeLastReports()
+{
+    constexpr int kMostTurns = 4096;
+    for (int turn = 0; turn < kMostTurns && QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled; ++turn) {
     }
 }
 
