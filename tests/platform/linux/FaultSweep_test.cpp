@@ -1,8 +1,10 @@
 /// Every call of the provider fails once in every way that it can, in the stories that an application goes through.
 
 #include "FakeMonitor.h"
+#include "FakeNetlink.h"
 #include "Linux/FolderMonitor.h"
 #include "Linux/IntervalMonitor.h"
+#include "Linux/UdevMonitor.h"
 #include "ProviderStory.h"
 
 #include <gtest/gtest.h>
@@ -223,6 +225,92 @@ TEST(FaultSweep, OfAnObservationByEventsEndsInTheRightPicture)
     test::sweepFaults(make<EventStory>,
                       {"access", "close", "epoll_create", "epoll_ctl", "epoll_wait", "fstatfs", "getdents", "open",
                        "read", "readlink", "stat", "timerfd_create", "timerfd_settime"});
+}
+
+/// Where no udevd runs: the kernel's own messages through libudev.
+class KernelStory : public HotPlugStory {
+public:
+    void tell(const std::optional<Fault>& fault) override
+    {
+        start();
+        expectSoon({"1-2"}, fault);
+        TreeDevice device = composite("1-1", 0);
+        device.connectedMs = 0;
+        _tree.plug(device);
+        tellOf("add");
+        tellOf("bind");
+        expectSoon({"1-1", "1-2"}, fault);
+        _tree.unplug("1-1");
+        tellOf("remove");
+        expectSoon({"1-2"}, fault);
+        stop();
+        if (isUnnoticed(fault)) {
+            EXPECT_EQ(_sink.takeLog(), "+ 1-2 hid 2\n+ 1-1 hid 2\n- 1-1\n");
+        }
+    }
+
+private:
+    LinuxPaths watchedPaths() override
+    {
+        LinuxPaths watched = paths();
+        watched.monitors = [](const LinuxPaths&) {
+            std::vector<std::unique_ptr<DeviceMonitor>> monitors;
+            monitors.push_back(UdevMonitor::make(UdevMonitor::Group::kernel));
+            std::erase(monitors, nullptr);
+            return monitors;
+        };
+        return watched;
+    }
+    void tellOf(const std::string& action)
+    {
+        _kernel.tell(action, "usb", "usb_device", _tree.eventPath(_tree.devicePath("1-1")));
+    }
+    void tellOfReturn() override
+    {
+        for (const char* device : {"1-1", "1-2"}) {
+            _kernel.tell("add", "usb", "usb_device", _tree.eventPath(_tree.devicePath(device)));
+        }
+    }
+
+    test::FakeNetlink _kernel{_calls};
+};
+
+TEST(FaultSweep, OfAnObservationOfTheKernelsMessagesEndsInTheRightPicture)
+{
+    test::sweepFaults(make<KernelStory>,
+                      {"close", "epoll_create", "epoll_ctl", "epoll_wait", "getdents", "netlink_bind",
+                       "netlink_getsockname", "netlink_recv", "netlink_recvmsg", "netlink_setsockopt", "netlink_socket",
+                       "open", "read", "readlink", "stat", "timerfd_create"});
+}
+
+/// The same with everything that such a machine offers: the device folder too.
+class MachineStory : public KernelStory {
+private:
+    LinuxPaths watchedPaths() override { return paths(); }
+};
+
+TEST(FaultSweep, OfAnObservationOfAllThatAMachineOffersEndsInTheRightPicture)
+{
+    test::sweepFaults(make<MachineStory>, {"access",
+                                           "close",
+                                           "epoll_create",
+                                           "epoll_ctl",
+                                           "epoll_wait",
+                                           "fstatfs",
+                                           "getdents",
+                                           "inotify_add_watch",
+                                           "inotify_init",
+                                           "netlink_bind",
+                                           "netlink_getsockname",
+                                           "netlink_recv",
+                                           "netlink_recvmsg",
+                                           "netlink_setsockopt",
+                                           "netlink_socket",
+                                           "open",
+                                           "read",
+                                           "readlink",
+                                           "stat",
+                                           "timerfd_create"});
 }
 
 /// What one device's user sees: a line for each thing done.

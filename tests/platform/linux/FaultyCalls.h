@@ -39,6 +39,9 @@ public:
     /// Descriptors that were made by one of these calls and not closed.
     std::size_t openDescriptors() const { return _open.size(); }
 
+    /// Counts a call; false with errno if it is to fail. For stand-ins whose calls come from elsewhere.
+    bool begin(const std::string& what);
+
     /// Time goes on; timers that are due by then run out.
     void advance(std::chrono::milliseconds time);
 
@@ -72,8 +75,6 @@ private:
         std::chrono::nanoseconds interval{0};
     };
 
-    /// Counts the call; false with errno if it is to fail.
-    bool begin(const std::string& what);
     /// Keeps account of a new descriptor.
     int opened(int fd);
     void runOut(int fd, Timer& timer);

@@ -1,4 +1,4 @@
-#include "FaultyCalls.h"
+#include "FakeNetlink.h"
 #include "Linux/FolderMonitor.h"
 #include "Linux/IntervalMonitor.h"
 #include "Linux/UdevMonitor.h"
@@ -125,6 +125,65 @@ TEST_F(UdevMonitorSocket, AsksForARescanAfterLostMessages)
     }
     EXPECT_TRUE(hasLost);
     EXPECT_EQ(monitor->take(event), DeviceMonitor::Next::none);
+}
+
+class UdevMessages : public testing::Test {
+protected:
+    DeviceMonitor::Next taken() { return monitor->take(event); }
+
+    test::FaultyCalls calls;
+    test::FakeNetlink kernel{calls};
+    std::unique_ptr<UdevMonitor> monitor = UdevMonitor::make(UdevMonitor::Group::kernel);
+    DeviceEvent event;
+};
+
+TEST_F(UdevMessages, AreGivenAsTheKernelWroteThem)
+{
+    kernel.tell("bind", "usb", "usb_interface", "/devices/usb1/1-1/1-1:1.0");
+    ASSERT_EQ(taken(), DeviceMonitor::Next::event);
+    EXPECT_EQ(event.action, "bind");
+    EXPECT_EQ(event.subsystem, "usb");
+    EXPECT_EQ(event.type, "usb_interface");
+    EXPECT_EQ(event.path, "/devices/usb1/1-1/1-1:1.0");
+    EXPECT_EQ(taken(), DeviceMonitor::Next::none);
+}
+
+TEST_F(UdevMessages, OfOtherSubsystemsArePassedOver)
+{
+    kernel.tell("add", "block", "disk", "/devices/virtual/block/loop0");
+    kernel.tell("add", "hidraw", "", "/devices/usb1/1-1/1-1:1.0/0003:1234:ABCD.0001/hidraw/hidraw0");
+    ASSERT_EQ(taken(), DeviceMonitor::Next::event);
+    EXPECT_EQ(event.subsystem, "hidraw");
+    EXPECT_EQ(event.type, "");
+    EXPECT_EQ(taken(), DeviceMonitor::Next::none);
+}
+
+TEST_F(UdevMessages, ThatAreNoneLoseNoOther)
+{
+    for (const std::string& noise : {std::string("x"), std::string(9000, 'a'),
+                                     std::string("add@/devices/x\0ACTION=add\0", 26), std::string(300, '\0')}) {
+        kernel.send(noise);
+        kernel.tell("remove", "hid", "", "/devices/usb1/1-1/1-1:1.0/0003:1234:ABCD.0001");
+        bool isHeard = false;
+        for (int tries = 0; tries < 3 && !isHeard; ++tries) {
+            isHeard = taken() == DeviceMonitor::Next::event;
+        }
+        EXPECT_TRUE(isHeard) << noise.size() << " bytes of noise";
+        EXPECT_EQ(event.action, "remove");
+    }
+}
+
+TEST_F(UdevMessages, ThatCannotBeReceivedAskForARescan)
+{
+    kernel.tell("add", "usb", "usb_device", "/devices/usb1/1-1");
+    for (const int error : {ENOBUFS, ENOMEM, EIO}) {
+        calls.failCall(1, error);
+        EXPECT_EQ(taken(), DeviceMonitor::Next::rescan) << error;
+    }
+    calls.failCall(1, EINTR);
+    EXPECT_EQ(taken(), DeviceMonitor::Next::none);
+    EXPECT_TRUE(isReadable(monitor->descriptor(), 0)) << "it is asked again";
+    EXPECT_EQ(taken(), DeviceMonitor::Next::event);
 }
 
 TEST(WatchSet, NeedsAMonitor)
