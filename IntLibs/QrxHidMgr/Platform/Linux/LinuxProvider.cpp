@@ -123,11 +123,13 @@ private:
     {
         bool mustRescan = false;
         DeviceEvent event;
+        DeviceMonitor::Next last = DeviceMonitor::Next::none;
         for (int count = 0; count < kMostEvents; ++count) {
             const DeviceMonitor::Next next = monitor.take(event);
-            if (next == DeviceMonitor::Next::none) {
-                break;
+            if (next == DeviceMonitor::Next::none || (next == DeviceMonitor::Next::rescan && next == last)) {
+                break; // a monitor that fails each time has nothing to tell
             }
+            last = next;
             if (next == DeviceMonitor::Next::rescan) {
                 mustRescan = true;
                 continue;

@@ -71,7 +71,9 @@ DeviceMonitor::Next UdevMonitor::take(DeviceEvent& event)
     errno = 0;
     udev_device* const device = udev_monitor_receive_device(_monitor.get());
     if (device == nullptr) {
-        return errno == ENOBUFS ? Next::rescan : Next::none;
+        // Nothing waits, or what waited was none of ours. Anything else (ENOBUFS, no memory) may have cost a message.
+        const bool isQuiet = errno == 0 || errno == EAGAIN || errno == EINTR;
+        return isQuiet ? Next::none : Next::rescan;
     }
     event.action = textOf(udev_device_get_action(device));
     event.subsystem = textOf(udev_device_get_subsystem(device));
