@@ -1,5 +1,5 @@
 # Tests that run on a real kernel under QEMU; see README.md beside this file.
-include_guard(GLOBAL)
+include_guard(DIRECTORY)
 find_package(Python3 3.9 REQUIRED COMPONENTS Interpreter)
 
 set(qrx_guest_cache_default ${CMAKE_BINARY_DIR}/guest)
@@ -16,18 +16,23 @@ function(qrx_guest_command result)
 endfunction()
 
 # qrx_add_guest_boot(NAME PROGRAMS "target [argument...]"... [CARRY target...] [DATA "source:path in the guest"...]
-#                    [DATA_FROM_ENV variable...] [ENV "NAME=VALUE"...] [TIMEOUT seconds] [LABELS label...] [UDEVD] [ICOUNT])
+#                    [DATA_FROM_ENV variable...] [ENV "NAME=VALUE"...] [TIMEOUT seconds] [LABELS label...] [UDEVD] [ICOUNT]
+#                    [JUDGE command...])
 # One test of CTest, guest.NAME: one boot that runs the programs one after the other as root; it passes if all end with 0.
-# CARRY: programs that are there but not run. DATA_FROM_ENV: folders named by variables of the environment at test time;
-# the guest sees the variable with its own path. TIMEOUT (120) holds for the boot and all programs.
+# A program may also be an absolute path. CARRY: programs that are there but not run. DATA_FROM_ENV: folders named by variables of the
+# environment at test time; the guest sees the variable with its own path. TIMEOUT (120) holds for the boot and all
+# programs. JUDGE: a command of this machine that is the test instead, and is given the command line of the boot to run.
 function(qrx_add_guest_boot name)
-    cmake_parse_arguments(arg "UDEVD;ICOUNT" "TIMEOUT" "PROGRAMS;CARRY;DATA;DATA_FROM_ENV;ENV;LABELS" ${ARGN})
+    cmake_parse_arguments(arg "UDEVD;ICOUNT" "TIMEOUT" "PROGRAMS;CARRY;DATA;DATA_FROM_ENV;ENV;LABELS;JUDGE" ${ARGN})
     if(NOT arg_TIMEOUT)
         set(arg_TIMEOUT 120)
     endif()
     set(options --timeout ${arg_TIMEOUT})
-    foreach(target IN LISTS arg_CARRY)
-        list(APPEND options --carry $<TARGET_FILE:${target}>)
+    foreach(program IN LISTS arg_CARRY)
+        if(NOT IS_ABSOLUTE ${program})
+            set(program $<TARGET_FILE:${program}>)
+        endif()
+        list(APPEND options --carry ${program})
     endforeach()
     foreach(item IN LISTS arg_DATA)
         list(APPEND options --data ${item})
@@ -52,11 +57,14 @@ function(qrx_add_guest_boot name)
     endif()
     set(programs)
     foreach(program IN LISTS arg_PROGRAMS)
-        string(REGEX REPLACE "^([^ ]+)" "$<TARGET_FILE:\\1>" words ${program})
+        set(words ${program})
+        if(NOT IS_ABSOLUTE ${program})
+            string(REGEX REPLACE "^([^ ]+)" "$<TARGET_FILE:\\1>" words ${program})
+        endif()
         list(APPEND programs ${words})
     endforeach()
     qrx_guest_command(command run ${options} -- ${programs})
-    add_test(NAME guest.${name} COMMAND ${command})
+    add_test(NAME guest.${name} COMMAND ${arg_JUDGE} ${command})
     # One guest at a time; CTest's own limit is only the net below the rig's, and covers building the image.
     math(EXPR limit "${arg_TIMEOUT} + 240")
     set_tests_properties(guest.${name} PROPERTIES TIMEOUT ${limit} SKIP_RETURN_CODE 77 RESOURCE_LOCK guest DEPENDS guest.image

@@ -6,7 +6,6 @@ FOLDER holds the scripts of the benchmark of enumeration, PROGRAM is its qrx_pop
 machine, times are the benchmark's matter. Where no mount namespace or no strace can be had this is skipped, and in CI
 it fails.
 """
-import collections
 import os
 import sys
 import unittest
@@ -15,63 +14,19 @@ sys.dont_write_bytecode = True
 FOLDER, PROGRAM = sys.argv[1:3]
 sys.path.insert(0, FOLDER)
 import call_trace
+import enumeration_cases
 import private_machine
 
-NODES = 40
-MOST_CALLS_A_NODE = 40
-# One look whether events wait, for each monitor that there may be.
-MOST_CALLS_OBSERVING = 2
-TIMES = 3
 
+class Enumeration(enumeration_cases.EnumerationCases, unittest.TestCase):
+    nodes = 40
+    times = 3
 
-def shown(calls):
-    kinds = collections.Counter(call.name for call in calls)
-    return f"{dict(kinds)}\nthe first:\n" + "\n".join(f"  {call.name}({call.text}" for call in calls[:60])
-
-
-class Enumeration(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         machine = private_machine.PrivateMachine()
-        machine.show(NODES)
-        cls.steps, cls.output = machine.traced_steps(PROGRAM, TIMES)
-
-    def steps_named(self, name):
-        return [step for step in self.steps if step.name == name]
-
-    def test_every_step_was_traced_and_finds_all_nodes_with_their_elements(self):
-        names = ["first"] + ["again"] * TIMES + ["observing"] * TIMES
-        self.assertEqual([step.name for step in self.steps], names)
-        found = [line.split()[:2] for line in self.output.splitlines()]
-        self.assertEqual(found, [[name, str(NODES)] for name in names])
-
-    def test_the_first_populate_takes_at_most_40_calls_a_node(self):
-        calls = self.steps_named("first")[0].calls
-        self.assertLessEqual(len(calls), MOST_CALLS_A_NODE * NODES, shown(calls))
-
-    def test_the_first_populate_reads_each_file_once(self):
-        calls = self.steps_named("first")[0].calls
-        # strace writes what was opened behind the result: "= 5</sys/...>".
-        opened = [call.text.rsplit("= ", 1)[1].split("<", 1)[1].rstrip(">") for call in calls
-                  if call.name == "openat" and "<" in call.text.rsplit("= ", 1)[1]]
-        files = collections.Counter(path for path in opened if not os.path.isdir(path))
-        self.assertGreaterEqual(len(files), NODES)
-        self.assertEqual({path: times for path, times in files.items() if times > 1}, {})
-
-    def test_populating_again_takes_no_more_calls_than_the_first_time(self):
-        first = len(self.steps_named("first")[0].calls)
-        for step in self.steps_named("again"):
-            self.assertLessEqual(len(step.calls), first, shown(step.calls))
-
-    def test_populating_while_observing_looks_for_events_and_reads_nothing(self):
-        for step in self.steps_named("observing"):
-            calls = call_trace.without_memory(step)
-            self.assertLessEqual(len(calls), MOST_CALLS_OBSERVING, shown(calls))
-            self.assertEqual([call for call in calls if call.name.startswith(("open", "read", "getdents"))], [])
-
-    def test_nothing_below_dev_is_opened_and_nothing_is_sent(self):
-        for step in self.steps:
-            self.assertEqual(call_trace.device_contacts(step.calls), [], step.name)
+        machine.show(cls.nodes)
+        cls.steps, cls.output = machine.traced_steps(PROGRAM, cls.times)
 
 
 class Trace(unittest.TestCase):
@@ -87,6 +42,12 @@ class Trace(unittest.TestCase):
         self.assertEqual(self.contacts('write(3</sys/x>, "1", 1) = 1'), 1)
         self.assertEqual(self.contacts('openat(4</sys>, "devnum", O_RDONLY) = 3</sys/devnum>'), 0)
         self.assertEqual(self.contacts('newfstatat(AT_FDCWD</x>, "/dev/hidraw0", {st_mode=S_IFCHR}, 0) = 0'), 0)
+
+    def test_files_that_are_opened_are_told_from_folders(self):
+        trace = ('7 openat(AT_FDCWD</x>, "/sys/a", O_RDONLY|O_DIRECTORY) = 3</sys/a>\n'
+                 '7 openat(3</sys/a>, "b", O_RDONLY|O_CLOEXEC) = 4</sys/a/b>\n'
+                 '7 openat(3</sys/a>, "c", O_RDONLY|O_CLOEXEC) = -1 ENOENT (No such file or directory)\n')
+        self.assertEqual(enumeration_cases.opened_files(call_trace.calls(trace)), ["/sys/a/b"])
 
     def test_only_what_lies_between_the_marks_belongs_to_a_step(self):
         trace = ('7 read(3, "", 1) = 0\n7 access("/begin first", F_OK) = -1 ENOENT (No such file or directory)\n'

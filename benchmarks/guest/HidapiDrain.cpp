@@ -1,0 +1,76 @@
+#include "Drain.h"
+
+#include <hidapi.h>
+
+#include <stdexcept>
+
+namespace {
+
+enum class Way { timeout, nonBlocking, blocking };
+
+class HidapiDrain final : public Drain {
+public:
+    HidapiDrain(const std::string& node, Way way);
+    ~HidapiDrain() override { hid_close(_device); }
+    HidapiDrain(const HidapiDrain&) = delete;
+    HidapiDrain& operator=(const HidapiDrain&) = delete;
+
+    std::string name() const override;
+    void run(std::size_t expected) override;
+
+private:
+    int read();
+
+    hid_device* _device;
+    const Way _way;
+    unsigned char _bytes[kBytes + 1];
+};
+
+HidapiDrain::HidapiDrain(const std::string& node, Way way) : _device(hid_open_path(node.c_str())), _way(way)
+{
+    if (_device == nullptr) {
+        throw std::runtime_error("hidapi does not open " + node);
+    }
+    hid_set_nonblocking(_device, way == Way::nonBlocking ? 1 : 0);
+}
+
+std::string HidapiDrain::name() const
+{
+    switch (_way) {
+    case Way::timeout:
+        return "hidapi_timeout";
+    case Way::nonBlocking:
+        return "hidapi_nonblocking";
+    case Way::blocking:
+        break;
+    }
+    return "hidapi_blocking";
+}
+
+int HidapiDrain::read()
+{
+    return _way == Way::timeout ? hid_read_timeout(_device, _bytes, sizeof _bytes, 0)
+                                : hid_read(_device, _bytes, sizeof _bytes);
+}
+
+void HidapiDrain::run(std::size_t expected)
+{
+    for (std::size_t left = expected; _way != Way::blocking || left > 0; --left) {
+        const int size = read();
+        if (size <= 0) {
+            return;
+        }
+        take(_bytes, static_cast<std::size_t>(size));
+    }
+}
+
+} // namespace
+
+std::vector<std::unique_ptr<Drain>> makeHidapiDrains(const std::string& node)
+{
+    std::vector<std::unique_ptr<Drain>> drains;
+    for (const Way way : {Way::timeout, Way::nonBlocking, Way::blocking}) {
+        drains.push_back(std::make_unique<HidapiDrain>(node, way));
+    }
+    return drains;
+}
