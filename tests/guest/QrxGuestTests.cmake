@@ -49,6 +49,11 @@ function(qrx_add_guest_boot name)
     if(arg_ICOUNT)
         list(APPEND options --icount)
     endif()
+    if(CMAKE_CXX_FLAGS MATCHES "-fsanitize=[a-z,]*address")
+        # The leak check knows what is kept on purpose by the names of functions, which somebody must look up for it.
+        find_program(QRX_ADDR2LINE addr2line REQUIRED)
+        list(APPEND options --memory 1024 --carry ${QRX_ADDR2LINE} --env ASAN_SYMBOLIZER_PATH=${QRX_ADDR2LINE})
+    endif()
     if(CMAKE_CXX_FLAGS MATCHES "--coverage")
         # The programs write their counters through the share to where they would lie if they had run here.
         string(REGEX MATCHALL "/" levels ${CMAKE_BINARY_DIR})

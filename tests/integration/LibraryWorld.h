@@ -70,6 +70,7 @@ public:
     CapturedOutput(const CapturedOutput&) = delete;
     CapturedOutput& operator=(const CapturedOutput&) = delete;
     std::string text() const { return _text.str(); }
+    void forget() { _text.str({}); }
 
 private:
     std::ostringstream _text;

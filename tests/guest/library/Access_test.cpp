@@ -42,6 +42,10 @@ protected:
     /// Opens as an ordinary user, and what is said of it.
     std::string openAsNobody()
     {
+        if (log) { // the device deletes the delegate that it has at its end, not those before
+            device->setDelegate(nullptr);
+            delete log->delegate;
+        }
         testing::internal::CaptureStderr();
         {
             const AsNobody user;

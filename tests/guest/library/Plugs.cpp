@@ -14,14 +14,14 @@ bool exists(const std::string& path)
     return ::access(path.c_str(), F_OK) == 0;
 }
 
-/// The kernel links a device to its port as the last thing that it does at an arrival, after the last event.
+} // namespace
+
 bool isFinished(const VhciDevice& device)
 {
+    // The kernel links a device to its port as the last thing that it does at an arrival, after the last event.
     const std::string path = device.sysfsPath();
     return !path.empty() && exists(path + "/port");
 }
-
-} // namespace
 
 void plugWhole(VhciDevice& device)
 {

@@ -8,6 +8,9 @@ namespace qrx::guest {
 /// been sent every event of the arrival. Throws std::runtime_error if that does not come about.
 void plugWhole(VhciDevice& device);
 
+/// Whether the kernel has done all that it does at the arrival of a plugged device, report nodes or not.
+bool isFinished(const VhciDevice& device);
+
 /// Pulls the plug and waits until the kernel has taken the device away: every listener has been sent every event of the
 /// removal. Throws std::runtime_error if that does not come about. Nothing happens if it is not plugged.
 void pullWhole(VhciDevice& device);

@@ -3,6 +3,7 @@
 #include "ChildProcess.h"
 #include "Library.h"
 
+#include "support/HidrawNode.h"
 #include "support/QemuDevices.h"
 
 #include <QrxReportDecoder.h>
@@ -42,6 +43,16 @@ protected:
     QemuDevices qemu;
 };
 
+/// Reads what a node gives beside the library, and so knows what lies in everyone's queue.
+bool waitForReports(HidrawNode& node, std::size_t count)
+{
+    std::size_t read = 0;
+    while (read < count && !node.readReport().empty()) {
+        ++read;
+    }
+    return read == count;
+}
+
 } // namespace
 
 TEST_F(Qemu, AKeyboardAndAMouseBehindAHubAreReadAndLeaveWithIt)
@@ -74,6 +85,59 @@ TEST_F(Qemu, AKeyboardAndAMouseBehindAHubAreReadAndLeaveWithIt)
     qemu.pull("hub");
     ASSERT_TRUE(runUntil([&] { return tree->getHIDDeviceCount() == 0; }));
     EXPECT_EQ(output.text(), "device notification: id 2\ndevice notification: id 2\n");
+    keyboard->close();
+    mouse->close();
+}
+
+TEST_F(Qemu, DevicesBehindAHubThatIsPulledLeaveOnceInOrderAndAfterTheirQueuedReports)
+{
+    const TreeHandle tree = observingTree();
+    qemu.plug("usb-hub", "hub", "1");
+    qemu.plug("usb-kbd", "keyboard", "1.1");
+    ASSERT_TRUE(runUntil([&] { return tree->getHIDDeviceCount() == 1; }));
+    const std::string keyboardNode = "/dev/" + listFolder("/sys/class/hidraw").at(0);
+    qemu.plug("usb-mouse", "mouse", "1.2");
+    ASSERT_TRUE(runUntil([&] { return tree->getHIDDeviceCount() == 2; }));
+    std::vector<std::string> nodes = listFolder("/sys/class/hidraw");
+    ASSERT_EQ(nodes.size(), 2U);
+    const std::string mouseNode = "/dev/" + (keyboardNode.ends_with(nodes[0]) ? nodes[1] : nodes[0]);
+    ChildProcess watch({QRXHID_PROGRAM, "watch"});
+    ASSERT_TRUE(watch.waitForLines("present", 2)) << watch.output();
+    ASSERT_TRUE(waitUntil([&] { return watch.openNodes() == 2; }));
+    const DeviceHandle keyboard = tree->getDeviceAtIndex(0);
+    const DeviceHandle mouse = tree->getDeviceAtIndex(1);
+    const auto keys = openWithLog(keyboard);
+    const auto moves = openWithLog(mouse);
+    std::vector<unsigned int> devicesAtReports;
+    keys->onInput = moves->onInput = [&] { devicesAtReports.push_back(tree->getHIDDeviceCount()); };
+    {
+        HidrawNode keyboardBeside(keyboardNode);
+        HidrawNode mouseBeside(mouseNode);
+        for (int count = 0; count < 3; ++count) {
+            qemu.typeKey("a");
+            qemu.moveMouse(1, 1);
+        }
+        ASSERT_TRUE(waitForReports(keyboardBeside, 6));
+        ASSERT_TRUE(waitForReports(mouseBeside, 3));
+    }
+
+    const CapturedOutput output;
+    qemu.pull("hub");
+    ASSERT_TRUE(waitUntilBusIsEmpty());
+    ASSERT_TRUE(runUntil([&] { return tree->getHIDDeviceCount() == 0; }));
+    runWhileBusy();
+    EXPECT_EQ(keys->input.size(), 6U);
+    EXPECT_EQ(moves->input.size(), 3U);
+    EXPECT_EQ(devicesAtReports, std::vector<unsigned int>(9, 2U)) << "all was delivered before any removal was told";
+    EXPECT_EQ(output.text(), "device notification: id 2\ndevice notification: id 2\n");
+    EXPECT_EQ(told.arrivals, (Names{"QEMU USB Keyboard", "QEMU USB Mouse"}));
+    ASSERT_TRUE(watch.waitForLines("left", 2)) << watch.output();
+    EXPECT_EQ(watch.end(), 0);
+    const std::string& shown = watch.output();
+    EXPECT_LT(shown.find("left     #1  0627:0001  QEMU QEMU USB Keyboard"),
+              shown.find("left     #2  0627:0001  QEMU QEMU USB Mouse"))
+        << shown;
+    EXPECT_LT(shown.find("report   #2"), shown.find("left     #2")) << shown;
     keyboard->close();
     mouse->close();
 }

@@ -2,13 +2,17 @@
 
 #include "Library.h"
 
+#include "CoreFoundation/SystemVersion.h"
+
 #include <algorithm>
+#include <optional>
 #include <thread>
 
 using namespace qrx::guest;
 
 namespace {
 
+constexpr unsigned int kOutput = 1;
 constexpr unsigned int kFeature = 2;
 constexpr std::uint8_t kSetReport = 0x09;
 
@@ -32,6 +36,16 @@ protected:
     VhciDevice plug;
     DeviceHandle device;
     std::shared_ptr<RecordingDeviceDelegate::Log> log;
+};
+
+/// In both ways in which input travels above the report node.
+class UnplugInHandleReport : public Unplug, public testing::WithParamInterface<bool> {
+protected:
+    UnplugInHandleReport() { qrx::platform::setSystemVersion(GetParam() ? kQueueModeVersion : std::nullopt); }
+    ~UnplugInHandleReport() override { qrx::platform::setSystemVersion(std::nullopt); }
+
+private:
+    static constexpr std::optional<std::int32_t> kQueueModeVersion = 0x1068;
 };
 
 } // namespace
@@ -93,7 +107,46 @@ TEST_F(Unplug, InsideDeviceAdded)
     EXPECT_EQ(output.text(), "device notification: id 2\n");
 }
 
-TEST_F(Unplug, InsideHandleReport)
+TEST_F(Unplug, InsideDeviceAddedThatPopulateCalls)
+{
+    tree.release();
+    plugWhole(plug);
+    const TreeHandle other = makeTree();
+    told.onArrival = [this](const DeviceHandle& added) {
+        pullWhole(plug);
+        added->open();
+        added->close();
+    };
+    other->populate(0, 0);
+    EXPECT_EQ(told.arrivals, Names{"pulled"});
+    other->observe(0, 0);
+    EXPECT_TRUE(runUntil([&] { return other->getHIDDeviceCount() == 0; }));
+    EXPECT_EQ(told.arrivals, Names{"pulled"});
+    EXPECT_EQ(output.text(), "device notification: id 2\n");
+}
+
+TEST_F(Unplug, OfAnotherDeviceInsideDeviceAdded)
+{
+    VhciDevice other(identityOf("other", 2), {hidInterface(plainDescriptor(8))});
+    told.onArrival = [this](const DeviceHandle& added) {
+        if (added->getProductName() == "other") {
+            pullWhole(plug);
+        }
+    };
+    plugWhole(other);
+    plugWhole(plug);
+    ASSERT_TRUE(runUntil([this] { return tree->getHIDDeviceCount() == 1; }));
+    runWhileBusy();
+    ASSERT_EQ(tree->getHIDDeviceCount(), 1U);
+    EXPECT_EQ(tree->getDeviceAtIndex(0)->getProductName(), "other");
+    const std::string lines = output.text();
+    EXPECT_EQ(lines, told.arrivals.size() == 1 ? "" : "device notification: id 2\n") << "what was told of left again";
+    output.forget();
+    pullWhole(other);
+    ASSERT_TRUE(runUntilRemoved());
+}
+
+TEST_P(UnplugInHandleReport, WhatWasQueuedIsDeliveredAndTheDeviceLeaves)
 {
     open();
     sendQueued(plug, 0, pattern(8, 1));
@@ -102,6 +155,88 @@ TEST_F(Unplug, InsideHandleReport)
     ASSERT_TRUE(runUntilRemoved());
     EXPECT_EQ(log->input.size(), 2U) << "the second was queued";
     device->close();
+}
+
+TEST_P(UnplugInHandleReport, AnotherDeviceLeavesAfterItsQueuedReports)
+{
+    open();
+    VhciDevice other(identityOf("other", 2), {hidInterface(plainDescriptor(8))});
+    const DeviceHandle otherDevice = arrive(tree, other);
+    ASSERT_TRUE(otherDevice);
+    const auto otherLog = openWithLog(otherDevice);
+    for (std::uint8_t number = 0; number < 5; ++number) {
+        sendQueued(other, 0, pattern(8, number));
+    }
+    sendQueued(plug, 0, pattern(8, 9));
+    // Whichever is heard first.
+    log->onInput = otherLog->onInput = [&] { pullWhole(other); };
+    ASSERT_TRUE(runUntil([this] { return tree->getHIDDeviceCount() == 1; }));
+    EXPECT_EQ(tree->getDeviceAtIndex(0)->getProductName(), "pulled");
+    EXPECT_EQ(otherLog->input.size(), 5U);
+    sendQueued(plug, 0, pattern(8, 10));
+    EXPECT_TRUE(runUntil([this] { return log->input.size() == 2; }));
+    otherDevice->close();
+    device->close();
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, UnplugInHandleReport, testing::Bool(),
+                         [](const auto& mode) { return mode.param ? "Queue" : "Interrupt"; });
+
+TEST_F(Unplug, InsideHandleSetReport)
+{
+    open();
+    log->onSent = [this] { pullWhole(plug); };
+    device->setReport(kFeature, 0, std::valarray<std::uint8_t>(8), 0);
+    EXPECT_EQ(log->sent.size(), 1U);
+    EXPECT_TRUE(plug.takeSentReports().empty());
+    device->setReport(kOutput, 0, std::valarray<std::uint8_t>(8), 0);
+    ASSERT_TRUE(runUntilRemoved());
+    device->close();
+    EXPECT_EQ(output.text(), "device notification: id 2\n");
+}
+
+/// The device comes back before anybody has heard that it left.
+TEST_F(Unplug, AndPlugInsideHandleReportGivesANewDevice)
+{
+    open();
+    sendQueued(plug, 0, pattern(8, 1));
+    log->onInput = [this] {
+        log->onInput = nullptr;
+        pullWhole(plug);
+        plugWhole(plug);
+    };
+    ASSERT_TRUE(runUntil([this] { return told.arrivals.size() == 2; }));
+    runWhileBusy();
+    ASSERT_EQ(tree->getHIDDeviceCount(), 1U);
+    EXPECT_FALSE(*tree->getDeviceAtIndex(0) == *device);
+    device->close();
+    EXPECT_EQ(output.text(), "device notification: id 2\n");
+}
+
+TEST_F(Unplug, BeforeTheSettleTimeHasPassedWasNeverThere)
+{
+    const auto makeHalf = [](const std::string& name, std::uint16_t number) {
+        auto half = std::make_unique<VhciDevice>(
+            identityOf(name, number), std::vector{hidInterface(plainDescriptor(8)), hidInterface(plainDescriptor(4))});
+        half->answerReportDescriptor(1, Answer::stall);
+        half->plug();
+        EXPECT_TRUE(waitUntil([&] { return isFinished(*half); }));
+        return half;
+    };
+    const std::unique_ptr<VhciDevice> leaving = makeHalf("leaving", 1);
+    runWhileBusy(); // its time begins
+    EXPECT_EQ(told.arrivals, Names{});
+    const std::string path = leaving->sysfsPath();
+    leaving->unplug();
+    ASSERT_TRUE(runUntil([&] { return listFolder(path).empty(); }));
+    // When the time of this one has passed, that of the other has long.
+    const std::unique_ptr<VhciDevice> staying = makeHalf("staying", 2);
+    ASSERT_TRUE(runUntil([this] { return !told.arrivals.empty(); }));
+    runWhileBusy();
+    EXPECT_EQ(told.arrivals, Names{"staying"});
+    EXPECT_EQ(output.text(), "");
+    pullWhole(*staying);
+    ASSERT_TRUE(runUntilRemoved());
 }
 
 TEST_F(Unplug, BetweenArrivalAndOpen)
