@@ -78,7 +78,7 @@ class Machine:
                            "speed": "12"}.items():
             self.write(device + name, text + "\n")
 
-    def add_interface(self, number=0, place="1-2", driver="usbhid", hid=True, hidraw=None):
+    def add_interface(self, number=0, place="1-2", driver="usbhid", hid=True, hid_driver="hid-generic", hidraw=None):
         """`hidraw` is the number of its report node, None for none."""
         name = f"{place}:1.{number}"
         folder = f"sys/bus/usb/devices/{place}/{name}"
@@ -91,8 +91,11 @@ class Machine:
         if hid:
             device = f"{folder}/0003:04D8:003F.{number:04X}"
             self.write(device + "/report_descriptor", bytes.fromhex("0600ff0901a1010902150026ff007508950181 02c0"))
+            if hid_driver:
+                os.symlink(f"../../../../drivers/{hid_driver}", self.path(device + "/driver"))
             if hidraw is not None:
                 os.makedirs(self.path(f"{device}/hidraw/hidraw{hidraw}"))
+                self.write(f"sys/class/hidraw/hidraw{hidraw}/dev", f"245:{hidraw}\n")
 
     def add_node(self, hidraw=0, mode=0o600):
         self.write(f"dev/hidraw{hidraw}", "")
@@ -162,12 +165,38 @@ class Doctor(DoctorTest):
     def test_a_node_that_is_not_in_dev_is_no_matter_of_permission(self):
         self.machine.plug()
         self.machine.add_interface(hidraw=0)
-        self.assertEqual("/dev/hidraw0", self.ask_one(1, "node-missing")["node"])
+        interface = self.ask_one(1, "node-missing")
+        self.assertEqual("/dev/hidraw0", interface["node"])
+        self.assertEqual(["unplug the device and plug it in again: the kernel makes the node anew",
+                          "or where /dev is not the kernel's own: sudo mknod -m 600 /dev/hidraw0 c 245 0"],
+                         interface["nextSteps"])
 
-    def test_a_hid_device_without_a_report_node_is_told(self):
+    def test_a_driver_that_makes_no_report_node_is_named(self):
+        self.machine.plug()
+        self.machine.add_interface(hid_driver="hid-odd")
+        interface = self.ask_one(1, "no-node")
+        self.assertEqual("", interface["node"])
+        self.assertEqual(["the driver hid-odd has the HID device and makes no report node of it"],
+                         interface["reasons"])
+        self.assertEqual("echo 0003:04D8:003F.0000 | sudo tee /sys/bus/hid/drivers/hid-odd/unbind",
+                         interface["nextSteps"][0])
+
+    def test_a_hid_device_without_driver_is_no_matter_of_the_number_of_nodes(self):
+        self.machine.plug()
+        self.machine.add_interface(hid_driver=None)
+        for number in range(64):
+            self.machine.write(f"sys/class/hidraw/hidraw{number}/dev", "")
+        self.assertTrue(self.ask_one(1, "no-node")["reasons"][0].startswith(
+            "no driver has the HID device 0003:04D8:003F.0000: "))
+
+    def test_when_all_report_nodes_are_taken_that_is_the_reason(self):
         self.machine.plug()
         self.machine.add_interface()
-        self.assertEqual("", self.ask_one(1, "no-node")["node"])
+        for number in range(63):
+            self.machine.write(f"sys/class/hidraw/hidraw{number}/dev", "")
+        self.assertIn("makes no report node", self.ask_one(1, "no-node")["reasons"][0])
+        self.machine.write("sys/class/hidraw/hidraw63/dev", "")
+        self.assertEqual(["all 64 report nodes that the kernel has are taken"], self.ask_one(1, "no-node")["reasons"])
 
     def test_a_refused_descriptor_is_told(self):
         self.machine.plug()
@@ -177,6 +206,8 @@ class Doctor(DoctorTest):
     def test_an_interface_without_driver_is_told_with_the_way_to_bind_it(self):
         self.machine.plug()
         self.machine.add_interface(driver=None, hid=False)
+        self.assertEqual(["sudo modprobe usbhid"], self.ask_one(1, "no-driver")["nextSteps"])
+        os.makedirs(self.machine.path("sys/bus/usb/drivers/usbhid"))
         self.assertIn("echo 1-2:1.0 | sudo tee /sys/bus/usb/drivers/usbhid/bind",
                       self.ask_one(1, "no-driver")["nextSteps"])
 
@@ -186,6 +217,15 @@ class Doctor(DoctorTest):
         interface = self.ask_one(1, "other-driver")
         self.assertEqual(["the driver wacom has the interface, not usbhid"], interface["reasons"])
         self.assertEqual("echo 1-2:1.0 | sudo tee /sys/bus/usb/drivers/wacom/unbind", interface["nextSteps"][0])
+
+    def test_a_program_that_has_taken_the_interface_is_looked_for_by_the_devices_file(self):
+        self.machine.plug()
+        self.machine.write("sys/bus/usb/devices/1-2/busnum", "1\n")
+        self.machine.add_interface(driver="usbfs", hid=False)
+        interface = self.ask_one(1, "other-driver")
+        self.assertIn("a program has taken the interface", interface["reasons"][0])
+        self.assertEqual(["end that program; this names it: sudo fuser -v /dev/bus/usb/001/005",
+                          "echo 1-2:1.0 | sudo tee /sys/bus/usb/drivers/usbhid/bind"], interface["nextSteps"])
 
     def test_a_device_is_usable_in_part_when_one_of_its_interfaces_is(self):
         self.machine.add_button_box(mode=0o666)
@@ -235,6 +275,14 @@ class Rules(DoctorTest):
     def test_the_rule_that_the_tool_writes_is_found_to_be_right(self):
         self.check(RULE, "is right, and udevd has not applied it")
         self.assertEqual(ADVICE[1:], self.ask_one(4, "denied")["nextSteps"])
+
+    def test_what_udevd_has_made_of_a_right_rule_is_told(self):
+        self.machine.write("run/udev/data/c245:0", "I:1\nE:X=uaccess\nG:seat\nV:1\n")
+        self.check(RULE, "is right, and udevd has not applied it to this node yet")
+        self.assertEqual(ADVICE[1:], self.ask_one(4, "denied")["nextSteps"])
+        self.machine.write("run/udev/data/c245:0", "I:1\nG:seat\nG:uaccess\nV:1\n")
+        self.check(RULE, "is right, and udevd has tagged the node: it is for who sits at the machine, and you do not")
+        self.assertTrue(self.ask_one(4, "denied")["nextSteps"][0].startswith("log in at the machine itself"))
 
     def test_a_tag_from_73_on_is_too_late(self):
         for name in ("73-box.rules", "99-box.rules", "box.rules"):

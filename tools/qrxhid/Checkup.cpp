@@ -1,15 +1,17 @@
 #include "Checkup.h"
 
+#include "NodeAbsence.h"
 #include "NodeAccess.h"
 #include "RuleSearch.h"
+#include "UdevDatabase.h"
 #include "UdevRule.h"
 
 #include "Linux/DeviceScan.h"
 #include "Linux/NodeReadiness.h"
-#include "Linux/SysfsDirectory.h"
 #include "Linux/UsbNames.h"
 
 #include <algorithm>
+#include <unistd.h>
 
 namespace qrxhid {
 
@@ -17,12 +19,9 @@ namespace {
 
 using qrx::platform::DeviceScan;
 using qrx::platform::InterfaceOutline;
-using qrx::platform::SysfsDirectory;
 using qrx::platform::SystemCalls;
 using State = InterfaceFinding::State;
 using Fault = FoundRule::Fault;
-
-constexpr const char* kHIDDriver = "usbhid";
 
 const char* faultText(Fault fault)
 {
@@ -38,8 +37,23 @@ const char* faultText(Fault fault)
     case Fault::none:
         break;
     }
-    return "is right, and udevd has not applied it to this node, or you do not sit at the machine (the tag works at a "
-           "local seat, not over ssh)";
+    return "is right";
+}
+
+/// What keeps a right rule from helping.
+const char* effectText(UdevDatabase::Tag tag)
+{
+    switch (tag) {
+    case UdevDatabase::Tag::given:
+        return ", and udevd has tagged the node: it is for who sits at the machine, and you do not (the tag works at a "
+               "local seat, not over ssh)";
+    case UdevDatabase::Tag::notGiven:
+        return ", and udevd has not applied it to this node yet";
+    case UdevDatabase::Tag::unknown:
+        break;
+    }
+    return ", and udevd has not applied it to this node, or you do not sit at the machine (the tag works at a local "
+           "seat, not over ssh)";
 }
 
 /// One examination of one machine.
@@ -57,11 +71,9 @@ public:
 private:
     DeviceFinding examineDevice(const qrx::platform::ScannedDevice& scanned);
     InterfaceFinding examineInterface(const DeviceFinding& device, const InterfaceOutline& outline);
-    void explainDriver(InterfaceFinding& finding, const DeviceFinding& device, const InterfaceOutline& outline);
     void explainNode(InterfaceFinding& finding, const DeviceFinding& device);
     void explainRules(InterfaceFinding& finding, const DeviceFinding& device);
     void adviseRule(InterfaceFinding& finding, const DeviceFinding& device) const;
-    std::string driverOf(const DeviceFinding& device, const std::string& interface) const;
 
     const CheckupPlace& _place;
     const Surroundings& _surroundings;
@@ -107,44 +119,12 @@ InterfaceFinding Examiner::examineInterface(const DeviceFinding& device, const I
     InterfaceFinding finding;
     finding.number = qrx::platform::usbInterfaceName(outline.name)->number;
     if (outline.node.empty()) {
-        explainDriver(finding, device, outline);
+        explainAbsence(finding, _place.root, device.place, outline);
     } else {
         finding.node = "/dev/" + outline.node;
         explainNode(finding, device);
     }
     return finding;
-}
-
-std::string Examiner::driverOf(const DeviceFinding& device, const std::string& interface) const
-{
-    SysfsDirectory directory(SystemCalls::kernel());
-    directory.open(_place.root + "/sys/bus/usb/devices/" + device.place);
-    return directory.linkTarget(interface + "/driver");
-}
-
-/// Why there is no report node.
-void Examiner::explainDriver(InterfaceFinding& finding, const DeviceFinding& device, const InterfaceOutline& outline)
-{
-    const std::string driver = driverOf(device, outline.name);
-    if (!outline.hidDevice.empty()) {
-        finding.state = State::noNode;
-        finding.reasons = {"the kernel has made no report node: it has 64 of them, and some drivers make none"};
-        finding.nextSteps = {"unplug HID devices that are not needed; dmesg | grep " + outline.hidDevice};
-    } else if (driver.empty()) {
-        finding.state = State::noDriver;
-        finding.reasons = {"no driver has the interface"};
-        finding.nextSteps = {"sudo modprobe usbhid",
-                             "echo " + outline.name + " | sudo tee /sys/bus/usb/drivers/usbhid/bind"};
-    } else if (driver == kHIDDriver) {
-        finding.state = State::noHIDDevice;
-        finding.reasons = {"the kernel's HID driver has refused what the device says of itself"};
-        finding.nextSteps = {"dmesg | grep -i hid"};
-    } else {
-        finding.state = State::otherDriver;
-        finding.reasons = {"the driver " + driver + " has the interface, not " + kHIDDriver};
-        finding.nextSteps = {"echo " + outline.name + " | sudo tee /sys/bus/usb/drivers/" + driver + "/unbind",
-                             "echo " + outline.name + " | sudo tee /sys/bus/usb/drivers/usbhid/bind"};
-    }
 }
 
 void Examiner::explainNode(InterfaceFinding& finding, const DeviceFinding& device)
@@ -154,11 +134,7 @@ void Examiner::explainNode(InterfaceFinding& finding, const DeviceFinding& devic
     case NodeAccess::Kind::readWrite:
         return;
     case NodeAccess::Kind::missing:
-        finding.state = State::nodeMissing;
-        finding.reasons = {"the kernel has this report node, and it is not in /dev" +
-                           (_surroundings.enclosure.empty() ? "" : " of " + _surroundings.enclosure)};
-        finding.nextSteps = {_surroundings.enclosure.empty() ? "sudo udevadm trigger --subsystem-match=hidraw"
-                                                             : "give the node to it from outside: " + finding.node};
+        explainMissing(finding, _place.root, _surroundings.enclosure);
         return;
     case NodeAccess::Kind::readOnly:
         finding.state = State::readOnly;
@@ -178,16 +154,20 @@ void Examiner::explainRules(InterfaceFinding& finding, const DeviceFinding& devi
     if (!_surroundings.hasUdevd) {
         finding.reasons.emplace_back("udevd does not run here (there is no /run/udev/control): no rule is applied");
         finding.nextSteps = {_surroundings.enclosure.empty()
-                                 ? "start udevd, or as root: chmod or chown " + finding.node
+                                 ? "sudo chown " + std::to_string(_place.userID.value_or(geteuid())) + " " +
+                                       finding.node
                                  : "give access to " + finding.node + " from outside of " + _surroundings.enclosure};
         return;
     }
+    const UdevDatabase::Tag tag = UdevDatabase(_place.root).tagOf(finding.node);
     bool hasRightRule = false;
     bool hasRule = false;
     for (const FoundRule& rule : findRules(_place.root, device.ids)) {
         if (!rule.interfaceNumber || *rule.interfaceNumber == finding.number) {
-            finding.reasons.push_back("the rule " + rule.place() + " " + faultText(rule.fault));
-            hasRightRule = hasRightRule || rule.fault == Fault::none;
+            const bool isRight = rule.fault == Fault::none;
+            finding.reasons.push_back("the rule " + rule.place() + " " + faultText(rule.fault) +
+                                      (isRight ? effectText(tag) : ""));
+            hasRightRule = hasRightRule || isRight;
             hasRule = true;
         }
     }
@@ -196,6 +176,11 @@ void Examiner::explainRules(InterfaceFinding& finding, const DeviceFinding& devi
     }
     if (!hasRightRule) {
         adviseRule(finding, device);
+    } else if (tag == UdevDatabase::Tag::given) {
+        finding.nextSteps = {
+            "log in at the machine itself (loginctl shows who sits there), or name a group of yours in "
+            "the rule: GROUP=\"plugdev\", MODE=\"0660\""};
+        return;
     }
     finding.nextSteps.insert(finding.nextSteps.end(), {kReloadRules, kTriggerRules});
 }

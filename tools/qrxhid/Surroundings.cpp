@@ -1,5 +1,6 @@
 #include "Surroundings.h"
 
+#include <cstdlib>
 #include <filesystem>
 #include <utility>
 
@@ -14,6 +15,16 @@ constexpr std::pair<const char*, const char*> kMarks[] = {
     {"/.dockerenv", "a Docker container"},
     {"/run/systemd/container", "a container"},
 };
+
+/// What sandboxes and containers tell the programs in them.
+std::string enclosureOfEnvironment()
+{
+    if (std::getenv("SNAP") != nullptr) {
+        return "a Snap sandbox";
+    }
+    const char* const container = std::getenv("container");
+    return container == nullptr || *container == '\0' ? "" : std::string("a container (") + container + ")";
+}
 
 bool exists(const std::string& path)
 {
@@ -33,6 +44,9 @@ Surroundings Surroundings::examine(const std::string& root)
             found.enclosure = name;
             break;
         }
+    }
+    if (found.enclosure.empty() && root.empty()) {
+        found.enclosure = enclosureOfEnvironment();
     }
     return found;
 }

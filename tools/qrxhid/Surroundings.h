@@ -13,7 +13,7 @@ struct Surroundings {
     /// What the program runs in: "a Flatpak sandbox"; empty for a plain machine.
     std::string enclosure;
 
-    /// `root` is what all paths begin with, empty for the machine itself.
+    /// `root` is what all paths begin with, empty for the machine itself (and only then the environment is asked).
     static Surroundings examine(const std::string& root);
 };
 
