@@ -335,6 +335,30 @@ TEST_F(Enumeration, PublishesADeviceAnewWhoseNodeWasExchanged)
     EXPECT_EQ(refreshed(), "- 1-1\n+ 1-1 hid 1\n");
 }
 
+TEST_F(Enumeration, PublishesADeviceAnewWhoseNodeWasMadeAgainUnderItsName)
+{
+    const TreeDevice device = mouse();
+    tree.plug(device);
+    EXPECT_EQ(refreshed(), "+ 1-1 hid 1\n");
+    tree.addNode(device, device.interfaces[0]);
+    EXPECT_EQ(refreshed(), "- 1-1\n+ 1-1 hid 1\n");
+}
+
+TEST_F(Enumeration, PassesOverNodesThatAreNotOnUsbAndLinksThatLeadNowhere)
+{
+    tree.plug(mouse());
+    const auto nodes = tree.root() / "sys/class/hidraw";
+    const auto link = [&](const char* name, const char* target) {
+        std::filesystem::create_symlink(target, nodes / name);
+    };
+    link("hidraw7", "../../devices/virtual/misc/uhid/0005:046D:B342.0009/hidraw/hidraw7");
+    link("hidraw8", "../../devices/pci0000:00/usb1/1-1/1-1:1.0/hidraw/hidraw8");
+    link("hidraw9", "/");
+    std::filesystem::create_directory(nodes / "hidraw10");
+    test::SysfsTree::write(nodes / "hidraw11", "no link");
+    EXPECT_EQ(refreshed(), "+ 1-1 hid 1\n");
+}
+
 TEST_F(Enumeration, OpensNoNodeAndSendsNothing)
 {
     TreeDevice device = mouse();
@@ -347,7 +371,7 @@ TEST_F(Enumeration, OpensNoNodeAndSendsNothing)
     EXPECT_EQ(calls.openDescriptors(), 0U);
 }
 
-TEST_F(Enumeration, TakesAtMostFortyCallsANode)
+TEST_F(Enumeration, TakesFewerThanFortyCallsANode)
 {
     TreeDevice device = mouse();
     device.interfaces[0].name = "Pointer";
@@ -355,7 +379,7 @@ TEST_F(Enumeration, TakesAtMostFortyCallsANode)
     calls.resetCount();
     calls.resetTrace();
     refreshed();
-    EXPECT_LE(calls.count(), 40) << calls.trace();
+    EXPECT_LE(calls.count(), 38) << calls.trace();
     for (int number = 2; number <= 20; ++number) {
         device = mouse("1-" + std::to_string(number), 2 * number);
         device.interfaces.push_back(hidInterface(1, 2 * number + 1));
@@ -365,7 +389,7 @@ TEST_F(Enumeration, TakesAtMostFortyCallsANode)
     test::RecordingSink anew;
     makeLinuxProvider(paths())->refresh(anew);
     EXPECT_EQ(anew.devices().size(), 20U);
-    EXPECT_LE(calls.count(), 39 * 26);
+    EXPECT_LE(calls.count(), 39 * 17);
 }
 
 TEST_F(Enumeration, ReadsEachAttributeOnce)

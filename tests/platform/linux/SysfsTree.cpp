@@ -120,6 +120,7 @@ SysfsTree::SysfsTree()
     }
     _root = pattern;
     fs::create_directories(_root / "sys/bus/usb/devices");
+    fs::create_directories(_root / "sys/class/hidraw");
     fs::create_directories(_root / "dev");
     fs::create_directories(_root / "run");
 }
@@ -274,13 +275,25 @@ void SysfsTree::addHID(const TreeDevice& device, const TreeInterface& interface)
 
 void SysfsTree::addNode(const TreeDevice& device, const TreeInterface& interface)
 {
-    fs::create_directories(hidPath(device, interface) / "hidraw" / ("hidraw" + std::to_string(interface.hidraw)));
+    const std::string name = "hidraw" + std::to_string(interface.hidraw);
+    const fs::path at = hidPath(device, interface) / "hidraw" / name;
+    const fs::path nodes = _root / "sys/class/hidraw";
+    fs::create_directories(at);
+    // Made beside the old one, so that it has another inode.
+    fs::create_symlink(fs::relative(at, nodes), nodes / "new");
+    fs::rename(nodes / "new", nodes / name);
     write(node(interface.hidraw), "");
+}
+
+void SysfsTree::removeNode(const std::string& name)
+{
+    fs::remove(_root / "dev" / name);
+    fs::remove(_root / "sys/class/hidraw" / name);
 }
 
 void SysfsTree::removeHID(const TreeDevice& device, const TreeInterface& interface)
 {
-    fs::remove(node(interface.hidraw));
+    removeNode(node(interface.hidraw).filename());
     fs::remove_all(hidPath(device, interface));
 }
 
@@ -289,7 +302,7 @@ void SysfsTree::unplug(const std::string& device)
     for (const auto& entry : fs::recursive_directory_iterator(devicePath(device))) {
         const std::string name = entry.path().filename().string();
         if (name.starts_with("hidraw") && name != "hidraw") {
-            fs::remove(_root / "dev" / name);
+            removeNode(name);
         }
     }
     const fs::path bus = _root / "sys/bus/usb/devices";

@@ -89,6 +89,7 @@ public:
 
 private:
     void addRootHub(const std::string& bus);
+    void removeNode(const std::string& name);
     void link(const std::string& name, const std::filesystem::path& target);
 
     std::filesystem::path _root;

@@ -71,9 +71,9 @@ struct DeviceScan::Reading {
     bool isComplete = true;
 };
 
-DeviceScan::DeviceScan(SystemCalls& calls, std::string sysfsRoot, std::string deviceRoot, NodeReadiness& nodes)
-    : _calls(calls), _busPath(std::move(sysfsRoot) + "/bus/usb/devices"), _deviceRoot(std::move(deviceRoot)),
-      _nodes(nodes)
+DeviceScan::DeviceScan(SystemCalls& calls, const std::string& sysfsRoot, std::string deviceRoot, NodeReadiness& nodes)
+    : _calls(calls), _busPath(sysfsRoot + "/bus/usb/devices"), _deviceRoot(std::move(deviceRoot)), _nodes(nodes),
+      _reportNodes(calls, sysfsRoot)
 {
 }
 
@@ -86,7 +86,7 @@ bool DeviceScan::list(std::vector<ListedDevice>& devices)
         return true;
     }
     Entries entries;
-    if (opened != FileResult::done || bus.list(entries) != FileResult::done) {
+    if (opened != FileResult::done || bus.list(entries) != FileResult::done || !listReportNodes()) {
         return false;
     }
     std::map<std::string, ListedDevice, std::less<>> byName;
@@ -145,7 +145,7 @@ DeviceScan::Result DeviceScan::list(const std::string& name, ListedDevice& devic
         }
     }
     std::sort(device.interfaces.begin(), device.interfaces.end(), comesBefore);
-    return Result::complete;
+    return listReportNodes() ? Result::complete : Result::failed;
 }
 
 DeviceScan::Comparison DeviceScan::compare(const ListedDevice& device, const DeviceOutline& known)
@@ -154,11 +154,6 @@ DeviceScan::Comparison DeviceScan::compare(const ListedDevice& device, const Dev
     if (!std::equal(device.interfaces.begin(), device.interfaces.end(), known.begin(), known.end(), isSameName)) {
         return Comparison::different;
     }
-    SysfsDirectory directory(_calls);
-    const FileResult opened = directory.open(pathOf(device.name));
-    if (opened != FileResult::done) {
-        return opened == FileResult::gone ? Comparison::different : Comparison::unknown;
-    }
     for (const InterfaceOutline& old : known) {
         if (!old.isOfHID) {
             continue;
@@ -166,8 +161,11 @@ DeviceScan::Comparison DeviceScan::compare(const ListedDevice& device, const Dev
         InterfaceOutline now;
         now.name = old.name;
         now.isOfHID = true;
-        if (readOutline(directory, now) == FileResult::failed) {
-            return Comparison::unknown;
+        if (!takeNode(now)) {
+            SysfsDirectory folder(_calls);
+            if (readFolder(folder, folder.open(pathOf(device.name) + "/" + old.name), now) == FileResult::failed) {
+                return Comparison::unknown;
+            }
         }
         if (now != old) {
             return Comparison::different;
@@ -266,12 +264,17 @@ bool DeviceScan::readInterface(Reading& reading, const std::string& name)
     facts.interfaceProtocol = setting.interfaceProtocol;
     InterfaceOutline outline;
     outline.name = name;
+    const bool hasNode = takeNode(outline);
     // A HID driver can be told to take interfaces of other classes as well.
     outline.isOfHID =
-        setting.interfaceClass == kHIDClass || reading.directory.linkTarget(name + "/driver") == kHIDDriver;
+        hasNode || setting.interfaceClass == kHIDClass || reading.directory.linkTarget(name + "/driver") == kHIDDriver;
     bool isWhole = true;
     if (outline.isOfHID) {
-        const FileResult result = readOutline(reading.directory, outline);
+        FileResult result = FileResult::done;
+        if (!hasNode) {
+            SysfsDirectory folder(_calls);
+            result = readFolder(folder, folder.open(reading.directory, name), outline);
+        }
         if (result == FileResult::gone) {
             return false;
         }
@@ -326,11 +329,24 @@ void DeviceScan::readInterfaceName(Reading& reading, const std::string& director
     }
 }
 
-FileResult DeviceScan::readOutline(const SysfsDirectory& device, InterfaceOutline& outline)
+/// Where there is a report node, it tells all that there is to know. False if there is none.
+bool DeviceScan::takeNode(InterfaceOutline& outline) const
 {
-    SysfsDirectory folder(_calls);
+    const ReportNodes::Node* node = _reportNodes.find(outline.name);
+    if (node == nullptr) {
+        return false;
+    }
+    outline.hasDriver = true;
+    outline.hidDevice = node->hidDevice;
+    outline.node = node->name;
+    outline.nodeInode = node->inode;
+    return true;
+}
+
+/// The outline of an interface without a report node, of its folder; `result` is that of opening it.
+FileResult DeviceScan::readFolder(const SysfsDirectory& folder, FileResult result, InterfaceOutline& outline)
+{
     Entries entries;
-    FileResult result = folder.open(device, outline.name);
     if (result == FileResult::done) {
         result = folder.list(entries);
     }
@@ -341,21 +357,10 @@ FileResult DeviceScan::readOutline(const SysfsDirectory& device, InterfaceOutlin
         outline.inode = entry.name == "." ? entry.inode : outline.inode;
         outline.hasDriver = outline.hasDriver || entry.name == "driver";
     }
-    const auto* hid = first(entries, isHIDDeviceName);
-    if (hid == nullptr) {
-        return FileResult::done;
+    if (const auto* hid = first(entries, isHIDDeviceName)) {
+        outline.hidDevice = hid->name;
     }
-    outline.hidDevice = hid->name;
-    result = folder.open(folder, hid->name + "/hidraw");
-    if (result == FileResult::done) {
-        result = folder.list(entries);
-    }
-    if (const auto* node = result == FileResult::done ? first(entries, isHidrawName) : nullptr) {
-        outline.node = node->name;
-        outline.nodeInode = node->inode;
-    }
-    // No folder: no node.
-    return result == FileResult::failed ? result : FileResult::done;
+    return FileResult::done;
 }
 
 void DeviceScan::readHIDFacts(Reading& reading, const InterfaceOutline& outline, InterfaceFacts& facts)

@@ -121,16 +121,23 @@ SysfsDirectory::Result SysfsDirectory::read(const std::string& path, std::string
     return Result::done;
 }
 
+SysfsDirectory::Result SysfsDirectory::link(const std::string& path, std::string& target) const
+{
+    char buffer[1024];
+    const ssize_t size =
+        uninterrupted([&] { return _calls.readLinkAt(_fd.get(), path.c_str(), buffer, sizeof buffer); });
+    target.assign(buffer, size > 0 ? static_cast<std::size_t>(size) : 0);
+    if (size < 0) {
+        return errno == EINVAL ? Result::gone : failure(); // something else of that name is no link
+    }
+    return Result::done;
+}
+
 std::string SysfsDirectory::linkTarget(const std::string& path) const
 {
-    char target[1024];
-    const ssize_t size =
-        uninterrupted([&] { return _calls.readLinkAt(_fd.get(), path.c_str(), target, sizeof target); });
-    if (size <= 0) {
-        return {};
-    }
-    const std::string_view whole(target, static_cast<std::size_t>(size));
-    return std::string(whole.substr(whole.find_last_of('/') + 1));
+    std::string target;
+    link(path, target);
+    return target.substr(target.find_last_of('/') + 1);
 }
 
 } // namespace qrx::platform

@@ -38,7 +38,9 @@ public:
     /// file need not exist.
     Result read(const std::string& path, std::string& bytes, std::size_t limitBytes = kTextLimit) const;
 
-    /// The last component of a symbolic link's target; empty if there is no such link.
+    /// A symbolic link's target.
+    Result link(const std::string& path, std::string& target) const;
+    /// The last component of it; empty if there is no such link.
     std::string linkTarget(const std::string& path) const;
 
     bool isSysfs() const { return _calls.isSysfs(_fd.get()); }

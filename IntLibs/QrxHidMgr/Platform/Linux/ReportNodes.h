@@ -1,0 +1,40 @@
+#pragma once
+
+#include "SysfsDirectory.h"
+#include "SystemCalls.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <string_view>
+
+namespace qrx::platform {
+
+/// The report nodes of the machine by the USB interfaces that they belong to. The links in /sys/class/hidraw name
+/// interface, HID device and node of each at once, which saves listing two folders of every interface.
+class ReportNodes {
+public:
+    struct Node {
+        /// "hidraw0"
+        std::string name;
+        /// Of the link: another one each time that the node is made.
+        std::uint64_t inode = 0;
+        /// "0003:046D:C52B.0001"
+        std::string hidDevice;
+    };
+
+    ReportNodes(SystemCalls& calls, const std::string& sysfsRoot) : _calls(calls), _path(sysfsRoot + "/class/hidraw") {}
+
+    /// Reads all links; a machine whose kernel has no report nodes has none. After anything but `done` none are known.
+    SysfsDirectory::Result read();
+
+    /// The node of the interface "1-4.2:1.0" when the links were read; null if it had none.
+    const Node* find(std::string_view interface) const;
+
+private:
+    SystemCalls& _calls;
+    const std::string _path;
+    std::map<std::string, Node, std::less<>> _nodes;
+};
+
+} // namespace qrx::platform
