@@ -2,6 +2,7 @@
 #include "LeakCheck.h"
 
 #include <set>
+#include <string>
 #include <vector>
 
 namespace {
@@ -77,6 +78,22 @@ TEST_F(CFDictionaryShape, AKeyThatIsNoConstantIsFoundByItsContent)
     }
 }
 
+TEST_F(CFDictionaryShape, FindsEachOfManyKeysAndNoOther)
+{
+    std::vector<CFStringRef> keys;
+    std::vector<CFTypeRef> values;
+    for (int number = 0; number < 254; ++number) {
+        keys.push_back(__CFStringMakeConstantString(("many keys: " + std::to_string(number)).c_str()));
+        values.push_back(makeNumber(number));
+    }
+    CFDictionaryRef dictionary = createShapedDictionary(makeShape(keys), values);
+    for (std::size_t number = 0; number < keys.size(); ++number) {
+        EXPECT_EQ(CFDictionaryGetValue(dictionary, keys[number]), values[number]) << number;
+    }
+    EXPECT_EQ(CFDictionaryGetValue(dictionary, __CFStringMakeConstantString("many keys: 254")), nullptr);
+    CFRelease(dictionary);
+}
+
 TEST_F(CFDictionaryShape, EqualsADictionaryOfAnotherForm)
 {
     CFDictionaryRef shaped = makeWithoutB(makeNumber(1), makeNumber(3));
@@ -115,6 +132,7 @@ TEST_F(CFDictionaryShapeDeathTest, MisuseEndsTheProcess)
     const CFTypeRef one[] = {kCFBooleanTrue};
     EXPECT_DEATH(makeShape({mortal}), "makeShape: a key is not a constant string");
     EXPECT_DEATH(makeShape({CFSTR("a"), CFSTR("a")}), "makeShape: a key stands twice");
+    EXPECT_DEATH(makeShape(std::vector<CFStringRef>(255, CFSTR("a"))), "makeShape: too many keys");
     EXPECT_DEATH(createShapedDictionary(abcShape(), one), "the values do not match the shape");
     EXPECT_DEATH(CFDictionarySetValue(const_cast<CFMutableDictionaryRef>(dictionary), CFSTR("a"), CFSTR("x")),
                  "CFDictionarySetValue: the dictionary is immutable");

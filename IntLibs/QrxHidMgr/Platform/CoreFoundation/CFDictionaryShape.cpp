@@ -4,6 +4,7 @@
 #include "CFString.h"
 
 #include <algorithm>
+#include <bit>
 #include <list>
 #include <mutex>
 
@@ -25,6 +26,9 @@ Shapes& shapes()
 
 void requireConstants(std::span<const CFStringRef> keys)
 {
+    if (keys.size() >= DictionaryShape::kNone) {
+        fail("makeShape", "too many keys");
+    }
     for (std::size_t index = 0; index < keys.size(); ++index) {
         typeOf(keys[index], "makeShape");
         if (!isConstantString(keys[index])) {
@@ -39,9 +43,36 @@ void requireConstants(std::span<const CFStringRef> keys)
 
 } // namespace
 
+DictionaryShape::DictionaryShape(std::span<const CFStringRef> keys)
+    : _keys(keys.begin(), keys.end()), _slots(std::bit_ceil(2 * keys.size() + 1), kNone)
+{
+    for (std::size_t place = 0; place < _keys.size(); ++place) {
+        std::size_t slot = firstSlot(_keys[place]);
+        while (_slots[slot] != kNone) {
+            slot = (slot + 1) & (_slots.size() - 1);
+        }
+        _slots[slot] = static_cast<std::uint8_t>(place);
+    }
+}
+
+/// Constants lie close together, so their lower bits tell most of them apart; the lowest are those of alignment.
+std::size_t DictionaryShape::firstSlot(CFTypeRef key) const
+{
+    const auto address = reinterpret_cast<std::uintptr_t>(key);
+    return ((address >> 3) ^ (address >> 8)) & (_slots.size() - 1);
+}
+
+std::size_t DictionaryShape::placeOf(CFTypeRef key) const
+{
+    std::size_t slot = firstSlot(key);
+    while (_slots[slot] != kNone && _keys[_slots[slot]] != key) {
+        slot = (slot + 1) & (_slots.size() - 1);
+    }
+    return _slots[slot];
+}
+
 const DictionaryShape* makeShape(std::span<const CFStringRef> keys)
 {
-    requireConstants(keys);
     auto& known = shapes();
     const std::lock_guard lock(known.mutex);
     for (const DictionaryShape& shape : known.all) {
@@ -49,6 +80,7 @@ const DictionaryShape* makeShape(std::span<const CFStringRef> keys)
             return &shape;
         }
     }
+    requireConstants(keys);
     return &known.all.emplace_back(keys);
 }
 
@@ -83,16 +115,15 @@ ShapedDictionary::~ShapedDictionary()
 
 CFTypeRef ShapedDictionary::value(CFTypeRef key) const
 {
-    const auto known = keys();
     const CFTypeRef* all = values().data();
-    for (std::size_t index = 0; index < known.size(); ++index) {
-        if (known[index] == key) {
-            return all[index];
-        }
+    const std::size_t place = _shape->placeOf(key);
+    if (place != DictionaryShape::kNone) {
+        return all[place];
     }
     if (typeOf(key, "CFDictionaryGetValue") != Type::string || isConstantString(key)) {
         return nullptr;
     }
+    const auto known = keys();
     for (std::size_t index = 0; index < known.size(); ++index) {
         if (CFEqual(known[index], key)) {
             return all[index];

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Property dictionaries that share their keys: one small allocation each, looked up by a scan over pointers.
+/// Property dictionaries that share their keys: one small allocation each, looked up by the address of the key.
 ///
 ///     static const DictionaryShape* const kShape = makeShape({CFSTR("Usage"), CFSTR("UsagePage")});
 ///     const CFTypeRef values[] = {usage, nullptr};
@@ -8,21 +8,31 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <cstddef>
+#include <cstdint>
 #include <initializer_list>
 #include <span>
 #include <vector>
 
 namespace qrx::cf {
 
-/// A sequence of different constant strings (CFSTR). Immutable and immortal; used from any thread.
+/// A sequence of different constant strings (CFSTR), fewer than 255. Immutable and immortal; used from any thread.
 class DictionaryShape {
 public:
-    explicit DictionaryShape(std::span<const CFStringRef> keys) : _keys(keys.begin(), keys.end()) {}
+    explicit DictionaryShape(std::span<const CFStringRef> keys);
 
     std::span<const CFStringRef> keys() const { return _keys; }
+    /// The place of a key, by its address; `kNone` for any other reference.
+    std::size_t placeOf(CFTypeRef key) const;
+
+    static constexpr std::size_t kNone = 0xFF;
 
 private:
+    std::size_t firstSlot(CFTypeRef key) const;
+
     const std::vector<CFStringRef> _keys;
+    /// An open hash table: places, and kNone in at least half of the slots.
+    std::vector<std::uint8_t> _slots;
 };
 
 /// The shape of these keys, in this order: the same one whenever the same sequence is asked for. It takes a lock and a

@@ -77,12 +77,17 @@ CFNumberType canonicalType(CFNumberType type, const char* function)
     return type;
 }
 
+std::int64_t taggedValue(CFNumberRef number)
+{
+    return reinterpret_cast<std::intptr_t>(number) >> kTagBits;
+}
+
 NumberContent contentOf(CFNumberRef number, const char* function)
 {
     if (isTagged(number)) {
         const auto bits = reinterpret_cast<std::uintptr_t>(number);
         const auto type = static_cast<CFNumberType>(((bits >> 1) & kTypeMask) + kCFNumberSInt8Type);
-        return {type, static_cast<std::intptr_t>(bits) >> kTagBits, 0};
+        return {type, taggedValue(number), 0};
     }
     const auto& heap = checked<__CFNumber>(number, function);
     const bool real = heap._kind == kCFNumberFloat32Type || heap._kind == kCFNumberFloat64Type;
@@ -271,6 +276,10 @@ CFNumberType CFNumberGetType(CFNumberRef number)
 
 Boolean CFNumberGetValue(CFNumberRef number, CFNumberType type, void* value)
 {
+    if (isTagged(number) && type == kCFNumberSInt32Type) {
+        // How nearly every property is read.
+        return storeInteger<std::int32_t>(taggedValue(number), value);
+    }
     const NumberContent content = contentOf(number, "CFNumberGetValue");
     const CFNumberType canonical = canonicalType(type, "CFNumberGetValue");
     return content.isReal() ? storeOfReal(content.real, canonical, value)

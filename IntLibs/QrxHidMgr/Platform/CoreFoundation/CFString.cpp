@@ -5,18 +5,48 @@
 #include <cstring>
 #include <functional>
 #include <limits>
+#include <memory_resource>
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 
 using namespace qrx::cf;
 
 namespace {
 
+/// More constants, and more bytes, than the library has of its own; what others add takes further memory.
+constexpr std::size_t kUsualConstants = 256;
+constexpr std::size_t kUsualMemory = 16 * 1024;
+
+/// The constants of the process, by their UTF-8 text. Never destroyed: constants outlive every static object, so they
+/// and their table come out of memory that is only ever added to.
+struct Constants {
+    std::mutex mutex;
+    std::pmr::monotonic_buffer_resource memory{kUsualMemory};
+    std::pmr::unordered_map<std::string_view, CFStringRef> byText{kUsualConstants, &memory};
+};
+
+Constants& constants()
+{
+    static auto& sm_Constants = *new Constants;
+    return sm_Constants;
+}
+
+/// A string with `trailingBytes` behind it for its units.
+__CFString* allocate(std::size_t trailingBytes, std::uint8_t flags, std::size_t length)
+{
+    if ((flags & kImmortal) == 0) {
+        return create<__CFString>(trailingBytes, flags, length);
+    }
+    void* memory = constants().memory.allocate(sizeof(__CFString) + trailingBytes, alignof(__CFString));
+    return new (memory) __CFString(flags, length);
+}
+
 CFStringRef makeNarrow(std::string_view text, std::uint8_t flags)
 {
-    auto* string = create<__CFString>(text.size() + 1, flags, text.size());
+    auto* string = allocate(text.size() + 1, flags, text.size());
     char* bytes = reinterpret_cast<char*>(string + 1);
     text.copy(bytes, text.size()); // an empty text may have no address
     bytes[text.size()] = '\0';
@@ -28,8 +58,7 @@ CFStringRef makeWide(std::u16string_view text, std::uint8_t flags)
 {
     const std::size_t size = text.size() * sizeof(char16_t);
     const std::string utf8 = encode(text, kCFStringEncodingUTF8).value_or("");
-    auto* string = create<__CFString>(size + utf8.size() + 1, static_cast<std::uint8_t>(flags | __CFString::kWide),
-                                      text.size());
+    auto* string = allocate(size + utf8.size() + 1, static_cast<std::uint8_t>(flags | __CFString::kWide), text.size());
     char* storage = reinterpret_cast<char*>(string + 1);
     std::memcpy(storage, text.data(), size);
     std::memcpy(storage + size, utf8.c_str(), utf8.size() + 1);
@@ -64,18 +93,6 @@ CFHashCode hashString(CFTypeRef reference)
     const auto& string = checked<__CFString>(reference, "CFHash");
     return string.wide() ? std::hash<std::u16string_view>{}(string.wideText())
                          : std::hash<std::string_view>{}(string.narrowText());
-}
-
-/// The constants of the process, by their UTF-8 text. Never destroyed: constants outlive every static object.
-struct Constants {
-    std::mutex mutex;
-    std::unordered_map<std::string, CFStringRef> byText;
-};
-
-Constants& constants()
-{
-    static auto& sm_Constants = *new Constants;
-    return sm_Constants;
 }
 
 Boolean copyNarrow(std::string_view text, char* buffer, std::size_t bufferSize, CFStringEncoding encoding)
@@ -173,12 +190,13 @@ CFStringRef __CFStringMakeConstantString(const char* text)
     }
     auto& all = constants();
     const std::lock_guard lock(all.mutex);
-    CFStringRef& constant = all.byText[text];
-    if (constant == nullptr) {
-        constant = makeString(text, kCFStringEncodingUTF8, kImmortal);
+    const auto known = all.byText.find(text);
+    if (known != all.byText.end()) {
+        return known->second;
     }
+    const CFStringRef constant = makeString(text, kCFStringEncodingUTF8, kImmortal);
     if (constant == nullptr) {
         fail("CFSTR", "the text of a constant is not valid UTF-8");
     }
-    return constant;
+    return all.byText.emplace(CFStringGetCStringPtr(constant, kCFStringEncodingUTF8), constant).first->second;
 }

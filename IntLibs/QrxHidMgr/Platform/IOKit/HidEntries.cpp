@@ -33,8 +33,13 @@ std::string nameOf(const platform::DeviceFacts& device, const platform::Interfac
            std::to_string(interface.number) + ": report descriptor";
 }
 
-void tellDiagnoses(const std::string& name, const hid::Descriptor& descriptor)
+void tellDiagnoses(const platform::DeviceFacts& device, const platform::InterfaceFacts& interface,
+                   const hid::Descriptor& descriptor)
 {
+    if (descriptor.diagnoses.empty() && descriptor.unlistedDiagnoses == 0) {
+        return;
+    }
+    const std::string name = nameOf(device, interface);
     std::size_t told = 0;
     std::size_t untold = descriptor.unlistedDiagnoses;
     for (const hid::Diagnosis& diagnosis : descriptor.diagnoses) {
@@ -64,10 +69,10 @@ std::shared_ptr<HidDriverEntry> makeHidDriverEntry(std::shared_ptr<DeviceRecord>
     }
     hid::Descriptor descriptor = hid::parseReportDescriptor(facts.reportDescriptor);
     const hid::ElementTree tree = hid::buildElementTree(descriptor);
-    const std::string name = nameOf(record->facts, facts);
-    tellDiagnoses(name, descriptor);
+    tellDiagnoses(record->facts, facts, descriptor);
     if (!tree.hasFields) {
-        platform::log(platform::LogLevel::error, name + " declares no report: the interface is left out");
+        platform::log(platform::LogLevel::error,
+                      nameOf(record->facts, facts) + " declares no report: the interface is left out");
         return nullptr;
     }
     record->elements[interfaceIndex] = SharedElements::acquire(facts.reportDescriptor, tree);

@@ -20,11 +20,18 @@ PropertyList::PropertyList()
     _values.reserve(kUsualProperties);
 }
 
+PropertyList::~PropertyList()
+{
+    for (const CFTypeRef value : _values) {
+        CFRelease(value);
+    }
+}
+
 void PropertyList::object(CFStringRef key, CFRef<CFTypeRef> value)
 {
     if (value) {
         _keys.push_back(key);
-        _values.push_back(std::move(value));
+        _values.push_back(value.leave());
     }
 }
 
@@ -52,12 +59,9 @@ void PropertyList::text(CFStringRef key, const std::optional<std::string>& value
 
 CFRef<CFDictionaryRef> PropertyList::finish()
 {
-    std::vector<CFTypeRef> values;
-    values.reserve(_values.size());
-    for (auto& value : _values) {
-        values.push_back(value.leave());
-    }
-    return CFRef<CFDictionaryRef>::adopt(cf::createShapedDictionary(cf::makeShape(_keys), values));
+    CFDictionaryRef dictionary = cf::createShapedDictionary(cf::makeShape(_keys), _values);
+    _values.clear();
+    return CFRef<CFDictionaryRef>::adopt(dictionary);
 }
 
 CFRef<CFTypeRef> makeNumber(std::int32_t value)

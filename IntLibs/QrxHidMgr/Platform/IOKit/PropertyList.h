@@ -16,6 +16,9 @@ namespace qrx::iokit {
 class PropertyList {
 public:
     PropertyList();
+    ~PropertyList();
+    PropertyList(const PropertyList&) = delete;
+    PropertyList& operator=(const PropertyList&) = delete;
 
     /// Numbers of up to 32 bits are held as signed 32-bit ones.
     void number(CFStringRef key, std::int32_t value);
@@ -33,7 +36,7 @@ public:
 
 private:
     std::vector<CFStringRef> _keys;
-    std::vector<CFRef<CFTypeRef>> _values;
+    std::vector<CFTypeRef> _values; ///< one reference each
 };
 
 CFRef<CFTypeRef> makeNumber(std::int32_t value);

@@ -25,7 +25,11 @@ bool RegistryEntry::conformsTo(std::string_view className) const
 
 CFDictionaryRef RegistryEntry::properties()
 {
-    std::call_once(_propertiesMade, [this] { _properties = makeProperties(); });
+    // Not std::call_once: glibc's ends every first call with a system call, whether or not anybody waits.
+    const std::lock_guard guard(_propertiesMutex);
+    if (!_properties) {
+        _properties = makeProperties();
+    }
     return _properties.get();
 }
 

@@ -62,7 +62,7 @@ protected:
 
 private:
     const std::span<const std::string_view> _classes;
-    std::once_flag _propertiesMade;
+    std::mutex _propertiesMutex;
     CFRef<CFDictionaryRef> _properties;
 };
 

@@ -82,12 +82,14 @@ UsbInterfaceEntry::UsbInterfaceEntry(std::shared_ptr<DeviceRecord> record, std::
 
 const RegistryEntry::List& UsbInterfaceEntry::children()
 {
-    std::call_once(_driverMade, [this] {
+    const std::lock_guard guard(_driversMutex);
+    if (!_driversMade) {
+        _driversMade = true;
         if (auto driver = makeHidDriverEntry(_record, _index)) {
+            _drivers.reserve(1);
             _drivers.push_back(std::move(driver));
-            _drivers.shrink_to_fit();
         }
-    });
+    }
     return _drivers;
 }
 

@@ -38,7 +38,8 @@ private:
     const platform::InterfaceFacts& facts() const { return _record->facts.interfaces[_index]; }
 
     const std::size_t _index;
-    std::once_flag _driverMade;
+    std::mutex _driversMutex;
+    bool _driversMade = false;
     List _drivers;
 };
 
