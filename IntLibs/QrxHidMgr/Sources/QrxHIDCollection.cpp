@@ -96,6 +96,7 @@ void QrxHIDCollection::_addElement(QrxHIDElementPtr element)
 void QrxHIDCollection::_addElements(const std::vector<QrxHIDElementPtr>& elements)
 {
     SelfLoan const loan(*this);
+    _elements.reserve(_elements.size() + elements.size());
     for (QrxHIDElementPtr const& element : elements) {
         if (!element)
             continue;

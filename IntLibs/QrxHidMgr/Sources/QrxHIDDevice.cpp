@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <iostream>
 #include <map>
+#include <utility>
 
 QrxHIDDevice::QrxHIDDevice() : _delegate(nullptr) {}
 
@@ -65,10 +66,12 @@ void QrxHIDDevice::_findReports()
     for (unsigned int const reportID : __findReportIDs()) {
         // Interfaces that use the same report ID have a report of it each; within one the tree's order is kept.
         std::map<int, std::vector<QrxHIDCapabilityPtr>> capabilitiesByInterface;
-        for (QrxHIDCapabilityPtr const& capability : _findCapabilitiesByReportID(reportID))
-            capabilitiesByInterface[capability->getInterfaceNumber()].push_back(capability);
-        for (auto const& [interfaceNumber, capabilities] : capabilitiesByInterface)
-            _addReport(interfaceNumber, reportID, capabilities);
+        for (QrxHIDCapabilityPtr& capability : _findCapabilitiesByReportID(reportID)) {
+            int const interfaceNumber = capability->getInterfaceNumber();
+            capabilitiesByInterface[interfaceNumber].push_back(std::move(capability));
+        }
+        for (auto& [interfaceNumber, capabilities] : capabilitiesByInterface)
+            _addReport(interfaceNumber, reportID, std::move(capabilities));
     }
 }
 

@@ -67,6 +67,7 @@ QrxHIDCapabilityPtr QrxHIDReport::getCapabilityAtIndex(unsigned int index)
 
 void QrxHIDReport::_addCapabilities(const std::vector<QrxHIDCapabilityPtr>& capabilities)
 {
+    _capabilities.reserve(_capabilities.size() + capabilities.size());
     for (QrxHIDCapabilityPtr const& capability : capabilities) {
         if (capability)
             _capabilities.push_back(capability);

@@ -3,6 +3,7 @@
 #include "QrxHIDCollection.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace {
 
@@ -31,8 +32,8 @@ void appendCapabilities(QrxHIDElementPtr const& element, unsigned int reportID,
 {
     if (element->isCollection()) {
         if (auto* const collection = dynamic_cast<QrxHIDCollection*>(element.get())) {
-            std::vector<QrxHIDCapabilityPtr> const below = collection->_findCapabilitiesByReportID(reportID);
-            capabilities.insert(capabilities.end(), below.begin(), below.end());
+            std::vector<QrxHIDCapabilityPtr> below = collection->_findCapabilitiesByReportID(reportID);
+            std::move(below.begin(), below.end(), std::back_inserter(capabilities));
         }
     }
     if (element->isCapability() && element->getReportID() == reportID)

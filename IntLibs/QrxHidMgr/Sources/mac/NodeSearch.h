@@ -1,21 +1,35 @@
 #pragma once
 
 #include "QrxDeviceTreeNode.h"
+#include "QrxHIDCollectionImpl.h"
 #include "swizzler"
 
-/// The nearest node of class `Node` above `node` (the node itself is not looked at), or an empty handle. The walk is
-/// done afresh on each call; every step is held while it is looked at.
+#include <typeinfo>
+
+/// `node` as a `Node`, or null. Walks lead over collections to an object of the very class that is sought, and to tell
+/// these two costs a comparison; a cast, which also finds derived classes, searches all bases of what it looks at.
+template <class Node>
+Node* nodeAs(QrxDeviceTreeNode& node)
+{
+    const std::type_info& type = typeid(node);
+    if (type == typeid(Node)) {
+        return static_cast<Node*>(&node);
+    }
+    return type == typeid(_QrxHIDCollectionImpl) ? nullptr : dynamic_cast<Node*>(&node);
+}
+
+/// The nearest node of class `Node`, which is no collection, above `node` (the node itself is not looked at), or an
+/// empty handle. The walk is done afresh on each call; every step is held while it is looked at.
 template <class Node>
 mis::swizzler<Node> nearestAbove(const QrxDeviceTreeNode& node)
 {
     mis::swizzler<QrxDeviceTreeNode> step = node._getParent();
     while (step) {
-        if (auto* found = dynamic_cast<Node*>(step.get())) {
+        if (Node* found = nodeAs<Node>(*step)) {
             return mis::swizzler<Node>(found);
         }
-        // The next step is held before this one is let go: it may be this one that keeps it.
-        mis::swizzler<QrxDeviceTreeNode> next = step->_getParent();
-        step = next;
+        // The next step is held before this one, which may be what keeps it, is let go.
+        step = step->_getParent();
     }
     return {};
 }

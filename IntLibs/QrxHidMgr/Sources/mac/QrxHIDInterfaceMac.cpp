@@ -7,8 +7,11 @@
 #include "RegistryHandle.h"
 #include "SelfHold.h"
 
+#include <algorithm>
+#include <iterator>
 #include <new>
 #include <stdexcept>
+#include <utility>
 
 using namespace qrx;
 
@@ -17,7 +20,7 @@ namespace {
 template <class Record>
 mis::swizzler<Record> recordOf(CFDictionaryRef dictionary)
 {
-    const mis::swizzler<Record> record(new (std::nothrow) Record);
+    mis::swizzler<Record> record(new (std::nothrow) Record);
     if (record) {
         record->_initWithProperties(dictionary);
     }
@@ -96,10 +99,10 @@ std::vector<mis::swizzler<QrxHIDElement>> _QrxHIDInterfaceMac::_createElements(c
     if (CFGetTypeID(value) == CFArrayGetTypeID()) {
         const auto array = static_cast<CFArrayRef>(value);
         const CFIndex count = CFArrayGetCount(array);
+        result.reserve(static_cast<std::size_t>(count));
         for (CFIndex index = 0; index < count; ++index) {
-            const std::vector<mis::swizzler<QrxHIDElement>> items =
-                _createElements(CFArrayGetValueAtIndex(array, index));
-            result.insert(result.end(), items.begin(), items.end());
+            std::vector<mis::swizzler<QrxHIDElement>> items = _createElements(CFArrayGetValueAtIndex(array, index));
+            std::move(items.begin(), items.end(), std::back_inserter(result));
         }
         return result;
     }
@@ -108,8 +111,8 @@ std::vector<mis::swizzler<QrxHIDElement>> _QrxHIDInterfaceMac::_createElements(c
     }
     const auto dictionary = static_cast<CFDictionaryRef>(value);
     if (!CFDictionaryContainsKey(dictionary, CFSTR("CollectionType"))) {
-        if (const auto capability = recordOf<_QrxHIDCapabilityImpl>(dictionary)) {
-            result.emplace_back(capability);
+        if (auto capability = recordOf<_QrxHIDCapabilityImpl>(dictionary)) {
+            result.emplace_back(std::move(capability));
         }
         return result;
     }
@@ -261,6 +264,7 @@ mis::swizzler<QrxHIDElement> _QrxHIDInterfaceMac::getElementAtIndex(unsigned int
 void _QrxHIDInterfaceMac::_addElements(const std::vector<mis::swizzler<QrxHIDElement>>& elements)
 {
     const SelfHold self(*this);
+    _elements.reserve(_elements.size() + elements.size());
     for (const mis::swizzler<QrxHIDElement>& element : elements) {
         if (element) {
             _elements.push_back(element);
