@@ -166,6 +166,9 @@ DeviceScan::Comparison DeviceScan::compare(const ListedDevice& device, const Dev
             if (readFolder(folder, folder.open(pathOf(device.name) + "/" + old.name), now) == FileResult::failed) {
                 return Comparison::unknown;
             }
+            if (!now.hidDevice.empty() && !_reportNodes.isWhole()) {
+                return Comparison::unknown;
+            }
         }
         if (now != old) {
             return Comparison::different;

@@ -22,6 +22,7 @@ std::string_view takeLast(std::string_view& path)
 SysfsDirectory::Result ReportNodes::read()
 {
     _nodes.clear();
+    _isWhole = true;
     SysfsDirectory folder(_calls);
     std::vector<SysfsDirectory::Entry> entries;
     SysfsDirectory::Result result = folder.open(_path);
@@ -38,8 +39,7 @@ SysfsDirectory::Result ReportNodes::read()
         // "../../devices/pci0000:00/0000:00:14.0/usb1/1-1/1-1:1.0/0003:046D:C52B.0001/hidraw/hidraw0"
         std::string target;
         if (folder.link(entry.name, target) == SysfsDirectory::Result::failed) {
-            _nodes.clear();
-            return SysfsDirectory::Result::failed;
+            _isWhole = false;
         }
         std::string_view path = target;
         takeLast(path);

@@ -30,11 +30,14 @@ public:
 
     /// The node of the interface "1-4.2:1.0" when the links were read; null if it had none.
     const Node* find(std::string_view interface) const;
+    /// False if a link was there and could not be read: then an interface may have a node that `find` does not know.
+    bool isWhole() const { return _isWhole; }
 
 private:
     SystemCalls& _calls;
     const std::string _path;
     std::map<std::string, Node, std::less<>> _nodes;
+    bool _isWhole = true;
 };
 
 } // namespace qrx::platform
