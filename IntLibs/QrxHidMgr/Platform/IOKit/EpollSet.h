@@ -1,6 +1,6 @@
 #pragma once
 
-#include "OwnedFd.h"
+#include "Provider/FileDescriptor.h"
 
 namespace qrx::iokit {
 
@@ -18,10 +18,10 @@ public:
     void forget(int fd);
 
     /// The set is empty from then on, and its descriptor gone.
-    void close() { _epoll = OwnedFd(); }
+    void close() { _epoll = platform::FileDescriptor(); }
 
 private:
-    OwnedFd _epoll;
+    platform::FileDescriptor _epoll;
 };
 
 } // namespace qrx::iokit

@@ -10,10 +10,10 @@
 #include <unistd.h>
 
 using qrx::iokit::CFRef;
-using qrx::iokit::OwnedFd;
 using qrx::iokit::Registry;
 using qrx::iokit::RegistryEntry;
 using qrx::iokit::registryLock;
+using qrx::platform::FileDescriptor;
 
 namespace {
 
@@ -279,6 +279,6 @@ void IONotificationPort::close(std::vector<std::shared_ptr<Notification>>& dropp
 
 void IONotificationPort::closeDescriptors()
 {
-    _event = OwnedFd();
+    _event = FileDescriptor();
     _set.close();
 }

@@ -2,7 +2,7 @@
 
 #include "EpollSet.h"
 #include "Notification.h"
-#include "OwnedFd.h"
+#include "Provider/FileDescriptor.h"
 #include "RegistryEntry.h"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -80,7 +80,7 @@ private:
     void forgetWake();
 
     qrx::iokit::EpollSet _set;
-    qrx::iokit::OwnedFd _event;
+    qrx::platform::FileDescriptor _event;
     /// A weak link: the one reference may be released by the user, who only borrowed it. Cleared when the source ends.
     CFRunLoopSourceRef _source = nullptr;
     bool _isClosed = false;

@@ -10,16 +10,11 @@
 
 namespace qrx {
 
-PlaybackTimer::PlaybackTimer() : _timerFd(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK))
+PlaybackTimer::PlaybackTimer() : _timer(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK))
 {
-    if (_timerFd < 0) {
+    if (!_timer.isOpen()) {
         throw std::system_error(errno, std::generic_category(), "no timer for the playback");
     }
-}
-
-PlaybackTimer::~PlaybackTimer()
-{
-    ::close(_timerFd);
 }
 
 std::uint64_t PlaybackTimer::nowUs()
@@ -36,13 +31,13 @@ void PlaybackTimer::setDue(std::uint64_t timeUs)
     itimerspec due{};
     due.it_value.tv_sec = static_cast<time_t>(timeUs / 1'000'000);
     due.it_value.tv_nsec = static_cast<long>(timeUs % 1'000'000 * 1'000);
-    ::timerfd_settime(_timerFd, TFD_TIMER_ABSTIME, &due, nullptr);
+    ::timerfd_settime(_timer.get(), TFD_TIMER_ABSTIME, &due, nullptr);
 }
 
 void PlaybackTimer::clear()
 {
     const itimerspec never{};
-    ::timerfd_settime(_timerFd, 0, &never, nullptr);
+    ::timerfd_settime(_timer.get(), 0, &never, nullptr);
 }
 
 } // namespace qrx

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "Provider/FileDescriptor.h"
+
 #include <cstdint>
 
 namespace qrx {
@@ -8,21 +10,18 @@ namespace qrx {
 class PlaybackTimer {
 public:
     PlaybackTimer();
-    ~PlaybackTimer();
-    PlaybackTimer(const PlaybackTimer&) = delete;
-    PlaybackTimer& operator=(const PlaybackTimer&) = delete;
 
     /// Microseconds of the monotonic clock.
     static std::uint64_t nowUs();
 
-    int descriptor() const { return _timerFd; }
+    int descriptor() const { return _timer.get(); }
     /// Readable from that moment on, at once if it is past.
     void setDue(std::uint64_t timeUs);
     /// Not readable until setDue is called again. May be called from any thread.
     void clear();
 
 private:
-    int _timerFd;
+    platform::FileDescriptor _timer;
 };
 
 } // namespace qrx

@@ -8,15 +8,8 @@
 namespace qrx::platform {
 
 ReportQueue::ReportQueue(std::size_t depth)
-    : _waiting(depth), _fetched(depth), _eventFd(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+    : _waiting(depth), _fetched(depth), _event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
-}
-
-ReportQueue::~ReportQueue()
-{
-    if (_eventFd >= 0) {
-        ::close(_eventFd);
-    }
 }
 
 bool ReportQueue::push(std::span<const std::uint8_t> report)
@@ -84,13 +77,13 @@ bool ReportQueue::fetchWaiting()
 void ReportQueue::raiseEvent()
 {
     const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = ::write(_eventFd, &one, sizeof one);
+    [[maybe_unused]] const ssize_t written = ::write(_event.get(), &one, sizeof one);
 }
 
 void ReportQueue::clearEvent()
 {
     std::uint64_t count = 0;
-    [[maybe_unused]] const ssize_t taken = ::read(_eventFd, &count, sizeof count);
+    [[maybe_unused]] const ssize_t taken = ::read(_event.get(), &count, sizeof count);
 }
 
 } // namespace qrx::platform

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Provider/FileDescriptor.h"
 #include "Provider/Provider.h"
 
 #include <cstddef>
@@ -18,9 +19,6 @@ namespace qrx::platform {
 class ReportQueue {
 public:
     explicit ReportQueue(std::size_t depth);
-    ~ReportQueue();
-    ReportQueue(const ReportQueue&) = delete;
-    ReportQueue& operator=(const ReportQueue&) = delete;
 
     /// False if the queue is full or has ended: the report is lost, as the kernel loses the newest of too many.
     bool push(std::span<const std::uint8_t> report);
@@ -30,7 +28,7 @@ public:
     std::uint64_t lostCount() const;
 
     /// Readable while reports wait or the queue has ended. -1 if the system had no descriptor to give.
-    int descriptor() const { return _eventFd; }
+    int descriptor() const { return _event.get(); }
     /// The reader's: as HIDChannel::takeReport. `fetched` tells whether the writers got their room back.
     HIDChannel::Next take(std::span<const std::uint8_t>& report, bool& fetched);
     /// The reader's: as HIDChannel::hasFetchedReports.
@@ -51,7 +49,7 @@ private:
     std::size_t _fetchedCount = 0;
     std::size_t _nextFetched = 0;
 
-    int _eventFd;
+    FileDescriptor _event;
 };
 
 } // namespace qrx::platform
