@@ -1,4 +1,4 @@
-#include "LibraryWorld.h"
+#include "LibraryTest.h"
 
 #include "CoreFoundation/LiveObjects.h"
 
@@ -10,8 +10,8 @@ using Names = std::vector<std::string>;
 
 class HotPlug : public LibraryTest {
 protected:
-    QrxVirtualDevice _first = makeDevice("first", plainDescriptor());
-    QrxVirtualDevice _second = makeDevice("second", plainDescriptor());
+    TestDevice _first = makeDevice("first", plainDescriptor());
+    TestDevice _second = makeDevice("second", plainDescriptor());
 };
 
 TEST_F(HotPlug, PopulateFindsWhatIsThereInTheOrderOfArrival)
@@ -139,16 +139,7 @@ TEST_F(HotPlug, ASecondObserveChangesOnlyWhatIsTakenFromThenOn)
 
 TEST_F(HotPlug, ADeviceWithoutHIDInterfaceIsNotListed)
 {
-    QrxVirtualDevice printer({.vendorID = 1,
-                              .productID = 2,
-                              .releaseNumber = 1,
-                              .deviceClass = 0,
-                              .deviceSubclass = 0,
-                              .deviceProtocol = 0,
-                              .vendorName = "",
-                              .productName = "printer",
-                              .serialNumber = ""},
-                             {{0, {}, "", 0, 0}});
+    TestDevice printer = makeDevice("printer", {});
     printer.plug();
     const TreeHandle tree = populatedTree();
     EXPECT_EQ(0u, tree->getHIDDeviceCount());
@@ -170,20 +161,21 @@ TEST_F(HotPlug, ManyDevicesInOneBurstArriveAndLeaveEachOnce)
 {
     const TreeHandle tree = makeTree();
     tree->observe(0, 0);
-    std::vector<QrxVirtualDevice> devices;
+    const std::size_t count = TestDevice::mostAtOnce();
+    std::vector<TestDevice> devices;
     Names names;
-    for (int i = 0; i < 200; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         names.push_back("device " + std::to_string(i));
         devices.push_back(makeDevice(names.back(), plainDescriptor()));
         devices.back().plug();
     }
-    ASSERT_TRUE(runUntil([&] { return tree->getHIDDeviceCount() == 200; }));
+    ASSERT_TRUE(runUntil([&] { return tree->getHIDDeviceCount() == count; }));
     EXPECT_EQ(names, _treeDelegate.arrivals);
     const CapturedOutput output;
     devices.clear();
     ASSERT_TRUE(runUntil([&] { return tree->getHIDDeviceCount() == 0; }));
     std::string lines;
-    for (int i = 0; i < 200; ++i) {
+    for (std::size_t i = 0; i < count; ++i) {
         lines += "device notification: id 2\n";
     }
     EXPECT_EQ(lines, output.text());
@@ -223,7 +215,7 @@ TEST_F(HotPlug, TheFacadeCountsDevicesAndOpensNone)
     EXPECT_TRUE(facade.startTheDeviceService());
     EXPECT_TRUE(facade.setOutputReport(1, 0, std::valarray<unsigned char>{7, 8}, 0));
     EXPECT_TRUE(_first.takeSentReports().empty()) << "nobody has opened it";
-    EXPECT_EQ(0u, _first.openCount(0));
+    EXPECT_FALSE(_first.isOpen(0));
     facade.stopTheDeviceService();
     EXPECT_EQ("device notification: device added\ndevice notification: device added\n"
               "QrxDeviceTreeInterface() Device count in tree = 2\n",

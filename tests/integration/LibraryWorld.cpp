@@ -1,17 +1,10 @@
 #include "LibraryWorld.h"
 
-#include "CoreFoundation/SystemVersion.h"
-
-#include <chrono>
 #include <iomanip>
 #include <iostream>
 #include <ostream>
 
 namespace {
-
-constexpr std::chrono::seconds kDeadline{10};
-/// Any version from 10.4 on takes the queue mode.
-constexpr std::int32_t kQueueModeVersion = 0x1068;
 
 Bytes bytesOf(const std::valarray<uint8_t>& array)
 {
@@ -61,72 +54,6 @@ CapturedOutput::CapturedOutput() : _previous(std::cout.rdbuf(_text.rdbuf())) {}
 CapturedOutput::~CapturedOutput()
 {
     std::cout.rdbuf(_previous);
-}
-
-LibraryTest::LibraryTest()
-{
-    QrxVirtualDevice::setRealDevicesEnabled(false);
-}
-
-LibraryTest::~LibraryTest()
-{
-    setQueueMode(false);
-}
-
-QrxVirtualDevice LibraryTest::makeDevice(const std::string& name, const Bytes& descriptor,
-                                         const std::vector<int>& interfaceNumbers)
-{
-    QrxVirtualIdentity identity;
-    identity.vendorID = 0x1234;
-    identity.productID = 0x5678;
-    identity.productName = name;
-    std::vector<QrxVirtualInterface> interfaces;
-    for (const int number : interfaceNumbers) {
-        interfaces.push_back({number, descriptor, "", 0, 0});
-    }
-    return {identity, interfaces};
-}
-
-TreeHandle LibraryTest::makeTree()
-{
-    TreeHandle tree = QrxDeviceTree::NewInstance();
-    tree->setDelegate(&_treeDelegate);
-    return tree;
-}
-
-TreeHandle LibraryTest::populatedTree()
-{
-    TreeHandle tree = makeTree();
-    tree->populate(0, 0);
-    return tree;
-}
-
-bool LibraryTest::runUntil(const std::function<bool()>& condition)
-{
-    const auto deadline = std::chrono::steady_clock::now() + kDeadline;
-    while (!condition() && std::chrono::steady_clock::now() < deadline) {
-        QrxRunLoop::current().runOnce(0.01);
-    }
-    return condition();
-}
-
-void LibraryTest::runWhileBusy()
-{
-    while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
-    }
-}
-
-std::shared_ptr<RecordingDeviceDelegate::Log> LibraryTest::openWithLog(const DeviceHandle& device)
-{
-    auto log = std::make_shared<RecordingDeviceDelegate::Log>();
-    device->setDelegate(new RecordingDeviceDelegate(log));
-    device->open();
-    return log;
-}
-
-void LibraryTest::setQueueMode(bool queueMode)
-{
-    qrx::platform::setSystemVersion(queueMode ? std::optional(kQueueModeVersion) : std::nullopt);
 }
 
 Bytes plainDescriptor()

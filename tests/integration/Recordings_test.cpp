@@ -1,4 +1,4 @@
-#include "LibraryWorld.h"
+#include "LibraryTest.h"
 
 #include "HID/ReportDescriptor.h"
 

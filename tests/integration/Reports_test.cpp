@@ -1,4 +1,4 @@
-#include "LibraryWorld.h"
+#include "LibraryTest.h"
 
 #include <QrxHIDReport.h>
 
@@ -11,7 +11,7 @@ class Reports_test : public LibraryTest, public testing::WithParamInterface<bool
 protected:
     Reports_test() { setQueueMode(GetParam()); }
 
-    DeviceHandle arrived(QrxVirtualDevice& device)
+    DeviceHandle arrived(TestDevice& device)
     {
         device.plug();
         _tree = populatedTree();
@@ -26,7 +26,7 @@ INSTANTIATE_TEST_SUITE_P(Modes, Reports_test, testing::Bool(),
 
 TEST_P(Reports_test, InputReachesTheDelegateAsItCame)
 {
-    QrxVirtualDevice device = makeDevice("plain", plainDescriptor());
+    TestDevice device = makeDevice("plain", plainDescriptor());
     const auto log = openWithLog(arrived(device));
     ASSERT_TRUE(device.sendInputReport(0, {1, 2, 3, 4}));
     ASSERT_TRUE(device.sendInputReport(0, {1, 2, 3, 4})) << "the same again is a report of its own";
@@ -37,7 +37,7 @@ TEST_P(Reports_test, InputReachesTheDelegateAsItCame)
 
 TEST_P(Reports_test, ANumberedReportBeginsWithItsNumber)
 {
-    QrxVirtualDevice device = makeDevice("numbered", numberedDescriptor());
+    TestDevice device = makeDevice("numbered", numberedDescriptor());
     const auto log = openWithLog(arrived(device));
     device.sendInputReport(0, {1, 10, 11});
     device.sendInputReport(0, {2, 1, 2, 3, 4, 5, 6, 7, 8});
@@ -48,7 +48,7 @@ TEST_P(Reports_test, ANumberedReportBeginsWithItsNumber)
 TEST_P(Reports_test, EveryLengthArrivesWhole)
 {
     for (const std::size_t length : std::initializer_list<std::size_t>{1, 2, 3, 4, 5, 8, 63, 64, 65, 1024, 4096}) {
-        QrxVirtualDevice device = makeDevice("long", vendorDescriptor(length));
+        TestDevice device = makeDevice("long", vendorDescriptor(length));
         const auto log = openWithLog(arrived(device));
         Bytes report(length);
         for (std::size_t i = 0; i < length; ++i) {
@@ -62,7 +62,7 @@ TEST_P(Reports_test, EveryLengthArrivesWhole)
 
 TEST_P(Reports_test, EachInterfaceOfACompositeDeviceNamesItself)
 {
-    QrxVirtualDevice device = makeDevice("composite", plainDescriptor(), {3, 7});
+    TestDevice device = makeDevice("composite", plainDescriptor(), {3, 7});
     const auto log = openWithLog(arrived(device));
     device.sendInputReport(7, {7, 7, 7, 7});
     device.sendInputReport(3, {3, 3, 3, 3});
@@ -75,10 +75,10 @@ TEST_P(Reports_test, EachInterfaceOfACompositeDeviceNamesItself)
 
 TEST_P(Reports_test, AFullQueueOfReportsIsDeliveredInOrder)
 {
-    QrxVirtualDevice device = makeDevice("flood", plainDescriptor());
+    TestDevice device = makeDevice("flood", plainDescriptor());
     const auto log = openWithLog(arrived(device));
     Reports expected;
-    for (std::uint8_t i = 0; i < QrxVirtualDevice::kQueuedReports; ++i) {
+    for (std::uint8_t i = 0; i < TestDevice::kQueuedReports; ++i) {
         expected.push_back({{i, 1, 2, 3}, 0});
         ASSERT_TRUE(device.sendInputReport(0, expected.back().bytes));
     }
@@ -88,12 +88,12 @@ TEST_P(Reports_test, AFullQueueOfReportsIsDeliveredInOrder)
 
 TEST_P(Reports_test, AClosedDeviceDeliversNothingAndAReopenedOneAgain)
 {
-    QrxVirtualDevice device = makeDevice("plain", plainDescriptor());
+    TestDevice device = makeDevice("plain", plainDescriptor());
     const DeviceHandle handle = arrived(device);
     const auto log = openWithLog(handle);
     device.sendInputReport(0, {1, 0, 0, 0});
     handle->close();
-    EXPECT_EQ(0u, device.openCount(0));
+    EXPECT_FALSE(device.isOpen(0));
     EXPECT_FALSE(device.sendInputReport(0, {2, 0, 0, 0}));
     runWhileBusy();
     EXPECT_EQ(Reports{}, log->input);
@@ -106,7 +106,7 @@ TEST_P(Reports_test, AClosedDeviceDeliversNothingAndAReopenedOneAgain)
 
 TEST_P(Reports_test, WhatWaitsAtTheUnplugIsDeliveredBeforeTheRemovalIsTold)
 {
-    QrxVirtualDevice device = makeDevice("plain", plainDescriptor());
+    TestDevice device = makeDevice("plain", plainDescriptor());
     const DeviceHandle handle = arrived(device);
     _tree->observe(0, 0);
     const auto log = openWithLog(handle);
@@ -130,13 +130,13 @@ TEST_P(Reports_test, WhatWaitsAtTheUnplugIsDeliveredBeforeTheRemovalIsTold)
 TEST_P(Reports_test, TheRemovalWaitsForTheReportsHoweverManyInterfacesHaveThem)
 {
     // The port has something to tell before any report waits, so its turn comes first.
-    QrxVirtualDevice other = makeDevice("other", plainDescriptor());
-    QrxVirtualDevice device = makeDevice("composite", plainDescriptor(), {0, 1, 2});
+    TestDevice other = makeDevice("other", plainDescriptor());
+    TestDevice device = makeDevice("composite", plainDescriptor(), {0, 1, 2});
     const DeviceHandle handle = arrived(device);
     _tree->observe(0, 0);
     const auto log = openWithLog(handle);
     other.plug();
-    for (std::uint8_t i = 0; i < QrxVirtualDevice::kQueuedReports; ++i) {
+    for (std::uint8_t i = 0; i < TestDevice::kQueuedReports; ++i) {
         for (const int interfaceNumber : {0, 1, 2}) {
             ASSERT_TRUE(device.sendInputReport(interfaceNumber, {i, 0, 0, 0}));
         }
@@ -147,13 +147,13 @@ TEST_P(Reports_test, TheRemovalWaitsForTheReportsHoweverManyInterfacesHaveThem)
     log->onInput = [&] { lateReports += output.text().empty() ? 0 : 1; };
     ASSERT_TRUE(runUntil([&] { return !output.text().empty(); }));
     runWhileBusy();
-    EXPECT_EQ(3 * QrxVirtualDevice::kQueuedReports, log->input.size());
+    EXPECT_EQ(3 * TestDevice::kQueuedReports, log->input.size());
     EXPECT_EQ(0u, lateReports) << "delivered after the removal was told";
 }
 
 TEST_P(Reports_test, OutputAndFeatureReportsReachTheDeviceAfterTheDelegate)
 {
-    QrxVirtualDevice device = makeDevice("numbered", numberedDescriptor(), {0, 1});
+    TestDevice device = makeDevice("numbered", numberedDescriptor(), {0, 1});
     const DeviceHandle handle = arrived(device);
     const auto log = openWithLog(handle);
     handle->setReport(1, 3, {3, 1, 2, 3}, 1);
@@ -171,7 +171,7 @@ TEST_P(Reports_test, OutputAndFeatureReportsReachTheDeviceAfterTheDelegate)
 
 TEST_P(Reports_test, TwoTreesWithOneDeviceOpenBothGetItsInput)
 {
-    QrxVirtualDevice device = makeDevice("plain", plainDescriptor());
+    TestDevice device = makeDevice("plain", plainDescriptor());
     const auto log = openWithLog(arrived(device));
     const TreeHandle secondTree = populatedTree();
     const auto secondLog = openWithLog(secondTree->getDeviceAtIndex(0));
@@ -182,8 +182,8 @@ TEST_P(Reports_test, TwoTreesWithOneDeviceOpenBothGetItsInput)
 
 TEST_P(Reports_test, ABusyDeviceDoesNotStarveAnother)
 {
-    QrxVirtualDevice busy = makeDevice("busy", plainDescriptor());
-    QrxVirtualDevice calm = makeDevice("calm", plainDescriptor());
+    TestDevice busy = makeDevice("busy", plainDescriptor());
+    TestDevice calm = makeDevice("calm", plainDescriptor());
     busy.plug();
     calm.plug();
     const TreeHandle tree = populatedTree();
@@ -201,7 +201,7 @@ class OddLengths : public LibraryTest {};
 
 TEST_F(OddLengths, InInterruptModeALongReportIsCutToTheLargestAndAShortOneComesAsItIs)
 {
-    QrxVirtualDevice device = makeDevice("plain", plainDescriptor());
+    TestDevice device = makeDevice("plain", plainDescriptor());
     device.plug();
     const TreeHandle tree = populatedTree();
     const auto log = openWithLog(tree->getDeviceAtIndex(0));
@@ -215,7 +215,7 @@ TEST_F(OddLengths, InInterruptModeALongReportIsCutToTheLargestAndAShortOneComesA
 TEST_F(OddLengths, InQueueModeALongReportIsCutToItsDeclaredLengthAndAShortOneIsDropped)
 {
     setQueueMode(true);
-    QrxVirtualDevice device = makeDevice("numbered", numberedDescriptor());
+    TestDevice device = makeDevice("numbered", numberedDescriptor());
     device.plug();
     const TreeHandle tree = populatedTree();
     const auto log = openWithLog(tree->getDeviceAtIndex(0));

@@ -1,4 +1,4 @@
-#include "LibraryWorld.h"
+#include "LibraryTest.h"
 
 #include <atomic>
 #include <thread>
@@ -71,7 +71,8 @@ TEST_F(Threads, TwoThreadsEachWithATreeOfTheirOwn)
 
 TEST_F(Threads, ADeviceOfOneThreadIsDrivenFromAnother)
 {
-    QrxVirtualDevice device = makeDevice("driven", plainDescriptor());
+    TestDevice driven = makeDevice("driven", plainDescriptor());
+    QrxVirtualDevice& device = *driven.virtualDevice();
     const TreeHandle tree = makeTree();
     tree->observe(0, 0);
     std::shared_ptr<RecordingDeviceDelegate::Log> log;

@@ -122,7 +122,8 @@ TEST_F(Access, ADriversNodeThatIsMissingInTheDeviceFolderIsTold)
 
 TEST(AccessWithUdevd, ADeviceIsToldOfWhenSlowRulesHaveBeenCarriedOut)
 {
-    const Udevd udevd("KERNEL==\"hidraw*\", PROGRAM=\"/bin/busybox sleep 0.3\", MODE=\"0666\"\n");
+    // Slow enough to be seen, and well within the settle time also where all is slow.
+    const Udevd udevd("KERNEL==\"hidraw*\", PROGRAM=\"/bin/busybox sleep 0.1\", MODE=\"0666\"\n");
     {
         QrxVirtualDevice::setRealDevicesEnabled(true);
         RecordingTreeDelegate told;
