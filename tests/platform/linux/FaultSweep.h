@@ -26,6 +26,9 @@ std::string kindOf(const std::string& call);
 /// What the call of that line can fail with.
 std::vector<int> errorsOf(const std::string& call);
 
+/// Whether what happens is the same as without a fault: there is none, a signal interrupts, or a close fails.
+bool isUnnoticed(const std::optional<Fault>& fault);
+
 /// Something that the provider goes through. Made anew for each telling; its calls up to a fault must be the same each
 /// time.
 class Story {

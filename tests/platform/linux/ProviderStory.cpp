@@ -1,7 +1,6 @@
 #include "ProviderStory.h"
 
 #include <algorithm>
-#include <cerrno>
 
 namespace qrx::platform::test {
 
@@ -30,15 +29,6 @@ TreeDevice ProviderStory::composite(const std::string& name, int hidraw)
     device.interfaces[0].reportDescriptor = vendorDescriptor(8, 8, 8);
     device.interfaces[1].name = "Second";
     return device;
-}
-
-bool ProviderStory::isUnnoticed(const std::optional<Fault>& fault)
-{
-    if (!fault || kindOf(fault->call) == "close") {
-        return true;
-    }
-    // The order of arrival alone hangs on fstatfs.
-    return fault->error == EINTR && kindOf(fault->call) != "epoll_wait" && kindOf(fault->call) != "fstatfs";
 }
 
 ProviderStory::Names ProviderStory::places() const

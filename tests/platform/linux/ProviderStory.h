@@ -26,8 +26,6 @@ protected:
     /// Connected for longer than the settle time, with two HID interfaces on nodes `hidraw` and the next, and another
     /// one.
     static TreeDevice composite(const std::string& name, int hidraw);
-    /// Whether what happens is the same as without the fault: a signal that interrupts, a close that fails.
-    static bool isUnnoticed(const std::optional<Fault>& fault);
 
     /// The devices that the registry shows now, sorted.
     Names places() const;
