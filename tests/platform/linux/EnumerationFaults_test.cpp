@@ -8,6 +8,8 @@
 #include <cerrno>
 #include <filesystem>
 
+#include <sys/stat.h>
+
 namespace qrx::platform {
 namespace {
 
@@ -45,6 +47,20 @@ protected:
         return calls.count();
     }
 
+    /// Files, folders and links, the deepest first.
+    std::vector<fs::path> filesOfTheVictim() const
+    {
+        std::vector<fs::path> files;
+        for (const auto& entry : fs::recursive_directory_iterator(tree->devicePath("1-1"))) {
+            files.push_back(entry.path());
+        }
+        EXPECT_GT(files.size(), 40U);
+        std::sort(files.rbegin(), files.rend());
+        return files;
+    }
+    /// Whatever the victim's file is.
+    void expectTheOtherIsServed(const fs::path& file);
+
     std::unique_ptr<test::SysfsTree> tree = std::make_unique<test::SysfsTree>();
     test::FaultyCalls calls;
     TreeDevice victim;
@@ -55,6 +71,17 @@ bool shows(const test::RecordingSink& sink, const std::string& place)
 {
     return std::any_of(sink.devices().begin(), sink.devices().end(),
                        [&](const auto& entry) { return entry.second.place == place; });
+}
+
+void EnumerationFaults::expectTheOtherIsServed(const fs::path& file)
+{
+    test::RecordingSink sink;
+    makeLinuxProvider(paths())->refresh(sink);
+    ASSERT_TRUE(shows(sink, "1-2")) << file;
+    const DeviceFacts& facts = sink.at("1-2");
+    EXPECT_EQ(facts.productName, other.productText) << file;
+    EXPECT_EQ(facts.interfaces.size(), 2U) << file;
+    EXPECT_EQ(calls.openDescriptors(), 0U) << file;
 }
 
 TEST_F(EnumerationFaults, AllCallsMayFailFromAnyPointOn)
@@ -107,18 +134,11 @@ TEST_F(EnumerationFaults, ADeviceMayVanishBeforeAnyCall)
 
 TEST_F(EnumerationFaults, AnyFileMayBeMissing)
 {
-    std::vector<fs::path> files;
-    for (const auto& entry : fs::recursive_directory_iterator(tree->devicePath("1-1"))) {
-        files.push_back(entry.path());
-    }
-    ASSERT_GT(files.size(), 40U);
-    for (const fs::path& file : files) {
+    for (const fs::path& file : filesOfTheVictim()) {
         tree->unplug("1-1");
         tree->plug(victim);
         fs::remove_all(file);
-        test::RecordingSink sink;
-        makeLinuxProvider(paths())->refresh(sink);
-        EXPECT_TRUE(shows(sink, "1-2")) << file;
+        expectTheOtherIsServed(file);
     }
 }
 
@@ -142,22 +162,35 @@ TEST_F(EnumerationFaults, AnyFileMayBeEmptyOrFullOfNoise)
     }
 }
 
-TEST_F(EnumerationFaults, AFileMayBeAFolderAndAFolderAFile)
+TEST_F(EnumerationFaults, AnyFileMayBeAFolderAndAnyFolderAFile)
 {
-    const fs::path device = tree->devicePath("1-1");
-    for (const char* name : {"descriptors", "product", "speed", "1-1:1.0"}) {
+    for (const fs::path& file : filesOfTheVictim()) {
         tree->unplug("1-1");
         tree->plug(victim);
-        const bool isFolder = fs::is_directory(device / name);
-        fs::remove_all(device / name);
+        const bool isFolder = fs::is_directory(file);
+        fs::remove_all(file);
         if (isFolder) {
-            test::SysfsTree::write(device / name, "text");
+            test::SysfsTree::write(file, "text");
         } else {
-            fs::create_directory(device / name);
+            fs::create_directory(file);
         }
-        test::RecordingSink sink;
-        makeLinuxProvider(paths())->refresh(sink);
-        EXPECT_TRUE(shows(sink, "1-2")) << name;
+        expectTheOtherIsServed(file);
+    }
+}
+
+TEST_F(EnumerationFaults, AnyFileMayBeEndlessOrALinkToItselfOrAPipe)
+{
+    for (const fs::path& file : filesOfTheVictim()) {
+        for (const fs::path& target : {fs::path("/dev/zero"), fs::path("/dev/full"), file, fs::path("/nowhere")}) {
+            tree->unplug("1-1");
+            tree->plug(victim);
+            fs::remove_all(file);
+            fs::create_symlink(target, file);
+            expectTheOtherIsServed(file);
+        }
+        fs::remove(file);
+        ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0) << file;
+        expectTheOtherIsServed(file);
     }
 }
 
