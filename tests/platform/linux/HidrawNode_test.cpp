@@ -173,6 +173,15 @@ TEST_F(HidrawNodes, AnswerOtherErrorsWithoutALine)
     }
 }
 
+TEST_F(HidrawNodes, ThatCannotBeLookedAtHaveNotLeftForThat)
+{
+    constexpr int kLookAfterOpening = 2;
+    calls.failCall(kLookAfterOpening, ENOMEM);
+    EXPECT_EQ(open(0), Status::noMemory);
+    EXPECT_EQ(channel, nullptr);
+    EXPECT_EQ(calls.openDescriptors(), 0U);
+}
+
 TEST_F(HidrawNodes, OutliveTheirDeviceAndTheProvider)
 {
     const std::shared_ptr<HIDPort> port = sink.at("1-1").interfaces[0].hid;

@@ -66,8 +66,11 @@ Status HidrawNode::open(std::unique_ptr<HIDChannel>& channel)
     }
     // The number may have gone to another device since. While the node's folder stands below our HID device (whose
     // running number comes only once), the number is ours; so it was a moment ago, when the node was opened.
-    if (_access->hasLeft() || _calls.exists(_place.sysfs.c_str()) != 0) {
+    if (_access->hasLeft()) {
         return Status::notAttached;
+    }
+    if (_calls.exists(_place.sysfs.c_str()) != 0) {
+        return statusOfOpen(errno);
     }
     channel = std::make_unique<HidrawChannel>(_calls, std::move(fd), _reportDescriptor, canWrite);
     return Status::success;
