@@ -144,9 +144,10 @@ void QrxHIDDevice::_handleReport(std::valarray<uint8_t> report, int interfaceNum
 {
     if (_delegate != nullptr) {
         // The delegate may drop every other handle on this device, replace itself or throw: the device ends, if it
-        // does, with the handle that the delegate was given, and nothing of it is used afterwards.
+        // does, with the handle that the delegate was given, and nothing of it is used afterwards. The array is this
+        // call's own, so the delegate takes it over.
         SelfLoan const loan(*this);
-        _delegate->handleReport(report, mis::swizzler<QrxHIDDevice>(this), interfaceNumber);
+        _delegate->handleReport(std::move(report), mis::swizzler<QrxHIDDevice>(this), interfaceNumber);
         return;
     }
     std::cout << "QrxHIDDevice dispatch report: ";

@@ -4,6 +4,8 @@
 #include "NearestDevice.h"
 #include "QrxHIDDevice.h"
 
+#include <utility>
+
 QrxHIDDeviceConnection::QrxHIDDeviceConnection() = default;
 
 QrxHIDDeviceConnection::~QrxHIDDeviceConnection() = default;
@@ -26,10 +28,10 @@ mis::swizzler<QrxHIDDevice> QrxHIDDeviceConnection::getDevice() const
 void QrxHIDDeviceConnection::handleReport(std::valarray<uint8_t> report, int interfaceNumber)
 {
     // The application's delegate may end this connection during the call; the device is held, nothing else is used
-    // after.
+    // after. The array is this call's own, so the device takes it over.
     mis::swizzler<QrxHIDDevice> const device = getDevice();
     if (device)
-        device->_handleReport(report, interfaceNumber);
+        device->_handleReport(std::move(report), interfaceNumber);
 }
 
 void QrxHIDDeviceConnection::setReport(unsigned int, unsigned int, std::valarray<uint8_t>)

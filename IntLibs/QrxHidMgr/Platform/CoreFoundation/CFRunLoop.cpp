@@ -92,8 +92,9 @@ __CFRunLoop::~__CFRunLoop()
 
 RunLoopMode* __CFRunLoop::findMode(CFStringRef name) const
 {
-    const auto found =
-        std::find_if(_modes.begin(), _modes.end(), [name](const auto& mode) { return CFEqual(mode->name(), name); });
+    const auto found = std::find_if(_modes.begin(), _modes.end(), [name](const auto& mode) {
+        return mode->name() == name || CFEqual(mode->name(), name);
+    });
     return found != _modes.end() ? found->get() : nullptr;
 }
 

@@ -71,11 +71,4 @@ void ReportBatch::setSegments(std::size_t size)
     _endedEmpty = rest == 0 && full < _segments.size();
 }
 
-std::span<const std::uint8_t> ReportBatch::take()
-{
-    const std::size_t at = _next++;
-    const std::size_t size = _next == _count ? _lastBytes : _segmentBytes;
-    return std::span<const std::uint8_t>(_bytes).subspan(at * _segmentBytes, size);
-}
-
 } // namespace qrx::platform

@@ -31,7 +31,11 @@ public:
     void setSegments(std::size_t size);
 
     bool isEmpty() const { return _next == _count; }
-    std::span<const std::uint8_t> take();
+    std::span<const std::uint8_t> take()
+    {
+        const std::size_t at = _next++;
+        return {_bytes.data() + at * _segmentBytes, _next == _count ? _lastBytes : _segmentBytes};
+    }
 
     /// Reports of the last setSegments.
     std::size_t count() const { return _count; }

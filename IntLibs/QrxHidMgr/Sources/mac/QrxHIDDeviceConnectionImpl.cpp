@@ -1,8 +1,10 @@
 #include "QrxHIDDeviceConnectionImpl.h"
 
+#include "ExactClass.h"
 #include "FirstException.h"
 #include "NodeSearch.h"
 #include "PropertyReading.h"
+#include "QrxHIDDeviceImpl.h"
 #include "QrxHIDInterfaceMac.h"
 #include "SelfHold.h"
 
@@ -42,7 +44,9 @@ struct FreeBlock {
 mis::swizzler<_QrxHIDDeviceConnectionImpl> connectionOf(void* target)
 {
     auto* connection = static_cast<QrxHIDDeviceConnection*>(target);
-    return mis::swizzler<_QrxHIDDeviceConnectionImpl>(dynamic_cast<_QrxHIDDeviceConnectionImpl*>(connection));
+    auto* own = exactly<_QrxHIDDeviceConnectionImpl>(connection);
+    return mis::swizzler<_QrxHIDDeviceConnectionImpl>(
+        own != nullptr ? own : dynamic_cast<_QrxHIDDeviceConnectionImpl*>(connection));
 }
 
 // The callbacks hold the connection until they return: whoever receives the report may drop everything above it.
@@ -73,11 +77,7 @@ void ReportsQueueCallback(void* target, int result, void*, void* sender)
 
 std::valarray<uint8_t> bytesAt(const void* start, std::size_t count)
 {
-    std::valarray<uint8_t> bytes(count);
-    if (count != 0) {
-        std::memcpy(&bytes[0], start, count);
-    }
-    return bytes;
+    return count != 0 ? std::valarray<uint8_t>(static_cast<const uint8_t*>(start), count) : std::valarray<uint8_t>();
 }
 
 /// The low `count` bytes of the value, least significant first; zeros past the fourth.
@@ -142,6 +142,16 @@ void _QrxHIDDeviceConnectionImpl::_initWithEntry(unsigned int entry)
     _entry = entry;
     _properties = properties::snapshot(entry);
     _createDeviceInterface();
+}
+
+mis::swizzler<QrxHIDDevice> _QrxHIDDeviceConnectionImpl::getDevice() const
+{
+    if (const auto* interface = exactly<_QrxHIDInterfaceMac>(_parent)) {
+        if (auto* device = exactly<_QrxHIDDeviceImpl>(interface->_borrowedParent())) {
+            return mis::swizzler<QrxHIDDevice>(device);
+        }
+    }
+    return QrxHIDDeviceConnection::getDevice();
 }
 
 mis::swizzler<_QrxHIDInterfaceMac> _QrxHIDDeviceConnectionImpl::_getInterface()
@@ -362,6 +372,9 @@ void _QrxHIDDeviceConnectionImpl::_deliver(const IOHIDEventStruct& event)
 
 int _QrxHIDDeviceConnectionImpl::_interfaceNumber()
 {
+    if (const auto* parent = exactly<_QrxHIDInterfaceMac>(_parent)) {
+        return parent->getInterfaceNumber();
+    }
     const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface();
     return interface ? interface->getInterfaceNumber() : 0;
 }

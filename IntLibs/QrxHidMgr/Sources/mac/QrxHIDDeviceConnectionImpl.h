@@ -32,6 +32,8 @@ public:
     /// Sends the bytes exactly as given and waits until the platform has taken them. `type` is 0 input, 1 output,
     /// 2 feature. No bytes, or no device interface: nothing is sent.
     void setReport(unsigned int type, unsigned int reportID, std::valarray<uint8_t> bytes) override;
+    /// As for every connection; quicker where the interface and the device are this backend's own.
+    mis::swizzler<QrxHIDDevice> getDevice() const override;
 
     /// Retains the driver's entry, reads its properties and makes the device interface. Nothing happens for 0, for an
     /// entry that is no "IOHIDDevice", and on any call after the first.

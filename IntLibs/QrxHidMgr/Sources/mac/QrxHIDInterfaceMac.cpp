@@ -29,7 +29,7 @@ mis::swizzler<Record> recordOf(CFDictionaryRef dictionary)
 
 } // namespace
 
-_QrxHIDInterfaceMac::_QrxHIDInterfaceMac() : _entry(0), _properties(nullptr) {}
+_QrxHIDInterfaceMac::_QrxHIDInterfaceMac() : _entry(0), _properties(nullptr), _interfaceNumber(0) {}
 
 _QrxHIDInterfaceMac::~_QrxHIDInterfaceMac()
 {
@@ -59,6 +59,7 @@ void _QrxHIDInterfaceMac::_initWithEntry(unsigned int entry)
     IOObjectRetain(entry);
     _entry = entry;
     _properties = properties::snapshot(entry);
+    _interfaceNumber = properties::number(_properties, CFSTR("bInterfaceNumber"));
     _findElements();
     _findHIDDriver();
 }
@@ -220,7 +221,7 @@ uint32_t _QrxHIDInterfaceMac::getProtocol() const
 
 int32_t _QrxHIDInterfaceMac::getInterfaceNumber() const
 {
-    return properties::number(_properties, CFSTR("bInterfaceNumber"));
+    return _interfaceNumber;
 }
 
 uint32_t _QrxHIDInterfaceMac::getPrimaryUsagePage() const

@@ -67,6 +67,9 @@ public:
     /// Sends one report; nothing happens without a connection.
     virtual void setReport(unsigned int type, unsigned int reportID, std::valarray<unsigned char> bytes);
 
+    /// The parent, borrowed, or null: as _getParent, without a handle.
+    QrxDeviceTreeNode* _borrowedParent() const { return _parent; }
+
 private:
     void _adoptConnection(const mis::swizzler<_QrxHIDDeviceConnectionImpl>& connection);
 
@@ -74,4 +77,6 @@ private:
     CFMutableDictionaryRef _properties;
     std::vector<mis::swizzler<QrxHIDElement>> _elements;
     mis::swizzler<_QrxHIDDeviceConnectionImpl> _connection;
+    /// Of the properties, which do not change: it is asked for with every report.
+    std::int32_t _interfaceNumber;
 };
