@@ -30,15 +30,16 @@ GOAL_OBSERVING_CALLS = 1
 
 # Instructions of the library, kernel included: of a report when 60 wait, and of a node.
 LIMITS = {
-    ("reports", 60): 3660,
-    ("first", 1): 722_000, ("first", 10): 291_000, ("first", 40): 263_000,
-    ("again", 1): 234_000, ("again", 10): 128_000, ("again", 40): 122_000,
+    ("reports", 60): 1530,
+    ("first", 1): 690_000, ("first", 10): 244_000, ("first", 40): 216_000,
+    ("again", 1): 187_000, ("again", 10): 81_700, ("again", 40): 76_100,
 }
 KNOWN_MISSES = {
+    # What is left is the kernel's part (see plain_readv) and what each report is given: a copy of its bytes, and
+    # handles on its connection and its device while they are called.
     "60 reports, of hid_read_timeout's instructions",
+    # A fresh process pays once for what it touches first, whatever the number of nodes.
     "1 nodes, first, of hid_enumerate's instructions",
-    "10 nodes, first, of hid_enumerate's instructions",
-    "40 nodes, first, of hid_enumerate's instructions",
 }
 
 Sample = collections.namedtuple("Sample", "found wall cpu allocations")
@@ -77,12 +78,12 @@ def medians_of(lines):
 
 
 def calls_of(lines, key):
-    """Of each step of the trace behind that key the calls, those of the allocator left out; the first of its name. None
+    """Of each step of the trace behind that key the calls, those of the allocator left out; the last of its name. Nothing
     if that program was not traced."""
     trace = [line[len(key) + 1:] for line in lines if line.startswith(key + " ")]
     counts = {}
     for step in call_trace.steps("\n".join(trace)) if trace else []:
-        counts.setdefault(step.name, len(call_trace.without_memory(step)))
+        counts[step.name] = len(call_trace.without_memory(step))
     return counts
 
 

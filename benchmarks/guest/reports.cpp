@@ -1,8 +1,9 @@
 // Reports that wait, drained by the library, by hidapi and by a floor: reports [ROUNDS]
 //
-// One device, whose node all of them have open; each round sends 1, 8 and 60 reports of 64 bytes, which then wait for
-// every reader, and the readers take their turns. Steps (see ../linux/Steps.h) are READER_WAITING, what is found is the
-// number of reports that came whole and in order; `nothing` is what a step without work costs.
+// One device, whose node all of them have open; each round sends 1 report of 64 bytes (later 8, then 60), which then
+// waits for every reader, and the readers take their turns, each round another first. Steps (see ../linux/Steps.h) are
+// READER_WAITING, what is found is the number of reports that came whole and in order; `nothing` is what a step without
+// work costs.
 
 #include "../linux/Steps.h"
 #include "Drain.h"
@@ -47,13 +48,15 @@ void measure(std::size_t rounds)
 {
     Panels panels(1);
     VhciDevice& device = *panels.devices().front();
-    const auto drains = makeDrains(device.waitForNodes().at(0));
+    auto drains = makeDrains(device.waitForNodes().at(0));
     Steps steps;
-    for (std::size_t round = 0; round < rounds; ++round) {
-        steps.run(
-            "nothing", [] {}, [] { return std::size_t{0}; });
-        for (const std::size_t waiting : kWaiting) {
+    for (const std::size_t waiting : kWaiting) {
+        for (std::size_t round = 0; round < rounds; ++round) {
+            steps.run(
+                "nothing", [] {}, [] { return std::size_t{0}; });
             send(device, static_cast<std::uint8_t>(round), waiting);
+            // The kernel's timer comes at equal distances, as the rounds do: it must not meet the same one each time.
+            std::ranges::rotate(drains, drains.begin() + 1);
             for (const auto& drain : drains) {
                 drain->begin(static_cast<std::uint8_t>(round));
                 steps.run(

@@ -5,6 +5,6 @@ set -eu -o pipefail
 rounds=$1 strace=$2 program=$3
 
 "$program" "$rounds" | sed "s|^|figure reports |"
-"$strace" -qq -o trace "$program" 2 >/dev/null
+"$strace" -qq -o trace "$program" 3 >/dev/null
 # As if there were several threads, so that one reader serves all traces.
 sed "s|^|trace reports 1 |" trace

@@ -77,6 +77,7 @@ ssize_t FakeNode::read(int fd, void* buffer, std::size_t size)
 ssize_t FakeNode::readv(int fd, const iovec* segments, int count)
 {
     ++readCalls;
+    segmentsOffered = count;
     if (_reading == Reading::iterator) {
         return ::readv(fd, segments, count);
     }

@@ -42,6 +42,8 @@ public:
     std::string takeRequests();
 
     int readCalls = 0;
+    /// Of the last vectored read.
+    int segmentsOffered = 0;
 
     ssize_t read(int fd, void* buffer, std::size_t size) override;
     ssize_t readv(int fd, const iovec* segments, int count) override;

@@ -78,10 +78,30 @@ TEST_F(HidrawInput, TakesSixtyReportsInOneCallAndInTheirOrder)
 {
     open(vendorDescriptor(64));
     EXPECT_EQ(taken(), "empty");
-    node->readCalls = 0;
-    node->queueMany(60, 64);
-    EXPECT_EQ(taken(), series(0, 60, 64) + "empty");
-    EXPECT_EQ(node->readCalls, 1);
+    for (const int calls : {2, 1, 1}) {
+        node->readCalls = 0;
+        node->queueMany(60, 64);
+        EXPECT_EQ(taken(), series(0, 60, 64) + "empty");
+        EXPECT_EQ(node->readCalls, calls) << "many are offered room once many have come";
+    }
+}
+
+TEST_F(HidrawInput, OffersRoomForAsManyReportsAsCame)
+{
+    open(vendorDescriptor(8));
+    taken();
+    const auto offeredAfter = [&](int count) {
+        node->queueMany(count, 8);
+        taken();
+        node->queueMany(1, 8);
+        taken();
+        return node->segmentsOffered;
+    };
+    EXPECT_EQ(offeredAfter(1), 16);
+    EXPECT_EQ(offeredAfter(15), 16);
+    EXPECT_EQ(offeredAfter(16), 64) << "there may have been more";
+    EXPECT_EQ(offeredAfter(1), 16) << "once few have come";
+    EXPECT_EQ(offeredAfter(40), 64);
 }
 
 TEST_F(HidrawInput, NeedsOneCallForASingleReportOfFullLength)
@@ -341,7 +361,7 @@ TEST(HidrawInputOfTheKernel, ComesInBatchesFromAFileThatIsReadBySegments)
     OwnedFd fd(calls, ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     ASSERT_GE(::inotify_add_watch(fd.get(), file.c_str(), IN_ATTRIB | IN_MODIFY), 0);
     HidrawChannel channel(calls, std::move(fd), vendorDescriptor(sizeof(inotify_event)), true);
-    for (const int count : {1, 20, 5}) {
+    for (const auto& [count, batches] : {std::pair{1, 1}, std::pair{20, 2}, std::pair{20, 1}, std::pair{5, 1}}) {
         calls.batches = 0;
         // Two equal events in a row would become one.
         for (int number = 0; number < count; ++number) {
@@ -360,7 +380,7 @@ TEST(HidrawInputOfTheKernel, ComesInBatchesFromAFileThatIsReadBySegments)
             EXPECT_EQ(mask, number % 2 == 0 ? IN_ATTRIB : IN_MODIFY);
         }
         EXPECT_EQ(channel.takeReport(report), Next::empty);
-        EXPECT_EQ(calls.batches, 1) << count;
+        EXPECT_EQ(calls.batches, batches) << count;
     }
     std::filesystem::remove(file);
 }

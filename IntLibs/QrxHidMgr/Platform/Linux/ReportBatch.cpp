@@ -10,6 +10,8 @@ namespace {
 
 /// The kernel's ring holds 63 reports for each open file, so a call never finds more.
 constexpr std::size_t kMostSegments = 64;
+/// Offered while few reports wait: more than come between two turns of a loop that keeps up.
+constexpr std::size_t kUsualSegments = 16;
 /// Bound of the memory of one open node; long reports get fewer segments.
 constexpr std::size_t kMostBytes = 65536;
 /// No report is longer (the kernel's HID_MAX_BUFFER_SIZE).
@@ -45,6 +47,7 @@ ReportBatch::ReportBatch(std::span<const std::uint8_t> reportDescriptor)
     for (std::size_t at = 0; at < count; ++at) {
         _segments.push_back({_bytes.data() + at * _segmentBytes, _segmentBytes});
     }
+    _offered = std::min(kUsualSegments, count);
 }
 
 iovec ReportBatch::whole()
@@ -68,7 +71,16 @@ void ReportBatch::setSegments(std::size_t size)
     _next = 0;
     _lastBytes = rest != 0 ? rest : _segmentBytes;
     // After a short report the call stops although more may wait.
-    _endedEmpty = rest == 0 && full < _segments.size();
+    _endedEmpty = rest == 0 && full < _offered;
+    _burst += _count;
+    if (full == _offered) {
+        _offered = _segments.size();
+    } else if (_endedEmpty) {
+        if (_burst <= kUsualSegments) {
+            _offered = std::min(kUsualSegments, _segments.size());
+        }
+        _burst = 0;
+    }
 }
 
 } // namespace qrx::platform

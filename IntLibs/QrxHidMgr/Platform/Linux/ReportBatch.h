@@ -15,6 +15,9 @@ namespace qrx::platform {
 /// A hidraw node gives one report per segment, and stops at the first one that is shorter than its segment. With
 /// segments that are exactly as long as the longest input report, a size therefore means: as many full segments as go
 /// into it, then at most one shorter report.
+///
+/// The kernel looks at every segment of a call before it reads, which costs more than reading a report where few wait,
+/// as they mostly do. So few are offered until they are all filled, and all as long as many reports come at once.
 class ReportBatch {
 public:
     /// `reportDescriptor` decides the length of a segment; `isNumbered`, the number's byte included.
@@ -23,7 +26,7 @@ public:
     /// For one report a call: a buffer into which every report fits.
     iovec whole();
     /// For as many reports as there are segments. Empty if reports cannot be told apart by their length.
-    std::span<const iovec> segments() const { return _segments; }
+    std::span<const iovec> segments() const { return std::span(_segments).first(_offered); }
 
     /// Says that `size` bytes were read into `whole` as one report.
     void setWhole(std::size_t size);
@@ -45,6 +48,10 @@ public:
 private:
     std::vector<std::uint8_t> _bytes;
     std::vector<iovec> _segments;
+    /// How many of the segments the next call gets.
+    std::size_t _offered = 0;
+    /// Reports since nothing waited.
+    std::size_t _burst = 0;
     std::size_t _segmentBytes = 0;
     std::size_t _count = 0;
     std::size_t _next = 0;
