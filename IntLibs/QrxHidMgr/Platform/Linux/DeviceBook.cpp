@@ -105,7 +105,12 @@ void DeviceBook::consider(const ListedDevice& device, RegistrySink& sink, Patien
         }
         break;
     case DeviceScan::Result::failed:
-        askAgain(device.name, patience);
+        // What could not be read a moment ago may be had later. Who cannot wait, or has, gets what there is.
+        if (_mayWait && patience == Patience::fresh) {
+            askAgain(device.name, patience);
+        } else if (scanned.access != nullptr) {
+            publish(device.name, std::move(scanned), sink);
+        }
         break;
     case DeviceScan::Result::notHID:
     case DeviceScan::Result::gone:

@@ -69,6 +69,8 @@ struct DeviceScan::Reading {
     const UsbDescriptors::Configuration* configuration = nullptr;
     std::vector<std::shared_ptr<HidrawNode>> nodes;
     bool isComplete = true;
+    /// Something that is there could not be read.
+    bool hasFailed = false;
 };
 
 DeviceScan::DeviceScan(SystemCalls& calls, const std::string& sysfsRoot, std::string deviceRoot, NodeReadiness& nodes)
@@ -213,6 +215,9 @@ DeviceScan::Result DeviceScan::read(const ListedDevice& device, ScannedDevice& s
         reading.isComplete = false;
     }
     readDeviceFacts(reading);
+    if (reading.hasFailed) {
+        return Result::failed;
+    }
     return reading.isComplete ? Result::complete : Result::incomplete;
 }
 
@@ -232,12 +237,12 @@ bool DeviceScan::isOfHID(const Reading& reading)
 DeviceScan::Result DeviceScan::readUsbFacts(Reading& reading)
 {
     std::string bytes;
-    const FileResult result = reading.directory.read("descriptors", bytes, kUsbDescriptorsLimit);
-    auto usb = result == FileResult::done ? parseUsbDescriptors(bytesOf(bytes)) : std::nullopt;
+    auto usb = readText(reading, "descriptors", bytes, kUsbDescriptorsLimit) ? parseUsbDescriptors(bytesOf(bytes))
+                                                                             : std::nullopt;
     if (!usb) {
         usb.emplace();
         if (!readDeviceAttributes(reading.directory, *usb)) {
-            return result == FileResult::failed ? Result::failed : Result::gone;
+            return reading.hasFailed ? Result::failed : Result::gone;
         }
     }
     reading.usb = std::move(*usb);
@@ -281,6 +286,7 @@ bool DeviceScan::readInterface(Reading& reading, const std::string& name)
         if (result == FileResult::gone) {
             return false;
         }
+        reading.hasFailed = reading.hasFailed || result == FileResult::failed;
         readHIDFacts(reading, outline, facts);
         facts.countryCode = facts.hid != nullptr ? setting.countryCode : std::nullopt;
         isWhole = result == FileResult::done && isComplete(reading, outline);
@@ -310,7 +316,7 @@ UsbDescriptors::Interface DeviceScan::chooseSetting(Reading& reading, const std:
     }
     if (settings.size() > 1) {
         std::string text;
-        reading.directory.read(name + "/bAlternateSetting", text);
+        readText(reading, name + "/bAlternateSetting", text);
         const auto present = decimalNumber(text, UINT8_MAX);
         for (const auto* one : settings) {
             if (present && one->alternateSetting == *present) {
@@ -325,7 +331,7 @@ void DeviceScan::readInterfaceName(Reading& reading, const std::string& director
                                    InterfaceFacts& facts)
 {
     if (index != 0) {
-        facts.name = readString(reading.directory, directory + "/interface");
+        facts.name = readString(reading, directory + "/interface");
         if (facts.name && facts.name->empty()) {
             facts.name.reset();
         }
@@ -373,8 +379,7 @@ void DeviceScan::readHIDFacts(Reading& reading, const InterfaceOutline& outline,
     }
     const std::string hid = outline.name + "/" + outline.hidDevice;
     std::string descriptor;
-    const bool isRead =
-        reading.directory.read(hid + "/report_descriptor", descriptor, kReportDescriptorLimit) == FileResult::done;
+    const bool isRead = readText(reading, hid + "/report_descriptor", descriptor, kReportDescriptorLimit);
     // The file is empty until a HID driver is bound.
     if (!isRead || (descriptor.empty() && outline.node.empty())) {
         reading.isComplete = false;
@@ -418,7 +423,7 @@ void DeviceScan::readDeviceFacts(Reading& reading)
     facts.maxPacketSize0 = usb.maxPacketSize0;
     facts.configurationCount = usb.configurationCount;
     const auto string = [&](std::uint8_t index, const char* file) {
-        return index != 0 ? readString(reading.directory, file) : std::nullopt;
+        return index != 0 ? readString(reading, file) : std::nullopt;
     };
     facts.vendorName = string(usb.vendorNameIndex, "manufacturer");
     facts.productName = string(usb.productNameIndex, "product");
@@ -431,9 +436,9 @@ void DeviceScan::readDeviceFacts(Reading& reading)
     facts.portNumber = place.portNumber;
     facts.place = reading.listed.name;
     std::string text;
-    reading.directory.read("devnum", text);
+    readText(reading, "devnum", text);
     facts.address = static_cast<std::uint16_t>(decimalNumber(text, UINT16_MAX).value_or(0));
-    reading.directory.read("speed", text);
+    readText(reading, "speed", text);
     facts.speed = speedNumber(text);
     reading.scanned.access = std::make_shared<DeviceAccess>(facts);
     for (const auto& node : reading.nodes) {
@@ -441,13 +446,21 @@ void DeviceScan::readDeviceFacts(Reading& reading)
     }
 }
 
-std::optional<std::string> DeviceScan::readString(const SysfsDirectory& directory, const std::string& file) const
+std::optional<std::string> DeviceScan::readString(Reading& reading, const std::string& file) const
 {
     std::string bytes;
-    if (directory.read(file, bytes) != FileResult::done) {
+    if (!readText(reading, file, bytes)) {
         return std::nullopt;
     }
     return utf8Text(bytes);
+}
+
+/// False if there is no such file, or it could not be had.
+bool DeviceScan::readText(Reading& reading, const std::string& file, std::string& text, std::size_t limitBytes) const
+{
+    const FileResult result = reading.directory.read(file, text, limitBytes);
+    reading.hasFailed = reading.hasFailed || result == FileResult::failed;
+    return result == FileResult::done;
 }
 
 } // namespace qrx::platform

@@ -66,7 +66,7 @@ public:
         incomplete,
         notHID,
         gone,
-        /// The answer could not be had (no descriptor free, an I/O error).
+        /// The answer could not be had, or not in full (no descriptor free, an I/O error).
         failed
     };
 
@@ -80,7 +80,8 @@ public:
 
     // What follows is about a device as it was listed last: the report nodes are looked up then.
 
-    /// All facts of a device. `scanned` holds what there is after `complete` and `incomplete`.
+    /// All facts of a device. `scanned` holds what there is after `complete` and `incomplete`; after `failed`
+    /// too, if it has its `access`.
     Result read(const ListedDevice& device, ScannedDevice& scanned);
 
     enum class Comparison { same, different, unknown };
@@ -105,7 +106,9 @@ private:
     void readHIDFacts(Reading& reading, const InterfaceOutline& outline, InterfaceFacts& facts);
     bool isComplete(const Reading& reading, const InterfaceOutline& outline) const;
     void readDeviceFacts(Reading& reading);
-    std::optional<std::string> readString(const SysfsDirectory& directory, const std::string& file) const;
+    std::optional<std::string> readString(Reading& reading, const std::string& file) const;
+    bool readText(Reading& reading, const std::string& file, std::string& text,
+                  std::size_t limitBytes = SysfsDirectory::kTextLimit) const;
     bool listReportNodes() { return _reportNodes.read() == SysfsDirectory::Result::done; }
     std::string pathOf(const std::string& name) const { return _busPath + "/" + name; }
 
