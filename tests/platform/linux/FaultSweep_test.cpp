@@ -100,6 +100,10 @@ protected:
             look();
         }
         EXPECT_EQ(places(), devices);
+        // What is there and could not be read is read again while somebody observes.
+        if (_descriptor >= 0 && fault && fault->error != ENOENT && fault->error != ENODEV) {
+            EXPECT_EQ(countWhole(), devices.size());
+        }
     }
 
     static constexpr std::chrono::milliseconds kPatience{2000};

@@ -99,6 +99,20 @@ TEST_F(SettleTime, AnnouncesWhatThereIsAfterTheSettleTime)
     EXPECT_EQ(handledAfter(kSettle), "");
 }
 
+TEST_F(SettleTime, IsGivenToANameThatCannotBeRead)
+{
+    started();
+    const TreeDevice device = composite();
+    tree.plug(device);
+    const std::filesystem::path name = tree.devicePath("1-1") / "product";
+    std::filesystem::remove(name);
+    std::filesystem::create_directory(name);
+    tellArrival(device);
+    EXPECT_EQ(handled(), "");
+    EXPECT_EQ(handledAfter(kSettle), "+ 1-1 hid 2\n");
+    EXPECT_EQ(sink.at("1-1").productName, std::nullopt);
+}
+
 TEST_F(SettleTime, ShowsTheSameToRefreshAsToEvents)
 {
     started();
