@@ -122,6 +122,21 @@ void deliverReports(std::size_t bytes, std::size_t count)
     }
 }
 
+/// Of 64 bytes, 60 at a time.
+void deliverWaiting(std::size_t count)
+{
+    constexpr std::size_t kWaiting = 60;
+    VirtualWorld world(1, vendorDescriptor(64));
+    world.open(false);
+    const std::vector<std::uint8_t> report(64, 0x5a);
+    for (std::size_t i = 0; i < count; ++i) {
+        for (std::size_t at = 0; at < kWaiting; ++at) {
+            world.send(report);
+        }
+        world.deliver(kWaiting);
+    }
+}
+
 void deliverPlainly(std::size_t bytes, std::size_t count)
 {
     std::size_t received = 0;
@@ -146,6 +161,7 @@ const std::map<std::string, std::function<void(std::size_t)>>& works()
         {"reports-8", [](std::size_t n) { deliverReports(8, n); }},
         {"reports-64", [](std::size_t n) { deliverReports(64, n); }},
         {"reports-1024", [](std::size_t n) { deliverReports(1024, n); }},
+        {"60-reports-64", deliverWaiting},
         {"plain-64", [](std::size_t n) { deliverPlainly(64, n); }},
         {"mouse", [](std::size_t n) { buildTrees(mouseDescriptor(), n); }},
         {"keyboard-224", [](std::size_t n) { buildTrees(keyboardDescriptor(0xdf), n); }},
