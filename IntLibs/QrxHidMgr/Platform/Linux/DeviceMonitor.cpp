@@ -2,7 +2,9 @@
 
 #include "FolderMonitor.h"
 #include "IntervalMonitor.h"
+#include "LateFolderMonitor.h"
 #include "LinuxProvider.h"
+#include "NetworkNamespace.h"
 #include "Provider/Log.h"
 #include "SystemCalls.h"
 #include "UdevMonitor.h"
@@ -20,12 +22,14 @@ std::vector<std::unique_ptr<DeviceMonitor>> makeMonitors(const LinuxPaths& paths
         }
     };
     add(UdevMonitor::make(hasUdevd ? UdevMonitor::Group::udev : UdevMonitor::Group::kernel));
-    const bool hearsEvents = !monitors.empty();
-    if (!hearsEvents || !hasUdevd) {
-        // With udevd the folder would only tell of nodes whose rules have not been applied yet.
+    const bool hasSocket = !monitors.empty();
+    if (hasSocket && hasUdevd) {
+        // At once the folder would only tell of nodes whose rules have not been applied yet.
+        LateFolderMonitor::add(monitors, calls, paths.device, paths.rescanInterval);
+    } else {
         add(FolderMonitor::make(calls, paths.device));
     }
-    if (!hearsEvents) {
+    if (!hasSocket || !isNetworkOfMachine()) {
         log(LogLevel::info, "Device events cannot be heard here: arrivals are found by looking from time to time");
         add(IntervalMonitor::make(calls, paths.rescanInterval));
     }

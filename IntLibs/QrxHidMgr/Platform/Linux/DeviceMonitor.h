@@ -47,9 +47,9 @@ public:
 using MonitorFactory = std::function<std::vector<std::unique_ptr<DeviceMonitor>>(const LinuxPaths&)>;
 
 /// What this machine offers. Where udevd runs, the events that it sends after its rules, so that a node's mode is right
-/// when its device is announced. Else the kernel's own events, and a look at the device folder besides: a network
-/// namespace of its own hears nothing, and nobody tells it so. Where no event socket can be had, the device folder
-/// and a slow timer.
+/// when its device is announced; and a late look after nodes have come or gone, since udevd's events stay in its
+/// network namespace. Else the kernel's own events, and a look at the device folder besides. Where no event socket can
+/// be had, or the kernel sends nothing to this network namespace, the device folder and a slow timer.
 std::vector<std::unique_ptr<DeviceMonitor>> makeMonitors(const LinuxPaths& paths);
 
 } // namespace qrx::platform

@@ -18,7 +18,8 @@ struct LinuxPaths {
     std::string run = "/run/udev";
     /// How long a device is waited for that has not all of its HID interfaces yet.
     std::chrono::milliseconds settleTime{1000};
-    /// How often everything is looked at where no event socket can be had.
+    /// How often everything is looked at where no event can be heard, and how long after a change of the device folder
+    /// where udevd's events may not be.
     std::chrono::milliseconds rescanInterval{2000};
     /// Null: the kernel's. Must outlive the provider and all ports and channels that it made.
     SystemCalls* calls = nullptr;

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "FolderMonitor.h"
+#include "SystemCalls.h"
+
+#include <chrono>
+#include <memory>
+#include <vector>
+
+namespace qrx::platform {
+
+/// Asks for a look at everything when its time is over, once for each start (timerfd).
+class DelayMonitor : public DeviceMonitor {
+public:
+    /// Null if there is no descriptor free.
+    static std::unique_ptr<DelayMonitor> make(SystemCalls& calls, std::chrono::milliseconds delay);
+
+    /// From the beginning, if it is running already.
+    void start();
+    int descriptor() const override { return _fd.get(); }
+    Next take(DeviceEvent& event) override;
+
+private:
+    DelayMonitor(SystemCalls& calls, OwnedFd fd, std::chrono::milliseconds delay)
+        : _calls(calls), _fd(std::move(fd)), _delay(delay)
+    {
+    }
+
+    SystemCalls& _calls;
+    OwnedFd _fd;
+    const std::chrono::milliseconds _delay;
+};
+
+/// Watches the device folder where udevd runs, in case its messages do not get here: a container may see udevd's files
+/// and have a network namespace of its own, and nobody tells it so. What udevd tells comes first and makes the late
+/// look an idle one; it comes once for each burst of nodes.
+class LateFolderMonitor : public DeviceMonitor {
+public:
+    /// Adds it and the monitor that asks for the look; nothing if one of them cannot be had.
+    static void add(std::vector<std::unique_ptr<DeviceMonitor>>& monitors, SystemCalls& calls,
+                    const std::string& folder, std::chrono::milliseconds delay);
+
+    int descriptor() const override { return _folder->descriptor(); }
+    /// Never asks for anything itself.
+    Next take(DeviceEvent& event) override;
+
+private:
+    LateFolderMonitor(std::unique_ptr<FolderMonitor> folder, DelayMonitor& delay)
+        : _folder(std::move(folder)), _delay(delay)
+    {
+    }
+
+    std::unique_ptr<FolderMonitor> _folder;
+    DelayMonitor& _delay;
+};
+
+} // namespace qrx::platform
