@@ -94,8 +94,9 @@ class Machine:
             if hid_driver:
                 os.symlink(f"../../../../drivers/{hid_driver}", self.path(device + "/driver"))
             if hidraw is not None:
-                os.makedirs(self.path(f"{device}/hidraw/hidraw{hidraw}"))
-                self.write(f"sys/class/hidraw/hidraw{hidraw}/dev", f"245:{hidraw}\n")
+                self.write(f"{device}/hidraw/hidraw{hidraw}/dev", f"245:{hidraw}\n")
+                os.makedirs(self.path("sys/class/hidraw"), exist_ok=True)
+                os.symlink(f"../../../{device}/hidraw/hidraw{hidraw}", self.path(f"sys/class/hidraw/hidraw{hidraw}"))
 
     def add_node(self, hidraw=0, mode=0o600):
         self.write(f"dev/hidraw{hidraw}", "")
