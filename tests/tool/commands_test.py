@@ -301,9 +301,10 @@ report   #1  interface 0: 00 05 fb 00
 class Demo(ToolTest):
     def test_it_shows_every_step_and_all_checks_hold(self):
         text = self.succeed("demo")
-        self.assertEqual(["1. Virtual devices are plugged in: four of our own, three recorded on a Debian kernel", "2. What they say of themselves",
-                          "3. Input reports, with the values that changed", "4. Reports to the devices",
-                          "5. One device leaves and comes back", "6. All devices leave"], re.findall(r"^\d\. .*$", text, re.M))
+        self.assertEqual(["1. Virtual devices are plugged in: four of our own, three recorded on a Debian kernel",
+                          "2. What they say of themselves", "3. Input reports, with the values that changed",
+                          "4. Reports to the devices", "5. One device leaves and comes back",
+                          "6. All devices leave"], re.findall(r"^\d\. .*$", text, re.M))
         self.assertEqual((5, 3), (text.count("arrived  1209:"), text.count("arrived  0627:")))
         self.assertEqual((5, 3), (text.count("left     1209:"), text.count("left     0627:")))
         self.assertEqual(2, text.count("left     1209:0002"))
