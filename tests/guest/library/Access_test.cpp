@@ -6,7 +6,9 @@
 #include "support/Udevd.h"
 
 #include <cerrno>
+#include <chrono>
 #include <system_error>
+#include <vector>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -116,36 +118,67 @@ TEST_F(Access, ADriversNodeThatIsMissingInTheDeviceFolderIsTold)
     device->close();
 }
 
-TEST(AccessWithUdevd, ADeviceIsToldOfWhenSlowRulesHaveBeenCarriedOut)
+/// One plug on a machine whose rules take their time, and what an observer saw of it.
+struct SlowArrival {
+    bool isTold = false;
+    /// Of all nodes, when the device was told of.
+    std::vector<mode_t> modes;
+    std::chrono::duration<double> waited{};
+};
+
+SlowArrival arriveSlowly()
 {
-    // Slow enough to be seen, and well within the settle time also where all is slow.
-    const Udevd udevd("KERNEL==\"hidraw*\", PROGRAM=\"/bin/busybox sleep 0.1\", MODE=\"0666\"\n");
-    {
-        QrxVirtualDevice::setRealDevicesEnabled(true);
-        RecordingTreeDelegate told;
-        const TreeHandle tree = QrxDeviceTree::NewInstance();
-        tree->setDelegate(&told);
-        tree->observe(0, 0);
-        VhciDevice plug(identityOf("slow"), {hidInterface(plainDescriptor(8)), hidInterface(plainDescriptor(8))});
-        std::vector<mode_t> modes;
-        told.onArrival = [&](const DeviceHandle& device) {
-            for (const std::string& node : plug.waitForNodes()) {
-                modes.push_back(modeOf(node));
-            }
-            const AsNobody user;
-            device->open();
-        };
-        plug.plug();
-        ASSERT_TRUE(runUntil([&] { return !told.arrivals.empty(); }));
-        EXPECT_EQ(modes, (std::vector<mode_t>{0666, 0666}));
+    SlowArrival seen;
+    QrxVirtualDevice::setRealDevicesEnabled(true);
+    RecordingTreeDelegate told;
+    const TreeHandle tree = QrxDeviceTree::NewInstance();
+    tree->setDelegate(&told);
+    tree->observe(0, 0);
+    VhciDevice plug(identityOf("slow"), {hidInterface(plainDescriptor(8)), hidInterface(plainDescriptor(8))});
+    const auto plugged = std::chrono::steady_clock::now();
+    told.onArrival = [&](const DeviceHandle& device) {
+        seen.waited = std::chrono::steady_clock::now() - plugged;
+        for (const std::string& node : plug.waitForNodes()) {
+            seen.modes.push_back(modeOf(node));
+        }
+        const AsNobody user;
+        device->open();
+    };
+    plug.plug();
+    seen.isTold = runUntil([&] { return !told.arrivals.empty(); });
+    if (seen.modes == std::vector<mode_t>{0666, 0666}) {
         EXPECT_TRUE(isPolled(plug, 0));
         EXPECT_TRUE(isPolled(plug, 1));
-        const DeviceHandle device = tree->getDeviceAtIndex(0);
-        const CapturedOutput output;
-        plug.unplug();
-        ASSERT_TRUE(runUntil([&] { return tree->getHIDDeviceCount() == 0; }));
-        EXPECT_EQ(told.arrivals, Names{"slow"});
+    }
+    const DeviceHandle device = seen.isTold ? tree->getDeviceAtIndex(0) : DeviceHandle();
+    const CapturedOutput output;
+    plug.unplug();
+    EXPECT_TRUE(runUntil([&] { return tree->getHIDDeviceCount() == 0; }));
+    EXPECT_EQ(told.arrivals, Names{"slow"});
+    if (device) {
         device->close();
     }
+    return seen;
+}
+
+TEST(AccessWithUdevd, ADeviceIsToldOfWhenSlowRulesHaveBeenCarriedOut)
+{
+    // A device is waited for no longer than this.
+    constexpr std::chrono::seconds kSettleTime{1};
+    constexpr int kMostAttempts = 3;
+    // Slow enough to be seen, and well within the settle time.
+    const Udevd udevd("KERNEL==\"hidraw*\", PROGRAM=\"/bin/busybox sleep 0.1\", MODE=\"0666\"\n");
+    const std::vector<mode_t> wanted{0666, 0666};
+    SlowArrival seen;
+    for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
+        seen = arriveSlowly();
+        ASSERT_TRUE(seen.isTold);
+        // On a machine so busy that the rules take longer than the settle time, the device comes without them, and
+        // nothing is learned.
+        if (seen.modes == wanted || seen.waited < kSettleTime) {
+            break;
+        }
+    }
+    EXPECT_EQ(seen.modes, wanted) << "after " << seen.waited.count() << " s";
     EXPECT_TRUE(waitUntilBusIsEmpty());
 }
