@@ -302,6 +302,7 @@ TEST(FaultSweep, OfAnObservationOfAllThatAMachineOffersEndsInTheRightPicture)
                                            "getdents",
                                            "inotify_add_watch",
                                            "inotify_init",
+                                           "ioctl",
                                            "netlink_bind",
                                            "netlink_getsockname",
                                            "netlink_recv",

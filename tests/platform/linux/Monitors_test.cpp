@@ -270,10 +270,54 @@ std::vector<std::string> kindsOf(const LinuxPaths& paths)
 /// In a container whose network the kernel sends nothing to, a timer comes last.
 std::vector<std::string> withTimerIfNeeded(std::vector<std::string> kinds)
 {
-    if (!isNetworkOfMachine()) {
+    if (!isNetworkOfMachine(SystemCalls::kernel())) {
         kinds.emplace_back("interval");
     }
     return kinds;
+}
+
+/// Answers what the network namespace belongs to.
+class NamespaceCalls : public SystemCalls {
+public:
+    int openAt(int, const char* path, int) override { return std::string(path) == "/proc/self/ns/net" ? network : -1; }
+    int control(int fd, unsigned long, void*) override { return fd == network ? owner : -1; }
+    ssize_t readLinkAt(int, const char* path, char* buffer, std::size_t size) override
+    {
+        if (std::string(path) != "/proc/self/fd/" + std::to_string(owner)) {
+            return -1;
+        }
+        return static_cast<ssize_t>(name.copy(buffer, size));
+    }
+    int close(int fd) override
+    {
+        closed.push_back(fd);
+        return 0;
+    }
+
+    int network = 100;
+    int owner = 101;
+    std::string name;
+    std::vector<int> closed;
+};
+
+TEST(NetworkNamespace, IsTheMachinesUnlessAnotherUserNamespaceOwnsIt)
+{
+    NamespaceCalls calls;
+    calls.name = "user:[4026531837]";
+    EXPECT_TRUE(isNetworkOfMachine(calls));
+    calls.name = "user:[4026532208]";
+    EXPECT_FALSE(isNetworkOfMachine(calls));
+    EXPECT_EQ(calls.closed, (std::vector<int>{101, 100, 101, 100}));
+}
+
+TEST(NetworkNamespace, CountsAsTheMachinesWhereNobodyTells)
+{
+    NamespaceCalls calls;
+    EXPECT_TRUE(isNetworkOfMachine(calls)) << "a link without a name";
+    calls.owner = -1;
+    EXPECT_TRUE(isNetworkOfMachine(calls)) << "an owner that is not ours to look at";
+    calls.network = -1;
+    EXPECT_TRUE(isNetworkOfMachine(calls)) << "no such file";
 }
 
 TEST(Monitors, AreTheEventsAndALateLookAtTheFolderWhereUdevdRuns)

@@ -29,7 +29,7 @@ std::vector<std::unique_ptr<DeviceMonitor>> makeMonitors(const LinuxPaths& paths
     } else {
         add(FolderMonitor::make(calls, paths.device));
     }
-    if (!hasSocket || !isNetworkOfMachine()) {
+    if (!hasSocket || !isNetworkOfMachine(calls)) {
         log(LogLevel::info, "Device events cannot be heard here: arrivals are found by looking from time to time");
         add(IntervalMonitor::make(calls, paths.rescanInterval));
     }

@@ -1,35 +1,15 @@
 #pragma once
 
+#include "DelayMonitor.h"
 #include "FolderMonitor.h"
 #include "SystemCalls.h"
 
 #include <chrono>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace qrx::platform {
-
-/// Asks for a look at everything when its time is over, once for each start (timerfd).
-class DelayMonitor : public DeviceMonitor {
-public:
-    /// Null if there is no descriptor free.
-    static std::unique_ptr<DelayMonitor> make(SystemCalls& calls, std::chrono::milliseconds delay);
-
-    /// From the beginning, if it is running already.
-    void start();
-    int descriptor() const override { return _fd.get(); }
-    Next take(DeviceEvent& event) override;
-
-private:
-    DelayMonitor(SystemCalls& calls, OwnedFd fd, std::chrono::milliseconds delay)
-        : _calls(calls), _fd(std::move(fd)), _delay(delay)
-    {
-    }
-
-    SystemCalls& _calls;
-    OwnedFd _fd;
-    const std::chrono::milliseconds _delay;
-};
 
 /// Watches the device folder where udevd runs, in case its messages do not get here: a container may see udevd's files
 /// and have a network namespace of its own, and nobody tells it so. What udevd tells comes first and makes the late

@@ -1,36 +1,32 @@
 #include "NetworkNamespace.h"
 
+#include <string>
+#include <string_view>
+
 #include <fcntl.h>
 #include <linux/nsfs.h>
-#include <sys/ioctl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 namespace qrx::platform {
 
 namespace {
 
-/// The inode of the first user namespace is the same on every machine (the kernel's PROC_USER_INIT_INO).
-constexpr ino_t kUserNamespaceOfMachine = 0xEFFFFFFD;
+/// The number of the first user namespace is the same on every machine (the kernel's PROC_USER_INIT_INO).
+constexpr std::string_view kUserNamespaceOfMachine = "user:[4026531837]";
 
 } // namespace
 
-bool isNetworkOfMachine()
+bool isNetworkOfMachine(SystemCalls& calls)
 {
-    const int network = ::open("/proc/self/ns/net", O_RDONLY | O_CLOEXEC);
-    if (network < 0) {
+    const OwnedFd network(calls, calls.openAt(AT_FDCWD, "/proc/self/ns/net", O_RDONLY | O_CLOEXEC));
+    // Where the owner is none of ours to look at, the container shares the machine's network.
+    const OwnedFd owner(calls, network.isOpen() ? calls.control(network.get(), NS_GET_USERNS, nullptr) : -1);
+    if (!owner.isOpen()) {
         return true;
     }
-    const int owner = ::ioctl(network, NS_GET_USERNS);
-    ::close(network);
-    if (owner < 0) {
-        // The owner is none of ours to look at: a container that shares the machine's network.
-        return true;
-    }
-    struct stat facts {};
-    const bool isMachine = ::fstat(owner, &facts) != 0 || facts.st_ino == kUserNamespaceOfMachine;
-    ::close(owner);
-    return isMachine;
+    char name[64];
+    const std::string link = "/proc/self/fd/" + std::to_string(owner.get());
+    const ssize_t size = calls.readLinkAt(AT_FDCWD, link.c_str(), name, sizeof name);
+    return size <= 0 || std::string_view(name, static_cast<std::size_t>(size)) == kUserNamespaceOfMachine;
 }
 
 } // namespace qrx::platform
