@@ -70,9 +70,9 @@ function(qrx_add_guest_boot name)
     endforeach()
     qrx_guest_command(command run ${options} -- ${programs})
     add_test(NAME guest.${name} COMMAND ${arg_JUDGE} ${command})
-    # One guest at a time; CTest's own limit is only the net below the rig's, and covers building the image.
+    # CTest's own limit is only the net below the rig's, and covers building the image.
     math(EXPR limit "${arg_TIMEOUT} + 240")
-    set_tests_properties(guest.${name} PROPERTIES TIMEOUT ${limit} SKIP_RETURN_CODE 77 RESOURCE_LOCK guest DEPENDS guest.image
+    set_tests_properties(guest.${name} PROPERTIES TIMEOUT ${limit} SKIP_RETURN_CODE 77 DEPENDS guest.image
         LABELS "guest;${arg_LABELS}")
 endfunction()
 
