@@ -31,19 +31,6 @@ std::span<const std::uint8_t> bytesOf(const std::string& text)
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-/// The entry of such a name that comes first.
-template <typename Predicate>
-const SysfsDirectory::Entry* first(const Entries& entries, Predicate isWanted)
-{
-    const SysfsDirectory::Entry* found = nullptr;
-    for (const auto& entry : entries) {
-        if (isWanted(entry.name) && (found == nullptr || entry.name < found->name)) {
-            found = &entry;
-        }
-    }
-    return found;
-}
-
 /// By configuration and number: "1-1:1.10" comes after "1-1:1.9".
 bool comesBefore(const std::string& left, const std::string& right)
 {
@@ -365,9 +352,9 @@ FileResult DeviceScan::readFolder(const SysfsDirectory& folder, FileResult resul
     for (const auto& entry : entries) {
         outline.inode = entry.name == "." ? entry.inode : outline.inode;
         outline.hasDriver = outline.hasDriver || entry.name == "driver";
-    }
-    if (const auto* hid = first(entries, isHIDDeviceName)) {
-        outline.hidDevice = hid->name;
+        if (isHIDDeviceName(entry.name) && (outline.hidDevice.empty() || entry.name < outline.hidDevice)) {
+            outline.hidDevice = entry.name;
+        }
     }
     return FileResult::done;
 }
