@@ -14,7 +14,17 @@ using test::composite;
 using test::TreeDevice;
 using test::withoutDrivers;
 
-using SettleTime = test::HotPlugTest;
+class SettleTime : public test::HotPlugTest {
+protected:
+    /// A composite device whose second report node has not come yet.
+    TreeDevice plugHalf()
+    {
+        TreeDevice device = composite();
+        device.interfaces[1].hidraw = -1;
+        tree.plug(device);
+        return device;
+    }
+};
 
 TEST_F(SettleTime, WaitsForTheLastInterfaceWhileEventsTrickleIn)
 {
@@ -89,9 +99,7 @@ TEST_F(SettleTime, WaitsForTheNodeInTheDeviceFolder)
 TEST_F(SettleTime, AnnouncesWhatThereIsAfterTheSettleTime)
 {
     started();
-    TreeDevice device = composite();
-    device.interfaces[1].hidraw = -1;
-    tree.plug(device);
+    TreeDevice device = plugHalf();
     tell("bind usb_device", device);
     EXPECT_EQ(handled(), "");
     EXPECT_EQ(handledAfter(kSettle - milliseconds(1)), "");
@@ -116,9 +124,7 @@ TEST_F(SettleTime, IsGivenToANameThatCannotBeRead)
 TEST_F(SettleTime, ShowsTheSameToRefreshAsToEvents)
 {
     started();
-    TreeDevice device = composite();
-    device.interfaces[1].hidraw = -1;
-    tree.plug(device);
+    TreeDevice device = plugHalf();
     tell("bind usb_device", device);
     provider->refresh(sink);
     EXPECT_EQ(sink.takeLog(), "");
@@ -133,9 +139,7 @@ TEST_F(SettleTime, IsWokenWhenTheSettleTimeHasPassed)
     quick.calls = nullptr;
     quick.settleTime = milliseconds(5);
     provider = makeLinuxProvider(quick);
-    TreeDevice device = composite();
-    device.interfaces[1].hidraw = -1;
-    tree.plug(device);
+    TreeDevice device = plugHalf();
     EXPECT_EQ(started(), "");
     pollfd poll{descriptor, POLLIN, 0};
     ASSERT_EQ(::poll(&poll, 1, 10000), 1);
@@ -160,9 +164,7 @@ TEST_F(SettleTime, CountsTheTimeBeforeObservationAsWaitedFor)
 TEST_F(SettleTime, NeverAnnouncesAHalfArrivedDeviceThatLeaves)
 {
     started();
-    TreeDevice device = composite();
-    device.interfaces[1].hidraw = -1;
-    tree.plug(device);
+    TreeDevice device = plugHalf();
     tell("add usb_device", device);
     EXPECT_EQ(handled(), "");
     tree.unplug("1-1");
@@ -174,9 +176,7 @@ TEST_F(SettleTime, NeverAnnouncesAHalfArrivedDeviceThatLeaves)
 TEST_F(SettleTime, GivesAFreshSettleTimeToTheNextDeviceOfAPort)
 {
     started();
-    TreeDevice device = composite();
-    device.interfaces[1].hidraw = -1;
-    tree.plug(device);
+    TreeDevice device = plugHalf();
     tell("add usb_device", device);
     EXPECT_EQ(handledAfter(kSettle / 2), "");
     tree.unplug("1-1");
@@ -207,9 +207,7 @@ TEST_F(SettleTime, WaitsForADeviceThatTheKernelWasLongInSettingUp)
 TEST_F(SettleTime, KeepsWaitingForAHalfArrivedDeviceAcrossLostMessages)
 {
     started();
-    TreeDevice device = composite();
-    device.interfaces[1].hidraw = -1;
-    tree.plug(device);
+    TreeDevice device = plugHalf();
     events.lose();
     EXPECT_EQ(handled(), "");
     events.lose();
@@ -219,9 +217,7 @@ TEST_F(SettleTime, KeepsWaitingForAHalfArrivedDeviceAcrossLostMessages)
 TEST_F(SettleTime, ForgetsAHalfArrivedDeviceWhoseRemovalWasLost)
 {
     started();
-    TreeDevice device = composite();
-    device.interfaces[1].hidraw = -1;
-    tree.plug(device);
+    TreeDevice device = plugHalf();
     tell("add usb_device", device);
     handled();
     tree.unplug("1-1");
@@ -233,9 +229,7 @@ TEST_F(SettleTime, ForgetsAHalfArrivedDeviceWhoseRemovalWasLost)
 TEST_F(SettleTime, WaitsForNothingAfterObservationHasEnded)
 {
     started();
-    TreeDevice device = composite();
-    device.interfaces[1].hidraw = -1;
-    tree.plug(device);
+    TreeDevice device = plugHalf();
     tell("add usb_device", device);
     handled();
     provider->stopWatching();
