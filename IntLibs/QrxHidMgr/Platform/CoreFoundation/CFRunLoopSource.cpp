@@ -3,8 +3,10 @@
 #include "CFRunLoop.h"
 #include "Reference.h"
 #include "RunLoopMode.h"
+#include "RunLoopSourceDescriptor.h"
 
 #include <algorithm>
+#include <utility>
 
 using namespace qrx::cf;
 
@@ -77,6 +79,20 @@ void __CFRunLoopSource::clearSignal()
     for (const Membership& membership : _memberships) {
         membership.mode->forgetSignal(*this);
     }
+}
+
+void __CFRunLoopSource::setDescriptor(int descriptor)
+{
+    const int earlier = std::exchange(_descriptor, descriptor);
+    for (const Membership& membership : _memberships) {
+        membership.mode->changeDescriptor(*this, membership.slot, earlier);
+    }
+}
+
+void qrx::cf::setRunLoopSourceDescriptor(CFRunLoopSourceRef source, int descriptor)
+{
+    const std::lock_guard lock(sm_RunLoopMutex);
+    checkedMutable<__CFRunLoopSource>(source, "setRunLoopSourceDescriptor").setDescriptor(descriptor);
 }
 
 const TypeOperations qrx::cf::kRunLoopSourceOperations{"a run loop source", dispose<__CFRunLoopSource>, nullptr,

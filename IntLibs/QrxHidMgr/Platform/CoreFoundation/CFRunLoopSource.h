@@ -41,11 +41,11 @@ struct __CFRunLoopSource : qrx::cf::Object {
     const Membership* membershipIn(const qrx::cf::RunLoopMode& mode) const;
     /// Not due any more, in whichever mode it was.
     void clearSignal();
+    void setDescriptor(int descriptor);
 
     const CFIndex _version;
     const CFIndex _order;
     void* _info = nullptr;
-    int _descriptor = -1; ///< version 1; -1: none
     void (*_release)(const void*) = nullptr;
     void (*_schedule)(void*, CFRunLoopRef, CFStringRef) = nullptr;
     void (*_cancel)(void*, CFRunLoopRef, CFStringRef) = nullptr;
@@ -53,6 +53,7 @@ struct __CFRunLoopSource : qrx::cf::Object {
     void* (*_perform1)(void*, CFIndex, CFAllocatorRef, void*) = nullptr;
 
     // Guarded by sm_RunLoopMutex.
+    int _descriptor = -1; ///< version 1; -1: none
     bool _valid = true;
     bool _signalled = false;
     std::vector<Membership> _memberships;

@@ -40,14 +40,25 @@ std::uint32_t RunLoopMode::add(CFRunLoopSourceRef source)
         return 0;
     }
     const std::uint32_t index = freeSlot();
-    Slot& slot = _slots[index];
-    slot.source = source;
-    slot.watched = _descriptors.watch(source->_descriptor, std::uint64_t{slot.generation} << 32 | index);
+    _slots[index].source = source;
+    watch(*source, index);
     ++_version1Count;
     if (source->_signalled) {
         noteSignal(*source);
     }
     return index;
+}
+
+void RunLoopMode::watch(const __CFRunLoopSource& source, std::uint32_t index)
+{
+    Slot& slot = _slots[index];
+    slot.watched = _descriptors.watch(source._descriptor, std::uint64_t{slot.generation} << 32 | index);
+}
+
+void RunLoopMode::changeDescriptor(const __CFRunLoopSource& source, std::uint32_t index, int earlier)
+{
+    _descriptors.unwatch(_slots[index].watched, earlier);
+    watch(source, index);
 }
 
 void RunLoopMode::remove(const __CFRunLoopSource& source, std::uint32_t index)
@@ -71,12 +82,6 @@ void RunLoopMode::noteSignal(__CFRunLoopSource& source)
 void RunLoopMode::forgetSignal(const __CFRunLoopSource& source)
 {
     std::erase(_signalled, &source);
-}
-
-bool RunLoopMode::hasDue() const
-{
-    return hasSignalled() || std::any_of(_version0.begin(), _version0.end(),
-                                         [](CFRunLoopSourceRef source) { return source->_signalled; });
 }
 
 std::vector<Reference<CFRunLoopSourceRef>> RunLoopMode::signalledVersion0() const

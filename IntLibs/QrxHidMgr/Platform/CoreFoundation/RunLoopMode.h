@@ -6,6 +6,7 @@
 #include "DescriptorSet.h"
 #include "Reference.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <deque>
 #include <optional>
@@ -33,14 +34,22 @@ public:
     std::uint32_t add(CFRunLoopSourceRef source);
     void remove(const __CFRunLoopSource& source, std::uint32_t slot);
 
+    /// The version-1 member waits for another descriptor than before.
+    void changeDescriptor(const __CFRunLoopSource& source, std::uint32_t slot, int earlier);
+
     /// A version-1 member is due as if its descriptor were readable, or is no longer.
     void noteSignal(__CFRunLoopSource& source);
     void forgetSignal(const __CFRunLoopSource& source);
 
     /// True if a version-1 member is due by a signal.
     bool hasSignalled() const { return !_signalled.empty(); }
+    bool hasSignalledVersion0() const
+    {
+        return std::any_of(_version0.begin(), _version0.end(),
+                           [](CFRunLoopSourceRef source) { return source->_signalled; });
+    }
     /// True if any member is due without a descriptor.
-    bool hasDue() const;
+    bool hasDue() const { return hasSignalled() || hasSignalledVersion0(); }
     /// True if a signalled member may be served before a descriptor is looked at: they take turns.
     bool isSignalsTurn() const { return hasSignalled() && !_servedSignalLast; }
 
@@ -68,6 +77,7 @@ private:
     };
 
     std::uint32_t freeSlot();
+    void watch(const __CFRunLoopSource& source, std::uint32_t index);
 
     const Reference<CFStringRef> _name;
     DescriptorSet _descriptors;

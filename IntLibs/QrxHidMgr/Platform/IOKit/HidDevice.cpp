@@ -97,10 +97,6 @@ IOReturn HidDevice::createSource(CFRunLoopSourceRef* source)
         _source = std::make_unique<EventSource>(weak_from_this());
         _source->watch(descriptor());
     }
-    if (_source->source() == nullptr) {
-        _source.reset();
-        return kIOReturnNoResources;
-    }
     CFRetain(_source->source());
     *source = _source->source();
     return kIOReturnSuccess;
@@ -129,7 +125,7 @@ IOReturn HidDevice::open(IOOptionBits flags)
     ++_generation;
     _isGone = false;
     open_devices::add(self);
-    watchChannel();
+    watch(descriptor());
     return kIOReturnSuccess;
 }
 
@@ -144,7 +140,7 @@ IOReturn HidDevice::close()
 
 void HidDevice::closeChannel()
 {
-    forgetChannel();
+    watch(-1);
     open_devices::remove(*this);
     ++_generation;
     _completions.clear();
@@ -155,22 +151,20 @@ void HidDevice::closeChannel()
     _channel.reset();
 }
 
-void HidDevice::watchChannel()
+void HidDevice::setInterruptHandler(const InterruptHandler& handler)
 {
-    const int fd = descriptor();
+    _interrupt = handler;
+    if (_interrupt.buffer == nullptr) {
+        _interrupt.size = 0;
+    }
+}
+
+void HidDevice::watch(int fd)
+{
     if (_source) {
         _source->watch(fd);
     }
     std::for_each(_queues.begin(), _queues.end(), [fd](HidQueue* queue) { queue->watch(fd); });
-}
-
-void HidDevice::forgetChannel()
-{
-    const int fd = descriptor();
-    if (_source) {
-        _source->forget(fd);
-    }
-    std::for_each(_queues.begin(), _queues.end(), [fd](HidQueue* queue) { queue->forget(fd); });
 }
 
 void HidDevice::signalSources()
@@ -211,6 +205,16 @@ std::shared_ptr<const hid::ElementTree> HidDevice::elements()
 
 // --- input -------------------------------------------------------------------------------------------------------
 
+inline void HidDevice::interrupt(std::span<const std::uint8_t> bytes)
+{
+    const std::size_t size = std::min<std::size_t>(bytes.size(), _interrupt.size);
+    if (size > 0) {
+        std::memcpy(_interrupt.buffer, bytes.data(), size);
+    }
+    _interrupt.callback(_interrupt.target, kIOReturnSuccess, _interrupt.refcon, &_deviceFace,
+                        static_cast<std::uint32_t>(size));
+}
+
 /// One visit to the channel.
 struct HidDevice::Pass {
     Pass(HidDevice& visited, HidQueue* servedQueue)
@@ -231,6 +235,20 @@ struct HidDevice::Pass {
     }
 
     bool isCurrent() const { return device._generation == generation; }
+
+    void deliver(std::span<const std::uint8_t> report)
+    {
+        if (!device._queues.empty() || device._keepsReports) {
+            device.noteInput(report, origin);
+        }
+        if (deliversInterrupts && device._interrupt.callback != nullptr) {
+            device.interrupt(report);
+        }
+        // The queue may have been given up meanwhile; then it has no callout any more. Its source's call keeps it.
+        if (origin != nullptr && isCurrent()) {
+            origin->callOut();
+        }
+    }
 
     HidDevice& device;
     HidQueue* const origin;
@@ -254,8 +272,8 @@ bool HidDevice::pump(HidQueue* origin)
         return false;
     }
     Pass pass(*this, origin);
+    std::span<const std::uint8_t> report;
     for (int taken = 0; taken < kReportsPerPass && pass.isCurrent(); ++taken) {
-        std::span<const std::uint8_t> report;
         const HIDChannel::Next next = pass.channel->takeReport(report);
         // Taking a report may run foreign code, which hears of the room that it makes.
         if (!pass.isCurrent()) {
@@ -268,7 +286,7 @@ bool HidDevice::pump(HidQueue* origin)
             }
             return false;
         }
-        deliver(report, pass);
+        pass.deliver(report);
     }
     return pass.isCurrent();
 }
@@ -308,6 +326,13 @@ bool HidDevice::deliversInterruptsFor(const HidQueue* origin) const
             CFRunLoopContainsSource(CFRunLoopGetCurrent(), _source->source(), kCFRunLoopDefaultMode));
 }
 
+void HidDevice::noteInput(std::span<const std::uint8_t> bytes, const HidQueue* origin)
+{
+    const bool isNumbered = elements()->usesReportIDs;
+    const std::uint32_t id = isNumbered && !bytes.empty() ? bytes.front() : 0;
+    note({hid::ReportType::input, id, bytes, true}, origin);
+}
+
 void HidDevice::note(const ReportView& report, const HidQueue* origin)
 {
     for (HidQueue* queue : _queues) {
@@ -320,36 +345,10 @@ void HidDevice::note(const ReportView& report, const HidQueue* origin)
     }
 }
 
-void HidDevice::deliver(std::span<const std::uint8_t> bytes, const Pass& pass)
-{
-    if (!_queues.empty() || _keepsReports) {
-        const bool isNumbered = elements()->usesReportIDs;
-        const std::uint32_t id = isNumbered && !bytes.empty() ? bytes.front() : 0;
-        note({hid::ReportType::input, id, bytes, true}, pass.origin);
-    }
-    if (pass.deliversInterrupts && _interrupt.callback != nullptr) {
-        deliverInterrupt(bytes);
-    }
-    // The queue may have been given up meanwhile; then it has no callout any more. Its source's call keeps it.
-    if (pass.origin != nullptr && pass.isCurrent()) {
-        pass.origin->callOut();
-    }
-}
-
-void HidDevice::deliverInterrupt(std::span<const std::uint8_t> bytes)
-{
-    const InterruptHandler handler = _interrupt;
-    const std::size_t size = std::min<std::size_t>(bytes.size(), handler.buffer != nullptr ? handler.size : 0);
-    if (size > 0) {
-        std::memcpy(handler.buffer, bytes.data(), size);
-    }
-    handler.callback(handler.target, kIOReturnSuccess, handler.refcon, &_deviceFace, static_cast<std::uint32_t>(size));
-}
-
 void HidDevice::deviceLeft()
 {
     // Its descriptor stays readable for ever: out of the sets with it.
-    forgetChannel();
+    watch(-1);
     _isGone = true;
     const RemovalHandler handler = std::exchange(_removal, {});
     if (handler.callback != nullptr) {

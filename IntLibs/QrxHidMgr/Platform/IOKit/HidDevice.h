@@ -90,7 +90,7 @@ public:
     IOReturn close();
     void setRemovalHandler(RemovalHandler handler) { _removal = handler; }
     /// Stays over close and open, as the platform has it: whoever frees the buffer sets another or does not open again.
-    void setInterruptHandler(InterruptHandler handler) { _interrupt = handler; }
+    void setInterruptHandler(const InterruptHandler& handler);
     IOReturn setReport(std::uint32_t type, std::uint32_t id, Bytes bytes, Completion completion);
     /// `size`: what came; unchanged on failure.
     IOReturn getReport(std::uint32_t type, std::uint32_t id, Bytes buffer, std::uint32_t& size, Completion completion);
@@ -125,13 +125,13 @@ private:
 
     void perform() override;
     void deliverCompletions();
-    void deliver(std::span<const std::uint8_t> bytes, const Pass& pass);
-    void deliverInterrupt(std::span<const std::uint8_t> bytes);
+    void noteInput(std::span<const std::uint8_t> bytes, const HidQueue* origin);
+    inline void interrupt(std::span<const std::uint8_t> bytes);
     void deviceLeft();
     void retire();
     void closeChannel();
-    void watchChannel();
-    void forgetChannel();
+    /// The sources wait for this descriptor; -1 for none.
+    void watch(int fd);
     void signalSources();
     bool deliversInterruptsFor(const HidQueue* origin) const;
     /// A report of any type has reached or left the device.

@@ -116,10 +116,6 @@ IOReturn HidQueue::createSource(CFRunLoopSourceRef* source)
             _source->signal();
         }
     }
-    if (_source->source() == nullptr) {
-        _source.reset();
-        return kIOReturnNoResources;
-    }
     CFRetain(_source->source());
     *source = _source->source();
     return kIOReturnSuccess;
@@ -254,13 +250,6 @@ void HidQueue::watch(int fd)
 {
     if (_source) {
         _source->watch(fd);
-    }
-}
-
-void HidQueue::forget(int fd)
-{
-    if (_source) {
-        _source->forget(fd);
     }
 }
 

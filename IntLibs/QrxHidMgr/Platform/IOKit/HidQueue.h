@@ -58,7 +58,6 @@ public:
 
     void deviceGone();
     void watch(int fd);
-    void forget(int fd);
     void signal();
     /// Queues what the report changes. True if the callout is due now and was not before.
     bool take(const ReportView& report);

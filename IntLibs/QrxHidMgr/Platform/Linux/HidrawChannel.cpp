@@ -86,13 +86,19 @@ HidrawChannel::HidrawChannel(SystemCalls& calls, OwnedFd fd, std::span<const std
 HIDChannel::Next HidrawChannel::takeReport(std::span<const std::uint8_t>& report)
 {
     if (_batch.isEmpty()) {
-        const Next next = fetch();
-        if (next != Next::report) {
-            return next;
-        }
+        return fetchFirst(report);
     }
     report = _batch.take();
     return Next::report;
+}
+
+HIDChannel::Next HidrawChannel::fetchFirst(std::span<const std::uint8_t>& report)
+{
+    const Next next = fetch();
+    if (next == Next::report) {
+        report = _batch.take();
+    }
+    return next;
 }
 
 HIDChannel::Next HidrawChannel::fetch()

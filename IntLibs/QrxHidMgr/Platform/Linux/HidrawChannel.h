@@ -42,6 +42,7 @@ public:
 private:
     enum class Mode { unknown, batches, single };
 
+    Next fetchFirst(std::span<const std::uint8_t>& report);
     Next fetch();
     ssize_t readSome();
     ssize_t probe();
