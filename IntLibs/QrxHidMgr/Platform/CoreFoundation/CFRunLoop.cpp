@@ -42,26 +42,24 @@ __CFRunLoop& loopOf(CFRunLoopRef loop, const char* function)
 
 void requireMode(CFStringRef mode, const char* function)
 {
-    if (!isObject(mode) || typeOf(mode, function) != Type::string) {
+    if (mode != kCFRunLoopDefaultMode && (!isObject(mode) || typeOf(mode, function) != Type::string)) {
         failForeign(function, mode, Type::string);
     }
 }
 
 } // namespace
 
+/// Begins with the mutex. Ends with it too, except when a callback throws.
 class __CFRunLoop::Run {
 public:
-    explicit Run(__CFRunLoop& loop) : _loop(loop)
-    {
-        const std::lock_guard lock(sm_RunLoopMutex);
-        _outer = loop._innermost;
-        loop._innermost = this;
-    }
+    Run(__CFRunLoop& loop, Lock& lock) : _loop(loop), _lock(lock), _outer(std::exchange(loop._innermost, this)) {}
     Run(const Run&) = delete;
     Run& operator=(const Run&) = delete;
     ~Run()
     {
-        const std::lock_guard lock(sm_RunLoopMutex);
+        if (!_lock.owns_lock()) {
+            _lock.lock();
+        }
         _loop._innermost = _outer;
         if (_outer == nullptr && (_loop._woken || _loop.defaultMode().hasDue())) {
             _loop.wake();
@@ -72,7 +70,8 @@ public:
 
 private:
     __CFRunLoop& _loop;
-    Run* _outer = nullptr;
+    Lock& _lock;
+    Run* const _outer;
 };
 
 __CFRunLoop::__CFRunLoop() : Object(kType, kMortal), _wakeFd(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
@@ -178,37 +177,39 @@ void __CFRunLoop::stop()
     }
 }
 
-bool __CFRunLoop::fireIfStillDue(CFRunLoopSourceRef source, const RunLoopMode& mode)
+bool __CFRunLoop::fireIfStillDue(CFRunLoopSourceRef source, const RunLoopMode& mode, Lock& lock)
 {
-    {
-        const std::lock_guard lock(sm_RunLoopMutex);
-        if (!source->_signalled || source->membershipIn(mode) == nullptr) {
-            return false;
-        }
-        source->clearSignal();
+    if (!source->_signalled || source->membershipIn(mode) == nullptr) {
+        return false;
     }
+    source->clearSignal();
+    lock.unlock();
     source->perform();
+    lock.lock();
     return true;
 }
 
-bool __CFRunLoop::fireVersion0(RunLoopMode& mode, bool onlyOne)
+bool __CFRunLoop::fireVersion0(RunLoopMode& mode, bool onlyOne, Lock& lock)
 {
-    std::unique_lock lock(sm_RunLoopMutex);
-    const auto due = mode.signalledVersion0();
-    lock.unlock();
+    if (!mode.hasSignalledVersion0()) {
+        return false;
+    }
+    auto due = mode.signalledVersion0();
     bool fired = false;
     for (const auto& source : due) {
-        fired = fireIfStillDue(source.get(), mode) || fired;
+        fired = fireIfStillDue(source.get(), mode, lock) || fired;
         if (fired && onlyOne) {
             break;
         }
     }
+    lock.unlock();
+    due.clear(); // may destroy a source, which calls out
+    lock.lock();
     return fired;
 }
 
-Reference<CFRunLoopSourceRef> __CFRunLoop::takeVersion1(RunLoopMode& mode, const Deadline& deadline)
+Reference<CFRunLoopSourceRef> __CFRunLoop::takeVersion1(RunLoopMode& mode, const Deadline& deadline, Lock& lock)
 {
-    std::unique_lock lock(sm_RunLoopMutex);
     const bool woken = takeWake();
     if (mode.isSignalsTurn()) {
         return mode.takeSignalled();
@@ -227,26 +228,33 @@ Reference<CFRunLoopSourceRef> __CFRunLoop::takeVersion1(RunLoopMode& mode, const
     return mode.hasSignalled() ? mode.takeSignalled() : Reference<CFRunLoopSourceRef>();
 }
 
+bool __CFRunLoop::fireVersion1(RunLoopMode& mode, const Deadline& deadline, Lock& lock)
+{
+    auto source = takeVersion1(mode, deadline, lock);
+    if (!source) {
+        return false;
+    }
+    lock.unlock();
+    source->perform();
+    source = {}; // may destroy the source, which calls out
+    lock.lock();
+    return true;
+}
+
 SInt32 __CFRunLoop::run(CFStringRef modeName, const Deadline& deadline, bool returnAfterSourceHandled)
 {
-    RunLoopMode* mode = nullptr;
-    {
-        const std::lock_guard lock(sm_RunLoopMutex);
-        mode = findMode(modeName);
-        if (mode == nullptr || mode->empty()) {
-            if (mode == &defaultMode() && _innermost == nullptr) {
-                takeWake(); // else whoever watches the loop's descriptor would be told for ever
-            }
-            return kCFRunLoopRunFinished;
+    Lock lock(sm_RunLoopMutex);
+    RunLoopMode* const mode = findMode(modeName);
+    if (mode == nullptr || mode->empty()) {
+        if (mode == &defaultMode() && _innermost == nullptr) {
+            takeWake(); // else whoever watches the loop's descriptor would be told for ever
         }
+        return kCFRunLoopRunFinished;
     }
-    const Run run(*this);
+    const Run run(*this, lock);
     for (;;) {
-        bool handled = fireVersion0(*mode, returnAfterSourceHandled);
-        if (const auto source = takeVersion1(*mode, handled ? Deadline::now() : deadline)) {
-            source->perform();
-            handled = true;
-        }
+        bool handled = fireVersion0(*mode, returnAfterSourceHandled, lock);
+        handled = fireVersion1(*mode, handled ? Deadline::now() : deadline, lock) || handled;
         if (handled && returnAfterSourceHandled) {
             return kCFRunLoopRunHandledSource;
         }
@@ -254,7 +262,6 @@ SInt32 __CFRunLoop::run(CFStringRef modeName, const Deadline& deadline, bool ret
         if (deadline.passed()) {
             return kCFRunLoopRunTimedOut;
         }
-        const std::lock_guard lock(sm_RunLoopMutex);
         if (run._stopped) {
             return kCFRunLoopRunStopped;
         }

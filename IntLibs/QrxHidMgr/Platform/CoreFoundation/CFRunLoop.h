@@ -9,6 +9,7 @@
 #include "RunLoopMode.h"
 
 #include <memory>
+#include <mutex>
 #include <vector>
 
 /// Made when its thread first asks for it and held by the thread until that ends; others may hold it longer, and then
@@ -49,9 +50,13 @@ private:
     bool isRunningHere() const;
     void arm();
     bool takeWake();
-    bool fireVersion0(qrx::cf::RunLoopMode& mode, bool onlyOne);
-    bool fireIfStillDue(CFRunLoopSourceRef source, const qrx::cf::RunLoopMode& mode);
-    qrx::cf::Reference<CFRunLoopSourceRef> takeVersion1(qrx::cf::RunLoopMode& mode, const qrx::cf::Deadline& deadline);
+    using Lock = std::unique_lock<std::mutex>;
+    // With the mutex, which they let go while something else runs.
+    bool fireVersion0(qrx::cf::RunLoopMode& mode, bool onlyOne, Lock& lock);
+    bool fireIfStillDue(CFRunLoopSourceRef source, const qrx::cf::RunLoopMode& mode, Lock& lock);
+    bool fireVersion1(qrx::cf::RunLoopMode& mode, const qrx::cf::Deadline& deadline, Lock& lock);
+    qrx::cf::Reference<CFRunLoopSourceRef> takeVersion1(qrx::cf::RunLoopMode& mode, const qrx::cf::Deadline& deadline,
+                                                        Lock& lock);
 
     std::vector<std::unique_ptr<qrx::cf::RunLoopMode>> _modes; ///< the default mode first; never removed
     int _wakeFd;                                               ///< an eventfd, a member of every mode's descriptors
