@@ -1,21 +1,19 @@
 #pragma once
 
+#include "ExactClass.h"
 #include "QrxDeviceTreeNode.h"
 #include "QrxHIDCollectionImpl.h"
 #include "swizzler"
 
-#include <typeinfo>
-
-/// `node` as a `Node`, or null. Walks lead over collections to an object of the very class that is sought, and to tell
-/// these two costs a comparison; a cast, which also finds derived classes, searches all bases of what it looks at.
+/// `node` as a `Node`, or null. Walks lead over collections to an object of the very class that is sought: both are
+/// told without a cast.
 template <class Node>
 Node* nodeAs(QrxDeviceTreeNode& node)
 {
-    const std::type_info& type = typeid(node);
-    if (type == typeid(Node)) {
+    if (qrx::isExactly<Node>(node)) {
         return static_cast<Node*>(&node);
     }
-    return type == typeid(_QrxHIDCollectionImpl) ? nullptr : dynamic_cast<Node*>(&node);
+    return qrx::isExactly<_QrxHIDCollectionImpl>(node) ? nullptr : dynamic_cast<Node*>(&node);
 }
 
 /// The nearest node of class `Node`, which is no collection, above `node` (the node itself is not looked at), or an

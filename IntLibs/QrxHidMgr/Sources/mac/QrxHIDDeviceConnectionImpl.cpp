@@ -4,6 +4,7 @@
 #include "FirstException.h"
 #include "NodeSearch.h"
 #include "PropertyReading.h"
+#include "QrxHIDDeviceDelegateInterface.h"
 #include "QrxHIDDeviceImpl.h"
 #include "QrxHIDInterfaceMac.h"
 #include "SelfHold.h"
@@ -41,35 +42,43 @@ struct FreeBlock {
     void operator()(void* block) const { std::free(block); }
 };
 
-mis::swizzler<_QrxHIDDeviceConnectionImpl> connectionOf(void* target)
+/// The target of a callback if it is a connection of this very class, as it nearly always is, else null.
+inline _QrxHIDDeviceConnectionImpl* plainConnection(void* target)
 {
-    auto* connection = static_cast<QrxHIDDeviceConnection*>(target);
-    auto* own = exactly<_QrxHIDDeviceConnectionImpl>(connection);
-    return mis::swizzler<_QrxHIDDeviceConnectionImpl>(
-        own != nullptr ? own : dynamic_cast<_QrxHIDDeviceConnectionImpl*>(connection));
+    return exactly<_QrxHIDDeviceConnectionImpl>(static_cast<QrxHIDDeviceConnection*>(target));
+}
+
+/// The target of a callback if it is a connection of this class or a derived one, else empty.
+[[gnu::noinline]] mis::swizzler<_QrxHIDDeviceConnectionImpl> anyConnection(void* target)
+{
+    return {dynamic_cast<_QrxHIDDeviceConnectionImpl*>(static_cast<QrxHIDDeviceConnection*>(target))};
 }
 
 // The callbacks hold the connection until they return: whoever receives the report may drop everything above it.
 
+/// Runs once a report, so the usual way from here to the delegate is made one piece of code.
+///
 /// A template, because the width of the length is the platform's own choice.
 template <class Length>
-void ReportHandlerCallback(void* target, int result, void*, void* sender, Length bufferSize)
+[[gnu::flatten]] void ReportHandlerCallback(void* target, int result, void*, void* sender, Length bufferSize)
 {
-    if (target == nullptr) {
+    auto** interface = static_cast<IOHIDDeviceInterface122**>(sender);
+    if (auto* plain = plainConnection(target)) {
+        const mis::swizzler<_QrxHIDDeviceConnectionImpl> held(plain);
+        if (result == 0) {
+            plain->_QrxHIDDeviceConnectionImpl::_reportHandler(interface, bufferSize);
+        }
         return;
     }
-    const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection = connectionOf(target);
+    const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection = anyConnection(target);
     if (connection && result == 0) {
-        connection->_reportHandler(static_cast<IOHIDDeviceInterface122**>(sender), bufferSize);
+        connection->_reportHandler(interface, bufferSize);
     }
 }
 
 void ReportsQueueCallback(void* target, int result, void*, void* sender)
 {
-    if (target == nullptr) {
-        return;
-    }
-    const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection = connectionOf(target);
+    const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection = anyConnection(target);
     if (connection && result == 0) {
         connection->_reportQueueHandler(static_cast<IOHIDQueueInterface**>(sender));
     }
@@ -142,16 +151,6 @@ void _QrxHIDDeviceConnectionImpl::_initWithEntry(unsigned int entry)
     _entry = entry;
     _properties = properties::snapshot(entry);
     _createDeviceInterface();
-}
-
-mis::swizzler<QrxHIDDevice> _QrxHIDDeviceConnectionImpl::getDevice() const
-{
-    if (const auto* interface = exactly<_QrxHIDInterfaceMac>(_parent)) {
-        if (auto* device = exactly<_QrxHIDDeviceImpl>(interface->_borrowedParent())) {
-            return mis::swizzler<QrxHIDDevice>(device);
-        }
-    }
-    return QrxHIDDeviceConnection::getDevice();
 }
 
 mis::swizzler<_QrxHIDInterfaceMac> _QrxHIDDeviceConnectionImpl::_getInterface()
@@ -321,6 +320,28 @@ unsigned int _QrxHIDDeviceConnectionImpl::_getMaxInputReportSize()
     return static_cast<unsigned int>(bytes);
 }
 
+inline void _QrxHIDDeviceConnectionImpl::_deliver(const void* bytes, std::size_t count)
+{
+    // Nearly always every step of the way is this library's own, with nothing overridden: then the report goes straight
+    // to the delegate, where handleReport and the device's _handleReport would take it, and is not moved from array to
+    // array.
+    const auto* interface = exactly<_QrxHIDInterfaceMac>(_parent);
+    auto* device = interface != nullptr ? exactly<_QrxHIDDeviceImpl>(interface->_borrowedParent()) : nullptr;
+    auto* delegate = device != nullptr ? device->_borrowedDelegate() : nullptr;
+    if (delegate == nullptr || !isExactly<_QrxHIDDeviceConnectionImpl>(*this)) {
+        _deliverStepByStep(bytesAt(bytes, count));
+        return;
+    }
+    const mis::swizzler<QrxHIDDevice> held(device);
+    delegate->handleReport(bytesAt(bytes, count), held, interface->_QrxHIDInterfaceMac::getInterfaceNumber());
+}
+
+[[gnu::noinline]] void _QrxHIDDeviceConnectionImpl::_deliverStepByStep(std::valarray<uint8_t>&& report)
+{
+    const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface();
+    handleReport(std::move(report), interface ? interface->getInterfaceNumber() : 0);
+}
+
 void _QrxHIDDeviceConnectionImpl::_reportHandler(IOHIDDeviceInterface122** sender, unsigned long bufferSize)
 {
     if (sender == nullptr || *sender == nullptr) {
@@ -330,9 +351,7 @@ void _QrxHIDDeviceConnectionImpl::_reportHandler(IOHIDDeviceInterface122** sende
         return; // input was stopped while this report was under way
     }
     // A copy: the platform uses the buffer again, and a receiver that closes frees it.
-    std::valarray<uint8_t> report = bytesAt(_reportBuffer, bufferSize);
-    const int interfaceNumber = _interfaceNumber();
-    handleReport(std::move(report), interfaceNumber);
+    _deliver(_reportBuffer, bufferSize);
 }
 
 void _QrxHIDDeviceConnectionImpl::_reportQueueHandler(IOHIDQueueInterface** queue)
@@ -351,32 +370,23 @@ void _QrxHIDDeviceConnectionImpl::_reportQueueHandler(IOHIDQueueInterface** queu
             break;
         }
         const std::unique_ptr<void, FreeBlock> block(event.longValueSize != 0 ? event.longValue : nullptr);
-        failure.watch([&] { _deliver(event); });
+        failure.watch([&] { _deliverEvent(event); });
     }
     failure.rethrow();
 }
 
-void _QrxHIDDeviceConnectionImpl::_deliver(const IOHIDEventStruct& event)
+void _QrxHIDDeviceConnectionImpl::_deliverEvent(const IOHIDEventStruct& event)
 {
-    const int interfaceNumber = _interfaceNumber();
     if (event.longValueSize > kValueBytes) {
         if (event.longValue != nullptr) {
-            handleReport(bytesAt(event.longValue, event.longValueSize), interfaceNumber);
+            _deliver(event.longValue, event.longValueSize);
         }
         return;
     }
     const auto sizeBits = static_cast<std::int32_t>(_getReportSizeByCookie(cookieNumber(event.elementCookie)));
     const std::size_t length = sizeBits > 0 ? (static_cast<std::size_t>(sizeBits) + 7) / 8 : kValueBytes;
-    handleReport(littleEndianBytes(static_cast<std::uint32_t>(event.value), length), interfaceNumber);
-}
-
-int _QrxHIDDeviceConnectionImpl::_interfaceNumber()
-{
-    if (const auto* parent = exactly<_QrxHIDInterfaceMac>(_parent)) {
-        return parent->getInterfaceNumber();
-    }
-    const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface();
-    return interface ? interface->getInterfaceNumber() : 0;
+    const std::valarray<uint8_t> bytes = littleEndianBytes(static_cast<std::uint32_t>(event.value), length);
+    _deliver(&bytes[0], bytes.size());
 }
 
 const __CFDictionary* _QrxHIDDeviceConnectionImpl::_findReportProperties(unsigned int reportID)

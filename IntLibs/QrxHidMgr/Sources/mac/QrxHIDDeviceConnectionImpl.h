@@ -8,6 +8,7 @@
 #include <IOKit/IOKitLib.h>
 #include <IOKit/hid/IOHIDLib.h>
 
+#include <cstddef>
 #include <cstdint>
 #include <valarray>
 
@@ -32,8 +33,6 @@ public:
     /// Sends the bytes exactly as given and waits until the platform has taken them. `type` is 0 input, 1 output,
     /// 2 feature. No bytes, or no device interface: nothing is sent.
     void setReport(unsigned int type, unsigned int reportID, std::valarray<uint8_t> bytes) override;
-    /// As for every connection; quicker where the interface and the device are this backend's own.
-    mis::swizzler<QrxHIDDevice> getDevice() const override;
 
     /// Retains the driver's entry, reads its properties and makes the device interface. Nothing happens for 0, for an
     /// entry that is no "IOHIDDevice", and on any call after the first.
@@ -73,8 +72,9 @@ private:
     void _runQueue();
     void _startInterruptReports();
     void _attachSource();
-    int _interfaceNumber();
-    void _deliver(const IOHIDEventStruct& event);
+    inline void _deliver(const void* bytes, std::size_t count);
+    void _deliverStepByStep(std::valarray<uint8_t>&& report);
+    void _deliverEvent(const IOHIDEventStruct& event);
 
     io_object_t _entry;
     CFMutableDictionaryRef _properties;

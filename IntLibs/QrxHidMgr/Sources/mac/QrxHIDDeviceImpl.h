@@ -78,6 +78,9 @@ public:
     /// Without an entry the device equals the entry 0.
     virtual bool operator==(unsigned int entry) const;
 
+    /// The delegate, borrowed, or null.
+    QrxHIDDeviceDelegateInterface* _borrowedDelegate() const { return _delegate; }
+
 private:
     io_service_t _entry;
     CFMutableDictionaryRef _properties;

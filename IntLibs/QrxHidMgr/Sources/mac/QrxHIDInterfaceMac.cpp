@@ -219,11 +219,6 @@ uint32_t _QrxHIDInterfaceMac::getProtocol() const
     return properties::bits(_properties, CFSTR("bInterfaceProtocol"));
 }
 
-int32_t _QrxHIDInterfaceMac::getInterfaceNumber() const
-{
-    return _interfaceNumber;
-}
-
 uint32_t _QrxHIDInterfaceMac::getPrimaryUsagePage() const
 {
     return _connection ? _connection->getPrimaryUsagePage() : 0;

@@ -47,7 +47,7 @@ public:
     virtual uint32_t getClass() const;
     virtual uint32_t getSubclass() const;
     virtual uint32_t getProtocol() const;
-    virtual int32_t getInterfaceNumber() const;
+    virtual int32_t getInterfaceNumber() const { return _interfaceNumber; }
     virtual uint32_t getPrimaryUsagePage() const;
     virtual uint32_t getPrimaryUsage() const;
     /// The longest report of its kind in bytes; 0 without a connection.
