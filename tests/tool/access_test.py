@@ -98,6 +98,15 @@ class Machine:
                 os.makedirs(self.path("sys/class/hidraw"), exist_ok=True)
                 os.symlink(f"../../../{device}/hidraw/hidraw{hidraw}", self.path(f"sys/class/hidraw/hidraw{hidraw}"))
 
+    def keep_out(self, name, interface_class=3):
+        """A device ("1-2"), which then shows no interfaces and announces one of that class, or an interface of it."""
+        self.write(f"sys/bus/usb/devices/{name}/authorized", "0\n")
+        if ":" not in name:
+            device = bytes.fromhex("12010002000000 08 d804 3f00 0001 01 02 00 01")
+            interface = bytes([9, 4, 0, 0, 1, interface_class, 0, 0, 0])
+            configuration = bytes([9, 2, 9 + len(interface), 0, 1, 1, 0, 0x80, 50])
+            self.write(f"sys/bus/usb/devices/{name}/descriptors", device + configuration + interface)
+
     def add_node(self, hidraw=0, mode=0o600):
         self.write(f"dev/hidraw{hidraw}", "")
         os.chmod(self.path(f"dev/hidraw{hidraw}"), mode)
@@ -211,6 +220,36 @@ class Doctor(DoctorTest):
         os.makedirs(self.machine.path("sys/bus/usb/drivers/usbhid"))
         self.assertIn("echo 1-2:1.0 | sudo tee /sys/bus/usb/drivers/usbhid/bind",
                       self.ask_one(1, "no-driver")["nextSteps"])
+
+    def test_a_device_that_is_kept_out_is_told_with_the_way_to_let_it_in(self):
+        self.machine.plug()
+        self.machine.keep_out("1-2")
+        outcome = run("doctor", "--sysroot", self.machine.root, "--uid", USER, "04d8:003f")
+        self.assertEqual((1, "04d8:003f  Button Box  at 1-2: not usable\n"
+                             "  the kernel keeps the device out (its attribute authorized is 0): the administrator wants "
+                             "it so, or a guard such as USBGuard\n"
+                             "  next: echo 1 | sudo tee /sys/bus/usb/devices/1-2/authorized\n", ""),
+                         (outcome.status, outcome.out, outcome.err))
+        device = self.ask(1)["devices"][0]
+        self.assertEqual(["echo 1 | sudo tee /sys/bus/usb/devices/1-2/authorized"], device["nextSteps"])
+        self.assertEqual([], device["interfaces"])
+        self.assertEqual(3, run("doctor", "--sysroot", self.machine.root, "04d8:0040").status)
+
+    def test_a_device_that_is_kept_out_is_told_of_only_if_it_announces_hid(self):
+        self.machine.plug()
+        self.machine.keep_out("1-2", interface_class=8)
+        self.assertEqual([], self.ask(3)["devices"])
+        self.machine.write("sys/bus/usb/devices/1-2/descriptors", b"")
+        self.assertEqual([], self.ask(3)["devices"])
+
+    def test_an_interface_that_is_kept_out_is_told_with_the_way_to_let_it_in(self):
+        self.machine.plug()
+        self.machine.add_interface(driver=None, hid=False)
+        self.machine.keep_out("1-2:1.0")
+        interface = self.ask_one(1, "no-driver")
+        self.assertIn("keeps the interface out", interface["reasons"][0])
+        self.assertEqual(["echo 1 | sudo tee /sys/bus/usb/devices/1-2:1.0/authorized",
+                          "echo 1-2:1.0 | sudo tee /sys/bus/usb/drivers_probe"], interface["nextSteps"])
 
     def test_another_driver_is_named(self):
         self.machine.plug()

@@ -1,5 +1,6 @@
 #include "Checkup.h"
 
+#include "Authorization.h"
 #include "NodeAbsence.h"
 #include "NodeAccess.h"
 #include "RuleSearch.h"
@@ -56,6 +57,13 @@ const char* effectText(UdevDatabase::Tag tag)
            "seat, not over ssh)";
 }
 
+bool isWanted(const std::vector<DeviceSelector>& selectors, const DeviceSelector& ids)
+{
+    return selectors.empty() || std::ranges::any_of(selectors, [&ids](const DeviceSelector& selector) {
+               return selector.matches(ids.vendorID, ids.productID);
+           });
+}
+
 /// One examination of one machine.
 class Examiner {
 public:
@@ -90,11 +98,14 @@ std::vector<DeviceFinding> Examiner::examine(const std::vector<DeviceSelector>& 
         qrx::platform::ScannedDevice scanned;
         const DeviceScan::Result result = _scan.read(one, scanned);
         const bool isRead = result == DeviceScan::Result::complete || result == DeviceScan::Result::incomplete;
-        const auto isWanted = [&scanned](const DeviceSelector& selector) {
-            return selector.matches(scanned.facts.vendorID, scanned.facts.productID);
-        };
-        if (isRead && (selectors.empty() || std::ranges::any_of(selectors, isWanted))) {
+        if (isRead && isWanted(selectors, {scanned.facts.vendorID, scanned.facts.productID})) {
             findings.push_back(examineDevice(scanned));
+        }
+        if (!isRead && one.interfaces.empty()) {
+            auto keptOut = findKeptOut(_place.root, one.name);
+            if (keptOut && isWanted(selectors, keptOut->ids)) {
+                findings.push_back(std::move(*keptOut));
+            }
         }
     }
     return findings;
@@ -110,6 +121,9 @@ DeviceFinding Examiner::examineDevice(const qrx::platform::ScannedDevice& scanne
         if (outline.isOfHID) {
             device.interfaces.push_back(examineInterface(device, outline));
         }
+    }
+    if (device.interfaces.empty()) {
+        device.reasons = {"none of its interfaces is there yet"};
     }
     return device;
 }

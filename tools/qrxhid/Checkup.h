@@ -52,6 +52,9 @@ struct DeviceFinding {
     std::string place;
     /// By ascending number; a device that is only half there may have none.
     std::vector<InterfaceFinding> interfaces;
+    /// Why it has none, and what would help; empty where it has some.
+    std::vector<std::string> reasons;
+    std::vector<std::string> nextSteps;
 
     bool isUsable() const;
     bool isAboutPermission() const;

@@ -18,27 +18,32 @@ const char* verdictOf(const DeviceFinding& device)
     return device.isUsable() ? "usable" : someUsable ? "usable in part" : "not usable";
 }
 
+/// Of a device or an interface.
+template <class Finding>
+void writeExplanation(std::ostream& out, const char* indent, const Finding& finding)
+{
+    for (const std::string& reason : finding.reasons) {
+        out << indent << reason << "\n";
+    }
+    for (const std::string& step : finding.nextSteps) {
+        out << indent << "next: " << step << "\n";
+    }
+}
+
 void writeInterface(std::ostream& out, const InterfaceFinding& interface)
 {
     out << "  interface " << interface.number << ": " << interface.stateName()
         << (interface.node.empty() ? "" : ", " + interface.node) << "\n";
-    for (const std::string& reason : interface.reasons) {
-        out << "    " << reason << "\n";
-    }
-    for (const std::string& step : interface.nextSteps) {
-        out << "    next: " << step << "\n";
-    }
+    writeExplanation(out, "    ", interface);
 }
 
 void writeDevice(std::ostream& out, const DeviceFinding& device)
 {
     out << device.ids.text() << "  " << (device.productName.empty() ? "" : shownText(device.productName) + "  ")
         << "at " << device.place << ": " << verdictOf(device) << "\n";
+    writeExplanation(out, "  ", device);
     for (const InterfaceFinding& interface : device.interfaces) {
         writeInterface(out, interface);
-    }
-    if (device.interfaces.empty()) {
-        out << "  none of its interfaces is there yet\n";
     }
 }
 
@@ -65,7 +70,8 @@ nlohmann::ordered_json findingJson(const DeviceFinding& device)
     nlohmann::ordered_json json = {
         {"vendorID", device.ids.vendorID},   {"productID", device.ids.productID},
         {"productName", device.productName}, {"place", device.place},
-        {"isUsable", device.isUsable()},     {"interfaces", nlohmann::ordered_json::array()}};
+        {"isUsable", device.isUsable()},     {"reasons", device.reasons},
+        {"nextSteps", device.nextSteps},     {"interfaces", nlohmann::ordered_json::array()}};
     for (const InterfaceFinding& interface : device.interfaces) {
         json["interfaces"].push_back({{"number", interface.number},
                                       {"state", interface.stateName()},

@@ -1,6 +1,8 @@
 #include "NodeAbsence.h"
 
-#include "Linux/SysfsDirectory.h"
+#include "Authorization.h"
+#include "SysfsAttribute.h"
+
 #include "Linux/SystemCalls.h"
 
 #include <algorithm>
@@ -20,14 +22,6 @@ constexpr const char* kHIDDriver = "usbhid";
 constexpr const char* kProgramsDriver = "usbfs";
 /// The kernel's HIDRAW_MAX_DEVICES.
 constexpr std::size_t kMostNodes = 64;
-
-/// One attribute without its newline; empty if there is none.
-std::string attribute(const SysfsDirectory& directory, const std::string& name)
-{
-    std::string text;
-    directory.read(name, text);
-    return text.substr(0, text.find('\n'));
-}
 
 std::size_t countReportNodes(const std::string& root)
 {
@@ -56,13 +50,17 @@ std::string deviceFile(const SysfsDirectory& device)
     const auto threeDigits = [](const std::string& number) {
         return number.size() < 3 ? std::string(3 - number.size(), '0') + number : number;
     };
-    return "/dev/bus/usb/" + threeDigits(attribute(device, "busnum")) + "/" + threeDigits(attribute(device, "devnum"));
+    return "/dev/bus/usb/" + threeDigits(attributeText(device, "busnum")) + "/" +
+           threeDigits(attributeText(device, "devnum"));
 }
 
 /// No driver has the interface.
 void explainNoDriver(InterfaceFinding& finding, const std::string& root, const std::string& place,
                      const std::string& interface)
 {
+    if (explainKeptOut(finding, root, interface)) {
+        return;
+    }
     finding.state = State::noDriver;
     SysfsDirectory driver(SystemCalls::kernel());
     if (driver.open(root + "/sys/bus/usb/drivers/" + kHIDDriver) != SysfsDirectory::Result::done) {
@@ -150,7 +148,7 @@ void explainMissing(InterfaceFinding& finding, const std::string& root, const st
     finding.nextSteps = {"unplug the device and plug it in again: the kernel makes the node anew"};
     SysfsDirectory nodes(SystemCalls::kernel());
     nodes.open(root + "/sys/class/hidraw");
-    std::string numbers = attribute(nodes, finding.node.substr(finding.node.rfind('/') + 1) + "/dev");
+    std::string numbers = attributeText(nodes, finding.node.substr(finding.node.rfind('/') + 1) + "/dev");
     const std::size_t colon = numbers.find(':');
     if (colon != std::string::npos) {
         numbers[colon] = ' ';

@@ -136,6 +136,33 @@ TEST_F(Doctor, AnInterfaceThatWasTakenFromTheDriverIsGivenBackByItsAdvice)
     EXPECT_EQ(helped(run), usable());
 }
 
+TEST_F(Doctor, ADeviceThatIsKeptOutIsLetInByItsAdvice)
+{
+    ASSERT_EQ(runShell("echo 0 > " + plug.sysfsPath() + "/authorized").status, 0);
+    const ToolRun run = askDoctor({}, 0);
+    EXPECT_EQ(run, (ToolRun{1, std::string(kNoUdevd) + "1234:00a2  Plain  at " + place +
+                                   ": not usable\n"
+                                   "  the kernel keeps the device out (its attribute authorized is 0): the "
+                                   "administrator wants it so, or a guard such as USBGuard\n"
+                                   "  next: echo 1 | sudo tee /sys/bus/usb/devices/" +
+                                   place + "/authorized\n"}));
+    EXPECT_EQ(helped(run), usable());
+}
+
+TEST_F(Doctor, AnInterfaceThatIsKeptOutIsLetInByItsAdvice)
+{
+    const std::string interface = place + ":1.0";
+    ASSERT_EQ(runShell("echo 0 > " + plug.sysfsPath() + "/" + interface + "/authorized").status, 0);
+    const ToolRun run = askDoctor({}, 0);
+    EXPECT_EQ(run, (ToolRun{1, kNoUdevd + text("not usable", "no-driver",
+                                               "    the kernel keeps the interface out (its attribute authorized is "
+                                               "0): the administrator wants it so, or a guard such as USBGuard\n"
+                                               "    next: echo 1 | sudo tee /sys/bus/usb/devices/" +
+                                                   interface + "/authorized\n    next: echo " + interface +
+                                                   " | sudo tee /sys/bus/usb/drivers_probe\n")}));
+    EXPECT_EQ(helped(run), usable());
+}
+
 TEST_F(Doctor, AHidDeviceThatWasTakenFromItsDriverIsGivenBackByItsAdvice)
 {
     const std::string name = hidDevice();
