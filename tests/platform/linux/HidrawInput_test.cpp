@@ -78,7 +78,7 @@ TEST_F(HidrawInput, TakesSixtyReportsInOneCallAndInTheirOrder)
 {
     open(vendorDescriptor(64));
     EXPECT_EQ(taken(), "empty");
-    for (const int calls : {2, 1, 1}) {
+    for (const int calls : {3, 1, 1}) {
         node->readCalls = 0;
         node->queueMany(60, 64);
         EXPECT_EQ(taken(), series(0, 60, 64) + "empty");
@@ -86,7 +86,7 @@ TEST_F(HidrawInput, TakesSixtyReportsInOneCallAndInTheirOrder)
     }
 }
 
-TEST_F(HidrawInput, OffersRoomForAsManyReportsAsCame)
+TEST_F(HidrawInput, OffersRoomForTwiceAsManyReportsAsCame)
 {
     open(vendorDescriptor(8));
     taken();
@@ -97,11 +97,12 @@ TEST_F(HidrawInput, OffersRoomForAsManyReportsAsCame)
         taken();
         return node->segmentsOffered;
     };
-    EXPECT_EQ(offeredAfter(1), 16);
-    EXPECT_EQ(offeredAfter(15), 16);
-    EXPECT_EQ(offeredAfter(16), 64) << "there may have been more";
-    EXPECT_EQ(offeredAfter(1), 16) << "once few have come";
-    EXPECT_EQ(offeredAfter(40), 64);
+    EXPECT_EQ(offeredAfter(1), 4) << "the fewest";
+    EXPECT_EQ(offeredAfter(3), 6);
+    EXPECT_EQ(offeredAfter(15), 30);
+    EXPECT_EQ(offeredAfter(16), 32);
+    EXPECT_EQ(offeredAfter(1), 4) << "once few have come";
+    EXPECT_EQ(offeredAfter(40), 64) << "all that there is";
 }
 
 TEST_F(HidrawInput, NeedsOneCallForASingleReportOfFullLength)
@@ -155,8 +156,8 @@ TEST_F(HidrawInput, SizesSegmentsByTheLongestNumberedReport)
     open(test::joined({vendorDescriptor(8, 0, 0, 1), vendorDescriptor(20, 0, 0, 2)}));
     taken();
     node->readCalls = 0;
-    node->queueMany(10, 21, 2);
-    EXPECT_EQ(taken(), series(2, 10, 21) + "empty");
+    node->queueMany(3, 21, 2);
+    EXPECT_EQ(taken(), series(2, 3, 21) + "empty");
     EXPECT_EQ(node->readCalls, 1);
     node->queueMany(2, 9, 1);
     node->queueMany(1, 21, 2);
@@ -185,13 +186,21 @@ TEST_F(HidrawInput, HoldsAtMostSixtyFourKilobytesAtOnce)
 TEST_F(HidrawInput, GivesAllThatWasQueuedBeforeItIsGone)
 {
     open(vendorDescriptor(8));
-    node->queueMany(20, 8);
+    node->queueMany(19, 8);
     node->unplug();
-    EXPECT_EQ(taken(), series(0, 20, 8) + "empty");
+    EXPECT_EQ(taken(), series(0, 19, 8) + "empty");
     pollfd poll{channel->descriptor(), POLLIN, 0};
     EXPECT_EQ(::poll(&poll, 1, 0), 1) << "the descriptor tells that there is more to say";
     EXPECT_EQ(taken(), "gone");
     EXPECT_EQ(taken(), "gone");
+}
+
+TEST_F(HidrawInput, GivesAllThatFilledTheRoomBeforeItIsGone)
+{
+    open(vendorDescriptor(8));
+    node->queueMany(4 + 16, 8);
+    node->unplug();
+    EXPECT_EQ(taken(), series(0, 20, 8) + "gone");
 }
 
 TEST_F(HidrawInput, IsGoneAtOnceWhenNothingWasQueued)
@@ -361,7 +370,7 @@ TEST(HidrawInputOfTheKernel, ComesInBatchesFromAFileThatIsReadBySegments)
     OwnedFd fd(calls, ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     ASSERT_GE(::inotify_add_watch(fd.get(), file.c_str(), IN_ATTRIB | IN_MODIFY), 0);
     HidrawChannel channel(calls, std::move(fd), vendorDescriptor(sizeof(inotify_event)), true);
-    for (const auto& [count, batches] : {std::pair{1, 1}, std::pair{20, 2}, std::pair{20, 1}, std::pair{5, 1}}) {
+    for (const auto& [count, batches] : {std::pair{1, 1}, std::pair{19, 2}, std::pair{20, 1}, std::pair{5, 1}}) {
         calls.batches = 0;
         // Two equal events in a row would become one.
         for (int number = 0; number < count; ++number) {

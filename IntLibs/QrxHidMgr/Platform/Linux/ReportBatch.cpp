@@ -10,8 +10,10 @@ namespace {
 
 /// The kernel's ring holds 63 reports for each open file, so a call never finds more.
 constexpr std::size_t kMostSegments = 64;
-/// Offered while few reports wait: more than come between two turns of a loop that keeps up.
-constexpr std::size_t kUsualSegments = 16;
+/// Offered at least. The kernel keeps up to 8 descriptions of segments on its stack, for more it allocates.
+constexpr std::size_t kFewestSegments = 4;
+/// So many times more are offered after a call that filled all: another call costs as much as some 25 segments.
+constexpr std::size_t kGrowth = 4;
 /// Bound of the memory of one open node; long reports get fewer segments.
 constexpr std::size_t kMostBytes = 65536;
 /// No report is longer (the kernel's HID_MAX_BUFFER_SIZE).
@@ -47,7 +49,7 @@ ReportBatch::ReportBatch(std::span<const std::uint8_t> reportDescriptor)
     for (std::size_t at = 0; at < count; ++at) {
         _segments.push_back({_bytes.data() + at * _segmentBytes, _segmentBytes});
     }
-    _offered = std::min(kUsualSegments, count);
+    offer(kFewestSegments);
 }
 
 iovec ReportBatch::whole()
@@ -74,11 +76,9 @@ void ReportBatch::setSegments(std::size_t size)
     _endedEmpty = rest == 0 && full < _offered;
     _burst += _count;
     if (full == _offered) {
-        _offered = _segments.size();
+        offer(kGrowth * _offered);
     } else if (_endedEmpty) {
-        if (_burst <= kUsualSegments) {
-            _offered = std::min(kUsualSegments, _segments.size());
-        }
+        offer(std::max(2 * _burst, kFewestSegments));
         _burst = 0;
     }
 }

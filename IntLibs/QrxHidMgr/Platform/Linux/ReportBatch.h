@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -17,7 +18,8 @@ namespace qrx::platform {
 /// into it, then at most one shorter report.
 ///
 /// The kernel looks at every segment of a call before it reads, which costs more than reading a report where few wait,
-/// as they mostly do. So few are offered until they are all filled, and all as long as many reports come at once.
+/// as they mostly do. So twice as many are offered as came the last time that anything came, and more once they are all
+/// filled.
 class ReportBatch {
 public:
     /// `reportDescriptor` decides the length of a segment; `isNumbered`, the number's byte included.
@@ -46,6 +48,8 @@ public:
     bool endedEmpty() const { return _endedEmpty; }
 
 private:
+    void offer(std::size_t count) { _offered = std::min(count, _segments.size()); }
+
     std::vector<std::uint8_t> _bytes;
     std::vector<iovec> _segments;
     /// How many of the segments the next call gets.
