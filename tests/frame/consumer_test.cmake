@@ -1,5 +1,5 @@
 # Installs the library into a folder of its own, then builds and runs the consumer: by the CMake package, and by
-# pkg-config. Variables: BUILD, SOURCE, WORK, COMPILER.
+# pkg-config. Variables: BUILD, SOURCE, WORK, COMPILER, GENERATOR.
 
 function(run)
     execute_process(COMMAND ${ARGN} RESULT_VARIABLE status OUTPUT_VARIABLE output ERROR_VARIABLE output)
@@ -19,7 +19,7 @@ endfunction()
 file(REMOVE_RECURSE ${WORK})
 run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/prefix)
 
-run(${CMAKE_COMMAND} -S ${SOURCE} -B ${WORK}/build -DCMAKE_PREFIX_PATH=${WORK}/prefix -DCMAKE_CXX_COMPILER=${COMPILER})
+run(${CMAKE_COMMAND} -G ${GENERATOR} -S ${SOURCE} -B ${WORK}/build -DCMAKE_PREFIX_PATH=${WORK}/prefix -DCMAKE_CXX_COMPILER=${COMPILER})
 run(${CMAKE_COMMAND} --build ${WORK}/build)
 expect_bytes(${WORK}/build/consumer)
 expect_bytes(${WORK}/build/consumer_static)
