@@ -105,6 +105,16 @@ TEST_F(HidrawInput, OffersRoomForTwiceAsManyReportsAsCame)
     EXPECT_EQ(offeredAfter(40), 64) << "all that there is";
 }
 
+TEST_F(HidrawInput, OffersNoMoreForReportsThatCameOneByOneWhateverTheirLength)
+{
+    open(test::joined({vendorDescriptor(8, 0, 0, 1), vendorDescriptor(20, 0, 0, 2)}));
+    for (int number = 0; number < 100; ++number) {
+        node->queueMany(1, number % 50 == 49 ? 21 : 9);
+        taken();
+        EXPECT_EQ(node->segmentsOffered, 4) << number;
+    }
+}
+
 TEST_F(HidrawInput, NeedsOneCallForASingleReportOfFullLength)
 {
     open(vendorDescriptor(8));

@@ -118,6 +118,7 @@ HIDChannel::Next HidrawChannel::fetch()
     }
     if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
         _burst = 0;
+        _batch.setNothing();
         return Next::empty;
     }
     // EIO and ENODEV are an unplug. No other error goes away by asking again, and a descriptor that stays readable

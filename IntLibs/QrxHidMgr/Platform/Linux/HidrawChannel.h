@@ -11,12 +11,12 @@ namespace qrx::platform {
 
 /// One open report node.
 ///
-/// Input is taken in batches: one readv brings all that waits, up to the kernel's ring of 63 reports. That only works
-/// while the kernel reads such a node segment by segment. Whether it does is asked once, at the first take: preadv2
-/// with a flag answers EOPNOTSUPP for exactly those files whose driver has a plain read operation, which the kernel
-/// then calls once for every segment, and reads nothing. Any other answer means that one call might join or spread
-/// reports; then each is read by a call of its own (and if that first call already brought a report, it is a whole one
-/// and counts).
+/// Input is taken in batches: as a rule one readv brings all that waits, up to the kernel's ring of 63 reports. That
+/// only works while the kernel reads such a node segment by segment. Whether it does is asked once, at the first take:
+/// preadv2 with a flag answers EOPNOTSUPP for exactly those files whose driver has a plain read operation, which the
+/// kernel then calls once for every segment, and reads nothing. Any other answer means that one call might join or
+/// spread reports; then each is read by a call of its own (and if that first call already brought a report, it is a
+/// whole one and counts).
 ///
 /// The node reports "gone" only after all that was queued has been read: the kernel fails with EIO then, and not
 /// before.

@@ -78,6 +78,13 @@ void ReportBatch::setSegments(std::size_t size)
     if (full == _offered) {
         offer(kGrowth * _offered);
     } else if (_endedEmpty) {
+        setNothing();
+    }
+}
+
+void ReportBatch::setNothing()
+{
+    if (_burst != 0) {
         offer(std::max(2 * _burst, kFewestSegments));
         _burst = 0;
     }

@@ -22,7 +22,7 @@ namespace qrx::platform {
 /// filled.
 class ReportBatch {
 public:
-    /// `reportDescriptor` decides the length of a segment; `isNumbered`, the number's byte included.
+    /// `reportDescriptor` decides the length of a segment, the byte of a report's number included.
     explicit ReportBatch(std::span<const std::uint8_t> reportDescriptor);
 
     /// For one report a call: a buffer into which every report fits.
@@ -34,6 +34,8 @@ public:
     void setWhole(std::size_t size);
     /// Says that `size` bytes were read into `segments`.
     void setSegments(std::size_t size);
+    /// Says that nothing was read, since nothing waits.
+    void setNothing();
 
     bool isEmpty() const { return _next == _count; }
     std::span<const std::uint8_t> take()
