@@ -8,8 +8,9 @@
 #include <cstdio>
 #include <cstdlib>
 
-/// `condition`, of which the compiler is told that it seldom holds: the way past it gets shorter. A macro, since an
-/// inline function is taken apart before its advice is followed.
+/// `condition`, of which the compiler is told that it seldom holds, so that the usual way gets shorter. For this file's
+/// users, whose checks run with every handle that is copied. A macro, since compilers lose the advice of an inline
+/// function.
 #if defined(__GNUC__)
 #define MIS_SELDOM(condition) __builtin_expect(static_cast<bool>(condition), false)
 #else

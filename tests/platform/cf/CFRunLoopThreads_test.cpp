@@ -1,4 +1,5 @@
 #include "CoreFoundation/RunLoopDescriptor.h"
+#include "CoreFoundation/RunLoopSourceDescriptor.h"
 #include "LeakCheck.h"
 #include "RunLoopSources.h"
 
@@ -271,6 +272,7 @@ TEST_F(CFRunLoopThreads, SourcesComeAndGoFromManyThreadsWhileTheLoopRuns)
                     CFRunLoopSourceRef source = makeCountingSource(pipe.reader(), calls);
                     CFRunLoopAddSource(target.loop(), source, kCFRunLoopDefaultMode);
                     CFRunLoopSourceSignal(source);
+                    qrx::cf::setRunLoopSourceDescriptor(source, round % 3 == 0 ? -1 : pipe.reader());
                     if (round % 2 == 0) {
                         CFRunLoopRemoveSource(target.loop(), source, kCFRunLoopDefaultMode);
                         CFRunLoopWakeUp(target.loop());

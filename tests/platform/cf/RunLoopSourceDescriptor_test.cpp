@@ -118,4 +118,14 @@ TEST_F(RunLoopSourceDescriptor, MayChangeWhileTheSourceIsServed)
     EXPECT_EQ(fired, 2);
 }
 
+using RunLoopSourceDescriptorDeathTest = RunLoopSourceDescriptor;
+
+TEST_F(RunLoopSourceDescriptorDeathTest, IsNothingForAnotherKindOfSource)
+{
+    SignalSource source([] {});
+    source.add();
+    EXPECT_DEATH(setRunLoopSourceDescriptor(source.get(), first.reader()), "version 0 waits for no descriptor");
+    EXPECT_DEATH(setRunLoopSourceDescriptor(nullptr, -1), "null instead of a run loop source");
+}
+
 } // namespace

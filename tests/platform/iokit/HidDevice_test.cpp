@@ -211,6 +211,42 @@ TEST_F(HidDeviceTest, AnExceptionLeavesTheRestForTheNextPass)
     EXPECT_EQ("01; 02; 03; ", reader.take());
 }
 
+TEST_F(HidDeviceTest, TheDescriptorOfAClosedDeviceMayServeTheNextOne)
+{
+    InterruptReader first(driver());
+    InterruptReader second(driver());
+    for (int round = 1; round <= 3; ++round) {
+        // The sources stay in the run loop; the system gives the lowest descriptor that is free.
+        (*first.device)->close(first.device);
+        (*second.device)->close(second.device);
+        (*second.device)->open(second.device, 0);
+        (*first.device)->open(first.device, 0);
+        send({static_cast<std::uint8_t>(round)});
+        runDue();
+    }
+    first.stop();
+    send({4});
+    runDue();
+    EXPECT_EQ("01; 02; 03; ", first.take());
+    EXPECT_EQ("01; 02; 03; 04; ", second.take());
+}
+
+TEST_F(HidDeviceTest, WithoutABufferTheHandlerHearsOfReportsWithoutBytes)
+{
+    InterruptReader reader(driver());
+    int size = -1;
+    (*reader.device)
+        ->setInterruptReportHandlerCallback(
+            reader.device, nullptr, 64,
+            [](void* target, IOReturn, void*, void*, UInt32 count) {
+                *static_cast<int*>(target) = static_cast<int>(count);
+            },
+            &size, nullptr);
+    send({1, 2});
+    runDue();
+    EXPECT_EQ(0, size);
+}
+
 TEST_F(HidDeviceTest, AHandlerMayCloseOpenAgainOrReleaseTheDevice)
 {
     for (const int what : {0, 1, 2, 3}) {

@@ -280,6 +280,42 @@ TEST_F(HidQueueTest, QueuesAndTheInterruptHandlerSeeTheSameReports)
     CFRelease(source);
 }
 
+TEST_F(HidQueueTest, BothSourcesServeADeviceThatIsOpenedAnewInItsHandler)
+{
+    struct Handler {
+        IOHIDDeviceInterface122** device;
+        int reports = 0;
+    };
+    QueueReader reader(plug(fake::makeMouse()), {kMouseReport});
+    Handler handler{reader.device};
+    std::uint8_t buffer[4] = {};
+    CFRunLoopSourceRef source = nullptr;
+    (*reader.device)->createAsyncEventSource(reader.device, &source);
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
+    (*reader.device)
+        ->setInterruptReportHandlerCallback(
+            reader.device, buffer, sizeof buffer,
+            [](void* target, IOReturn, void*, void*, UInt32) {
+                auto& self = *static_cast<Handler*>(target);
+                if (++self.reports == 1) {
+                    (*self.device)->close(self.device);
+                    (*self.device)->open(self.device, 0);
+                }
+            },
+            &handler, nullptr);
+    send({1, 0, 0, 0});
+    runDue();
+    send({2, 0, 0, 0});
+    runDue();
+    EXPECT_EQ(2, handler.reports);
+    EXPECT_NE(std::string::npos, reader.take().find("9=2 "));
+    CFRunLoopRemoveSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
+    send({3, 0, 0, 0});
+    runDue();
+    EXPECT_EQ("|9=3 ", reader.take()) << "the queue's source does not need the other one";
+    CFRelease(source);
+}
+
 TEST_F(HidQueueTest, AQueueServesNoInterruptHandlerWhoseSourceIsNotInTheRunLoop)
 {
     const io_object_t entry = plug(fake::makeMouse());

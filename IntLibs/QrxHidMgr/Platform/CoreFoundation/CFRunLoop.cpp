@@ -49,7 +49,7 @@ void requireMode(CFStringRef mode, const char* function)
 
 } // namespace
 
-/// Begins with the mutex. Ends with it too, except when a callback throws.
+/// Made with the mutex held. Its end needs it too, and takes it where a callback's exception has left it free.
 class __CFRunLoop::Run {
 public:
     Run(__CFRunLoop& loop, Lock& lock) : _loop(loop), _lock(lock), _outer(std::exchange(loop._innermost, this)) {}

@@ -91,8 +91,13 @@ void __CFRunLoopSource::setDescriptor(int descriptor)
 
 void qrx::cf::setRunLoopSourceDescriptor(CFRunLoopSourceRef source, int descriptor)
 {
+    constexpr const char* kFunction = "setRunLoopSourceDescriptor";
+    auto& target = checkedMutable<__CFRunLoopSource>(source, kFunction);
+    if (target.isVersion0()) {
+        fail(kFunction, "a source of version 0 waits for no descriptor");
+    }
     const std::lock_guard lock(sm_RunLoopMutex);
-    checkedMutable<__CFRunLoopSource>(source, "setRunLoopSourceDescriptor").setDescriptor(descriptor);
+    target.setDescriptor(descriptor);
 }
 
 const TypeOperations qrx::cf::kRunLoopSourceOperations{"a run loop source", dispose<__CFRunLoopSource>, nullptr,

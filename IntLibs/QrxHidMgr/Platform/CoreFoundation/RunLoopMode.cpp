@@ -58,6 +58,7 @@ void RunLoopMode::watch(const __CFRunLoopSource& source, std::uint32_t index)
 void RunLoopMode::changeDescriptor(const __CFRunLoopSource& source, std::uint32_t index, int earlier)
 {
     _descriptors.unwatch(_slots[index].watched, earlier);
+    ++_slots[index].generation; // a report of the earlier one may be under way
     watch(source, index);
 }
 

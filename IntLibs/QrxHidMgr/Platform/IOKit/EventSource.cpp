@@ -44,7 +44,7 @@ EventSource::EventSource(std::weak_ptr<Client> client) : _source(makeSource(std:
 
 EventSource::~EventSource()
 {
-    // Out of every loop before the descriptor is closed, whoever else still holds the source.
+    // Out of every loop, whoever else still holds the source.
     CFRunLoopSourceInvalidate(_source);
     CFRelease(_source);
 }

@@ -338,8 +338,11 @@ inline void _QrxHIDDeviceConnectionImpl::_deliver(const void* bytes, std::size_t
 
 [[gnu::noinline]] void _QrxHIDDeviceConnectionImpl::_deliverStepByStep(std::valarray<uint8_t>&& report)
 {
-    const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface();
-    handleReport(std::move(report), interface ? interface->getInterfaceNumber() : 0);
+    int interfaceNumber = 0;
+    if (const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface()) {
+        interfaceNumber = interface->getInterfaceNumber();
+    }
+    handleReport(std::move(report), interfaceNumber);
 }
 
 void _QrxHIDDeviceConnectionImpl::_reportHandler(IOHIDDeviceInterface122** sender, unsigned long bufferSize)
