@@ -72,6 +72,8 @@ def _add_udev(archive):
     rules = "/usr/lib/udev/rules.d"
     if not udevadm or not os.path.isdir(rules):
         raise RigUnavailable("udev is not installed (package udev)")
+    if not os.path.exists(os.path.join(rules, "73-seat-late.rules")):
+        raise RigUnavailable("udev's rules for who sits at the machine are not installed (package systemd)")
     add_program(archive, udevadm, "/bin/udevadm")
     archive.symlink("/lib/systemd/systemd-udevd", "/bin/udevadm")
     archive.tree(rules, "/lib/udev/rules.d")

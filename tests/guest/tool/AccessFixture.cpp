@@ -54,10 +54,11 @@ ToolRun askDoctor(const std::vector<std::string>& words, unsigned userID)
 
 std::size_t followAdvice(const ToolRun& doctor)
 {
-    const std::string mark = "    next: ";
+    const std::string mark = "next: ";
     std::istringstream lines(doctor.text);
     std::size_t steps = 0;
     for (std::string line; std::getline(lines, line);) {
+        line.erase(0, line.find_first_not_of(' '));
         if (line.starts_with(mark)) {
             const ToolRun run = runShell(line.substr(mark.size()));
             EXPECT_EQ(run.status, 0) << line << "\n" << run.text;
