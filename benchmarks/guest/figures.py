@@ -28,9 +28,9 @@ GOAL_ENUMERATION_RATIO = 1 / 8
 GOAL_ENUMERATION_CALLS = 40
 GOAL_OBSERVING_CALLS = 1
 
-# Instructions of the library, kernel included: of a report when 60 wait, and of a node.
+# Instructions of the library, kernel included: of a report when so many wait, and of a node.
 LIMITS = {
-    ("reports", 60): 1260,
+    ("reports", 1): 6030, ("reports", 8): 1780, ("reports", 60): 1260,
     ("first", 1): 690_000, ("first", 10): 244_000, ("first", 40): 216_000,
     ("again", 1): 187_000, ("again", 10): 81_700, ("again", 40): 76_100,
 }
@@ -109,7 +109,8 @@ def judge_reports(figures, traces, verdicts):
     verdicts.goal(f"{many} reports, of hid_read_timeout's instructions",
                   cost("library", many) / cost("hidapi_timeout", many), GOAL_REPORT_RATIO)
     verdicts.goal(f"{many} reports, system calls a report", calls[f"library_{many}"] / many, GOAL_REPORT_CALLS)
-    verdicts.limit(f"{many} reports, a report", cost("library", many), LIMITS["reports", many])
+    for waiting in REPORTS:
+        verdicts.limit(f"{waiting} reports, a report", cost("library", waiting), LIMITS["reports", waiting])
 
 
 def judge_enumeration(nodes, figures, traces, verdicts):
