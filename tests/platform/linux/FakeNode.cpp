@@ -153,6 +153,15 @@ std::string hexText(const Bytes& bytes)
     return text;
 }
 
+std::shared_ptr<const DeviceAccess> nodeOwner()
+{
+    DeviceFacts device;
+    device.vendorID = 0x1234;
+    device.productID = 0xabcd;
+    device.place = "1-2.1";
+    return std::make_shared<DeviceAccess>(device);
+}
+
 Bytes joined(std::initializer_list<Bytes> parts)
 {
     Bytes whole;

@@ -1,10 +1,12 @@
 #pragma once
 
 #include "FaultyCalls.h"
+#include "Linux/DeviceAccess.h"
 
 #include <cstdint>
 #include <deque>
 #include <initializer_list>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -66,6 +68,9 @@ private:
 
 /// "01 02 ff"
 std::string hexText(const Bytes& bytes);
+
+/// The device 1234:abcd at 1-2.1, for a channel to it.
+std::shared_ptr<const DeviceAccess> nodeOwner();
 
 /// A vendor-defined device: input, output and feature reports of so many bytes (0: none), numbered where `id` is not 0.
 Bytes vendorDescriptor(unsigned input, unsigned output = 0, unsigned feature = 0, unsigned id = 0);

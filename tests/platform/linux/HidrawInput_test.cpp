@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -29,7 +30,8 @@ protected:
     {
         channel.reset();
         node = std::make_unique<FakeNode>(reading);
-        channel = std::make_unique<HidrawChannel>(*node, OwnedFd(*node, node->takeChannelEnd()), descriptor, true);
+        channel = std::make_unique<HidrawChannel>(*node, OwnedFd(*node, node->takeChannelEnd()), descriptor, true,
+                                                  test::nodeOwner(), 3);
     }
     /// The first byte and the length of each report until none waits: "0x8 1x8 gone".
     std::string taken()
@@ -290,7 +292,7 @@ TEST_F(HidrawInput, TriesAgainWhenASignalInterrupts)
     };
     Interrupting calls;
     calls.queueMany(2, 8);
-    HidrawChannel own(calls, OwnedFd(calls, calls.takeChannelEnd()), vendorDescriptor(8), true);
+    HidrawChannel own(calls, OwnedFd(calls, calls.takeChannelEnd()), vendorDescriptor(8), true, test::nodeOwner(), 0);
     std::span<const std::uint8_t> report;
     EXPECT_EQ(own.takeReport(report), Next::report);
     EXPECT_EQ(own.takeReport(report), Next::report);
@@ -311,7 +313,8 @@ TEST_F(HidrawInput, IsGoneAfterAnyOtherError)
             int error;
         };
         Failing calls(error);
-        HidrawChannel own(calls, OwnedFd(calls, calls.takeChannelEnd()), vendorDescriptor(8), true);
+        HidrawChannel own(calls, OwnedFd(calls, calls.takeChannelEnd()), vendorDescriptor(8), true, test::nodeOwner(),
+                          0);
         std::span<const std::uint8_t> report;
         EXPECT_EQ(own.takeReport(report), Next::gone) << error;
         EXPECT_EQ(own.takeReport(report), Next::gone) << error;
@@ -349,6 +352,25 @@ TEST_F(HidrawInput, CountsAFullRingAlsoInShortReportsAndSingleReads)
     EXPECT_EQ(channel->possibleLosses(), 1U);
 }
 
+TEST_F(HidrawInput, NamesTheDeviceAndTheInterfaceOfAPossibleLoss)
+{
+    // In a process of its own: the level is chosen once.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto loseTwice = [this] {
+        ::setenv("QRX_LOG", "info", 1);
+        open(vendorDescriptor(8));
+        node->queueMany(63, 8);
+        taken();
+        node->queueMany(63, 8);
+        taken();
+        std::exit(0);
+    };
+    EXPECT_EXIT(loseTwice(), testing::ExitedWithCode(0),
+                "QrxHIDManager: The kernel's queue of 63 reports for interface 3 of 1234:abcd at 1-2.1 was full: "
+                "reports may have been lost \\(1 time so far\\)\n"
+                "QrxHIDManager: .* \\(2 times so far\\)\n");
+}
+
 TEST_F(HidrawInput, ClosesItsDescriptor)
 {
     open(vendorDescriptor(8));
@@ -379,7 +401,7 @@ TEST(HidrawInputOfTheKernel, ComesInBatchesFromAFileThatIsReadBySegments)
     Counting calls;
     OwnedFd fd(calls, ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     ASSERT_GE(::inotify_add_watch(fd.get(), file.c_str(), IN_ATTRIB | IN_MODIFY), 0);
-    HidrawChannel channel(calls, std::move(fd), vendorDescriptor(sizeof(inotify_event)), true);
+    HidrawChannel channel(calls, std::move(fd), vendorDescriptor(sizeof(inotify_event)), true, test::nodeOwner(), 0);
     for (const auto& [count, batches] : {std::pair{1, 1}, std::pair{19, 2}, std::pair{20, 1}, std::pair{5, 1}}) {
         calls.batches = 0;
         // Two equal events in a row would become one.

@@ -34,7 +34,8 @@ protected:
     }
 
     FakeNode node;
-    HidrawChannel channel{node, OwnedFd(node, node.takeChannelEnd()), vendorDescriptor(8, 8, 8), true};
+    HidrawChannel channel{
+        node, OwnedFd(node, node.takeChannelEnd()), vendorDescriptor(8, 8, 8), true, test::nodeOwner(), 0};
 };
 
 TEST_F(HidrawRequests, PutAZeroBeforeAnUnnumberedReport)
@@ -162,7 +163,8 @@ TEST_F(HidrawRequests, TakeTheRestOfAnOversizedBufferAsNotAsked)
 TEST_F(HidrawRequests, SendNoOutputThroughANodeThatMayOnlyBeRead)
 {
     FakeNode readOnly;
-    HidrawChannel reader(readOnly, OwnedFd(readOnly, readOnly.takeChannelEnd()), vendorDescriptor(8, 8, 8), false);
+    HidrawChannel reader(readOnly, OwnedFd(readOnly, readOnly.takeChannelEnd()), vendorDescriptor(8, 8, 8), false,
+                         test::nodeOwner(), 0);
     EXPECT_EQ(reader.setReport(ReportType::output, 0, Bytes{1}), Status::notPermitted);
     EXPECT_EQ(readOnly.takeRequests(), "");
     EXPECT_EQ(reader.setReport(ReportType::feature, 0, Bytes{1}), Status::success);

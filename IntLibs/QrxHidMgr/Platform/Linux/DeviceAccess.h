@@ -24,6 +24,9 @@ public:
     /// The same for an interface that has no node at all.
     void tellMissingNode(unsigned interfaceNumber);
 
+    /// For those who want to know (level info): the queue of an open interface was found full for the `count`th time.
+    void tellPossibleLoss(unsigned interfaceNumber, std::uint64_t count) const;
+
 private:
     bool isFirst() { return !_isTold.exchange(true); }
 

@@ -1,12 +1,11 @@
 #include "HidrawChannel.h"
 
 #include "ErrorStatus.h"
-#include "Provider/Log.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <string>
+#include <utility>
 #include <vector>
 
 #include <linux/hidraw.h>
@@ -75,8 +74,9 @@ unsigned long getRequest(ReportType type, std::size_t size)
 } // namespace
 
 HidrawChannel::HidrawChannel(SystemCalls& calls, OwnedFd fd, std::span<const std::uint8_t> reportDescriptor,
-                             bool canWrite)
-    : _calls(calls), _fd(std::move(fd)), _batch(reportDescriptor), _canWrite(canWrite)
+                             bool canWrite, std::shared_ptr<const DeviceAccess> access, unsigned interfaceNumber)
+    : _calls(calls), _fd(std::move(fd)), _batch(reportDescriptor), _canWrite(canWrite),
+      _interfaceNumber(interfaceNumber), _access(std::move(access))
 {
     if (_batch.segments().size() < 2) {
         _mode = Mode::single;
@@ -183,11 +183,7 @@ void HidrawChannel::countBurst()
         return;
     }
     _burst = 0;
-    ++_losses;
-    if (logs(LogLevel::info)) {
-        log(LogLevel::info, "The kernel's queue of 63 reports was full: reports may have been lost (descriptor " +
-                                std::to_string(_fd.get()) + ", " + std::to_string(_losses) + " times so far)");
-    }
+    _access->tellPossibleLoss(_interfaceNumber, ++_losses);
 }
 
 Status HidrawChannel::setReport(ReportType type, std::uint32_t reportID, std::span<const std::uint8_t> bytes)

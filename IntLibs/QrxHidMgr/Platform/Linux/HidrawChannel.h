@@ -1,10 +1,12 @@
 #pragma once
 
+#include "DeviceAccess.h"
 #include "Provider/Provider.h"
 #include "ReportBatch.h"
 #include "SystemCalls.h"
 
 #include <cstdint>
+#include <memory>
 #include <span>
 
 namespace qrx::platform {
@@ -23,7 +25,9 @@ namespace qrx::platform {
 class HidrawChannel : public HIDChannel {
 public:
     /// `fd` is the node, open and non-blocking. All memory is taken here; at most 64 KiB unless one report needs more.
-    HidrawChannel(SystemCalls& calls, OwnedFd fd, std::span<const std::uint8_t> reportDescriptor, bool canWrite);
+    /// `access` is the device's, for telling of possible losses.
+    HidrawChannel(SystemCalls& calls, OwnedFd fd, std::span<const std::uint8_t> reportDescriptor, bool canWrite,
+                  std::shared_ptr<const DeviceAccess> access, unsigned interfaceNumber);
 
     int descriptor() const override { return _fd.get(); }
     Next takeReport(std::span<const std::uint8_t>& report) override;
@@ -54,6 +58,8 @@ private:
     OwnedFd _fd;
     ReportBatch _batch;
     const bool _canWrite;
+    const unsigned _interfaceNumber;
+    const std::shared_ptr<const DeviceAccess> _access;
     Mode _mode = Mode::unknown;
     /// The last fetch found the end of the queue, so `empty` needs no call.
     bool _isDrained = false;

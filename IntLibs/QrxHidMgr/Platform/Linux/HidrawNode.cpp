@@ -72,7 +72,8 @@ Status HidrawNode::open(std::unique_ptr<HIDChannel>& channel)
     if (_calls.exists(_place.sysfs.c_str()) != 0) {
         return statusOfOpen(errno);
     }
-    channel = std::make_unique<HidrawChannel>(_calls, std::move(fd), _reportDescriptor, canWrite);
+    channel = std::make_unique<HidrawChannel>(_calls, std::move(fd), _reportDescriptor, canWrite, _access,
+                                              _place.interfaceNumber);
     return Status::success;
 }
 
