@@ -1,36 +1,13 @@
 #include "ElementBudget.h"
 
 #include "ElementTree.h"
+#include "FieldRules.h"
 
 #include <algorithm>
-#include <numeric>
 
 namespace qrx::hid {
 
 namespace {
-
-constexpr std::uint32_t kLargestReportID = 0xFF;
-constexpr std::uint32_t kUsageIDMask = 0xFFFF;
-
-/// Usage 0 is undefined on every page.
-bool isUndefined(const UsageRange& range)
-{
-    return range.first == range.last && (range.first & kUsageIDMask) == 0;
-}
-
-std::uint64_t usageCount(const Field& field)
-{
-    return std::accumulate(field.usages.begin(), field.usages.end(), std::uint64_t{0},
-                           [](std::uint64_t sum, const UsageRange& range) { return sum + range.count(); });
-}
-
-/// Fields that only fill up: nothing to read, or nothing to call it.
-bool isPadding(const Field& field)
-{
-    if (field.sizeBits == 0 || field.count == 0 || field.usages.empty())
-        return true;
-    return field.isConstant() && std::all_of(field.usages.begin(), field.usages.end(), isUndefined);
-}
 
 const char* nameOf(const Field& field)
 {
@@ -60,20 +37,6 @@ std::uint64_t entriesOf(const Field& field, bool withHiddenDuplicates)
 }
 
 } // namespace
-
-bool canTravel(std::uint32_t reportID)
-{
-    return reportID <= kLargestReportID;
-}
-
-std::uint32_t lastUsageCount(const Field& field)
-{
-    // Each usage of a range stands for one value, whatever the count says.
-    if (field.usages.back().count() > 1)
-        return 1;
-    const std::uint64_t before = usageCount(field) - 1;
-    return before >= field.count ? 1 : static_cast<std::uint32_t>(field.count - before);
-}
 
 ElementBudget::ElementBudget(const std::vector<Field>& fields, std::size_t room, DiagnosisLog& log)
     : _entries(fields.size())

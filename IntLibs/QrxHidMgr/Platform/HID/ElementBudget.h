@@ -11,19 +11,6 @@
 
 namespace qrx::hid {
 
-/// Array items and one-bit variables; all other variables are values. Buttons are numbered before values.
-inline bool isButton(const Field& field)
-{
-    return !field.isVariable() || field.sizeBits == 1;
-}
-
-/// Whether the field's report can travel at all: its number fits a byte.
-bool canTravel(std::uint32_t reportID);
-
-/// The values that the last usage of a value field stands for: those for which no usage is left. 1 where it makes no
-/// duplicates.
-std::uint32_t lastUsageCount(const Field& field);
-
 class ElementBudget {
 public:
     /// Counts; where all fields together would make more than `room` entries, first leaves out unpublished duplicates,

@@ -1,5 +1,7 @@
 #include "ElementTreeBuilder.h"
 
+#include "FieldRules.h"
+
 #include <algorithm>
 #include <array>
 #include <unordered_set>
@@ -9,16 +11,10 @@ namespace qrx::hid {
 
 namespace {
 
-constexpr std::uint32_t kReportIDBits = 8;
 constexpr std::uint32_t kPhysicalCollection = 0;
 constexpr std::uint32_t kApplicationCollection = 1;
 constexpr unsigned kPageShift = 16;
 constexpr std::uint32_t kUsageIDMask = 0xFFFF;
-
-struct Range {
-    std::int64_t minimum;
-    std::int64_t maximum;
-};
 
 /// What a dictionary's 32 bits show of it: a value above 0x7FFFFFFF becomes its bit pattern.
 std::int32_t inDictionary(std::int64_t value)
@@ -26,27 +22,7 @@ std::int32_t inDictionary(std::int64_t value)
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
 }
 
-/// The declared range as far as the field can hold it. An inverted one is turned round, but not an array's.
-Range logicalRange(const Field& field)
-{
-    const std::int64_t highest =
-        field.sizeBits >= 32 ? std::int64_t{0xFFFFFFFF} : (std::int64_t{1} << field.sizeBits) - 1;
-    Range range{field.logicalMinimum > highest ? 0 : field.logicalMinimum, std::min(field.logicalMaximum, highest)};
-    if (field.isVariable() && range.minimum > range.maximum)
-        std::swap(range.minimum, range.maximum);
-    return range;
-}
-
-/// HID 1.11, 6.2.2.7: physical limits that are both 0 or undeclared equal the logical ones; so do, here, those that are
-/// not increasing.
-Range physicalRange(const Field& field, const Range& logical)
-{
-    if (field.physicalMinimum >= field.physicalMaximum)
-        return logical;
-    return {field.physicalMinimum, field.physicalMaximum};
-}
-
-void setRanges(Element& element, const Range& logical, const Range& physical)
+void setRanges(Element& element, const ValueRange& logical, const ValueRange& physical)
 {
     element.min = inDictionary(logical.minimum);
     element.max = inDictionary(logical.maximum);
@@ -217,7 +193,7 @@ Element ElementTreeBuilder::_elementOf(const Field& field)
 void ElementTreeBuilder::_addArray(const Field& field)
 {
     const Element common = _elementOf(field);
-    const Range logical = logicalRange(field);
+    const ValueRange logical = logicalRange(field);
 
     Element head = common;
     head.role = ElementRole::arrayHead;
@@ -251,7 +227,7 @@ void ElementTreeBuilder::_addArray(const Field& field)
 void ElementTreeBuilder::_addVariables(const Field& field)
 {
     Element element = _elementOf(field);
-    const Range logical = isButton(field) ? Range{0, 1} : logicalRange(field);
+    const ValueRange logical = isButton(field) ? ValueRange{0, 1} : logicalRange(field);
     setRanges(element, logical, isButton(field) ? logical : physicalRange(field, logical));
     element.unit = field.unit;
     element.unitExponent = field.rawUnitExponent;

@@ -1,0 +1,71 @@
+#include "FieldRules.h"
+
+#include <algorithm>
+#include <numeric>
+#include <utility>
+
+namespace qrx::hid {
+
+namespace {
+
+constexpr std::uint32_t kLargestReportID = 0xFF;
+constexpr std::uint32_t kUsageIDMask = 0xFFFF;
+
+/// Usage 0 is undefined on every page.
+bool isUndefined(const UsageRange& range)
+{
+    return range.first == range.last && (range.first & kUsageIDMask) == 0;
+}
+
+} // namespace
+
+bool canTravel(std::uint32_t reportID)
+{
+    return reportID <= kLargestReportID;
+}
+
+bool isPadding(const Field& field)
+{
+    if (field.sizeBits == 0 || field.count == 0 || field.usages.empty()) {
+        return true;
+    }
+    return field.isConstant() && std::all_of(field.usages.begin(), field.usages.end(), isUndefined);
+}
+
+std::uint64_t usageCount(const Field& field)
+{
+    return std::accumulate(field.usages.begin(), field.usages.end(), std::uint64_t{0},
+                           [](std::uint64_t sum, const UsageRange& range) { return sum + range.count(); });
+}
+
+std::uint32_t lastUsageCount(const Field& field)
+{
+    // Each usage of a range stands for one value, whatever the count says.
+    if (field.usages.back().count() > 1) {
+        return 1;
+    }
+    const std::uint64_t before = usageCount(field) - 1;
+    return before >= field.count ? 1 : static_cast<std::uint32_t>(field.count - before);
+}
+
+ValueRange logicalRange(const Field& field)
+{
+    const std::int64_t highest =
+        field.sizeBits >= 32 ? std::int64_t{0xFFFFFFFF} : (std::int64_t{1} << field.sizeBits) - 1;
+    ValueRange range{field.logicalMinimum > highest ? 0 : field.logicalMinimum,
+                     std::min(field.logicalMaximum, highest)};
+    if (field.isVariable() && range.minimum > range.maximum) {
+        std::swap(range.minimum, range.maximum);
+    }
+    return range;
+}
+
+ValueRange physicalRange(const Field& field, const ValueRange& logical)
+{
+    if (field.physicalMinimum >= field.physicalMaximum) {
+        return logical;
+    }
+    return {field.physicalMinimum, field.physicalMaximum};
+}
+
+} // namespace qrx::hid

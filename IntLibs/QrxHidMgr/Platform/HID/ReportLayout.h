@@ -1,0 +1,177 @@
+#pragma once
+
+/// What the bytes of the reports of one HID interface mean, made once from its report descriptor.
+///
+/// The rules, in one place:
+///
+///   A variable item counts values of one width, side by side from its offset on. Each value takes the next usage of
+///   the item. Values for which no usage is left repeat the last one, unless that came out of a range or the values are
+///   single bits: then they have no name and are padding. Usages for which no value is left have no place.
+///
+///   An array item counts entries of one width. An entry shows one of the item's usages: the logical minimum shows the
+///   first, each number above it the next. Any other number, and a usage with the ID 0, means that nothing is shown.
+///
+///   Values are little-endian and begin at any bit (HID 1.11, 8.4). They are signed where the logical minimum is
+///   negative. Where the item has a null state, a value outside of the logical range is no value (6.2.2.5).
+///
+/// Padding, items without bits and reports whose number does not fit a byte are left out. Reading costs time in
+/// proportion to the values of the report that is read, not to the usages that an array could show.
+
+#include "ReportDescriptor.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+namespace qrx::hid {
+
+/// A main item that has something to say, with what is needed to read and write it.
+struct LayoutField {
+    ReportType type = ReportType::input;
+    std::uint32_t reportID = 0;
+    /// From the first bit of the report as it travels: the byte with the report's number is counted where there is one.
+    std::size_t bitOffset = 0;
+    std::uint32_t sizeBits = 0;
+    /// Values that have a name; for an array its entries.
+    std::uint32_t count = 0;
+    bool isArray = false;
+    bool isSigned = false;
+    /// The item's data, FieldFlags.
+    std::uint32_t flags = 0;
+    /// As far as the field can hold them; an inverted range of a variable item is turned round.
+    std::int64_t logicalMinimum = 0;
+    std::int64_t logicalMaximum = 0;
+    /// Equal to the logical ones where none are declared, or none that increase (6.2.2.7).
+    std::int64_t physicalMinimum = 0;
+    std::int64_t physicalMaximum = 0;
+    std::uint32_t unit = 0;
+    /// The power of ten.
+    std::int32_t unitExponent = 0;
+    /// The usage page is in the high half. Those of a variable item that have a place, or those an array can show.
+    std::vector<UsageRange> usages;
+    /// Position of each range's first usage among all of the field.
+    std::vector<std::uint64_t> firstPositions;
+    std::uint64_t usageCount = 0;
+    /// Index of the innermost enclosing collection of the descriptor.
+    std::optional<std::size_t> collection;
+    /// Byte offset of the item in the descriptor.
+    std::size_t itemOffset = 0;
+
+    bool isConstant() const { return (flags & kFieldConstant) != 0; }
+    bool hasNullState() const { return (flags & kFieldNullState) != 0; }
+    std::size_t valueOffset(std::size_t index) const { return bitOffset + index * sizeBits; }
+    /// `position` is below usageCount.
+    std::uint32_t usageAt(std::uint64_t position) const;
+    /// Of the value at `index`, which is below count. Variable items only.
+    std::uint32_t usageOfValue(std::size_t index) const;
+    /// The position of a usage among those of the field; none if the field does not have it. Of several, the first.
+    std::optional<std::uint64_t> positionOf(std::uint32_t usage) const;
+};
+
+/// One value of a report.
+struct ReportValue {
+    /// The usage page is in the high half.
+    std::uint32_t usage = 0;
+    std::uint32_t sizeBits = 0;
+    /// Index in ReportLayout::fields.
+    std::uint32_t field = 0;
+    /// From the first bit of the report as it travels.
+    std::size_t bitOffset = 0;
+    /// Among the usages of the field.
+    std::uint64_t usagePosition = 0;
+    /// The logical value in two's complement; unsigned where `isSigned` is false. 1 for a usage that an array shows.
+    std::int64_t value = 0;
+    bool isSigned = false;
+    /// The device says with this value that it has none.
+    bool isNull = false;
+    /// Shown by an array.
+    bool isSelection = false;
+};
+
+/// The values of a report, and the memory in which they are found: kept from report to report, it saves allocations.
+class ReportValues {
+public:
+    std::span<const ReportValue> values() const { return _values; }
+
+private:
+    friend class ReportLayout;
+
+    struct Shown {
+        std::uint64_t position;
+        std::uint32_t entry;
+    };
+
+    std::vector<ReportValue> _values;
+    /// Scratch: what one array shows.
+    std::vector<Shown> _shown;
+};
+
+/// A value to be written.
+struct UsageValue {
+    /// The usage page is in the high half.
+    std::uint32_t usage = 0;
+    std::int64_t value = 0;
+    /// Which of several values of this usage in the report, from 0 on.
+    std::uint32_t index = 0;
+};
+
+enum class EncodeResult : std::uint8_t {
+    done,
+    noSuchReport, ///< the interface declares none of this type and number
+    tooShort,     ///< the buffer does not hold the whole report
+    noSuchUsage,  ///< the report has no such value, or not that many
+    outOfRange,   ///< outside of the logical range, or not 0 or 1 for a usage of an array
+    noRoom        ///< more usages are to be shown than the array has entries, or it has no number for "nothing"
+};
+
+/// Immutable once made; may be read on several threads.
+class ReportLayout {
+public:
+    ReportLayout() = default;
+    explicit ReportLayout(const Descriptor& descriptor);
+
+    bool numbersReports() const { return _numbersReports; }
+    /// By type, report number and offset.
+    std::span<const LayoutField> fields() const { return _fields; }
+    /// Those of one report, which stand next to each other in `fields`, by offset.
+    std::span<const LayoutField> fieldsOf(ReportType type, std::uint32_t reportID) const;
+    /// Bits of the report as it travels, padding and the number included; 0 for a report that is not declared.
+    std::size_t reportBits(ReportType type, std::uint32_t reportID) const;
+
+    /// Reads a report as it travels, its number first where the interface numbers its reports. The values come in the
+    /// order of their place; constant ones are left out, and so are those of more than 64 bits or those that the report
+    /// is too short for. A usage that an array shows twice is listed once. No values for a report that is not declared.
+    void decode(ReportType type, std::span<const std::uint8_t> report, ReportValues& values) const;
+
+    /// Writes values into a report as it travels, and its number where reports are numbered. Padding becomes 0; values
+    /// that are not named stay as they are in `report`, and so does everything on failure. An array of which a usage is
+    /// named then shows the usages that are named with the value 1, in the order in which they are named, and no
+    /// others. `failed` becomes the position in `values` of the one that could not be written, or their number where an
+    /// array has no number for "nothing".
+    EncodeResult encode(ReportType type, std::uint32_t reportID, std::span<const UsageValue> values,
+                        std::span<std::uint8_t> report, std::size_t* failed = nullptr) const;
+
+private:
+    struct DeclaredReport {
+        ReportType type;
+        std::uint32_t id;
+        std::size_t bits;
+        std::size_t firstField;
+        std::size_t endField;
+    };
+
+    static void findShown(const LayoutField& array, std::span<const std::uint8_t> report,
+                          std::vector<ReportValues::Shown>& shown);
+    void addField(const Field& field);
+    void addReports(const Descriptor& descriptor);
+    const DeclaredReport* find(ReportType type, std::uint32_t reportID) const;
+
+    bool _numbersReports = false;
+    std::vector<LayoutField> _fields;
+    /// By type and number.
+    std::vector<DeclaredReport> _reports;
+};
+
+} // namespace qrx::hid
