@@ -73,6 +73,8 @@ public:
     Bytes answer;
     /// Channels fetch all that waits at once, and their descriptor then tells nothing of it.
     bool fetchesInBatches = false;
+    /// After the last report of a batch the channel does not ask whether more have come.
+    bool trustsItsDescriptor = false;
 
 private:
     friend class Channel;

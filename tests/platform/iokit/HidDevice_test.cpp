@@ -1,3 +1,4 @@
+#include "Observer.h"
 #include "Reader.h"
 
 #include <memory>
@@ -209,6 +210,75 @@ TEST_F(HidDeviceTest, AnExceptionLeavesTheRestForTheNextPass)
     EXPECT_THROW(runDue(), std::runtime_error);
     runDue();
     EXPECT_EQ("01; 02; 03; ", reader.take());
+}
+
+namespace {
+
+/// Reads a device whose channel fetches in batches and leaves it to its descriptor whether more have come, and is told
+/// of the device's end.
+class BatchesBeforeTheEnd : public HidDeviceTest {
+protected:
+    void SetUp() override
+    {
+        HidDeviceTest::SetUp();
+        mouse.wires[0]->fetchesInBatches = true;
+        mouse.wires[0]->trustsItsDescriptor = true;
+        reader = std::make_unique<InterruptReader>(driver());
+        observer = std::make_unique<Observer>();
+        observer->take();
+        observer->onEnd = [this] { toldAtTheEnd = reader->take(); };
+    }
+    void TearDown() override
+    {
+        observer.reset();
+        reader.reset();
+        keyboard.unplug();
+        HidDeviceTest::TearDown();
+    }
+    /// The notification port has its turn before the device's source, which nothing waits for at first.
+    void sendAndUnplug(const fake::Bytes& report)
+    {
+        runDue();
+        keyboard.plug();
+        send(report);
+        mouse.unplug();
+    }
+
+    fake::Device keyboard = fake::makeKeyboard();
+    std::unique_ptr<InterruptReader> reader;
+    std::unique_ptr<Observer> observer;
+    std::string toldAtTheEnd;
+};
+
+} // namespace
+
+TEST_F(BatchesBeforeTheEnd, WhatComesAfterAnExceptionIsDeliveredBeforeIt)
+{
+    reader->onReport = [this] {
+        if (reader->reports == 2) {
+            throw std::runtime_error("from a handler");
+        }
+    };
+    send({1});
+    send({2});
+    EXPECT_THROW(runDue(), std::runtime_error);
+    sendAndUnplug({3});
+    runDue();
+    EXPECT_EQ("01; 02; 03; ", toldAtTheEnd);
+}
+
+TEST_F(BatchesBeforeTheEnd, WhatComesDuringANestedRunIsDeliveredBeforeIt)
+{
+    reader->onReport = [this] {
+        if (reader->reports == 2) {
+            sendAndUnplug({3});
+            runDue();
+        }
+    };
+    send({1});
+    send({2});
+    runDue();
+    EXPECT_EQ("01; 02; 03; ", toldAtTheEnd);
 }
 
 TEST_F(HidDeviceTest, TheDescriptorOfAClosedDeviceMayServeTheNextOne)

@@ -33,7 +33,7 @@ protected:
         channel = std::make_unique<HidrawChannel>(*node, OwnedFd(*node, node->takeChannelEnd()), descriptor, true,
                                                   test::nodeOwner(), 3);
     }
-    /// The first byte and the length of each report until none waits: "0x8 1x8 gone".
+    /// The first byte and the length of each report until the channel gives no more: "0x8 1x8 gone".
     std::string taken()
     {
         std::string text;
@@ -140,6 +140,19 @@ TEST_F(HidrawInput, HoldsWhatItFetchedForLater)
     EXPECT_EQ(::poll(&poll, 1, 0), 0) << "the descriptor tells nothing of them";
     EXPECT_EQ(taken(), "1x8 2x8 empty");
     EXPECT_FALSE(channel->hasFetchedReports());
+}
+
+TEST_F(HidrawInput, DoesNotSayThatNothingWaitsWithoutHavingAsked)
+{
+    open(vendorDescriptor(8));
+    node->queueMany(2, 8);
+    std::span<const std::uint8_t> report;
+    ASSERT_EQ(channel->takeReport(report), Next::report);
+    node->queueMany(3, 8, 2); // after the fetch, before its last report is taken
+    node->unplug();
+    ASSERT_EQ(channel->takeReport(report), Next::report);
+    EXPECT_EQ(channel->takeReport(report), Next::unasked);
+    EXPECT_EQ(taken(), "2x8 3x8 4x8 empty");
 }
 
 TEST_F(HidrawInput, KeepsReportsOfDifferentLengthsApart)
@@ -296,6 +309,7 @@ TEST_F(HidrawInput, TriesAgainWhenASignalInterrupts)
     std::span<const std::uint8_t> report;
     EXPECT_EQ(own.takeReport(report), Next::report);
     EXPECT_EQ(own.takeReport(report), Next::report);
+    EXPECT_EQ(own.takeReport(report), Next::unasked);
     EXPECT_EQ(own.takeReport(report), Next::empty);
 }
 
@@ -420,7 +434,7 @@ TEST(HidrawInputOfTheKernel, ComesInBatchesFromAFileThatIsReadBySegments)
             std::memcpy(&mask, report.data() + 4, sizeof mask);
             EXPECT_EQ(mask, number % 2 == 0 ? IN_ATTRIB : IN_MODIFY);
         }
-        EXPECT_EQ(channel.takeReport(report), Next::empty);
+        EXPECT_EQ(channel.takeReport(report), Next::unasked);
         EXPECT_EQ(calls.batches, batches) << count;
     }
     std::filesystem::remove(file);

@@ -284,7 +284,7 @@ bool HidDevice::pump(HidQueue* origin)
             if (next == HIDChannel::Next::gone) {
                 deviceLeft();
             }
-            return false;
+            return next == HIDChannel::Next::unasked;
         }
         pass.deliver(report);
     }

@@ -107,14 +107,15 @@ public:
     /// Of the channel; -1 while there is none to watch.
     int descriptor() const;
     std::shared_ptr<const hid::ElementTree> elements();
-    /// Takes reports and hands them on, a bounded number: true if that bound ended it. `origin`: the queue whose source
-    /// is served; null for the device's own.
+    /// Takes reports and hands them on, a bounded number: true if more may wait (the bound ended it, or the channel did
+    /// not ask). `origin`: the queue whose source is served; null for the device's own.
     bool pump(HidQueue* origin);
 
     // --- for the end of the device ---
 
     bool isOf(const DeviceRecord& record) const { return &_entry->record() == &record; }
-    /// Hands on all that waits, as the sources in the calling thread's run loop would.
+    /// Hands on all that waits, as the sources in the calling thread's run loop would. What a delegate's exception left
+    /// of a burst, and all that came after it, is part of that.
     void deliverRest();
 
 private:

@@ -107,9 +107,10 @@ HIDChannel::Next HidrawChannel::fetch()
         return Next::gone;
     }
     if (_isDrained) {
-        // Whatever has come since makes the descriptor readable again.
+        // Whatever has come since makes the descriptor readable again. It may be much: an exception or a nested run of
+        // the loop comes between a fetch and the last report of it.
         _isDrained = false;
-        return Next::empty;
+        return Next::unasked;
     }
     const ssize_t size = readSome();
     if (size > 0) {

@@ -61,7 +61,7 @@ private:
     const unsigned _interfaceNumber;
     const std::shared_ptr<const DeviceAccess> _access;
     Mode _mode = Mode::unknown;
-    /// The last fetch found the end of the queue, so `empty` needs no call.
+    /// The last fetch found the end of the queue as it was then, so the descriptor is not to be asked at once.
     bool _isDrained = false;
     bool _isGone = false;
     /// Reports since the queue was last seen empty.

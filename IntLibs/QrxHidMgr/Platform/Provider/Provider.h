@@ -42,9 +42,10 @@ enum class ReportType : std::uint8_t { input = 0, output = 1, feature = 2 };
 class HIDChannel {
 public:
     enum class Next {
-        report, ///< one was given
-        empty,  ///< none waits now
-        gone    ///< the device has left and all that was queued has been taken; for good
+        report,  ///< one was given
+        empty,   ///< none waits now
+        unasked, ///< none of those fetched is left; whether others have come since was not asked, the descriptor tells
+        gone     ///< the device has left and all that was queued has been taken; for good
     };
 
     HIDChannel() = default;
@@ -58,7 +59,8 @@ public:
 
     /// Takes the next input report without blocking. `report` begins with the report's number if the device numbers
     /// its reports, and is valid until the next call on this channel. Reports come in the order of their arrival; those
-    /// queued at an unplug come before `gone`.
+    /// queued at an unplug come before `gone`. After `unasked` the next call asks: whoever cannot wait for the
+    /// descriptor calls again.
     virtual Next takeReport(std::span<const std::uint8_t>& report) = 0;
 
     /// True while reports are held in memory of which the descriptor no longer tells (they were fetched in one go).
