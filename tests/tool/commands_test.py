@@ -280,6 +280,33 @@ report   #1  interface 0: 00 05 fb 00
         times = [event["time"] for event in events]
         self.assertEqual(sorted(times), times)
 
+    def test_a_maximum_of_32_bits_without_a_sign_tells_null_values(self):
+        descriptor = "06 00 ff 09 01 a1 01 15 00 27 fe ff ff ff 75 20 95 01 09 20 81 42 c0"
+        text = (f"R: {len(descriptor.split())} {descriptor}\nN: n\nP:\nI: 3 1209 0001\n"
+                "E: 0.0 4 fe ff ff ff\nE: 0.0 4 ff ff ff ff\n")
+        self.assertEqual(["4294967294", "4294967295 (null)"],
+                         re.findall(r" = (.*)$", self.succeed("watch", "--speed", "0", "--recording", "-", text=text),
+                                    re.M))
+
+    def test_values_of_64_bits_are_shown_with_the_sign_that_they_have(self):
+        unsigned = "06 00 ff 09 01 a1 01 15 00 25 64 75 40 95 01 09 20 81 02 c0"
+        signed = "06 00 ff 09 01 a1 01 15 ff 25 64 75 40 95 01 09 20 81 02 c0"
+        array = "06 00 ff 09 01 a1 01 15 ff 25 64 75 40 95 01 19 10 29 12 81 00 c0"
+        for descriptor, report, shown in ((unsigned, "ff ff ff ff ff ff ff ff", 2 ** 64 - 1),
+                                          (signed, "ff ff ff ff ff ff ff ff", -1),
+                                          (signed, "00 00 00 00 00 00 00 80", -2 ** 63),
+                                          (array, "ff ff ff ff ff ff ff ff", 1),
+                                          (array, "ff ff ff ff ff ff ff 7f", None)):
+            text = (f"R: {len(descriptor.split())} {descriptor}\nN: n\nP:\nI: 3 1209 0001\n"
+                    f"E: 0.0 8 {report}\n")
+            lines = self.succeed("watch", "--speed", "0", "--recording", "-", text=text).splitlines()
+            self.assertEqual([] if shown is None else [str(shown)],
+                             [line.split(" = ")[1] for line in lines if " = " in line], text)
+            found = [json.loads(line) for line in
+                     self.succeed("watch", "--speed", "0", "--json", "--recording", "-", text=text).splitlines()]
+            self.assertEqual([[] if shown is None else [shown]],
+                             [[value["value"] for value in one["values"]] for one in found if one["event"] == "report"])
+
     def test_lines_come_out_while_it_runs_and_a_signal_ends_it_cleanly(self):
         for number in (signal.SIGINT, signal.SIGTERM):
             # At a millionth of its speed the second event is hours away.

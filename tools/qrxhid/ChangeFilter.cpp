@@ -6,7 +6,8 @@ namespace qrxhid {
 
 ChangeFilter::ValueKey ChangeFilter::keyOf(const QrxDecodedValue& value)
 {
-    return {value.usagePage, value.usage, value.isArraySelection ? 0 : value.bitOffset, value.isArraySelection};
+    const std::size_t place = value.isArraySelection() ? 0 : value.getBitOffset();
+    return {value.getUsagePage(), value.getUsage(), place, value.isArraySelection()};
 }
 
 std::vector<QrxDecodedValue> ChangeFilter::changes(int interfaceNumber, std::uint32_t reportID,
@@ -18,17 +19,16 @@ std::vector<QrxDecodedValue> ChangeFilter::changes(int interfaceNumber, std::uin
     for (const QrxDecodedValue& value : values) {
         const ValueKey key = keyOf(value);
         const auto known = last.find(key);
-        const bool isRelative = value.capability->isRelative();
-        const std::int64_t before = known == last.end() || isRelative ? 0 : known->second.value;
-        if (value.value != before) {
+        const bool isRelative = value.getCapability()->isRelative();
+        const std::int64_t before = known == last.end() || isRelative ? 0 : known->second.getValue();
+        if (value.getValue() != before) {
             changed.push_back(value);
         }
         present.insert_or_assign(key, value);
     }
     for (const auto& [key, value] : last) {
-        if (value.isArraySelection && !present.contains(key)) {
-            changed.push_back(value);
-            changed.back().value = 0;
+        if (value.isArraySelection() && !present.contains(key)) {
+            changed.push_back(value.withValue(0));
         }
     }
     last = std::move(present);

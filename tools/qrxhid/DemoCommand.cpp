@@ -221,8 +221,8 @@ void Demo::checkValues(const RecordedDevice& recorded, std::size_t event, const 
             continue;
         }
         const bool isThere = std::ranges::any_of(values, [&expected](const QrxDecodedValue& value) {
-            return value.usagePage == expected.usagePage && value.usage == expected.usage &&
-                   value.value == expected.value;
+            return value.getUsagePage() == expected.usagePage && value.getUsage() == expected.usage &&
+                   value.getValue() == expected.value;
         });
         check(isThere, recorded.fileName + ", report " + std::to_string(event) + " decodes to " +
                            std::to_string(expected.value));

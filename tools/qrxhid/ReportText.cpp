@@ -8,18 +8,30 @@ namespace {
 
 bool isOfOneField(const QrxDecodedValue& left, const QrxDecodedValue& right)
 {
-    return left.capability == right.capability && !left.isArraySelection && !right.isArraySelection;
+    return left.getCapability() == right.getCapability() && !left.isArraySelection() && !right.isArraySelection();
 }
 
 /// A device with a null state says "nothing" by a value outside of its range.
 bool isNull(const QrxDecodedValue& value)
 {
-    if (value.isArraySelection || !value.capability->hasNullState()) {
+    const QrxHIDCapabilityPtr& field = value.getCapability();
+    if (value.isArraySelection() || !field->hasNullState()) {
         return false;
     }
-    const auto minimum = static_cast<std::int32_t>(value.capability->getMinValue());
-    const auto maximum = static_cast<std::int32_t>(value.capability->getMaxValue());
-    return value.value < minimum || (maximum >= minimum && value.value > maximum);
+    if (!value.isSigned()) {
+        return value.getUnsignedValue() < field->getMinValue() || value.getUnsignedValue() > field->getMaxValue();
+    }
+    const auto minimum = static_cast<std::int32_t>(field->getMinValue());
+    const auto maximum = static_cast<std::int32_t>(field->getMaxValue());
+    return value.getValue() < minimum || (maximum >= minimum && value.getValue() > maximum);
+}
+
+nlohmann::ordered_json numberJson(const QrxDecodedValue& value)
+{
+    if (value.isSigned()) {
+        return value.getValue();
+    }
+    return value.getUnsignedValue();
 }
 
 } // namespace
@@ -28,9 +40,9 @@ void writeValues(std::ostream& out, const std::vector<QrxDecodedValue>& values, 
 {
     for (std::size_t i = 0; i < values.size(); ++i) {
         if (i == 0 || !isOfOneField(values[i - 1], values[i])) {
-            out << (i == 0 ? "" : "\n") << indent << usageText(values[i].usagePage, values[i].usage) << " =";
+            out << (i == 0 ? "" : "\n") << indent << usageText(values[i].getUsagePage(), values[i].getUsage()) << " =";
         }
-        out << " " << values[i].value << (isNull(values[i]) ? " (null)" : "");
+        out << " " << numberJson(values[i]) << (isNull(values[i]) ? " (null)" : "");
     }
     out << (values.empty() ? "" : "\n");
 }
@@ -39,10 +51,10 @@ nlohmann::ordered_json valuesJson(const std::vector<QrxDecodedValue>& values)
 {
     auto list = nlohmann::ordered_json::array();
     for (const QrxDecodedValue& value : values) {
-        list.push_back({{"usagePage", value.usagePage},
-                        {"usage", value.usage},
-                        {"name", usageText(value.usagePage, value.usage)},
-                        {"value", value.value},
+        list.push_back({{"usagePage", value.getUsagePage()},
+                        {"usage", value.getUsage()},
+                        {"name", usageText(value.getUsagePage(), value.getUsage())},
+                        {"value", numberJson(value)},
                         {"isNull", isNull(value)}});
     }
     return list;

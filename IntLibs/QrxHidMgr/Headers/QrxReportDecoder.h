@@ -12,29 +12,55 @@
 #include <cstdint>
 #include <vector>
 
-/// One value of a report.
-struct QrxDecodedValue {
-    uint32_t usagePage;
-    uint32_t usage;
+/// One value of a report, as QrxDecodeReport made it. It may be copied and kept, also after the device has gone.
+class QRX_EXPORT QrxDecodedValue {
+public:
+    uint32_t getUsagePage() const { return _usagePage; }
+    uint32_t getUsage() const { return _usage; }
 
-    /// The logical value, as the device sent it: negative only where the field's logical minimum is negative. For a
-    /// usage that an array shows, 1.
-    int64_t value;
+    /// Whether the value can be negative: the field's logical minimum is. Never for a usage that an array shows.
+    bool isSigned() const { return _isSigned; }
+
+    /// The logical value, as the device sent it; 1 for a usage that an array shows. Unsigned values above INT64_MAX,
+    /// which only a field of 64 bits can have, do not fit and are negative here: take getUnsignedValue where isSigned
+    /// is false.
+    int64_t getValue() const { return static_cast<int64_t>(_bits); }
+
+    /// The same for a value that is not signed, without that limit. Of a negative value it is the two's complement in
+    /// 64 bits.
+    uint64_t getUnsignedValue() const { return _bits; }
 
     /// Where the value stands, in bits from the first bit of the report as it travels: the byte of the report's number
     /// is counted where there is one.
-    size_t bitOffset;
+    size_t getBitOffset() const { return _bitOffset; }
 
     /// The width of the value in bits.
-    size_t sizeBits;
+    size_t getSizeBits() const { return _sizeBits; }
 
     /// The field that the value belongs to; several values share one that counts more than one. For a usage that an
     /// array shows, the usage's own 1-bit element.
-    QrxHIDCapabilityPtr capability;
+    const QrxHIDCapabilityPtr& getCapability() const { return _capability; }
 
     /// True when the usage was shown by an array (a pressed key among the six of a keyboard, say). Usages that an array
     /// does not show are not in the list at all.
-    bool isArraySelection;
+    bool isArraySelection() const { return _isArraySelection; }
+
+    /// The same usage in the same place with another value: 0 for a key that has been released since, say. `bits` are
+    /// the value in two's complement.
+    QrxDecodedValue withValue(uint64_t bits) const;
+
+private:
+    friend class QrxReportReading;
+    QrxDecodedValue() = default;
+
+    QrxHIDCapabilityPtr _capability;
+    uint32_t _usagePage = 0;
+    uint32_t _usage = 0;
+    uint64_t _bits = 0;
+    size_t _bitOffset = 0;
+    size_t _sizeBits = 0;
+    bool _isSigned = false;
+    bool _isArraySelection = false;
 };
 
 /// Takes a report apart by what the device declared of it.

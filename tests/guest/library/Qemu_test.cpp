@@ -34,7 +34,7 @@ protected:
         if (runUntil([&] { return log->input.size() >= reports; })) {
             const Bytes& bytes = log->input.at(reports - 1).bytes;
             for (const QrxDecodedValue& one : QrxDecodeReport(*device, kInput, bytes.data(), bytes.size(), 0)) {
-                values[{one.usagePage, one.usage}] = one.value;
+                values[{one.getUsagePage(), one.getUsage()}] = one.getValue();
             }
         }
         return values;

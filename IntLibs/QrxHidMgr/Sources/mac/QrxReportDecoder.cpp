@@ -67,25 +67,6 @@ struct Field {
     size_t valueOffset(size_t index) const { return static_cast<size_t>(bitOffset) + index * sizeBits; }
 };
 
-class ReportReading {
-public:
-    ReportReading(const uint8_t* bytes, size_t count) : _bytes(bytes), _bits(count * kBitsPerByte) {}
-
-    void read(const std::vector<Field>& fields);
-    std::vector<QrxDecodedValue> takeValues();
-
-private:
-    void readVariable(const Field& head);
-    void readArray(const Field& head, const std::vector<Field>& fields, size_t firstSelector, size_t selectorEnd);
-    void addSelection(const Field& selector, const Field& head, size_t place);
-    bool holds(const Field& field, size_t index) const;
-    int64_t value(const Field& field, size_t index) const;
-
-    const uint8_t* _bytes;
-    size_t _bits;
-    std::vector<QrxDecodedValue> _values;
-};
-
 // Whether `field` is the copy at `index` of the values that `head` counts: also made alike, and in its place.
 bool isCopyOf(const Field& field, const Field& head, size_t index)
 {
@@ -108,7 +89,29 @@ size_t endOfCopies(const std::vector<Field>& fields, size_t position)
     return end;
 }
 
-void ReportReading::read(const std::vector<Field>& fields)
+} // namespace
+
+/// Collects the values of one report.
+class QrxReportReading {
+public:
+    QrxReportReading(const uint8_t* bytes, size_t count) : _bytes(bytes), _bits(count * kBitsPerByte) {}
+
+    void read(const std::vector<Field>& fields);
+    std::vector<QrxDecodedValue> takeValues();
+
+private:
+    void readVariable(const Field& head);
+    void readArray(const Field& head, const std::vector<Field>& fields, size_t firstSelector, size_t selectorEnd);
+    QrxDecodedValue valueOf(const Field& field, const Field& head, size_t place) const;
+    bool holds(const Field& field, size_t index) const;
+    uint64_t bitsOf(const Field& field, size_t index) const;
+
+    const uint8_t* _bytes;
+    size_t _bits;
+    std::vector<QrxDecodedValue> _values;
+};
+
+void QrxReportReading::read(const std::vector<Field>& fields)
 {
     size_t position = 0;
     while (position < fields.size()) {
@@ -127,54 +130,64 @@ void ReportReading::read(const std::vector<Field>& fields)
     }
 }
 
-void ReportReading::readVariable(const Field& head)
+void QrxReportReading::readVariable(const Field& head)
 {
     if (!head.isReadable() || head.isConstant()) {
         return;
     }
     for (size_t i = 0; i < head.count && holds(head, i); ++i) {
-        _values.push_back(
-            {head.usagePage, head.usage, value(head, i), head.valueOffset(i), head.sizeBits, head.capability, false});
+        QrxDecodedValue value = valueOf(head, head, i);
+        value._bits = bitsOf(head, i);
+        value._isSigned = head.isSigned();
+        _values.push_back(std::move(value));
     }
 }
 
-void ReportReading::readArray(const Field& head, const std::vector<Field>& fields, size_t firstSelector,
-                              size_t selectorEnd)
+void QrxReportReading::readArray(const Field& head, const std::vector<Field>& fields, size_t firstSelector,
+                                 size_t selectorEnd)
 {
     if (!head.isReadable() || head.isConstant()) {
         return;
     }
     const auto minimum = static_cast<int32_t>(head.capability->getMinValue());
-    const auto selectorCount = static_cast<int64_t>(selectorEnd - firstSelector);
     std::vector<bool> isShown(selectorEnd - firstSelector, false);
     for (size_t i = 0; i < head.count && holds(head, i); ++i) {
-        const int64_t entry = value(head, i);
-        if (entry < minimum || entry - minimum >= selectorCount) {
+        // Modulo 2^64, as a difference of two 64-bit entries may need 65 bits: what is below the minimum, or far above
+        // it, becomes a number above any count of selectors.
+        const uint64_t selector = bitsOf(head, i) - static_cast<uint64_t>(int64_t{minimum});
+        if (selector >= isShown.size() || isShown[selector]) {
             continue;
         }
-        const auto selector = static_cast<size_t>(entry - minimum);
-        if (!isShown[selector]) {
-            isShown[selector] = true;
-            addSelection(fields[firstSelector + selector], head, i);
+        isShown[selector] = true;
+        const Field& shown = fields[firstSelector + selector];
+        if (shown.usage != 0) {
+            QrxDecodedValue value = valueOf(shown, head, i);
+            value._bits = 1;
+            value._isArraySelection = true;
+            _values.push_back(std::move(value));
         }
     }
 }
 
-void ReportReading::addSelection(const Field& selector, const Field& head, size_t place)
+// What `field` says of the value in a place of `head`, but for the value itself.
+QrxDecodedValue QrxReportReading::valueOf(const Field& field, const Field& head, size_t place) const
 {
-    if (selector.usage != 0) {
-        _values.push_back(
-            {selector.usagePage, selector.usage, 1, head.valueOffset(place), head.sizeBits, selector.capability, true});
-    }
+    QrxDecodedValue value;
+    value._capability = field.capability;
+    value._usagePage = field.usagePage;
+    value._usage = field.usage;
+    value._bitOffset = head.valueOffset(place);
+    value._sizeBits = head.sizeBits;
+    return value;
 }
 
-bool ReportReading::holds(const Field& field, size_t index) const
+bool QrxReportReading::holds(const Field& field, size_t index) const
 {
     return field.valueOffset(index) + field.sizeBits <= _bits;
 }
 
-// HID 1.11, 8.4: values are little-endian, and begin at any bit.
-int64_t ReportReading::value(const Field& field, size_t index) const
+// HID 1.11, 8.4: values are little-endian, and begin at any bit. Negative ones are filled up to 64 bits.
+uint64_t QrxReportReading::bitsOf(const Field& field, size_t index) const
 {
     uint64_t bits = 0;
     const size_t offset = field.valueOffset(index);
@@ -191,16 +204,18 @@ int64_t ReportReading::value(const Field& field, size_t index) const
         const uint64_t sign = uint64_t{1} << (field.sizeBits - 1);
         bits = (bits ^ sign) - sign;
     }
-    return static_cast<int64_t>(bits);
+    return bits;
 }
 
-std::vector<QrxDecodedValue> ReportReading::takeValues()
+std::vector<QrxDecodedValue> QrxReportReading::takeValues()
 {
     std::stable_sort(_values.begin(), _values.end(), [](const QrxDecodedValue& left, const QrxDecodedValue& right) {
-        return left.bitOffset < right.bitOffset;
+        return left.getBitOffset() < right.getBitOffset();
     });
     return std::move(_values);
 }
+
+namespace {
 
 bool numbersReports(const QrxHIDDevice& device, int interfaceNumber)
 {
@@ -238,9 +253,16 @@ std::vector<QrxDecodedValue> QrxDecodeReport(const QrxHIDDevice& device, unsigne
     if (!report) {
         return {};
     }
-    ReportReading reading(bytes, count);
+    QrxReportReading reading(bytes, count);
     reading.read(fieldsOf(*report, reportType));
     return reading.takeValues();
+}
+
+QrxDecodedValue QrxDecodedValue::withValue(uint64_t bits) const
+{
+    QrxDecodedValue value(*this);
+    value._bits = bits;
+    return value;
 }
 
 int32_t QrxFieldBitOffset(const QrxHIDCapability& field)
