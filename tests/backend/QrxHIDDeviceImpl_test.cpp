@@ -352,6 +352,29 @@ TEST_F(QrxHIDDeviceImplTest, TheDelegateGetsACopyBeforeTheReportIsSent)
     device->setDelegate(nullptr);
 }
 
+TEST_F(QrxHIDDeviceImplTest, ASentReportIsToldOfWithOneHandleMore)
+{
+    DeviceRecord record;
+    const auto device = deviceOf(addDevice("usb1", {Sample::kPedal}));
+    device->setDelegate(new RecordingDeviceDelegate(record));
+    unsigned int count = 0;
+    record.onSetReport = [&] { count = device->getReferenceCount(); };
+    device->setReport(1, 4, bytesOf({1, 2}), 0);
+    EXPECT_EQ(count, 1U) << "the delegate has given its own handle back";
+}
+
+TEST_F(QrxHIDDeviceImplTest, ADeviceThatEndsWithTheDelegatesHandleSendsNothing)
+{
+    DeviceRecord record;
+    auto device = deviceOf(addDevice("usb1", {Sample::kPedal, Sample::kMouse}));
+    device->setDelegate(new RecordingDeviceDelegate(record));
+    record.onSetReport = [&] { device.release(); };
+    QrxHIDDevice* raw = device.get();
+    raw->setReport(1, 4, bytesOf({1, 2}), 1);
+    EXPECT_THAT(record.lines, testing::ElementsAre("set 1 4 1: 01 02", "deleted"));
+    EXPECT_TRUE(platform.hid.sent.empty());
+}
+
 TEST_F(QrxHIDDeviceImplTest, ADeviceOnAStackMayBeSetUpAndSend)
 {
     const auto& entry = addDevice("usb1", {Sample::kPedal});

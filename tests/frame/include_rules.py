@@ -27,7 +27,7 @@ SYSTEM = re.compile(r"(sys|linux|asm)/.*\.h|unistd\.h|fcntl\.h|poll\.h|dirent\.h
 RULES = {
     "Headers": ((), ("Headers",)),
     "Sources": ((), ("Headers", "Sources")),
-    "Sources/mac": ((PUBLISHED,), ("Headers", "Sources/mac")),
+    "Sources/mac": ((PUBLISHED,), ("Headers", "Sources", "Sources/mac")),
     "Platform/HID": ((), ("Platform/HID",)),
     "Platform/Provider": ((SYSTEM,), ("Platform/Provider",)),
     "Platform/CoreFoundation": ((PUBLISHED, SYSTEM), ("Platform/CoreFoundation",)),

@@ -102,6 +102,13 @@ TEST_F(QrxDeviceTreeInterfaceTest, AFirstTreeThatIsHeldSurvivesTheSecond)
     EXPECT_EQ(first->getReferenceCount(), 1U);
 }
 
+TEST_F(QrxDeviceTreeInterfaceTest, CreatesAgainForThePairsOfTheTreeThatGoes)
+{
+    facade.createDeviceTree(Pairs{{1, 2}, {3, 4}});
+    facade.createDeviceTree(facade._deviceTree->getVendorAndProductIDs());
+    EXPECT_EQ(populated, (Pairs{{1, 2}, {3, 4}}));
+}
+
 TEST_F(QrxDeviceTreeInterfaceTest, ItsEndReleasesTheTree)
 {
     {

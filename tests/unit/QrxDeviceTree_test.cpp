@@ -40,6 +40,8 @@ public:
     {
         auto const* const device = dynamic_cast<ComparingDevice const*>(&other);
         _events.push_back(_name + " == " + (device != nullptr ? device->_name : "?"));
+        if (auto const action = onCompare) // a copy: what is done may replace it
+            action();
         return equal;
     }
     bool isHID() const override
@@ -48,6 +50,7 @@ public:
         return hid;
     }
     bool equal = false;
+    std::function<void()> onCompare;
 
 private:
     std::string const _name;
@@ -196,6 +199,58 @@ TEST_F(QrxDeviceTreeTest, ListedDevicesAreAskedFirstToLastUntilOneIsEqual)
     tree->_removeDevice(d);
     EXPECT_EQ(events, (Events{"a == d", "b == d"}));
     EXPECT_TRUE(tree->getDeviceAtIndex(1) == c);
+}
+
+TEST_F(QrxDeviceTreeTest, AComparisonMayTakeTheDeviceBeforeOffTheList)
+{
+    Events events;
+    DevicePtr const a = added(1);
+    mis::swizzler<ComparingDevice> const b(new ComparingDevice("b", events));
+    tree->_addDevice(b);
+    b->onCompare = [&] { tree->_removeDevice(a); };
+    b->equal = true;
+    tree->_removeDevice(DevicePtr(new FakeDevice(2)));
+    EXPECT_EQ(tree->getHIDDeviceCount(), 0U) << "the one that was equal goes, though it has moved up";
+}
+
+TEST_F(QrxDeviceTreeTest, AComparisonMayTakeItsOwnDeviceOffTheListAndEndIt)
+{
+    Events events;
+    auto* const a = new ComparingDevice("a", events);
+    a->obituary.write(events, "a");
+    tree->_addDevice(DevicePtr(a));
+    mis::swizzler<ComparingDevice> const b(new ComparingDevice("b", events));
+    tree->_addDevice(b);
+    DevicePtr const sought(new FakeDevice(2));
+    a->onCompare = [&] {
+        a->onCompare = nullptr;
+        a->equal = true;
+        tree->_removeDevice(sought);
+        a->equal = false;
+        events.push_back("removed");
+    };
+    events.clear();
+    tree->_removeDevice(sought);
+    EXPECT_EQ(events, (Events{"a == ?", "a == ?", "removed", "a ends", "b == ?"}));
+    EXPECT_TRUE(tree->getDeviceAtIndex(0) == b);
+}
+
+TEST_F(QrxDeviceTreeTest, ADeviceThatItsComparisonHasTakenOffIsNotToldOfTwice)
+{
+    Events events;
+    mis::swizzler<ComparingDevice> const a(new ComparingDevice("a", events));
+    tree->_addDevice(a);
+    added(1);
+    std::string const before = out.text();
+    DevicePtr const sought(new FakeDevice(2));
+    a->equal = true;
+    a->onCompare = [&] {
+        a->onCompare = nullptr;
+        tree->_removeDevice(sought);
+    };
+    tree->_removeDevice(sought);
+    EXPECT_EQ(out.text(), before + kRemovedLine);
+    EXPECT_EQ(tree->getHIDDeviceCount(), 1U);
 }
 
 TEST_F(QrxDeviceTreeTest, WithoutADelegateAdditionAndRemovalWriteTheirLinesUnflushed)
@@ -401,6 +456,19 @@ TEST(QrxDeviceTreeOnce, ATreeThatNobodyHoldsSurvivesAnAddition)
     tree._removeDevice(device);
     tree._addDevice(device);
     EXPECT_EQ(tree.getHIDDeviceCount(), 1U);
+    EXPECT_EQ(tree.getReferenceCount(), 0U);
+}
+
+TEST(QrxDeviceTreeOnce, TheDelegateOfATreeThatNobodyHoldsMayAskForIt)
+{
+    FakeTree tree;
+    ScriptedTreeDelegate delegate;
+    tree.setDelegate(&delegate);
+    delegate.onDeviceAdded = [&](DevicePtr& device) { EXPECT_EQ(device->getDeviceTree().get(), &tree); };
+    tree._addDevice(DevicePtr(new FakeDevice(2)));
+    DevicePtr const listed = tree.getDeviceAtIndex(0);
+    tree.deviceNotification(1, listed);
+    EXPECT_EQ(delegate.calls, 2);
     EXPECT_EQ(tree.getReferenceCount(), 0U);
 }
 

@@ -7,7 +7,8 @@ mis::swizzler<QrxHIDDevice> findNearestDevice(QrxDeviceTreeNode const& node)
 {
     // Handles are made on objects that may be changed; asking for the device changes none.
     auto* current = const_cast<QrxDeviceTreeNode*>(&node);
-    mis::swizzler<QrxDeviceTreeNode> held = holdIfHeld(current);
+    SelfHold const start(*current);
+    mis::swizzler<QrxDeviceTreeNode> held;
     while (current != nullptr) {
         if (auto* const device = dynamic_cast<QrxHIDDevice*>(current))
             return mis::swizzler<QrxHIDDevice>(device);

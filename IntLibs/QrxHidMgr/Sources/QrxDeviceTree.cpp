@@ -1,11 +1,14 @@
 #include "QrxDeviceTree.h"
 
 #include "BoundsTesting.h"
+#include "DeviceSearch.h"
 #include "QrxDeviceTreeDelegateInterface.h"
 #include "QrxDeviceTreeImpl.h"
 #include "SelfReference.h"
 
+#include <cstddef>
 #include <iostream>
+#include <utility>
 
 namespace {
 
@@ -56,8 +59,8 @@ void QrxDeviceTree::observe(std::vector<std::pair<unsigned short, unsigned short
 void QrxDeviceTree::deviceNotification(unsigned int kind, mis::swizzler<QrxHIDDevice> device)
 {
     if (kind == kDeviceAdded && _delegate != nullptr) {
-        // The delegate may drop the last handle on this tree, replace itself or throw.
-        mis::swizzler<QrxDeviceTree> const self = holdIfHeld(this);
+        // The delegate may ask for this tree, drop the last handle on it, replace itself or throw.
+        SelfHold const self(*this);
         _delegate->deviceAdded(device);
         return;
     }
@@ -89,16 +92,13 @@ void QrxDeviceTree::_addDevice(mis::swizzler<QrxHIDDevice> device)
     if (!device || !device->isHID())
         return;
     // Comparing is the backend's or the application's code, and so is what the notification calls.
-    mis::swizzler<QrxDeviceTree> const self = holdIfHeld(this);
+    SelfHold const self(*this);
     for (std::size_t index = 0; index < _devices.size(); ++index) {
         if (*_devices[index] == *device)
             return;
     }
     _devices.push_back(device);
-    {
-        SelfLoan const loan(*this);
-        device->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
-    }
+    device->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
     deviceNotification(kDeviceAdded, device);
 }
 
@@ -106,19 +106,18 @@ void QrxDeviceTree::_removeDevice(mis::swizzler<QrxHIDDevice> device)
 {
     if (!device)
         return;
-    mis::swizzler<QrxDeviceTree> const self = holdIfHeld(this);
-    for (std::size_t index = 0; index < _devices.size(); ++index) {
-        if (!(*_devices[index] == *device))
-            continue;
-        // Off the list before it is released: an equal object may end here, and its delegate with it, which may look at
-        // the list.
-        mis::swizzler<QrxHIDDevice> listed = std::move(_devices[index]);
-        _devices.erase(_devices.begin() + static_cast<std::ptrdiff_t>(index));
-        listed.release();
-        // Deliberate: the device keeps its link to this tree; only the tree's end clears it.
-        deviceNotification(kDeviceRemoved, device);
+    SelfHold const self(*this);
+    std::size_t const place = placeOfFirst(
+        _devices, device.get(), [&](mis::swizzler<QrxHIDDevice> const& listed) { return *listed == *device; });
+    if (place == _devices.size())
         return;
-    }
+    // Off the list before it is released: an equal object may end here, and its delegate with it, which may look at the
+    // list.
+    mis::swizzler<QrxHIDDevice> listed = std::move(_devices[place]);
+    _devices.erase(_devices.begin() + static_cast<std::ptrdiff_t>(place));
+    listed.release();
+    // Deliberate: the device keeps its link to this tree; only the tree's end clears it.
+    deviceNotification(kDeviceRemoved, device);
 }
 
 bool QrxDeviceTree::hasDelegate() const

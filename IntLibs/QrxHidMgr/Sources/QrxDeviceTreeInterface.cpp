@@ -17,7 +17,8 @@ void QrxDeviceTreeInterface::createDeviceTree(std::vector<std::pair<unsigned sho
 {
     _vendorAndProductIDs = ids;
     _deviceTree.set(new _QrxDeviceTreeImpl);
-    _deviceTree->populate(ids);
+    // The pairs may have been the earlier tree's, which may be gone.
+    _deviceTree->populate(_vendorAndProductIDs);
 }
 
 bool QrxDeviceTreeInterface::setOutputReport(unsigned int reportType, unsigned int reportID,

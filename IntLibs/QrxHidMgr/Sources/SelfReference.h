@@ -1,46 +1,50 @@
-// Handles that an object makes on itself.
+// References that an object takes on itself while one of its own operations calls the application.
 
 #ifndef QRX_SELF_REFERENCE_H
 #define QRX_SELF_REFERENCE_H
 
 #include "VCollectable"
-#include "swizzler"
 
-/// A handle that keeps `object` alive while it calls the application, which may drop every other handle on it. Empty
-/// for an object that nobody holds: on such a one the handle would be the last, and would delete it.
-template <typename T>
-mis::swizzler<T> holdIfHeld(T* object)
-{
-    return mis::swizzler<T>(object->getReferenceCount() != 0 ? object : nullptr);
-}
+#include <optional>
 
-/// For as long as it lives, handles on an object that nobody holds may be made and dropped without deleting it: an
-/// object on the stack, or one just made, can so be named to others. Does nothing for an object that is held.
-class SelfLoan {
+/// Keeps an object alive for as long as it lives: one that is held gets one reference more, and ends with it if the
+/// others went meanwhile. One that nobody holds (on a stack, or just made) is lent a reference that is taken back
+/// without deleting it, so that handles on it may come and go.
+class SelfHold {
 public:
-    explicit SelfLoan(mis::VCollectable<unsigned int>& object)
-        : _unheld(object.getReferenceCount() == 0 ? &object : nullptr)
+    explicit SelfHold(mis::VCollectable<unsigned int>& object)
+        : _object(object), _wasHeld(object.getReferenceCount() != 0)
     {
-        if (_unheld != nullptr)
-            _unheld->retain();
+        _object.retain();
     }
-
-    SelfLoan(SelfLoan const&) = delete;
-    SelfLoan& operator=(SelfLoan const&) = delete;
-
-    ~SelfLoan()
+    SelfHold(SelfHold const&) = delete;
+    SelfHold& operator=(SelfHold const&) = delete;
+    ~SelfHold()
     {
-        if (_unheld == nullptr)
-            return;
         // Back to nobody's, unless somebody has kept a handle meanwhile.
-        if (_unheld->isCollectable())
-            _unheld->setReferenceCount(0);
+        if (!_wasHeld && _object.isCollectable())
+            _object.setReferenceCount(0);
         else
-            _unheld->release();
+            _object.release();
     }
 
 private:
-    mis::VCollectable<unsigned int>* const _unheld;
+    mis::VCollectable<unsigned int>& _object;
+    bool const _wasHeld;
+};
+
+/// As `SelfHold`, for an object that nobody holds; nothing for one that is held, whose count is then what the caller of
+/// the operation and the handle that it hands out make it.
+class SelfLoan {
+public:
+    explicit SelfLoan(mis::VCollectable<unsigned int>& object)
+    {
+        if (object.getReferenceCount() == 0)
+            _hold.emplace(object);
+    }
+
+private:
+    std::optional<SelfHold> _hold;
 };
 
 #endif

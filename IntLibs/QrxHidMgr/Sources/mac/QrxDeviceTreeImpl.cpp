@@ -1,16 +1,18 @@
 #include "QrxDeviceTreeImpl.h"
 
+#include "DeviceSearch.h"
 #include "FirstException.h"
 #include "PropertyHandle.h"
 #include "PropertyReading.h"
 #include "QrxHIDDeviceImpl.h"
 #include "RegistryHandle.h"
-#include "SelfHold.h"
+#include "SelfReference.h"
 
 #include <mach/mach.h>
 
 #include <cstddef>
 #include <new>
+#include <utility>
 
 using namespace qrx;
 
@@ -191,13 +193,14 @@ void _QrxDeviceTreeImpl::_removeDevice(unsigned int entry)
     if (entry == 0) {
         return;
     }
-    for (std::size_t index = 0; index < _devices.size(); ++index) {
-        const mis::swizzler<_QrxHIDDeviceImpl> device(dynamic_cast<_QrxHIDDeviceImpl*>(_devices[index].get()));
-        if (device && *device == entry) {
-            _devices.erase(_devices.begin() + static_cast<std::ptrdiff_t>(index));
-            deviceNotification(kDeviceRemoved, device);
-            return;
-        }
+    const std::size_t place = placeOfFirst(_devices, nullptr, [&](const mis::swizzler<QrxHIDDevice>& listed) {
+        const auto* device = dynamic_cast<const _QrxHIDDeviceImpl*>(listed.get());
+        return device != nullptr && *device == entry;
+    });
+    if (place != _devices.size()) {
+        const mis::swizzler<QrxHIDDevice> device = std::move(_devices[place]);
+        _devices.erase(_devices.begin() + static_cast<std::ptrdiff_t>(place));
+        deviceNotification(kDeviceRemoved, device);
     }
 }
 

@@ -7,7 +7,7 @@
 #include "QrxHIDDeviceDelegateInterface.h"
 #include "QrxHIDDeviceImpl.h"
 #include "QrxHIDInterfaceMac.h"
-#include "SelfHold.h"
+#include "SelfReference.h"
 
 #include <Carbon/Carbon.h>
 

@@ -5,7 +5,7 @@
 #include "QrxHIDDeviceDelegateInterface.h"
 #include "QrxHIDReportImpl.h"
 #include "RegistryHandle.h"
-#include "SelfHold.h"
+#include "SelfReference.h"
 
 #include <algorithm>
 #include <new>
@@ -27,6 +27,10 @@ _QrxHIDDeviceImpl::~_QrxHIDDeviceImpl()
     if (_properties != nullptr) {
         CFRelease(_properties);
         _properties = nullptr;
+    }
+    // One by one, since the order is promised and that of the vector's destructor is not.
+    for (mis::swizzler<_QrxHIDInterfaceMac>& interface : _interfaces) {
+        interface.release();
     }
 }
 
@@ -61,9 +65,15 @@ void _QrxHIDDeviceImpl::close()
 void _QrxHIDDeviceImpl::setReport(unsigned int type, unsigned int reportID, std::valarray<unsigned char> bytes,
                                   int interfaceNumber)
 {
-    const SelfHold self(*this);
+    const SelfLoan loan(*this);
     if (_delegate != nullptr) {
+        // Deliberate: the delegate's handle is the only one added. The device may end with it, which an interface tells:
+        // it is told to forget a device that ends.
+        const mis::swizzler<_QrxHIDInterfaceMac> witness = _interfaces.empty() ? nullptr : _interfaces.front();
         _delegate->handleSetReport(type, reportID, bytes, mis::swizzler<QrxHIDDevice>(this), interfaceNumber);
+        if (!witness || !witness->_hasParent()) {
+            return;
+        }
     }
     if (const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface(interfaceNumber)) {
         interface->setReport(type, reportID, std::move(bytes));

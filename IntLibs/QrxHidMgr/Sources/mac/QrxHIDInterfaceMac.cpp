@@ -5,7 +5,7 @@
 #include "QrxHIDCapabilityImpl.h"
 #include "QrxHIDCollectionImpl.h"
 #include "RegistryHandle.h"
-#include "SelfHold.h"
+#include "SelfReference.h"
 
 #include <algorithm>
 #include <iterator>
