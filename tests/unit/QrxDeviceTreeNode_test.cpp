@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <type_traits>
+
 namespace {
 
 using NodePtr = mis::swizzler<QrxDeviceTreeNode>;
@@ -98,6 +100,15 @@ TEST(QrxDeviceTreeNode, TheEndOfAChildDoesNotTouchItsParent)
     NodePtr const parent(new PlainNode);
     NodePtr(new PlainNode)->_setParent(parent);
     EXPECT_EQ(parent->getReferenceCount(), 1U);
+}
+
+TEST(QrxDeviceTreeNode, WhatOthersHangBelowHasNoCopies)
+{
+    // What hangs below knows the one parent that tells it when to forget it.
+    EXPECT_FALSE(std::is_copy_constructible_v<FakeTree> || std::is_copy_assignable_v<FakeTree>);
+    EXPECT_FALSE(std::is_copy_constructible_v<FakeDevice> || std::is_copy_assignable_v<FakeDevice>);
+    EXPECT_FALSE(std::is_copy_constructible_v<FakeCollection> || std::is_copy_assignable_v<FakeCollection>);
+    EXPECT_FALSE(std::is_copy_constructible_v<FakeReport> || std::is_copy_assignable_v<FakeReport>);
 }
 
 TEST(QrxDeviceTreeNode, ACopyHangsNowhereAndAssignmentKeepsThePlace)

@@ -33,6 +33,10 @@ public:
 
     QrxDeviceTree();
 
+    /// The devices below a tree know one parent: it has no copies.
+    QrxDeviceTree(QrxDeviceTree const&) = delete;
+    QrxDeviceTree& operator=(QrxDeviceTree const&) = delete;
+
     /// Tells every listed device to forget its parent, then releases them, first to last.
     ~QrxDeviceTree() override;
 

@@ -21,6 +21,10 @@ class QRX_EXPORT QrxHIDCollection : public QrxHIDElement {
 public:
     QrxHIDCollection();
 
+    /// The elements below a collection know one parent: it has no copies.
+    QrxHIDCollection(QrxHIDCollection const&) = delete;
+    QrxHIDCollection& operator=(QrxHIDCollection const&) = delete;
+
     /// Tells every child to forget its parent, then releases them, first to last. A child that somebody else holds
     /// lives on without a parent.
     ~QrxHIDCollection() override;

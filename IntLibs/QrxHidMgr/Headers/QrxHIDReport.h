@@ -26,6 +26,10 @@ public:
     /// Interface number 0, report ID 0, no capabilities.
     QrxHIDReport();
 
+    /// A report is its device's: it has no copies.
+    QrxHIDReport(QrxHIDReport const&) = delete;
+    QrxHIDReport& operator=(QrxHIDReport const&) = delete;
+
     /// Releases the capabilities, first to last.
     ~QrxHIDReport() override;
 
