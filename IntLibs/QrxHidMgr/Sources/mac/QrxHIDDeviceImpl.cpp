@@ -67,8 +67,8 @@ void _QrxHIDDeviceImpl::setReport(unsigned int type, unsigned int reportID, std:
 {
     const SelfLoan loan(*this);
     if (_delegate != nullptr) {
-        // Deliberate: the delegate's handle is the only one added. The device may end with it, which an interface tells:
-        // it is told to forget a device that ends.
+        // Deliberate: the delegate's handle is the only one added, so the device may end with it. Then it has told its
+        // interfaces to forget it.
         const mis::swizzler<_QrxHIDInterfaceMac> witness = _interfaces.empty() ? nullptr : _interfaces.front();
         _delegate->handleSetReport(type, reportID, bytes, mis::swizzler<QrxHIDDevice>(this), interfaceNumber);
         if (!witness || !witness->_hasParent()) {

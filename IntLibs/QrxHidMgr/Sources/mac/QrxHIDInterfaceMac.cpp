@@ -49,6 +49,11 @@ _QrxHIDInterfaceMac::~_QrxHIDInterfaceMac()
         IOObjectRelease(_entry);
         _entry = 0;
     }
+    _connection.release();
+    // One by one, since the order is promised and that of the vector's destructor is not.
+    for (mis::swizzler<QrxHIDElement>& element : _elements) {
+        element.release();
+    }
 }
 
 void _QrxHIDInterfaceMac::_initWithEntry(unsigned int entry)
