@@ -1,6 +1,7 @@
 #include "DeviceSession.h"
 
 #include "DeviceText.h"
+#include "Notice.h"
 
 #include "QrxRunLoop.h"
 
@@ -26,17 +27,16 @@ std::vector<DeviceHandle> devicesOf(QrxDeviceTree& tree)
     return devices;
 }
 
-std::string unknownDeviceText(const DeviceSelector& selector)
+UnknownDevice unknownDevice(const DeviceSelector& selector)
 {
     const mis::swizzler<QrxDeviceTree> all = QrxDeviceTree::NewInstance();
-    std::string text = "no device is " + selector.text() + "; ";
     all->populate(idPairs({}));
-    const std::vector<DeviceHandle> devices = devicesOf(*all);
-    text += devices.empty() ? "no HID device is there" : "there are:";
-    for (const DeviceHandle& device : devices) {
-        text += "\n  " + deviceTitle(*device);
+    std::vector<std::string> titles;
+    for (const DeviceHandle& device : devicesOf(*all)) {
+        titles.push_back(deviceTitle(*device));
     }
-    return text;
+    return UnknownDevice(
+        "no device is " + selector.text() + "; " + (titles.empty() ? "no HID device is there" : "there are:"), titles);
 }
 
 } // namespace
@@ -115,7 +115,7 @@ void DeviceSession::checkSelectors() const
             return selector.matches(device->getVendorID(), device->getProductID());
         });
         if (!isThere) {
-            throw UnknownDevice(unknownDeviceText(selector));
+            throw unknownDevice(selector);
         }
     }
 }
@@ -151,7 +151,7 @@ bool DeviceSession::reportUnusableRecordings() const
     bool allUsable = true;
     for (const RecordedDevice& recorded : _recorded) {
         if (isSelected(recorded) && !recorded.handle) {
-            std::cerr << "qrxhid: " << recorded.fileName << ": no HID device: no input, output or feature field\n";
+            notice(recorded.fileName + ": no HID device: no input, output or feature field");
             allUsable = false;
         }
     }

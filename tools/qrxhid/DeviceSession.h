@@ -13,16 +13,24 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace qrxhid {
 
 using DeviceHandle = mis::swizzler<QrxHIDDevice>;
 
-/// No device is what --device names; what() says so and lists what is there.
+/// No device is what --device names; what() says so, present() lists what is there, one line each.
 class UnknownDevice : public std::runtime_error {
 public:
-    using std::runtime_error::runtime_error;
+    UnknownDevice(const std::string& reason, std::vector<std::string> present)
+        : std::runtime_error(reason), _present(std::move(present))
+    {
+    }
+    const std::vector<std::string>& present() const noexcept { return _present; }
+
+private:
+    std::vector<std::string> _present;
 };
 
 /// A recording as a virtual device.

@@ -1,5 +1,6 @@
 #include "DeviceText.h"
 
+#include "Notice.h"
 #include "TextFormat.h"
 #include "UsageNames.h"
 
@@ -43,7 +44,10 @@ std::string jsonText(const nlohmann::ordered_json& json, bool isDocument)
 {
     constexpr int kIndent = 2;
     constexpr int kOneLine = -1;
-    return json.dump(isDocument ? kIndent : kOneLine, ' ', false, nlohmann::ordered_json::error_handler_t::replace) +
+    // What a terminal would obey is escaped as well.
+    constexpr bool kOnlyAscii = true;
+    return json.dump(isDocument ? kIndent : kOneLine, ' ', kOnlyAscii,
+                     nlohmann::ordered_json::error_handler_t::replace) +
            "\n";
 }
 

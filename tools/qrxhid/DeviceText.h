@@ -21,7 +21,7 @@ std::string interfacePurpose(const QrxHIDDevice& device, int interfaceNumber);
 /// Identity and names; texts as the device has them.
 nlohmann::ordered_json deviceJson(const QrxHIDDevice& device);
 
-/// One line or document of JSON; bytes that are not UTF-8 become the replacement character.
+/// One line or document of JSON in ASCII; bytes that are not UTF-8 become the replacement character.
 std::string jsonText(const nlohmann::ordered_json& json, bool isDocument);
 
 } // namespace qrxhid

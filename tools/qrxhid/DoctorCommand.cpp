@@ -2,10 +2,9 @@
 
 #include "Checkup.h"
 #include "DeviceText.h"
-#include "TextFormat.h"
+#include "Notice.h"
 
 #include <algorithm>
-#include <iostream>
 
 namespace qrxhid {
 
@@ -23,17 +22,17 @@ template <class Finding>
 void writeExplanation(std::ostream& out, const char* indent, const Finding& finding)
 {
     for (const std::string& reason : finding.reasons) {
-        out << indent << reason << "\n";
+        out << indent << shownText(reason) << "\n";
     }
     for (const std::string& step : finding.nextSteps) {
-        out << indent << "next: " << step << "\n";
+        out << indent << "next: " << shownText(step) << "\n";
     }
 }
 
 void writeInterface(std::ostream& out, const InterfaceFinding& interface)
 {
     out << "  interface " << interface.number << ": " << interface.stateName()
-        << (interface.node.empty() ? "" : ", " + interface.node) << "\n";
+        << (interface.node.empty() ? "" : ", " + shownText(interface.node)) << "\n";
     writeExplanation(out, "    ", interface);
 }
 
@@ -100,12 +99,12 @@ bool reportAbsent(const std::vector<DeviceFinding>& findings, const std::vector<
         if (std::ranges::none_of(findings, [&selector](const DeviceFinding& device) {
                 return selector.matches(device.ids.vendorID, device.ids.productID);
             })) {
-            std::cerr << "qrxhid: no USB HID device is " << selector.text() << "\n";
+            notice("no USB HID device is " + selector.text());
             allThere = false;
         }
     }
     if (findings.empty() && selectors.empty()) {
-        std::cerr << "qrxhid: there is no USB HID device\n";
+        notice("there is no USB HID device");
     }
     return allThere;
 }
@@ -131,7 +130,7 @@ ExitStatus runDoctor(const Options& options, std::ostream& out)
         out << documentText(findings, surroundings);
     } else {
         for (const std::string& remark : remarksOn(surroundings)) {
-            out << "note: " << remark << "\n";
+            out << "note: " << shownText(remark) << "\n";
         }
         for (const DeviceFinding& device : findings) {
             writeDevice(out, device);

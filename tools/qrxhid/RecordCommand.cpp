@@ -4,6 +4,7 @@
 #include "DeviceDescription.h"
 #include "DeviceSession.h"
 #include "InputListener.h"
+#include "Notice.h"
 #include "Playback.h"
 #include "SignalWatch.h"
 #include "TextFormat.h"
@@ -96,7 +97,7 @@ ExitStatus Record::run()
     }
     chooseDevice();
     if (_recording.interfaces.empty()) {
-        std::cerr << "qrxhid: the device has left\n";
+        notice("the device has left");
         return kFailure;
     }
     if (!openOutput()) {
@@ -117,7 +118,7 @@ bool Record::openOutput()
     if (isToFile()) {
         _file.open(_options.output);
         if (!_file) {
-            std::cerr << "qrxhid: " << _options.output << " cannot be opened: " << std::strerror(errno) << "\n";
+            notice(_options.output + " cannot be opened: " + std::strerror(errno));
             return false;
         }
     }
@@ -128,7 +129,7 @@ bool Record::openOutput()
 bool Record::closeOutput()
 {
     if (isToFile() && !_file.flush()) {
-        std::cerr << "qrxhid: " << _options.output << " cannot be written\n";
+        notice(_options.output + " cannot be written");
         return false;
     }
     return true;
@@ -175,7 +176,7 @@ void Record::recordUntilSignal()
         if (!isPresent()) {
             // What its interfaces had sent before may still wait.
             drain();
-            std::cerr << "qrxhid: the device has left\n";
+            notice("the device has left");
             return;
         }
     }
@@ -237,7 +238,8 @@ bool isRefused(const Options& options)
         return false;
     }
     const std::string ids = findings.front().ids.text();
-    std::cerr << "qrxhid: you may not open " << ids << "\nTry: qrxhid doctor " << ids << "\n";
+    notice("you may not open " + ids);
+    std::cerr << "Try: qrxhid doctor " << ids << "\n";
     return true;
 }
 

@@ -7,13 +7,6 @@ namespace qrxhid {
 
 namespace {
 
-bool isControl(char character)
-{
-    const auto code = static_cast<unsigned char>(character);
-    constexpr unsigned char kDelete = 0x7F;
-    return code < ' ' || code == kDelete;
-}
-
 bool beginsCharacter(char byte)
 {
     // UTF-8 continuation bytes are 10xxxxxx.
@@ -49,19 +42,6 @@ std::string bytesText(std::span<const std::uint8_t> bytes, std::string_view sepa
         text += hexDigits(byte, 2);
     }
     return text;
-}
-
-std::string shownText(std::string_view text)
-{
-    std::string shown;
-    for (const char character : text) {
-        if (isControl(character)) {
-            shown += "\\x" + hexDigits(static_cast<unsigned char>(character), 2);
-        } else {
-            shown += character;
-        }
-    }
-    return shown;
 }
 
 std::string countText(std::size_t count, std::string_view singular)

@@ -17,9 +17,6 @@ std::string idText(std::uint32_t vendorID, std::uint32_t productID);
 /// "01 ff 00"; with an empty separator "01ff00".
 std::string bytesText(std::span<const std::uint8_t> bytes, std::string_view separator = " ");
 
-/// A text that a device chose, safe for a terminal: control characters become "\x1b".
-std::string shownText(std::string_view text);
-
 /// "1 byte", "3 bytes".
 std::string countText(std::size_t count, std::string_view singular);
 

@@ -5,6 +5,7 @@
 #include "DumpCommand.h"
 #include "ExitStatus.h"
 #include "ListCommand.h"
+#include "Notice.h"
 #include "RecordCommand.h"
 #include "RuleCommand.h"
 #include "TreeCommand.h"
@@ -73,19 +74,26 @@ ExitStatus run(int count, const char* const* words, std::ostream& out)
     try {
         const ExitStatus status = runCommand(CommandLine::parse(count, words), out);
         if (!out.flush()) {
-            std::cerr << "qrxhid: the output cannot be written\n";
+            notice("the output cannot be written");
             return kFailure;
         }
         return status;
     } catch (const UsageError& error) {
-        std::cerr << "qrxhid: " << error.what() << "\nTry: " << error.hint() << "\n";
+        notice(error.what());
+        std::cerr << "Try: " << shownText(error.hint()) << "\n";
         return kWrongUsage;
     } catch (const QrxRecordingError& error) {
         // FILE:LINE: first, where editors look for it.
-        std::cerr << error.what() << "\n";
+        std::cerr << shownText(error.what()) << "\n";
         return kBadRecording;
+    } catch (const UnknownDevice& error) {
+        notice(error.what());
+        for (const std::string& device : error.present()) {
+            std::cerr << "  " << device << "\n";
+        }
+        return kFailure;
     } catch (const std::exception& error) {
-        std::cerr << "qrxhid: " << error.what() << "\n";
+        notice(error.what());
         return kFailure;
     }
 }

@@ -31,7 +31,8 @@ struct QrxRecordedEvent {
     std::vector<std::uint8_t> bytes;
 };
 
-/// A recording that does not parse: what() is "FILE:LINE: reason".
+/// A recording that does not parse: what() is "FILE:LINE: reason" in one line that may be shown to a person: control
+/// characters and the like are escaped.
 class QRX_EXPORT QrxRecordingError : public std::runtime_error {
 public:
     QrxRecordingError(const std::string& fileName, std::size_t line, const std::string& reason);

@@ -149,6 +149,7 @@ TEST_F(HidrawNodes, LetNoDeviceWriteLinesOfItsOwn)
     const std::string text = told(last);
     EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1);
     EXPECT_EQ(text.find('\x1b'), std::string::npos);
+    EXPECT_NE(text.find("of 1234:abcd \"a\\x0aQrxHIDManager: \\x1b[2Jb\" at 1-1 cannot be opened"), std::string::npos);
 }
 
 TEST_F(HidrawNodes, MayBecomeAccessibleLater)

@@ -2,7 +2,6 @@
 
 #include "Provider/Log.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -19,19 +18,11 @@ std::string hexWord(std::uint16_t value)
     return text.data();
 }
 
-/// A device's own words must not move the cursor of somebody's terminal or begin a line of their own.
-std::string withoutControls(std::string text)
-{
-    std::replace_if(
-        text.begin(), text.end(), [](unsigned char character) { return character < 0x20 || character == 0x7F; }, '?');
-    return text;
-}
-
 std::string describe(const DeviceFacts& facts)
 {
     std::string text = hexWord(facts.vendorID) + ":" + hexWord(facts.productID);
     if (facts.productName) {
-        text += " \"" + withoutControls(*facts.productName) + "\"";
+        text += " \"" + *facts.productName + "\"";
     }
     return text + " at " + facts.place;
 }

@@ -1,5 +1,7 @@
 #include "SysfsText.h"
 
+#include "Provider/Utf8.h"
+
 #include <charconv>
 
 namespace qrx::platform {
@@ -7,51 +9,6 @@ namespace qrx::platform {
 namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD"; // U+FFFD
-
-/// What the first byte of a character promises: its length, and the range of its second byte that keeps out overlong
-/// forms, surrogates and numbers above U+10FFFF (Unicode, table 3-7).
-struct Promise {
-    std::size_t length = 0;
-    unsigned char secondLow = 0x80;
-    unsigned char secondHigh = 0xBF;
-};
-
-Promise promiseOf(unsigned char first)
-{
-    if (first < 0x80) {
-        return {1};
-    }
-    if (first >= 0xC2 && first <= 0xDF) {
-        return {2};
-    }
-    if (first >= 0xE0 && first <= 0xEF) {
-        return {3, static_cast<unsigned char>(first == 0xE0 ? 0xA0 : 0x80),
-                static_cast<unsigned char>(first == 0xED ? 0x9F : 0xBF)};
-    }
-    if (first >= 0xF0 && first <= 0xF4) {
-        return {4, static_cast<unsigned char>(first == 0xF0 ? 0x90 : 0x80),
-                static_cast<unsigned char>(first == 0xF4 ? 0x8F : 0xBF)};
-    }
-    return {};
-}
-
-/// Bytes of the character at the beginning; 0 if there is none.
-std::size_t characterLength(std::string_view bytes)
-{
-    const Promise promise = promiseOf(static_cast<unsigned char>(bytes[0]));
-    if (promise.length == 0 || promise.length > bytes.size()) {
-        return 0;
-    }
-    for (std::size_t at = 1; at < promise.length; ++at) {
-        const auto byte = static_cast<unsigned char>(bytes[at]);
-        const unsigned char low = at == 1 ? promise.secondLow : 0x80;
-        const unsigned char high = at == 1 ? promise.secondHigh : 0xBF;
-        if (byte < low || byte > high) {
-            return 0;
-        }
-    }
-    return promise.length;
-}
 
 std::optional<std::uint32_t> number(std::string_view text, int base, std::uint32_t limit)
 {
@@ -80,7 +37,7 @@ std::string utf8Text(std::string_view bytes)
     std::string text;
     text.reserve(bytes.size());
     while (!bytes.empty()) {
-        const std::size_t length = characterLength(bytes);
+        const std::size_t length = utf8Length(bytes);
         text.append(length != 0 ? bytes.substr(0, length) : kReplacement);
         bytes.remove_prefix(length != 0 ? length : 1);
     }

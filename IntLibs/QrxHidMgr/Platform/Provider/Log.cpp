@@ -1,5 +1,7 @@
 #include "Log.h"
 
+#include "ShownText.h"
+
 #include <cerrno>
 #include <cstdlib>
 #include <string>
@@ -40,7 +42,7 @@ void log(LogLevel level, std::string_view text)
         return;
     }
     std::string line = "QrxHIDManager: ";
-    line.append(text).push_back('\n');
+    line.append(shownText(text)).push_back('\n');
     // One write, so that lines of several threads do not mix. There is nobody to tell if it fails.
     const int savedErrno = errno;
     [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());

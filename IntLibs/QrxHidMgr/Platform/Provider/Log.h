@@ -12,7 +12,7 @@ enum class LogLevel { off, error, info, debug };
 /// True if a line of this level is shown; to be asked before a costly text is made.
 bool logs(LogLevel level);
 
-/// Writes "QrxHIDManager: " and the text as one line, in one piece.
+/// Writes "QrxHIDManager: " and the text as shownText has it, as one line and in one piece.
 void log(LogLevel level, std::string_view text);
 
 } // namespace qrx::platform

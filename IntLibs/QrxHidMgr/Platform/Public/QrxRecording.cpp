@@ -1,5 +1,6 @@
 #include "QrxRecording.h"
 
+#include "../Provider/ShownText.h"
 #include "RecordingReader.h"
 #include "RecordingWriter.h"
 
@@ -18,7 +19,7 @@ std::string placeOf(const std::string& fileName, std::size_t line)
 } // namespace
 
 QrxRecordingError::QrxRecordingError(const std::string& fileName, std::size_t line, const std::string& reason)
-    : std::runtime_error(placeOf(fileName, line) + ": " + reason), _line(line)
+    : std::runtime_error(qrx::platform::shownText(placeOf(fileName, line) + ": " + reason)), _line(line)
 {
 }
 
