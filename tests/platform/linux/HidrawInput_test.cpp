@@ -47,6 +47,26 @@ protected:
         }
         return "endless";
     }
+    /// As a run loop does, which comes again while the descriptor is readable: "0x8 | 1x8 | ".
+    std::string takenByVisits()
+    {
+        std::string text;
+        pollfd poll{channel->descriptor(), POLLIN, 0};
+        for (int visits = 0; visits < 100 && ::poll(&poll, 1, 0) == 1; ++visits) {
+            const std::string visit = taken();
+            text += visit.substr(0, visit.find_last_of("eg")) + "| ";
+        }
+        return text;
+    }
+    /// Lets reports of `size` bytes come one by one, until the channel expects that the next one comes alone as well.
+    void expectLoneReports(std::size_t size)
+    {
+        taken();
+        for (int number = 0; number < 2; ++number) {
+            node->queueMany(1, size);
+            EXPECT_EQ(taken(), series(0, 1, size) + "empty");
+        }
+    }
     static std::string series(int first, int count, std::size_t size)
     {
         std::string text;
@@ -99,11 +119,11 @@ TEST_F(HidrawInput, OffersRoomForTwiceAsManyReportsAsCame)
         taken();
         return node->segmentsOffered;
     };
-    EXPECT_EQ(offeredAfter(1), 4) << "the fewest";
+    EXPECT_EQ(offeredAfter(2), 4) << "the fewest";
     EXPECT_EQ(offeredAfter(3), 6);
     EXPECT_EQ(offeredAfter(15), 30);
     EXPECT_EQ(offeredAfter(16), 32);
-    EXPECT_EQ(offeredAfter(1), 4) << "once few have come";
+    EXPECT_EQ(offeredAfter(2), 4) << "once few have come";
     EXPECT_EQ(offeredAfter(40), 64) << "all that there is";
 }
 
@@ -127,6 +147,75 @@ TEST_F(HidrawInput, NeedsOneCallForASingleReportOfFullLength)
         EXPECT_EQ(taken(), series(times, 1, 8) + "empty");
     }
     EXPECT_EQ(node->readCalls, 10);
+}
+
+TEST_F(HidrawInput, LooksForTheEndOfTheQueueOnlyEveryEighthTimeWhileReportsComeOneByOne)
+{
+    open(vendorDescriptor(8));
+    expectLoneReports(8);
+    std::string looks;
+    for (int number = 0; number < 16; ++number) {
+        node->segmentsOffered = 0;
+        node->queueMany(1, 8);
+        EXPECT_EQ(taken(), series(0, 1, 8) + "empty");
+        looks += node->segmentsOffered == 0 ? "." : "!";
+    }
+    EXPECT_EQ(looks, ".......!.......!");
+}
+
+TEST_F(HidrawInput, ReadsAShortReportThatComesAloneWithOneCall)
+{
+    open(test::joined({vendorDescriptor(8, 0, 0, 1), vendorDescriptor(20, 0, 0, 2)}));
+    expectLoneReports(9);
+    node->readCalls = 0;
+    node->queueMany(1, 9);
+    EXPECT_EQ(taken(), series(0, 1, 9) + "empty");
+    EXPECT_EQ(node->readCalls, 1);
+}
+
+TEST_F(HidrawInput, TakesABurstWhereALoneReportWasExpected)
+{
+    open(vendorDescriptor(8));
+    expectLoneReports(8);
+    node->queueMany(15, 8);
+    EXPECT_EQ(takenByVisits(), "0x8 | 1x8 | 2x8 | 3x8 | 4x8 | 5x8 | 6x8 | 7x8 8x8 9x8 10x8 11x8 12x8 13x8 14x8 | ");
+    node->queueMany(15, 8);
+    EXPECT_EQ(takenByVisits(), series(0, 15, 8) + "| ") << "and expects the next one";
+}
+
+TEST_F(HidrawInput, GivesAllThatIsBehindALoneReportBeforeItIsGone)
+{
+    open(vendorDescriptor(8));
+    expectLoneReports(8);
+    node->queueMany(3, 8);
+    node->unplug();
+    EXPECT_EQ(taken(), "0x8 empty");
+    EXPECT_EQ(taken(), "1x8 empty");
+    EXPECT_EQ(taken(), "2x8 empty");
+    EXPECT_EQ(taken(), "gone");
+}
+
+TEST_F(HidrawInput, ReadsShortReportsOneByOne)
+{
+    open(test::joined({vendorDescriptor(8, 0, 0, 1), vendorDescriptor(20, 0, 0, 2)}));
+    node->queueMany(1, 9);
+    taken();
+    node->readCalls = node->segmentsOffered = 0;
+    node->queueMany(60, 9);
+    EXPECT_EQ(taken(), series(0, 60, 9) + "empty");
+    EXPECT_EQ(node->readCalls, 61);
+    EXPECT_EQ(node->segmentsOffered, 0) << "which the kernel would have to look at for nothing";
+}
+
+TEST_F(HidrawInput, OffersRoomForManyAgainAfterFourReportsOfFullLength)
+{
+    open(vendorDescriptor(8));
+    node->queueMany(1, 3);
+    taken();
+    node->readCalls = 0;
+    node->queueMany(4 + 3, 8);
+    EXPECT_EQ(taken(), series(0, 7, 8) + "empty");
+    EXPECT_EQ(node->readCalls, 4 + 1);
 }
 
 TEST_F(HidrawInput, HoldsWhatItFetchedForLater)
@@ -383,6 +472,20 @@ TEST_F(HidrawInput, NamesTheDeviceAndTheInterfaceOfAPossibleLoss)
                 "QrxHIDManager: The kernel's queue of 63 reports for interface 3 of 1234:abcd at 1-2.1 was full: "
                 "reports may have been lost \\(1 time so far\\)\n"
                 "QrxHIDManager: .* \\(2 times so far\\)\n");
+}
+
+TEST_F(HidrawInput, CountsAFullRingAlsoWhereALoneReportWasExpected)
+{
+    open(vendorDescriptor(8));
+    expectLoneReports(8);
+    for (int number = 0; number < 100; ++number) {
+        node->queueMany(1, 8);
+        taken();
+    }
+    EXPECT_EQ(channel->possibleLosses(), 0U);
+    node->queueMany(63, 8);
+    takenByVisits();
+    EXPECT_EQ(channel->possibleLosses(), 1U);
 }
 
 TEST_F(HidrawInput, ClosesItsDescriptor)

@@ -106,10 +106,10 @@ HIDChannel::Next HidrawChannel::fetch()
     if (_isGone) {
         return Next::gone;
     }
-    if (_isDrained) {
+    if (_isVisitOver) {
         // Whatever has come since makes the descriptor readable again. It may be much: an exception or a nested run of
         // the loop comes between a fetch and the last report of it.
-        _isDrained = false;
+        _isVisitOver = false;
         return Next::unasked;
     }
     const ssize_t size = readSome();
@@ -137,7 +137,7 @@ ssize_t HidrawChannel::readSome()
             return size;
         }
     }
-    if (_mode == Mode::batches) {
+    if (readsBatch()) {
         const auto segments = _batch.segments();
         return uninterrupted(
             [&] { return _calls.readv(_fd.get(), segments.data(), static_cast<int>(segments.size())); });
@@ -165,14 +165,14 @@ ssize_t HidrawChannel::probe()
 
 void HidrawChannel::accept(std::size_t size)
 {
-    if (_mode == Mode::batches) {
+    if (readsBatch()) {
         _batch.setSegments(size);
     } else {
         _batch.setWhole(size);
     }
-    _isDrained = _batch.endedEmpty();
+    _isVisitOver = _batch.endedEmpty() || _batch.wasLone();
     countBurst();
-    if (_isDrained) {
+    if (_batch.endedEmpty()) {
         _burst = 0;
     }
 }

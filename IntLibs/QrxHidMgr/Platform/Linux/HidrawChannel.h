@@ -13,12 +13,12 @@ namespace qrx::platform {
 
 /// One open report node.
 ///
-/// Input is taken in batches: as a rule one readv brings all that waits, up to the kernel's ring of 63 reports. That
-/// only works while the kernel reads such a node segment by segment. Whether it does is asked once, at the first take:
-/// preadv2 with a flag answers EOPNOTSUPP for exactly those files whose driver has a plain read operation, which the
-/// kernel then calls once for every segment, and reads nothing. Any other answer means that one call might join or
-/// spread reports; then each is read by a call of its own (and if that first call already brought a report, it is a
-/// whole one and counts).
+/// Input is taken in batches where several reports wait (see ReportBatch): one readv brings all of them, up to the
+/// kernel's ring of 63 reports. That only works while the kernel reads such a node segment by segment. Whether it does
+/// is asked once, at the first take: preadv2 with a flag answers EOPNOTSUPP for exactly those files whose driver has a
+/// plain read operation, which the kernel then calls once for every segment, and reads nothing. Any other answer means
+/// that one call might join or spread reports; then each is read by a call of its own (and if that first call already
+/// brought a report, it is a whole one and counts).
 ///
 /// The node reports "gone" only after all that was queued has been read: the kernel fails with EIO then, and not
 /// before.
@@ -50,6 +50,7 @@ private:
     Next fetch();
     ssize_t readSome();
     ssize_t probe();
+    bool readsBatch() const { return _mode == Mode::batches && !_batch.wantsWhole(); }
     void accept(std::size_t size);
     void countBurst();
     Status send(ReportType type, std::span<std::uint8_t> framed);
@@ -61,8 +62,8 @@ private:
     const unsigned _interfaceNumber;
     const std::shared_ptr<const DeviceAccess> _access;
     Mode _mode = Mode::unknown;
-    /// The last fetch found the end of the queue as it was then, so the descriptor is not to be asked at once.
-    bool _isDrained = false;
+    /// What was fetched is all that this visit takes, so the node is not to be asked at once.
+    bool _isVisitOver = false;
     bool _isGone = false;
     /// Reports since the queue was last seen empty.
     std::size_t _burst = 0;

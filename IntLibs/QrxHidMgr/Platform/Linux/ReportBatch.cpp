@@ -63,6 +63,13 @@ void ReportBatch::setWhole(std::size_t size)
     _next = 0;
     _lastBytes = size;
     _endedEmpty = false;
+    noteLength(size);
+    _wasLone = isLone();
+    if (_wasLone) {
+        ++_loneCalls;
+    } else {
+        ++_burst;
+    }
 }
 
 void ReportBatch::setSegments(std::size_t size)
@@ -72,6 +79,8 @@ void ReportBatch::setSegments(std::size_t size)
     _count = full + (rest != 0 ? 1 : 0);
     _next = 0;
     _lastBytes = rest != 0 ? rest : _segmentBytes;
+    noteLength(_lastBytes);
+    _wasLone = false;
     // After a short report the call stops although more may wait.
     _endedEmpty = rest == 0 && full < _offered;
     _burst += _count;
@@ -84,10 +93,17 @@ void ReportBatch::setSegments(std::size_t size)
 
 void ReportBatch::setNothing()
 {
+    _loneCalls = 0;
     if (_burst != 0) {
+        _loneInARow = _burst == 1 ? std::min(_loneInARow + 1, kLoneBeforeExpected) : 0;
         offer(std::max(2 * _burst, kFewestSegments));
         _burst = 0;
     }
+}
+
+void ReportBatch::noteLength(std::size_t size)
+{
+    _fullInARow = size < _segmentBytes ? 0 : std::min(_fullInARow + 1, kFullBeforeSegments);
 }
 
 } // namespace qrx::platform
