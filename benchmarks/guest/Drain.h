@@ -10,8 +10,8 @@
 /// has a queue of its own in the kernel, so that the same reports wait for every one.
 class Drain {
 public:
-    /// Of a report.
-    static constexpr std::size_t kBytes = 64;
+    /// Of the longest report.
+    static constexpr std::size_t kMostBytes = 64;
 
     virtual ~Drain() = default;
 
@@ -21,8 +21,9 @@ public:
     /// for the one way that cannot ask.
     virtual void run(std::size_t expected) = 0;
 
-    /// Before a run: the next reports are numbered from 0 on and belong to this round.
-    void begin(std::uint8_t round);
+    /// Before a run: the next reports have `bytes` bytes, of which the last two are the round and the report's number
+    /// in it, from 0 on.
+    void begin(std::uint8_t round, std::size_t bytes);
     /// Reports of the round that came in order and whole; 0 as soon as one did not.
     std::size_t received() const { return _isGood ? _next : 0; }
 
@@ -31,12 +32,13 @@ protected:
     /// What each way does with a report; the same for all.
     void take(const std::uint8_t* bytes, std::size_t size)
     {
-        _isGood = _isGood && size == kBytes && bytes[0] == _round && bytes[1] == _next;
+        _isGood = _isGood && size == _bytes && bytes[size - 2] == _round && bytes[size - 1] == _next;
         ++_next;
     }
 
 private:
     std::uint8_t _round = 0;
+    std::size_t _bytes = kMostBytes;
     std::size_t _next = 0;
     bool _isGood = true;
 };
@@ -46,5 +48,6 @@ std::unique_ptr<Drain> makeLibraryDrain();
 /// hid_read_timeout(0) until it answers 0, hid_read in non-blocking mode until it answers 0, and hid_read in blocking
 /// mode, which cannot be asked whether anything is left, as often as there are reports.
 std::vector<std::unique_ptr<Drain>> makeHidapiDrains(const std::string& node);
-/// The floor: readv over 63 buffers, and read, each until nothing is left.
-std::vector<std::unique_ptr<Drain>> makePlainDrains(const std::string& node);
+/// The floor: read, and, for reports of full length, readv over 63 buffers, each until nothing is left.
+std::unique_ptr<Drain> makeReadDrain(const std::string& node);
+std::unique_ptr<Drain> makeReadvDrain(const std::string& node);

@@ -23,7 +23,7 @@ private:
 
     hid_device* _device;
     const Way _way;
-    unsigned char _bytes[kBytes + 1];
+    unsigned char _bytes[kMostBytes + 1];
 };
 
 HidapiDrain::HidapiDrain(const std::string& node, Way way) : _device(hid_open_path(node.c_str())), _way(way)

@@ -46,7 +46,7 @@ public:
     }
 
 private:
-    std::array<std::uint8_t, kBytes> _bytes;
+    std::array<std::uint8_t, kMostBytes> _bytes;
 };
 
 class ReadvDrain final : public PlainDrain {
@@ -62,23 +62,25 @@ public:
     void run(std::size_t) override
     {
         for (ssize_t size = 0; (size = ::readv(fd(), _segments.data(), kSegments)) > 0;) {
-            for (std::size_t at = 0; at < static_cast<std::size_t>(size) / kBytes; ++at) {
-                take(_bytes[at].data(), kBytes);
+            for (std::size_t at = 0; at < static_cast<std::size_t>(size) / kMostBytes; ++at) {
+                take(_bytes[at].data(), kMostBytes);
             }
         }
     }
 
 private:
-    std::array<std::array<std::uint8_t, kBytes>, kSegments> _bytes;
+    std::array<std::array<std::uint8_t, kMostBytes>, kSegments> _bytes;
     std::array<iovec, kSegments> _segments;
 };
 
 } // namespace
 
-std::vector<std::unique_ptr<Drain>> makePlainDrains(const std::string& node)
+std::unique_ptr<Drain> makeReadDrain(const std::string& node)
 {
-    std::vector<std::unique_ptr<Drain>> drains;
-    drains.push_back(std::make_unique<ReadvDrain>(node));
-    drains.push_back(std::make_unique<ReadDrain>(node));
-    return drains;
+    return std::make_unique<ReadDrain>(node);
+}
+
+std::unique_ptr<Drain> makeReadvDrain(const std::string& node)
+{
+    return std::make_unique<ReadvDrain>(node);
 }

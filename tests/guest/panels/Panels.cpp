@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <thread>
+#include <utility>
 
 namespace qrx::guest {
 
@@ -54,10 +55,25 @@ Panels::Panels(std::size_t nodes)
     const std::vector<UsbInterface> interfaces{vendorReports(), mediaKeys()};
     for (std::size_t left = nodes; left > 0; left -= std::min(left, interfaces.size())) {
         const auto end = interfaces.begin() + static_cast<std::ptrdiff_t>(std::min(left, interfaces.size()));
-        _devices.push_back(std::make_unique<VhciDevice>(identity(_devices.size() + 1),
-                                                        std::vector<UsbInterface>(interfaces.begin(), end)));
-        _devices.back()->plug();
+        plug(std::vector<UsbInterface>(interfaces.begin(), end));
     }
+    waitUntilSettled();
+}
+
+Panels::Panels(std::vector<UsbInterface> interfaces)
+{
+    plug(std::move(interfaces));
+    waitUntilSettled();
+}
+
+void Panels::plug(std::vector<UsbInterface> interfaces)
+{
+    _devices.push_back(std::make_unique<VhciDevice>(identity(_devices.size() + 1), std::move(interfaces)));
+    _devices.back()->plug();
+}
+
+void Panels::waitUntilSettled() const
+{
     for (const auto& device : _devices)
         plugWhole(*device);
     std::this_thread::sleep_for(kSettled);

@@ -16,6 +16,8 @@ public:
     /// waits until the kernel and whoever looks at the age of a node have finished with them.
     /// Throws std::runtime_error if they do not come.
     explicit Panels(std::size_t nodes);
+    /// As above, a single device of these interfaces.
+    explicit Panels(std::vector<UsbInterface> interfaces);
     /// Pulls the plugs and waits until the kernel has taken everything away, so that whoever comes next starts afresh.
     ~Panels();
     Panels(const Panels&) = delete;
@@ -28,6 +30,10 @@ public:
     static constexpr std::size_t kReportBytes = 64;
 
 private:
+    /// Plugs one more device.
+    void plug(std::vector<UsbInterface> interfaces);
+    void waitUntilSettled() const;
+
     std::vector<std::unique_ptr<VhciDevice>> _devices;
 };
 

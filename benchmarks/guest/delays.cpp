@@ -1,0 +1,95 @@
+// How long reports take to their receiver while many devices send: delays DEVICES REPORTS
+//
+// Another thread sends REPORTS reports, at 50,000 and at 100,000 reports a second of the guest's clock, once to the
+// library and once to a loop of poll and read. Devices know nothing of each other, so which one sends and when is
+// chance: the times between reports are distributed exponentially, and the same in each run. The sender goes before the
+// receiver, since a device does not wait for its receiver either. A line each: "figure delay READER RATE P50 P99 P999",
+// in nanoseconds.
+
+#include "Flow.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <random>
+#include <system_error>
+#include <thread>
+
+#include <pthread.h>
+#include <sched.h>
+#include <time.h>
+
+namespace {
+
+constexpr std::int64_t kNsPerSecond = 1'000'000'000;
+
+void sleepUntil(std::int64_t moment)
+{
+    const timespec until{static_cast<time_t>(moment / kNsPerSecond), static_cast<long>(moment % kNsPerSecond)};
+    while (::clock_nanosleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &until, nullptr) != 0) {
+    }
+}
+
+/// The calling thread goes before all others.
+void takePrecedence()
+{
+    sched_param parameters{};
+    parameters.sched_priority = 1;
+    if (const int error = ::pthread_setschedparam(::pthread_self(), SCHED_FIFO, &parameters); error != 0) {
+        throw std::system_error(error, std::generic_category(), "SCHED_FIFO");
+    }
+}
+
+/// A sender that is late does not wait, so that it keeps the rate.
+void sendAll(Flow& flow, std::size_t devices, std::size_t count, double meanNs)
+{
+    takePrecedence();
+    std::mt19937 chance(1);
+    std::exponential_distribution<double> gap(1 / meanNs);
+    std::uniform_int_distribution<std::size_t> device(0, devices - 1);
+    auto due = static_cast<double>(Flow::now());
+    for (std::size_t number = 0; number < count; ++number) {
+        due += gap(chance);
+        if (static_cast<double>(Flow::now()) < due) {
+            sleepUntil(static_cast<std::int64_t>(due));
+        }
+        const std::size_t sending = device(chance);
+        while (!flow.send(sending)) {
+            sleepUntil(Flow::now() + static_cast<std::int64_t>(meanNs));
+        }
+    }
+}
+
+void measure(const char* name, Flow& flow, std::size_t devices, std::size_t count)
+{
+    for (const std::int64_t rate : {50'000, 100'000}) {
+        std::thread sender([&] { sendAll(flow, devices, count, static_cast<double>(kNsPerSecond / rate)); });
+        flow.receive(count);
+        sender.join();
+        const auto delays = flow.takeDelays();
+        const auto share = [&](std::size_t perMille) {
+            return static_cast<long long>(delays[delays.size() * perMille / 1000]);
+        };
+        std::printf("figure delay %s %lld %lld %lld %lld\n", name, static_cast<long long>(rate), share(500), share(990),
+                    share(999));
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    if (argc != 3) {
+        std::fprintf(stderr, "usage: delays DEVICES REPORTS\n");
+        return 64;
+    }
+    const std::size_t devices = std::strtoul(argv[1], nullptr, 10);
+    const std::size_t reports = std::strtoul(argv[2], nullptr, 10);
+    try {
+        measure("library", *makeLibraryFlow(devices), devices, reports);
+        measure("poll", *makePollFlow(devices), devices, reports);
+    } catch (const std::exception& reason) {
+        std::fprintf(stderr, "delays: %s\n", reason.what());
+        return 1;
+    }
+}
