@@ -21,23 +21,25 @@ numbers""".split())
 
 # What <...> headers stand for.
 PUBLISHED = re.compile(r"(CoreFoundation/CoreFoundation|IOKit/.*|Carbon/Carbon|CoreServices/CoreServices|mach/mach)\.h")
-SYSTEM = re.compile(r"(sys|linux|asm)/.*\.h|unistd\.h|fcntl\.h|poll\.h|dirent\.h|signal\.h|libudev\.h|errno\.h|time\.h|limits\.h")
+SYSTEM = re.compile(r"(sys|linux|asm)/.*\.h|unistd\.h|fcntl\.h|poll\.h|pthread\.h|dirent\.h|signal\.h|libudev\.h|errno\.h|time\.h|limits\.h")
 
 # Folder -> (what <...> it may include besides the standard library, folders whose "..." headers it may include).
 RULES = {
     "Headers": ((), ("Headers",)),
     "Sources": ((), ("Headers", "Sources")),
     "Sources/mac": ((PUBLISHED,), ("Headers", "Sources", "Sources/mac")),
+    "Platform/Base": ((SYSTEM,), ("Platform/Base",)),
     "Platform/HID": ((), ("Platform/HID",)),
-    "Platform/Provider": ((SYSTEM,), ("Platform/Provider",)),
-    "Platform/CoreFoundation": ((PUBLISHED, SYSTEM), ("Platform/CoreFoundation",)),
+    "Platform/Provider": ((SYSTEM,), ("Platform/Provider", "Platform/Base")),
+    "Platform/CoreFoundation": ((PUBLISHED, SYSTEM), ("Platform/CoreFoundation", "Platform/Base")),
     "Platform/IOKit": ((PUBLISHED, SYSTEM),
-                       ("Platform/IOKit", "Platform/CoreFoundation", "Platform/HID", "Platform/Provider")),
-    "Platform/Linux": ((SYSTEM,), ("Platform/Linux", "Platform/HID", "Platform/Provider")),
-    "Platform/Virtual": ((SYSTEM,), ("Platform/Virtual", "Platform/HID", "Platform/Provider")),
+                       ("Platform/IOKit", "Platform/CoreFoundation", "Platform/HID", "Platform/Provider",
+                        "Platform/Base")),
+    "Platform/Linux": ((SYSTEM,), ("Platform/Linux", "Platform/HID", "Platform/Provider", "Platform/Base")),
+    "Platform/Virtual": ((SYSTEM,), ("Platform/Virtual", "Platform/HID", "Platform/Provider", "Platform/Base")),
     "Platform/Public": ((PUBLISHED, SYSTEM),
                         ("Platform/Public", "Platform/Virtual", "Platform/Linux", "Platform/IOKit",
-                         "Platform/CoreFoundation", "Platform/HID", "Platform/Provider", "Headers")),
+                         "Platform/CoreFoundation", "Platform/HID", "Platform/Provider", "Platform/Base", "Headers")),
     "Platform/include": ((PUBLISHED,), ()),
 }
 

@@ -1,6 +1,7 @@
 #include "QrxRunLoop.h"
 #include "QrxVirtualDevice.h"
 
+#include "DescriptorLimit.h"
 #include "RecordingRegistry.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +12,7 @@
 #include <functional>
 #include <optional>
 #include <sstream>
+#include <system_error>
 #include <thread>
 
 namespace {
@@ -131,6 +133,22 @@ TEST(QrxRunLoopThreads, AHandleOutlivesItsThread)
     const QrxRunLoop copy = *loop;
     loop.reset();
     EXPECT_NE(QrxRunLoop::current().fileDescriptor(), -1);
+}
+
+TEST(QrxRunLoop, IsHadAsSoonAsADescriptorIsFree)
+{
+    std::thread([] {
+        {
+            const DescriptorLimit limit(0);
+            try {
+                QrxRunLoop::current();
+                FAIL() << "without a descriptor";
+            } catch (const std::system_error& failure) {
+                EXPECT_EQ(std::errc::too_many_files_open, failure.code());
+            }
+        }
+        EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().run());
+    }).join();
 }
 
 } // namespace

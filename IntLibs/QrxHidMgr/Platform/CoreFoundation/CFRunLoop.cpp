@@ -12,6 +12,8 @@
 #include "RunLoopDescriptor.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <system_error>
 
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -74,19 +76,12 @@ private:
     Run* const _outer;
 };
 
-__CFRunLoop::__CFRunLoop() : Object(kType, kMortal), _wakeFd(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+__CFRunLoop::__CFRunLoop() : Object(kType, kMortal), _wakeEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
-    if (_wakeFd < 0) {
-        fail("CFRunLoop", "no file descriptor is left for a run loop");
+    if (!_wakeEvent.isOpen()) {
+        throw std::system_error(errno, std::generic_category(), "no run loop can be made");
     }
-    _modes.push_back(std::make_unique<RunLoopMode>(kCFRunLoopDefaultMode, _wakeFd));
-}
-
-__CFRunLoop::~__CFRunLoop()
-{
-    if (_wakeFd >= 0) {
-        ::close(_wakeFd);
-    }
+    _modes.push_back(std::make_unique<RunLoopMode>(kCFRunLoopDefaultMode, _wakeEvent.get()));
 }
 
 RunLoopMode* __CFRunLoop::findMode(CFStringRef name) const
@@ -104,7 +99,7 @@ bool __CFRunLoop::attach(CFRunLoopSourceRef source, CFStringRef modeName)
     }
     RunLoopMode* mode = findMode(modeName);
     if (mode == nullptr) {
-        mode = _modes.emplace_back(std::make_unique<RunLoopMode>(modeName, _wakeFd)).get();
+        mode = _modes.emplace_back(std::make_unique<RunLoopMode>(modeName, _wakeEvent.get())).get();
     }
     if (source->membershipIn(*mode) != nullptr) {
         return false;
@@ -134,9 +129,25 @@ bool __CFRunLoop::isRunningHere() const
 
 void __CFRunLoop::arm()
 {
-    if (!_armed) {
-        ::eventfd_write(_wakeFd, 1);
+    if (!_armed && !_process.isInherited()) {
+        _isWakeLost = _isWakeLost || ::eventfd_write(_wakeEvent.get(), 1) != 0;
         _armed = true;
+    }
+}
+
+void __CFRunLoop::requireWake() const
+{
+    if (_isWakeLost) {
+        throw std::system_error(EBADF, std::generic_category(),
+                                "the event descriptor of a run loop was closed by others");
+    }
+}
+
+void __CFRunLoop::requireOwnProcess() const
+{
+    if (_process.isInherited()) {
+        throw std::system_error(EPERM, std::generic_category(),
+                                "a child made by fork cannot run its parent's run loop");
     }
 }
 
@@ -153,9 +164,9 @@ void __CFRunLoop::wake()
 
 bool __CFRunLoop::takeWake()
 {
-    if (_armed) {
+    if (_armed && !_process.isInherited()) {
         eventfd_t count = 0;
-        ::eventfd_read(_wakeFd, &count);
+        _isWakeLost = _isWakeLost || ::eventfd_read(_wakeEvent.get(), &count) != 0;
         _armed = false;
     }
     return std::exchange(_woken, false);
@@ -253,6 +264,8 @@ SInt32 __CFRunLoop::run(CFStringRef modeName, const Deadline& deadline, bool ret
     }
     const Run run(*this, lock);
     for (;;) {
+        requireOwnProcess();
+        requireWake();
         bool handled = fireVersion0(*mode, returnAfterSourceHandled, lock);
         handled = fireVersion1(*mode, handled ? Deadline::now() : deadline, lock) || handled;
         if (handled && returnAfterSourceHandled) {
@@ -285,7 +298,10 @@ void __CFRunLoop::end()
         }
         mode->close();
     }
-    ::close(std::exchange(_wakeFd, -1));
+    if (_isWakeLost) {
+        _wakeEvent.release(); // the number is nobody's now, or somebody else's
+    }
+    _wakeEvent = {};
 }
 
 const TypeOperations qrx::cf::kRunLoopOperations{"a run loop", dispose<__CFRunLoop>, nullptr, nullptr};
@@ -330,6 +346,7 @@ void CFRunLoopStop(CFRunLoopRef loop)
     auto& target = loopOf(loop, "CFRunLoopStop");
     const std::lock_guard lock(sm_RunLoopMutex);
     target.stop();
+    target.requireWake();
 }
 
 void CFRunLoopWakeUp(CFRunLoopRef loop)
@@ -337,6 +354,7 @@ void CFRunLoopWakeUp(CFRunLoopRef loop)
     auto& target = loopOf(loop, "CFRunLoopWakeUp");
     const std::lock_guard lock(sm_RunLoopMutex);
     target.wake();
+    target.requireWake();
 }
 
 void CFRunLoopAddSource(CFRunLoopRef loop, CFRunLoopSourceRef source, CFStringRef mode)

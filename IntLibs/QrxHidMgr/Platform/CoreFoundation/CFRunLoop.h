@@ -2,6 +2,8 @@
 
 /// A thread's run loop. Private to this folder.
 
+#include "Base/FileDescriptor.h"
+#include "Base/ProcessMark.h"
 #include "CFRunLoopSource.h"
 #include "Deadline.h"
 #include "Object.h"
@@ -20,9 +22,8 @@ struct __CFRunLoop : qrx::cf::Object {
     /// A run in progress on the loop's thread; runs nest.
     class Run;
 
-    /// Ends the process if the system has no descriptor left.
+    /// Throws std::system_error if the system has no descriptor left.
     __CFRunLoop();
-    ~__CFRunLoop();
 
     // Under the mutex, on any thread.
 
@@ -39,15 +40,20 @@ struct __CFRunLoop : qrx::cf::Object {
     /// it.
     void wakeIfWaiting();
     void stop();
+    /// Throws std::system_error if others have closed the descriptor by which waking reaches a loop that waits.
+    void requireWake() const;
 
     // On the loop's thread, without the mutex.
 
+    /// Throws std::system_error if the loop can wait no more: others have closed its descriptors, or this is a child
+    /// that fork made.
     SInt32 run(CFStringRef modeName, const qrx::cf::Deadline& deadline, bool returnAfterSourceHandled);
     /// The thread ends.
     void end();
 
 private:
     bool isRunningHere() const;
+    void requireOwnProcess() const;
     void arm();
     bool takeWake();
     using Lock = std::unique_lock<std::mutex>;
@@ -59,9 +65,11 @@ private:
                                                         Lock& lock);
 
     std::vector<std::unique_ptr<qrx::cf::RunLoopMode>> _modes; ///< the default mode first; never removed
-    int _wakeFd;                                               ///< an eventfd, a member of every mode's descriptors
+    qrx::platform::FileDescriptor _wakeEvent;                  ///< an eventfd, a member of every mode's descriptors
+    const qrx::platform::ProcessMark _process;
     bool _woken = false;
-    bool _armed = false; ///< _wakeFd is readable
+    bool _armed = false;      ///< _wakeEvent is readable
+    bool _isWakeLost = false; ///< others have closed _wakeEvent
     bool _ended = false;
     Run* _innermost = nullptr;
 };

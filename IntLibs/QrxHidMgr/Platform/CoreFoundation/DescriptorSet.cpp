@@ -1,9 +1,9 @@
 #include "DescriptorSet.h"
 
-#include "Object.h"
-
+#include <atomic>
 #include <cerrno>
 #include <limits>
+#include <system_error>
 
 #include <fcntl.h>
 #include <sys/epoll.h>
@@ -52,16 +52,11 @@ int timedWait(int epollFd, epoll_event& event, std::chrono::nanoseconds remainin
 
 } // namespace
 
-DescriptorSet::DescriptorSet() : _epollFd(::epoll_create1(EPOLL_CLOEXEC))
+DescriptorSet::DescriptorSet() : _epoll(::epoll_create1(EPOLL_CLOEXEC))
 {
-    if (_epollFd < 0) {
-        fail("CFRunLoop", "no file descriptor is left for a run loop");
+    if (!_epoll.isOpen()) {
+        throw std::system_error(errno, std::generic_category(), "no run loop can be made");
     }
-}
-
-DescriptorSet::~DescriptorSet()
-{
-    close();
 }
 
 int DescriptorSet::watch(int descriptor, std::uint64_t token)
@@ -69,17 +64,17 @@ int DescriptorSet::watch(int descriptor, std::uint64_t token)
     epoll_event event{};
     event.events = EPOLLIN; // EPOLLERR and EPOLLHUP are always reported
     event.data.u64 = token;
-    if (_epollFd < 0 || descriptor < 0) {
+    if (!_epoll.isOpen() || descriptor < 0 || _process.isInherited()) {
         return -1;
     }
-    if (::epoll_ctl(_epollFd, EPOLL_CTL_ADD, descriptor, &event) == 0) {
+    if (::epoll_ctl(_epoll.get(), EPOLL_CTL_ADD, descriptor, &event) == 0) {
         return descriptor;
     }
     if (errno != EEXIST) {
         return -1;
     }
     const int duplicate = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
-    if (duplicate >= 0 && ::epoll_ctl(_epollFd, EPOLL_CTL_ADD, duplicate, &event) == 0) {
+    if (duplicate >= 0 && ::epoll_ctl(_epoll.get(), EPOLL_CTL_ADD, duplicate, &event) == 0) {
         return duplicate;
     }
     if (duplicate >= 0) {
@@ -94,8 +89,8 @@ void DescriptorSet::unwatch(int watched, int descriptor)
         return;
     }
     epoll_event unused{};
-    if (_epollFd >= 0) {
-        ::epoll_ctl(_epollFd, EPOLL_CTL_DEL, watched, &unused);
+    if (_epoll.isOpen() && !_process.isInherited()) {
+        ::epoll_ctl(_epoll.get(), EPOLL_CTL_DEL, watched, &unused);
     }
     if (watched != descriptor) {
         ::close(watched);
@@ -108,22 +103,19 @@ std::optional<std::uint64_t> DescriptorSet::wait(const Deadline& deadline)
     const auto remaining = deadline.remaining();
     int count = 0;
     if (remaining && *remaining > std::chrono::nanoseconds::zero()) {
-        count = timedWait(_epollFd, event, *remaining);
+        count = timedWait(_epoll.get(), event, *remaining);
     } else {
-        count = ::epoll_wait(_epollFd, &event, kEventsAtOnce, remaining ? 0 : -1);
+        count = ::epoll_wait(_epoll.get(), &event, kEventsAtOnce, remaining ? 0 : -1);
+    }
+    if (count < 0 && errno != EINTR) {
+        const int error = errno;
+        _epoll.release(); // the number is nobody's now, or somebody else's
+        throw std::system_error(error, std::generic_category(), "the descriptor of a run loop was closed by others");
     }
     if (count != 1) {
         return std::nullopt;
     }
     return std::uint64_t{event.data.u64};
-}
-
-void DescriptorSet::close()
-{
-    if (_epollFd >= 0) {
-        ::close(_epollFd);
-        _epollFd = -1;
-    }
 }
 
 } // namespace qrx::cf

@@ -113,7 +113,13 @@ template <class T, class... Arguments>
 T* create(std::size_t trailingBytes, Arguments&&... arguments)
 {
     void* memory = ::operator new(sizeof(T) + trailingBytes);
-    T* object = new (memory) T(std::forward<Arguments>(arguments)...);
+    T* object = nullptr;
+    try {
+        object = new (memory) T(std::forward<Arguments>(arguments)...);
+    } catch (...) {
+        ::operator delete(memory);
+        throw;
+    }
     if (!object->has(kImmortal)) {
         countLiveObject(T::kType, 1);
     }

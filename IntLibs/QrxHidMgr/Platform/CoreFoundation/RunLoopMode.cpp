@@ -1,12 +1,16 @@
 #include "RunLoopMode.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <system_error>
 
 namespace qrx::cf {
 
 RunLoopMode::RunLoopMode(CFStringRef name, int wakeFd) : _name(Reference<CFStringRef>::retaining(name))
 {
-    _descriptors.watch(wakeFd, kWakeToken);
+    if (_descriptors.watch(wakeFd, kWakeToken) < 0) {
+        throw std::system_error(errno, std::generic_category(), "a run loop cannot be woken");
+    }
 }
 
 std::uint32_t RunLoopMode::freeSlot()

@@ -21,6 +21,7 @@ public:
     /// What wait reports when the loop was woken.
     static constexpr std::uint64_t kWakeToken = UINT64_MAX;
 
+    /// Throws std::system_error if the system has no descriptor left.
     RunLoopMode(CFStringRef name, int wakeFd);
 
     CFStringRef name() const { return _name.get(); }

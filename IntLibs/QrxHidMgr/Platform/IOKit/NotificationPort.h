@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Base/FileDescriptor.h"
 #include "EpollSet.h"
 #include "Notification.h"
-#include "Provider/FileDescriptor.h"
 #include "RegistryEntry.h"
 
 #include <CoreFoundation/CoreFoundation.h>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Provider/FileDescriptor.h"
+#include "Base/FileDescriptor.h"
 
 #include <cstdint>
 

@@ -26,6 +26,8 @@ public:
 
     int get() const { return _fd; }
     bool isOpen() const { return _fd >= 0; }
+    /// The caller's from now on.
+    int release() { return std::exchange(_fd, -1); }
 
 private:
     int _fd = -1;
