@@ -18,6 +18,8 @@ function(qrx_add_component name)
         CXX_VISIBILITY_PRESET hidden
         VISIBILITY_INLINES_HIDDEN ON)
     target_include_directories(${name} PUBLIC ${arg_INCLUDES})
+    # A name that is unique in the process keeps the library that has it from being unloaded.
+    target_compile_options(${name} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
     target_link_libraries(${name} PRIVATE qrx_warnings PUBLIC ${arg_LINKS})
 endfunction()
 

@@ -11,7 +11,8 @@
 
 /// A version 1 source on a timer. At a pace the timer is set to the next event; without one it is due at once while
 /// the device has room, and becomes due again when a reader has made room.
-struct QrxRecordingPlayer::Body : std::enable_shared_from_this<QrxRecordingPlayer::Body> {
+struct __attribute__((visibility("hidden"))) QrxRecordingPlayer::Body
+    : std::enable_shared_from_this<QrxRecordingPlayer::Body> {
     Body(QrxRecording played, std::shared_ptr<qrx::platform::VirtualUsbDevice> playedThrough)
         : recording(std::move(played)), device(std::move(playedThrough))
     {
