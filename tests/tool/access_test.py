@@ -45,6 +45,12 @@ class Rule(ToolTest):
         for form in (":", "0:0", "04d8:", "04d8:0", ":003f", "*:*", "04d8:*"):
             self.assertIn("would open more than one kind of device", self.refuse(64, "rule", form))
 
+    def test_an_id_of_0_is_named_by_four_digits(self):
+        for form, vendor, product in (("04d8:0000", "04d8", "0000"), ("0000:003f", "0000", "003f"),
+                                      ("0000:0000", "0000", "0000"), ("0x0000/3f", "0000", "003f")):
+            self.assertEqual(RULE.replace("04d8", vendor).replace("003f", product),
+                             lines_of(self.succeed("rule", form)), form)
+
     def test_what_is_no_device_or_no_interface_is_refused(self):
         self.refuse(64, "rule")
         self.refuse(64, "rule", "04d8:003f", "04d8:0040")
@@ -292,6 +298,41 @@ class Doctor(DoctorTest):
     def test_a_machine_without_devices_has_none(self):
         self.assertEqual({"remarks": [], "devices": []}, self.ask(3))
 
+    def test_a_device_whose_id_is_0_is_named_and_never_by_a_pattern(self):
+        for vendor, product in (("04d8", "0000"), ("0000", "003f"), ("0000", "0000")):
+            self.machine.plug(vendor=vendor, product=product)
+            if not os.path.exists(self.machine.path("dev/hidraw0")):
+                self.machine.add_interface(hidraw=0)
+                self.machine.add_node()
+            outcome = run("doctor", "--sysroot", self.machine.root, "--uid", USER)
+            self.assertEqual(4, outcome.status, str(outcome))
+            ids = f"{vendor}:{product}"
+            lines = outcome.out.splitlines()
+            self.assertEqual(f"{ids}  Button Box  at 1-2: not usable", lines[0])
+            self.assertEqual(f"    no udev rule names {ids}", lines[3])
+            self.assertEqual(f"    next: qrxhid rule {ids} | sudo tee "
+                             f"/etc/udev/rules.d/70-qrxhid-{vendor}-{product}.rules", lines[4])
+            self.assertNotIn("*", outcome.out)
+            self.machine.write("etc/udev/rules.d/70-box.rules", self.succeed("rule", ids))
+            self.assertRegex(self.ask_one(4, "denied")["reasons"][1], r"70-box\.rules:\d+ is right")
+            os.remove(self.machine.path("etc/udev/rules.d/70-box.rules"))
+
+    def test_a_pipe_in_place_of_a_file_keeps_nobody_waiting(self):
+        self.machine.add_button_box()
+        files = ["sys/bus/usb/devices/1-2/product", "sys/class/hidraw/hidraw0/dev", "run/udev/data/c245:0",
+                 "etc/udev/rules.d/70-box.rules"]
+        for file in files:
+            path = self.machine.path(file)
+            os.makedirs(os.path.dirname(path), exist_ok=True)
+            if os.path.exists(path):
+                os.remove(path)
+            os.mkfifo(path)
+            self.ask_one(4, "denied")
+            # And if somebody holds it open for writing, and writes nothing.
+            writer = os.open(path, os.O_RDWR | os.O_NONBLOCK)
+            self.ask_one(4, "denied")
+            os.close(writer)
+
     def test_a_name_cannot_steer_the_terminal(self):
         self.machine.add_button_box(mode=0o666)
         self.machine.write("sys/bus/usb/devices/1-2/product", "\x1b[2JBox\n")
@@ -363,6 +404,24 @@ class Rules(DoctorTest):
         self.assertEqual(["no udev rule names 04d8:003f"], self.reasons())
         self.machine.write("etc/udev/rules.d/70-box.rules", self.succeed("rule", "04d8:003f", "--interface", "0"))
         self.assertRegex(self.reasons()[0], r"\Athe rule /etc/udev/rules\.d/70-box\.rules:\d+ is right")
+
+    def test_long_values_and_lines_are_read(self):
+        long_value = f'ENV{{X}}=="{"x" * 50000}", '
+        self.check(long_value * 10 + RULE, "is right")
+
+    def test_a_quote_in_a_value_does_not_end_it(self):
+        self.check('ENV{X}=="\\", ATTRS{idVendor}==\\"", ' + RULE, "is right")
+
+    def test_a_file_without_sense_is_read_in_no_time_and_found_to_hold_nothing(self):
+        for text in (b"A{" * 400000, b'A{}="' * 200000, b"\\\n" * 400000, b"A=" * 400000, b"\0" * 800000,
+                     b"\xff\x00\n" * 200000, b'"' * 800000, b"A" * 800000):
+            self.machine.write("etc/udev/rules.d/70-box.rules", text)
+            self.assertEqual(["no udev rule names 04d8:003f"], self.reasons(), text[:8])
+        path = self.machine.path("etc/udev/rules.d/70-box.rules")
+        for target in ("/dev/zero", path, "/nowhere", self.machine.root):
+            os.remove(path)
+            os.symlink(target, path)
+            self.assertEqual(["no udev rule names 04d8:003f"], self.reasons(), target)
 
     def test_without_udevd_no_rule_helps(self):
         self.machine.write("etc/udev/rules.d/70-box.rules", RULE)

@@ -57,11 +57,10 @@ const char* effectText(UdevDatabase::Tag tag)
            "seat, not over ssh)";
 }
 
-bool isWanted(const std::vector<DeviceSelector>& selectors, const DeviceSelector& ids)
+bool isWanted(const std::vector<DeviceSelector>& selectors, const DeviceIdentity& ids)
 {
-    return selectors.empty() || std::ranges::any_of(selectors, [&ids](const DeviceSelector& selector) {
-               return selector.matches(ids.vendorID, ids.productID);
-           });
+    return selectors.empty() ||
+           std::ranges::any_of(selectors, [&ids](const DeviceSelector& selector) { return selector.matches(ids); });
 }
 
 /// One examination of one machine.

@@ -45,7 +45,7 @@ struct InterfaceFinding {
 };
 
 struct DeviceFinding {
-    DeviceSelector ids;
+    DeviceIdentity ids;
     /// UTF-8, as the device has it.
     std::string productName;
     /// "1-2.1"

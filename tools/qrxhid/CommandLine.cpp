@@ -301,15 +301,16 @@ unsigned int parseWhole(const char* option, const std::string& text, unsigned in
 }
 
 /// Everybody's keyboard is a HID device: no rule opens more than what somebody has asked for by name.
-void checkRuleDevice(const Options& options)
+DeviceIdentity parseRuleDevice(const std::string& text)
 {
-    const DeviceSelector& device = options.devices.front();
-    if (!device.isOneKind()) {
-        throw UsageError("a rule for " + device.text() +
+    const std::optional<DeviceIdentity> device = parseIdentity(text);
+    if (!device) {
+        throw UsageError("a rule for " + DeviceSelector::parse(text, "").text() +
                              " would open more than one kind of device, and with them keyboards that passwords are "
                              "typed on; a rule names both IDs",
                          "qrxhid list, then qrxhid rule VID:PID");
     }
+    return *device;
 }
 
 void checkRecordedDevice(const Options& options)
@@ -332,9 +333,6 @@ void takeFurtherOptions(Options& options, const RawOptions& raw)
     if (raw.userID) {
         options.userID = parseWhole("--uid", *raw.userID, UINT32_MAX);
     }
-    if (options.command == Command::rule) {
-        checkRuleDevice(options);
-    }
     if (options.command == Command::record) {
         checkRecordedDevice(options);
     }
@@ -342,15 +340,19 @@ void takeFurtherOptions(Options& options, const RawOptions& raw)
 
 Options checkedOptions(Command command, const RawOptions& raw)
 {
-    const bool isPositional = command == Command::rule || command == Command::doctor;
+    const std::string_view option = command == Command::doctor ? "" : "--device ";
     Options options;
     options.command = command;
     options.recordings = raw.recordings;
     options.json = raw.json;
     options.wait = raw.wait;
     options.changes = raw.changes;
-    for (const std::string& text : raw.devices) {
-        options.devices.push_back(isPositional ? DeviceSelector::parse(text, "") : DeviceSelector::parse(text));
+    if (command == Command::rule) {
+        options.ruleDevice = parseRuleDevice(raw.devices.front());
+    } else {
+        for (const std::string& text : raw.devices) {
+            options.devices.push_back(DeviceSelector::parse(text, option));
+        }
     }
     if (raw.speed) {
         options.speed = parseSpeed(*raw.speed);

@@ -18,6 +18,8 @@ struct Options {
     std::vector<std::string> recordings;
     /// None means all.
     std::vector<DeviceSelector> devices;
+    /// What a rule is for.
+    DeviceIdentity ruleDevice;
     bool json = false;
     /// Playing speed; 0 is as fast as the reports are taken.
     double speed = 1;

@@ -35,6 +35,11 @@ std::string halfText(std::uint16_t id)
 
 } // namespace
 
+std::string DeviceIdentity::text() const
+{
+    return idText(vendorID, productID);
+}
+
 DeviceSelector DeviceSelector::parse(std::string_view text, std::string_view option)
 {
     const std::size_t separator = text.find_first_of(":/");
@@ -46,9 +51,19 @@ DeviceSelector DeviceSelector::parse(std::string_view text, std::string_view opt
     return {parseHalf(text.substr(0, separator), text, option), parseHalf(text.substr(separator + 1), text, option)};
 }
 
-bool DeviceSelector::matches(std::uint32_t vendor, std::uint32_t product) const
+bool DeviceSelector::matches(const DeviceIdentity& device) const
 {
-    return (vendorID == 0 || vendorID == vendor) && (productID == 0 || productID == product);
+    return (vendorID == 0 || vendorID == device.vendorID) && (productID == 0 || productID == device.productID);
+}
+
+std::optional<DeviceIdentity> parseIdentity(std::string_view text)
+{
+    constexpr std::string_view kZero = "0000";
+    const DeviceSelector selector = DeviceSelector::parse(text, "");
+    const std::string_view vendor = text.substr(0, text.find_first_of(":/"));
+    const bool isVendor = selector.vendorID != 0 || vendor.ends_with(kZero);
+    const bool isProduct = selector.productID != 0 || text.ends_with(kZero);
+    return isVendor && isProduct ? std::optional(DeviceIdentity{selector.vendorID, selector.productID}) : std::nullopt;
 }
 
 std::string DeviceSelector::text() const

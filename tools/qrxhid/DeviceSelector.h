@@ -1,6 +1,9 @@
 #pragma once
 
+#include "DeviceIdentity.h"
+
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -14,16 +17,17 @@ struct DeviceSelector {
     std::uint16_t productID = 0;
 
     /// Reads "04d8:003f", "04d8/003f", "0x04d8:", ":3f", "0:0". Throws UsageError, which calls it what `option` says.
-    static DeviceSelector parse(std::string_view text, std::string_view option = "--device ");
+    static DeviceSelector parse(std::string_view text, std::string_view option);
 
-    /// Neither half is any.
-    bool isOneKind() const { return vendorID != 0 && productID != 0; }
-
-    bool matches(std::uint32_t vendor, std::uint32_t product) const;
+    bool matches(const DeviceIdentity& device) const;
 
     /// "04d8:003f", with "*" for any.
     std::string text() const;
 };
+
+/// Reads what names one kind of device: both halves, where the ID 0 must be written as 0000. No value for a text that
+/// DeviceSelector::parse takes as more than one kind; throws UsageError where that does.
+std::optional<DeviceIdentity> parseIdentity(std::string_view text);
 
 /// The list that the library takes; one that matches everything if there is no selector.
 std::vector<std::pair<unsigned short, unsigned short>> idPairs(const std::vector<DeviceSelector>& selectors);

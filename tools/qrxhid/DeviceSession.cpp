@@ -103,7 +103,7 @@ void DeviceSession::plug(RecordedDevice& recorded)
 bool DeviceSession::isSelected(const RecordedDevice& recorded) const
 {
     return _selectors.empty() || std::ranges::any_of(_selectors, [&recorded](const DeviceSelector& selector) {
-               return selector.matches(recorded.recording.vendorID, recorded.recording.productID);
+               return selector.matches({recorded.recording.vendorID, recorded.recording.productID});
            });
 }
 
@@ -111,9 +111,8 @@ void DeviceSession::checkSelectors() const
 {
     const std::vector<DeviceHandle> found = devices();
     for (const DeviceSelector& selector : _selectors) {
-        const bool isThere = std::ranges::any_of(found, [&selector](const DeviceHandle& device) {
-            return selector.matches(device->getVendorID(), device->getProductID());
-        });
+        const bool isThere = std::ranges::any_of(
+            found, [&selector](const DeviceHandle& device) { return selector.matches(identityOf(*device)); });
         if (!isThere) {
             throw unknownDevice(selector);
         }

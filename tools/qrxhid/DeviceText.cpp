@@ -1,19 +1,23 @@
 #include "DeviceText.h"
 
 #include "Notice.h"
-#include "TextFormat.h"
 #include "UsageNames.h"
 
 #include <set>
 
 namespace qrxhid {
 
+DeviceIdentity identityOf(const QrxHIDDevice& device)
+{
+    return {static_cast<std::uint16_t>(device.getVendorID()), static_cast<std::uint16_t>(device.getProductID())};
+}
+
 std::string deviceTitle(const QrxHIDDevice& device)
 {
     const std::string vendor = device.getVendorName();
     const std::string product = device.getProductName();
     const std::string name = vendor + (vendor.empty() || product.empty() ? "" : " ") + product;
-    return idText(device.getVendorID(), device.getProductID()) + "  " + (name.empty() ? "(no name)" : shownText(name));
+    return identityOf(device).text() + "  " + (name.empty() ? "(no name)" : shownText(name));
 }
 
 std::vector<int> interfaceNumbers(const QrxHIDDevice& device)

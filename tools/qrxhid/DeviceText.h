@@ -1,5 +1,7 @@
 #pragma once
 
+#include "DeviceIdentity.h"
+
 #include "QrxHIDDevice.h"
 
 #include <nlohmann/json.hpp>
@@ -8,6 +10,8 @@
 #include <vector>
 
 namespace qrxhid {
+
+DeviceIdentity identityOf(const QrxHIDDevice& device);
 
 /// "1209:0002  Qrx Demo Wheel Mouse"
 std::string deviceTitle(const QrxHIDDevice& device);

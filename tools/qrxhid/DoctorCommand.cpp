@@ -96,9 +96,8 @@ bool reportAbsent(const std::vector<DeviceFinding>& findings, const std::vector<
 {
     bool allThere = !findings.empty();
     for (const DeviceSelector& selector : selectors) {
-        if (std::ranges::none_of(findings, [&selector](const DeviceFinding& device) {
-                return selector.matches(device.ids.vendorID, device.ids.productID);
-            })) {
+        if (std::ranges::none_of(findings,
+                                 [&selector](const DeviceFinding& device) { return selector.matches(device.ids); })) {
             notice("no USB HID device is " + selector.text());
             allThere = false;
         }

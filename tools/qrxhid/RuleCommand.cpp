@@ -6,7 +6,7 @@ namespace qrxhid {
 
 ExitStatus runRule(const Options& options, std::ostream& out)
 {
-    out << UdevRule{options.devices.front(), options.interfaceNumber}.text();
+    out << UdevRule{options.ruleDevice, options.interfaceNumber}.text();
     return kSuccess;
 }
 

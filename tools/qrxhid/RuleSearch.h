@@ -1,6 +1,6 @@
 #pragma once
 
-#include "DeviceSelector.h"
+#include "DeviceIdentity.h"
 
 #include <cstddef>
 #include <optional>
@@ -37,6 +37,6 @@ struct FoundRule {
 /// The rules that name this device's vendor and product and give access by tag, mode or group, in the order in which
 /// udev reads them. Rules that give access to whole classes of devices are not among them. `root` is what all paths
 /// begin with.
-std::vector<FoundRule> findRules(const std::string& root, const DeviceSelector& device);
+std::vector<FoundRule> findRules(const std::string& root, const DeviceIdentity& device);
 
 } // namespace qrxhid

@@ -1,19 +1,22 @@
 #include "UdevDatabase.h"
 
-#include <fstream>
+#include "FileText.h"
+
+#include <sstream>
 
 namespace qrxhid {
 
 UdevDatabase::Tag UdevDatabase::tagOf(const std::string& node) const
 {
-    std::ifstream numbers(_root + "/sys/class/hidraw/" + node.substr(node.rfind('/') + 1) + "/dev");
+    const auto numbers = fileText(_root + "/sys/class/hidraw/" + node.substr(node.rfind('/') + 1) + "/dev");
     std::string majorAndMinor;
-    numbers >> majorAndMinor;
-    std::ifstream entry(_root + "/run/udev/data/c" + majorAndMinor);
+    std::istringstream(numbers.value_or("")) >> majorAndMinor;
+    const auto entry = fileText(_root + "/run/udev/data/c" + majorAndMinor);
     if (!entry) {
         return Tag::unknown;
     }
-    for (std::string line; std::getline(entry, line);) {
+    std::istringstream lines(*entry);
+    for (std::string line; std::getline(lines, line);) {
         if (line == "G:uaccess") {
             return Tag::given;
         }

@@ -12,7 +12,7 @@ std::string interfaceDigits(int number)
     return hexText(static_cast<std::uint32_t>(number), 2).substr(2);
 }
 
-std::string idMatches(const DeviceSelector& device)
+std::string idMatches(const DeviceIdentity& device)
 {
     const std::string ids = device.text();
     return R"(KERNEL=="hidraw*", ATTRS{idVendor}==")" + ids.substr(0, 4) + R"(", ATTRS{idProduct}==")" + ids.substr(5) +

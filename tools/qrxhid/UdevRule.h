@@ -1,6 +1,6 @@
 #pragma once
 
-#include "DeviceSelector.h"
+#include "DeviceIdentity.h"
 
 #include <optional>
 #include <string>
@@ -9,7 +9,7 @@ namespace qrxhid {
 
 /// A rule file for udev that gives one kind of device, or one interface of it, to whoever sits at the machine.
 struct UdevRule {
-    DeviceSelector device;
+    DeviceIdentity device;
     std::optional<int> interfaceNumber;
 
     /// "70-qrxhid-04d8-003f.rules"

@@ -8,7 +8,9 @@
 #include <cerrno>
 #include <filesystem>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace qrx::platform {
 namespace {
@@ -192,6 +194,22 @@ TEST_F(EnumerationFaults, AnyFileMayBeEndlessOrALinkToItselfOrAPipe)
         ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0) << file;
         expectTheOtherIsServed(file);
     }
+}
+
+TEST_F(EnumerationFaults, APipeInPlaceOfAnAttributeIsNotWaitedFor)
+{
+    const fs::path file = tree->devicePath("1-1") / "product";
+    fs::remove(file);
+    ASSERT_EQ(::mkfifo(file.c_str(), 0600), 0);
+    // With a writer who writes nothing: without one, a pipe ends at once.
+    const int writer = ::open(file.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(writer, 0);
+    test::RecordingSink sink;
+    const auto provider = makeLinuxProvider(paths());
+    provider->startWatching(sink);
+    EXPECT_EQ(sink.takeLog(), "+ 1-1 hid 2\n+ 1-2 hid 2\n");
+    EXPECT_FALSE(sink.at("1-1").productName);
+    ::close(writer);
 }
 
 TEST_F(EnumerationFaults, StrangeNamesAreNoDevices)

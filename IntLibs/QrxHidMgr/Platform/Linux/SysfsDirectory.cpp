@@ -111,7 +111,8 @@ SysfsDirectory::Result SysfsDirectory::read(const std::string& path, std::string
         const ssize_t size = uninterrupted([&] { return _calls.read(file.get(), page, wanted); });
         if (size < 0) {
             bytes.clear();
-            return failure();
+            // EAGAIN is a pipe whose writer is silent. sysfs has no pipes, so this is no attribute.
+            return errno == EAGAIN ? Result::gone : failure();
         }
         bytes.append(page, static_cast<std::size_t>(size));
         if (static_cast<std::size_t>(size) < wanted) {
