@@ -55,12 +55,19 @@ private:
 ///
 /// What the format lacks stands in comments that begin with "#@", which other tools pass over:
 ///
-///     #@ vendor-name: ACME                  strings of the USB device, UTF-8 (\\ for a backslash, \n, \r)
+///     #@ vendor-name: ACME                  strings of the USB device, UTF-8
 ///     #@ product-name: Mouse
 ///     #@ serial-number: 0001
 ///     #@ release: 0110                      bcdDevice, in hex
 ///     #@ device-class: 00 00 00             class, subclass, protocol of the device, in hex
 ///     #@ interface: 1 01 02                 USB interface number (decimal); subclass and protocol in hex
+///     #@ interface-name: two\nlines         after N: and P:, a text that those cannot carry
+///     #@ physical-path: two\nlines
+///     #@ comment: two\nlines
+///
+/// Texts of these notes have escapes, so that no name can end its line and begin one that is not there: \\ is a
+/// backslash, \n and \r are the line ends, \s and \t a blank and a tab at an end of the text. In all other lines a
+/// backslash is a backslash.
 ///
 /// All interfaces of a recording belong to one device: their I: lines agree. Without "#@ interface" the interfaces are
 /// numbered in the order in which they appear; without "#@ product-name" the first interface's name is the device's.
@@ -83,16 +90,21 @@ struct QRX_EXPORT QrxRecording {
     std::vector<std::string> comments;
 
     /// Reads the whole text; `fileName` is for messages only. Throws QrxRecordingError at the first line that is not
-    /// understood, states a wrong length, or lets time run backwards; nothing half read is ever returned.
+    /// understood, states a wrong length, lets time run backwards, or is longer than 256 KiB; nothing half read is ever
+    /// returned.
     static QrxRecording read(std::istream& text, const std::string& fileName);
 
     /// Reads a file; one that cannot be opened or read is a QrxRecordingError too.
     static QrxRecording readFile(const std::string& fileName);
 
-    /// Writes text that read() gives back unchanged, but for blanks at the ends of names. Check the stream's state for success.
+    /// Writes text that read() gives back unchanged, whatever flags and locale the stream has. Check the stream's state
+    /// for success. Throws std::invalid_argument, before it writes anything, for what read() would not take: no
+    /// interface, interface numbers that are not unique or not in 0..255, descriptors, reports or texts above 65,535
+    /// bytes, an event of an interface that is not there or earlier than the one before it.
     void write(std::ostream& text) const;
 
     /// Writes one event line, flushed, as a recorder does while it records. `afterInterface` is the interface whose
-    /// line was written last: a "D:" line is put before where it differs.
+    /// line was written last: a "D:" line is put before where it differs. Throws as write() does; only that times do not
+    /// run backwards is left to the caller.
     void writeEvent(std::ostream& text, const QrxRecordedEvent& event, std::size_t& afterInterface) const;
 };

@@ -124,6 +124,8 @@ public:
     /// As fast as the reports are taken: a full queue waits, nothing is lost.
     static constexpr double kAsFastAsTaken = 0;
 
+    /// Throws std::invalid_argument for a recording made by a program that names an interface index out of its
+    /// interfaces, or whose events are not in the order of their times.
     QrxRecordingPlayer(QrxRecording recording, QrxVirtualDevice& device);
     /// Stops.
     ~QrxRecordingPlayer();

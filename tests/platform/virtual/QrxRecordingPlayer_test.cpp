@@ -167,4 +167,152 @@ TEST_F(QrxRecordingPlayerTest, ASpeedIsANumberOfAtLeastZero)
     EXPECT_THROW(player.start(std::numeric_limits<double>::quiet_NaN()), std::invalid_argument);
 }
 
+TEST_F(QrxRecordingPlayerTest, ARecordingThatCannotBePlayedIsRefused)
+{
+    QrxRecording recording = recordingOf(2, 1000);
+    QrxVirtualDevice device(recording);
+    recording.events[1].interfaceIndex = 1;
+    EXPECT_THROW(QrxRecordingPlayer(recording, device), std::invalid_argument);
+    recording.events[1].interfaceIndex = std::numeric_limits<std::size_t>::max();
+    EXPECT_THROW(QrxRecordingPlayer(recording, device), std::invalid_argument);
+    recording.events[1] = {recording.events[0].timeUs - 1, 0, {}};
+    EXPECT_THROW(QrxRecordingPlayer(recording, device), std::invalid_argument);
+    recording.events[1].timeUs = recording.events[0].timeUs;
+    EXPECT_NO_THROW(QrxRecordingPlayer(recording, device)) << "two at one time";
+}
+
+TEST_F(QrxRecordingPlayerTest, EventsOfOneTimeKeepTheirOrder)
+{
+    const QrxRecording recording = recordingOf(20, 0);
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRecordingPlayer player(recording, device);
+    player.start(1);
+    ASSERT_TRUE(playToEnd(player));
+    takeAll();
+    ASSERT_EQ(20u, _reports.size());
+    for (std::size_t n = 0; n < _reports.size(); ++n) {
+        EXPECT_EQ(bytesOf(n), _reports[n]) << "report " << n;
+    }
+}
+
+TEST_F(QrxRecordingPlayerTest, ARecordingWithoutEventsIsFinishedOnTheLoop)
+{
+    const QrxRecording recording = recordingOf(0, 0);
+    QrxVirtualDevice device(recording);
+    for (const double speed : {0.0, 1.0}) {
+        QrxRecordingPlayer player(recording, device);
+        int finished = 0;
+        player.setFinishedHandler([&finished] { ++finished; });
+        EXPECT_TRUE(player.isFinished());
+        player.start(speed);
+        EXPECT_EQ(0, finished);
+        EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runFor(kDeadlineSeconds));
+        EXPECT_EQ(1, finished);
+    }
+}
+
+TEST_F(QrxRecordingPlayerTest, TheFinishedHandlerIsCalledOnceForEachPlaying)
+{
+    const QrxRecording recording = recordingOf(3, 0);
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRecordingPlayer player(recording, device);
+    std::vector<std::size_t> finished;
+    player.setFinishedHandler([&] {
+        finished.push_back(player.sentCount());
+        if (finished.size() == 1) {
+            player.start(0);
+        }
+    });
+    player.start(1);
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runFor(kDeadlineSeconds));
+    EXPECT_EQ((std::vector<std::size_t>{3, 3}), finished);
+    takeAll();
+    EXPECT_EQ(6u, _reports.size());
+}
+
+TEST_F(QrxRecordingPlayerTest, StartedWhileItPlaysItBeginsAnewWithTheNewPace)
+{
+    const QrxRecording recording = recordingOf(3, 1'000'000'000);
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRecordingPlayer player(recording, device);
+    int finished = 0;
+    player.setFinishedHandler([&finished] { ++finished; });
+    for (const double speed : {0.5, 0.0, 1.0, 2.0, 0.0}) {
+        player.start(speed);
+        QrxRunLoop::current().runOnce(kDeadlineSeconds);
+    }
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runFor(kDeadlineSeconds)) << "one source at a time";
+    EXPECT_EQ(2, finished) << "the two that set no pace";
+    takeAll();
+    EXPECT_EQ(9u, _reports.size()) << "the first event of each, and the other two where no pace is set";
+}
+
+TEST_F(QrxRecordingPlayerTest, AWaitThatNobodyLivesToSeeIsAWait)
+{
+    // At this speed the second event is more microseconds away than a number of 64 bits has.
+    const QrxRecording recording = recordingOf(2, 1'000'000);
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRecordingPlayer player(recording, device);
+    player.start(1e-300);
+    QrxRunLoop::current().runOnce(kDeadlineSeconds);
+    EXPECT_EQ(1u, player.sentCount());
+    EXPECT_EQ(QrxRunLoop::Outcome::timedOut, QrxRunLoop::current().runOnce(0.01));
+    EXPECT_EQ(1u, player.sentCount());
+}
+
+TEST_F(QrxRecordingPlayerTest, EventsOfAnUnpluggedDeviceAreLostAndThePlayingEnds)
+{
+    const QrxRecording recording = recordingOf(200, 0);
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRecordingPlayer player(recording, device);
+    bool isFinished = false;
+    player.setFinishedHandler([&isFinished] { isFinished = true; });
+    player.start(QrxRecordingPlayer::kAsFastAsTaken);
+    while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
+    }
+    EXPECT_FALSE(isFinished) << "nobody takes the reports";
+    device.unplug();
+    player.start(QrxRecordingPlayer::kAsFastAsTaken);
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runFor(kDeadlineSeconds));
+    EXPECT_TRUE(isFinished);
+    EXPECT_EQ(200u, player.sentCount());
+}
+
+TEST_F(QrxRecordingPlayerTest, TwoPlayAtTheirOwnPaces)
+{
+    const QrxRecording quick = recordingOf(3, 1);
+    const QrxRecording slow = recordingOf(2, 1'000'000'000);
+    QrxVirtualDevice device(quick);
+    open(device);
+    QrxRecordingPlayer slowPlayer(slow, device);
+    QrxRecordingPlayer quickPlayer(quick, device);
+    slowPlayer.start(1);
+    quickPlayer.start(1);
+    ASSERT_TRUE(playToEnd(quickPlayer));
+    while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
+    }
+    takeAll();
+    EXPECT_EQ(1u, slowPlayer.sentCount());
+    EXPECT_EQ(4u, _reports.size());
+}
+
+TEST_F(QrxRecordingPlayerTest, EachEventReachesItsInterfaceByNumber)
+{
+    std::istringstream text("D: 0\n#@ interface: 5 00 00\nR: 3 05 01 09\nI: 3 1 2\n"
+                            "D: 1\n#@ interface: 2 00 00\nR: 3 05 01 09\nI: 3 1 2\n"
+                            "E: 0.0 1 bb\nD: 0\nE: 0.0 1 aa\n");
+    const QrxRecording recording = QrxRecording::read(text, "x");
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRecordingPlayer player(recording, device);
+    player.start(QrxRecordingPlayer::kAsFastAsTaken);
+    ASSERT_TRUE(playToEnd(player));
+    EXPECT_EQ(std::vector<Bytes>{{0xbb}}, _reports) << "interface 2 comes first";
+}
+
 } // namespace

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
 #include <sstream>
+#include <streambuf>
 
 namespace {
 
@@ -88,37 +90,6 @@ TEST(QrxRecording, TheNotesOfOurOwnNameStringsAndInterfaces)
     EXPECT_EQ(2, noted.interfaces[0].interfaceProtocol);
 }
 
-TEST(QrxRecording, WhatIsWrittenIsReadBackUnchanged)
-{
-    QrxRecording composite = recordingOf("# c\n#@ vendor-name: V\n#@ product-name:\n#@ serial-number: a\\\\b\n"
-                                         "D: 0\n#@ interface: 3 01 01\nR: 2 05 01\nN: one\nP: p\nI: 3 0001 0002\n"
-                                         "D: 1\n#@ interface: 7 00 00\nR: 0\nN: two\nP:\nI: 3 0001 0002\n"
-                                         "E: 1.0 1 aa\nD: 0\nE: 12.000001 0\n");
-    std::stringstream text;
-    composite.write(text);
-    const QrxRecording again = QrxRecording::read(text, "again");
-    std::stringstream secondText;
-    again.write(secondText);
-    EXPECT_EQ(text.str(), secondText.str());
-    EXPECT_EQ("", again.productName);
-    EXPECT_EQ("a\\b", again.serialNumber);
-    EXPECT_EQ(7, again.interfaces[1].number);
-    ASSERT_EQ(2u, again.events.size());
-    EXPECT_EQ(12000001u, again.events[1].timeUs);
-    EXPECT_EQ(0u, again.events[1].interfaceIndex);
-}
-
-TEST(QrxRecording, EventsWrittenOneByOneNameTheirInterfaceWhenItChanges)
-{
-    const QrxRecording composite = recordingOf("D: 0\nR: 1 05\nI: 3 1 2\nD: 1\nR: 1 06\nI: 3 1 2\n");
-    std::stringstream text;
-    std::size_t after = 1;
-    composite.writeEvent(text, {0, 0, {1}}, after);
-    composite.writeEvent(text, {5, 0, {2}}, after);
-    composite.writeEvent(text, {6, 1, {3}}, after);
-    EXPECT_EQ("D: 0\nE: 000000.000000 1 01\nE: 000000.000005 1 02\nD: 1\nE: 000000.000006 1 03\n", text.str());
-}
-
 TEST(QrxRecording, EveryFaultNamesFileLineAndReason)
 {
     EXPECT_EQ("mouse.hid:8: E: states 8 bytes, but 3 follow", faultOf(withLine("E: 2.0 8 00 00 04")));
@@ -169,6 +140,214 @@ TEST(QrxRecording, AFileThatIsNotThereIsAFaultWithItsName)
         EXPECT_STREQ("/nowhere/mouse.hid: cannot be opened: No such file or directory", error.what());
         EXPECT_EQ(0u, error.line());
     }
+}
+
+TEST(QrxRecording, ADirectoryIsAFaultWithItsName)
+{
+    const std::string folder = std::filesystem::temp_directory_path().string();
+    try {
+        QrxRecording::readFile(folder);
+        FAIL() << "it was read";
+    } catch (const QrxRecordingError& error) {
+        EXPECT_EQ(folder + ": cannot be read", error.what());
+    }
+}
+
+TEST(QrxRecording, EveryNumberIsReadToItsEnd)
+{
+    for (const char* line : {"D: 12zz",
+                             "D: 65536",
+                             "D: -1",
+                             "D:",
+                             "E: 2.0 1zz 00",
+                             "E: 2zz.0 1 00",
+                             "E: 2.0zz 1 00",
+                             "E: 2.1234567 1 00",
+                             "E: 1000000000001.0 1 00",
+                             "E: .5 1 00",
+                             "E: 2.0 1 0x",
+                             "E: 2.0 -1",
+                             "I: 3 04d8 003fzz",
+                             "I: 3 104d8 003f",
+                             "I: 3 04d8 1003f",
+                             "I: 10003 04d8 003f",
+                             "I: 3 04d8 003f 1",
+                             "#@ release: 12zz",
+                             "#@ release: 10000",
+                             "#@ release:",
+                             "#@ device-class: 00 00",
+                             "#@ device-class: 00 00 100",
+                             "#@ device-class: 00 00 zz",
+                             "#@ interface: 1 01",
+                             "#@ interface: 256 00 00",
+                             "#@ interface: 1 100 00",
+                             "#@ interface: 1 00 100",
+                             "#@ interface: a 00 00",
+                             "#@ release 0110"}) {
+        EXPECT_EQ(0u, faultOf(withLine(line)).find("mouse.hid:8: ")) << line << ": " << faultOf(withLine(line));
+    }
+}
+
+TEST(QrxRecording, TheGreatestNumbersAreRead)
+{
+    const QrxRecording great = recordingOf("D: 65535\nR: 1 05\nI: ffff ffff ffff\n#@ release: ffff\n"
+                                           "#@ device-class: ff ff ff\n#@ interface: 255 ff ff\n"
+                                           "E: 1000000000000.999999 1 ff\n");
+    EXPECT_EQ(0xffff, great.bus);
+    EXPECT_EQ(0xffff, great.vendorID);
+    EXPECT_EQ(0xffff, great.productID);
+    EXPECT_EQ(0xffff, great.releaseNumber);
+    EXPECT_EQ(0xff, great.deviceProtocol);
+    EXPECT_EQ(255, great.interfaces[0].number);
+    EXPECT_EQ(0xff, great.interfaces[0].interfaceProtocol);
+    EXPECT_EQ(1'000'000'000'000'999'999u, great.events[0].timeUs);
+    EXPECT_EQ(Bytes{0xff}, great.events[0].bytes);
+}
+
+TEST(QrxRecording, AFractionOfASecondHasUpToSixDigits)
+{
+    const QrxRecording timed = recordingOf(withLine("E: 2 0\nE: 2. 0\nE: 2.000001 0\nE: 2.5 0\nE: 2.50 0"));
+    std::vector<std::uint64_t> times;
+    for (const QrxRecordedEvent& event : timed.events) {
+        times.push_back(event.timeUs);
+    }
+    EXPECT_EQ((std::vector<std::uint64_t>{0, 1250000, 2000000, 2000000, 2000001, 2500000, 2500000}), times);
+}
+
+TEST(QrxRecording, AnInterfaceWithoutANumberHasThatOfItsOrder)
+{
+    const QrxRecording composite = recordingOf("D: 9\nR: 1 05\nI: 3 1 2\nD: 4\nR: 1 06\n#@ interface: 7 00 00\n"
+                                               "D: 5\nR: 1 07\n");
+    ASSERT_EQ(3u, composite.interfaces.size());
+    EXPECT_EQ(0, composite.interfaces[0].number);
+    EXPECT_EQ(7, composite.interfaces[1].number);
+    EXPECT_EQ(2, composite.interfaces[2].number);
+}
+
+TEST(QrxRecording, EveryInterfaceNeedsItsDescriptor)
+{
+    EXPECT_EQ("mouse.hid: no R: line with a report descriptor",
+              faultOf("D: 0\nR: 1 05\nI: 3 1 2\nD: 1\nN: two\nI: 3 1 2\n"));
+}
+
+TEST(QrxRecording, AsManyInterfacesAsNumbersAreReadAndNoMore)
+{
+    std::string text;
+    for (int i = 0; i < 256; ++i) {
+        text += "D: " + std::to_string(i) + "\nR: 1 05\nI: 3 1 2\n";
+    }
+    EXPECT_EQ(256u, recordingOf(text).interfaces.size());
+    EXPECT_EQ(255, recordingOf(text).interfaces.back().number);
+    EXPECT_EQ("mouse.hid:770: more than 256 interfaces", faultOf(text + "D: 256\nR: 1 05\nI: 3 1 2\n"));
+}
+
+TEST(QrxRecording, ALineHasALimit)
+{
+    constexpr std::size_t kLimit = 262144;
+    const std::string comment = "#" + std::string(kLimit - 1, ' ');
+    EXPECT_EQ("no fault", faultOf(withLine(comment)));
+    EXPECT_EQ("no fault", faultOf(kMouse + comment)) << "at the end of the file";
+    EXPECT_EQ("mouse.hid:8: a line of more than 262144 bytes", faultOf(withLine(comment + " ")));
+    EXPECT_EQ("mouse.hid:8: a line of more than 262144 bytes", faultOf(kMouse + comment + " "));
+    EXPECT_EQ(0u, faultOf(withLine(comment + "\n\nX: 1")).find("mouse.hid:10: unknown line"));
+}
+
+TEST(QrxRecording, AnEndlessLineIsRefused)
+{
+    struct Zeros : std::streambuf {
+        int_type underflow() override
+        {
+            setg(_zeros, _zeros, _zeros + sizeof _zeros);
+            return 0;
+        }
+        char _zeros[4096] = {};
+    };
+    Zeros zeros;
+    std::istream text(&zeros);
+    try {
+        QrxRecording::read(text, "zero");
+        FAIL() << "it was read";
+    } catch (const QrxRecordingError& error) {
+        EXPECT_STREQ("zero:1: a line of more than 262144 bytes", error.what());
+    }
+}
+
+TEST(QrxRecording, ATextHasALimit)
+{
+    const std::string longest(65535, 'n');
+    for (const char* start : {"N: ", "P: ", "# ", "#@ comment: ", "#@ vendor-name: ", "#@ serial-number: ",
+                              "#@ product-name: ", "#@ interface-name: ", "#@ physical-path: "}) {
+        EXPECT_EQ("no fault", faultOf(withLine(start + longest))) << start;
+        EXPECT_EQ("mouse.hid:8: a text of more than 65535 bytes", faultOf(withLine(start + longest + "n"))) << start;
+    }
+    std::string lineEnds;
+    for (int i = 0; i < 65535; ++i) {
+        lineEnds += "\\n";
+    }
+    EXPECT_EQ(65535u, recordingOf(withLine("#@ vendor-name: " + lineEnds)).vendorName.size());
+}
+
+TEST(QrxRecording, TheLongestReportAndDescriptorAreRead)
+{
+    std::string bytes = " 65535";
+    for (int i = 0; i < 65535; ++i) {
+        bytes += " ab";
+    }
+    const QrxRecording longest = recordingOf("R:" + bytes + "\nI: 3 1 2\nE: 0.0" + bytes + "\n");
+    EXPECT_EQ(65535u, longest.interfaces[0].reportDescriptor.size());
+    EXPECT_EQ(65535u, longest.events[0].bytes.size());
+    EXPECT_EQ("mouse.hid:8: E: needs a length of at most 65535 bytes", faultOf(withLine("E: 2.0 65536")));
+}
+
+TEST(QrxRecording, LinesMayEndWithCarriageReturns)
+{
+    std::string text = std::string("#@ vendor-name: V\n") + kMouse;
+    for (std::size_t end = 0; (end = text.find('\n', end)) != std::string::npos; end += 2) {
+        text.insert(end, "\r");
+    }
+    const QrxRecording mouse = recordingOf(text);
+    EXPECT_EQ("ACME Mouse", mouse.interfaces[0].name);
+    EXPECT_EQ("V", mouse.vendorName);
+    EXPECT_EQ(std::vector<std::string>{"a mouse"}, mouse.comments);
+    EXPECT_EQ(2u, mouse.events.size());
+}
+
+TEST(QrxRecording, ACarriageReturnAloneEndsNoLine)
+{
+    EXPECT_EQ("a\rE: 0.0 1 00", recordingOf(withLine("N: a\rE: 0.0 1 00")).interfaces[0].name);
+    EXPECT_EQ("mouse.hid:1: R: needs bytes of two hexadecimal digits, not \"I:\"", faultOf("R: 1 05\rI: 3 1 2\r"));
+}
+
+TEST(QrxRecording, ABackslashOfALineWithoutEscapesIsABackslash)
+{
+    const QrxRecording old = recordingOf("# C:\\new\nR: 1 05\nN: A\\nB\\\\\nP: \\r\nI: 3 1 2\n");
+    EXPECT_EQ("A\\nB\\\\", old.interfaces[0].name);
+    EXPECT_EQ("A\\nB\\\\", old.productName);
+    EXPECT_EQ("\\r", old.interfaces[0].physicalPath);
+    EXPECT_EQ(std::vector<std::string>{"C:\\new"}, old.comments);
+}
+
+TEST(QrxRecording, NotesHaveEscapes)
+{
+    const auto vendor = [](const std::string& text) {
+        return recordingOf(withLine("#@ vendor-name: " + text)).vendorName;
+    };
+    EXPECT_EQ("\\ \n \r", vendor("\\\\ \\n \\r"));
+    EXPECT_EQ(" a\t", vendor("\\sa\\t"));
+    EXPECT_EQ("q", vendor("\\q")) << "of a later version";
+    EXPECT_EQ("a\\", vendor("a\\")) << "half an escape";
+}
+
+TEST(QrxRecording, ANoteReplacesTheTextOfItsInterface)
+{
+    const QrxRecording noted = recordingOf("D: 0\nR: 1 05\nN: one\nP: p\nI: 3 1 2\n"
+                                           "D: 1\nR: 1 06\nN: two\nP: q\nI: 3 1 2\n#@ interface-name: 2\\n2\n"
+                                           "#@ physical-path: q\\rq\nD: 0\n#@ interface-name: 1\\n1\n");
+    EXPECT_EQ("1\n1", noted.interfaces[0].name);
+    EXPECT_EQ("1\n1", noted.productName) << "where no note gives it";
+    EXPECT_EQ("p", noted.interfaces[0].physicalPath);
+    EXPECT_EQ("2\n2", noted.interfaces[1].name);
+    EXPECT_EQ("q\rq", noted.interfaces[1].physicalPath);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "../Provider/ShownText.h"
 #include "RecordingReader.h"
+#include "RecordingRules.h"
 #include "RecordingWriter.h"
 
 #include <cerrno>
@@ -40,16 +41,15 @@ QrxRecording QrxRecording::readFile(const std::string& fileName)
 
 void QrxRecording::write(std::ostream& text) const
 {
+    qrx::checkRecording(*this);
     qrx::RecordingWriter(text).write(*this);
 }
 
 void QrxRecording::writeEvent(std::ostream& text, const QrxRecordedEvent& event, std::size_t& afterInterface) const
 {
-    qrx::RecordingWriter writer(text);
-    if (interfaces.size() > 1 && afterInterface != event.interfaceIndex) {
-        writer.writeInterfaceSwitch(event.interfaceIndex);
-    }
+    qrx::checkEvent(*this, event);
+    const bool switchesInterface = interfaces.size() > 1 && afterInterface != event.interfaceIndex;
+    qrx::RecordingWriter(text).writeEvent(event, switchesInterface);
     afterInterface = event.interfaceIndex;
-    writer.writeEvent(event);
     text.flush();
 }

@@ -1,6 +1,7 @@
 #include "QrxVirtualDevice.h"
 
 #include "PlaybackTimer.h"
+#include "RecordingRules.h"
 #include "VirtualDeviceBody.h"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -151,6 +152,7 @@ void* QrxRecordingPlayer::Body::perform(void*, CFIndex, CFAllocatorRef, void* in
 QrxRecordingPlayer::QrxRecordingPlayer(QrxRecording recording, QrxVirtualDevice& device)
     : _body(std::make_shared<Body>(std::move(recording), device._body->device))
 {
+    qrx::checkEvents(_body->recording);
 }
 
 QrxRecordingPlayer::~QrxRecordingPlayer()

@@ -1,11 +1,15 @@
 #include "RecordingReader.h"
 
+#include "RecordingRules.h"
+
 #include <algorithm>
 #include <charconv>
 #include <istream>
 #include <optional>
 
 namespace qrx {
+
+using namespace recording;
 
 namespace {
 
@@ -46,6 +50,22 @@ std::string quoted(std::string_view text)
     return "\"" + std::string(text.substr(0, kShown)) + (text.size() > kShown ? "...\"" : "\"");
 }
 
+char unescaped(char escape)
+{
+    switch (escape) {
+    case 'n':
+        return '\n';
+    case 'r':
+        return '\r';
+    case 's':
+        return ' ';
+    case 't':
+        return '\t';
+    default:
+        return escape;
+    }
+}
+
 std::string unescaped(std::string_view text)
 {
     std::string plain;
@@ -54,8 +74,7 @@ std::string unescaped(std::string_view text)
             plain.push_back(text[i]);
             continue;
         }
-        const char next = text[++i];
-        plain.push_back(next == 'n' ? '\n' : next == 'r' ? '\r' : next);
+        plain.push_back(unescaped(text[++i]));
     }
     return plain;
 }
@@ -69,12 +88,22 @@ void RecordingReader::fail(const std::string& reason) const
 
 QrxRecording RecordingReader::read(std::istream& text)
 {
-    std::string line;
-    while (std::getline(text, line)) {
+    // One more than a line may have, and one for the end that getline sets.
+    std::vector<char> buffer(kMaximumLineBytes + 2);
+    while (text.getline(buffer.data(), static_cast<std::streamsize>(buffer.size())) || text.gcount() > 0) {
         ++_line;
-        readLine(line);
+        // The line's end is counted where there is one.
+        const auto taken = static_cast<std::size_t>(text.gcount());
+        const std::size_t length = text.eof() || text.fail() ? taken : taken - 1;
+        if (length > kMaximumLineBytes) {
+            fail("a line of more than " + std::to_string(kMaximumLineBytes) + " bytes");
+        }
+        if (text.bad()) {
+            break;
+        }
+        readLine({buffer.data(), length});
     }
-    if (text.bad()) {
+    if (!text.eof()) {
         fail("cannot be read");
     }
     finish();
@@ -101,10 +130,10 @@ void RecordingReader::readLine(std::string_view line)
     case 'R':
         return readDescriptor(value);
     case 'N':
-        currentInterface().name = value;
+        currentInterface().name = checkedText(std::string(value));
         return;
     case 'P':
-        currentInterface().physicalPath = value;
+        currentInterface().physicalPath = checkedText(std::string(value));
         return;
     case 'I':
         return readIdentity(value);
@@ -118,7 +147,7 @@ void RecordingReader::readLine(std::string_view line)
 void RecordingReader::readComment(std::string_view text)
 {
     if (text.empty() || text.front() != '@') {
-        _recording.comments.emplace_back(trimmed(text));
+        _recording.comments.push_back(checkedText(std::string(trimmed(text))));
         return;
     }
     text.remove_prefix(1);
@@ -133,36 +162,65 @@ void RecordingReader::readComment(std::string_view text)
 void RecordingReader::readNote(std::string_view key, std::string_view value)
 {
     if (key == "vendor-name") {
-        _recording.vendorName = unescaped(value);
+        _recording.vendorName = noteText(value);
     } else if (key == "product-name") {
-        _recording.productName = unescaped(value);
+        _recording.productName = noteText(value);
         _hasProductName = true;
     } else if (key == "serial-number") {
-        _recording.serialNumber = unescaped(value);
+        _recording.serialNumber = noteText(value);
+    } else if (key == "interface-name") {
+        currentInterface().name = noteText(value);
+    } else if (key == "physical-path") {
+        currentInterface().physicalPath = noteText(value);
+    } else if (key == "comment") {
+        _recording.comments.push_back(noteText(value));
     } else if (key == "release") {
-        const auto release = number(value, 16, 0xFFFF);
-        if (!release) {
-            fail("release needs four hexadecimal digits, not " + quoted(value));
-        }
-        _recording.releaseNumber = static_cast<std::uint16_t>(*release);
+        readReleaseNote(value);
     } else if (key == "device-class") {
-        const auto deviceClass = number(nextWord(value), 16, 0xFF);
-        const auto subclass = number(nextWord(value), 16, 0xFF);
-        const auto protocol = number(nextWord(value), 16, 0xFF);
-        if (!deviceClass || !subclass || !protocol) {
-            fail("device-class needs class, subclass and protocol, two hexadecimal digits each");
-        }
-        _recording.deviceClass = static_cast<std::uint8_t>(*deviceClass);
-        _recording.deviceSubclass = static_cast<std::uint8_t>(*subclass);
-        _recording.deviceProtocol = static_cast<std::uint8_t>(*protocol);
+        readDeviceClassNote(value);
     } else if (key == "interface") {
         readInterfaceNote(value);
     }
 }
 
+std::string RecordingReader::checkedText(std::string text) const
+{
+    if (text.size() > kMaximumTextBytes) {
+        fail("a text of more than " + std::to_string(kMaximumTextBytes) + " bytes");
+    }
+    return text;
+}
+
+std::string RecordingReader::noteText(std::string_view value) const
+{
+    return checkedText(unescaped(value));
+}
+
+void RecordingReader::readReleaseNote(std::string_view value)
+{
+    const auto release = number(value, 16, 0xFFFF);
+    if (!release) {
+        fail("release needs four hexadecimal digits, not " + quoted(value));
+    }
+    _recording.releaseNumber = static_cast<std::uint16_t>(*release);
+}
+
+void RecordingReader::readDeviceClassNote(std::string_view value)
+{
+    const auto deviceClass = number(nextWord(value), 16, 0xFF);
+    const auto subclass = number(nextWord(value), 16, 0xFF);
+    const auto protocol = number(nextWord(value), 16, 0xFF);
+    if (!deviceClass || !subclass || !protocol) {
+        fail("device-class needs class, subclass and protocol, two hexadecimal digits each");
+    }
+    _recording.deviceClass = static_cast<std::uint8_t>(*deviceClass);
+    _recording.deviceSubclass = static_cast<std::uint8_t>(*subclass);
+    _recording.deviceProtocol = static_cast<std::uint8_t>(*protocol);
+}
+
 void RecordingReader::readInterfaceNote(std::string_view value)
 {
-    const auto interfaceNumber = number(nextWord(value), 10, 0xFF);
+    const auto interfaceNumber = number(nextWord(value), 10, kMaximumInterfaceNumber);
     const auto subclass = number(nextWord(value), 16, 0xFF);
     const auto protocol = number(nextWord(value), 16, 0xFF);
     if (!interfaceNumber || !subclass || !protocol) {
@@ -172,7 +230,6 @@ void RecordingReader::readInterfaceNote(std::string_view value)
     interface.number = static_cast<int>(*interfaceNumber);
     interface.interfaceSubclass = static_cast<std::uint8_t>(*subclass);
     interface.interfaceProtocol = static_cast<std::uint8_t>(*protocol);
-    _numberedInterfaces.insert(_interfaceByName.find(_currentName)->second);
 }
 
 void RecordingReader::switchInterface(std::string_view value)
@@ -187,6 +244,9 @@ QrxRecordedInterface& RecordingReader::currentInterface()
 {
     const auto [known, isNew] = _interfaceByName.try_emplace(_currentName, _recording.interfaces.size());
     if (isNew) {
+        if (known->second > kMaximumInterfaceNumber) {
+            fail("more than " + std::to_string(kMaximumInterfaceNumber + 1) + " interfaces");
+        }
         _recording.interfaces.emplace_back().number = static_cast<int>(known->second);
     }
     return _recording.interfaces[known->second];
@@ -239,7 +299,6 @@ void RecordingReader::readEvent(std::string_view value)
 
 std::uint64_t RecordingReader::readTime(std::string_view value) const
 {
-    constexpr std::uint64_t kMaximumSeconds = 1'000'000'000'000;
     constexpr std::size_t kMicrosecondDigits = 6;
     const std::size_t point = value.find('.');
     const auto seconds = number(value.substr(0, point), 10, kMaximumSeconds);

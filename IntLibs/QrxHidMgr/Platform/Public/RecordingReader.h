@@ -14,9 +14,6 @@ namespace qrx {
 /// Reads one recording; see QrxRecording for the format. Used once.
 class RecordingReader {
 public:
-    /// Longest descriptor or report of a line: what a control transfer can carry.
-    static constexpr std::size_t kMaximumBytes = 65535;
-
     explicit RecordingReader(const std::string& fileName) : _fileName(fileName) {}
     QrxRecording read(std::istream& text);
 
@@ -26,6 +23,8 @@ private:
     void readLine(std::string_view line);
     void readComment(std::string_view text);
     void readNote(std::string_view key, std::string_view value);
+    void readReleaseNote(std::string_view value);
+    void readDeviceClassNote(std::string_view value);
     void readInterfaceNote(std::string_view value);
     void switchInterface(std::string_view value);
     void readDescriptor(std::string_view value);
@@ -34,6 +33,10 @@ private:
     void finish();
 
     QrxRecordedInterface& currentInterface();
+    /// A text of a line without escapes.
+    std::string checkedText(std::string text) const;
+    /// A text of a note, which has escapes.
+    std::string noteText(std::string_view value) const;
     std::vector<std::uint8_t> readBytes(std::string_view value, const char* what) const;
     std::uint64_t readTime(std::string_view value) const;
 
@@ -45,7 +48,6 @@ private:
     std::string _currentName = "0";
     bool _hasIdentity = false;
     bool _hasProductName = false;
-    std::set<std::size_t> _numberedInterfaces;
     std::set<std::size_t> _describedInterfaces;
 };
 

@@ -1,5 +1,6 @@
 #include "RecordingWriter.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <ostream>
@@ -8,6 +9,9 @@ namespace qrx {
 
 namespace {
 
+constexpr std::string_view kLineEnds = "\r\n";
+constexpr std::string_view kBlanks = " \t";
+
 std::string hex(unsigned int value, int digits)
 {
     std::array<char, 16> text{};
@@ -15,16 +19,26 @@ std::string hex(unsigned int value, int digits)
     return text.data();
 }
 
-std::string escaped(const std::string& text)
+bool isBlank(char character)
+{
+    return kBlanks.find(character) != std::string_view::npos;
+}
+
+/// A blank at an end would be lost, as lines are read without those.
+std::string escaped(std::string_view text)
 {
     std::string safe;
-    for (const char character : text) {
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const char character = text[i];
+        const bool isAtEnd = i == 0 || i + 1 == text.size();
         if (character == '\n') {
             safe += "\\n";
         } else if (character == '\r') {
             safe += "\\r";
         } else if (character == '\\') {
             safe += "\\\\";
+        } else if (isAtEnd && isBlank(character)) {
+            safe += character == ' ' ? "\\s" : "\\t";
         } else {
             safe += character;
         }
@@ -32,14 +46,17 @@ std::string escaped(const std::string& text)
     return safe;
 }
 
-/// Names of the basic lines have no escapes in the format: what would break the line becomes a blank.
+/// Whether a line without escapes gives the text back.
+bool fitsLine(std::string_view text)
+{
+    return text.empty() ||
+           (text.find_first_of(kLineEnds) == std::string_view::npos && !isBlank(text.front()) && !isBlank(text.back()));
+}
+
 std::string oneLine(std::string text)
 {
-    for (char& character : text) {
-        if (character == '\n' || character == '\r') {
-            character = ' ';
-        }
-    }
+    std::ranges::replace(text, '\n', ' ');
+    std::ranges::replace(text, '\r', ' ');
     return text;
 }
 
@@ -48,78 +65,108 @@ std::string oneLine(std::string text)
 void RecordingWriter::write(const QrxRecording& recording)
 {
     for (const std::string& comment : recording.comments) {
-        _text << "# " << oneLine(comment) << "\n";
+        addComment(comment);
     }
-    writeNotes(recording);
+    addNotes(recording);
     for (std::size_t index = 0; index < recording.interfaces.size(); ++index) {
-        writeInterface(recording, index);
+        addInterface(recording, index);
     }
+    handOver();
     std::size_t current = recording.interfaces.size() - 1;
     for (const QrxRecordedEvent& event : recording.events) {
-        if (event.interfaceIndex != current) {
-            current = event.interfaceIndex;
-            writeInterfaceSwitch(current);
-        }
-        writeEvent(event);
+        writeEvent(event, event.interfaceIndex != current);
+        current = event.interfaceIndex;
     }
 }
 
-void RecordingWriter::writeNotes(const QrxRecording& recording)
+void RecordingWriter::writeEvent(const QrxRecordedEvent& event, bool switchesInterface)
 {
-    writeNote("vendor-name", recording.vendorName);
-    if (recording.interfaces.empty() || recording.productName != recording.interfaces.front().name) {
-        _text << "#@ product-name: " << escaped(recording.productName) << "\n";
+    if (switchesInterface) {
+        addInterfaceSwitch(event.interfaceIndex);
     }
-    writeNote("serial-number", recording.serialNumber);
-    _text << "#@ release: " << hex(recording.releaseNumber, 4) << "\n";
-    _text << "#@ device-class: " << hex(recording.deviceClass, 2) << " " << hex(recording.deviceSubclass, 2) << " "
-          << hex(recording.deviceProtocol, 2) << "\n";
-}
-
-void RecordingWriter::writeNote(const char* key, const std::string& value)
-{
-    if (!value.empty()) {
-        _text << "#@ " << key << ": " << escaped(value) << "\n";
-    }
-}
-
-void RecordingWriter::writeInterface(const QrxRecording& recording, std::size_t index)
-{
-    const QrxRecordedInterface& interface = recording.interfaces[index];
-    if (recording.interfaces.size() > 1) {
-        writeInterfaceSwitch(index);
-    }
-    _text << "#@ interface: " << interface.number << " " << hex(interface.interfaceSubclass, 2) << " "
-          << hex(interface.interfaceProtocol, 2) << "\n";
-    _text << "R: ";
-    writeBytes(interface.reportDescriptor);
-    _text << "N: " << oneLine(interface.name) << "\n"
-          << "P: " << oneLine(interface.physicalPath) << "\n"
-          << "I: " << hex(recording.bus, 1) << " " << hex(recording.vendorID, 4) << " " << hex(recording.productID, 4)
-          << "\n";
-}
-
-void RecordingWriter::writeInterfaceSwitch(std::size_t interfaceIndex)
-{
-    _text << "D: " << interfaceIndex << "\n";
-}
-
-void RecordingWriter::writeEvent(const QrxRecordedEvent& event)
-{
     std::array<char, 40> time{};
     std::snprintf(time.data(), time.size(), "%06llu.%06llu", static_cast<unsigned long long>(event.timeUs / 1'000'000),
                   static_cast<unsigned long long>(event.timeUs % 1'000'000));
-    _text << "E: " << time.data() << " ";
-    writeBytes(event.bytes);
+    _lines.append("E: ").append(time.data()).append(" ");
+    addBytes(event.bytes);
+    handOver();
 }
 
-void RecordingWriter::writeBytes(const std::vector<std::uint8_t>& bytes)
+// Unformatted, as a width or the like that the stream keeps must not change the lines.
+void RecordingWriter::handOver()
 {
-    _text << bytes.size();
-    for (const std::uint8_t byte : bytes) {
-        _text << " " << hex(byte, 2);
+    _text.write(_lines.data(), static_cast<std::streamsize>(_lines.size()));
+    _lines.clear();
+}
+
+void RecordingWriter::addComment(const std::string& comment)
+{
+    if (fitsLine(comment)) {
+        _lines.append("# ").append(comment).append("\n");
+    } else {
+        addNote("comment", comment);
     }
-    _text << "\n";
+}
+
+void RecordingWriter::addNotes(const QrxRecording& recording)
+{
+    if (!recording.vendorName.empty()) {
+        addNote("vendor-name", recording.vendorName);
+    }
+    if (recording.productName != recording.interfaces.front().name) {
+        addNote("product-name", recording.productName);
+    }
+    if (!recording.serialNumber.empty()) {
+        addNote("serial-number", recording.serialNumber);
+    }
+    addNote("release", hex(recording.releaseNumber, 4));
+    addNote("device-class", hex(recording.deviceClass, 2) + " " + hex(recording.deviceSubclass, 2) + " " +
+                                hex(recording.deviceProtocol, 2));
+}
+
+void RecordingWriter::addNote(std::string_view key, const std::string& value)
+{
+    _lines.append("#@ ").append(key).append(": ").append(escaped(value)).append("\n");
+}
+
+void RecordingWriter::addInterface(const QrxRecording& recording, std::size_t index)
+{
+    const QrxRecordedInterface& interface = recording.interfaces[index];
+    if (recording.interfaces.size() > 1) {
+        addInterfaceSwitch(index);
+    }
+    addNote("interface", std::to_string(interface.number) + " " + hex(interface.interfaceSubclass, 2) + " " +
+                             hex(interface.interfaceProtocol, 2));
+    _lines.append("R: ");
+    addBytes(interface.reportDescriptor);
+    addText("N: ", "interface-name", interface.name);
+    addText("P: ", "physical-path", interface.physicalPath);
+    _lines.append("I: ").append(hex(recording.bus, 1)).append(" ");
+    _lines.append(hex(recording.vendorID, 4)).append(" ").append(hex(recording.productID, 4)).append("\n");
+}
+
+// The basic lines have no escapes in the format, and a backslash in them is one. What they cannot carry follows in a
+// note; other tools still have something to show.
+void RecordingWriter::addText(std::string_view start, std::string_view noteKey, const std::string& text)
+{
+    _lines.append(start).append(oneLine(text)).append("\n");
+    if (!fitsLine(text)) {
+        addNote(noteKey, text);
+    }
+}
+
+void RecordingWriter::addInterfaceSwitch(std::size_t interfaceIndex)
+{
+    _lines.append("D: ").append(std::to_string(interfaceIndex)).append("\n");
+}
+
+void RecordingWriter::addBytes(const std::vector<std::uint8_t>& bytes)
+{
+    _lines.append(std::to_string(bytes.size()));
+    for (const std::uint8_t byte : bytes) {
+        _lines.append(" ").append(hex(byte, 2));
+    }
+    _lines.append("\n");
 }
 
 } // namespace qrx

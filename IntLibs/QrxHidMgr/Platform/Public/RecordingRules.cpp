@@ -1,0 +1,87 @@
+#include "RecordingRules.h"
+
+#include <set>
+#include <stdexcept>
+#include <string>
+
+namespace qrx {
+
+using namespace recording;
+
+namespace {
+
+constexpr std::uint64_t kMaximumTimeUs = kMaximumSeconds * 1'000'000 + 999'999;
+
+[[noreturn]] void refuse(const std::string& reason)
+{
+    throw std::invalid_argument("a recording: " + reason);
+}
+
+void checkLength(const char* what, std::size_t length, std::size_t maximum)
+{
+    if (length > maximum) {
+        refuse(std::string(what) + " of " + std::to_string(length) + " bytes, and " + std::to_string(maximum) +
+               " are the most");
+    }
+}
+
+void checkInterfaces(const std::vector<QrxRecordedInterface>& interfaces)
+{
+    if (interfaces.empty()) {
+        refuse("no interface");
+    }
+    std::set<int> numbers;
+    for (const QrxRecordedInterface& interface : interfaces) {
+        const std::string number = std::to_string(interface.number);
+        if (interface.number < 0 || interface.number > kMaximumInterfaceNumber) {
+            refuse("the interface number " + number + " is not in 0..255");
+        }
+        if (!numbers.insert(interface.number).second) {
+            refuse("two interfaces have the number " + number);
+        }
+        checkLength("a report descriptor", interface.reportDescriptor.size(), kMaximumBytes);
+        checkLength("an interface's name", interface.name.size(), kMaximumTextBytes);
+        checkLength("a physical path", interface.physicalPath.size(), kMaximumTextBytes);
+    }
+}
+
+} // namespace
+
+void checkEvent(const QrxRecording& recording, const QrxRecordedEvent& event)
+{
+    if (event.interfaceIndex >= recording.interfaces.size()) {
+        refuse("an event of interface index " + std::to_string(event.interfaceIndex) + ", and there are " +
+               std::to_string(recording.interfaces.size()) + " interfaces");
+    }
+    if (event.timeUs > kMaximumTimeUs) {
+        refuse("an event after more than " + std::to_string(kMaximumSeconds) + " seconds");
+    }
+    checkLength("an event", event.bytes.size(), kMaximumBytes);
+}
+
+void checkEvents(const QrxRecording& recording)
+{
+    std::uint64_t lastUs = 0;
+    for (const QrxRecordedEvent& event : recording.events) {
+        checkEvent(recording, event);
+        if (event.timeUs < lastUs) {
+            refuse("time runs backwards, from " + std::to_string(lastUs) + " to " + std::to_string(event.timeUs) +
+                   " microseconds");
+        }
+        lastUs = event.timeUs;
+    }
+}
+
+void checkRecording(const QrxRecording& recording)
+{
+    checkInterfaces(recording.interfaces);
+    for (const std::string* name : {&recording.vendorName, &recording.productName, &recording.serialNumber}) {
+        checkLength("a name", name->size(), kMaximumTextBytes);
+    }
+    for (const std::string& comment : recording.comments) {
+        checkLength("a comment", comment.size(), kMaximumTextBytes);
+    }
+    checkEvents(recording);
+}
+
+} // namespace qrx
