@@ -1,0 +1,97 @@
+/// Values of every kind of width and place in a report, and arrays beside each other.
+
+#include "Reader.h"
+
+namespace {
+
+class QueuedValues : public IOKitTest {
+protected:
+    void TearDown() override
+    {
+        device.unplug();
+        IOKitTest::TearDown();
+    }
+
+    /// A device of one application collection (cookie 1) with these items in it; its first field is cookie 2.
+    io_object_t plug(const fake::Bytes& items)
+    {
+        fake::Bytes descriptor = {0x06, 0x00, 0xFF, 0x09, 0x01, 0xA1, 0x01};
+        descriptor.insert(descriptor.end(), items.begin(), items.end());
+        descriptor.push_back(0xC0);
+        device = fake::makeDevice(0x1209, 0x0002).addHid(descriptor);
+        device.plug();
+        return driver();
+    }
+    std::string told(QueueReader& reader, const fake::Bytes& report)
+    {
+        device.wires[0]->send(report);
+        runDue();
+        return reader.take();
+    }
+
+    fake::Device device;
+};
+
+} // namespace
+
+TEST_F(QueuedValues, AFieldOf32BitsIsAValueAndOneOf33ABlockOfFiveBytes)
+{
+    // An unsigned field of 32 bits, one of 33, and 7 bits of padding.
+    QueueReader reader(plug({0x09, 0x02, 0x15, 0x00, 0x27, 0xFF, 0xFF, 0xFF, 0x7F, 0x75, 0x20, 0x95, 0x01, 0x81, 0x02,
+                             0x09, 0x03, 0x75, 0x21, 0x95, 0x01, 0x81, 0x02, 0x75, 0x07, 0x95, 0x01, 0x81, 0x03}),
+                       {2, 3});
+    EXPECT_EQ("|2=-1 3=[ff 00 00 00 01] ", told(reader, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 1}));
+    EXPECT_EQ("|3=[ff 00 00 00 00] ", told(reader, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0xFE}))
+        << "the padding is not part of it";
+    EXPECT_EQ("", told(reader, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0})) << "nothing has changed";
+}
+
+TEST_F(QueuedValues, AFieldOf64BitsIsABlockOfEightBytes)
+{
+    QueueReader reader(plug({0x09, 0x02, 0x15, 0x00, 0x25, 0x7F, 0x75, 0x40, 0x95, 0x01, 0x81, 0x02}), {2});
+    EXPECT_EQ("|2=[01 02 03 04 05 06 07 80] ", told(reader, {1, 2, 3, 4, 5, 6, 7, 0x80}));
+    EXPECT_EQ("", told(reader, {1, 2, 3, 4, 5, 6, 7})) << "too short";
+}
+
+TEST_F(QueuedValues, FieldsThatAreNoBytesAreCutOutOfThem)
+{
+    // 3 bits, a signed field of 12 bits, an unsigned one of 12, and 5 bits of padding.
+    QueueReader reader(plug({0x09, 0x02, 0x15, 0x00, 0x25, 0x07, 0x75, 0x03, 0x95, 0x01, 0x81, 0x02, //
+                             0x09, 0x03, 0x16, 0x00, 0xF8, 0x26, 0xFF, 0x07, 0x75, 0x0C, 0x81, 0x02, //
+                             0x09, 0x04, 0x15, 0x00, 0x26, 0xFF, 0x0F, 0x81, 0x02,                   //
+                             0x75, 0x05, 0x81, 0x03}),
+                       {2, 3, 4});
+    EXPECT_EQ("|2=5 3=-2048 4=4095 ", told(reader, {0x05, 0xC0, 0xFF, 0x07}));
+    EXPECT_EQ("|2=0 3=2047 4=2048 ", told(reader, {0xF8, 0x3F, 0x00, 0x04}));
+}
+
+TEST_F(QueuedValues, AReportThatEndsWithinAByteNeedsThatByte)
+{
+    QueueReader reader(plug({0x19, 0x02, 0x29, 0x04, 0x15, 0x00, 0x25, 0x07, 0x75, 0x03, 0x95, 0x03, 0x81, 0x02}),
+                       {2, 3, 4});
+    EXPECT_EQ("", told(reader, {0xFF}));
+    EXPECT_EQ("|2=7 3=7 4=7 ", told(reader, {0xFF, 0x01}));
+}
+
+TEST_F(QueuedValues, OfTwoArraysInAReportEachHasItsOwnSlotsAndSelectors)
+{
+    // Two slots of the usages 1 to 3, then two slots of 4 to 6; both count from 1.
+    const io_object_t entry = plug({0x05, 0x09, 0x19, 0x01, 0x29, 0x03, 0x15, 0x01, 0x25, 0x03, 0x75,
+                                    0x08, 0x95, 0x02, 0x81, 0x00, 0x19, 0x04, 0x29, 0x06, 0x81, 0x00});
+    // Of each array: the head, its slots, its selectors.
+    QueueReader reader(entry, {2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13});
+    EXPECT_EQ("|2=513 3=1 4=2 5=1 6=1 8=3 9=3 13=1 ", told(reader, {1, 2, 3, 0}));
+    EXPECT_EQ("|2=258 3=2 4=1 ", told(reader, {2, 1, 3, 0})) << "the same keys in other slots";
+    EXPECT_EQ("|2=0 3=0 4=0 5=0 6=0 8=512 9=0 10=2 12=1 13=0 ", told(reader, {0, 0, 0, 2}));
+}
+
+TEST_F(QueuedValues, AnArrayThatCountsFromFourTellsItsSelectorsFromThere)
+{
+    const io_object_t entry =
+        plug({0x05, 0x09, 0x19, 0x01, 0x29, 0x03, 0x15, 0x04, 0x25, 0x06, 0x75, 0x04, 0x95, 0x02, 0x81, 0x00});
+    QueueReader reader(entry, {5, 6, 7});
+    EXPECT_EQ("|5=1 ", told(reader, {0x04}));
+    EXPECT_EQ("|5=0 7=1 ", told(reader, {0x06}));
+    EXPECT_EQ("|6=1 ", told(reader, {0x65}));
+    EXPECT_EQ("|6=0 7=0 ", told(reader, {0x73})) << "neither is one of its usages";
+}
