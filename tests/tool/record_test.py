@@ -2,6 +2,7 @@
 
 import os
 import re
+import resource
 import signal
 import subprocess
 import tempfile
@@ -112,6 +113,52 @@ class Record(ToolTest):
                       self.refuse(1, "record", "--recording", MOUSE, "--output", "/nowhere/x.hid"))
         self.assertEqual("qrxhid: /dev/full cannot be written\n",
                          self.refuse(1, "record", "--recording", MOUSE, "--speed", "0", "--output", "/dev/full"))
+
+    def test_a_full_disk_leaves_no_half_line(self):
+        """The limit of a file's size stands for the disk."""
+        whole = self.record("--recording", THERMOMETER)
+        size = len(whole.encode())
+        begin = size - len(whole[re.search(r"^(D: \d+\n)?E: ", whole, re.M).start():].encode())
+        with tempfile.TemporaryDirectory() as folder:
+            name = os.path.join(folder, "x.hid")
+            for limit in [0, 1, begin // 2, *range(begin - 1, size + 2, 7), size - 1, size]:
+                for words, standard_output in ((["--output", name], None), ([], name)):
+                    with open(standard_output or os.devnull, "wb") as out:
+                        outcome = subprocess.run(
+                            [TOOL, "record", "--speed", "0", "--recording", THERMOMETER, *words], stdout=out,
+                            stderr=subprocess.PIPE, timeout=DEADLINE_SECONDS, restore_signals=False, check=False,
+                            preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit)))
+                    context = f"{words} {limit} of {size}: {outcome}"
+                    is_whole = limit >= size
+                    self.assertEqual(0 if is_whole else 1, outcome.returncode, context)
+                    self.assertEqual(is_whole, outcome.stderr == b"", context)
+                    written = content(name)
+                    if limit < begin and standard_output:
+                        continue  # Half a head of standard output cannot be taken back.
+                    if limit < begin:
+                        self.assertEqual("", written, context)
+                        continue
+                    self.assertEqual(events(whole)[:len(events(written))], events(written), context)
+                    self.assertEqual("\n", written[-1], context)
+                    self.assertGreater(len(written.encode()), limit - 100, context)
+                    self.succeed("list", "--recording", name)
+
+    def test_a_recording_that_is_played_is_not_written_over(self):
+        with tempfile.TemporaryDirectory() as folder:
+            played, other = os.path.join(folder, "a.hid"), os.path.join(folder, "b.hid")
+            with open(played, "w", encoding="utf-8") as file:
+                file.write(content(MOUSE))
+            os.symlink(played, other)
+            for words in ((played,), (other,), (os.path.join(folder, ".", "a.hid"),)):
+                error = self.refuse(64, "record", "--speed", "0", "--count", "1", "--recording", MOUSE, played,
+                                    "--device", "1209:2", "--output", *words)
+                self.assertEqual(f"qrxhid: --output {words[0]} is the recording that is played\n"
+                                 f"Try: qrxhid record --recording {played} --output OTHER\n", error)
+            with open(played, "rb") as standard_input:
+                outcome = subprocess.run([TOOL, "record", "--recording", "-", "--output", other], check=False,
+                                         stdin=standard_input, capture_output=True, timeout=DEADLINE_SECONDS)
+            self.assertEqual((64, b""), (outcome.returncode, outcome.stdout))
+            self.assertEqual(content(MOUSE), content(played))
 
     def test_wrong_command_lines_are_refused(self):
         self.assertEqual("qrxhid: which device?\nTry: qrxhid record --device VID:PID\n", self.refuse(64, "record"))

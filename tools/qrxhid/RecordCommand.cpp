@@ -6,6 +6,7 @@
 #include "InputListener.h"
 #include "Notice.h"
 #include "Playback.h"
+#include "RecordingOutput.h"
 #include "SignalWatch.h"
 #include "TextFormat.h"
 #include "UsageError.h"
@@ -13,11 +14,8 @@
 #include "QrxRunLoop.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cmath>
-#include <cstring>
-#include <fstream>
 #include <iostream>
 
 namespace qrxhid {
@@ -29,7 +27,7 @@ using Clock = std::chrono::steady_clock;
 class Record {
 public:
     Record(const Options& options, std::ostream& standardOutput)
-        : _options(options), _out(isToFile() ? _file : standardOutput), _session(options)
+        : _options(options), _output(options.output, standardOutput), _session(options)
     {
     }
     ~Record();
@@ -39,10 +37,8 @@ public:
     ExitStatus run();
 
 private:
-    bool isToFile() const { return !_options.output.empty() && _options.output != "-"; }
     void chooseDevice();
-    bool openOutput();
-    bool closeOutput();
+    void checkOutput() const;
     void begin();
     void takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNumber);
     void recordUntilSignal();
@@ -50,12 +46,11 @@ private:
     void step();
     void drain();
     bool isPresent() const;
-    bool isOver() const { return _isEnough || _signals.hasSignal() || !_out || Clock::now() >= _end; }
+    bool isOver() const { return _isEnough || _signals.hasSignal() || !_output.stream() || Clock::now() >= _end; }
     int millisecondsLeft() const;
 
     const Options& _options;
-    std::ofstream _file;
-    std::ostream& _out;
+    RecordingOutput _output;
     DeviceSession _session;
     SignalWatch _signals;
     DeviceHandle _device;
@@ -91,6 +86,7 @@ void Record::chooseDevice()
 
 ExitStatus Record::run()
 {
+    checkOutput();
     _session.begin();
     if (!_session.reportUnusableRecordings()) {
         return kFailure;
@@ -100,7 +96,8 @@ ExitStatus Record::run()
         notice("the device has left");
         return kFailure;
     }
-    if (!openOutput()) {
+    // Not before there is something to write: an older recording of that name is lost by it.
+    if (!_output.open()) {
         return kFailure;
     }
     begin();
@@ -109,37 +106,25 @@ ExitStatus Record::run()
     } else {
         play();
     }
-    return closeOutput() ? kSuccess : kFailure;
+    return _output.close() ? kSuccess : kFailure;
 }
 
-/// Not before there is something to write: an older recording of that name is lost by it.
-bool Record::openOutput()
+/// A recording that is played must not be lost by it, and often is longer than what is made of it.
+void Record::checkOutput() const
 {
-    if (isToFile()) {
-        _file.open(_options.output);
-        if (!_file) {
-            notice(_options.output + " cannot be opened: " + std::strerror(errno));
-            return false;
+    for (const std::string& played : _options.recordings) {
+        if (_output.isSameFileAs(played)) {
+            throw UsageError("--output " + _options.output + " is the recording that is played",
+                             "qrxhid record --recording " + played + " --output OTHER");
         }
     }
-    return true;
-}
-
-/// Of standard output the caller takes care.
-bool Record::closeOutput()
-{
-    if (isToFile() && !_file.flush()) {
-        notice(_options.output + " cannot be written");
-        return false;
-    }
-    return true;
 }
 
 /// Writes what the device is, opens it, and starts the time.
 void Record::begin()
 {
-    _recording.write(_out);
-    _out.flush();
+    _recording.write(_output.stream());
+    _output.keep();
     _lastInterface = _recording.interfaces.size() - 1;
     _device->setDelegate(new InputListener([this](QrxHIDDevice&, const std::vector<std::uint8_t>& bytes,
                                                   int interfaceNumber) { takeReport(bytes, interfaceNumber); }));
@@ -163,7 +148,8 @@ void Record::takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNum
     event.timeUs = static_cast<std::uint64_t>(passed.count());
     event.interfaceIndex = static_cast<std::size_t>(place - _recording.interfaces.begin());
     event.bytes = bytes;
-    _recording.writeEvent(_out, event, _lastInterface);
+    _recording.writeEvent(_output.stream(), event, _lastInterface);
+    _output.keep();
     ++_reports;
     _isEnough = _options.count && _reports >= *_options.count;
 }
