@@ -92,6 +92,24 @@ TEST_F(CFArray, OwnCallbacksAreCopiedAndUsed)
     EXPECT_EQ(sm_Retained, 0);
 }
 
+TEST_F(CFArray, AnEmptiedArrayHasReleasedItsValuesAndGrowsAgain)
+{
+    CFMutableArrayRef array = CFArrayCreateMutable(nullptr, 0, &kCFTypeArrayCallBacks);
+    CFArrayRemoveAllValues(array);
+    CFStringRef text = makeString("text");
+    for (int i = 0; i < 20; ++i) {
+        CFArrayAppendValue(array, text);
+    }
+    EXPECT_EQ(CFGetRetainCount(text), 21);
+    CFArrayRemoveAllValues(array);
+    EXPECT_EQ(CFGetRetainCount(text), 1);
+    EXPECT_EQ(CFArrayGetCount(array), 0);
+    CFArrayAppendValue(array, text);
+    EXPECT_EQ(CFArrayGetValueAtIndex(array, 0), text);
+    CFRelease(text);
+    CFRelease(array);
+}
+
 TEST_F(CFArray, EqualityIsByContentAndOrder)
 {
     CFStringRef text = makeString("x");
@@ -124,6 +142,7 @@ TEST_F(CFArrayDeathTest, MisuseEndsTheProcess)
     EXPECT_DEATH(CFArrayGetValueAtIndex(array, -1), "outside the array");
     EXPECT_DEATH(CFArrayAppendValue(array, nullptr), "CFArrayAppendValue: null instead of an object");
     EXPECT_DEATH(CFArrayAppendValue(const_cast<CFMutableArrayRef>(fixed), CFSTR("x")), "the array is immutable");
+    EXPECT_DEATH(CFArrayRemoveAllValues(const_cast<CFMutableArrayRef>(fixed)), "the array is immutable");
     EXPECT_DEATH(CFArrayGetCount(nullptr), "CFArrayGetCount: null instead of an array");
     CFRelease(array);
     CFRelease(fixed);

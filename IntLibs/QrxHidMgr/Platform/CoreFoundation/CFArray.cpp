@@ -14,16 +14,18 @@ struct __CFArray : Object {
         : Object(kType, flags), _callBacks(callBacks, kCFTypeArrayCallBacks)
     {
     }
-    ~__CFArray()
+    ~__CFArray() { releaseValues(); }
+
+    const void** inlineValues() { return reinterpret_cast<const void**>(this + 1); }
+    std::span<const void* const> values() const { return {_values, _count}; }
+    void append(const void* value);
+    void removeAll();
+    void releaseValues() const
     {
         for (const void* value : values()) {
             _callBacks.release(value);
         }
     }
-
-    const void** inlineValues() { return reinterpret_cast<const void**>(this + 1); }
-    std::span<const void* const> values() const { return {_values, _count}; }
-    void append(const void* value);
     /// Ends the process if an array of objects is given something else.
     void requireValue(const void* value, const char* function) const
     {
@@ -52,6 +54,15 @@ void __CFArray::append(const void* value)
     }
     _values[_count] = _callBacks.retain(value);
     ++_count;
+}
+
+void __CFArray::removeAll()
+{
+    releaseValues();
+    _values = nullptr;
+    _count = 0;
+    _capacity = 0;
+    _grown.reset();
 }
 
 namespace {
@@ -127,6 +138,15 @@ void CFArrayAppendValue(CFMutableArrayRef array, const void* value)
     }
     target.requireValue(value, "CFArrayAppendValue");
     target.append(value);
+}
+
+void CFArrayRemoveAllValues(CFMutableArrayRef array)
+{
+    auto& target = checkedMutable<__CFArray>(array, "CFArrayRemoveAllValues");
+    if (!target.has(__CFArray::kMutable)) {
+        fail("CFArrayRemoveAllValues", "the array is immutable");
+    }
+    target.removeAll();
 }
 
 CFIndex CFArrayGetCount(CFArrayRef array)

@@ -4,7 +4,6 @@
 
 #include <map>
 #include <mutex>
-#include <utility>
 
 namespace qrx::iokit {
 
@@ -13,8 +12,6 @@ namespace {
 struct Arrays {
     std::mutex mutex;
     std::map<std::vector<std::uint8_t>, std::weak_ptr<const SharedElements>> inUse;
-    /// Those that somebody held on to.
-    std::map<std::vector<std::uint8_t>, CFRef<CFArrayRef>> kept;
 };
 
 /// Never destroyed: devices may go with static objects.
@@ -30,23 +27,29 @@ std::shared_ptr<const SharedElements> SharedElements::acquire(const std::vector<
                                                               const hid::ElementTree& tree)
 {
     const std::lock_guard guard(arrays().mutex);
-    std::weak_ptr<const SharedElements>& inUse = arrays().inUse[descriptor];
-    std::shared_ptr<const SharedElements> elements = inUse.lock();
-    if (elements == nullptr) {
-        const auto kept = arrays().kept.find(descriptor);
-        elements = std::make_shared<const SharedElements>(
-            descriptor, kept != arrays().kept.end() ? std::move(kept->second) : makeElements(tree));
-        if (kept != arrays().kept.end()) {
-            arrays().kept.erase(kept);
-        }
-        inUse = elements;
+    const auto place = arrays().inUse.try_emplace(descriptor).first;
+    std::shared_ptr<const SharedElements> elements = place->second.lock();
+    if (elements != nullptr) {
+        return elements;
     }
+    try {
+        elements = std::make_shared<const SharedElements>(descriptor, tree);
+    } catch (...) {
+        arrays().inUse.erase(place);
+        throw;
+    }
+    place->second = elements;
     return elements;
 }
 
-SharedElements::SharedElements(const std::vector<std::uint8_t>& descriptor, CFRef<CFArrayRef> array)
-    : _descriptor(descriptor), _array(std::move(array))
+SharedElements::SharedElements(const std::vector<std::uint8_t>& descriptor, const hid::ElementTree& tree)
+    : _descriptor(descriptor)
 {
+    const CFRef<CFArrayRef> elements = makeElements(tree);
+    const CFIndex count = CFArrayGetCount(elements.get());
+    for (CFIndex index = 0; index < count; ++index) {
+        CFArrayAppendValue(_array.get(), CFArrayGetValueAtIndex(elements.get(), index));
+    }
 }
 
 SharedElements::~SharedElements()
@@ -56,9 +59,6 @@ SharedElements::~SharedElements()
     // Another device may have come with the same descriptor meanwhile.
     if (inUse != arrays().inUse.end() && inUse->second.expired()) {
         arrays().inUse.erase(inUse);
-    }
-    if (CFGetRetainCount(_array.get()) > 1) {
-        arrays().kept.emplace(_descriptor, std::move(_array));
     }
 }
 

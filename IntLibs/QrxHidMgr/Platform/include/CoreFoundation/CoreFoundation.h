@@ -158,6 +158,7 @@ CFArrayRef CFArrayCreate(CFAllocatorRef allocator, const void** values, CFIndex 
 /// Null callbacks: the values are raw pointers, kept as they are (null included).
 CFMutableArrayRef CFArrayCreateMutable(CFAllocatorRef allocator, CFIndex capacity, const CFArrayCallBacks* callBacks);
 void CFArrayAppendValue(CFMutableArrayRef array, const void* value);
+void CFArrayRemoveAllValues(CFMutableArrayRef array);
 CFIndex CFArrayGetCount(CFArrayRef array);
 /// An index outside the array ends the process.
 const void* CFArrayGetValueAtIndex(CFArrayRef array, CFIndex index);
