@@ -1,3 +1,4 @@
+#include "CoreFoundation/RunLoopSourceDescriptor.h"
 #include "LeakCheck.h"
 #include "RunLoopSources.h"
 
@@ -6,6 +7,7 @@
 #include <memory>
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace {
 
@@ -169,6 +171,123 @@ TEST_F(CFRunLoop, SourcesThatAreAlwaysReadyTakeTurns)
     for (const int count : counts) {
         EXPECT_EQ(count, kRounds) << testing::PrintToString(counts);
     }
+}
+
+TEST_F(CFRunLoop, SourcesThatAreAlwaysReadyTakeTurnsAlsoIfEachEndsTheRun)
+{
+    for (const bool byException : {false, true}) {
+        std::string order;
+        const Pipe pipes[3];
+        const auto end = [&](char name) {
+            order += name;
+            if (byException) {
+                throw 1;
+            }
+            CFRunLoopStop(CFRunLoopGetCurrent());
+        };
+        DescriptorSource first(pipes[0].reader(), [&] { end('a'); });
+        DescriptorSource second(pipes[1].reader(), [&] { end('b'); });
+        DescriptorSource third(pipes[2].reader(), [&] { end('c'); });
+        for (const Pipe& pipe : pipes) {
+            pipe.put('x');
+        }
+        first.add();
+        second.add();
+        third.add();
+        for (int runs = 0; runs < 7; ++runs) {
+            try {
+                CFRunLoopRunInMode(kCFRunLoopDefaultMode, kDeadlineSeconds, false);
+            } catch (int) {
+            }
+        }
+        EXPECT_EQ(order, "abcabca") << byException;
+    }
+}
+
+/// Of two sources that are ready together the first to be served does something to the other.
+void expectServedAlone(const std::function<void(TestSource& other)>& act)
+{
+    int served = 0;
+    const Pipe pipes[2];
+    TestSource* others[2] = {};
+    const auto serve = [&](int own) {
+        pipes[own].take();
+        ++served;
+        act(*others[1 - own]);
+        CFRunLoopWakeUp(CFRunLoopGetCurrent());
+    };
+    DescriptorSource first(pipes[0].reader(), [&] { serve(0); });
+    DescriptorSource second(pipes[1].reader(), [&] { serve(1); });
+    const Pipe never;
+    DescriptorSource keeper(never.reader(), [] {});
+    others[0] = &first;
+    others[1] = &second;
+    pipes[0].put('x');
+    pipes[1].put('x');
+    first.add();
+    second.add();
+    keeper.add();
+    CFRunLoopRunInMode(kCFRunLoopDefaultMode, 0.01, false);
+    EXPECT_EQ(served, 1);
+}
+
+TEST_F(CFRunLoop, ASourceThatLeavesAfterItWasFoundReadyIsNotServed)
+{
+    expectServedAlone([](TestSource& other) { other.remove(); });
+    expectServedAlone([](TestSource& other) { other.invalidate(); });
+    expectServedAlone([](TestSource& other) { qrx::cf::setRunLoopSourceDescriptor(other.get(), -1); });
+}
+
+TEST_F(CFRunLoop, WhatANestedRunServesTheOuterOneDoesNotServeAgain)
+{
+    std::string order;
+    const Pipe pipes[3];
+    DescriptorSource first(pipes[0].reader(), [&] {
+        order += "a(";
+        pipes[0].take();
+        EXPECT_EQ(passesWithWork(), 1);
+        order += ')';
+        pipes[2].put('x');
+    });
+    DescriptorSource second(pipes[1].reader(), [&] {
+        pipes[1].take();
+        order += 'b';
+    });
+    DescriptorSource last(pipes[2].reader(), [&] {
+        order += 'c';
+        CFRunLoopStop(CFRunLoopGetCurrent());
+    });
+    pipes[0].put('x');
+    pipes[1].put('x');
+    first.add();
+    second.add();
+    last.add();
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kDeadlineSeconds, false), kCFRunLoopRunStopped);
+    EXPECT_EQ(order, "a(b)c");
+}
+
+TEST_F(CFRunLoop, ASignalIsServedBetweenSourcesThatWereFoundTogether)
+{
+    std::string order;
+    const Pipe pipes[3];
+    const Pipe never;
+    DescriptorSource signalled(never.reader(), [&] { order += 's'; });
+    std::vector<std::unique_ptr<DescriptorSource>> sources;
+    for (const Pipe& pipe : pipes) {
+        pipe.put('x');
+        sources.push_back(std::make_unique<DescriptorSource>(pipe.reader(), [&] {
+            pipe.take();
+            order += 'd';
+            signalled.signal();
+            if (order.size() > 4) {
+                CFRunLoopStop(CFRunLoopGetCurrent());
+            }
+        }));
+        sources.back()->add();
+    }
+    signalled.add();
+    CFRunLoopRunInMode(kCFRunLoopDefaultMode, kDeadlineSeconds, false);
+    EXPECT_EQ(order, "dsdsd");
 }
 
 TEST_F(CFRunLoop, ASourceThatSignalsItselfDoesNotStarveADescriptor)

@@ -32,6 +32,54 @@ TEST(DescriptorSet, ReportsTheTokenOfAReadableMember)
     EXPECT_EQ(set.wait(Deadline::now()), std::nullopt);
 }
 
+/// Three pipes under the tokens 1 to 3, all readable.
+struct ReadablePipes {
+    ReadablePipes()
+    {
+        for (std::uint64_t token = 1; const Pipe& pipe : pipes) {
+            set.watch(pipe.reader(), token++);
+            pipe.put('x');
+        }
+    }
+
+    const Pipe pipes[3];
+    DescriptorSet set;
+};
+
+TEST(DescriptorSet, ALookMayFindSeveralMembersWhichAreThenGivenWithoutAnother)
+{
+    ReadablePipes readable;
+    EXPECT_EQ(readable.set.wait(Deadline::now(), DescriptorSet::Look::several), 1u);
+    for (const Pipe& pipe : readable.pipes) {
+        pipe.take(); // so that another look would find nothing
+    }
+    EXPECT_EQ(readable.set.takeFound(), 2u);
+    EXPECT_EQ(readable.set.takeFound(), 3u);
+    EXPECT_EQ(readable.set.takeFound(), std::nullopt);
+}
+
+TEST(DescriptorSet, ALookForOneFindsOneAndTheNextLookAnother)
+{
+    ReadablePipes readable;
+    for (const std::uint64_t token : {1u, 2u, 3u, 1u}) {
+        EXPECT_EQ(readable.set.wait(Deadline::now()), token);
+        EXPECT_EQ(readable.set.takeFound(), std::nullopt);
+    }
+}
+
+TEST(DescriptorSet, WhatIsDoubtedIsGivenAfterAnotherLookOnlyAndThenBeforeOthers)
+{
+    for (const auto look : {DescriptorSet::Look::one, DescriptorSet::Look::several}) {
+        ReadablePipes readable;
+        readable.set.wait(Deadline::now(), DescriptorSet::Look::several);
+        readable.pipes[1].take();
+        readable.set.doubtFound();
+        EXPECT_EQ(readable.set.takeFound(), std::nullopt);
+        EXPECT_EQ(readable.set.wait(Deadline::now(), look), 3u) << "2 is not readable any more, 1 was given";
+        EXPECT_EQ(readable.set.takeFound(), 1u);
+    }
+}
+
 TEST(DescriptorSet, ASecondMembershipOfADescriptorHasADuplicateOfItsOwn)
 {
     const Pipe pipe;

@@ -1,5 +1,8 @@
-/// A pass of a run: fire the version-0 sources that are signalled, in their order; then wait for one version-1 source,
-/// or only look if something has been fired or the loop was woken, and fire it; then see whether the run is over.
+/// A pass of a run: fire the version-0 sources that are signalled, in their order; then fire one version-1 source; then
+/// see whether the run is over. The version-1 source is the next of those that the last look at the descriptors has
+/// found. If none of them is left, the pass waits for one, or only looks if something has been fired or the loop was
+/// woken. A look finds several sources only for a run that may serve several, and what it has found is looked for again
+/// after a run, which leaves to the application's code what may become of it, nested runs included.
 ///
 /// Waking costs a write to an event descriptor only if the loop's thread may be waiting, or somebody else waits for the
 /// loop's descriptor. A callback that wakes or signals in its own loop only leaves a note, which the next pass sees;
@@ -54,7 +57,12 @@ void requireMode(CFStringRef mode, const char* function)
 /// Made with the mutex held. Its end needs it too, and takes it where a callback's exception has left it free.
 class __CFRunLoop::Run {
 public:
-    Run(__CFRunLoop& loop, Lock& lock) : _loop(loop), _lock(lock), _outer(std::exchange(loop._innermost, this)) {}
+    Run(__CFRunLoop& loop, RunLoopMode& mode, bool servesOne, Lock& lock)
+        : _look(servesOne ? DescriptorSet::Look::one : DescriptorSet::Look::several), _loop(loop), _mode(mode),
+          _lock(lock), _outer(std::exchange(loop._innermost, this))
+    {
+        _mode.doubtFound(); // by whatever the application has done since
+    }
     Run(const Run&) = delete;
     Run& operator=(const Run&) = delete;
     ~Run()
@@ -63,15 +71,20 @@ public:
             _lock.lock();
         }
         _loop._innermost = _outer;
+        if (_outer != nullptr) {
+            _outer->_mode.doubtFound(); // this run may have served it
+        }
         if (_outer == nullptr && (_loop._woken || _loop.defaultMode().hasDue())) {
             _loop.wake();
         }
     }
 
     bool _stopped = false; ///< under the mutex
+    const DescriptorSet::Look _look;
 
 private:
     __CFRunLoop& _loop;
+    RunLoopMode& _mode;
     Lock& _lock;
     Run* const _outer;
 };
@@ -225,14 +238,17 @@ Reference<CFRunLoopSourceRef> __CFRunLoop::takeVersion1(RunLoopMode& mode, const
     if (mode.isSignalsTurn()) {
         return mode.takeSignalled();
     }
-    const bool onlyLook = woken || mode.hasSignalled() || mode.empty() || _innermost->_stopped;
-    lock.unlock();
-    const auto token = mode.wait(onlyLook ? Deadline::now() : deadline);
-    lock.lock();
-    if (token == RunLoopMode::kWakeToken) {
-        takeWake();
-    } else if (token) {
-        if (auto source = mode.takeReported(*token)) {
+    auto token = mode.takeFound();
+    if (!token) {
+        const bool onlyLook = woken || mode.hasSignalled() || mode.empty() || _innermost->_stopped;
+        lock.unlock();
+        token = mode.wait(onlyLook ? Deadline::now() : deadline, _innermost->_look);
+        lock.lock();
+    }
+    for (; token; token = mode.takeFound()) {
+        if (*token == RunLoopMode::kWakeToken) {
+            takeWake();
+        } else if (auto source = mode.takeReported(*token)) {
             return source;
         }
     }
@@ -262,7 +278,7 @@ SInt32 __CFRunLoop::run(CFStringRef modeName, const Deadline& deadline, bool ret
         }
         return kCFRunLoopRunFinished;
     }
-    const Run run(*this, lock);
+    const Run run(*this, *mode, returnAfterSourceHandled, lock);
     for (;;) {
         requireOwnProcess();
         requireWake();

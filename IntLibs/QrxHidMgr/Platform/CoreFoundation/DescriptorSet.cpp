@@ -1,8 +1,10 @@
 #include "DescriptorSet.h"
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <limits>
+#include <span>
 #include <system_error>
 
 #include <fcntl.h>
@@ -13,10 +15,6 @@
 namespace qrx::cf {
 
 namespace {
-
-/// Exactly one at a time: asked for fewer than are ready, epoll goes round through them (epoll_wait(2), "round robin"),
-/// so what is not served now comes before what was.
-constexpr int kEventsAtOnce = 1;
 
 /// The kernel's own form of a time, 64 bits wide everywhere.
 struct KernelTime {
@@ -34,20 +32,33 @@ int roundedMs(std::chrono::nanoseconds remaining)
 }
 
 /// Waits with nanoseconds where the kernel can (5.11); some sandboxes refuse unknown calls with EPERM.
-int timedWait(int epollFd, epoll_event& event, std::chrono::nanoseconds remaining)
+int timedWait(int epollFd, std::span<epoll_event> events, std::chrono::nanoseconds remaining)
 {
 #ifdef SYS_epoll_pwait2
+    const int most = static_cast<int>(events.size());
     if (sm_HasPreciseWait.load(std::memory_order_relaxed)) {
         constexpr std::int64_t kNsPerSecond = 1'000'000'000;
         const KernelTime time{remaining.count() / kNsPerSecond, remaining.count() % kNsPerSecond};
-        const long count = ::syscall(SYS_epoll_pwait2, epollFd, &event, kEventsAtOnce, &time, nullptr, std::size_t{0});
+        const long count = ::syscall(SYS_epoll_pwait2, epollFd, events.data(), most, &time, nullptr, std::size_t{0});
         if (count >= 0 || (errno != ENOSYS && errno != EPERM)) {
             return static_cast<int>(count);
         }
         sm_HasPreciseWait.store(false, std::memory_order_relaxed);
     }
 #endif
-    return ::epoll_wait(epollFd, &event, kEventsAtOnce, roundedMs(remaining));
+    return ::epoll_wait(epollFd, events.data(), most, roundedMs(remaining));
+}
+
+/// A look that does not wait. As a plain system call where there is one: that of the C library also asks whether the
+/// thread is to be cancelled (54 instructions), and a look is no place for that.
+int lookNow(int epollFd, std::span<epoll_event> events)
+{
+    const int most = static_cast<int>(events.size());
+#ifdef SYS_epoll_wait
+    return static_cast<int>(::syscall(SYS_epoll_wait, epollFd, events.data(), most, 0));
+#else
+    return ::epoll_wait(epollFd, events.data(), most, 0);
+#endif
 }
 
 } // namespace
@@ -97,25 +108,56 @@ void DescriptorSet::unwatch(int watched, int descriptor)
     }
 }
 
-std::optional<std::uint64_t> DescriptorSet::wait(const Deadline& deadline)
+std::optional<std::uint64_t> DescriptorSet::wait(const Deadline& deadline, Look looks)
 {
-    epoll_event event{};
+    if (_nextFound < _foundCount) {
+        lookForOwed(deadline);
+    } else {
+        // Asked for fewer than are ready, epoll goes round through them (epoll_wait(2), "round robin"): what is not
+        // found now comes before what was.
+        look(deadline, looks == Look::one ? 1 : kMostFound);
+    }
+    return takeFound();
+}
+
+void DescriptorSet::look(const Deadline& deadline, std::size_t most)
+{
+    const auto events = std::span(_found).first(most);
     const auto remaining = deadline.remaining();
     int count = 0;
-    if (remaining && *remaining > std::chrono::nanoseconds::zero()) {
-        count = timedWait(_epoll.get(), event, *remaining);
+    if (!remaining) {
+        count = ::epoll_wait(_epoll.get(), events.data(), static_cast<int>(most), -1);
+    } else if (*remaining > std::chrono::nanoseconds::zero()) {
+        count = timedWait(_epoll.get(), events, *remaining);
     } else {
-        count = ::epoll_wait(_epoll.get(), &event, kEventsAtOnce, remaining ? 0 : -1);
+        count = lookNow(_epoll.get(), events);
     }
+    _foundCount = static_cast<std::size_t>(std::max(count, 0));
+    _nextFound = 0;
+    _isFoundDoubtful = false;
     if (count < 0 && errno != EINTR) {
         const int error = errno;
         _epoll.release(); // the number is nobody's now, or somebody else's
         throw std::system_error(error, std::generic_category(), "the descriptor of a run loop was closed by others");
     }
-    if (count != 1) {
-        return std::nullopt;
+}
+
+/// Members that were found, but not given, come before others. To epoll they are as good as given.
+void DescriptorSet::lookForOwed(const Deadline& deadline)
+{
+    const Found before = _found;
+    const auto owed = std::span(before).first(_foundCount).subspan(_nextFound);
+    look(deadline, kMostFound);
+    auto* place = _found.data();
+    auto* const end = _found.data() + _foundCount;
+    for (const epoll_event& event : owed) {
+        auto* const at =
+            std::find_if(place, end, [&event](const epoll_event& found) { return tokenOf(found) == tokenOf(event); });
+        if (at != end) {
+            std::rotate(place, at, at + 1);
+            ++place;
+        }
     }
-    return std::uint64_t{event.data.u64};
 }
 
 } // namespace qrx::cf

@@ -6,14 +6,19 @@
 #include "Base/ProcessMark.h"
 #include "Deadline.h"
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
+
+#include <sys/epoll.h>
 
 namespace qrx::cf {
 
 /// An epoll instance. Level-triggered: a descriptor is reported as long as it is readable or in a state of error. The
-/// members are reported in turn, so that none starves. watch and unwatch may be called from any thread, wait and close
-/// by the owning thread alone. A child that fork made cannot change or wait for its parent's set, only close it.
+/// members are reported in turn, so that none starves: one look at the set may find several members, which are reported
+/// one after the other before the next look. watch and unwatch may be called from any thread, the others by the owning
+/// thread alone. A child that fork made cannot change or wait for its parent's set, only close it.
 class DescriptorSet {
 public:
     /// Throws std::system_error if the system has no descriptor left.
@@ -31,15 +36,43 @@ public:
     /// `watched` is a result of watch for `descriptor`.
     void unwatch(int watched, int descriptor);
 
-    /// Waits for the next member that is readable: one system call. Nothing if the deadline passes first, or if a
-    /// signal interrupts. Throws std::system_error if somebody else has closed the set's descriptor.
-    std::optional<std::uint64_t> wait(const Deadline& deadline);
+    /// How many members a look may find.
+    enum class Look { one, several };
+
+    /// The next member that the last look has found; nothing if there is none. No system call.
+    std::optional<std::uint64_t> takeFound()
+    {
+        return _nextFound < _foundCount && !_isFoundDoubtful ? std::optional(tokenOf(_found[_nextFound++]))
+                                                             : std::nullopt;
+    }
+    /// Looks for readable members until there are some, and reports the first: one system call. Nothing if the deadline
+    /// passes first, or if a signal interrupts. What the last look has found and takeFound has not given is forgotten.
+    /// Throws std::system_error if somebody else has closed the set's descriptor.
+    std::optional<std::uint64_t> wait(const Deadline& deadline, Look look = Look::one);
+    /// What the last look has found may not be so any more. It is not given before another look has found it again, and
+    /// then before all else.
+    void doubtFound() { _isFoundDoubtful = true; }
 
     void close() { _epoll = platform::FileDescriptor(); }
 
 private:
+    /// Members that one look may find. More would delay what a signal or a wake asks for; the cost of a look is shared
+    /// by then.
+    static constexpr std::size_t kMostFound = 16;
+
+    using Found = std::array<epoll_event, kMostFound>;
+
+    static std::uint64_t tokenOf(const epoll_event& event) { return event.data.u64; }
+    void look(const Deadline& deadline, std::size_t most);
+    void lookForOwed(const Deadline& deadline);
+
     platform::FileDescriptor _epoll;
     const platform::ProcessMark _process;
+    // Of the owning thread. What the last look has found; those before _nextFound were given.
+    Found _found;
+    std::size_t _nextFound = 0;
+    std::size_t _foundCount = 0;
+    bool _isFoundDoubtful = false;
 };
 
 } // namespace qrx::cf

@@ -14,8 +14,8 @@
 
 namespace qrx::cf {
 
-/// It lives as long as its loop. All but wait and name is called under sm_RunLoopMutex. A member is retained by whoever
-/// adds it (the loop), not here.
+/// It lives as long as its loop. Where nothing else is said it is called under sm_RunLoopMutex. A member is retained by
+/// whoever adds it (the loop), not here.
 class RunLoopMode {
 public:
     /// What wait reports when the loop was woken.
@@ -24,6 +24,7 @@ public:
     /// Throws std::system_error if the system has no descriptor left.
     RunLoopMode(CFStringRef name, int wakeFd);
 
+    /// Needs no mutex.
     CFStringRef name() const { return _name.get(); }
     bool empty() const { return _version0.empty() && _version1Count == 0; }
     /// Readable while a member's descriptor is, or the loop is woken. -1 once closed.
@@ -62,8 +63,14 @@ public:
     /// As above, the member that a token of wait names; nothing if it has left.
     Reference<CFRunLoopSourceRef> takeReported(std::uint64_t token);
 
-    /// The token of the next descriptor that is readable. Without the mutex, on the loop's thread.
-    std::optional<std::uint64_t> wait(const Deadline& deadline) { return _descriptors.wait(deadline); }
+    // On the loop's thread, with the mutex or without it; wait is for a time without it. As those of DescriptorSet.
+
+    std::optional<std::uint64_t> takeFound() { return _descriptors.takeFound(); }
+    std::optional<std::uint64_t> wait(const Deadline& deadline, DescriptorSet::Look look)
+    {
+        return _descriptors.wait(deadline, look);
+    }
+    void doubtFound() { _descriptors.doubtFound(); }
 
     /// On the loop's thread, at its end; nothing is reported any more.
     void close() { _descriptors.close(); }
