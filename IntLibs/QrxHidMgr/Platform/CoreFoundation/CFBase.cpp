@@ -95,6 +95,14 @@ Type typeOf(CFTypeRef reference, const char* function)
     return static_cast<const Object*>(reference)->_type;
 }
 
+void endLastReference(const Object& object, std::int32_t before)
+{
+    if (before < 1) {
+        fail("CFRelease", "the object has been released more often than retained");
+    }
+    operationsOf(object._type).destroy(const_cast<Object*>(&object));
+}
+
 void countLiveObject(Type type, long change)
 {
     auto& counter = type == Type::runLoop ? sm_LiveRunLoops : sm_LiveObjects;
@@ -118,23 +126,15 @@ using namespace qrx::cf;
 CFTypeRef CFRetain(CFTypeRef object)
 {
     if (const Object* counted = countedObject(object, "CFRetain")) {
-        counted->_count.fetch_add(1, std::memory_order_relaxed);
+        retainObject(*counted);
     }
     return object;
 }
 
 void CFRelease(CFTypeRef object)
 {
-    const Object* counted = countedObject(object, "CFRelease");
-    if (counted == nullptr) {
-        return;
-    }
-    // The last release must see what every other holder did with the object.
-    const std::int32_t before = counted->_count.fetch_sub(1, std::memory_order_acq_rel);
-    if (before == 1) {
-        operationsOf(counted->_type).destroy(const_cast<Object*>(counted));
-    } else if (before < 1) [[unlikely]] {
-        fail("CFRelease", "the object has been released more often than retained");
+    if (const Object* counted = countedObject(object, "CFRelease")) {
+        releaseObject(*counted);
     }
 }
 

@@ -56,7 +56,7 @@ private:
     void requireOwnProcess() const;
     void arm();
     bool takeWake();
-    using Lock = std::unique_lock<std::mutex>;
+    using Lock = std::unique_lock<qrx::cf::ShortMutex>;
     // With the mutex, which they let go while something else runs.
     bool fireVersion0(qrx::cf::RunLoopMode& mode, bool onlyOne, Lock& lock);
     bool fireIfStillDue(CFRunLoopSourceRef source, const qrx::cf::RunLoopMode& mode, Lock& lock);

@@ -108,6 +108,30 @@ Type typeOf(CFTypeRef reference, const char* function);
 
 void countLiveObject(Type type, long change);
 
+/// Destroys an object whose count fell from `before` to 0. Ends the process if there was no reference to give back.
+void endLastReference(const Object& object, std::int32_t before);
+
+/// CFRetain of an object that is surely one of ours.
+inline void retainObject(const Object& object)
+{
+    if (!object.has(kImmortal)) {
+        object._count.fetch_add(1, std::memory_order_relaxed);
+    }
+}
+
+/// CFRelease of an object that is surely one of ours.
+inline void releaseObject(const Object& object)
+{
+    if (object.has(kImmortal)) {
+        return;
+    }
+    // The last release must see what every other holder did with the object.
+    const std::int32_t before = object._count.fetch_sub(1, std::memory_order_acq_rel);
+    if (before <= 1) [[unlikely]] {
+        endLastReference(object, before);
+    }
+}
+
 /// Makes a T with `trailingBytes` behind it, in one allocation. The caller owns one reference.
 template <class T, class... Arguments>
 T* create(std::size_t trailingBytes, Arguments&&... arguments)

@@ -2,13 +2,16 @@
 
 /// One reference of ours to an object, given back at the end of the scope: also when a callback throws.
 
+#include "Object.h"
+
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <utility>
 
 namespace qrx::cf {
 
-/// T is a Ref type. Adopting takes over a reference that is owned already, retaining makes one.
+/// T is the Ref type of objects that are always in memory (no numbers). Adopting takes over a reference that is owned
+/// already, retaining makes one.
 template <class T>
 class Reference {
 public:
@@ -16,7 +19,7 @@ public:
     static Reference adopting(T object) { return Reference(object); }
     static Reference retaining(T object)
     {
-        CFRetain(object);
+        retainObject(*static_cast<const Object*>(CFTypeRef(object)));
         return Reference(object);
     }
     Reference(Reference&& other) noexcept : _object(std::exchange(other._object, nullptr)) {}
@@ -28,7 +31,7 @@ public:
     ~Reference()
     {
         if (_object != nullptr) {
-            CFRelease(_object);
+            releaseObject(*static_cast<const Object*>(CFTypeRef(_object)));
         }
     }
 
