@@ -28,6 +28,8 @@ RULES = {
     "Headers": ((), ("Headers",)),
     "Sources": ((), ("Headers", "Sources")),
     "Sources/mac": ((PUBLISHED,), ("Headers", "Sources", "Sources/mac")),
+    "Additions": ((PUBLISHED,), ("Additions", "Headers", "Sources", "Sources/mac", "Platform/HID")),
+    "Additions/platform": ((PUBLISHED,), ("Additions", "Platform/IOKit")),
     "Platform/Base": ((SYSTEM,), ("Platform/Base",)),
     "Platform/HID": ((), ("Platform/HID",)),
     "Platform/Provider": ((SYSTEM,), ("Platform/Provider", "Platform/Base")),

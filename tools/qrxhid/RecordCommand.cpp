@@ -4,6 +4,7 @@
 #include "DeviceDescription.h"
 #include "DeviceSession.h"
 #include "InputListener.h"
+#include "LossWatch.h"
 #include "Notice.h"
 #include "Playback.h"
 #include "RecordingOutput.h"
@@ -45,6 +46,7 @@ private:
     void play();
     void step();
     void drain();
+    void tellLosses();
     bool isPresent() const;
     bool isOver() const { return _isEnough || _signals.hasSignal() || !_output.stream() || Clock::now() >= _end; }
     int millisecondsLeft() const;
@@ -55,6 +57,7 @@ private:
     SignalWatch _signals;
     DeviceHandle _device;
     QrxRecording _recording;
+    LossWatch _losses;
     std::size_t _lastInterface = 0;
     std::optional<Clock::time_point> _firstEvent;
     Clock::time_point _end = Clock::time_point::max();
@@ -150,6 +153,7 @@ void Record::takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNum
     event.bytes = bytes;
     _recording.writeEvent(_output.stream(), event, _lastInterface);
     _output.keep();
+    _losses.noteReport(interfaceNumber);
     ++_reports;
     _isEnough = _options.count && _reports >= *_options.count;
 }
@@ -188,11 +192,23 @@ void Record::play()
 void Record::step()
 {
     QrxRunLoop::current().runOnce(0);
+    tellLosses();
 }
 
 void Record::drain()
 {
     while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
+        tellLosses();
+    }
+}
+
+/// Also where the recording has the hole: whoever plays it should know.
+void Record::tellLosses()
+{
+    for (const LossWatch::Loss& loss : _losses.look(*_device)) {
+        notice(lossText(loss));
+        _output.stream() << "# " << lossText(loss) << std::endl;
+        _output.keep();
     }
 }
 

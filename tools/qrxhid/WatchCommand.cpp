@@ -27,6 +27,7 @@ private:
     struct Known {
         unsigned int number;
         DeviceHandle device;
+        LossWatch losses;
     };
 
     void add(const char* event, const DeviceHandle& device);
@@ -39,6 +40,7 @@ private:
     void unplugRecorded();
     bool step();
     void drain();
+    void tellLosses();
     void noteRemovals();
     static void takeLastReports();
     bool isOver() const { return _isEnough || _signals.hasSignal() || !_out; }
@@ -87,7 +89,7 @@ ExitStatus Watch::run()
 void Watch::add(const char* event, const DeviceHandle& device)
 {
     const unsigned int number = ++_lastNumber;
-    _known.push_back({number, device});
+    _known.push_back({number, device, {}});
     _printer.writeDevice(event, number, *device);
     device->setDelegate(
         new InputListener([this, number](QrxHIDDevice& sender, const std::vector<std::uint8_t>& bytes,
@@ -102,6 +104,7 @@ void Watch::takeReport(unsigned int number, QrxHIDDevice& device, const std::vec
         return;
     }
     _printer.writeReport(number, device, bytes, interfaceNumber);
+    std::ranges::find(_known, number, &Known::number)->losses.noteReport(interfaceNumber);
     ++_reports;
     _isEnough = _options.count && _reports >= *_options.count;
 }
@@ -157,6 +160,7 @@ void Watch::unplugRecorded()
 bool Watch::step()
 {
     const bool wasHandled = QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled;
+    tellLosses();
     noteRemovals();
     return wasHandled;
 }
@@ -164,6 +168,16 @@ bool Watch::step()
 void Watch::drain()
 {
     while (step()) {
+    }
+}
+
+/// After a turn, in which all that waited in a queue has been handed on: what is missing would follow here.
+void Watch::tellLosses()
+{
+    for (Known& known : _known) {
+        for (const LossWatch::Loss& loss : known.losses.look(*known.device)) {
+            _printer.writePossibleLoss(known.number, loss);
+        }
     }
 }
 
@@ -175,6 +189,7 @@ void Watch::noteRemovals()
         return;
     }
     takeLastReports();
+    tellLosses();
     const std::vector<DeviceHandle> present = _session.devices();
     for (auto known = _known.begin(); known != _known.end();) {
         const bool isPresent =

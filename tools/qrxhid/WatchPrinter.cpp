@@ -78,4 +78,17 @@ void WatchPrinter::writeReport(unsigned int number, const QrxHIDDevice& device, 
     _out.flush();
 }
 
+void WatchPrinter::writePossibleLoss(unsigned int number, const LossWatch::Loss& loss)
+{
+    if (_isJson) {
+        nlohmann::ordered_json json = eventJson("possibleLoss", number);
+        json["interface"] = loss.interfaceNumber;
+        json["count"] = loss.count;
+        _out << jsonText(json, false);
+    } else {
+        _out << padded("loss?", kEventWidth) << " #" << number << "  " << lossText(loss) << "\n";
+    }
+    _out.flush();
+}
+
 } // namespace qrxhid

@@ -2,6 +2,7 @@
 
 #include "ChangeFilter.h"
 #include "CommandLine.h"
+#include "LossWatch.h"
 
 #include "QrxHIDDevice.h"
 
@@ -25,6 +26,9 @@ public:
 
     void writeReport(unsigned int number, const QrxHIDDevice& device, const std::vector<std::uint8_t>& bytes,
                      int interfaceNumber);
+
+    /// Behind the reports after which others may be missing.
+    void writePossibleLoss(unsigned int number, const LossWatch::Loss& loss);
 
 private:
     nlohmann::ordered_json eventJson(const char* event, unsigned int number) const;

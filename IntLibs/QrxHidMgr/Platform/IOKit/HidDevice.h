@@ -111,6 +111,14 @@ public:
     /// not ask). `origin`: the queue whose source is served; null for the device's own.
     bool pump(HidQueue* origin);
 
+    // --- for applications ---
+
+    /// As HIDChannel::possibleLosses; no value while the device is not open.
+    std::optional<std::uint64_t> possibleLosses() const
+    {
+        return _channel ? std::optional(_channel->possibleLosses()) : std::nullopt;
+    }
+
     // --- for the end of the device ---
 
     bool isOf(const DeviceRecord& record) const { return &_entry->record() == &record; }

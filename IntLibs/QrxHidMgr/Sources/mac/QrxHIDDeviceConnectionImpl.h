@@ -66,6 +66,9 @@ public:
     virtual uint32_t getOutputReportSize() const;
     virtual uint32_t getFeatureReportSize() const;
 
+    /// The driver's device interface, borrowed, or null.
+    IOHIDDeviceInterface122** _borrowedDeviceInterface() const { return _deviceInterface; }
+
 private:
     bool _startQueue();
     void _addReportElements(CFArrayRef elements);

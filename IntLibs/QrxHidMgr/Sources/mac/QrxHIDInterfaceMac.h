@@ -69,6 +69,8 @@ public:
 
     /// The parent, borrowed, or null: as _getParent, without a handle.
     QrxDeviceTreeNode* _borrowedParent() const { return _parent; }
+    /// The connection, borrowed, or null.
+    _QrxHIDDeviceConnectionImpl* _borrowedConnection() const { return _connection.get(); }
 
 private:
     void _adoptConnection(const mis::swizzler<_QrxHIDDeviceConnectionImpl>& connection);

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <IOKit/hid/IOHIDLib.h>
+
+#include <cstdint>
+#include <system_error>
+
+namespace qrx {
+
+/// As QrxGetPossibleLosses, for a driver's device interface. Each ground has its own: see the folders.
+std::uint64_t possibleLosses(IOHIDDeviceInterface122** driver, std::error_code& error);
+
+} // namespace qrx
