@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <iterator>
 
 namespace qrx::platform {
 
@@ -36,9 +37,8 @@ constexpr Range kHidden[] = {{0x0000, 0x001F},   // C0
 bool isHidden(char32_t character)
 {
     // The last two of every plane are noncharacters.
-    return (character & 0xFFFEU) == 0xFFFEU || std::ranges::any_of(kHidden, [character](const Range& range) {
-               return character >= range.first && character <= range.last;
-           });
+    const auto holds = [character](const Range& range) { return character >= range.first && character <= range.last; };
+    return (character & 0xFFFEU) == 0xFFFEU || std::any_of(std::begin(kHidden), std::end(kHidden), holds);
 }
 
 std::string escape(const char* form, unsigned int number)

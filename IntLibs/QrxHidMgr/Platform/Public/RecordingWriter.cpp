@@ -55,8 +55,8 @@ bool fitsLine(std::string_view text)
 
 std::string oneLine(std::string text)
 {
-    std::ranges::replace(text, '\n', ' ');
-    std::ranges::replace(text, '\r', ' ');
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    std::replace(text.begin(), text.end(), '\r', ' ');
     return text;
 }
 
