@@ -1,6 +1,7 @@
 #include "QrxRunLoop.h"
 #include "QrxVirtualDevice.h"
 
+#include "CoreFoundation/LiveObjects.h"
 #include "DescriptorLimit.h"
 #include "RecordingRegistry.h"
 
@@ -54,6 +55,26 @@ TEST(QrxRunLoop, FinishesWhenNothingCouldHappen)
 {
     EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().run());
     EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runOnce(kDeadlineSeconds));
+}
+
+TEST(QrxRunLoop, ACopyAndAnAssignedHandleAreTheSameLoopAndKeepIt)
+{
+    std::optional<QrxRunLoop> other;
+    std::thread([&] { other = QrxRunLoop::current(); }).join();
+    QrxRunLoop here = QrxRunLoop::current();
+    const int descriptor = here.fileDescriptor();
+    const QrxRunLoop copy = here;
+    EXPECT_EQ(descriptor, copy.fileDescriptor());
+    const QrxRunLoop& itself = here;
+    here = itself;
+    EXPECT_EQ(descriptor, here.fileDescriptor());
+    const long loops = qrx::cf::liveRunLoops();
+    here = *other;
+    other.reset();
+    EXPECT_EQ(loops, qrx::cf::liveRunLoops()) << "the assigned handle keeps it";
+    here = copy;
+    EXPECT_EQ(loops - 1, qrx::cf::liveRunLoops());
+    EXPECT_EQ(descriptor, here.fileDescriptor());
 }
 
 TEST(QrxRunLoop, StopsFromACallback)
