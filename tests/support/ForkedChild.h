@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdio>
 #include <cstdlib>
 #include <exception>
 #include <functional>
@@ -20,6 +21,8 @@ inline int runInChild(const std::function<void()>& action, ChildEnd end = ChildE
 {
     constexpr unsigned kMostSeconds = 20;
     constexpr int kThrew = 70;
+    // What is still to be written would be written twice.
+    std::fflush(nullptr);
     const pid_t child = ::fork();
     if (child < 0) {
         throw std::runtime_error("fork");

@@ -369,7 +369,7 @@ void Provider::refresh(qrx::platform::RegistrySink&)
 int Provider::startWatching(qrx::platform::RegistrySink&)
 {
     callLog().add("startWatching");
-    if (faults().isDue("startWatching")) {
+    if (faults().isDue("startWatching") || !canWatch) {
         return -1;
     }
     const std::lock_guard guard(_mutex);

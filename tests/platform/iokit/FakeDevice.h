@@ -125,6 +125,8 @@ public:
 
     void queue(std::function<void()> action);
     bool isWatching() const { return _isWatching; }
+    /// While it is false, startWatching fails.
+    std::atomic<bool> canWatch{true};
 
 private:
     void runActions();

@@ -1,6 +1,8 @@
+#include "DescriptorLimit.h"
 #include "Observer.h"
 
 #include <stdexcept>
+#include <system_error>
 
 using NotificationPortTest = IOKitTest;
 
@@ -123,6 +125,62 @@ TEST_F(NotificationPortTest, APortWithoutWatchingStillSeesDevicesThatPublishThem
     runDue();
     EXPECT_EQ("|+c077", observer.take());
     mouse.unplug();
+}
+
+TEST_F(NotificationPortTest, AProviderThatCannotWatchIsAskedAgainUntilItCan)
+{
+    fake::provider().canWatch = false;
+    Observer first;
+    Observer second;
+    fake::Device mouse = fake::makeMouse();
+    fake::provider().queue([&] { mouse.plug(); });
+    fake::callLog().take();
+    ASSERT_TRUE(runUntil([] { return fake::callLog().take().find("startWatching") != std::string::npos; }));
+    EXPECT_FALSE(fake::provider().isWatching());
+    fake::provider().canWatch = true;
+    ASSERT_TRUE(runUntil([] { return fake::provider().isWatching(); }));
+    runDue();
+    EXPECT_EQ("|+c077", first.take());
+    EXPECT_EQ("|+c077", second.take());
+    mouse.unplug();
+}
+
+TEST_F(NotificationPortTest, AnEnumerationIsAnotherTryForAProviderThatCouldNotWatch)
+{
+    fake::provider().canWatch = false;
+    const Observer observer;
+    fake::provider().canWatch = true;
+    for (const io_object_t service : servicesOf("IOService")) {
+        IOObjectRelease(service);
+    }
+    EXPECT_TRUE(fake::provider().isWatching());
+}
+
+TEST_F(NotificationPortTest, NobodyIsAskedAgainOnceNobodyObserves)
+{
+    fake::provider().canWatch = false;
+    Observer staying("IOService");
+    {
+        const Observer leaving;
+    }
+    staying.stop();
+    fake::callLog().take();
+    fake::provider().canWatch = true;
+    for (const io_object_t service : servicesOf("IOService")) {
+        IOObjectRelease(service);
+    }
+    EXPECT_EQ("refresh\n", fake::callLog().take());
+}
+
+TEST_F(NotificationPortTest, WithoutADescriptorThereIsNoPortUntilThereIsOneAgain)
+{
+    for (const std::size_t free : {0u, 1u, 2u}) {
+        const DescriptorLimit limit(free);
+        EXPECT_THROW(IONotificationPortCreate(kIOMasterPortDefault), std::system_error) << free;
+    }
+    IONotificationPortRef port = IONotificationPortCreate(kIOMasterPortDefault);
+    EXPECT_NE(nullptr, IONotificationPortGetRunLoopSource(port));
+    IONotificationPortDestroy(port);
 }
 
 TEST_F(NotificationPortTest, AFailedObservationLeavesNothingBehind)

@@ -1,6 +1,7 @@
 #include "QrxRunLoop.h"
 #include "QrxVirtualDevice.h"
 
+#include "ForkedChild.h"
 #include "RecordingRegistry.h"
 
 #include <gtest/gtest.h>
@@ -109,6 +110,24 @@ TEST_F(QrxRecordingPlayerTest, KeepsThePaceOfTheRecordingTimesTheFactor)
     takeAll();
     EXPECT_EQ(5u, _reports.size());
     EXPECT_GE(seconds, 0.08) << "four steps of 40 ms, twice as fast";
+}
+
+TEST_F(QrxRecordingPlayerTest, PlaysOnWhenAChildMadeByForkStopsIt)
+{
+    const QrxRecording recording = recordingOf(5, 10'000);
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRecordingPlayer player(recording, device);
+    player.start(1);
+    EXPECT_EQ(runInChild([&] {
+                  player.stop();
+                  device.unplug();
+                  _channel.reset();
+              }),
+              0);
+    ASSERT_TRUE(playToEnd(player));
+    takeAll();
+    EXPECT_EQ(5u, _reports.size());
 }
 
 TEST_F(QrxRecordingPlayerTest, TheFinishedHandlerMayDestroyThePlayer)

@@ -1,27 +1,40 @@
 #pragma once
 
 #include "Base/FileDescriptor.h"
+#include "Base/ProcessMark.h"
 
 namespace qrx::iokit {
 
-/// An epoll descriptor: readable while any descriptor of its set is.
+/// An epoll descriptor: readable while any descriptor of its set is, and once a second while something could not be
+/// watched. A child that fork made leaves its parent's set and timer as they are.
 class EpollSet {
 public:
-    /// Without a free descriptor in the process it stays empty for good; the failure is told on standard error.
+    /// Throws std::system_error without a free descriptor.
     EpollSet();
 
-    /// -1 if it could not be made.
     int descriptor() const { return _epoll.get(); }
 
-    /// Neither says anything about descriptors that are there already, are not there, or cannot be watched.
-    void watch(int fd);
+    /// False if the descriptor cannot be watched now. One that is there already, and -1, are no matter.
+    bool watch(int fd);
+    /// Says nothing about a descriptor that is not there.
     void forget(int fd);
 
+    // By one thread at a time.
+
+    /// From now on the set is readable from time to time, for another try; or no longer.
+    void setRetrying(bool isRetrying);
+    /// True if the time for one has come since the last call.
+    bool takeRetry();
+
     /// The set is empty from then on, and its descriptor gone.
-    void close() { _epoll = platform::FileDescriptor(); }
+    void close();
 
 private:
     platform::FileDescriptor _epoll;
+    /// Made with the set: when it is needed, no descriptor may be left.
+    platform::FileDescriptor _timer;
+    const platform::ProcessMark _process;
+    bool _isRetrying = false;
 };
 
 } // namespace qrx::iokit

@@ -4,6 +4,8 @@
 #include "Registry.h"
 
 #include <algorithm>
+#include <cerrno>
+#include <system_error>
 #include <utility>
 
 #include <sys/eventfd.h>
@@ -50,14 +52,13 @@ void releaseLink(const void* info)
 
 IONotificationPort::IONotificationPort() : _event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
-    _set.watch(_event.get());
+    if (!_event.isOpen() || !_set.watch(_event.get())) {
+        throw std::system_error(errno, std::generic_category(), "arrivals and removals cannot be waited for");
+    }
 }
 
 void IONotificationPort::makeSource()
 {
-    if (_set.descriptor() < 0 || _event.get() < 0) {
-        return;
-    }
     auto link = std::make_unique<Link>(Link{weak_from_this(), _set.descriptor()});
     CFRunLoopSourceContext1 context{};
     context.version = 1;
@@ -181,7 +182,7 @@ std::shared_ptr<qrx::iokit::Notification> IONotificationPort::firstDue(std::uint
 
 void IONotificationPort::wakeIfDue()
 {
-    if (firstDue(UINT64_MAX)) {
+    if (!_process.isInherited() && firstDue(UINT64_MAX)) {
         const std::uint64_t one = 1;
         [[maybe_unused]] const auto written = ::write(_event.get(), &one, sizeof one);
     }
@@ -189,14 +190,16 @@ void IONotificationPort::wakeIfDue()
 
 void IONotificationPort::forgetWake()
 {
-    std::uint64_t count = 0;
-    [[maybe_unused]] const auto taken = ::read(_event.get(), &count, sizeof count);
+    if (!_process.isInherited()) {
+        std::uint64_t count = 0;
+        [[maybe_unused]] const auto taken = ::read(_event.get(), &count, sizeof count);
+    }
 }
 
 void IONotificationPort::perform()
 {
     Registry& registry = Registry::instance();
-    registry.providers().handleEvents();
+    registry.providers().handleEvents(_set);
 
     CFRef<CFRunLoopSourceRef> source;
     std::uint64_t upTo = 0;

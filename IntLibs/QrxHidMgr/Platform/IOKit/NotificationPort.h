@@ -27,6 +27,7 @@ struct IONotificationPort : std::enable_shared_from_this<IONotificationPort> {
 public:
     using Notification = qrx::iokit::Notification;
 
+    /// Throws std::system_error without a free descriptor.
     IONotificationPort();
     IONotificationPort(const IONotificationPort&) = delete;
     IONotificationPort& operator=(const IONotificationPort&) = delete;
@@ -34,7 +35,7 @@ public:
 
     /// Makes the source, of which the port's user owns the one reference from then on; once, right after the port.
     void makeSource();
-    /// Null when the source has ended or could not be made.
+    /// Null when the source has ended.
     CFRunLoopSourceRef source() const { return _source; }
     /// Ends the source, if its user has not done so. Without the lock, on the user's thread.
     void dropSource();
@@ -81,6 +82,7 @@ private:
 
     qrx::iokit::EpollSet _set;
     qrx::platform::FileDescriptor _event;
+    const qrx::platform::ProcessMark _process;
     /// A weak link: the one reference may be released by the user, who only borrowed it. Cleared when the source ends.
     CFRunLoopSourceRef _source = nullptr;
     bool _isClosed = false;

@@ -23,6 +23,7 @@ void ProviderSet::refresh()
         return;
     }
     makeOnce();
+    watchMissing();
     for (const auto& provider : _providers) {
         provider->refresh(_sink);
     }
@@ -39,10 +40,11 @@ void ProviderSet::updateWatcher(EpollSet& set, const std::function<bool()>& isWa
         if (_isEnabled && !_isWatching) {
             startWatching();
         } else {
-            std::for_each(_descriptors.begin(), _descriptors.end(), [&set](int fd) { set.watch(fd); });
+            watchWith(set);
         }
     } else if (!isDue && isThere) {
         _watchers.erase(place);
+        set.setRetrying(false);
         std::for_each(_descriptors.begin(), _descriptors.end(), [&set](int fd) { set.forget(fd); });
         if (_watchers.empty() && _isWatching) {
             stopWatching();
@@ -55,12 +57,31 @@ void ProviderSet::startWatching()
     makeOnce();
     _isWatching = true;
     for (const auto& provider : _providers) {
-        const int fd = provider->startWatching(_sink);
-        _descriptors.push_back(fd);
-        for (EpollSet* watcher : _watchers) {
-            watcher->watch(fd);
+        _descriptors.push_back(provider->startWatching(_sink));
+    }
+    std::for_each(_watchers.begin(), _watchers.end(), [this](EpollSet* watcher) { watchWith(*watcher); });
+}
+
+void ProviderSet::watchMissing()
+{
+    if (std::find(_descriptors.begin(), _descriptors.end(), -1) == _descriptors.end()) {
+        return;
+    }
+    for (std::size_t index = 0; index < _descriptors.size(); ++index) {
+        if (_descriptors[index] < 0) {
+            _descriptors[index] = _providers[index]->startWatching(_sink);
         }
     }
+    std::for_each(_watchers.begin(), _watchers.end(), [this](EpollSet* watcher) { watchWith(*watcher); });
+}
+
+void ProviderSet::watchWith(EpollSet& watcher)
+{
+    bool isWhole = true;
+    for (const int fd : _descriptors) {
+        isWhole = watcher.watch(fd) && fd >= 0 && isWhole;
+    }
+    watcher.setRetrying(!isWhole);
 }
 
 void ProviderSet::stopWatching()
@@ -69,6 +90,7 @@ void ProviderSet::stopWatching()
     const std::vector<int> descriptors = std::move(_descriptors);
     _descriptors.clear();
     _isWatching = false;
+    std::for_each(_watchers.begin(), _watchers.end(), [](EpollSet* watcher) { watcher->setRetrying(false); });
     for (const int fd : descriptors) {
         for (EpollSet* watcher : _watchers) {
             watcher->forget(fd);
@@ -80,9 +102,13 @@ void ProviderSet::stopWatching()
     }
 }
 
-void ProviderSet::handleEvents()
+void ProviderSet::handleEvents(EpollSet& watcher)
 {
     const std::lock_guard guard(_mutex);
+    if (watcher.takeRetry()) {
+        watchMissing();
+        watchWith(watcher);
+    }
     for (std::size_t index = 0; index < _descriptors.size(); ++index) {
         pollfd state{_descriptors[index], POLLIN, 0};
         if (state.fd >= 0 && ::poll(&state, 1, 0) > 0) {

@@ -27,8 +27,9 @@ public:
     /// providers' watching, the last one ends it.
     void updateWatcher(EpollSet& set, const std::function<bool()>& isWanted);
 
-    /// Lets the providers whose descriptors are readable look at their events.
-    void handleEvents();
+    /// Lets the providers whose descriptors are readable look at their events. What could not be watched before is
+    /// tried again, if the watcher's set says that the time has come.
+    void handleEvents(EpollSet& watcher);
 
     void setEnabled(bool enabled);
 
@@ -36,6 +37,10 @@ private:
     void makeOnce();
     void startWatching();
     void stopWatching();
+    /// Another try for the providers that could not be watched.
+    void watchMissing();
+    /// Lets the set have all descriptors, and try again later while one is missing.
+    void watchWith(EpollSet& watcher);
 
     platform::RegistrySink& _sink;
     std::mutex _mutex;

@@ -46,6 +46,9 @@ bool WatchSet::followsRules() const
 
 std::vector<DeviceMonitor*> WatchSet::ready()
 {
+    if (_process.isInherited()) {
+        return {};
+    }
     std::array<epoll_event, kMostReady> events{};
     const int count = _calls.epollWait(_epoll.get(), events.data(), static_cast<int>(events.size()), 0);
     std::vector<DeviceMonitor*> monitors;
@@ -63,7 +66,7 @@ std::vector<DeviceMonitor*> WatchSet::ready()
 
 void WatchSet::setTimer(std::optional<Time> due)
 {
-    if (due == _due) {
+    if (due == _due || _process.isInherited()) {
         return;
     }
     itimerspec when{};

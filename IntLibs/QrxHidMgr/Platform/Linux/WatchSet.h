@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Base/ProcessMark.h"
 #include "DeviceMonitor.h"
 #include "SystemCalls.h"
 
@@ -11,7 +12,7 @@
 
 namespace qrx::platform {
 
-/// Several monitors and a timer behind one descriptor (epoll).
+/// Several monitors and a timer behind one descriptor (epoll). In a child that fork made they have nothing to say.
 class WatchSet {
 public:
     using Time = std::chrono::steady_clock::time_point;
@@ -40,6 +41,7 @@ private:
     OwnedFd _timer;
     OwnedFd _epoll;
     std::optional<Time> _due;
+    const ProcessMark _process;
 };
 
 } // namespace qrx::platform

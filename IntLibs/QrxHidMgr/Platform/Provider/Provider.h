@@ -69,7 +69,8 @@ public:
 
     /// Sends one report; returns when the device has taken or refused it. `bytes` are as the application gave them:
     /// those of a numbered report begin with `reportID`; those of an unnumbered one (`reportID` 0) are data from the
-    /// first byte on. May run foreign code (a virtual device's owner), which may unplug the device or drop this channel's owner.
+    /// first byte on. May run foreign code (a virtual device's owner), which may unplug the device or drop this
+    /// channel's owner.
     virtual Status setReport(ReportType type, std::uint32_t reportID, std::span<const std::uint8_t> bytes) = 0;
 
     /// Asks the device for a report. On success `size` is the number of bytes written to `buffer`, the number of a
@@ -174,7 +175,8 @@ public:
     virtual void refresh(RegistrySink& sink) = 0;
 
     /// Somebody observes from now on. Returns a descriptor that is readable while handleEvents has work (an epoll set
-    /// where several are watched), the provider's until stopWatching; -1 when arrivals cannot be watched at all.
+    /// where several are watched), the provider's until stopWatching; -1 when arrivals cannot be watched now: told on
+    /// standard error, and asked again later.
     virtual int startWatching(RegistrySink& sink) = 0;
     virtual void handleEvents(RegistrySink& sink) = 0;
     /// Nobody observes any more.

@@ -1,6 +1,5 @@
 #include "PlaybackTimer.h"
 
-#include <sys/timerfd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -31,13 +30,19 @@ void PlaybackTimer::setDue(std::uint64_t timeUs)
     itimerspec due{};
     due.it_value.tv_sec = static_cast<time_t>(timeUs / 1'000'000);
     due.it_value.tv_nsec = static_cast<long>(timeUs % 1'000'000 * 1'000);
-    ::timerfd_settime(_timer.get(), TFD_TIMER_ABSTIME, &due, nullptr);
+    set(due);
 }
 
 void PlaybackTimer::clear()
 {
-    const itimerspec never{};
-    ::timerfd_settime(_timer.get(), 0, &never, nullptr);
+    set({});
+}
+
+void PlaybackTimer::set(const itimerspec& due)
+{
+    if (!_process.isInherited()) {
+        ::timerfd_settime(_timer.get(), TFD_TIMER_ABSTIME, &due, nullptr);
+    }
 }
 
 } // namespace qrx

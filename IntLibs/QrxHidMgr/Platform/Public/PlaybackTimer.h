@@ -1,8 +1,11 @@
 #pragma once
 
 #include "Base/FileDescriptor.h"
+#include "Base/ProcessMark.h"
 
 #include <cstdint>
+
+#include <sys/timerfd.h>
 
 namespace qrx {
 
@@ -21,7 +24,10 @@ public:
     void clear();
 
 private:
+    void set(const itimerspec& due);
+
     platform::FileDescriptor _timer;
+    const platform::ProcessMark _process;
 };
 
 } // namespace qrx

@@ -76,14 +76,18 @@ bool ReportQueue::fetchWaiting()
 // The counter is 0 or 1 (2 when a queue that has reports ends), so neither call can fail or block.
 void ReportQueue::raiseEvent()
 {
-    const std::uint64_t one = 1;
-    [[maybe_unused]] const ssize_t written = ::write(_event.get(), &one, sizeof one);
+    if (!_process.isInherited()) {
+        const std::uint64_t one = 1;
+        [[maybe_unused]] const ssize_t written = ::write(_event.get(), &one, sizeof one);
+    }
 }
 
 void ReportQueue::clearEvent()
 {
-    std::uint64_t count = 0;
-    [[maybe_unused]] const ssize_t taken = ::read(_event.get(), &count, sizeof count);
+    if (!_process.isInherited()) {
+        std::uint64_t count = 0;
+        [[maybe_unused]] const ssize_t taken = ::read(_event.get(), &count, sizeof count);
+    }
 }
 
 } // namespace qrx::platform

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "Base/FileDescriptor.h"
+#include "Base/ProcessMark.h"
 #include "Provider/Provider.h"
 
 #include <cstddef>
@@ -50,6 +51,7 @@ private:
     std::size_t _nextFetched = 0;
 
     FileDescriptor _event;
+    const ProcessMark _process;
 };
 
 } // namespace qrx::platform

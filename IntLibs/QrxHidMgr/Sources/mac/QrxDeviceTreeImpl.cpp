@@ -90,13 +90,7 @@ _QrxDeviceTreeImpl::_QrxDeviceTreeImpl()
 
 _QrxDeviceTreeImpl::~_QrxDeviceTreeImpl()
 {
-    if (_runLoopSource != nullptr) {
-        // Deliberate: the source is released although the port only lent it, and the port is never destroyed.
-        CFRunLoopSourceInvalidate(_runLoopSource);
-        CFRelease(_runLoopSource);
-        _notificationPort = nullptr;
-        _runLoopSource = nullptr;
-    }
+    _closeNotificationPort();
     if (_arrivals != 0) {
         IOObjectRelease(_arrivals);
         _arrivals = 0;
@@ -152,9 +146,26 @@ bool _QrxDeviceTreeImpl::_openNotificationPort(mach_port_t masterPort)
     }
     _runLoopSource = IONotificationPortGetRunLoopSource(_notificationPort);
     if (_runLoopSource != nullptr) {
-        CFRunLoopAddSource(CFRunLoopGetCurrent(), _runLoopSource, kCFRunLoopDefaultMode);
+        try {
+            CFRunLoopAddSource(CFRunLoopGetCurrent(), _runLoopSource, kCFRunLoopDefaultMode);
+        } catch (...) {
+            // A loop cannot be had now; the next call is the first one again.
+            _closeNotificationPort();
+            throw;
+        }
     }
     return true;
+}
+
+void _QrxDeviceTreeImpl::_closeNotificationPort()
+{
+    if (_runLoopSource != nullptr) {
+        // Deliberate: the source is released although the port only lent it, and the port is never destroyed.
+        CFRunLoopSourceInvalidate(_runLoopSource);
+        CFRelease(_runLoopSource);
+        _notificationPort = nullptr;
+        _runLoopSource = nullptr;
+    }
 }
 
 void _QrxDeviceTreeImpl::_watchArrivals(CFDictionaryRef matching)

@@ -43,6 +43,7 @@ public:
 
 private:
     bool _openNotificationPort(mach_port_t masterPort);
+    void _closeNotificationPort();
     void _watchArrivals(CFDictionaryRef matching);
     void _watchTerminations(CFDictionaryRef matching);
     void _addEntry(unsigned int entry);
