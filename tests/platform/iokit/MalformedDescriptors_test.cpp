@@ -1,6 +1,8 @@
 #include "Reader.h"
 
+#include <algorithm>
 #include <random>
+#include <string>
 
 namespace {
 
@@ -81,6 +83,19 @@ TEST_F(MalformedDescriptors, AHostileDescriptorDoesNotFillTheLog)
     const std::string told = testing::internal::GetCapturedStderr();
     EXPECT_GE(10, std::count(told.begin(), told.end(), '\n')) << told;
     EXPECT_LE(1, std::count(told.begin(), told.end(), '\n')) << told;
+}
+
+TEST_F(MalformedDescriptors, EightFaultsAreToldEachAndMoreByTheirNumber)
+{
+    for (const int faults : {1, 8, 9, 11}) {
+        fake::Bytes descriptor = fake::mouseDescriptor();
+        descriptor.insert(descriptor.end(), static_cast<std::size_t>(faults), 0xC0);
+        testing::internal::CaptureStderr();
+        EXPECT_TRUE(survives(descriptor));
+        const std::string told = testing::internal::GetCapturedStderr();
+        EXPECT_EQ(std::min(faults, 9), std::count(told.begin(), told.end(), '\n')) << told;
+        EXPECT_EQ(faults > 8, told.ends_with(": " + std::to_string(faults - 8) + " more faults\n")) << told;
+    }
 }
 
 TEST_F(MalformedDescriptors, EveryPrefixAndManyMutationsAreSurvived)

@@ -198,6 +198,24 @@ TEST_F(ObserversTogether, OnlyEndedDevicesThatMatchAreListed)
     present.unplug();
 }
 
+TEST_F(ObserversTogether, APortWhoseSourceHasEndedGivesIteratorsWithoutDevices)
+{
+    auto a = device(0xa);
+    a.plug();
+    Observer observer;
+    observer.stop();
+    io_iterator_t late = IO_OBJECT_NULL;
+    EXPECT_EQ(KERN_SUCCESS, IOServiceAddMatchingNotification(
+                                observer.port, kIOFirstMatchNotification, IOServiceMatching("IOUSBDevice"),
+                                [](void*, io_iterator_t) {}, nullptr, &late));
+    EXPECT_NE(IO_OBJECT_NULL, late);
+    EXPECT_EQ(IO_OBJECT_NULL, IOIteratorNext(late));
+    EXPECT_FALSE(fake::provider().isWatching());
+    IOObjectRelease(late);
+    IONotificationPortDestroy(observer.port);
+    a.unplug();
+}
+
 TEST_F(ObserversTogether, AnObserverThatComesAgainIsToldAgain)
 {
     auto a = device(0xa);

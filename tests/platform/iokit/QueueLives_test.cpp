@@ -3,6 +3,10 @@
 
 #include "Reader.h"
 
+#include <memory>
+#include <stdexcept>
+#include <string>
+
 namespace {
 
 /// Of the mouse.
@@ -234,6 +238,29 @@ TEST_F(QueueLivesTest, OfTwoQueuesEachHasItsOwnElementsDepthAndCallout)
     EXPECT_EQ("", wide.take());
     CFRelease(source);
     (*narrow)->Release(narrow);
+}
+
+TEST_F(QueueLivesTest, ACalloutThatAnotherQueueMadeDueIsCalledAgainAfterAnException)
+{
+    QueueReader first(entry, {kReport});
+    IOHIDQueueInterface** second = anotherOn(first.device);
+    CFRunLoopSourceRef source = nullptr;
+    (*second)->createAsyncEventSource(second, &source);
+    int callouts = 0;
+    const auto throwOnce = [](void* target, IOReturn, void*, void*) {
+        if (++*static_cast<int*>(target) == 1) {
+            throw std::runtime_error("from a callout");
+        }
+    };
+    (*second)->setEventCallout(second, throwOnce, &callouts, nullptr);
+    send({1, 0, 0, 0});
+    runDue(); // the first queue's source fetches it
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
+    EXPECT_THROW(runDue(), std::runtime_error);
+    runDue();
+    EXPECT_EQ(2, callouts);
+    CFRelease(source);
+    (*second)->Release(second);
 }
 
 TEST_F(QueueLivesTest, ADeviceThatIsOpenedAgainAfterAReplugIsAnotherDevice)
