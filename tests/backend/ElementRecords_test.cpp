@@ -98,7 +98,6 @@ TEST_F(QrxHIDCapabilityImplTest, WithoutADictionaryEverythingIsZeroAndFalse)
     EXPECT_EQ(numbersOf(*field), "0 0 0 0 0 0 0 0 0 0 0 0 0 0 0 ");
     EXPECT_EQ(flagsOf(*field), "000000");
     EXPECT_EQ(field->getInterfaceNumber(), 0);
-    EXPECT_EQ(field->getReportBitOffset(), -1);
     EXPECT_FALSE(field->_getInterface());
     EXPECT_FALSE(field->_getDevice());
 }
@@ -117,12 +116,11 @@ TEST_F(QrxHIDCapabilityImplTest, EachFlagIsReadUnderItsKeyAndTheTwoOfIsArrayAgre
 TEST_F(QrxHIDCapabilityImplTest, AValueOfAnotherTypeReadsAsZeroOrFalse)
 {
     const auto field = recordOf<_QrxHIDCapabilityImpl>(
-        {{"UsagePage", "1"}, {"Usage", true}, {"IsArray", 1}, {"IsRelative", "true"}, {"ReportBitOffset", "8"}});
+        {{"UsagePage", "1"}, {"Usage", true}, {"IsArray", 1}, {"IsRelative", "true"}});
     EXPECT_EQ(field->getUsagePage(), 0U);
     EXPECT_EQ(field->getUsage(), 0U);
     EXPECT_FALSE(field->isArray());
     EXPECT_FALSE(field->isRelative());
-    EXPECT_EQ(field->getReportBitOffset(), -1);
 }
 
 TEST_F(QrxHIDCapabilityImplTest, ANegativeNumberIsItsThirtyTwoBits)
@@ -130,12 +128,6 @@ TEST_F(QrxHIDCapabilityImplTest, ANegativeNumberIsItsThirtyTwoBits)
     const auto field = recordOf<_QrxHIDCapabilityImpl>({{"Min", -127}, {"Size", -1}});
     EXPECT_EQ(field->getMinValue(), 4294967169U);
     EXPECT_EQ(field->getSize(), 4294967295U);
-}
-
-TEST_F(QrxHIDCapabilityImplTest, TheBitOffsetIsToldWhereThePlatformDoes)
-{
-    EXPECT_EQ(recordOf<_QrxHIDCapabilityImpl>({{"ReportBitOffset", 12}})->getReportBitOffset(), 12);
-    EXPECT_EQ(recordOf<_QrxHIDCapabilityImpl>({{"ReportBitOffset", 0}})->getReportBitOffset(), 0);
 }
 
 TEST_F(QrxHIDCapabilityImplTest, OnlyTheFirstDictionaryIsKept)

@@ -17,12 +17,12 @@ Dict collection(int cookie, int kind, int page, int usage, List elements)
             {"UsagePage", page},       {"Usage", usage},      {"Elements", std::move(elements)}};
 }
 
-Dict button(int cookie, int usage, int offset)
+Dict button(int cookie, int usage)
 {
-    return field(cookie, kButton, 0, 9, usage, {{"Max", 1}, {"ScaledMax", 1}, {"ReportBitOffset", offset}});
+    return field(cookie, kButton, 0, 9, usage, {{"Max", 1}, {"ScaledMax", 1}});
 }
 
-Dict axis(int cookie, int usage, int offset)
+Dict axis(int cookie, int usage)
 {
     return field(cookie, kInput, 0, 1, usage,
                  {{"Size", 8},
@@ -32,19 +32,18 @@ Dict axis(int cookie, int usage, int offset)
                   {"Max", 127},
                   {"ScaledMin", -127},
                   {"ScaledMax", 127},
-                  {"IsRelative", true},
-                  {"ReportBitOffset", offset}});
+                  {"IsRelative", true}});
 }
 
 /// A row of bytes: the head, and what the platform publishes behind it.
 void addBytes(List& elements, int cookie, int type, int reportID, int usage, int count, bool withDuplicates)
 {
     const Dict head = {{"Size", 8 * count}, {"ReportSize", 8},  {"ReportCount", count},
-                       {"Max", 255},        {"ScaledMax", 255}, {"ReportBitOffset", 8}};
+                       {"Max", 255},        {"ScaledMax", 255}};
     elements.emplace_back(field(cookie, type, reportID, 0xFF00, usage, head));
     for (int index = 0; withDuplicates && index < count; ++index) {
         const Dict one = {{"Size", 8},        {"ReportSize", 8},         {"Max", 255},
-                          {"ScaledMax", 255}, {"DuplicateIndex", index}, {"ReportBitOffset", 8 + 8 * index}};
+                          {"ScaledMax", 255}, {"DuplicateIndex", index}};
         elements.emplace_back(field(cookie + 1 + index, type, reportID, 0xFF00, usage, one));
     }
 }
@@ -97,13 +96,13 @@ Dict field(int cookie, int type, int reportID, int page, int usage, Dict more)
 Dict driverProperties(Sample sample)
 {
     if (sample == Sample::kMouse) {
-        const List fields = {button(3, 1, 0),  button(4, 2, 1),   button(5, 3, 2),
-                             axis(6, 0x30, 8), axis(7, 0x31, 16), axis(8, 0x38, 24)};
+        const List fields = {button(3, 1),  button(4, 2),   button(5, 3),
+                             axis(6, 0x30), axis(7, 0x31), axis(8, 0x38)};
         const List elements = {collection(1, 1, 1, 2, {collection(2, 0, 1, 1, fields)})};
         return driver(1, 2, 4, 0, 0, elements, {handler(9, 0, 32)});
     }
     if (sample == Sample::kPedal) {
-        const List elements = {collection(1, 1, 1, 4, {button(2, 1, 0), button(3, 2, 1), button(4, 3, 2)})};
+        const List elements = {collection(1, 1, 1, 4, {button(2, 1), button(3, 2), button(4, 3)})};
         return driver(1, 4, 1, 0, 0, elements, {handler(5, 0, 8)});
     }
     List fields;

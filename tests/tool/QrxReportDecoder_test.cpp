@@ -221,7 +221,7 @@ TEST_F(Decoding, AValueKeepsItsFieldWhenTheDeviceHasGone)
     device = nullptr;
     ASSERT_EQ(6U, values.size());
     EXPECT_EQ(0x30U, values[3].getCapability()->getUsage());
-    EXPECT_EQ(8, QrxFieldBitOffset(*values[3].getCapability()));
+    EXPECT_EQ(8U, values[3].getBitOffset());
 }
 
 TEST_F(Decoding, AValueInPlaceOfAnotherKeepsTheRest)

@@ -1,159 +1,53 @@
 #include "ElementOutline.h"
 
-#include "DeviceText.h"
-
-#include "QrxHIDCollection.h"
-#include "QrxReportDecoder.h"
+#include "QrxHIDReport.h"
+#include "QrxReportLayout.h"
 
 #include <algorithm>
-#include <map>
 #include <numeric>
+#include <set>
+#include <tuple>
 
-// The platform lists each copy of a field that counts several values, and each usage of an array, as an element of its
-// own. The outline takes a head together with what belongs to it: its copies (unlisted where there are more than 32),
-// and for an array the 1-bit selectors that name its usages. Then single fields of the same making with ascending
-// usages, side by side in the report, become one row.
+// A field becomes a row for each range of its usages, and a row more for a last usage that stands for several values;
+// an array is one row. Then rows of the same making with ascending usages, side by side in the report, become one.
 
 namespace qrxhid {
 
 namespace {
 
-constexpr std::uint32_t kNoUsage = 0xFFFFFFFF;
-constexpr std::uint32_t kMaximumListedCopies = 32;
 constexpr std::uint32_t kConstantFlag = 0x001;
-constexpr std::uint32_t kOutputType = 129;
-constexpr std::uint32_t kFeatureType = 257;
+constexpr unsigned kPageShift = 16;
+constexpr std::uint32_t kUsageIDMask = 0xFFFF;
 
-using Elements = std::vector<QrxHIDElementPtr>;
-
-const QrxHIDCapability* asField(const QrxHIDElementPtr& element)
+FieldKind kindOf(QrxReportType type)
 {
-    return dynamic_cast<const QrxHIDCapability*>(element.get());
-}
-
-FieldKind kindOf(const QrxHIDCapability& field)
-{
-    switch (field.getType()) {
-    case kOutputType:
+    switch (type) {
+    case QrxReportType::output:
         return FieldKind::output;
-    case kFeatureType:
+    case QrxReportType::feature:
         return FieldKind::feature;
-    default:
-        return FieldKind::input;
+    case QrxReportType::input:
+        break;
     }
+    return FieldKind::input;
 }
 
-std::int64_t signedValue(std::uint32_t pattern)
+/// The field without its usages and values.
+FieldOutline makingOf(const QrxReportField& field)
 {
-    return static_cast<std::int32_t>(pattern);
-}
-
-/// A maximum below its minimum is an unsigned one with all 32 bits in use.
-std::int64_t maximumValue(std::uint32_t minimum, std::uint32_t maximum)
-{
-    return signedValue(maximum) < signedValue(minimum) ? std::int64_t{maximum} : signedValue(maximum);
-}
-
-FieldOutline outlineOfHead(const QrxHIDCapability& head)
-{
-    FieldOutline field;
-    field.kind = kindOf(head);
-    field.reportID = head.getReportID();
-    field.isArray = head.isArray();
-    field.sizeBits = head.getReportSize();
-    field.count = head.getReportCount();
-    if (const std::int32_t offset = QrxFieldBitOffset(head); offset >= 0) {
-        field.bitOffset = offset;
-    }
-    field.minimum = signedValue(head.getMinValue());
-    field.maximum = maximumValue(head.getMinValue(), head.getMaxValue());
-    field.physicalMinimum = signedValue(head.getScaledMinValue());
-    field.physicalMaximum = maximumValue(head.getScaledMinValue(), head.getScaledMaxValue());
-    field.unit = head.getUnit();
-    field.unitExponent = static_cast<std::int32_t>(head.getUnitExponent());
-    field.flags = head.getFlags();
-    if (head.getUsage() != kNoUsage) {
-        field.usages.push_back({head.getUsagePage(), head.getUsage(), head.getUsage()});
-    }
-    return field;
-}
-
-void addUsage(std::vector<UsageSpan>& usages, std::uint32_t page, std::uint32_t usage)
-{
-    if (!usages.empty() && usages.back().page == page && usages.back().last + 1 == usage) {
-        usages.back().last = usage;
-    } else {
-        usages.push_back({page, usage, usage});
-    }
-}
-
-/// Where the platform tells no places, many copies mean that they are not listed.
-bool isInPlace(const QrxHIDCapability& element, const QrxHIDCapability& head, std::uint32_t index)
-{
-    const std::int64_t headOffset = QrxFieldBitOffset(head);
-    const std::int64_t offset = QrxFieldBitOffset(element);
-    if (headOffset < 0 || offset < 0) {
-        return headOffset == offset && head.getReportCount() <= kMaximumListedCopies;
-    }
-    return offset == headOffset + static_cast<std::int64_t>(index * head.getReportSize());
-}
-
-/// Whether `element` is the copy at `index` of the values that `head` counts.
-bool isCopyOf(const QrxHIDCapability& element, const QrxHIDCapability& head, std::uint32_t index)
-{
-    return element.getReportCount() == 1 && element.getUsage() == head.getUsage() &&
-           element.getUsagePage() == head.getUsagePage() && element.getType() == head.getType() &&
-           element.getReportID() == head.getReportID() && element.getReportSize() == head.getReportSize() &&
-           isInPlace(element, head, index);
-}
-
-bool isSelectorOf(const QrxHIDCapability& element, const QrxHIDCapability& head)
-{
-    return element.isArray() && element.getUsage() != kNoUsage && element.getType() == head.getType() &&
-           element.getReportID() == head.getReportID();
-}
-
-/// Takes elements off the front of a list.
-class FieldFolder {
-public:
-    explicit FieldFolder(const Elements& elements) : _elements(elements) {}
-
-    bool isAtEnd() const { return _position == _elements.size(); }
-    const QrxHIDElementPtr& next() { return _elements[_position++]; }
-    FieldOutline takeField(const QrxHIDCapability& head);
-
-private:
-    const QrxHIDCapability* peek() const { return isAtEnd() ? nullptr : asField(_elements[_position]); }
-    void passCopies(const QrxHIDCapability& head);
-
-    const Elements& _elements;
-    std::size_t _position = 0;
-};
-
-void FieldFolder::passCopies(const QrxHIDCapability& head)
-{
-    const std::uint32_t copies = head.getReportCount();
-    for (std::uint32_t i = 0; copies > 1 && i < copies; ++i) {
-        const QrxHIDCapability* element = peek();
-        if (element == nullptr || !isCopyOf(*element, head, i)) {
-            return;
-        }
-        ++_position;
-    }
-}
-
-FieldOutline FieldFolder::takeField(const QrxHIDCapability& head)
-{
-    FieldOutline field = outlineOfHead(head);
-    passCopies(head);
-    if (head.isArray() && head.getUsage() == kNoUsage) {
-        for (const QrxHIDCapability* element = peek(); element != nullptr && isSelectorOf(*element, head);
-             element = peek()) {
-            addUsage(field.usages, element->getUsagePage(), element->getUsage());
-            ++_position;
-        }
-    }
-    return field;
+    FieldOutline row;
+    row.kind = kindOf(field.getReportType());
+    row.reportID = field.getReportID();
+    row.isArray = field.isArray();
+    row.sizeBits = field.getSizeBits();
+    row.minimum = field.getLogicalMinimum();
+    row.maximum = field.getLogicalMaximum();
+    row.physicalMinimum = field.getPhysicalMinimum();
+    row.physicalMaximum = field.getPhysicalMaximum();
+    row.unit = field.getUnit();
+    row.unitExponent = field.getUnitExponent();
+    row.flags = field.getFlags();
+    return row;
 }
 
 bool isOfSameMaking(const FieldOutline& left, const FieldOutline& right)
@@ -165,81 +59,181 @@ bool isOfSameMaking(const FieldOutline& left, const FieldOutline& right)
 }
 
 /// `next` continues the row that `row` is: the next usage in the next bits.
+/// `next` continues the row that `row` is: the next usages in the next bits.
 bool continues(const FieldOutline& row, const FieldOutline& next)
 {
-    if (row.isArray || next.isArray || row.usages.size() != 1 || next.usages.size() != 1 || next.count != 1 ||
-        row.count != row.usageCount() || !isOfSameMaking(row, next)) {
+    if (row.isArray || next.isArray || row.usages.size() != 1 || next.usages.size() != 1 ||
+        row.count != row.usageCount() || next.count != next.usageCount() || !isOfSameMaking(row, next)) {
         return false;
     }
     const bool isNextUsage =
         next.usages[0].page == row.usages[0].page && next.usages[0].first == row.usages[0].last + 1;
-    const auto rowBits = static_cast<std::int64_t>(row.count * row.sizeBits);
-    const bool isBeside = row.bitOffset && next.bitOffset ? *next.bitOffset == *row.bitOffset + rowBits
+    const bool isBeside = row.bitOffset && next.bitOffset ? *next.bitOffset == *row.bitOffset + row.count * row.sizeBits
                                                           : !row.bitOffset && !next.bitOffset;
     return isNextUsage && isBeside;
 }
 
-void addField(std::vector<ElementOutline>& elements, const FieldOutline& field)
+void addRow(std::vector<FieldOutline>& rows, FieldOutline row)
 {
-    if (!elements.empty() && elements.back().field && continues(*elements.back().field, field)) {
-        FieldOutline& row = *elements.back().field;
-        row.usages[0].last = field.usages[0].last;
-        row.count += field.count;
-        return;
+    if (!rows.empty() && continues(rows.back(), row)) {
+        rows.back().usages[0].last = row.usages[0].last;
+        rows.back().count += row.count;
+    } else {
+        rows.push_back(std::move(row));
     }
-    ElementOutline element;
-    element.field = field;
-    elements.push_back(element);
 }
 
-Elements childrenOf(const QrxHIDCollection& collection)
+UsageSpan spanOf(const QrxReportField& field, std::size_t range)
 {
-    Elements children;
-    for (unsigned int i = 0; i < collection.getElementCount(); ++i) {
-        children.push_back(collection.getElementAtIndex(i));
-    }
-    return children;
+    const std::uint32_t first = field.getFirstUsage(range);
+    const std::uint32_t last = field.getLastUsage(range);
+    return {first >> kPageShift, first & kUsageIDMask, (first & kUsageIDMask) + (last - first)};
 }
 
-std::vector<ElementOutline> fold(const Elements& elements)
+void addArray(std::vector<FieldOutline>& rows, const QrxReportField& field)
 {
-    std::vector<ElementOutline> outlines;
-    FieldFolder folder(elements);
-    while (!folder.isAtEnd()) {
-        const QrxHIDElementPtr& element = folder.next();
-        if (const auto* collection = dynamic_cast<const QrxHIDCollection*>(element.get())) {
-            outlines.push_back(
-                {collection->getUsagePage(), collection->getUsage(), std::nullopt, fold(childrenOf(*collection))});
-        } else if (const QrxHIDCapability* head = asField(element)) {
-            addField(outlines, folder.takeField(*head));
+    FieldOutline row = makingOf(field);
+    row.count = field.getCount();
+    row.bitOffset = field.getBitOffset();
+    for (std::size_t range = 0; range < field.getUsageRangeCount(); ++range) {
+        const UsageSpan span = spanOf(field, range);
+        if (!row.usages.empty() && row.usages.back().page == span.page && row.usages.back().last + 1 == span.first) {
+            row.usages.back().last = span.last;
+        } else {
+            row.usages.push_back(span);
         }
     }
-    return outlines;
+    addRow(rows, std::move(row));
 }
 
-ReportPart partOf(FieldKind kind, const std::vector<ElementOutline>& fields)
+/// A row for the first usages of the span, which it loses.
+void addVariable(std::vector<FieldOutline>& rows, FieldOutline row, UsageSpan& span, std::uint64_t usages)
+{
+    if (usages == 0) {
+        return;
+    }
+    const auto next = static_cast<std::uint32_t>(span.first + usages);
+    row.usages = {{span.page, span.first, next - 1}};
+    span.first = next;
+    addRow(rows, std::move(row));
+}
+
+void addVariables(std::vector<FieldOutline>& rows, const QrxReportField& field)
+{
+    std::size_t offset = field.getBitOffset();
+    std::uint64_t left = field.getCount();
+    for (std::size_t range = 0; range < field.getUsageRangeCount(); ++range) {
+        UsageSpan span = spanOf(field, range);
+        const std::uint64_t usages = std::uint64_t{span.last} - span.first + 1;
+        const std::uint64_t placed = std::min(left, usages);
+        const bool isLast = range + 1 == field.getUsageRangeCount();
+        FieldOutline row = makingOf(field);
+        row.count = isLast && left > usages ? left : placed;
+        row.bitOffset = offset;
+        addVariable(rows, row, span, placed);
+        offset += row.count * row.sizeBits;
+        left -= row.count;
+        row.count = usages - placed;
+        row.bitOffset = std::nullopt;
+        addVariable(rows, row, span, usages - placed);
+    }
+}
+
+/// The fields in the order in which the platform lists elements: those of single bits and arrays before values, input
+/// before output before feature, then as they are declared.
+std::vector<QrxReportField> fieldsInElementOrder(const QrxReportLayout& layout)
+{
+    std::vector<QrxReportField> fields;
+    for (std::size_t i = 0; i < layout.getFieldCount(); ++i) {
+        fields.push_back(layout.getField(i));
+    }
+    std::ranges::stable_sort(fields, {}, [](const QrxReportField& field) {
+        const bool isButton = field.isArray() || field.getSizeBits() == 1;
+        return std::tuple(!isButton, field.getReportType(), field.getDescriptorOffset());
+    });
+    return fields;
+}
+
+class LayoutOutline {
+public:
+    explicit LayoutOutline(const QrxReportLayout& layout) : _layout(layout), _fields(fieldsInElementOrder(layout)) {}
+
+    /// What stands directly in a collection, or outside of all: collections first.
+    std::vector<ElementOutline> elementsIn(std::size_t collection) const
+    {
+        std::vector<ElementOutline> elements;
+        for (std::size_t i = 0; i < _layout.getCollectionCount(); ++i) {
+            if (_layout.getCollectionParent(i) == collection) {
+                const std::uint32_t usage = _layout.getCollectionUsage(i);
+                elements.push_back({usage >> kPageShift, usage & kUsageIDMask, std::nullopt, elementsIn(i)});
+            }
+        }
+        std::vector<FieldOutline> rows;
+        addFields(rows, collection, [](const QrxReportField&) { return true; });
+        for (FieldOutline& row : rows) {
+            elements.push_back({0, 0, std::move(row), {}});
+        }
+        return elements;
+    }
+
+    /// The rows of all fields of a report number, collection by collection.
+    std::vector<FieldOutline> rowsOfReport(std::uint32_t reportID) const
+    {
+        std::vector<FieldOutline> rows;
+        addFieldsBelow(rows, kQrxNoCollection, reportID);
+        return rows;
+    }
+
+private:
+    template <class Wanted>
+    void addFields(std::vector<FieldOutline>& rows, std::size_t collection, Wanted isWanted) const
+    {
+        for (const QrxReportField& field : _fields) {
+            if (field.getCollection() != collection || !isWanted(field)) {
+                continue;
+            }
+            if (field.isArray()) {
+                addArray(rows, field);
+            } else {
+                addVariables(rows, field);
+            }
+        }
+    }
+
+    void addFieldsBelow(std::vector<FieldOutline>& rows, std::size_t collection, std::uint32_t reportID) const
+    {
+        for (std::size_t i = 0; i < _layout.getCollectionCount(); ++i) {
+            if (_layout.getCollectionParent(i) == collection) {
+                addFieldsBelow(rows, i, reportID);
+            }
+        }
+        addFields(rows, collection,
+                  [reportID](const QrxReportField& field) { return field.getReportID() == reportID; });
+    }
+
+    const QrxReportLayout& _layout;
+    const std::vector<QrxReportField> _fields;
+};
+
+ReportPart partOf(FieldKind kind, const std::vector<FieldOutline>& rows)
 {
     ReportPart part{kind, 0, 0};
-    for (const ElementOutline& element : fields) {
-        if (element.field->kind == kind) {
+    for (const FieldOutline& row : rows) {
+        if (row.kind == kind) {
             ++part.fieldCount;
-            part.fieldBits += element.field->count * element.field->sizeBits;
+            part.fieldBits += row.count * row.sizeBits;
         }
     }
     return part;
 }
 
-ReportOutline outlineOf(QrxHIDReport& report)
+ReportOutline outlineOf(const QrxHIDReport& report, const LayoutOutline& layout)
 {
-    Elements elements;
-    for (unsigned int i = 0; i < report.getCapabilityCount(); ++i) {
-        elements.push_back(report.getCapabilityAtIndex(i));
-    }
-    const std::vector<ElementOutline> fields = fold(elements);
+    const std::vector<FieldOutline> rows = layout.rowsOfReport(report.getReportID());
     ReportOutline outline;
     outline.reportID = report.getReportID();
     for (const FieldKind kind : {FieldKind::input, FieldKind::output, FieldKind::feature}) {
-        if (const ReportPart part = partOf(kind, fields); part.fieldCount > 0) {
+        if (const ReportPart part = partOf(kind, rows); part.fieldCount > 0) {
             outline.parts.push_back(part);
             if (kind == FieldKind::input) {
                 outline.inputBits = report.getReportSize();
@@ -247,6 +241,22 @@ ReportOutline outlineOf(QrxHIDReport& report)
         }
     }
     return outline;
+}
+
+InterfaceOutline outlineOf(const QrxHIDDevice& device, int interfaceNumber)
+{
+    const QrxReportLayout layout(device, interfaceNumber);
+    const LayoutOutline outline(layout);
+    InterfaceOutline interface {
+        interfaceNumber, outline.elementsIn(kQrxNoCollection), {}
+    };
+    for (unsigned int i = 0; i < device.getReportCount(); ++i) {
+        const mis::swizzler<QrxHIDReport> report = device.getReportAtIndex(i);
+        if (report->getInterfaceNumber() == interfaceNumber) {
+            interface.reports.push_back(outlineOf(*report, outline));
+        }
+    }
+    return interface;
 }
 
 } // namespace
@@ -276,20 +286,15 @@ bool FieldOutline::isConstant() const
 
 std::vector<InterfaceOutline> outlineOf(const QrxHIDDevice& device)
 {
-    std::map<int, Elements> elementsByInterface;
+    std::set<int> numbers;
     for (unsigned int i = 0; i < device.getElementCount(); ++i) {
         if (const QrxHIDElementPtr element = device.getElementAtIndex(i)) {
-            elementsByInterface[element->getInterfaceNumber()].push_back(element);
+            numbers.insert(element->getInterfaceNumber());
         }
     }
-    std::map<int, std::vector<ReportOutline>> reports;
-    for (unsigned int i = 0; i < device.getReportCount(); ++i) {
-        const mis::swizzler<QrxHIDReport> report = device.getReportAtIndex(i);
-        reports[report->getInterfaceNumber()].push_back(outlineOf(*report));
-    }
     std::vector<InterfaceOutline> interfaces;
-    for (const auto& [number, elements] : elementsByInterface) {
-        interfaces.push_back({number, fold(elements), reports[number]});
+    for (const int number : numbers) {
+        interfaces.push_back(outlineOf(device, number));
     }
     return interfaces;
 }

@@ -30,8 +30,8 @@ struct FieldOutline {
     bool isArray = false;
     std::size_t sizeBits = 0;
     std::uint64_t count = 0;
-    /// From the first bit of the report as it travels; nothing where it is not known.
-    std::optional<std::int64_t> bitOffset;
+    /// From the first bit of the report as it travels; nothing for usages for which the report has no value.
+    std::optional<std::size_t> bitOffset;
     std::int64_t minimum = 0;
     std::int64_t maximum = 0;
     std::int64_t physicalMinimum = 0;

@@ -34,8 +34,8 @@ std::string placeText(const FieldOutline& field)
     if (!field.bitOffset) {
         return "no place";
     }
-    constexpr std::int64_t kBitsPerByte = 8;
-    const std::int64_t bit = *field.bitOffset % kBitsPerByte;
+    constexpr std::size_t kBitsPerByte = 8;
+    const std::size_t bit = *field.bitOffset % kBitsPerByte;
     return "byte " + std::to_string(*field.bitOffset / kBitsPerByte) + (bit == 0 ? "" : " bit " + std::to_string(bit));
 }
 

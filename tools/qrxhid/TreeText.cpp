@@ -55,7 +55,7 @@ std::vector<ElementOutline> inReportOrder(std::vector<ElementOutline> elements)
 {
     const auto place = [](const ElementOutline& element) {
         return element.field ? std::tuple(1, element.field->reportID, element.field->kind, element.field->bitOffset)
-                             : std::tuple(0, std::uint32_t{0}, FieldKind::input, std::optional<std::int64_t>());
+                             : std::tuple(0, std::uint32_t{0}, FieldKind::input, std::optional<std::size_t>());
     };
     std::ranges::stable_sort(elements, {}, place);
     return elements;
@@ -100,25 +100,21 @@ nlohmann::ordered_json usagesJson(const FieldOutline& field)
 
 nlohmann::ordered_json fieldJson(const FieldOutline& field)
 {
-    nlohmann::ordered_json json = {{"type", fieldKindName(field.kind)},
-                                   {"reportID", field.reportID},
-                                   {"bitOffset", nullptr},
-                                   {"sizeBits", field.sizeBits},
-                                   {"count", field.count},
-                                   {"isArray", field.isArray},
-                                   {"usages", usagesJson(field)},
-                                   {"logicalMinimum", field.minimum},
-                                   {"logicalMaximum", field.maximum},
-                                   {"physicalMinimum", field.physicalMinimum},
-                                   {"physicalMaximum", field.physicalMaximum},
-                                   {"unit", field.unit},
-                                   {"unitExponent", field.unitExponent},
-                                   {"flags", field.flags},
-                                   {"flagWords", flagText(field)}};
-    if (field.bitOffset) {
-        json["bitOffset"] = *field.bitOffset;
-    }
-    return json;
+    return {{"type", fieldKindName(field.kind)},
+            {"reportID", field.reportID},
+            {"bitOffset", field.bitOffset ? nlohmann::ordered_json(*field.bitOffset) : nullptr},
+            {"sizeBits", field.sizeBits},
+            {"count", field.count},
+            {"isArray", field.isArray},
+            {"usages", usagesJson(field)},
+            {"logicalMinimum", field.minimum},
+            {"logicalMaximum", field.maximum},
+            {"physicalMinimum", field.physicalMinimum},
+            {"physicalMaximum", field.physicalMaximum},
+            {"unit", field.unit},
+            {"unitExponent", field.unitExponent},
+            {"flags", field.flags},
+            {"flagWords", flagText(field)}};
 }
 
 nlohmann::ordered_json elementsJson(const std::vector<ElementOutline>& elements)

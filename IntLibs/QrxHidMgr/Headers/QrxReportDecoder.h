@@ -38,12 +38,17 @@ public:
     size_t getSizeBits() const { return _sizeBits; }
 
     /// The field that the value belongs to; several values share one that counts more than one. For a usage that an
-    /// array shows, the usage's own 1-bit element.
+    /// array shows, the usage's own 1-bit element. Empty where the platform's elements are not those that this library
+    /// makes of the descriptor.
     const QrxHIDCapabilityPtr& getCapability() const { return _capability; }
 
     /// True when the usage was shown by an array (a pressed key among the six of a keyboard, say). Usages that an array
     /// does not show are not in the list at all.
     bool isArraySelection() const { return _isArraySelection; }
+
+    /// The device says with this value that it has none: the field has a null state, and the value is outside of its
+    /// logical range.
+    bool isNull() const { return _isNull; }
 
     /// The same usage in the same place with another value: 0 for a key that has been released since, say. `bits` are
     /// the value in two's complement.
@@ -60,27 +65,24 @@ private:
     size_t _bitOffset = 0;
     size_t _sizeBits = 0;
     bool _isSigned = false;
+    bool _isNull = false;
     bool _isArraySelection = false;
 };
 
-/// Takes a report apart by what the device declared of it.
+/// Takes a report apart by what the device declared of it: QrxReportLayout with the elements of the device's tree.
 ///
 /// `reportType` is 0 input, 1 output, 2 feature, as for `QrxHIDDevice::setReport`. `bytes` are `count` bytes as a
 /// delegate gets them and `setReport` takes them: the report's number first where the interface numbers its reports.
 ///
 /// The values come in the order of their place in the report. Left out are padding (constant fields), values that the
-/// report is too short for, values of more than 64 bits, fields whose place the platform does not tell, and array
-/// entries that name no usage of the array or its usage 0 ("no event" on a keyboard). A usage that an array shows twice
-/// is listed once. The list is empty for a report that the device does not declare, and for no bytes.
+/// report is too short for, values of more than 64 bits, and array entries that name no usage of the array or its usage
+/// 0 ("no event" on a keyboard). A usage that an array shows twice is listed once. The list is empty for a report that
+/// the device does not declare, for no bytes, for a device that the library did not find, and where the platform does
+/// not publish the report descriptor.
 ///
 /// Call it on the device's thread. The result holds references on the device's elements and nothing else; it stays
 /// valid after the device has gone.
 QRX_EXPORT std::vector<QrxDecodedValue> QrxDecodeReport(const QrxHIDDevice& device, unsigned int reportType,
                                                         const uint8_t* bytes, size_t count, int interfaceNumber);
-
-/// Where the field's first value begins, in bits from the first bit of the report as it travels, the byte of the
-/// report's number counted where there is one. -1 where the platform does not tell, and for a usage that has no place
-/// because the field counts fewer values than usages.
-QRX_EXPORT int32_t QrxFieldBitOffset(const QrxHIDCapability& field);
 
 #endif

@@ -170,7 +170,8 @@ TEST(ReportLayout, UsagesBeyondTheCountHaveNoPlace)
         layoutOf("05 01 09 04 A1 01 15 00 26 FF 00 75 08 95 02 19 30 29 35 81 02 09 36 95 01 81 02 C0");
     EXPECT_EQ(decoded(layout, "01 02 03"), "1:30 = 1 at 0*8\n1:31 = 2 at 8*8\n1:36 = 3 at 16*8\n");
     ASSERT_EQ(layout.fields().size(), 2U);
-    EXPECT_EQ(layout.fields()[0].usageCount, 2U);
+    EXPECT_EQ(layout.fields()[0].count, 2U);
+    EXPECT_EQ(layout.fields()[0].usageCount, 6U);
 }
 
 TEST(ReportLayout, AValueOutsideTheRangeOfAFieldWithANullStateIsNone)
@@ -350,6 +351,13 @@ TEST(ReportLayout, ANumberedReportBeginsWithItsNumber)
     EXPECT_EQ(encoded(layout, "00 00 F0 99", {{kX, 0xAB}}, 2), "02 ab 00 99") << "bytes behind the report stay";
     EXPECT_EQ(encoded(layout, "00 00", {{kX, 0xAB}}, 2), "refused 2 at 99");
     EXPECT_EQ(encoded(layout, "00 00 00", {{kX, 0xAB}}, 3), "refused 1 at 99");
+}
+
+TEST(ReportLayout, UsagesWithoutAPlaceCannotBeWritten)
+{
+    const ReportLayout layout = layoutOf("05 01 09 04 A1 01 15 00 25 64 75 08 95 02 19 30 29 35 91 02 C0");
+    EXPECT_EQ(encoded(layout, "00 00", {{kY, 1}}), "00 01");
+    EXPECT_EQ(encoded(layout, "00 00", {{0x10032, 1}}), "refused 3 at 0");
 }
 
 TEST(ReportLayout, ConstantFieldsCannotBeWritten)

@@ -157,13 +157,13 @@ TEST_F(RegistryEntries, ElementsAreNestedWithTheKeysOfTheirKind)
     const std::string text = propertyOf(driver(), CFSTR("Elements"));
     EXPECT_EQ(0u, text.find("[{CollectionType=1 ElementCookie=1 Elements=[{CollectionType=0 ElementCookie=2 Elements=["
                             "{ElementCookie=3 Flags=2 HasNullState=false HasPreferredState=true IsArray=false "
-                            "IsNonLinear=false IsRelative=false IsWrapping=false Max=1 Min=0 ReportBitOffset=0 "
+                            "IsNonLinear=false IsRelative=false IsWrapping=false Max=1 Min=0 "
                             "ReportCount=1 ReportID=0 ReportSize=1 ScaledMax=1 ScaledMin=0 Size=1 Type=2 Unit=0 "
                             "UnitExponent=0 Usage=1 UsagePage=9} "))
         << text;
     EXPECT_NE(std::string::npos,
               text.find("{ElementCookie=8 Flags=6 HasNullState=false HasPreferredState=true IsArray=false "
-                        "IsNonLinear=false IsRelative=true IsWrapping=false Max=127 Min=-127 ReportBitOffset=24 "
+                        "IsNonLinear=false IsRelative=true IsWrapping=false Max=127 Min=-127 "
                         "ReportCount=1 ReportID=0 ReportSize=8 ScaledMax=127 ScaledMin=-127 Size=8 Type=1 Unit=0 "
                         "UnitExponent=0 Usage=56 UsagePage=1}]"))
         << text;
@@ -177,7 +177,7 @@ TEST_F(RegistryEntries, ArrayElementsAreTheHeadTheSlotsAndTheSelectors)
     const std::string text = propertyOf(driver(), CFSTR("Elements"));
     EXPECT_NE(std::string::npos,
               text.find("{ElementCookie=10 Flags=0 HasNullState=false HasPreferredState=true IsArray=true "
-                        "IsNonLinear=false IsRelative=false IsWrapping=false Max=101 Min=0 ReportBitOffset=16 "
+                        "IsNonLinear=false IsRelative=false IsWrapping=false Max=101 Min=0 "
                         "ReportCount=6 ReportID=0 ReportSize=8 ScaledMax=101 ScaledMin=0 Size=48 Type=2 Unit=0 "
                         "UnitExponent=0 Usage=-1 UsagePage=7} {DuplicateIndex=0 ElementCookie=11 "))
         << text;

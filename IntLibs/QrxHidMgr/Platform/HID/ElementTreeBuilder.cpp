@@ -186,6 +186,7 @@ Element ElementTreeBuilder::_elementOf(const Field& field)
     element.reportID = field.reportID;
     element.reportSize = field.sizeBits;
     element.flags = field.flags;
+    element.itemOffset = static_cast<std::uint32_t>(field.offset);
     element.bitOffset = field.bitOffset + (field.reportID != 0 ? kReportIDBits : 0);
     return element;
 }

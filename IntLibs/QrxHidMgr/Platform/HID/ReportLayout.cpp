@@ -25,21 +25,6 @@ std::uint32_t namedValues(const Field& field)
     return repeatsLast ? field.count : static_cast<std::uint32_t>(std::min<std::uint64_t>(field.count, usages));
 }
 
-/// The first `count` usages of the ranges.
-std::vector<UsageRange> firstUsages(const std::vector<UsageRange>& ranges, std::uint64_t count)
-{
-    std::vector<UsageRange> result;
-    for (const UsageRange& range : ranges) {
-        if (count == 0) {
-            break;
-        }
-        const std::uint64_t taken = std::min(count, range.count());
-        result.push_back({range.first, static_cast<std::uint32_t>(range.first + (taken - 1))});
-        count -= taken;
-    }
-    return result;
-}
-
 void setUsages(LayoutField& field, std::vector<UsageRange> usages)
 {
     field.usages = std::move(usages);
@@ -125,6 +110,9 @@ std::optional<std::size_t> valueOf(const LayoutField& field, std::uint32_t usage
             continue;
         }
         const std::uint64_t at = field.firstPositions[range] + (usage - usages.first);
+        if (at >= field.count) {
+            return std::nullopt;
+        }
         // The last usage stands for the values that follow, too.
         const std::uint64_t repeats = at + 1 == field.usageCount ? field.count - at : 1;
         if (index < repeats) {
@@ -159,7 +147,8 @@ std::optional<std::uint64_t> LayoutField::positionOf(std::uint32_t usage) const
     return std::nullopt;
 }
 
-ReportLayout::ReportLayout(const Descriptor& descriptor) : _numbersReports(descriptor.usesReportIDs())
+ReportLayout::ReportLayout(const Descriptor& descriptor)
+    : _numbersReports(descriptor.usesReportIDs()), _collections(descriptor.collections)
 {
     for (const Field& field : descriptor.fields) {
         if (!isPadding(field) && canTravel(field.reportID)) {
@@ -192,9 +181,11 @@ void ReportLayout::addField(const Field& field)
     result.logicalMaximum = logical.maximum;
     result.physicalMinimum = physical.minimum;
     result.physicalMaximum = physical.maximum;
-    result.unit = field.unit;
-    result.unitExponent = field.unitExponent;
-    setUsages(result, result.isArray ? field.usages : firstUsages(field.usages, result.count));
+    if (!result.isArray) {
+        result.unit = field.unit;
+        result.unitExponent = field.unitExponent;
+    }
+    setUsages(result, field.usages);
     result.collection = field.collection;
     result.itemOffset = field.offset;
     _fields.push_back(std::move(result));
@@ -203,7 +194,7 @@ void ReportLayout::addField(const Field& field)
 void ReportLayout::addReports(const Descriptor& descriptor)
 {
     for (const Report& report : descriptor.reports) {
-        if (canTravel(report.id)) {
+        if (canTravel(report.id) && report.bits > 0) {
             _reports.push_back({report.type, report.id, report.bits + (report.id != 0 ? kReportIDBits : 0), 0, 0});
         }
     }

@@ -46,10 +46,11 @@ struct LayoutField {
     /// Equal to the logical ones where none are declared, or none that increase (6.2.2.7).
     std::int64_t physicalMinimum = 0;
     std::int64_t physicalMaximum = 0;
+    /// Arrays measure nothing, so theirs is 0.
     std::uint32_t unit = 0;
     /// The power of ten.
     std::int32_t unitExponent = 0;
-    /// The usage page is in the high half. Those of a variable item that have a place, or those an array can show.
+    /// The usage page is in the high half. Of a variable item those at positions from `count` on have no place.
     std::vector<UsageRange> usages;
     /// Position of each range's first usage among all of the field.
     std::vector<std::uint64_t> firstPositions;
@@ -153,15 +154,23 @@ public:
     EncodeResult encode(ReportType type, std::uint32_t reportID, std::span<const UsageValue> values,
                         std::span<std::uint8_t> report, std::size_t* failed = nullptr) const;
 
-private:
+    /// A report that has bits.
     struct DeclaredReport {
         ReportType type;
         std::uint32_t id;
+        /// As it travels, padding and the number included.
         std::size_t bits;
+        /// Positions in `fields`.
         std::size_t firstField;
         std::size_t endField;
     };
 
+    /// By type and number.
+    std::span<const DeclaredReport> reports() const { return _reports; }
+    /// In the order of the descriptor, so an enclosing one comes first.
+    std::span<const Collection> collections() const { return _collections; }
+
+private:
     static void findShown(const LayoutField& array, std::span<const std::uint8_t> report,
                           std::vector<ReportValues::Shown>& shown);
     void addField(const Field& field);
@@ -170,8 +179,8 @@ private:
 
     bool _numbersReports = false;
     std::vector<LayoutField> _fields;
-    /// By type and number.
     std::vector<DeclaredReport> _reports;
+    std::vector<Collection> _collections;
 };
 
 } // namespace qrx::hid

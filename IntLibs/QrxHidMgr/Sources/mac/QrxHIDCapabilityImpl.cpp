@@ -152,8 +152,3 @@ uint32_t _QrxHIDCapabilityImpl::getCookie() const
 {
     return properties::bits(_properties, CFSTR("ElementCookie"));
 }
-
-int32_t _QrxHIDCapabilityImpl::getReportBitOffset() const
-{
-    return properties::number(_properties, CFSTR("ReportBitOffset"), -1);
-}

@@ -56,10 +56,6 @@ public:
     /// The number by which the driver's queues know the element.
     virtual uint32_t getCookie() const;
 
-    /// Where the value begins, in bits from the first bit of the report as it travels (the report ID byte counted, if
-    /// there is one); -1 where the platform does not tell.
-    int32_t getReportBitOffset() const;
-
 private:
     CFDictionaryRef _properties;
 };

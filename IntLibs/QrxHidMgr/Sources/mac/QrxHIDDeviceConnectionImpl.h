@@ -68,6 +68,8 @@ public:
 
     /// The driver's device interface, borrowed, or null.
     IOHIDDeviceInterface122** _borrowedDeviceInterface() const { return _deviceInterface; }
+    /// The driver's properties as they were when the connection was made, borrowed; null without a driver.
+    CFDictionaryRef _borrowedProperties() const { return _properties; }
 
 private:
     bool _startQueue();

@@ -10,8 +10,14 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
+#include <utility>
 #include <valarray>
 #include <vector>
+
+namespace qrx {
+class InterfaceLayout;
+}
 
 /// One USB interface of a device: its registry entry, its top-level elements and the connection to its HID driver.
 ///
@@ -72,6 +78,16 @@ public:
     /// The connection, borrowed, or null.
     _QrxHIDDeviceConnectionImpl* _borrowedConnection() const { return _connection.get(); }
 
+    /// The properties of the HID driver as they were when it was found, borrowed; null without one.
+    CFDictionaryRef _borrowedDriverProperties() const
+    {
+        return _connection ? _connection->_borrowedProperties() : nullptr;
+    }
+
+    /// What was made of the report descriptor when somebody asked for it first; it goes with the interface.
+    const std::shared_ptr<const qrx::InterfaceLayout>& _keptLayout() const { return _layout; }
+    void _keepLayout(std::shared_ptr<const qrx::InterfaceLayout> layout) { _layout = std::move(layout); }
+
 private:
     void _adoptConnection(const mis::swizzler<_QrxHIDDeviceConnectionImpl>& connection);
 
@@ -81,4 +97,5 @@ private:
     mis::swizzler<_QrxHIDDeviceConnectionImpl> _connection;
     /// Of the properties, which do not change: it is asked for with every report.
     std::int32_t _interfaceNumber;
+    std::shared_ptr<const qrx::InterfaceLayout> _layout;
 };

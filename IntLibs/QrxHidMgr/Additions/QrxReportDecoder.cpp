@@ -1,0 +1,60 @@
+#include "QrxReportDecoder.h"
+
+#include "HID/ReportLayout.h"
+#include "InterfaceLayout.h"
+
+#include <span>
+
+using namespace qrx;
+
+namespace {
+
+constexpr unsigned int kLastReportType = 2;
+constexpr unsigned kPageShift = 16;
+constexpr std::uint32_t kUsageIDMask = 0xFFFF;
+
+} // namespace
+
+/// Makes the public values of those that the layout reads.
+class QrxReportReading {
+public:
+    static QrxDecodedValue valueOf(const hid::ReportValue& read, QrxHIDCapabilityPtr element)
+    {
+        QrxDecodedValue value;
+        value._capability = std::move(element);
+        value._usagePage = read.usage >> kPageShift;
+        value._usage = read.usage & kUsageIDMask;
+        value._bits = static_cast<std::uint64_t>(read.value);
+        value._bitOffset = read.bitOffset;
+        value._sizeBits = read.sizeBits;
+        value._isSigned = read.isSigned;
+        value._isNull = read.isNull;
+        value._isArraySelection = read.isSelection;
+        return value;
+    }
+};
+
+QrxDecodedValue QrxDecodedValue::withValue(uint64_t bits) const
+{
+    QrxDecodedValue changed = *this;
+    changed._bits = bits;
+    changed._isNull = false;
+    return changed;
+}
+
+std::vector<QrxDecodedValue> QrxDecodeReport(const QrxHIDDevice& device, unsigned int reportType, const uint8_t* bytes,
+                                             size_t count, int interfaceNumber)
+{
+    const auto layout = reportType <= kLastReportType ? InterfaceLayout::of(device, interfaceNumber) : nullptr;
+    if (!layout) {
+        return {};
+    }
+    hid::ReportValues read;
+    layout->reports()->decode(static_cast<hid::ReportType>(reportType), {bytes, count}, read);
+    std::vector<QrxDecodedValue> values;
+    values.reserve(read.values().size());
+    for (const hid::ReportValue& value : read.values()) {
+        values.push_back(QrxReportReading::valueOf(value, layout->elementOf(value)));
+    }
+    return values;
+}
