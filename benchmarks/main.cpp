@@ -5,6 +5,7 @@
 //                                     (see the script `instructions`); NAME `all` does each
 
 #include "AllocationCount.h"
+#include "Decoding.h"
 #include "Descriptors.h"
 #include "PlainLoop.h"
 #include "RatioReporter.h"
@@ -163,6 +164,10 @@ const std::map<std::string, std::function<void(std::size_t)>>& works()
         {"reports-1024", [](std::size_t n) { deliverReports(1024, n); }},
         {"60-reports-64", deliverWaiting},
         {"plain-64", [](std::size_t n) { deliverPlainly(64, n); }},
+        {"decode-gamepad-17", [](std::size_t n) { decoding::decode("gamepad-17", n); }},
+        {"decode-keyboard-122", [](std::size_t n) { decoding::decode("keyboard-122", n); }},
+        {"decode-keyboard-276", [](std::size_t n) { decoding::decode("keyboard-276", n); }},
+        {"decode-array-16000", [](std::size_t n) { decoding::decode("array-16000", n); }},
         {"mouse", [](std::size_t n) { buildTrees(mouseDescriptor(), n); }},
         {"keyboard-224", [](std::size_t n) { buildTrees(keyboardDescriptor(0xdf), n); }},
         {"elements-1024", [](std::size_t n) { buildTrees(descriptorOfElements(1024), n); }},
@@ -244,6 +249,7 @@ int main(int argc, char** argv)
     }
     RatioReporter reporter;
     registerBenchmarks(reporter);
+    decoding::registerBenchmarks(reporter);
     benchmark::RunSpecifiedBenchmarks(&reporter);
     return EXIT_SUCCESS;
 }

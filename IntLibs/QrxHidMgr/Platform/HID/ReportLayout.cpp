@@ -147,6 +147,16 @@ std::optional<std::uint64_t> LayoutField::positionOf(std::uint32_t usage) const
     return std::nullopt;
 }
 
+std::span<ReportValue> ReportValues::add(std::size_t count)
+{
+    const std::size_t first = _count;
+    if (_values.size() - first < count) {
+        _values.resize(std::max(first + count, 2 * _values.size()));
+    }
+    _count += count;
+    return std::span(_values).subspan(first, count);
+}
+
 ReportLayout::ReportLayout(const Descriptor& descriptor)
     : _numbersReports(descriptor.usesReportIDs()), _collections(descriptor.collections)
 {
@@ -240,7 +250,7 @@ namespace {
 /// Reads the fields of one report into a list of values.
 class ReportReading {
 public:
-    ReportReading(std::span<const std::uint8_t> report, std::vector<ReportValue>& values)
+    ReportReading(std::span<const std::uint8_t> report, ReportValues& values)
         : _report(report), _bits(report.size() * 8), _values(values)
     {
     }
@@ -248,9 +258,7 @@ public:
     void readVariable(const LayoutField& field, std::uint32_t fieldIndex)
     {
         const std::size_t count = valuesWithin(field, _bits);
-        const std::size_t first = _values.size();
-        _values.resize(first + count);
-        ReportValue* value = _values.data() + first;
+        const std::span<ReportValue> value = _values.add(count);
         std::size_t index = 0;
         std::uint64_t position = 0;
         for (const UsageRange& range : field.usages) {
@@ -274,8 +282,8 @@ public:
         if (isUndefined(usage)) {
             return;
         }
-        _values.push_back(
-            {usage, array.sizeBits, fieldIndex, array.valueOffset(entry), position, 1, false, false, true});
+        _values.add(1).front() = {usage, array.sizeBits, fieldIndex, array.valueOffset(entry), position, 1,
+                                  false, false,          true};
     }
 
 private:
@@ -295,14 +303,14 @@ private:
 
     std::span<const std::uint8_t> _report;
     std::size_t _bits;
-    std::vector<ReportValue>& _values;
+    ReportValues& _values;
 };
 
 } // namespace
 
 void ReportLayout::decode(ReportType type, std::span<const std::uint8_t> report, ReportValues& values) const
 {
-    values._values.clear();
+    values.clear();
     if (report.empty()) {
         return;
     }
@@ -310,7 +318,7 @@ void ReportLayout::decode(ReportType type, std::span<const std::uint8_t> report,
     if (declared == nullptr) {
         return;
     }
-    ReportReading reading(report, values._values);
+    ReportReading reading(report, values);
     for (std::size_t index = declared->firstField; index < declared->endField; ++index) {
         const LayoutField& field = _fields[index];
         if (field.isConstant()) {

@@ -94,7 +94,11 @@ struct ReportValue {
 /// The values of a report, and the memory in which they are found: kept from report to report, it saves allocations.
 class ReportValues {
 public:
-    std::span<const ReportValue> values() const { return _values; }
+    std::span<const ReportValue> values() const { return std::span(_values).first(_count); }
+
+    /// Room for `count` more values at the end. They are the caller's to set.
+    std::span<ReportValue> add(std::size_t count);
+    void clear() { _count = 0; }
 
 private:
     friend class ReportLayout;
@@ -104,7 +108,9 @@ private:
         std::uint32_t entry;
     };
 
+    /// Longer than what is in it, so that a report does not begin with clearing memory.
     std::vector<ReportValue> _values;
+    std::size_t _count = 0;
     /// Scratch: what one array shows.
     std::vector<Shown> _shown;
 };
