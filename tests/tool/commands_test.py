@@ -288,6 +288,19 @@ report   #1  interface 0: 00 05 fb 00
                          re.findall(r" = (.*)$", self.succeed("watch", "--speed", "0", "--recording", "-", text=text),
                                     re.M))
 
+    def test_usages_beyond_the_elements_that_are_kept_are_shown(self):
+        # Arrays and variables of 32,767 usages; the table of elements has room for half of them.
+        array = "05 0c 09 01 a1 01 15 00 27 ff ff 00 00 75 10 95 01 19 00 2a ff 7f 81 00 c0"
+        variables = "05 0c 09 01 a1 01 15 00 25 01 75 01 96 ff 7f 19 01 2a ff 7f 81 02 c0"
+        values = ["00"] * 4095 + ["40"]
+        for descriptor, report in ((array, ["00", "70"]), (variables, values)):
+            text = (f"R: {len(descriptor.split())} {descriptor}\nN: n\nP:\nI: 3 1209 0001\n"
+                    f"E: 0.0 {len(report)} {' '.join(report)}\nE: 0.0 {len(report)} {' '.join(['00'] * len(report))}\n")
+            usage = 0x7000 if descriptor == array else 0x7FFF
+            self.assertEqual([f"    Consumer: 0x{usage:04x} = 1", f"    Consumer: 0x{usage:04x} = 0"],
+                             [line for line in self.succeed("watch", "--speed", "0", "--changes", "--recording", "-",
+                                                            text=text).splitlines() if " = " in line])
+
     def test_values_of_64_bits_are_shown_with_the_sign_that_they_have(self):
         unsigned = "06 00 ff 09 01 a1 01 15 00 25 64 75 40 95 01 09 20 81 02 c0"
         signed = "06 00 ff 09 01 a1 01 15 ff 25 64 75 40 95 01 09 20 81 02 c0"

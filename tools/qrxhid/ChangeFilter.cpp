@@ -19,8 +19,7 @@ std::vector<QrxDecodedValue> ChangeFilter::changes(int interfaceNumber, std::uin
     for (const QrxDecodedValue& value : values) {
         const ValueKey key = keyOf(value);
         const auto known = last.find(key);
-        const bool isRelative = value.getCapability()->isRelative();
-        const std::int64_t before = known == last.end() || isRelative ? 0 : known->second.getValue();
+        const std::int64_t before = known == last.end() || value.isRelative() ? 0 : known->second.getValue();
         if (value.getValue() != before) {
             changed.push_back(value);
         }

@@ -8,22 +8,8 @@ namespace {
 
 bool isOfOneField(const QrxDecodedValue& left, const QrxDecodedValue& right)
 {
-    return left.getCapability() == right.getCapability() && !left.isArraySelection() && !right.isArraySelection();
-}
-
-/// A device with a null state says "nothing" by a value outside of its range.
-bool isNull(const QrxDecodedValue& value)
-{
-    const QrxHIDCapabilityPtr& field = value.getCapability();
-    if (value.isArraySelection() || !field->hasNullState()) {
-        return false;
-    }
-    if (!value.isSigned()) {
-        return value.getUnsignedValue() < field->getMinValue() || value.getUnsignedValue() > field->getMaxValue();
-    }
-    const auto minimum = static_cast<std::int32_t>(field->getMinValue());
-    const auto maximum = static_cast<std::int32_t>(field->getMaxValue());
-    return value.getValue() < minimum || (maximum >= minimum && value.getValue() > maximum);
+    return left.getCapability() && left.getCapability() == right.getCapability() && !left.isArraySelection() &&
+           !right.isArraySelection();
 }
 
 nlohmann::ordered_json numberJson(const QrxDecodedValue& value)
@@ -42,7 +28,7 @@ void writeValues(std::ostream& out, const std::vector<QrxDecodedValue>& values, 
         if (i == 0 || !isOfOneField(values[i - 1], values[i])) {
             out << (i == 0 ? "" : "\n") << indent << usageText(values[i].getUsagePage(), values[i].getUsage()) << " =";
         }
-        out << " " << numberJson(values[i]) << (isNull(values[i]) ? " (null)" : "");
+        out << " " << numberJson(values[i]) << (values[i].isNull() ? " (null)" : "");
     }
     out << (values.empty() ? "" : "\n");
 }
@@ -55,7 +41,7 @@ nlohmann::ordered_json valuesJson(const std::vector<QrxDecodedValue>& values)
                         {"usage", value.getUsage()},
                         {"name", usageText(value.getUsagePage(), value.getUsage())},
                         {"value", numberJson(value)},
-                        {"isNull", isNull(value)}});
+                        {"isNull", value.isNull()}});
     }
     return list;
 }

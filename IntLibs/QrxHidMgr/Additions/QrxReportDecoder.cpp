@@ -18,7 +18,8 @@ constexpr std::uint32_t kUsageIDMask = 0xFFFF;
 /// Makes the public values of those that the layout reads.
 class QrxReportReading {
 public:
-    static QrxDecodedValue valueOf(const hid::ReportValue& read, QrxHIDCapabilityPtr element)
+    static QrxDecodedValue valueOf(const hid::ReportValue& read, const hid::LayoutField& field,
+                                   QrxHIDCapabilityPtr element)
     {
         QrxDecodedValue value;
         value._capability = std::move(element);
@@ -28,6 +29,7 @@ public:
         value._bitOffset = read.bitOffset;
         value._sizeBits = read.sizeBits;
         value._isSigned = read.isSigned;
+        value._isRelative = (field.flags & hid::kFieldRelative) != 0;
         value._isNull = read.isNull;
         value._isArraySelection = read.isSelection;
         return value;
@@ -54,7 +56,8 @@ std::vector<QrxDecodedValue> QrxDecodeReport(const QrxHIDDevice& device, unsigne
     std::vector<QrxDecodedValue> values;
     values.reserve(read.values().size());
     for (const hid::ReportValue& value : read.values()) {
-        values.push_back(QrxReportReading::valueOf(value, layout->elementOf(value)));
+        values.push_back(
+            QrxReportReading::valueOf(value, layout->reports()->fields()[value.field], layout->elementOf(value)));
     }
     return values;
 }

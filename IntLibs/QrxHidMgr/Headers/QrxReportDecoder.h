@@ -39,12 +39,15 @@ public:
 
     /// The field that the value belongs to; several values share one that counts more than one. For a usage that an
     /// array shows, the usage's own 1-bit element. Empty where the platform's elements are not those that this library
-    /// makes of the descriptor.
+    /// makes of the descriptor, and where the device declares more elements than are kept.
     const QrxHIDCapabilityPtr& getCapability() const { return _capability; }
 
     /// True when the usage was shown by an array (a pressed key among the six of a keyboard, say). Usages that an array
     /// does not show are not in the list at all.
     bool isArraySelection() const { return _isArraySelection; }
+
+    /// Whether the value is a change, not a position.
+    bool isRelative() const { return _isRelative; }
 
     /// The device says with this value that it has none: the field has a null state, and the value is outside of its
     /// logical range.
@@ -65,6 +68,7 @@ private:
     size_t _bitOffset = 0;
     size_t _sizeBits = 0;
     bool _isSigned = false;
+    bool _isRelative = false;
     bool _isNull = false;
     bool _isArraySelection = false;
 };

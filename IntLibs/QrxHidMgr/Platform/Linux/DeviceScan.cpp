@@ -23,23 +23,7 @@ using FileResult = SysfsDirectory::Result;
 
 DeviceScan::Result resultOf(FileResult result)
 {
-    switch (result) {
-    case FileResult::done:
-        return DeviceScan::Result::complete;
-    case FileResult::gone:
-        return DeviceScan::Result::gone;
-    case FileResult::scarce:
-        return DeviceScan::Result::scarce;
-    case FileResult::failed:
-        break;
-    }
-    return DeviceScan::Result::failed;
-}
-
-/// The answer could not be had.
-bool isUnknown(FileResult result)
-{
-    return result == FileResult::failed || result == FileResult::scarce;
+    return result == FileResult::gone ? DeviceScan::Result::gone : DeviceScan::Result::failed;
 }
 
 std::span<const std::uint8_t> bytesOf(const std::string& text)
@@ -74,14 +58,6 @@ struct DeviceScan::Reading {
     bool isComplete = true;
     /// Something that is there could not be read.
     bool hasFailed = false;
-    /// The reason was a lack of descriptors or memory.
-    bool isScarce = false;
-
-    void note(FileResult result)
-    {
-        hasFailed = hasFailed || isUnknown(result);
-        isScarce = isScarce || result == FileResult::scarce;
-    }
 };
 
 DeviceScan::DeviceScan(SystemCalls& calls, const std::string& sysfsRoot, std::string deviceRoot, NodeReadiness& nodes)
@@ -99,7 +75,7 @@ bool DeviceScan::list(std::vector<ListedDevice>& devices)
         return true;
     }
     Entries entries;
-    if (opened != FileResult::done || bus.list(entries) != FileResult::done || listReportNodes() != FileResult::done) {
+    if (opened != FileResult::done || bus.list(entries) != FileResult::done || !listReportNodes()) {
         return false;
     }
     std::map<std::string, ListedDevice, std::less<>> byName;
@@ -158,7 +134,7 @@ DeviceScan::Result DeviceScan::list(const std::string& name, ListedDevice& devic
         }
     }
     std::sort(device.interfaces.begin(), device.interfaces.end(), comesBefore);
-    return resultOf(listReportNodes());
+    return listReportNodes() ? Result::complete : Result::failed;
 }
 
 DeviceScan::Comparison DeviceScan::compare(const ListedDevice& device, const DeviceOutline& known)
@@ -176,7 +152,7 @@ DeviceScan::Comparison DeviceScan::compare(const ListedDevice& device, const Dev
         now.isOfHID = true;
         if (!takeNode(now)) {
             SysfsDirectory folder(_calls);
-            if (isUnknown(readFolder(folder, folder.open(pathOf(device.name) + "/" + old.name), now))) {
+            if (readFolder(folder, folder.open(pathOf(device.name) + "/" + old.name), now) == FileResult::failed) {
                 return Comparison::unknown;
             }
             if (!now.hidDevice.empty() && !_reportNodes.isWhole()) {
@@ -206,13 +182,6 @@ DeviceScan::Result DeviceScan::read(const ListedDevice& device, ScannedDevice& s
 {
     scanned = {};
     Reading reading(_calls, device, scanned);
-    const Result result = read(reading);
-    return reading.isScarce ? Result::scarce : result;
-}
-
-DeviceScan::Result DeviceScan::read(Reading& reading)
-{
-    const ListedDevice& device = reading.listed;
     const FileResult opened = reading.directory.open(pathOf(device.name));
     if (opened != FileResult::done) {
         return resultOf(opened);
@@ -304,7 +273,7 @@ bool DeviceScan::readInterface(Reading& reading, const std::string& name)
         if (result == FileResult::gone) {
             return false;
         }
-        reading.note(result);
+        reading.hasFailed = reading.hasFailed || result == FileResult::failed;
         readHIDFacts(reading, outline, facts);
         facts.countryCode = facts.hid != nullptr ? setting.countryCode : std::nullopt;
         isWhole = result == FileResult::done && isComplete(reading, outline);
@@ -477,7 +446,7 @@ std::optional<std::string> DeviceScan::readString(Reading& reading, const std::s
 bool DeviceScan::readText(Reading& reading, const std::string& file, std::string& text, std::size_t limitBytes) const
 {
     const FileResult result = reading.directory.read(file, text, limitBytes);
-    reading.note(result);
+    reading.hasFailed = reading.hasFailed || result == FileResult::failed;
     return result == FileResult::done;
 }
 

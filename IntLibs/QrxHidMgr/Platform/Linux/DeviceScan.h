@@ -66,9 +66,7 @@ public:
         incomplete,
         notHID,
         gone,
-        /// The answer could not be had, or not in full: no descriptor is free, or the kernel has no memory left.
-        scarce,
-        /// The same for another reason: an I/O error, say.
+        /// The answer could not be had, or not in full (no descriptor free, an I/O error).
         failed
     };
 
@@ -97,7 +95,6 @@ private:
     struct Reading;
 
     void sort(std::vector<ListedDevice>& devices, const SysfsDirectory& bus);
-    Result read(Reading& reading);
     static bool isOfHID(const Reading& reading);
     Result readUsbFacts(Reading& reading);
     bool readInterface(Reading& reading, const std::string& name);
@@ -112,7 +109,7 @@ private:
     std::optional<std::string> readString(Reading& reading, const std::string& file) const;
     bool readText(Reading& reading, const std::string& file, std::string& text,
                   std::size_t limitBytes = SysfsDirectory::kTextLimit) const;
-    SysfsDirectory::Result listReportNodes() { return _reportNodes.read(); }
+    bool listReportNodes() { return _reportNodes.read() == SysfsDirectory::Result::done; }
     std::string pathOf(const std::string& name) const { return _busPath + "/" + name; }
 
     SystemCalls& _calls;

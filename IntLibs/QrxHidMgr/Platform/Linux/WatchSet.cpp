@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdint>
 
 namespace qrx::platform {
@@ -29,12 +28,7 @@ std::unique_ptr<WatchSet> WatchSet::make(SystemCalls& calls, std::vector<std::un
     for (const auto& monitor : set->_monitors) {
         isWhole = isWhole && set->add(monitor->descriptor(), monitor.get());
     }
-    if (!isWhole) {
-        const int error = errno;
-        set.reset();
-        errno = error;
-    }
-    return set;
+    return isWhole ? std::move(set) : nullptr;
 }
 
 bool WatchSet::add(int fd, DeviceMonitor* monitor)

@@ -284,14 +284,7 @@ void _QrxHIDDeviceConnectionImpl::_startInterruptReports()
 
 void _QrxHIDDeviceConnectionImpl::_attachSource()
 {
-    try {
-        CFRunLoopAddSource(CFRunLoopGetCurrent(), _runLoopSource, kCFRunLoopDefaultMode);
-    } catch (...) {
-        // No loop can be had now, so there is none to take the source out of.
-        CFRelease(_runLoopSource);
-        _runLoopSource = nullptr;
-        throw;
-    }
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), _runLoopSource, kCFRunLoopDefaultMode);
 }
 
 void _QrxHIDDeviceConnectionImpl::_freeReportsQueue()
