@@ -1,5 +1,7 @@
 #pragma once
 
+#include <CoreFoundation/CoreFoundation.h>
+#include <IOKit/IOCFPlugIn.h>
 #include <IOKit/hid/IOHIDLib.h>
 
 #include <cstdint>
