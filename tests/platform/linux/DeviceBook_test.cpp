@@ -29,11 +29,11 @@ protected:
         provider->refresh(sink);
         return sink.takeLog();
     }
-    /// Handles events while no file can be opened or read.
-    std::string handledInVainAfter(milliseconds time)
+    /// Handles events while no file can be opened or read: for a reason of the device's, or for lack of descriptors.
+    std::string handledInVainAfter(milliseconds time, int error = EIO)
     {
         calls.advance(time);
-        calls.failFrom(2, EMFILE);
+        calls.failFrom(2, error);
         provider->handleEvents(sink);
         calls.failNone();
         return sink.takeLog();
@@ -153,6 +153,19 @@ TEST_F(DeviceBook, ADeviceThatCanNeverBeReadIsLookedAtAgainOnce)
     EXPECT_EQ(callsOfOneLook(), 1) << "nothing is waited for";
     tell("bind usb_device", device);
     EXPECT_EQ(handled(), "+ 1-1 hid 2\n") << "the next event asks anew";
+}
+
+TEST_F(DeviceBook, ADeviceThatIsNotReadForLackOfDescriptorsIsLookedAtUntilItIs)
+{
+    started();
+    const TreeDevice device = composite();
+    tree.plug(device);
+    tellArrival(device);
+    for (int round = 0; round < 5; ++round) {
+        EXPECT_EQ(handledInVainAfter(round == 0 ? milliseconds(0) : kSettle, EMFILE), "");
+    }
+    EXPECT_EQ(handledAfter(kSettle), "+ 1-1 hid 2\n");
+    EXPECT_EQ(callsOfOneLook(), 1) << "nothing is waited for";
 }
 
 TEST_F(DeviceBook, AKnownDeviceThatCannotBeComparedStaysAndIsComparedAgainOnce)

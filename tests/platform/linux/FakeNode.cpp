@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstring>
 #include <stdexcept>
+#include <system_error>
 #include <utility>
 
 #include <sys/ioctl.h>
@@ -17,7 +18,7 @@ FakeNode::FakeNode(Reading reading) : _reading(reading)
 {
     int ends[2];
     if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends) != 0) {
-        throw std::runtime_error("socketpair");
+        throw std::system_error(errno, std::generic_category(), "socketpair");
     }
     _channelEnd = ends[0];
     _deviceEnd = ends[1];

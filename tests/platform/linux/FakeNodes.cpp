@@ -1,6 +1,8 @@
 #include "FakeNodes.h"
 
+#include <cerrno>
 #include <string_view>
+#include <system_error>
 
 #include <fcntl.h>
 
@@ -59,7 +61,13 @@ int FakeNodes::openAt(int directory, const char* path, int flags)
     if (exists(path) != 0) {
         return -1;
     }
-    auto node = std::make_unique<FakeNode>();
+    std::unique_ptr<FakeNode> node;
+    try {
+        node = std::make_unique<FakeNode>();
+    } catch (const std::system_error& failure) {
+        errno = failure.code().value();
+        return -1;
+    }
     const int fd = node->takeChannelEnd();
     _open[fd] = {std::stoi(std::string(name.substr(_prefix.size()))), std::move(node)};
     return fd;

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <system_error>
 
 #include <fcntl.h>
 
@@ -163,15 +164,30 @@ TEST_F(HidrawNodes, MayBecomeAccessibleLater)
 
 TEST_F(HidrawNodes, AnswerOtherErrorsWithoutALine)
 {
-    const std::pair<int, Status> cases[] = {{ENOENT, Status::notAttached}, {ENODEV, Status::notAttached},
-                                            {ENXIO, Status::notAttached},  {EMFILE, Status::noResources},
-                                            {ENOMEM, Status::noMemory},    {EIO, Status::ioError}};
+    const std::pair<int, Status> cases[] = {{ENOENT, Status::notAttached},
+                                            {ENODEV, Status::notAttached},
+                                            {ENXIO, Status::notAttached},
+                                            {EIO, Status::ioError}};
     for (const auto& [error, status] : cases) {
         calls.writeError = error;
         Status last = Status::success;
         EXPECT_EQ(told(last), "") << error;
         EXPECT_EQ(last, status) << error;
     }
+}
+
+TEST_F(HidrawNodes, TellALackOfDescriptorsOrMemoryAndMayBeOpenedLater)
+{
+    for (const auto& [error, status] : {std::pair(EMFILE, Status::noResources), std::pair(ENOMEM, Status::noMemory)}) {
+        calls.writeError = error;
+        Status last = Status::success;
+        const std::string line = "QrxHIDManager: /dev/hidraw0 of 1234:abcd \"Mouse\" at 1-1 cannot be opened: " +
+                                 std::generic_category().message(error) + ".\n";
+        EXPECT_EQ(masked(told(last)).substr(0, line.size()), line);
+        EXPECT_EQ(last, status);
+    }
+    calls.writeError = 0;
+    EXPECT_EQ(open(0), Status::success);
 }
 
 TEST_F(HidrawNodes, ThatCannotBeLookedAtHaveNotLeftForThat)

@@ -152,6 +152,54 @@ TEST_F(HotPlug, AsksAgainWhenADeviceCouldNotBeRead)
     EXPECT_EQ(handledAfter(kSettle), "+ 1-1 hid 2\n");
 }
 
+TEST_F(HotPlug, PublishesNoDeviceHalfReadHoweverLongDescriptorsAreLacking)
+{
+    started();
+    const TreeDevice device = composite();
+    constexpr int kMoreThanALookTakes = 60;
+    for (int number = 1; number <= kMoreThanALookTakes; ++number) {
+        SCOPED_TRACE("all calls fail from the one of number " + std::to_string(number));
+        tree.plug(device);
+        tellArrival(device);
+        calls.failFrom(number, EMFILE);
+        provider->handleEvents(sink);
+        for (int times = 0; times < 3; ++times) {
+            calls.failFrom(number, EMFILE);
+            calls.advance(kSettle);
+            provider->handleEvents(sink);
+        }
+        calls.failNone();
+        calls.advance(kSettle);
+        provider->handleEvents(sink);
+        handled();
+        ASSERT_EQ(sink.devices().size(), 1U);
+        const DeviceFacts& facts = sink.at("1-1");
+        EXPECT_EQ(facts.productName, device.productText);
+        ASSERT_EQ(facts.interfaces.size(), 2U);
+        EXPECT_NE(facts.interfaces[0].hid, nullptr);
+        EXPECT_EQ(facts.interfaces[1].reportDescriptor, device.interfaces[1].reportDescriptor);
+        tree.unplug(device.name);
+        tellRemoval(device);
+        handled();
+        ASSERT_EQ(sink.devices().size(), 0U);
+    }
+}
+
+TEST_F(HotPlug, SaysOnceThatNothingCanBeWatchedAndOnceThatItIsAgain)
+{
+    testing::internal::CaptureStderr();
+    for (int times = 0; times < 2; ++times) {
+        calls.failFrom(1, EMFILE);
+        EXPECT_EQ(provider->startWatching(sink), -1);
+    }
+    calls.failNone();
+    EXPECT_GE(provider->startWatching(sink), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "QrxHIDManager: Arrivals and removals of devices cannot be watched: Too many open files. It is tried "
+              "again from time to time.\n"
+              "QrxHIDManager: Arrivals and removals of devices are watched again.\n");
+}
+
 TEST_F(HotPlug, MakesOneCallToSeeThatNothingHasHappened)
 {
     tree.plug(composite());

@@ -43,7 +43,7 @@ void DeviceAccess::tellRefusal(const std::string& node, int error)
     if (!logs(LogLevel::error) || !isFirst()) {
         return;
     }
-    std::string text = node + " of " + _device + " cannot be opened: " + std::generic_category().message(error) + ".";
+    std::string text = failure(node, error);
     if (error == EACCES) {
         text += " This line in a file of /etc/udev/rules.d whose name sorts before 73 lets whoever sits at the machine "
                 "use it: " +
@@ -52,6 +52,18 @@ void DeviceAccess::tellRefusal(const std::string& node, int error)
         text += " The container or sandbox does not let this program use the device.";
     }
     log(LogLevel::error, text);
+}
+
+void DeviceAccess::tellScarcity(const std::string& node, int error) const
+{
+    if (logs(LogLevel::error)) {
+        log(LogLevel::error, failure(node, error));
+    }
+}
+
+std::string DeviceAccess::failure(const std::string& node, int error) const
+{
+    return node + " of " + _device + " cannot be opened: " + std::generic_category().message(error) + ".";
 }
 
 void DeviceAccess::tellMissingNode(unsigned interfaceNumber)

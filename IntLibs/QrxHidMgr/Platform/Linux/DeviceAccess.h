@@ -21,13 +21,18 @@ public:
     /// help. The first call for a device is told, the others are not.
     void tellRefusal(const std::string& node, int error);
 
-    /// The same for an interface that has no node at all.
+    /// One line for a node that could not be opened for lack of descriptors or memory; each time, since another try may
+    /// succeed.
+    void tellScarcity(const std::string& node, int error) const;
+
+    /// As tellRefusal, for an interface that has no node at all.
     void tellMissingNode(unsigned interfaceNumber);
 
     /// For those who want to know (level info): the queue of an open interface was found full for the `count`th time.
     void tellPossibleLoss(unsigned interfaceNumber, std::uint64_t count) const;
 
 private:
+    std::string failure(const std::string& node, int error) const;
     bool isFirst() { return !_isTold.exchange(true); }
 
     /// "1234:abcd "Product" at 1-2.1"

@@ -66,6 +66,9 @@ void DeviceBook::look(const std::string& name, RegistrySink& sink, Patience pati
         leave(name, sink);
         _gate.forget(name);
         break;
+    case DeviceScan::Result::scarce:
+        askAgain(name, Patience::fresh);
+        break;
     default:
         askAgain(name, patience);
         break;
@@ -103,6 +106,10 @@ void DeviceBook::consider(const ListedDevice& device, RegistrySink& sink, Patien
         if (patience == Patience::ended || !mustWait(device.name, isChange)) {
             publish(device.name, std::move(scanned), sink);
         }
+        break;
+    case DeviceScan::Result::scarce:
+        // What is missing is missing here, not in the device: it is read later, however long that takes.
+        askAgain(device.name, Patience::fresh);
         break;
     case DeviceScan::Result::failed:
         // What could not be read a moment ago may be had later. Who cannot wait, or has, gets what there is.

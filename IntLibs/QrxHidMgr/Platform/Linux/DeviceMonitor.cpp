@@ -9,29 +9,53 @@
 #include "SystemCalls.h"
 #include "UdevMonitor.h"
 
+#include <cerrno>
+
 namespace qrx::platform {
+
+namespace {
+
+/// What the machine does not offer stays so; this may change.
+bool isScarcity(int error)
+{
+    return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS;
+}
+
+} // namespace
 
 std::vector<std::unique_ptr<DeviceMonitor>> makeMonitors(const LinuxPaths& paths)
 {
     SystemCalls& calls = paths.calls != nullptr ? *paths.calls : SystemCalls::kernel();
     const bool hasUdevd = calls.exists((paths.run + "/control").c_str()) == 0;
     std::vector<std::unique_ptr<DeviceMonitor>> monitors;
-    const auto add = [&monitors](std::unique_ptr<DeviceMonitor> monitor) {
+    int scarcity = 0;
+    const auto add = [&](std::unique_ptr<DeviceMonitor> monitor) {
         if (monitor != nullptr) {
             monitors.push_back(std::move(monitor));
+        } else if (isScarcity(errno)) {
+            scarcity = errno;
         }
     };
     add(UdevMonitor::make(hasUdevd ? UdevMonitor::Group::udev : UdevMonitor::Group::kernel));
     const bool hasSocket = !monitors.empty();
     if (hasSocket && hasUdevd) {
         // At once the folder would only tell of nodes whose rules have not been applied yet.
+        const std::size_t before = monitors.size();
         LateFolderMonitor::add(monitors, calls, paths.device, paths.rescanInterval);
+        if (monitors.size() == before && isScarcity(errno)) {
+            scarcity = errno;
+        }
     } else {
         add(FolderMonitor::make(calls, paths.device));
     }
     if (!hasSocket || !isNetworkOfMachine(calls)) {
         log(LogLevel::info, "Device events cannot be heard here: arrivals are found by looking from time to time");
         add(IntervalMonitor::make(calls, paths.rescanInterval));
+    }
+    if (scarcity != 0) {
+        // What watches less well for lack of a descriptor would do so for good.
+        monitors.clear();
+        errno = scarcity;
     }
     return monitors;
 }

@@ -23,7 +23,23 @@ using FileResult = SysfsDirectory::Result;
 
 DeviceScan::Result resultOf(FileResult result)
 {
-    return result == FileResult::gone ? DeviceScan::Result::gone : DeviceScan::Result::failed;
+    switch (result) {
+    case FileResult::done:
+        return DeviceScan::Result::complete;
+    case FileResult::gone:
+        return DeviceScan::Result::gone;
+    case FileResult::scarce:
+        return DeviceScan::Result::scarce;
+    case FileResult::failed:
+        break;
+    }
+    return DeviceScan::Result::failed;
+}
+
+/// The answer could not be had.
+bool isUnknown(FileResult result)
+{
+    return result == FileResult::failed || result == FileResult::scarce;
 }
 
 std::span<const std::uint8_t> bytesOf(const std::string& text)
@@ -58,6 +74,14 @@ struct DeviceScan::Reading {
     bool isComplete = true;
     /// Something that is there could not be read.
     bool hasFailed = false;
+    /// The reason was a lack of descriptors or memory.
+    bool isScarce = false;
+
+    void note(FileResult result)
+    {
+        hasFailed = hasFailed || isUnknown(result);
+        isScarce = isScarce || result == FileResult::scarce;
+    }
 };
 
 DeviceScan::DeviceScan(SystemCalls& calls, const std::string& sysfsRoot, std::string deviceRoot, NodeReadiness& nodes)
@@ -75,7 +99,7 @@ bool DeviceScan::list(std::vector<ListedDevice>& devices)
         return true;
     }
     Entries entries;
-    if (opened != FileResult::done || bus.list(entries) != FileResult::done || !listReportNodes()) {
+    if (opened != FileResult::done || bus.list(entries) != FileResult::done || listReportNodes() != FileResult::done) {
         return false;
     }
     std::map<std::string, ListedDevice, std::less<>> byName;
@@ -134,7 +158,7 @@ DeviceScan::Result DeviceScan::list(const std::string& name, ListedDevice& devic
         }
     }
     std::sort(device.interfaces.begin(), device.interfaces.end(), comesBefore);
-    return listReportNodes() ? Result::complete : Result::failed;
+    return resultOf(listReportNodes());
 }
 
 DeviceScan::Comparison DeviceScan::compare(const ListedDevice& device, const DeviceOutline& known)
@@ -152,7 +176,7 @@ DeviceScan::Comparison DeviceScan::compare(const ListedDevice& device, const Dev
         now.isOfHID = true;
         if (!takeNode(now)) {
             SysfsDirectory folder(_calls);
-            if (readFolder(folder, folder.open(pathOf(device.name) + "/" + old.name), now) == FileResult::failed) {
+            if (isUnknown(readFolder(folder, folder.open(pathOf(device.name) + "/" + old.name), now))) {
                 return Comparison::unknown;
             }
             if (!now.hidDevice.empty() && !_reportNodes.isWhole()) {
@@ -182,6 +206,13 @@ DeviceScan::Result DeviceScan::read(const ListedDevice& device, ScannedDevice& s
 {
     scanned = {};
     Reading reading(_calls, device, scanned);
+    const Result result = read(reading);
+    return reading.isScarce ? Result::scarce : result;
+}
+
+DeviceScan::Result DeviceScan::read(Reading& reading)
+{
+    const ListedDevice& device = reading.listed;
     const FileResult opened = reading.directory.open(pathOf(device.name));
     if (opened != FileResult::done) {
         return resultOf(opened);
@@ -273,7 +304,7 @@ bool DeviceScan::readInterface(Reading& reading, const std::string& name)
         if (result == FileResult::gone) {
             return false;
         }
-        reading.hasFailed = reading.hasFailed || result == FileResult::failed;
+        reading.note(result);
         readHIDFacts(reading, outline, facts);
         facts.countryCode = facts.hid != nullptr ? setting.countryCode : std::nullopt;
         isWhole = result == FileResult::done && isComplete(reading, outline);
@@ -446,7 +477,7 @@ std::optional<std::string> DeviceScan::readString(Reading& reading, const std::s
 bool DeviceScan::readText(Reading& reading, const std::string& file, std::string& text, std::size_t limitBytes) const
 {
     const FileResult result = reading.directory.read(file, text, limitBytes);
-    reading.hasFailed = reading.hasFailed || result == FileResult::failed;
+    reading.note(result);
     return result == FileResult::done;
 }
 

@@ -66,7 +66,9 @@ public:
         incomplete,
         notHID,
         gone,
-        /// The answer could not be had, or not in full (no descriptor free, an I/O error).
+        /// The answer could not be had, or not in full: no descriptor is free, or the kernel has no memory left.
+        scarce,
+        /// The same for another reason: an I/O error, say.
         failed
     };
 
@@ -95,6 +97,7 @@ private:
     struct Reading;
 
     void sort(std::vector<ListedDevice>& devices, const SysfsDirectory& bus);
+    Result read(Reading& reading);
     static bool isOfHID(const Reading& reading);
     Result readUsbFacts(Reading& reading);
     bool readInterface(Reading& reading, const std::string& name);
@@ -109,7 +112,7 @@ private:
     std::optional<std::string> readString(Reading& reading, const std::string& file) const;
     bool readText(Reading& reading, const std::string& file, std::string& text,
                   std::size_t limitBytes = SysfsDirectory::kTextLimit) const;
-    bool listReportNodes() { return _reportNodes.read() == SysfsDirectory::Result::done; }
+    SysfsDirectory::Result listReportNodes() { return _reportNodes.read(); }
     std::string pathOf(const std::string& name) const { return _busPath + "/" + name; }
 
     SystemCalls& _calls;

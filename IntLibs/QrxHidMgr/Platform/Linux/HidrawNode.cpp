@@ -34,6 +34,8 @@ Status HidrawNode::refuse(int error)
     const Status status = statusOfOpen(error);
     if (status == Status::notPrivileged) {
         _access->tellRefusal(_place.node, error);
+    } else if (status == Status::noResources || status == Status::noMemory) {
+        _access->tellScarcity(_place.node, error);
     } else {
         log(LogLevel::info, _place.node + " could not be opened (errno " + std::to_string(error) + ")");
     }

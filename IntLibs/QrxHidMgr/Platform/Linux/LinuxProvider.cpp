@@ -2,13 +2,16 @@
 
 #include "DeviceBook.h"
 #include "NodeReadiness.h"
+#include "Provider/Log.h"
 #include "SystemCalls.h"
 #include "UsbNames.h"
 #include "WatchSet.h"
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <string_view>
+#include <system_error>
 
 namespace qrx::platform {
 
@@ -46,8 +49,10 @@ public:
     int startWatching(RegistrySink& sink) override
     {
         if (_watch == nullptr) {
+            errno = 0;
             // The monitors come first: what happens during the look at everything is heard, and tells nothing new.
             _watch = WatchSet::make(_calls, _paths.monitors ? _paths.monitors(_paths) : makeMonitors(_paths));
+            tellWatching(errno);
             _book.setWaiting(_watch != nullptr);
             rescan(sink);
             if (_watch == nullptr) {
@@ -79,6 +84,20 @@ public:
     }
 
 private:
+    /// Says once that nothing can be watched, and when that is over.
+    void tellWatching(int error)
+    {
+        const bool fails = _watch == nullptr;
+        if (fails && !_isFailureTold) {
+            const std::string reason = error != 0 ? ": " + std::generic_category().message(error) : "";
+            log(LogLevel::error, "Arrivals and removals of devices cannot be watched" + reason +
+                                     ". It is tried again from time to time.");
+        } else if (!fails && _isFailureTold) {
+            log(LogLevel::error, "Arrivals and removals of devices are watched again.");
+        }
+        _isFailureTold = fails;
+    }
+
     /// Takes what waits first and looks at each device once then: a plug brings a dozen events, and the state that can
     /// be read is that after the last of them.
     void hear(const std::vector<DeviceMonitor*>& monitors, RegistrySink& sink)
@@ -156,6 +175,7 @@ private:
     NodeReadiness _nodes;
     DeviceBook _book;
     std::unique_ptr<WatchSet> _watch;
+    bool _isFailureTold = false;
 };
 
 } // namespace

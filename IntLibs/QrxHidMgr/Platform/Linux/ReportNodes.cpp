@@ -38,7 +38,8 @@ SysfsDirectory::Result ReportNodes::read()
         }
         // "../../devices/pci0000:00/0000:00:14.0/usb1/1-1/1-1:1.0/0003:046D:C52B.0001/hidraw/hidraw0"
         std::string target;
-        if (folder.link(entry.name, target) == SysfsDirectory::Result::failed) {
+        const SysfsDirectory::Result linked = folder.link(entry.name, target);
+        if (linked != SysfsDirectory::Result::done && linked != SysfsDirectory::Result::gone) {
             _isWhole = false;
         }
         std::string_view path = target;

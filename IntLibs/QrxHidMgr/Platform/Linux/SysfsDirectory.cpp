@@ -27,6 +27,10 @@ SysfsDirectory::Result failure()
     case ENXIO:
     case ELOOP:
         return SysfsDirectory::Result::gone;
+    case EMFILE:
+    case ENFILE:
+    case ENOMEM:
+        return SysfsDirectory::Result::scarce;
     default:
         return SysfsDirectory::Result::failed;
     }

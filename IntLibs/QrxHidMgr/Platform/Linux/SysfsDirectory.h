@@ -20,9 +20,9 @@ public:
         std::uint64_t inode = 0;
     };
 
-    /// What became of a request. `gone`: there is no such thing (any more); `failed`: the answer could not be had (no
-    /// descriptor free, an I/O error), which says nothing about the device.
-    enum class Result { done, gone, failed };
+    /// What became of a request. `gone`: there is no such thing (any more). The others say nothing about the device:
+    /// `scarce`: the process has no descriptor or the kernel no memory left; `failed`: an I/O error, say.
+    enum class Result { done, gone, scarce, failed };
 
     explicit SysfsDirectory(SystemCalls& calls) : _calls(calls) {}
 

@@ -49,13 +49,19 @@ std::unique_ptr<UdevMonitor> UdevMonitor::make(Group group)
         return nullptr;
     }
     for (const char* subsystem : kSubsystems) {
-        if (udev_monitor_filter_add_match_subsystem_devtype(monitor.get(), subsystem, nullptr) < 0) {
+        const int added = udev_monitor_filter_add_match_subsystem_devtype(monitor.get(), subsystem, nullptr);
+        if (added < 0) {
+            monitor.reset();
+            errno = -added;
             return nullptr;
         }
     }
     // Beyond the system's limit only with privileges, so it may get less. Lost events are told and made up for.
     udev_monitor_set_receive_buffer_size(monitor.get(), kReceiveBytes);
-    if (udev_monitor_enable_receiving(monitor.get()) < 0) {
+    const int enabled = udev_monitor_enable_receiving(monitor.get());
+    if (enabled < 0) {
+        monitor.reset();
+        errno = -enabled;
         return nullptr;
     }
     return std::unique_ptr<UdevMonitor>(new UdevMonitor(group, std::move(context), std::move(monitor)));

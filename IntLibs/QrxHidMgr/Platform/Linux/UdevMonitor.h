@@ -17,7 +17,7 @@ public:
         udev    ///< as udevd sends them, after its rules
     };
 
-    /// Null if there can be no such socket (a sandbox without netlink, no descriptor free).
+    /// Null with errno if there can be no such socket (a sandbox without netlink, no descriptor free).
     static std::unique_ptr<UdevMonitor> make(Group group);
 
     int descriptor() const override;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdint>
 
 namespace qrx::platform {
@@ -28,7 +29,12 @@ std::unique_ptr<WatchSet> WatchSet::make(SystemCalls& calls, std::vector<std::un
     for (const auto& monitor : set->_monitors) {
         isWhole = isWhole && set->add(monitor->descriptor(), monitor.get());
     }
-    return isWhole ? std::move(set) : nullptr;
+    if (!isWhole) {
+        const int error = errno;
+        set.reset();
+        errno = error;
+    }
+    return set;
 }
 
 bool WatchSet::add(int fd, DeviceMonitor* monitor)

@@ -17,7 +17,7 @@ class WatchSet {
 public:
     using Time = std::chrono::steady_clock::time_point;
 
-    /// Null if there is no monitor or no descriptor free.
+    /// Null with errno if there is no monitor or no descriptor free.
     static std::unique_ptr<WatchSet> make(SystemCalls& calls, std::vector<std::unique_ptr<DeviceMonitor>> monitors);
 
     /// Readable while a monitor has something or the timer has run out.

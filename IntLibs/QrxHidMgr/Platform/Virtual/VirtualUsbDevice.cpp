@@ -1,10 +1,12 @@
 #include "VirtualUsbDevice.h"
 
+#include "Provider/Log.h"
 #include "ReportQueue.h"
 #include "VirtualChannel.h"
 
 #include <algorithm>
 #include <atomic>
+#include <string>
 
 namespace qrx::platform {
 
@@ -135,6 +137,8 @@ Status VirtualUsbDevice::openQueue(std::uint64_t plugging, int interfaceNumber, 
     }
     auto opened = std::make_shared<ReportQueue>(kQueuedReports);
     if (opened->descriptor() < 0) {
+        log(LogLevel::error, "Interface " + std::to_string(interfaceNumber) + " of the virtual device \"" +
+                                 _facts.productName.value_or("") + "\" cannot be opened: no file descriptor is free.");
         return Status::noResources;
     }
     _openQueues.push_back({interfaceNumber, opened});

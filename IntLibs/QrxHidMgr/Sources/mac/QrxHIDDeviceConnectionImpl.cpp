@@ -284,7 +284,14 @@ void _QrxHIDDeviceConnectionImpl::_startInterruptReports()
 
 void _QrxHIDDeviceConnectionImpl::_attachSource()
 {
-    CFRunLoopAddSource(CFRunLoopGetCurrent(), _runLoopSource, kCFRunLoopDefaultMode);
+    try {
+        CFRunLoopAddSource(CFRunLoopGetCurrent(), _runLoopSource, kCFRunLoopDefaultMode);
+    } catch (...) {
+        // No loop can be had now, so there is none to take the source out of.
+        CFRelease(_runLoopSource);
+        _runLoopSource = nullptr;
+        throw;
+    }
 }
 
 void _QrxHIDDeviceConnectionImpl::_freeReportsQueue()
