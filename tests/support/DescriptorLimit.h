@@ -15,22 +15,30 @@ public:
         if (::getrlimit(RLIMIT_NOFILE, &_before) != 0) {
             throw std::runtime_error("getrlimit");
         }
-        rlimit limit = _before;
-        limit.rlim_cur = 0;
+        _limit = _before;
+        _limit.rlim_cur = 0;
         // Numbers below the limit that are not taken.
-        for (std::size_t left = free + 1; left > 0; ++limit.rlim_cur) {
-            if (::fcntl(static_cast<int>(limit.rlim_cur), F_GETFD) < 0 && --left == 0) {
+        for (std::size_t left = free + 1; left > 0; ++_limit.rlim_cur) {
+            if (::fcntl(static_cast<int>(_limit.rlim_cur), F_GETFD) < 0 && --left == 0) {
                 break;
             }
         }
-        if (::setrlimit(RLIMIT_NOFILE, &limit) != 0) {
-            throw std::runtime_error("setrlimit");
-        }
+        impose();
     }
     DescriptorLimit(const DescriptorLimit&) = delete;
     DescriptorLimit& operator=(const DescriptorLimit&) = delete;
-    ~DescriptorLimit() { ::setrlimit(RLIMIT_NOFILE, &_before); }
+    ~DescriptorLimit() { lift(); }
+
+    /// No limit for a while, and the same one again: the numbers below it, whatever has been opened meanwhile.
+    void lift() { ::setrlimit(RLIMIT_NOFILE, &_before); }
+    void impose()
+    {
+        if (::setrlimit(RLIMIT_NOFILE, &_limit) != 0) {
+            throw std::runtime_error("setrlimit");
+        }
+    }
 
 private:
     rlimit _before{};
+    rlimit _limit{};
 };
