@@ -7,7 +7,7 @@ import os
 import random
 import subprocess
 import sys
-from concurrent.futures import ThreadPoolExecutor
+from concurrent.futures import ThreadPoolExecutor, as_completed
 
 import programs
 from rewrite import File, blamed_by
@@ -25,6 +25,9 @@ def arguments():
     parser.add_argument("--work", default=os.path.join(ROOT, "build", "mutation"), help="folder for the copy")
     parser.add_argument("--jobs", type=int, default=os.cpu_count(), help="how many at a time")
     parser.add_argument("--only", action="append", default=[], metavar="TEXT", help="paths that contain the text")
+    parser.add_argument("--program", action="append", default=[], metavar="NAME", help="test programs; default: all")
+    parser.add_argument("--headers", action=argparse.BooleanOptionalAction, default=True,
+                        help="change headers too; without, the test programs need not be compiled anew")
     parser.add_argument("--sample", type=int, metavar="N", help="so many changes that are reached, drawn by chance")
     parser.add_argument("--seed", type=int, default=1)
     parser.add_argument("--slowest", type=float, default=3.0, metavar="SECONDS",
@@ -45,11 +48,13 @@ def write_if_other(path, text):
         file.write(text)
 
 
-def is_changed(path):
+def is_changed(path, with_headers):
+    if path.endswith(".h") and not with_headers:
+        return False
     return path.startswith(CHANGED_FOLDERS) and not path.startswith(PUBLISHED) and path.endswith((".h", ".cpp"))
 
 
-def copy_and_scan(copy):
+def copy_and_scan(copy, with_headers):
     """Copies the project; returns its sources of the library, scanned, their changes numbered."""
     listed = subprocess.run(["git", "ls-files", "-co", "--exclude-standard"], cwd=ROOT, stdout=subprocess.PIPE,
                             text=True, check=True).stdout.split("\n")
@@ -58,7 +63,7 @@ def copy_and_scan(copy):
         origin = os.path.join(ROOT, path)
         if not os.path.isfile(origin):
             continue
-        if is_changed(path):
+        if is_changed(path, with_headers):
             with open(origin, encoding="utf-8") as file:
                 files[path] = File(path, file.read())
             continue
@@ -186,7 +191,8 @@ def run_all(places, cases, options, results_name):
                 "after": place.after, "verdict": verdict, "by": by}
 
     with ThreadPoolExecutor(options.jobs) as pool:
-        for result in pool.map(judge, places):
+        for done in as_completed([pool.submit(judge, place) for place in places]):
+            result = done.result()
             results.append(result)
             if not is_caught(result["verdict"]):
                 print(f"{result['path']}:{result['line']}: {result['verdict']}: {result['rule']}: "
@@ -222,8 +228,8 @@ def main():
     options = arguments()
     copy = os.path.join(options.work, "source")
     build = os.path.join(copy, "build", "debug")
-    names = programs.program_names(ROOT)
-    files = copy_and_scan(copy)
+    names = options.program or programs.program_names(ROOT)
+    files = copy_and_scan(copy, options.headers)
     memory = Memory(options.work)
     memory.number(files)
     write_sources(copy, files)

@@ -86,6 +86,47 @@ TEST_F(RunLoopLives, ASignalThatWasNotServedIsKeptWhileTheSourceIsAway)
     EXPECT_EQ(fired, 1);
 }
 
+TEST_F(RunLoopLives, ASignalledSourceThatLeftIsNotServedWhileOthersAre)
+{
+    const Pipe never;
+    int fired = 0;
+    DescriptorSource away(never.reader(), [&] { ++fired; });
+    DescriptorSource other(never.reader(), [] {});
+    away.add();
+    other.add();
+    away.signal();
+    away.remove();
+    EXPECT_EQ(passesWithWork(), 0);
+    EXPECT_EQ(fired, 0);
+}
+
+TEST_F(RunLoopLives, WhatEndsASourceInItsCallbackMayUseTheLoop)
+{
+    // The last reference goes after the callback; what it releases calls the loop again.
+    CFRunLoopSourceContext1 context{};
+    context.version = 1;
+    bool isReleased = false;
+    struct Info {
+        CFRunLoopSourceRef source;
+        bool& isReleased;
+    } info{nullptr, isReleased};
+    context.info = &info;
+    context.perform = [](void*, CFIndex, CFAllocatorRef, void* it) -> void* {
+        CFRunLoopSourceInvalidate(static_cast<Info*>(it)->source);
+        CFRelease(static_cast<Info*>(it)->source);
+        return nullptr;
+    };
+    context.release = [](const void* it) {
+        CFRunLoopWakeUp(CFRunLoopGetCurrent());
+        static_cast<const Info*>(it)->isReleased = true;
+    };
+    info.source = CFRunLoopSourceCreate(nullptr, 0, reinterpret_cast<CFRunLoopSourceContext*>(&context));
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), info.source, kCFRunLoopDefaultMode);
+    CFRunLoopSourceSignal(info.source);
+    EXPECT_EQ(passesWithWork(), 1);
+    EXPECT_TRUE(isReleased);
+}
+
 TEST_F(RunLoopLives, ManySourcesKeepTheirPlacesWhileOthersLeave)
 {
     std::vector<std::unique_ptr<Pipe>> pipes;

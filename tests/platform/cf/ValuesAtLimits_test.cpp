@@ -1,0 +1,113 @@
+/// Numbers, texts and hashes at their limits.
+
+#include "LeakCheck.h"
+
+#include <bit>
+#include <cstdint>
+#include <limits>
+#include <string>
+
+namespace {
+
+using ValuesAtLimits = LeakCheck;
+
+CFNumberRef makeReal(double value)
+{
+    return CFNumberCreate(nullptr, kCFNumberDoubleType, &value);
+}
+
+/// Releases both.
+bool areEqual(CFTypeRef first, CFTypeRef second)
+{
+    const bool result = CFEqual(first, second) != 0 && CFEqual(second, first) != 0;
+    if (result) {
+        EXPECT_EQ(CFHash(first), CFHash(second));
+    }
+    CFRelease(first);
+    CFRelease(second);
+    return result;
+}
+
+bool haveOneHash(CFTypeRef first, CFTypeRef second)
+{
+    const bool result = CFHash(first) == CFHash(second);
+    CFRelease(first);
+    CFRelease(second);
+    return result;
+}
+
+TEST_F(ValuesAtLimits, ARealIsEqualToTheIntegerThatItIsUpToTheLargestOnes)
+{
+    EXPECT_TRUE(areEqual(makeReal(-9223372036854775808.0), makeNumber(INT64_MIN)));
+    EXPECT_FALSE(areEqual(makeReal(9223372036854775808.0), makeNumber(INT64_MAX)));
+    EXPECT_TRUE(areEqual(makeReal(-0.0), makeNumber(0)));
+    EXPECT_FALSE(areEqual(makeReal(0.5), makeNumber(0)));
+    const double infinity = std::numeric_limits<double>::infinity();
+    EXPECT_TRUE(areEqual(makeReal(infinity), makeReal(infinity)));
+    EXPECT_FALSE(areEqual(makeReal(infinity), makeReal(-infinity)));
+}
+
+TEST_F(ValuesAtLimits, AnyTwoNaNsAreEqualAndHaveOneHash)
+{
+    const auto other = std::bit_cast<double>(std::uint64_t{0xFFF8000000000123});
+    EXPECT_TRUE(areEqual(makeReal(std::numeric_limits<double>::quiet_NaN()), makeReal(other)));
+    EXPECT_FALSE(areEqual(makeReal(other), makeReal(1)));
+}
+
+TEST_F(ValuesAtLimits, DifferentValuesHaveDifferentHashes)
+{
+    EXPECT_FALSE(haveOneHash(makeNumber(1), makeNumber(2)));
+    EXPECT_FALSE(haveOneHash(makeReal(1.5), makeReal(2.5)));
+    EXPECT_FALSE(haveOneHash(makeReal(0.5), makeReal(std::numeric_limits<double>::quiet_NaN())));
+    EXPECT_FALSE(haveOneHash(makeString("one"), makeString("two")));
+    EXPECT_FALSE(haveOneHash(makeString("\xC3\xA9"), makeString("\xC3\xA8")));
+    const UInt8 bytes[] = {1, 2};
+    EXPECT_FALSE(haveOneHash(CFDataCreate(nullptr, bytes, 1), CFDataCreate(nullptr, bytes, 2)));
+}
+
+TEST_F(ValuesAtLimits, EveryPlaneOfUnicodeIsKept)
+{
+    for (const char* text : {"\xF1\x80\x80\x80", "\xF2\x80\x80\x81", "\xF3\xBF\xBF\xBF", "\xF0\x9F\x8E\xB9"}) {
+        CFStringRef string = makeString(text);
+        ASSERT_NE(string, nullptr);
+        EXPECT_EQ(CFStringGetLength(string), 2);
+        char buffer[8];
+        EXPECT_TRUE(CFStringGetCString(string, buffer, sizeof buffer, kCFStringEncodingUTF8));
+        EXPECT_STREQ(buffer, text);
+        CFRelease(string);
+    }
+}
+
+TEST_F(ValuesAtLimits, AByteThatIsNoLeadBeginsNoText)
+{
+    for (const std::string lead : {"\x80", "\xBF", "\xC0", "\xC1", "\xF5", "\xFF"}) {
+        for (const char* rest : {"\x80", "\x90\x80", "\x90\x80\x80"}) {
+            EXPECT_EQ(makeString((lead + rest).c_str()), nullptr) << rest;
+        }
+    }
+}
+
+TEST_F(ValuesAtLimits, ANegativeLengthHasNoMaximumSize)
+{
+    EXPECT_EQ(CFStringGetMaximumSizeForEncoding(-1, kCFStringEncodingUTF8), kCFNotFound);
+    EXPECT_EQ(CFStringGetMaximumSizeForEncoding(-5, kCFStringEncodingASCII), kCFNotFound);
+    EXPECT_EQ(CFStringGetMaximumSizeForEncoding(std::numeric_limits<CFIndex>::max() / 3, kCFStringEncodingUTF8),
+              std::numeric_limits<CFIndex>::max() / 3 * 3);
+}
+
+using ValuesAtLimitsDeathTest = ValuesAtLimits;
+
+TEST_F(ValuesAtLimitsDeathTest, ADictionaryOfNoKeysOrANegativeCountEndsTheProcess)
+{
+    const void* one[] = {CFSTR("one")};
+    const auto create = [](const void** keys, const void** values, CFIndex count) {
+        return CFDictionaryCreate(nullptr, keys, values, count, &kCFTypeDictionaryKeyCallBacks,
+                                  &kCFTypeDictionaryValueCallBacks);
+    };
+    EXPECT_DEATH(create(nullptr, one, 1), "CFDictionaryCreate: null instead of keys or values");
+    EXPECT_DEATH(create(one, nullptr, 1), "CFDictionaryCreate: null instead of keys or values");
+    EXPECT_DEATH(create(one, one, -1), "a negative count");
+    CFRelease(create(nullptr, nullptr, 0));
+}
+
+} // namespace
