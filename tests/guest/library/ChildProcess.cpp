@@ -123,6 +123,18 @@ std::size_t ChildProcess::openNodes() const
     return static_cast<std::size_t>(std::count_if(files.begin(), files.end(), isNode));
 }
 
+void ChildProcess::pause()
+{
+    ::kill(_child, SIGSTOP);
+    int status = 0;
+    ::waitpid(_child, &status, WUNTRACED);
+}
+
+void ChildProcess::resume()
+{
+    ::kill(_child, SIGCONT);
+}
+
 int ChildProcess::end()
 {
     ::kill(_child, SIGTERM);

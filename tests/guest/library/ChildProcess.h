@@ -28,6 +28,9 @@ public:
     std::vector<std::string> openFiles() const;
     /// How many of them are report nodes.
     std::size_t openNodes() const;
+    /// It runs no further until it is resumed.
+    void pause();
+    void resume();
     /// Asks it to end (SIGTERM), reads the rest, and returns its exit status; -1 if a signal ended it.
     int end();
 

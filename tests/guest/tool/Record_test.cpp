@@ -173,3 +173,30 @@ TEST_F(CompositeRecording, NothingThatWasQueuedAtTheUnplugIsLostToWatchEither)
         EXPECT_NE(watch.output().find(line), std::string::npos) << line << watch.output();
     }
 }
+
+TEST_F(CompositeRecording, WatchTellsAfterWhichReportsOthersMayBeMissing)
+{
+    plugWhole(plug);
+    ChildProcess watch({QRXHID_PROGRAM, "watch"});
+    ASSERT_TRUE(waitUntil([&] { return watch.openNodes() == 2; })) << watch.output();
+    watch.pause();
+    constexpr std::uint8_t kQueued = 63;
+    for (std::uint8_t number = 0; number < kQueued + 7; ++number) {
+        sendQueued(plug, 0, pattern(8, number));
+    }
+    watch.resume();
+    ASSERT_TRUE(watch.waitForLines("loss?")) << watch.output();
+    sendQueued(plug, 0, pattern(8, 100));
+    ASSERT_TRUE(watch.waitForLines("report ", kQueued + 1)) << watch.output();
+    EXPECT_EQ(watch.end(), 0);
+    std::istringstream lines(watch.output());
+    std::size_t before = 0;
+    for (std::string line; std::getline(lines, line) && !line.starts_with("loss?");) {
+        before += line.starts_with("report ") ? 1 : 0;
+    }
+    EXPECT_EQ(before, kQueued);
+    EXPECT_NE(watch.output().find("loss?    #1  reports of interface 0 may be missing: the queue behind it was found "
+                                  "full, 1 time so far\n"),
+              std::string::npos)
+        << watch.output();
+}
