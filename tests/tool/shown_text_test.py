@@ -2,10 +2,13 @@
 
 import json
 import os
+import pty
+import subprocess
 import tempfile
+import tty
 import unicodedata
 
-from qrxhid_support import ToolTest, main, recording, run
+from qrxhid_support import DEADLINE_SECONDS, TOOL, ToolTest, main, recording, run
 
 # One of each class: C0, DEL, C1, direction, line separator, private use, and a line of its own.
 NAME = "Mo\x1b[2Jus\x7fe\x9b31m\u202eabc\u2028\ue000x"
@@ -16,6 +19,14 @@ KEYBOARD = recording("boot-keyboard")
 def is_safe(text):
     """Line ends and what the model indents with are the tool's own."""
     return all(c in "\n\t" or unicodedata.category(c) not in ("Cc", "Cf", "Co", "Cn", "Cs", "Zl", "Zp") for c in text)
+
+
+def read_terminal(master):
+    """Nothing once the other end is closed, which Linux tells by an error."""
+    try:
+        return os.read(master, 65536)
+    except OSError:
+        return b""
 
 
 class ShownText(ToolTest):
@@ -61,6 +72,22 @@ class ShownText(ToolTest):
         hostile = self.succeed("dump", "--recording", self.hostile())
         self.assertIn(f' "{SHOWN}" "{SHOWN}"', hostile)
         self.assertEqual(plain, without_ids(hostile.replace(f'"{SHOWN}" "{SHOWN}"', '"Qrx Demo" "Boot Keyboard"')))
+
+    def test_a_recording_is_exact_unless_a_terminal_shows_it(self):
+        words = [TOOL, "record", "--speed", "0", "--recording", self.hostile()]
+        exact = self.succeed(*words[1:])
+        self.assertIn("\x1b[2J", exact)
+        master, slave = pty.openpty()
+        try:
+            tty.setraw(slave)
+            with subprocess.Popen(words, stdin=subprocess.DEVNULL, stdout=slave, stderr=slave) as process:
+                os.close(slave)
+                text = b"".join(iter(lambda: read_terminal(master), b"")).decode()
+                self.assertEqual(0, process.wait(DEADLINE_SECONDS))
+        finally:
+            os.close(master)
+        self.check(text)
+        self.assertEqual(len(exact.split("\n")), len(text.split("\n")), text)
 
     def test_json_is_exact_and_harmless(self):
         for words in (["list"], ["tree"], ["watch", "--speed", "0", "--count", "1"]):

@@ -8,6 +8,7 @@
 #include "Notice.h"
 #include "Playback.h"
 #include "RecordingOutput.h"
+#include "ShownLines.h"
 #include "SignalWatch.h"
 #include "TextFormat.h"
 #include "UsageError.h"
@@ -18,6 +19,8 @@
 #include <chrono>
 #include <cmath>
 #include <iostream>
+
+#include <unistd.h>
 
 namespace qrxhid {
 
@@ -249,7 +252,16 @@ bool isRefused(const Options& options)
 
 ExitStatus runRecord(const Options& options, std::ostream& out)
 {
-    return isRefused(options) ? kNoPermission : Record(options, out).run();
+    if (isRefused(options)) {
+        return kNoPermission;
+    }
+    if (isatty(STDOUT_FILENO) == 0) {
+        return Record(options, out).run();
+    }
+    // A recording has a device's names as they are; a terminal must not obey them.
+    ShownLines lines(out);
+    std::ostream shown(&lines);
+    return Record(options, shown).run();
 }
 
 } // namespace qrxhid
