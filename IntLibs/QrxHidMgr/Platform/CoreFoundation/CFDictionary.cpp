@@ -1,6 +1,7 @@
 #include "CFDictionary.h"
 
 #include "PairDictionary.h"
+#include "Reference.h"
 
 using namespace qrx::cf;
 
@@ -155,16 +156,17 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void
     if (count < 0 || (count > 0 && (keys == nullptr || values == nullptr))) {
         fail("CFDictionaryCreate", "null instead of keys or values, or a negative count");
     }
-    auto* dictionary = create<PairDictionary>(0, kMortal, keyCallBacks, valueCallBacks);
+    auto dictionary =
+        Reference<PairDictionary*>::adopting(create<PairDictionary>(0, kMortal, keyCallBacks, valueCallBacks));
     dictionary->_pairs.reserve(static_cast<std::size_t>(count));
     for (CFIndex index = 0; index < count; ++index) {
-        requireKey(*dictionary, keys[index], "CFDictionaryCreate");
-        requireValue(*dictionary, values[index], "CFDictionaryCreate");
+        requireKey(*dictionary.get(), keys[index], "CFDictionaryCreate");
+        requireValue(*dictionary.get(), values[index], "CFDictionaryCreate");
         if (dictionary->find(keys[index]) == nullptr) {
             dictionary->append(keys[index], values[index]);
         }
     }
-    return dictionary;
+    return dictionary.leave();
 }
 
 CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex, const CFDictionaryKeyCallBacks* keyCallBacks,
@@ -177,16 +179,16 @@ CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef, CFIndex, CF
 {
     const auto& original = dictionaryOf(dictionary, "CFDictionaryCreateMutableCopy");
     const bool isShaped = original.has(__CFDictionary::kShaped);
-    auto* copy = create<PairDictionary>(
+    auto copy = Reference<PairDictionary*>::adopting(create<PairDictionary>(
         0, __CFDictionary::kMutable,
         isShaped ? &kCFTypeDictionaryKeyCallBacks : paired(original)._keyCallBacks.callBacks(),
-        isShaped ? &kCFTypeDictionaryValueCallBacks : paired(original)._valueCallBacks.callBacks());
+        isShaped ? &kCFTypeDictionaryValueCallBacks : paired(original)._valueCallBacks.callBacks()));
     copy->_pairs.reserve(countOf(original));
-    forEach(original, [copy](const void* key, const void* value) {
+    forEach(original, [&copy](const void* key, const void* value) {
         copy->append(key, value);
         return true;
     });
-    return copy;
+    return copy.leave();
 }
 
 void CFDictionarySetValue(CFMutableDictionaryRef dictionary, const void* key, const void* value)

@@ -117,8 +117,11 @@ bool __CFRunLoop::attach(CFRunLoopSourceRef source, CFStringRef modeName)
     if (source->membershipIn(*mode) != nullptr) {
         return false;
     }
+    source->_memberships.reserve(source->_memberships.size() + 1);
+    const std::uint32_t slot = mode->add(source);
+    // From here on nothing takes memory.
     CFRetain(source);
-    source->_memberships.push_back({this, mode, mode->add(source)});
+    source->_memberships.push_back({this, mode, slot});
     if (mode->hasSignalled()) {
         wakeIfWaiting();
     }

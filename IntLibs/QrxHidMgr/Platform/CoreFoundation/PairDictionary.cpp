@@ -57,21 +57,30 @@ void PairDictionary::set(const void* key, const void* value)
 
 void PairDictionary::append(const void* key, const void* value)
 {
-    const void* kept = _keyCallBacks.retain(key);
-    _pairs.push_back({kept, _valueCallBacks.retain(value)});
-    if (_index != nullptr) {
-        _index->emplace(kept, _pairs.size() - 1);
-    } else if (_pairs.size() > kIndexedFrom) {
-        makeIndex();
+    const std::size_t place = _pairs.size();
+    const Pair pair{_keyCallBacks.retain(key), _valueCallBacks.retain(value)};
+    try {
+        _pairs.push_back(pair);
+        if (_index != nullptr) {
+            _index->emplace(pair.key, place);
+        } else if (_pairs.size() > kIndexedFrom) {
+            makeIndex();
+        }
+    } catch (...) {
+        _pairs.resize(place, pair);
+        _valueCallBacks.release(pair.value);
+        _keyCallBacks.release(pair.key);
+        throw;
     }
 }
 
 void PairDictionary::makeIndex()
 {
-    _index = std::make_unique<Index>(2 * _pairs.size(), KeyHash{&_keyCallBacks}, KeyEqual{&_keyCallBacks});
+    auto index = std::make_unique<Index>(2 * _pairs.size(), KeyHash{&_keyCallBacks}, KeyEqual{&_keyCallBacks});
     for (std::size_t place = 0; place < _pairs.size(); ++place) {
-        _index->emplace(_pairs[place].key, place);
+        index->emplace(_pairs[place].key, place);
     }
+    _index = std::move(index);
 }
 
 void PairDictionary::remove(const void* key)

@@ -37,6 +37,8 @@ public:
 
     void swap(Reference& other) noexcept { std::swap(_object, other._object); }
     T get() const { return _object; }
+    /// Gives the reference to the caller.
+    T leave() { return std::exchange(_object, nullptr); }
     T operator->() const { return _object; }
     explicit operator bool() const { return _object != nullptr; }
 

@@ -44,6 +44,10 @@ std::uint32_t RunLoopMode::add(CFRunLoopSourceRef source)
         return 0;
     }
     const std::uint32_t index = freeSlot();
+    if (_signalled.capacity() <= _version1Count) {
+        // So that a signal takes no memory: every member can be in the list.
+        _signalled.reserve(2 * _version1Count + 1);
+    }
     _slots[index].source = source;
     watch(*source, index);
     ++_version1Count;

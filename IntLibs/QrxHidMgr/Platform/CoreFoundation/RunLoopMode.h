@@ -8,7 +8,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <deque>
 #include <optional>
 #include <vector>
 
@@ -92,7 +91,7 @@ private:
     std::vector<CFRunLoopSourceRef> _version0; ///< by order
     std::vector<Slot> _slots;
     std::size_t _version1Count = 0;
-    std::deque<CFRunLoopSourceRef> _signalled; ///< version 1, in the order of their signals
+    std::vector<CFRunLoopSourceRef> _signalled; ///< version 1, in the order of their signals; has room for all
     bool _servedSignalLast = false;
 };
 
