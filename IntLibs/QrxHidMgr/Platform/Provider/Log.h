@@ -12,7 +12,8 @@ enum class LogLevel { off, error, info, debug };
 /// True if a line of this level is shown; to be asked before a costly text is made.
 bool logs(LogLevel level);
 
-/// Writes "QrxHIDManager: " and the text as shownText has it, as one line and in one piece.
-void log(LogLevel level, std::string_view text);
+/// Writes "QrxHIDManager: " and the text as shownText has it, as one line and in one piece. Where there is no memory
+/// for that, the line's beginning.
+void log(LogLevel level, std::string_view text) noexcept;
 
 } // namespace qrx::platform
