@@ -81,9 +81,9 @@ std::vector<QrxVirtualInterface> interfacesOf(const QrxRecording& recording)
     return interfaces;
 }
 
-QrxSentReport publicForm(const SentReport& report)
+QrxSentReport publicForm(SentReport report)
 {
-    return {report.interfaceNumber, static_cast<unsigned int>(report.type), report.reportID, report.bytes};
+    return {report.interfaceNumber, static_cast<unsigned int>(report.type), report.reportID, std::move(report.bytes)};
 }
 
 } // namespace
@@ -180,11 +180,7 @@ void QrxVirtualDevice::setReportRequestHandler(ReportRequestHandler handler)
 
 std::vector<QrxSentReport> QrxVirtualDevice::takeSentReports()
 {
-    std::vector<QrxSentReport> reports;
-    for (const SentReport& report : _body->device->takeSentReports()) {
-        reports.push_back(publicForm(report));
-    }
-    return reports;
+    return _body->device->takeSentReports([](SentReport report) { return publicForm(std::move(report)); });
 }
 
 void QrxVirtualDevice::setRealDevicesEnabled(bool enabled)

@@ -18,8 +18,14 @@ Status VirtualPort::open(std::unique_ptr<HIDChannel>& channel)
 {
     std::shared_ptr<ReportQueue> queue;
     const Status status = _device->openQueue(_plugging, _interfaceNumber, queue);
-    if (status == Status::success) {
-        channel = std::make_unique<VirtualChannel>(_device, _plugging, _interfaceNumber, std::move(queue));
+    if (status != Status::success) {
+        return status;
+    }
+    try {
+        channel = std::make_unique<VirtualChannel>(_device, _plugging, _interfaceNumber, queue);
+    } catch (...) {
+        _device->closeQueue(queue);
+        throw;
     }
     return status;
 }

@@ -123,12 +123,6 @@ void VirtualUsbDevice::setRoomListener(RoomListener listener)
     _roomListener = shared(std::move(listener));
 }
 
-std::vector<SentReport> VirtualUsbDevice::takeSentReports()
-{
-    const std::scoped_lock lock(_mutex);
-    return std::exchange(_sentReports, {});
-}
-
 Status VirtualUsbDevice::openQueue(std::uint64_t plugging, int interfaceNumber, std::shared_ptr<ReportQueue>& queue)
 {
     const std::scoped_lock lock(_mutex);

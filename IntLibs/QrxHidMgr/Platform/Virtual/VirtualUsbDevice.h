@@ -53,7 +53,19 @@ public:
 
     void setSentReportHandler(SentReportHandler handler);
     void setReportRequestHandler(ReportRequestHandler handler);
-    std::vector<SentReport> takeSentReports();
+    /// What `convert`, which must not throw, makes of the reports that were sent. None is lost for lack of memory.
+    template <typename Convert>
+    auto takeSentReports(Convert convert)
+    {
+        const std::scoped_lock lock(_mutex);
+        std::vector<decltype(convert(std::move(_sentReports.front())))> taken;
+        taken.reserve(_sentReports.size());
+        for (SentReport& report : _sentReports) {
+            taken.push_back(convert(std::move(report)));
+        }
+        _sentReports.clear();
+        return taken;
+    }
     /// Called on a reader's thread whenever it has made room in its queue, with no lock held.
     void setRoomListener(RoomListener listener);
 
