@@ -129,16 +129,16 @@ CFRef<CFTypeRef> makeCollection(const hid::ElementTree& tree, const hid::Element
         CFSTR(kIOHIDElementCollectionTypeKey),
         CFSTR(kIOHIDElementKey),
     });
+    auto children = element.children.empty() ? CFRef<CFArrayRef>() : makeChildren(tree, element.children);
     const CFTypeRef values[] = {
-        number(element.cookie),
-        number(static_cast<std::uint32_t>(element.type)),
-        number(element.usage),
-        number(element.usagePage),
-        number(element.reportID),
-        number(element.collectionType),
-        element.children.empty() ? nullptr : makeChildren(tree, element.children).leave(),
+        number(element.cookie),   number(static_cast<std::uint32_t>(element.type)),
+        number(element.usage),    number(element.usagePage),
+        number(element.reportID), number(element.collectionType),
+        children.get(),
     };
-    return makeShaped(shape, values);
+    CFRef<CFTypeRef> collection = makeShaped(shape, values);
+    children.leave(); // now the collection's
+    return collection;
 }
 
 CFRef<CFArrayRef> makeChildren(const hid::ElementTree& tree, const std::vector<std::uint32_t>& cookies)

@@ -121,10 +121,12 @@ IOReturn HidDevice::open(IOOptionBits flags)
     if (status != platform::Status::success || !channel) {
         return status == platform::Status::success ? kIOReturnError : resultOf(status);
     }
-    _channel = std::move(channel);
+    std::shared_ptr<HIDChannel> opened = std::move(channel);
+    open_devices::add(self);
+    // From here on nothing takes memory: the device is open or is not.
+    _channel = std::move(opened);
     ++_generation;
     _isGone = false;
-    open_devices::add(self);
     watch(descriptor());
     return kIOReturnSuccess;
 }

@@ -6,6 +6,8 @@
 #include <IOKit/IOCFPlugIn.h>
 #include <IOKit/hid/IOHIDLib.h>
 
+#include <memory>
+
 using namespace qrx::iokit;
 
 kern_return_t IOCreatePlugInInterfaceForService(io_service_t service, CFUUIDRef pluginType, CFUUIDRef interfaceType,
@@ -22,10 +24,12 @@ kern_return_t IOCreatePlugInInterfaceForService(io_service_t service, CFUUIDRef 
     if (!driver->isActive()) {
         return kIOReturnNoResources;
     }
-    IOCFPlugInInterface** plugIn = HidDevice::create(driver);
+    struct Release {
+        void operator()(IOCFPlugInInterface** owned) const { (*owned)->Release(owned); }
+    };
+    const std::unique_ptr<IOCFPlugInInterface*, Release> plugIn(HidDevice::create(driver));
     void* face = nullptr;
-    const HRESULT result = (*plugIn)->QueryInterface(plugIn, CFUUIDGetUUIDBytes(interfaceType), &face);
-    (*plugIn)->Release(plugIn);
+    const HRESULT result = (*plugIn)->QueryInterface(plugIn.get(), CFUUIDGetUUIDBytes(interfaceType), &face);
     if (result != S_OK) {
         return kIOReturnNoResources;
     }

@@ -97,10 +97,10 @@ CFMutableDictionaryRef IOServiceMatching(const char* name)
     if (!text) {
         return nullptr;
     }
-    CFMutableDictionaryRef matching = CFDictionaryCreateMutable(kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks,
-                                                                &kCFTypeDictionaryValueCallBacks);
-    CFDictionarySetValue(matching, CFSTR(kIOProviderClassKey), text.get());
-    return matching;
+    auto matching = CFRef<CFMutableDictionaryRef>::adopt(CFDictionaryCreateMutable(
+        kCFAllocatorDefault, 0, &kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks));
+    CFDictionarySetValue(matching.get(), CFSTR(kIOProviderClassKey), text.get());
+    return matching.leave();
 }
 
 kern_return_t IOServiceGetMatchingServices(mach_port_t, CFDictionaryRef matching, io_iterator_t* existing)

@@ -4,7 +4,7 @@
 #include "RegistryObject.h"
 
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <memory>
 #include <utility>
 
@@ -19,9 +19,11 @@ struct Notification final : RegistryObject {
 
     struct Event {
         /// Place in the order of all arrivals and ends of the process.
-        std::uint64_t sequence;
+        std::uint64_t sequence = 0;
         std::shared_ptr<RegistryEntry> entry;
     };
+    /// Events move from list to list, which takes no memory.
+    using Events = std::list<Event>;
 
     Notification(Kind what, Matching accepted, IOServiceMatchingCallback toCall, void* callersOwn,
                  std::weak_ptr<IONotificationPort> through)
@@ -39,11 +41,17 @@ struct Notification final : RegistryObject {
     const std::weak_ptr<IONotificationPort> port;
 
     /// Not yet handed out, in order.
-    std::deque<Event> events;
+    Events events;
+    /// Of an arrival that is being published: joins `events` (or `unused`) when nothing can fail any more.
+    Events staged;
+    /// Of a notification of ends, one for each accepted entry that is present: an end is noted without memory.
+    Events unused;
+    /// Within a callback: where to keep what it is handed out.
+    Events* handedOut = nullptr;
     /// Set when the iterator was drained to 0, cleared by the callback: one callback a burst.
     bool isArmed = false;
-    /// Within a callback about ends: those after this place in the order come in the next one, since what waits in their
-    /// devices has not been delivered yet.
+    /// Within a callback about ends: those after this place in the order come in the next one, since what waits in
+    /// their devices has not been delivered yet.
     std::uint64_t handsOutUpTo = UINT64_MAX;
 };
 

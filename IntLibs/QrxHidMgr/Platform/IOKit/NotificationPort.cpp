@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -105,23 +107,37 @@ bool IONotificationPort::reachesHid() const
                        [](const auto& notification) { return notification->matching.reachesHid(); });
 }
 
-void IONotificationPort::arrive(const RegistryEntry::List& entries, std::uint64_t sequence)
+void IONotificationPort::stage(const RegistryEntry::List& entries, std::uint64_t sequence)
 {
     for (const auto& notification : _notifications) {
-        if (notification->kind != Notification::Kind::arrival) {
-            continue;
-        }
+        const bool isArrival = notification->kind == Notification::Kind::arrival;
         for (const auto& entry : entries) {
             if (notification->matching.accepts(*entry)) {
-                notification->events.push_back({sequence, entry});
+                notification->staged.push_back(isArrival ? Notification::Event{sequence, entry}
+                                                         : Notification::Event{});
             }
         }
+    }
+}
+
+void IONotificationPort::commit()
+{
+    for (const auto& notification : _notifications) {
+        auto& place = notification->kind == Notification::Kind::arrival ? notification->events : notification->unused;
+        place.splice(place.end(), notification->staged);
     }
     wakeIfDue();
 }
 
+void IONotificationPort::unstage()
+{
+    for (const auto& notification : _notifications) {
+        notification->staged.clear();
+    }
+}
+
 void IONotificationPort::end(const std::shared_ptr<RegistryEntry>& entry, std::uint64_t sequence, bool isHeld,
-                             RegistryEntry::List& withdrawn)
+                             Notification::Events& withdrawn)
 {
     bool isWithdrawn = false;
     bool wasToldBefore = false;
@@ -136,24 +152,25 @@ void IONotificationPort::end(const std::shared_ptr<RegistryEntry>& entry, std::u
             wasToldBefore = true;
             continue;
         }
-        withdrawn.push_back(std::move(place->entry));
-        events.erase(place);
+        withdrawn.splice(withdrawn.end(), events, place);
         isWithdrawn = true;
     }
-    if (isWithdrawn && !wasToldBefore && !isHeld) {
-        return;
-    }
+    const bool isTold = !isWithdrawn || wasToldBefore || isHeld;
     for (const auto& notification : _notifications) {
-        if (notification->kind == Notification::Kind::end && notification->matching.accepts(*entry)) {
-            notification->events.push_back({sequence, entry});
+        if (notification->kind != Notification::Kind::end || !notification->matching.accepts(*entry)) {
+            continue;
         }
+        auto& unused = notification->unused;
+        unused.front() = {sequence, isTold ? entry : nullptr};
+        auto& place = isTold ? notification->events : withdrawn;
+        place.splice(place.end(), unused, unused.begin());
     }
     wakeIfDue();
 }
 
-std::shared_ptr<RegistryEntry> IONotificationPort::next(Notification& notification)
+std::shared_ptr<RegistryEntry> IONotificationPort::current(Notification& notification)
 {
-    auto& events = notification.events;
+    const auto& events = notification.events;
     const auto precedes = [&](const auto& other) {
         return other->isDue() && other->events.front().sequence < events.front().sequence;
     };
@@ -163,9 +180,17 @@ std::shared_ptr<RegistryEntry> IONotificationPort::next(Notification& notificati
         wakeIfDue();
         return nullptr;
     }
-    std::shared_ptr<RegistryEntry> entry = std::move(events.front().entry);
-    events.pop_front();
-    return entry;
+    return events.front().entry;
+}
+
+void IONotificationPort::advance(Notification& notification)
+{
+    auto& events = notification.events;
+    if (notification.handedOut != nullptr) {
+        notification.handedOut->splice(notification.handedOut->end(), events, events.begin());
+    } else {
+        events.pop_front();
+    }
 }
 
 std::shared_ptr<qrx::iokit::Notification> IONotificationPort::firstDue(std::uint64_t upTo) const
@@ -267,10 +292,53 @@ bool IONotificationPort::callBackFirstDue(std::uint64_t upTo)
         }
         iterator = Registry::instance().handleOf(*due);
     }
-    due->callback(due->refcon, iterator);
-    const std::lock_guard guard(registryLock());
-    due->handsOutUpTo = UINT64_MAX;
+    callBack(*due, iterator);
     return true;
+}
+
+void IONotificationPort::callBack(Notification& notification, io_iterator_t iterator)
+{
+    // Destroyed without the lock.
+    Notification::Events handedOut;
+    Notification::Events withdrawn;
+    Notification::Events* outer = nullptr;
+    {
+        const std::lock_guard guard(registryLock());
+        outer = std::exchange(notification.handedOut, &handedOut);
+    }
+    const auto finish = [&] {
+        notification.handedOut = outer;
+        notification.handsOutUpTo = UINT64_MAX;
+    };
+    try {
+        notification.callback(notification.refcon, iterator);
+    } catch (const std::bad_alloc&) {
+        const std::lock_guard guard(registryLock());
+        finish();
+        handOutAgain(notification, handedOut, withdrawn);
+        throw;
+    } catch (...) {
+        const std::lock_guard guard(registryLock());
+        finish();
+        throw;
+    }
+    const std::lock_guard guard(registryLock());
+    finish();
+}
+
+void IONotificationPort::handOutAgain(Notification& notification, Notification::Events& handedOut,
+                                      Notification::Events& withdrawn)
+{
+    for (auto event = handedOut.begin(); event != handedOut.end();) {
+        const auto next = std::next(event);
+        if (notification.kind == Notification::Kind::arrival && !event->entry->isActive()) {
+            withdrawn.splice(withdrawn.end(), handedOut, event);
+        }
+        event = next;
+    }
+    notification.events.splice(notification.events.begin(), handedOut);
+    // The callback may not have come to the end of the iterator.
+    notification.isArmed = true;
 }
 
 void IONotificationPort::close(std::vector<std::shared_ptr<Notification>>& dropped)

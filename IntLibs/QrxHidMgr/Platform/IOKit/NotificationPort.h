@@ -47,19 +47,26 @@ public:
     /// Not under the lock: the set has its own order of use, see ProviderSet.
     qrx::iokit::EpollSet& set() { return _set; }
 
+    /// Room for one notification more, so that `add` takes no memory.
+    void reserve() { _notifications.reserve(_notifications.size() + 1); }
     void add(std::shared_ptr<Notification> notification);
     void remove(const Notification& notification);
 
-    /// `entries`: of one device, in plane order.
-    void arrive(const qrx::iokit::RegistryEntry::List& entries, std::uint64_t sequence);
+    /// Prepares the arrival of `entries`, of one device and in plane order. Takes the memory for their end as well.
+    void stage(const qrx::iokit::RegistryEntry::List& entries, std::uint64_t sequence);
+    /// What was staged has arrived, or has not.
+    void commit();
+    void unstage();
     /// The end of one entry. If its arrival is still waiting everywhere in this port, both are forgotten, unless the
-    /// entry `isHeld`: then its holder must hear of the end.
+    /// entry `isHeld`: then its holder must hear of the end. `withdrawn` is for the caller to destroy without the lock.
     void end(const std::shared_ptr<qrx::iokit::RegistryEntry>& entry, std::uint64_t sequence, bool isHeld,
-             std::vector<std::shared_ptr<qrx::iokit::RegistryEntry>>& withdrawn);
+             Notification::Events& withdrawn);
 
     /// The notification's next entry; null (and it is armed) when there is none, or when another notification's
     /// callback is due for something that happened before it.
-    std::shared_ptr<qrx::iokit::RegistryEntry> next(Notification& notification);
+    std::shared_ptr<qrx::iokit::RegistryEntry> current(Notification& notification);
+    /// What `current` has just given is handed out.
+    void advance(Notification& notification);
 
     /// The run loop's call: looks for news and calls back what is due, in order. Without the lock.
     void perform();
@@ -76,6 +83,10 @@ private:
     void deliverBeforeEnds(std::uint64_t upTo);
     /// False if no callback is due. Without the lock.
     bool callBackFirstDue(std::uint64_t upTo);
+    /// Calls back. An entry that was handed out to a callback that ran out of memory is handed out again.
+    void callBack(Notification& notification, io_iterator_t iterator);
+    /// `handedOut` comes before what waits, except for arrivals that have ended; those go to `withdrawn`.
+    void handOutAgain(Notification& notification, Notification::Events& handedOut, Notification::Events& withdrawn);
     /// Wakes the run loop if something is due.
     void wakeIfDue();
     void forgetWake();

@@ -1,5 +1,6 @@
 #include "OpenDevices.h"
 
+#include "Base/NeverDestroyed.h"
 #include "HidDevice.h"
 
 #include <mutex>
@@ -24,8 +25,8 @@ struct Openings {
 /// Never destroyed: an application's last device may be closed by the end of a static object.
 Openings& openings()
 {
-    static auto& sm_Openings = *new Openings;
-    return sm_Openings;
+    static platform::NeverDestroyed<Openings> sm_Openings;
+    return sm_Openings.value;
 }
 
 } // namespace

@@ -38,7 +38,12 @@ void ProviderSet::updateWatcher(EpollSet& set, const std::function<bool()>& isWa
     if (isDue && !isThere) {
         _watchers.push_back(&set);
         if (_isEnabled && !_isWatching) {
-            startWatching();
+            try {
+                startWatching();
+            } catch (...) {
+                _watchers.pop_back();
+                throw;
+            }
         } else {
             watchWith(set);
         }
@@ -55,9 +60,16 @@ void ProviderSet::updateWatcher(EpollSet& set, const std::function<bool()>& isWa
 void ProviderSet::startWatching()
 {
     makeOnce();
+    _descriptors.reserve(_providers.size());
     _isWatching = true;
-    for (const auto& provider : _providers) {
-        _descriptors.push_back(provider->startWatching(_sink));
+    try {
+        for (const auto& provider : _providers) {
+            _descriptors.push_back(provider->startWatching(_sink));
+        }
+    } catch (...) {
+        // So that the next attempt is a whole one.
+        stopWatching();
+        throw;
     }
     std::for_each(_watchers.begin(), _watchers.end(), [this](EpollSet* watcher) { watchWith(*watcher); });
 }
@@ -123,13 +135,15 @@ void ProviderSet::setEnabled(bool enabled)
     if (_isEnabled == enabled) {
         return;
     }
-    _isEnabled = enabled;
     if (!enabled && _isWatching) {
         stopWatching();
     } else if (enabled && !_watchers.empty()) {
-        startWatching();
+        if (!_isWatching) {
+            startWatching();
+        }
         std::for_each(_providers.begin(), _providers.end(), [this](const auto& it) { it->refresh(_sink); });
     }
+    _isEnabled = enabled;
 }
 
 } // namespace qrx::iokit

@@ -11,7 +11,8 @@ namespace qrx::iokit {
 
 std::mutex& registryLock()
 {
-    static std::mutex& lock = *new std::mutex;
+    // Needs no destructor, and so outlives every static object.
+    static constinit std::mutex lock;
     return lock;
 }
 
@@ -25,23 +26,28 @@ Registry& Registry::instance()
 platform::DeviceKey Registry::publish(platform::DeviceFacts device)
 {
     const auto entry = std::make_shared<UsbDeviceEntry>(std::move(device));
+    RegistryEntry::List entries;
     const std::lock_guard guard(registryLock());
     entry->record().arrivalSequence = ++_sequence;
     const platform::DeviceKey key = ++_lastKey;
-    _devices.emplace(key, entry);
-    RegistryEntry::List entries;
-    entry->collect(entries, reachesHid());
-    for (const auto& port : _ports) {
-        port->arrive(entries, _sequence);
+    try {
+        entry->collect(entries, reachesHid());
+        for (const auto& port : _ports) {
+            port->stage(entries, _sequence);
+        }
+        _devices.emplace(key, entry);
+    } catch (...) {
+        std::for_each(_ports.begin(), _ports.end(), [](const auto& port) { port->unstage(); });
+        throw;
     }
+    std::for_each(_ports.begin(), _ports.end(), [](const auto& port) { port->commit(); });
     return key;
 }
 
 void Registry::terminate(platform::DeviceKey device)
 {
     // Declared before the guard: they may be the last to hold the provider's things, and end after it.
-    RegistryEntry::List entries;
-    RegistryEntry::List withdrawn;
+    Notification::Events withdrawn;
     std::shared_ptr<UsbDeviceEntry> entry;
     const std::lock_guard guard(registryLock());
     const auto place = _devices.find(device);
@@ -52,12 +58,11 @@ void Registry::terminate(platform::DeviceKey device)
     _devices.erase(place);
     entry->record().isActive = false;
     entry->record().endSequence = ++_sequence;
-    entry->collect(entries, reachesHid());
-    for (const auto& port : _ports) {
-        for (const auto& ended : entries) {
+    entry->forEach(reachesHid(), [&](const std::shared_ptr<RegistryEntry>& ended) {
+        for (const auto& port : _ports) {
             port->end(ended, _sequence, _handles.isHeld(*ended), withdrawn);
         }
-    }
+    });
 }
 
 io_object_t Registry::handOut(const std::shared_ptr<RegistryObject>& object)
@@ -105,13 +110,23 @@ io_object_t Registry::next(io_iterator_t iterator)
     std::shared_ptr<RegistryEntry> entry;
     const std::lock_guard guard(registryLock());
     const auto object = _handles.find(iterator);
+    // Only an entry that could be handed out is left behind.
+    io_object_t handle = IO_OBJECT_NULL;
     if (auto* list = dynamic_cast<RegistryIterator*>(object.get())) {
-        entry = list->next();
+        entry = list->current();
+        if (entry) {
+            handle = _handles.handOut(entry);
+            list->advance();
+        }
     } else if (auto* notification = dynamic_cast<Notification*>(object.get())) {
         const auto port = notification->port.lock();
-        entry = port && !port->isClosed() ? port->next(*notification) : nullptr;
+        entry = port && !port->isClosed() ? port->current(*notification) : nullptr;
+        if (entry) {
+            handle = _handles.handOut(entry);
+            port->advance(*notification);
+        }
     }
-    return entry ? _handles.handOut(entry) : IO_OBJECT_NULL;
+    return handle;
 }
 
 void Registry::reset(io_iterator_t iterator)
@@ -126,6 +141,12 @@ std::size_t Registry::heldHandles()
 {
     const std::lock_guard guard(registryLock());
     return _handles.size();
+}
+
+std::size_t Registry::closedPorts()
+{
+    const std::lock_guard guard(registryLock());
+    return _closedPorts.size();
 }
 
 RegistryEntry::List Registry::matching(const Matching& matching)
@@ -148,10 +169,12 @@ RegistryEntry::List Registry::matching(const Matching& matching)
 
 std::shared_ptr<IONotificationPort> Registry::createPort()
 {
-    auto port = std::make_shared<IONotificationPort>();
+    Ports made{std::make_shared<IONotificationPort>()};
+    auto port = made.front();
+    // The last that takes memory: the source is the user's to release.
     port->makeSource();
     const std::lock_guard guard(registryLock());
-    _ports.push_back(port);
+    _ports.splice(_ports.end(), made);
     return port;
 }
 
@@ -194,8 +217,7 @@ void Registry::closePort(IONotificationPort& port)
     const auto isIt = [&port](const auto& other) { return other.get() == &port; };
     const auto place = std::find_if(_ports.begin(), _ports.end(), isIt);
     if (place != _ports.end()) {
-        _closedPorts.push_back(std::move(*place));
-        _ports.erase(place);
+        _closedPorts.splice(_closedPorts.end(), _ports, place);
     }
 }
 
@@ -203,7 +225,7 @@ void Registry::destroyPort(const std::shared_ptr<IONotificationPort>& port)
 {
     closePort(*port);
     const std::lock_guard guard(registryLock());
-    std::erase(_closedPorts, port);
+    _closedPorts.remove(port);
 }
 
 io_iterator_t Registry::observe(const std::shared_ptr<Notification>& notification)
@@ -215,13 +237,14 @@ io_iterator_t Registry::observe(const std::shared_ptr<Notification>& notificatio
         if (!port || port->isClosed()) {
             return _handles.handOut(notification);
         }
-        port->add(notification);
         if (notification->kind == Notification::Kind::arrival) {
             listPresent(*notification);
         } else {
             listEnded(*notification);
         }
+        port->reserve();
         iterator = _handles.handOut(notification);
+        port->add(notification);
     }
     // Watched from here on, and looked at once more: what came before the watching is not missed.
     try {
@@ -234,17 +257,23 @@ io_iterator_t Registry::observe(const std::shared_ptr<Notification>& notificatio
     return iterator;
 }
 
-void Registry::listPresent(Notification& notification)
+template <typename Visit>
+void Registry::forEachPresent(const Matching& matching, Visit visit)
 {
     for (const auto& [key, device] : _devices) {
-        RegistryEntry::List entries;
-        device->collect(entries, notification.matching.reachesHid());
-        for (const auto& entry : entries) {
-            if (notification.matching.accepts(*entry)) {
-                notification.events.push_back({device->record().arrivalSequence, entry});
+        device->forEach(matching.reachesHid(), [&](const std::shared_ptr<RegistryEntry>& entry) {
+            if (matching.accepts(*entry)) {
+                visit(entry);
             }
-        }
+        });
     }
+}
+
+void Registry::listPresent(Notification& notification)
+{
+    forEachPresent(notification.matching, [&notification](const std::shared_ptr<RegistryEntry>& entry) {
+        notification.events.push_back({entry->record().arrivalSequence, entry});
+    });
 }
 
 void Registry::listEnded(Notification& notification)
@@ -255,8 +284,9 @@ void Registry::listEnded(Notification& notification)
             notification.events.push_back({entry->record().endSequence, entry});
         }
     });
-    std::stable_sort(notification.events.begin(), notification.events.end(),
-                     [](const auto& first, const auto& second) { return first.sequence < second.sequence; });
+    notification.events.sort([](const auto& first, const auto& second) { return first.sequence < second.sequence; });
+    forEachPresent(notification.matching,
+                   [&notification](const std::shared_ptr<RegistryEntry>&) { notification.unused.emplace_back(); });
 }
 
 } // namespace qrx::iokit

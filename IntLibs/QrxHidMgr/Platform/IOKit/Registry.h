@@ -10,6 +10,7 @@
 #include <IOKit/IOKitLib.h>
 
 #include <cstdint>
+#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -31,6 +32,7 @@ public:
     static Registry& instance();
 
     platform::DeviceKey publish(platform::DeviceFacts device) override;
+    /// Takes no memory.
     void terminate(platform::DeviceKey device) override;
 
     ProviderSet& providers() { return _providers; }
@@ -51,6 +53,8 @@ public:
     void reset(io_iterator_t iterator);
     /// Handles that somebody holds.
     std::size_t heldHandles();
+    /// Ports that are closed and stay for good.
+    std::size_t closedPorts();
 
     // --- enumeration and observation ---
 
@@ -74,12 +78,18 @@ public:
     io_object_t handleOf(const RegistryObject& object) const { return _handles.handleOf(object); }
 
 private:
+    /// From list to list a port goes without memory.
+    using Ports = std::list<std::shared_ptr<IONotificationPort>>;
+
     Registry() : _providers(*this) {}
 
     std::shared_ptr<RegistryObject> findObject(io_object_t handle);
     void updateWatcher(IONotificationPort& port);
     void listPresent(Notification& notification);
     void listEnded(Notification& notification);
+    /// Calls `visit` with the entries of all devices that the notification accepts.
+    template <typename Visit>
+    void forEachPresent(const Matching& matching, Visit visit);
     /// Some notification looks below the USB interfaces.
     bool reachesHid() const;
 
@@ -89,10 +99,10 @@ private:
     std::map<platform::DeviceKey, std::shared_ptr<UsbDeviceEntry>> _devices;
     platform::DeviceKey _lastKey = 0;
     std::uint64_t _sequence = 0;
-    std::vector<std::shared_ptr<IONotificationPort>> _ports;
+    Ports _ports;
     /// Ports whose source has ended and whose user does not destroy them: they stay here for good, some hundred bytes
     /// each, within reach, so that they are no leak.
-    std::vector<std::shared_ptr<IONotificationPort>> _closedPorts;
+    Ports _closedPorts;
 };
 
 } // namespace qrx::iokit

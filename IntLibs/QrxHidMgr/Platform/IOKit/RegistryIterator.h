@@ -15,16 +15,15 @@ public:
 
     /// The next entry that has not ended since the list was made: nobody would ever be told of its end. Null at the
     /// end.
-    std::shared_ptr<RegistryEntry> next()
+    std::shared_ptr<RegistryEntry> current()
     {
-        while (_position < _entries.size()) {
-            const auto& entry = _entries[_position++];
-            if (entry->isActive()) {
-                return entry;
-            }
+        while (_position < _entries.size() && !_entries[_position]->isActive()) {
+            ++_position;
         }
-        return nullptr;
+        return _position < _entries.size() ? _entries[_position] : nullptr;
     }
+    /// Leaves what `current` has just given behind.
+    void advance() { ++_position; }
 
     void reset() { _position = 0; }
 

@@ -35,17 +35,7 @@ UsbDeviceEntry::UsbDeviceEntry(std::shared_ptr<DeviceRecord> record) : RegistryE
 
 void UsbDeviceEntry::collect(List& entries, bool withHid)
 {
-    entries.push_back(shared_from_this());
-    for (const auto& interface : _interfaces) {
-        entries.push_back(interface);
-        if (!withHid) {
-            continue;
-        }
-        for (const auto& driver : interface->children()) {
-            entries.push_back(driver);
-            entries.insert(entries.end(), driver->children().begin(), driver->children().end());
-        }
-    }
+    forEach(withHid, [&entries](const std::shared_ptr<RegistryEntry>& entry) { entries.push_back(entry); });
 }
 
 CFRef<CFDictionaryRef> UsbDeviceEntry::makeProperties() const
@@ -84,11 +74,12 @@ const RegistryEntry::List& UsbInterfaceEntry::children()
 {
     const std::lock_guard guard(_driversMutex);
     if (!_driversMade) {
-        _driversMade = true;
+        _drivers.reserve(1);
         if (auto driver = makeHidDriverEntry(_record, _index)) {
-            _drivers.reserve(1);
             _drivers.push_back(std::move(driver));
         }
+        // Only now: whoever asks after an exception gets another attempt.
+        _driversMade = true;
     }
     return _drivers;
 }

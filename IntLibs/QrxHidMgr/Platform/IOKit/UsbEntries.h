@@ -2,6 +2,7 @@
 
 #include "RegistryEntry.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
@@ -15,7 +16,24 @@ public:
 
     const List& children() override { return _interfaces; }
 
-    /// This entry, those below it, in plane pre-order. What is below the interfaces is made only if `withHid`.
+    /// Calls `visit` with this entry and those below it, in plane pre-order. What is below the interfaces is made only
+    /// if `withHid`; once it was made, this takes no memory.
+    template <typename Visit>
+    void forEach(bool withHid, Visit visit)
+    {
+        visit(shared_from_this());
+        for (const auto& interface : _interfaces) {
+            visit(interface);
+            if (!withHid) {
+                continue;
+            }
+            for (const auto& driver : interface->children()) {
+                visit(driver);
+                std::for_each(driver->children().begin(), driver->children().end(), visit);
+            }
+        }
+    }
+    /// Appends what forEach visits.
     void collect(List& entries, bool withHid);
 
 private:
