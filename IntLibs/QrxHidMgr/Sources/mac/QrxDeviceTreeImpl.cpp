@@ -90,6 +90,11 @@ _QrxDeviceTreeImpl::_QrxDeviceTreeImpl()
 
 _QrxDeviceTreeImpl::~_QrxDeviceTreeImpl()
 {
+    _endObserving();
+}
+
+void _QrxDeviceTreeImpl::_endObserving()
+{
     _closeNotificationPort();
     if (_arrivals != 0) {
         IOObjectRelease(_arrivals);
@@ -121,6 +126,18 @@ void _QrxDeviceTreeImpl::observe(const std::vector<std::pair<unsigned short, uns
     if (_notificationPort != nullptr) {
         return;
     }
+    const Walk walk(*this);
+    try {
+        _beginObserving();
+    } catch (const std::bad_alloc&) {
+        // The next call begins anew: devices may be missing, or their end would not be heard.
+        _endObserving();
+        throw;
+    }
+}
+
+void _QrxDeviceTreeImpl::_beginObserving()
+{
     RegistryHandle masterPort;
     IOMasterPort(bootstrap_port, masterPort.out());
     if (!_openNotificationPort(masterPort.get())) {
@@ -240,11 +257,9 @@ void _QrxDeviceTreeImpl::_addEntry(unsigned int entry)
     if (!_probeDevice(entry)) {
         return;
     }
-    const mis::swizzler<_QrxHIDDeviceImpl> device(new (std::nothrow) _QrxHIDDeviceImpl);
-    if (device) {
-        device->_initWithEntry(entry);
-        _addDevice(device);
-    }
+    const mis::swizzler<_QrxHIDDeviceImpl> device(new _QrxHIDDeviceImpl);
+    device->_initWithEntry(entry);
+    _addDevice(device);
 }
 
 void _QrxDeviceTreeImpl::_devicesRemovedNotification(unsigned int iterator)

@@ -42,6 +42,9 @@ public:
     virtual void _devicesRemovedNotification(unsigned int iterator);
 
 private:
+    void _beginObserving();
+    /// Gives back what observing uses. Takes no memory.
+    void _endObserving();
     bool _openNotificationPort(mach_port_t masterPort);
     void _closeNotificationPort();
     void _watchArrivals(CFDictionaryRef matching);

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <utility>
 
 using namespace qrx;
@@ -172,15 +173,24 @@ void _QrxHIDDeviceConnectionImpl::_createDeviceInterface()
     // Deliberate: the plain interface is asked for, although its table is used up to the end of the 1.2.2 one; the
     // platform answers every version with the same table. A failure leaves null.
     void* interface = nullptr;
-    (*plugIn)->QueryInterface(plugIn, CFUUIDGetUUIDBytes(kIOHIDDeviceInterfaceID), &interface);
+    FirstException failure;
+    failure.watch([&] { (*plugIn)->QueryInterface(plugIn, CFUUIDGetUUIDBytes(kIOHIDDeviceInterfaceID), &interface); });
     _deviceInterface = static_cast<IOHIDDeviceInterface122**>(interface);
     IODestroyPlugInInterface(plugIn);
+    failure.rethrow();
 }
 
 void _QrxHIDDeviceConnectionImpl::_openDeviceInterface()
 {
-    if (_deviceInterface != nullptr && (*_deviceInterface)->open(_deviceInterface, 0) == 0) {
+    if (_deviceInterface == nullptr || (*_deviceInterface)->open(_deviceInterface, 0) != 0) {
+        return;
+    }
+    try {
         _initReportsQueue();
+    } catch (...) {
+        // Half open it would stay without input: the next call would find a queue.
+        _closeDeviceInterface();
+        throw;
     }
 }
 
@@ -223,12 +233,17 @@ bool _QrxHIDDeviceConnectionImpl::_startQueue()
         // Deliberate: what is there, but no array, is not released.
         return false;
     }
-    _queue = (*_deviceInterface)->allocQueue(_deviceInterface);
-    if (_queue == nullptr || (*_queue)->create(_queue, 0, kQueueDepth) != 0) {
-        // Deliberate: no input, no second try by interrupt, and the array is not released.
-        return true;
+    try {
+        _queue = (*_deviceInterface)->allocQueue(_deviceInterface);
+        if (_queue == nullptr || (*_queue)->create(_queue, 0, kQueueDepth) != 0) {
+            // Deliberate: no input, no second try by interrupt, and the array is not released.
+            return true;
+        }
+        _addReportElements(static_cast<CFArrayRef>(elements));
+    } catch (...) {
+        CFRelease(elements);
+        throw;
     }
-    _addReportElements(static_cast<CFArrayRef>(elements));
     CFRelease(elements);
     _runQueue();
     return true;
@@ -276,6 +291,8 @@ void _QrxHIDDeviceConnectionImpl::_startInterruptReports()
     _reportBuffer = std::malloc(size);
     if (_reportBuffer != nullptr) {
         std::memset(_reportBuffer, 0, size);
+    } else if (size != 0) {
+        throw std::bad_alloc();
     }
     (*_deviceInterface)
         ->setInterruptReportHandlerCallback(_deviceInterface, _reportBuffer, size, &ReportHandlerCallback,

@@ -8,7 +8,6 @@
 #include "SelfReference.h"
 
 #include <algorithm>
-#include <new>
 #include <utility>
 
 using namespace qrx;
@@ -45,9 +44,15 @@ void _QrxHIDDeviceImpl::_printBody(std::ostream& os, int depth, int indent) cons
 void _QrxHIDDeviceImpl::open()
 {
     const SelfHold self(*this);
-    for (std::size_t index = 0; index < _interfaces.size(); ++index) {
-        const mis::swizzler<_QrxHIDInterfaceMac> interface = _interfaces[index];
-        interface->open();
+    try {
+        for (std::size_t index = 0; index < _interfaces.size(); ++index) {
+            const mis::swizzler<_QrxHIDInterfaceMac> interface = _interfaces[index];
+            interface->open();
+        }
+    } catch (...) {
+        // Half open it would be opened twice by the next call.
+        close();
+        throw;
     }
 }
 
@@ -192,10 +197,7 @@ void _QrxHIDDeviceImpl::_addReport(int interfaceNumber, unsigned int reportID,
     if (capabilities.empty()) {
         return;
     }
-    const mis::swizzler<_QrxHIDReportImpl> report(new (std::nothrow) _QrxHIDReportImpl);
-    if (!report) {
-        return;
-    }
+    const mis::swizzler<_QrxHIDReportImpl> report(new _QrxHIDReportImpl);
     report->_setInterfaceNumber(interfaceNumber);
     report->_setReportID(reportID);
     if (const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface(interfaceNumber)) {
@@ -277,11 +279,9 @@ void _QrxHIDDeviceImpl::_findInterfaces(unsigned int entry)
             _findInterfaces(child.get());
             continue;
         }
-        const mis::swizzler<_QrxHIDInterfaceMac> interface(new (std::nothrow) _QrxHIDInterfaceMac);
-        if (interface) {
-            interface->_initWithEntry(child.get());
-            _addInterface(interface);
-        }
+        const mis::swizzler<_QrxHIDInterfaceMac> interface(new _QrxHIDInterfaceMac);
+        interface->_initWithEntry(child.get());
+        _addInterface(interface);
     }
 }
 

@@ -20,10 +20,8 @@ namespace {
 template <class Record>
 mis::swizzler<Record> recordOf(CFDictionaryRef dictionary)
 {
-    mis::swizzler<Record> record(new (std::nothrow) Record);
-    if (record) {
-        record->_initWithProperties(dictionary);
-    }
+    mis::swizzler<Record> record(new Record);
+    record->_initWithProperties(dictionary);
     return record;
 }
 
@@ -117,16 +115,13 @@ std::vector<mis::swizzler<QrxHIDElement>> _QrxHIDInterfaceMac::_createElements(c
     }
     const auto dictionary = static_cast<CFDictionaryRef>(value);
     if (!CFDictionaryContainsKey(dictionary, CFSTR("CollectionType"))) {
-        if (auto capability = recordOf<_QrxHIDCapabilityImpl>(dictionary)) {
-            result.emplace_back(std::move(capability));
-        }
+        result.emplace_back(recordOf<_QrxHIDCapabilityImpl>(dictionary));
         return result;
     }
-    if (const auto collection = recordOf<_QrxHIDCollectionImpl>(dictionary)) {
-        result.emplace_back(collection);
-        if (const void* below = CFDictionaryGetValue(dictionary, CFSTR("Elements"))) {
-            collection->_addElements(_createElements(below));
-        }
+    const auto collection = recordOf<_QrxHIDCollectionImpl>(dictionary);
+    result.emplace_back(collection);
+    if (const void* below = CFDictionaryGetValue(dictionary, CFSTR("Elements"))) {
+        collection->_addElements(_createElements(below));
     }
     return result;
 }
@@ -141,6 +136,7 @@ void _QrxHIDInterfaceMac::_findHIDDriver(unsigned int entry)
     if (entry == 0) {
         return;
     }
+    bool isMemoryShort = false;
     RegistryHandle children;
     IORegistryEntryGetChildIterator(entry, "IOService", children.out());
     while (const RegistryHandle child{IOIteratorNext(children.get())}) {
@@ -148,6 +144,7 @@ void _QrxHIDInterfaceMac::_findHIDDriver(unsigned int entry)
             _findHIDDriver(child.get());
             continue;
         }
+        // Deliberate: without memory for the connection the next child is tried.
         const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection(new (std::nothrow) _QrxHIDDeviceConnectionImpl);
         if (connection) {
             connection->_initWithEntry(child.get());
@@ -155,6 +152,11 @@ void _QrxHIDInterfaceMac::_findHIDDriver(unsigned int entry)
             // Deliberate: only this level stops. A driver found later below another child takes the place.
             break;
         }
+        isMemoryShort = true;
+    }
+    if (isMemoryShort && !_connection) {
+        // Not HID for good otherwise: whoever builds the device can try again.
+        throw std::bad_alloc();
     }
 }
 
