@@ -42,7 +42,35 @@ TEST_F(CFString, LengthCountsUtf16Units)
     }
 }
 
-TEST_F(CFString, InvalidUtf8MakesNoString)
+TEST_F(CFString, AByteOrderMarkBeforeUtf8IsDropped)
+{
+    const std::string mark = "\xEF\xBB\xBF";
+    const struct {
+        std::string bytes;
+        std::string text;
+        CFIndex length;
+    } rows[] = {{mark, "", 0},
+                {mark + "plain", "plain", 5},
+                {mark + "\xC3\xA9", "\xC3\xA9", 1},
+                {mark + mark, mark, 1},
+                {"a" + mark, "a" + mark, 2}};
+    for (const auto& row : rows) {
+        CFStringRef string = makeBytes(row.bytes, kCFStringEncodingUTF8);
+        ASSERT_NE(string, nullptr) << testing::PrintToString(row.bytes);
+        EXPECT_EQ(CFStringGetLength(string), row.length) << testing::PrintToString(row.bytes);
+        EXPECT_EQ(textOf(string), row.text);
+    }
+    CFStringRef marked = makeBytes(mark + "plain", kCFStringEncodingUTF8);
+    EXPECT_TRUE(CFEqual(marked, CFSTR("plain")));
+    EXPECT_EQ(CFHash(marked), CFHash(CFSTR("plain")));
+    CFRelease(marked);
+    EXPECT_EQ(CFSTR("\xEF\xBB\xBFmarked"), CFSTR("marked"));
+    EXPECT_EQ(textOf(makeBytes("\xEF\xBB\xBF", kCFStringEncodingISOLatin1)), "\xC3\xAF\xC2\xBB\xC2\xBF");
+}
+
+// Cases whose name begins with OurChoice differ from one implementation of the platform or another.
+
+TEST_F(CFString, OurChoiceIsThatInvalidUtf8MakesNoString)
 {
     const std::string rows[] = {"\x80",         // a following byte alone
                                 "a\xC3",        // cut off
@@ -72,7 +100,7 @@ TEST_F(CFString, TheEdgesOfUtf8AreKept)
     }
 }
 
-TEST_F(CFString, AsciiRefusesHighBytes)
+TEST_F(CFString, OurChoiceIsThatAsciiRefusesHighBytes)
 {
     EXPECT_EQ(makeBytes("caf\xE9", kCFStringEncodingASCII), nullptr);
     EXPECT_EQ(textOf(makeBytes("cafe", kCFStringEncodingASCII)), "cafe");
@@ -125,7 +153,7 @@ TEST_F(CFString, AsciiTextIsHeldAsBytes)
     CFRelease(string);
 }
 
-TEST_F(CFString, OtherTextIsLentAsUtf8Only)
+TEST_F(CFString, OurChoiceIsThatOtherTextIsLentAsUtf8)
 {
     CFStringRef string = makeString("Ger\xC3\xA4t \xF0\x9F\x8E\xAE");
     EXPECT_STREQ(CFStringGetCStringPtr(string, kCFStringEncodingUTF8), "Ger\xC3\xA4t \xF0\x9F\x8E\xAE");
@@ -147,7 +175,7 @@ TEST_F(CFString, ABufferMustHoldTheTerminator)
     EXPECT_STREQ(buffer, "");
 }
 
-TEST_F(CFString, ATooSmallBufferIsLeftAloneByTextHeldAsBytes)
+TEST_F(CFString, OurChoiceIsThatATooSmallBufferIsLeftAloneByTextHeldAsBytes)
 {
     char buffer[4] = {'k', 'e', 'p', 't'};
     EXPECT_FALSE(CFStringGetCString(CFSTR("four"), buffer, 4, kCFStringEncodingUTF8));
@@ -199,7 +227,7 @@ TEST_F(CFString, TheMaximumSizeIsEnoughForAnyText)
               std::numeric_limits<CFIndex>::max());
 }
 
-TEST_F(CFString, AConstantIsOneObjectForEachText)
+TEST_F(CFString, OurChoiceIsThatAConstantIsOneObjectForEachText)
 {
     const std::string text = std::string("One") + "Object";
     EXPECT_EQ(CFSTR("OneObject"), CFSTR("OneObject"));

@@ -71,6 +71,9 @@ CFStringRef makeString(std::string_view bytes, CFStringEncoding encoding, std::u
     if (!isKnownEncoding(encoding)) {
         return nullptr;
     }
+    if (encoding == kCFStringEncodingUTF8) {
+        bytes = withoutByteOrderMark(bytes);
+    }
     if (isAscii(bytes)) {
         return makeNarrow(bytes, flags);
     }
@@ -190,7 +193,7 @@ CFStringRef __CFStringMakeConstantString(const char* text)
     }
     auto& all = constants();
     const std::lock_guard lock(all.mutex);
-    const auto known = all.byText.find(text);
+    const auto known = all.byText.find(withoutByteOrderMark(text));
     if (known != all.byText.end()) {
         return known->second;
     }

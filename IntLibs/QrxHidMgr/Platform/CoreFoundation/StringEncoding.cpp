@@ -192,6 +192,12 @@ bool isAscii(std::string_view bytes)
     return std::all_of(bytes.begin(), bytes.end(), [](char byte) { return static_cast<std::uint8_t>(byte) < 0x80; });
 }
 
+std::string_view withoutByteOrderMark(std::string_view utf8)
+{
+    constexpr std::string_view kMark = "\xEF\xBB\xBF";
+    return utf8.substr(utf8.starts_with(kMark) ? kMark.size() : 0);
+}
+
 std::optional<std::u16string> decode(std::string_view bytes, CFStringEncoding encoding)
 {
     switch (encoding) {

@@ -16,6 +16,9 @@ bool isKnownEncoding(CFStringEncoding encoding);
 
 bool isAscii(std::string_view bytes);
 
+/// UTF-8 without the byte order mark that it may begin with; of two marks the second is text.
+std::string_view withoutByteOrderMark(std::string_view utf8);
+
 /// Nothing if the bytes are not valid in the encoding. UTF-8 is taken strictly: no overlong form, no surrogate, no
 /// number above U+10FFFF, nothing cut off. In MacRoman and Latin-1 every byte is a character.
 std::optional<std::u16string> decode(std::string_view bytes, CFStringEncoding encoding);
