@@ -55,6 +55,9 @@ struct QrxSentReport {
 /// Handlers are called on the thread that sends the report or asks for it, with no lock held: they may do anything,
 /// unplug and destroy this object included. Arrivals, removals and input are delivered by the run loops of the threads
 /// that observe and open.
+///
+/// An object that was moved from is no device: it is not plugged, unplugging it does nothing, and any other question or
+/// order throws std::logic_error until a device is moved into it.
 class QRX_EXPORT QrxVirtualDevice {
 public:
     /// Input reports that wait for one reader before further ones are lost: what the Linux kernel keeps.
@@ -74,6 +77,7 @@ public:
     /// Unplugs.
     ~QrxVirtualDevice();
     QrxVirtualDevice(QrxVirtualDevice&& other) noexcept;
+    /// Unplugs the device that was here and lets it go. Moving an object to itself changes nothing.
     QrxVirtualDevice& operator=(QrxVirtualDevice&& other) noexcept;
 
     const QrxVirtualIdentity& identity() const;
@@ -112,6 +116,8 @@ public:
 private:
     friend class QrxRecordingPlayer;
     struct Body;
+    Body& _heldBody() const;
+
     std::shared_ptr<Body> _body;
 };
 

@@ -105,6 +105,43 @@ TEST_F(QrxVirtualDeviceTest, IsUnpluggedByItsDestructor)
     EXPECT_EQ(1u, _registry.terminated.size());
 }
 
+TEST_F(QrxVirtualDeviceTest, ADeviceThatIsMovedStaysPluggedAndWhatItReplacesIsUnplugged)
+{
+    QrxVirtualIdentity identity;
+    QrxVirtualDevice first(identity, {});
+    identity.productName = "second";
+    QrxVirtualDevice second(identity, {});
+    first.plug();
+    second.plug();
+    first = std::move(second);
+    EXPECT_EQ(_registry.terminated.size(), 1U) << "the first device has gone with the assignment";
+    EXPECT_EQ(first.identity().productName, "second");
+    EXPECT_TRUE(first.isPlugged());
+    QrxVirtualDevice& same = first;
+    first = std::move(same);
+    EXPECT_TRUE(first.isPlugged());
+    EXPECT_EQ(_registry.terminated.size(), 1U);
+}
+
+TEST_F(QrxVirtualDeviceTest, AnObjectThatWasMovedFromIsNoDeviceUntilOneIsMovedIn)
+{
+    QrxVirtualDevice taker(std::move(_device));
+    EXPECT_FALSE(_device.isPlugged());
+    EXPECT_NO_THROW(_device.unplug());
+    EXPECT_THROW(_device.plug(), std::logic_error);
+    EXPECT_THROW(_device.identity(), std::logic_error);
+    EXPECT_THROW(_device.openCount(1), std::logic_error);
+    EXPECT_THROW(_device.sendInputReport(1, Bytes{1}), std::logic_error);
+    EXPECT_THROW(_device.hasRoom(1), std::logic_error);
+    EXPECT_THROW(_device.setSentReportHandler({}), std::logic_error);
+    EXPECT_THROW(_device.setReportRequestHandler({}), std::logic_error);
+    EXPECT_THROW(_device.takeSentReports(), std::logic_error);
+    EXPECT_THROW(QrxRecordingPlayer(QrxRecording(), _device), std::logic_error);
+    _device = std::move(taker);
+    _device.plug();
+    EXPECT_TRUE(_device.isPlugged());
+}
+
 TEST_F(QrxVirtualDeviceTest, InterfaceNumbersAreUniqueBytes)
 {
     const auto withNumbers = [](int first, int second) {

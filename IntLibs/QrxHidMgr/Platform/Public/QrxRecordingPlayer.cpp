@@ -150,7 +150,7 @@ void* QrxRecordingPlayer::Body::perform(void*, CFIndex, CFAllocatorRef, void* in
 }
 
 QrxRecordingPlayer::QrxRecordingPlayer(QrxRecording recording, QrxVirtualDevice& device)
-    : _body(std::make_shared<Body>(std::move(recording), device._body->device))
+    : _body(std::make_shared<Body>(std::move(recording), device._heldBody().device))
 {
     qrx::checkEvents(_body->recording);
 }

@@ -102,85 +102,94 @@ QrxVirtualDevice::QrxVirtualDevice(const QrxRecording& recording)
 
 QrxVirtualDevice::~QrxVirtualDevice()
 {
-    if (_body != nullptr) {
-        unplug();
-    }
+    unplug();
 }
 
 QrxVirtualDevice::QrxVirtualDevice(QrxVirtualDevice&& other) noexcept = default;
 
 QrxVirtualDevice& QrxVirtualDevice::operator=(QrxVirtualDevice&& other) noexcept
 {
-    std::swap(_body, other._body);
+    QrxVirtualDevice moved(std::move(other));
+    std::swap(_body, moved._body);
     return *this;
+}
+
+QrxVirtualDevice::Body& QrxVirtualDevice::_heldBody() const
+{
+    if (_body == nullptr) {
+        throw std::logic_error("the virtual device was moved elsewhere");
+    }
+    return *_body;
 }
 
 const QrxVirtualIdentity& QrxVirtualDevice::identity() const
 {
-    return _body->identity;
+    return _heldBody().identity;
 }
 
 void QrxVirtualDevice::plug()
 {
-    _body->device->plug();
+    _heldBody().device->plug();
 }
 
 void QrxVirtualDevice::unplug()
 {
-    _body->device->unplug();
+    if (_body != nullptr) {
+        _body->device->unplug();
+    }
 }
 
 bool QrxVirtualDevice::isPlugged() const
 {
-    return _body->device->isPlugged();
+    return _body != nullptr && _body->device->isPlugged();
 }
 
 std::size_t QrxVirtualDevice::openCount(int interfaceNumber) const
 {
-    return _body->device->openCount(interfaceNumber);
+    return _heldBody().device->openCount(interfaceNumber);
 }
 
 bool QrxVirtualDevice::sendInputReport(int interfaceNumber, const std::uint8_t* bytes, std::size_t count)
 {
-    return _body->device->sendInputReport(interfaceNumber, {bytes, count});
+    return _heldBody().device->sendInputReport(interfaceNumber, {bytes, count});
 }
 
 bool QrxVirtualDevice::sendInputReport(int interfaceNumber, const std::vector<std::uint8_t>& bytes)
 {
-    return _body->device->sendInputReport(interfaceNumber, bytes);
+    return _heldBody().device->sendInputReport(interfaceNumber, bytes);
 }
 
 bool QrxVirtualDevice::hasRoom(int interfaceNumber) const
 {
-    return _body->device->hasRoom(interfaceNumber);
+    return _heldBody().device->hasRoom(interfaceNumber);
 }
 
 void QrxVirtualDevice::setSentReportHandler(SentReportHandler handler)
 {
     if (!handler) {
-        _body->device->setSentReportHandler({});
+        _heldBody().device->setSentReportHandler({});
         return;
     }
-    _body->device->setSentReportHandler(
+    _heldBody().device->setSentReportHandler(
         [handler = std::move(handler)](const SentReport& report) { return handler(publicForm(report)); });
 }
 
 void QrxVirtualDevice::setReportRequestHandler(ReportRequestHandler handler)
 {
     if (!handler) {
-        _body->device->setReportRequestHandler({});
+        _heldBody().device->setReportRequestHandler({});
         return;
     }
-    _body->device->setReportRequestHandler([handler = std::move(handler)](int interfaceNumber, ReportType type,
-                                                                          std::uint32_t reportID,
-                                                                          std::vector<std::uint8_t>& answer) {
+    _heldBody().device->setReportRequestHandler([handler = std::move(handler)](int interfaceNumber, ReportType type,
+                                                                               std::uint32_t reportID,
+                                                                               std::vector<std::uint8_t>& answer) {
         return handler(interfaceNumber, static_cast<unsigned int>(type), reportID, answer);
     });
 }
 
 std::vector<QrxSentReport> QrxVirtualDevice::takeSentReports()
 {
-    return _body->device->takeSentReports([](SentReport report) { return publicForm(std::move(report)); });
+    return _heldBody().device->takeSentReports([](SentReport report) { return publicForm(std::move(report)); });
 }
 
 void QrxVirtualDevice::setRealDevicesEnabled(bool enabled)
