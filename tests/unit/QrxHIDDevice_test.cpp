@@ -444,6 +444,59 @@ TEST_F(QrxHIDDeviceTest, OperationsThatABackendSuppliesReportThemselvesInTheBase
               "is abstract\n");
 }
 
+TEST(QrxHIDDeviceOnce, ADelegateThatTwoDevicesHaveIsToldOfInDebugBuilds)
+{
+#ifdef NDEBUG
+    GTEST_SKIP() << "only debug builds check delegates";
+#endif
+    Events events;
+    auto* const delegate = new ScriptedDeviceDelegate(events);
+    DevicePtr const second(new FakeDevice);
+    testing::internal::CaptureStderr();
+    {
+        DevicePtr const first(new FakeDevice);
+        first->setDelegate(delegate);
+        second->setDelegate(delegate);
+    }
+    second->setDelegate(nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "QrxHIDDevice: a delegate is deleted with its device, and another device has it too\n");
+}
+
+TEST(QrxHIDDeviceOnce, ADelegateThatGoesFromOneDeviceToAnotherIsNotToldOf)
+{
+    Events events;
+    auto* const delegate = new ScriptedDeviceDelegate(events);
+    testing::internal::CaptureStderr();
+    {
+        DevicePtr const first(new FakeDevice);
+        DevicePtr const second(new FakeDevice);
+        first->setDelegate(delegate);
+        first->setDelegate(nullptr);
+        second->setDelegate(delegate);
+    }
+    EXPECT_EQ(events, Events{"delegate ends"});
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST(QrxHIDDeviceDeathTest, ADelegateWhoseDestructorCallsItsDeviceEndsTheProcessAndDebugBuildsSayWhy)
+{
+#ifdef NDEBUG
+    GTEST_SKIP() << "only debug builds check delegates";
+#endif
+    EXPECT_EXIT(
+        {
+            Events events;
+            DevicePtr device(new FakeDevice);
+            auto* const delegate = new ScriptedDeviceDelegate(events);
+            QrxHIDDevice* const raw = device.get();
+            delegate->onEnd = [raw] { raw->close(); };
+            device->setDelegate(delegate);
+            device.release();
+        },
+        testing::KilledBySignal(SIGABRT), testing::HasSubstr("the destructor of a delegate called an operation"));
+}
+
 TEST(QrxHIDDeviceDeathTest, LookingPastAnEmptyReportHandleEndsTheProcess)
 {
     class DeviceWithEmptyEntry : public FakeDevice {

@@ -14,7 +14,9 @@
 /// Implemented by an application that wants a device's reports; see `QrxHIDDevice::setDelegate`.
 ///
 /// The device owns its delegate: make it with `new`; the device deletes it when the device goes. A delegate that has
-/// been replaced before is its owner's again.
+/// been replaced before is its owner's again. So one object is the delegate of one device at a time: two that have it
+/// would both delete it. A delegate's destructor must not call its device, most of whose operations are gone by then: a
+/// call of one of them ends the process. Debug builds of the library tell of both on standard error.
 ///
 /// Both calls come on the thread that runs the device's run loop or sends the report, get copies of the bytes and a
 /// handle of their own, and may do anything: send reports, close the device, drop its last handle, replace the

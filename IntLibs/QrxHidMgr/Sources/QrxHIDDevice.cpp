@@ -1,6 +1,7 @@
 #include "QrxHIDDevice.h"
 
 #include "BoundsTesting.h"
+#include "DelegateChecks.h"
 #include "QrxHIDDeviceDelegateInterface.h"
 #include "ReportDiscovery.h"
 #include "SelfReference.h"
@@ -15,8 +16,8 @@ QrxHIDDevice::QrxHIDDevice() : _delegate(nullptr) {}
 QrxHIDDevice::~QrxHIDDevice()
 {
     if (_delegate != nullptr) {
-        // The application's destructor runs here, with the device still complete.
-        delete _delegate;
+        // The application's destructor runs here. What a derived class added to the device is gone.
+        deleteDelegate(_delegate);
         _delegate = nullptr;
     }
     for (mis::swizzler<QrxHIDReport> const& report : _reports) {
@@ -137,6 +138,7 @@ bool QrxHIDDevice::hasDelegate() const
 
 void QrxHIDDevice::setDelegate(QrxHIDDeviceDelegateInterface* delegate)
 {
+    noteDelegateChange(_delegate, delegate);
     _delegate = delegate;
 }
 

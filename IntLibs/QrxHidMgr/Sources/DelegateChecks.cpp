@@ -1,0 +1,105 @@
+#include "DelegateChecks.h"
+
+#ifdef NDEBUG
+
+void noteDelegateChange(QrxHIDDeviceDelegateInterface const*, QrxHIDDeviceDelegateInterface const*) {}
+
+void deleteDelegate(QrxHIDDeviceDelegateInterface* delegate)
+{
+    delete delegate;
+}
+
+#else
+
+#include <cstdio>
+#include <cstdlib>
+#include <exception>
+#include <mutex>
+#include <new>
+#include <set>
+
+namespace {
+
+/// How many deletions this thread is in: what a delegate's destructor drops may end further devices.
+thread_local int sm_DeletionDepth = 0;
+
+struct Checks {
+    std::mutex mutex;
+    /// Once for each device that has it.
+    std::multiset<QrxHIDDeviceDelegateInterface const*> delegates;
+    int deletions = 0;
+    std::terminate_handler earlierHandler = nullptr;
+};
+
+/// Never destroyed: devices may go with static objects.
+Checks& checks()
+{
+    static Checks& sm_Checks = *new Checks;
+    return sm_Checks;
+}
+
+/// What a call of an operation that is pure by now comes to.
+[[noreturn]] void tellPureCall()
+{
+    if (sm_DeletionDepth > 0 && !std::current_exception())
+        std::fputs(
+            "QrxHIDDevice: the destructor of a delegate called an operation that its ending device has no more\n",
+            stderr);
+    if (std::terminate_handler const earlier = checks().earlierHandler)
+        earlier();
+    std::abort();
+}
+
+/// Tells of pure calls for as long as it lives.
+class PureCallWatch {
+public:
+    PureCallWatch()
+    {
+        ++sm_DeletionDepth;
+        std::lock_guard<std::mutex> const guard(checks().mutex);
+        if (checks().deletions++ == 0)
+            checks().earlierHandler = std::set_terminate(tellPureCall);
+    }
+    PureCallWatch(PureCallWatch const&) = delete;
+    PureCallWatch& operator=(PureCallWatch const&) = delete;
+    ~PureCallWatch()
+    {
+        --sm_DeletionDepth;
+        std::lock_guard<std::mutex> const guard(checks().mutex);
+        // The application may have set a handler of its own meanwhile.
+        if (--checks().deletions == 0 && std::get_terminate() == tellPureCall)
+            std::set_terminate(checks().earlierHandler);
+    }
+};
+
+} // namespace
+
+void noteDelegateChange(QrxHIDDeviceDelegateInterface const* before, QrxHIDDeviceDelegateInterface const* now)
+{
+    std::lock_guard<std::mutex> const guard(checks().mutex);
+    auto const known = checks().delegates.find(before);
+    if (known != checks().delegates.end())
+        checks().delegates.erase(known);
+    try {
+        if (now != nullptr)
+            checks().delegates.insert(now);
+    } catch (std::bad_alloc const&) {
+        // Setting a delegate does not fail; this one is not checked.
+    }
+}
+
+void deleteDelegate(QrxHIDDeviceDelegateInterface* delegate)
+{
+    noteDelegateChange(delegate, nullptr);
+    bool isShared = false;
+    {
+        std::lock_guard<std::mutex> const guard(checks().mutex);
+        isShared = checks().delegates.count(delegate) != 0;
+    }
+    if (isShared)
+        std::fputs("QrxHIDDevice: a delegate is deleted with its device, and another device has it too\n", stderr);
+    PureCallWatch const watch;
+    delete delegate;
+}
+
+#endif

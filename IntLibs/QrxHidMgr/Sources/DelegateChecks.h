@@ -1,0 +1,15 @@
+// What debug builds diagnose about delegates, which their devices own in the end. Other builds check nothing.
+
+#ifndef QRX_DELEGATE_CHECKS_H
+#define QRX_DELEGATE_CHECKS_H
+
+#include "QrxHIDDeviceDelegateInterface.h"
+
+/// A device exchanges the delegate `before` for `now`; either may be null.
+void noteDelegateChange(QrxHIDDeviceDelegateInterface const* before, QrxHIDDeviceDelegateInterface const* now);
+
+/// Deletes the delegate of a device that ends. A debug build tells on standard error if another device has it too, and
+/// if its destructor calls an operation that the device has no more, which ends the process in every build.
+void deleteDelegate(QrxHIDDeviceDelegateInterface* delegate);
+
+#endif
