@@ -39,7 +39,8 @@ public:
     QrxHIDDevice(QrxHIDDevice const&) = delete;
     QrxHIDDevice& operator=(QrxHIDDevice const&) = delete;
 
-    /// Deletes the delegate, tells every report to forget its parent, and releases the reports, first to last.
+    /// Deletes the delegate, whose destructor must not call the device, tells every report to forget its parent, and
+    /// releases the reports, first to last.
     ~QrxHIDDevice() override;
 
     /// Adds the vendor's and the product's name in double quotes and an end of line to the object's description; then a
@@ -73,10 +74,12 @@ public:
     /// The USB product ID, 16 bits wide.
     virtual uint32_t getProductID() const = 0;
 
-    /// The vendor's name in UTF-8; empty when the device gives none or it cannot be converted.
+    /// The vendor's name in UTF-8; empty when the device gives none or it cannot be converted. On macOS every name that
+    /// is not ASCII reads as empty.
     virtual std::string getVendorName() const = 0;
 
-    /// The product's name in UTF-8; empty when the device gives none or it cannot be converted.
+    /// The product's name in UTF-8; empty when the device gives none or it cannot be converted. On macOS every name
+    /// that is not ASCII reads as empty.
     virtual std::string getProductName() const = 0;
 
     /// The USB device class; 0 where the interfaces have their own.
@@ -100,19 +103,22 @@ public:
     /// The usage of the first top-level collection of a USB interface; 0 when there is no such interface.
     virtual uint32_t getPrimaryUsage(int interfaceNumber) const = 0;
 
-    /// The largest input report of all interfaces in bytes, with the byte of its number where reports are numbered.
+    /// The largest input report of all interfaces in bytes, with the byte of its number where reports are numbered: 1
+    /// where they are numbered and none is an input report.
     virtual size_t getInputReportSize() const = 0;
 
     /// The largest input report of one USB interface in bytes; 0 when there is no such interface.
     virtual size_t getInputReportSize(int interfaceNumber) const = 0;
 
-    /// The largest output report of all interfaces in bytes, with the byte of its number where reports are numbered.
+    /// The largest output report of all interfaces in bytes, with the byte of its number where reports are numbered: 1
+    /// where they are numbered and none is an output report.
     virtual size_t getOutputReportSize() const = 0;
 
     /// The largest output report of one USB interface in bytes; 0 when there is no such interface.
     virtual size_t getOutputReportSize(int interfaceNumber) const = 0;
 
-    /// The largest feature report of all interfaces in bytes, with the byte of its number where reports are numbered.
+    /// The largest feature report of all interfaces in bytes, with the byte of its number where reports are numbered: 1
+    /// where they are numbered and none is a feature report.
     virtual size_t getFeatureReportSize() const = 0;
 
     /// The largest feature report of one USB interface in bytes; 0 when there is no such interface.
@@ -159,7 +165,8 @@ public:
     virtual void _handleReport(std::valarray<uint8_t> report, int interfaceNumber);
 
     /// Tells the delegate (`handleSetReport`), then sends one report and blocks until the platform returns. Whether it
-    /// arrived is not known; without such an interface nothing is sent.
+    /// arrived is not known; without such an interface, or if the delegate dropped the last handle on this device,
+    /// nothing is sent.
     ///
     /// @param reportType       0 input, 1 output, 2 feature
     /// @param reportID         the report's number, 0 where reports are not numbered

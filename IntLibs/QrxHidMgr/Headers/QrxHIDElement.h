@@ -51,7 +51,7 @@ public:
     /// The HID usage page of the element's usage.
     virtual uint32_t getUsagePage() const = 0;
 
-    /// The HID usage within its page.
+    /// The HID usage within its page; 0xFFFFFFFF for an array as a whole and for its places.
     virtual uint32_t getUsage() const = 0;
 };
 

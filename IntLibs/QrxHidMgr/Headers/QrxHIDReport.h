@@ -49,10 +49,15 @@ public:
     /// Stores the report ID, unchecked. Called once by the backend that makes the report.
     virtual void _setReportID(unsigned int reportID);
 
-    /// The report's size in bits, as the platform counts it; 0 where the platform describes no input report of this ID.
+    /// The size in bits of the input report of this ID, the byte of its number counted; 0 where the platform describes
+    /// no such input report.
+    // Deliberate: output and feature reports have no size here. A number that only they use answers 8, the bits of the
+    // number.
     virtual size_t getReportSize() const = 0;
 
-    /// The report's type in the platform's own numbering, which is not that of `setReport`.
+    /// The type of the input report's element: 1, or 0 where the platform describes no input report of this ID.
+    // Deliberate: the platform's numbering of elements (see `QrxHIDCapability::getType`), not the one of `setReport`,
+    // and 1 also for a number that only output or feature reports use.
     virtual int32_t getReportType() const = 0;
 
     /// The number of capabilities.
