@@ -312,6 +312,17 @@ TEST(LocalItems, APageAtOneEndOfARangeCountsForBoth)
               "input 0 at 0: 3 x 1 bits, flags 2, 0..1 (0..0), unit 0^0, usages 1:30-32, in 0");
 }
 
+TEST(LocalItems, APageThatChangesInsideARangeIsToldOfAndTheSecondEndsCounts)
+{
+    const Descriptor descriptor = inApplication("95 03 19 01 05 09 29 03 81 02");
+    EXPECT_EQ(onlyField(descriptor), "input 0 at 0: 3 x 1 bits, flags 2, 0..1 (0..0), unit 0^0, usages 9:1-3, in 0");
+    EXPECT_EQ(diagnosesText(descriptor), "warning at 20, Usage Maximum: the usage page changed inside the range, its "
+                                         "second end's counts, hosts disagree\n");
+    EXPECT_EQ(diagnosesText(inApplication("95 03 05 09 19 01 29 03 81 02")), "");
+    EXPECT_EQ(diagnosesText(inApplication("95 03 1B 01 00 09 00 05 01 2B 03 00 09 00 81 02")), "")
+        << "ends that carry their page do not depend on it";
+}
+
 TEST(LocalItems, AnInvertedRangeIsDroppedAndARangeOverTwoPagesKeptWithAnError)
 {
     const Descriptor inverted = inApplication("09 05 19 32 29 30 81 02");

@@ -111,6 +111,23 @@ TEST(ValueElements, TheLastUsageStandsForAllRemainingValues)
               "6 duplicate 1:31 id 0 1*8 at 24 flags 2 0..1 (0..1) unit 0^0 index 2\n");
 }
 
+TEST(ValueElements, ARangeOfOneUsageStandsForAllRemainingValuesToo)
+{
+    EXPECT_EQ(fieldLines(inApplication("75 08 95 03 09 30 19 31 29 31 81 02")),
+              fieldLines(inApplication("75 08 95 03 09 30 09 31 81 02")));
+}
+
+TEST(ValueElements, ALastUsageThatRepeatsAnEarlierOneStandsForAllRemainingValues)
+{
+    const ElementTree tree = inApplication("75 08 95 04 09 30 09 30 81 02");
+    std::vector<std::uint32_t> counts;
+    for (const Element& element : tree.elements) {
+        if (element.role == ElementRole::field)
+            counts.push_back(element.reportCount);
+    }
+    EXPECT_EQ(counts, (std::vector<std::uint32_t>{1, 3}));
+}
+
 TEST(ValueElements, ARangeMakesOneElementForEachOfItsUsages)
 {
     EXPECT_EQ(fieldLines(inApplication("75 08 95 05 19 30 29 31 81 02")),
@@ -154,6 +171,20 @@ TEST(ArrayElements, AHeadIsFollowedByItsSlotsAndOneSelectorForEachUsage)
         "6 selector 9:2 id 2 1*1 at 8 flags 40 0..1 (0..1) unit 0^0\n"
         "7 selector 9:3 id 2 1*1 at 8 flags 40 0..1 (0..1) unit 0^0\n"
         "8 selector c:20 id 2 1*1 at 8 flags 40 0..1 (0..1) unit 0^0\n");
+}
+
+TEST(ArrayElements, MoreThan32SlotsArePublished)
+{
+    std::size_t slots = 0;
+    for (const Element& element : inApplication("75 08 95 21 19 01 29 02 25 02 81 00").elements)
+        slots += element.role == ElementRole::arraySlot && element.isPublished ? 1 : 0;
+    EXPECT_EQ(slots, 33U);
+}
+
+TEST(ArrayElements, StringItemsChangeNoLimits)
+{
+    EXPECT_EQ(fieldLines(inApplication("75 08 95 02 19 01 29 02 25 02 89 05 99 09 81 00")),
+              fieldLines(inApplication("75 08 95 02 19 01 29 02 25 02 81 00")));
 }
 
 TEST(ArrayElements, AnArrayOfOneHasNoSlots)

@@ -59,7 +59,7 @@ void LocalItems::take(const Item& item, std::optional<std::uint16_t> usagePage)
 void LocalItems::_takeMinimum(const Item& item, Kind kind, std::uint16_t page)
 {
     OpenRange& open = _openRanges[kind];
-    const OpenRange low{Waiting::forMaximum, item.data, carriesPage(item)};
+    const OpenRange low{Waiting::forMaximum, item.data, carriesPage(item), page};
     if (open.waiting == Waiting::forMinimum) {
         _log.warning(item, "comes after its maximum");
         const OpenRange high = open;
@@ -74,7 +74,7 @@ void LocalItems::_takeMinimum(const Item& item, Kind kind, std::uint16_t page)
 void LocalItems::_takeMaximum(const Item& item, Kind kind, std::uint16_t page)
 {
     OpenRange& open = _openRanges[kind];
-    const OpenRange high{Waiting::forMinimum, item.data, carriesPage(item)};
+    const OpenRange high{Waiting::forMinimum, item.data, carriesPage(item), page};
     if (open.waiting == Waiting::forMaximum) {
         const OpenRange low = open;
         open = {};
@@ -90,6 +90,8 @@ void LocalItems::_closeRange(const Item& item, Kind kind, OpenRange low, OpenRan
         if (low.isExtended)
             _log.warning(item, "only one end of the range carries a usage page");
     }
+    if (kind == usageKind && !low.isExtended && low.page != high.page)
+        _log.warning(item, "the usage page changed inside the range, its second end's counts, hosts disagree");
     if (low.value > high.value)
         return _log.error(item, "minimum above maximum, the range is dropped");
     if (kind != usageKind)

@@ -50,10 +50,13 @@ private:
         Waiting waiting = Waiting::nothing;
         std::uint32_t value = 0;
         bool isExtended = false;
+        /// The page in force where it stands.
+        std::uint16_t page = 0;
     };
 
     void _takeMinimum(const Item& item, Kind kind, std::uint16_t page);
     void _takeMaximum(const Item& item, Kind kind, std::uint16_t page);
+    /// `page` is in force at `item`, the second end.
     void _closeRange(const Item& item, Kind kind, OpenRange low, OpenRange high, std::uint16_t page);
     void _takeDelimiter(const Item& item);
     void _addUsage(const Usage& usage);
