@@ -40,6 +40,29 @@ std::string convertedText(CFStringRef string)
     return buffer.c_str();
 }
 
+/// Calls `take` with each dictionary of the array under `arrayKey` that has a number under `key`, first to last, until
+/// it answers false or the array has an empty place.
+template <class Take>
+void forEachNumberedEntry(CFDictionaryRef properties, CFStringRef arrayKey, CFStringRef key, Take take)
+{
+    const CFArrayRef entries = array(properties, arrayKey);
+    const CFIndex count = entries != nullptr ? CFArrayGetCount(entries) : 0;
+    for (CFIndex index = 0; index < count; ++index) {
+        const CFTypeRef value = CFArrayGetValueAtIndex(entries, index);
+        if (value == nullptr) {
+            return;
+        }
+        if (CFGetTypeID(value) != CFDictionaryGetTypeID()) {
+            continue;
+        }
+        const auto entry = static_cast<CFDictionaryRef>(value);
+        const CFTypeRef found = CFDictionaryGetValue(entry, key);
+        if (isNumber(found) && !take(static_cast<std::uint32_t>(numberValue(found)), entry)) {
+            return;
+        }
+    }
+}
+
 } // namespace
 
 std::int32_t number(CFDictionaryRef properties, CFStringRef key, std::int32_t absent)
@@ -82,26 +105,23 @@ CFArrayRef array(CFDictionaryRef properties, CFStringRef key)
 
 CFDictionaryRef entryWithNumber(CFDictionaryRef properties, CFStringRef arrayKey, CFStringRef key, std::uint32_t wanted)
 {
-    const CFArrayRef entries = array(properties, arrayKey);
-    if (entries == nullptr) {
-        return nullptr;
-    }
-    const CFIndex count = CFArrayGetCount(entries);
-    for (CFIndex index = 0; index < count; ++index) {
-        const CFTypeRef value = CFArrayGetValueAtIndex(entries, index);
-        if (value == nullptr) {
-            return nullptr;
-        }
-        if (CFGetTypeID(value) != CFDictionaryGetTypeID()) {
-            continue;
-        }
-        const auto entry = static_cast<CFDictionaryRef>(value);
-        const CFTypeRef found = CFDictionaryGetValue(entry, key);
-        if (isNumber(found) && static_cast<std::uint32_t>(numberValue(found)) == wanted) {
-            return entry;
-        }
-    }
-    return nullptr;
+    CFDictionaryRef result = nullptr;
+    forEachNumberedEntry(properties, arrayKey, key, [&](std::uint32_t number, CFDictionaryRef entry) {
+        result = number == wanted ? entry : nullptr;
+        return result == nullptr;
+    });
+    return result;
+}
+
+std::map<std::uint32_t, CFDictionaryRef> entriesByNumber(CFDictionaryRef properties, CFStringRef arrayKey,
+                                                         CFStringRef key)
+{
+    std::map<std::uint32_t, CFDictionaryRef> result;
+    forEachNumberedEntry(properties, arrayKey, key, [&](std::uint32_t number, CFDictionaryRef entry) {
+        result.emplace(number, entry);
+        return true;
+    });
+    return result;
 }
 
 CFMutableDictionaryRef snapshot(io_registry_entry_t entry)

@@ -4,6 +4,7 @@
 #include <IOKit/IOKitLib.h>
 
 #include <cstdint>
+#include <map>
 #include <string>
 
 /// How the backend reads properties: a null dictionary, an absent key and a value of another type all read as the
@@ -23,6 +24,9 @@ CFArrayRef array(CFDictionaryRef properties, CFStringRef key);
 /// empty place in the array ends the search.
 CFDictionaryRef entryWithNumber(CFDictionaryRef properties, CFStringRef arrayKey, CFStringRef key,
                                 std::uint32_t wanted);
+/// The same for every number at once.
+std::map<std::uint32_t, CFDictionaryRef> entriesByNumber(CFDictionaryRef properties, CFStringRef arrayKey,
+                                                         CFStringRef key);
 
 /// All properties of the entry as they are now, owned by the caller; null when the platform could not give them.
 CFMutableDictionaryRef snapshot(io_registry_entry_t entry);

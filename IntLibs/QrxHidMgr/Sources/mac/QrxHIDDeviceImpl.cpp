@@ -1,13 +1,17 @@
 #include "QrxHIDDeviceImpl.h"
 
+#include "ExactClass.h"
 #include "FirstException.h"
 #include "PropertyReading.h"
 #include "QrxHIDDeviceDelegateInterface.h"
 #include "QrxHIDReportImpl.h"
 #include "RegistryHandle.h"
+#include "ReportIndex.h"
 #include "SelfReference.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <map>
 #include <utility>
 
 using namespace qrx;
@@ -197,12 +201,18 @@ void _QrxHIDDeviceImpl::_addReport(int interfaceNumber, unsigned int reportID,
     if (capabilities.empty()) {
         return;
     }
+    const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface(interfaceNumber);
+    _makeReport(interfaceNumber, reportID, interface ? interface->_findReportProperties(reportID) : nullptr,
+                capabilities);
+}
+
+void _QrxHIDDeviceImpl::_makeReport(int interfaceNumber, unsigned int reportID, CFDictionaryRef properties,
+                                    const std::vector<mis::swizzler<QrxHIDCapability>>& capabilities)
+{
     const mis::swizzler<_QrxHIDReportImpl> report(new _QrxHIDReportImpl);
     report->_setInterfaceNumber(interfaceNumber);
     report->_setReportID(reportID);
-    if (const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface(interfaceNumber)) {
-        report->_initWithProperties(interface->_findReportProperties(reportID));
-    }
+    report->_initWithProperties(properties);
     report->_addCapabilities(capabilities);
     QrxHIDDevice::_addReport(mis::swizzler<QrxHIDReport>(report));
 }
@@ -259,7 +269,41 @@ void _QrxHIDDeviceImpl::_initWithEntry(unsigned int entry)
     _properties = properties::snapshot(entry);
     // The interfaces come first: the reports are made of their elements.
     _findInterfaces();
-    init();
+    if (!_findReportsInOneWalk()) {
+        init();
+    }
+}
+
+bool _QrxHIDDeviceImpl::_findReportsInOneWalk()
+{
+    if (!isExactly<_QrxHIDDeviceImpl>(*this)) {
+        return false;
+    }
+    ReportIndex index;
+    for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : _interfaces) {
+        if (!isExactly<_QrxHIDInterfaceMac>(*interface)) {
+            return false;
+        }
+        for (unsigned int element = 0; element < interface->getElementCount(); ++element) {
+            if (!index.add(interface->getElementAtIndex(element), interface->getInterfaceNumber())) {
+                return false;
+            }
+        }
+    }
+    std::map<int, std::map<std::uint32_t, CFDictionaryRef>> describedReports;
+    for (const auto& [key, capabilities] : index.reports()) {
+        const auto [reportID, interfaceNumber] = key;
+        const auto [described, isNew] = describedReports.try_emplace(interfaceNumber);
+        const mis::swizzler<_QrxHIDInterfaceMac> interface =
+            isNew ? _getInterface(interfaceNumber) : mis::swizzler<_QrxHIDInterfaceMac>();
+        if (interface) {
+            described->second = interface->_reportProperties();
+        }
+        const auto properties = described->second.find(reportID);
+        _makeReport(interfaceNumber, reportID, properties != described->second.end() ? properties->second : nullptr,
+                    capabilities);
+    }
+    return true;
 }
 
 void _QrxHIDDeviceImpl::_findInterfaces()

@@ -82,6 +82,11 @@ public:
     QrxHIDDeviceDelegateInterface* _borrowedDelegate() const { return _delegate; }
 
 private:
+    /// As init(), with the work of one walk over the elements; false if not all classes are the backend's own.
+    bool _findReportsInOneWalk();
+    void _makeReport(int interfaceNumber, unsigned int reportID, CFDictionaryRef properties,
+                     const std::vector<mis::swizzler<QrxHIDCapability>>& capabilities);
+
     io_service_t _entry;
     CFMutableDictionaryRef _properties;
     std::vector<mis::swizzler<_QrxHIDInterfaceMac>> _interfaces;

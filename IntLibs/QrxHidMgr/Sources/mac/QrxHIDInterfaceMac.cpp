@@ -172,6 +172,12 @@ const __CFDictionary* _QrxHIDInterfaceMac::_findReportProperties(unsigned int re
     return _connection ? _connection->_findReportProperties(reportID) : nullptr;
 }
 
+std::map<std::uint32_t, CFDictionaryRef> _QrxHIDInterfaceMac::_reportProperties() const
+{
+    return properties::entriesByNumber(_connection ? _connection->_borrowedProperties() : nullptr,
+                                       CFSTR("InputReportElements"), CFSTR("ReportID"));
+}
+
 // What is forwarded below may run code of the application (a virtual device that answers), which may drop the device
 // and this interface with it: the connection is held by a handle of its own, and nothing is touched after the call.
 

@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <utility>
 #include <valarray>
@@ -72,6 +73,9 @@ public:
     virtual void __handleReport(std::valarray<unsigned char> report);
     /// Sends one report; nothing happens without a connection.
     virtual void setReport(unsigned int type, unsigned int reportID, std::valarray<unsigned char> bytes);
+
+    /// The input report elements of all report IDs, borrowed: what _findReportProperties gives for each.
+    std::map<std::uint32_t, CFDictionaryRef> _reportProperties() const;
 
     /// The parent, borrowed, or null: as _getParent, without a handle.
     QrxDeviceTreeNode* _borrowedParent() const { return _parent; }
