@@ -46,3 +46,23 @@ TEST_F(HostileDevices, TenThousandDifferentDescriptorsLeaveNoMemoryBehind)
     const auto lines = static_cast<std::ptrdiff_t>(2 * output.text().size());
     EXPECT_LT(heapBytes() - before, kMegabyte + lines);
 }
+
+TEST_F(HostileDevices, UpToFourInterfacesHaveAllElementsAndMoreOfThemEqualShares)
+{
+    const struct {
+        std::vector<int> interfaces;
+        std::size_t elements;
+    } rows[] = {{{0, 1, 2, 3}, 16'000}, {{0, 1, 2, 3, 4, 5, 6, 7}, 8'192}};
+    for (const auto& row : rows) {
+        TestDevice device = makeDevice("hostile", arrayDescriptor(1, 16'000), row.interfaces);
+        device.plug();
+        const TreeHandle tree = populatedTree();
+        const DeviceHandle found = tree->getDeviceAtIndex(0);
+        ASSERT_EQ(found->getReportCount(), row.interfaces.size());
+        for (unsigned int index = 0; index < row.interfaces.size(); ++index) {
+            const std::size_t fields = found->getReportAtIndex(index)->getCapabilityCount();
+            EXPECT_LE(fields, row.elements + 1) << "the usages, and the array's head";
+            EXPECT_GE(fields, row.elements - 8) << "what is cut, is cut to the limit";
+        }
+    }
+}
