@@ -93,6 +93,16 @@ class WrongRecordings(ToolTest):
             error = self.refuse(2, command, "--recording", MOUSE, wrong)
             self.assertRegex(error, rf"\A{re.escape(wrong)}:1: [^\n]+\n\Z")
 
+    def test_a_recording_without_an_end_or_with_too_much_is_refused_with_its_place(self):
+        self.assertEqual("/dev/zero:1: a line of more than 262144 bytes\n",
+                         self.refuse(2, "list", "--recording", "/dev/zero"))
+        head = "R: 0\nN: n\nI: 3 1209 0001\n"
+        self.assertEqual("standard input:4: a line of more than 262144 bytes\n",
+                         self.refuse(2, "list", "--recording", "-", text=head + "#" * 1000000))
+        many = "".join(f"D: {number}\n{head}" for number in range(257))
+        self.assertEqual("standard input:1026: more than 256 interfaces\n",
+                         self.refuse(2, "list", "--recording", "-", text=many))
+
     def test_the_line_is_that_of_the_fault(self):
         lines = ["R: 4 05 01 09 02", "N: x", "I: 3 0001 0002", "E: 000001.000000 1 00", "E: 000000.500000 1 00"]
         wrong = self.write("\n".join(lines) + "\n")
