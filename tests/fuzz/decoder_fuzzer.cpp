@@ -155,13 +155,13 @@ private:
             if (!entry) {
                 return;
             }
-            for (std::size_t selector = 0; selector < selectors.size(); ++selector) {
-                const bool isShown = *entry == head.min + static_cast<std::int64_t>(selector);
-                if (isShown && selectors[selector]->usage != 0 && seen.insert(selector).second) {
-                    const std::size_t offset = head.bitOffset + std::size_t{i} * head.reportSize;
-                    shown.push_back({offset, ::textOf(selectors[selector]->usagePage, selectors[selector]->usage, 1,
-                                                      offset, head.reportSize)});
-                }
+            // Below the minimum the difference wraps round and is far above any selector.
+            const std::uint64_t selector =
+                static_cast<std::uint64_t>(*entry) - static_cast<std::uint64_t>(std::int64_t{head.min});
+            if (selector < selectors.size() && selectors[selector]->usage != 0 && seen.insert(selector).second) {
+                const Element& usage = *selectors[selector];
+                const std::size_t offset = head.bitOffset + std::size_t{i} * head.reportSize;
+                shown.push_back({offset, ::textOf(usage.usagePage, usage.usage, 1, offset, head.reportSize)});
             }
         }
     }

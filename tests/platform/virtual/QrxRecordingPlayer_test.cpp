@@ -6,10 +6,13 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/resource.h>
+
 #include <chrono>
 #include <limits>
 #include <optional>
 #include <sstream>
+#include <system_error>
 
 namespace {
 
@@ -332,6 +335,26 @@ TEST_F(QrxRecordingPlayerTest, EachEventReachesItsInterfaceByNumber)
     player.start(QrxRecordingPlayer::kAsFastAsTaken);
     ASSERT_TRUE(playToEnd(player));
     EXPECT_EQ(std::vector<Bytes>{{0xbb}}, _reports) << "interface 2 comes first";
+}
+
+TEST_F(QrxRecordingPlayerTest, AStartThatFailsCanBeTriedAgain)
+{
+    const QrxRecording recording = recordingOf(3, 0);
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRecordingPlayer player(recording, device);
+    QrxRunLoop::current();
+    rlimit before{};
+    ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &before));
+    const rlimit none{0, before.rlim_max};
+    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &none));
+    EXPECT_THROW(player.start(0), std::system_error);
+    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &before));
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runOnce(0)) << "nothing plays";
+    player.start(0);
+    ASSERT_TRUE(playToEnd(player));
+    takeAll();
+    EXPECT_EQ(3u, _reports.size());
 }
 
 } // namespace

@@ -176,6 +176,12 @@ TEST(QrxRecording, EveryNumberIsReadToItsEnd)
                              "#@ release: 10000",
                              "#@ release:",
                              "#@ device-class: 00 00",
+                             "#@ device-class: zz 00 00",
+                             "#@ device-class: 00 zz 00",
+                             "#@ device-class: 100 00 00",
+                             "#@ device-class: 00 100 00",
+                             "I: 3 04d9 003f",
+                             "#@ interface: 1 zz 00",
                              "#@ device-class: 00 00 100",
                              "#@ device-class: 00 00 zz",
                              "#@ interface: 1 01",
@@ -348,6 +354,41 @@ TEST(QrxRecording, ANoteReplacesTheTextOfItsInterface)
     EXPECT_EQ("p", noted.interfaces[0].physicalPath);
     EXPECT_EQ("2\n2", noted.interfaces[1].name);
     EXPECT_EQ("q\rq", noted.interfaces[1].physicalPath);
+}
+
+TEST(QrxRecording, BlanksAroundWhatALineSaysDoNotMatter)
+{
+    const QrxRecording spaced = recordingOf(" \t# a comment \n  #@  release :\t0110\n\tR:2  05\t01 \n N:  name\t\n"
+                                            " I:\t3 1  2\r\n \t\r\n  E:  1.5   2 \t 0a 0b  \n");
+    EXPECT_EQ(std::vector<std::string>{"a comment"}, spaced.comments);
+    EXPECT_EQ(0x0110, spaced.releaseNumber);
+    EXPECT_EQ((Bytes{0x05, 0x01}), spaced.interfaces[0].reportDescriptor);
+    EXPECT_EQ("name", spaced.interfaces[0].name);
+    EXPECT_EQ(2, spaced.productID);
+    ASSERT_EQ(1u, spaced.events.size());
+    EXPECT_EQ((Bytes{0x0a, 0x0b}), spaced.events[0].bytes);
+}
+
+TEST(QrxRecording, ATextThatCannotBeReadToItsEndIsRefused)
+{
+    struct Broken : std::streambuf {
+        explicit Broken(std::string text) : _text(std::move(text))
+        {
+            setg(_text.data(), _text.data(), _text.data() + _text.size());
+        }
+        int_type underflow() override { throw std::runtime_error("broken"); }
+        std::string _text;
+    };
+    for (const char* text : {"", "R: 1 05\nI: 3 1 2\n", "R: 1 05\nI: 3 1 2\nX", "R: 1 05\nI: 3 1 2\nE: 0.0 0"}) {
+        Broken broken(text);
+        std::istream stream(&broken);
+        try {
+            QrxRecording::read(stream, "broken");
+            FAIL() << "it was read: " << text;
+        } catch (const QrxRecordingError& error) {
+            EXPECT_NE(std::string::npos, std::string(error.what()).find(": cannot be read")) << error.what();
+        }
+    }
 }
 
 } // namespace
