@@ -9,6 +9,8 @@
 #include <sys/resource.h>
 
 #include <chrono>
+#include <filesystem>
+#include <iterator>
 #include <limits>
 #include <optional>
 #include <sstream>
@@ -57,6 +59,18 @@ protected:
         return player.isFinished();
     }
 
+    static void runWhileBusy()
+    {
+        while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
+        }
+    }
+
+    static std::size_t openDescriptors()
+    {
+        const std::filesystem::directory_iterator folder("/proc/self/fd");
+        return static_cast<std::size_t>(std::distance(begin(folder), end(folder)));
+    }
+
     void takeAll()
     {
         std::span<const std::uint8_t> report;
@@ -91,8 +105,7 @@ TEST_F(QrxRecordingPlayerTest, WaitsForAReaderThatDoesNotTake)
     open(device);
     QrxRecordingPlayer player(recording, device);
     player.start(QrxRecordingPlayer::kAsFastAsTaken);
-    while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
-    }
+    runWhileBusy();
     EXPECT_EQ(QrxVirtualDevice::kQueuedReports, player.sentCount());
     EXPECT_EQ(QrxRunLoop::Outcome::timedOut, QrxRunLoop::current().runOnce(0.01)) << "and does not spin";
     ASSERT_TRUE(playToEnd(player));
@@ -286,7 +299,7 @@ TEST_F(QrxRecordingPlayerTest, AWaitThatNobodyLivesToSeeIsAWait)
     EXPECT_EQ(1u, player.sentCount());
 }
 
-TEST_F(QrxRecordingPlayerTest, EventsOfAnUnpluggedDeviceAreLostAndThePlayingEnds)
+TEST_F(QrxRecordingPlayerTest, AWaitForRoomEndsWhenTheDeviceIsUnplugged)
 {
     const QrxRecording recording = recordingOf(200, 0);
     QrxVirtualDevice device(recording);
@@ -295,14 +308,98 @@ TEST_F(QrxRecordingPlayerTest, EventsOfAnUnpluggedDeviceAreLostAndThePlayingEnds
     bool isFinished = false;
     player.setFinishedHandler([&isFinished] { isFinished = true; });
     player.start(QrxRecordingPlayer::kAsFastAsTaken);
-    while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
-    }
-    EXPECT_FALSE(isFinished) << "nobody takes the reports";
+    runWhileBusy();
+    EXPECT_EQ(QrxVirtualDevice::kQueuedReports, player.sentCount());
     device.unplug();
-    player.start(QrxRecordingPlayer::kAsFastAsTaken);
     EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runFor(kDeadlineSeconds));
-    EXPECT_TRUE(isFinished);
+    EXPECT_TRUE(isFinished) << "the other events are lost";
     EXPECT_EQ(200u, player.sentCount());
+}
+
+TEST_F(QrxRecordingPlayerTest, AWaitForRoomEndsWhenTheReaderCloses)
+{
+    const QrxRecording recording = recordingOf(200, 0);
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRecordingPlayer player(recording, device);
+    player.start(QrxRecordingPlayer::kAsFastAsTaken);
+    runWhileBusy();
+    EXPECT_EQ(QrxVirtualDevice::kQueuedReports, player.sentCount());
+    _channel.reset();
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runFor(kDeadlineSeconds));
+    EXPECT_EQ(200u, player.sentCount());
+}
+
+TEST_F(QrxRecordingPlayerTest, TwoThatWaitForRoomBothComeToTheirEnds)
+{
+    const QrxRecording recording = recordingOf(200, 0);
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRecordingPlayer first(recording, device);
+    QrxRecordingPlayer second(recording, device);
+    QrxRecordingPlayer stopped(recording, device);
+    QrxRecordingPlayer paced(recording, device);
+    first.start(QrxRecordingPlayer::kAsFastAsTaken);
+    second.start(QrxRecordingPlayer::kAsFastAsTaken);
+    stopped.start(QrxRecordingPlayer::kAsFastAsTaken);
+    paced.start(1);
+    stopped.stop();
+    paced.stop();
+    ASSERT_TRUE(playToEnd(first));
+    ASSERT_TRUE(playToEnd(second));
+    takeAll();
+    EXPECT_EQ(400u, _reports.size());
+    EXPECT_EQ(0u, stopped.sentCount());
+}
+
+TEST_F(QrxRecordingPlayerTest, DestroyedItSendsNoMore)
+{
+    const QrxRecording recording = recordingOf(200, 0);
+    QrxVirtualDevice device(recording);
+    open(device);
+    for (const double speed : {0.0, 1.0}) {
+        std::optional<QrxRecordingPlayer> player(std::in_place, recording, device);
+        player->start(speed);
+        player.reset();
+        EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runOnce(0)) << "its source has left the loop";
+    }
+    takeAll();
+    EXPECT_EQ(0u, _reports.size());
+}
+
+TEST_F(QrxRecordingPlayerTest, ABurstIsNoLongerThanAReadersQueue)
+{
+    const QrxRecording recording = recordingOf(200, 0);
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRecordingPlayer player(recording, device);
+    player.start(1);
+    QrxRunLoop::current().runOnce(kDeadlineSeconds);
+    EXPECT_EQ(QrxVirtualDevice::kQueuedReports, player.sentCount()) << "a reader on this loop gets its turn";
+    takeAll();
+    ASSERT_TRUE(playToEnd(player));
+    takeAll();
+    EXPECT_EQ(200u, _reports.size());
+}
+
+TEST_F(QrxRecordingPlayerTest, WhatHasPlayedHoldsNothing)
+{
+    const QrxRecording recording = recordingOf(3, 0);
+    QrxVirtualDevice device(recording);
+    open(device);
+    QrxRunLoop::current();
+    const std::size_t before = openDescriptors();
+    QrxRecordingPlayer player(recording, device);
+    for (const double speed : {0.0, 1.0}) {
+        player.start(speed);
+        EXPECT_EQ(before + 1, openDescriptors());
+        player.stop();
+        EXPECT_EQ(before, openDescriptors()) << "stopped, speed " << speed;
+        player.start(speed);
+        ASSERT_TRUE(playToEnd(player));
+        runWhileBusy();
+        EXPECT_EQ(before, openDescriptors()) << "finished, speed " << speed;
+    }
 }
 
 TEST_F(QrxRecordingPlayerTest, TwoPlayAtTheirOwnPaces)
@@ -316,8 +413,7 @@ TEST_F(QrxRecordingPlayerTest, TwoPlayAtTheirOwnPaces)
     slowPlayer.start(1);
     quickPlayer.start(1);
     ASSERT_TRUE(playToEnd(quickPlayer));
-    while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
-    }
+    runWhileBusy();
     takeAll();
     EXPECT_EQ(1u, slowPlayer.sentCount());
     EXPECT_EQ(4u, _reports.size());

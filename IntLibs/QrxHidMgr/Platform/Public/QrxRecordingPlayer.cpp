@@ -18,7 +18,6 @@ struct __attribute__((visibility("hidden"))) QrxRecordingPlayer::Body
         : recording(std::move(played)), device(std::move(playedThrough))
     {
     }
-    ~Body() { stop(); }
 
     void start(double newSpeed);
     void stop();
@@ -70,7 +69,7 @@ void QrxRecordingPlayer::Body::start(double newSpeed)
     source = CFRunLoopSourceCreate(kCFAllocatorDefault, 0, reinterpret_cast<CFRunLoopSourceContext*>(&context));
     CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
     if (!isPaced()) {
-        device->setRoomListener([waker = timer] { waker->setDue(0); });
+        device->setRoomListener(this, [waker = timer] { waker->setDue(0); });
     }
     timer->setDue(0);
 }
@@ -81,7 +80,7 @@ void QrxRecordingPlayer::Body::stop()
         return;
     }
     if (!isPaced()) {
-        device->setRoomListener({});
+        device->setRoomListener(this, {});
     }
     CFRunLoopSourceInvalidate(source);
     CFRelease(std::exchange(source, nullptr));

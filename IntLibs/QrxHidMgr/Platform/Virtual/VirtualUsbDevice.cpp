@@ -60,15 +60,18 @@ void VirtualUsbDevice::plug()
 
 void VirtualUsbDevice::unplug()
 {
-    const std::scoped_lock lock(_mutex);
-    if (_key == 0) {
-        return;
+    {
+        const std::scoped_lock lock(_mutex);
+        if (_key == 0) {
+            return;
+        }
+        for (const OpenQueue& open : _openQueues) {
+            open.queue->end();
+        }
+        _openQueues.clear();
+        registry().terminate(std::exchange(_key, 0));
     }
-    for (const OpenQueue& open : _openQueues) {
-        open.queue->end();
-    }
-    _openQueues.clear();
-    registry().terminate(std::exchange(_key, 0));
+    roomMade();
 }
 
 bool VirtualUsbDevice::isPlugged() const
@@ -117,10 +120,14 @@ void VirtualUsbDevice::setReportRequestHandler(ReportRequestHandler handler)
     _reportRequestHandler = shared(std::move(handler));
 }
 
-void VirtualUsbDevice::setRoomListener(RoomListener listener)
+void VirtualUsbDevice::setRoomListener(const void* owner, RoomListener listener)
 {
     const std::scoped_lock lock(_mutex);
-    _roomListener = shared(std::move(listener));
+    if (listener) {
+        _roomListeners[owner] = shared(std::move(listener));
+    } else {
+        _roomListeners.erase(owner);
+    }
 }
 
 Status VirtualUsbDevice::openQueue(std::uint64_t plugging, int interfaceNumber, std::shared_ptr<ReportQueue>& queue)
@@ -142,8 +149,11 @@ Status VirtualUsbDevice::openQueue(std::uint64_t plugging, int interfaceNumber, 
 
 void VirtualUsbDevice::closeQueue(const std::shared_ptr<ReportQueue>& queue)
 {
-    const std::scoped_lock lock(_mutex);
-    std::erase_if(_openQueues, [&](const OpenQueue& open) { return open.queue == queue; });
+    {
+        const std::scoped_lock lock(_mutex);
+        std::erase_if(_openQueues, [&](const OpenQueue& open) { return open.queue == queue; });
+    }
+    roomMade();
 }
 
 Status VirtualUsbDevice::takeSentReport(std::uint64_t plugging, SentReport report)
@@ -188,13 +198,14 @@ Status VirtualUsbDevice::answerRequest(std::uint64_t plugging, int interfaceNumb
 
 void VirtualUsbDevice::roomMade()
 {
-    std::shared_ptr<const RoomListener> listener;
-    {
-        const std::scoped_lock lock(_mutex);
-        listener = _roomListener;
-    }
-    if (listener != nullptr) {
+    std::unique_lock lock(_mutex);
+    // A listener may remove itself and others while it is called, so each time the next one is looked up.
+    for (auto next = _roomListeners.begin(); next != _roomListeners.end();) {
+        const auto [owner, listener] = *next;
+        lock.unlock();
         (*listener)();
+        lock.lock();
+        next = _roomListeners.upper_bound(owner);
     }
 }
 

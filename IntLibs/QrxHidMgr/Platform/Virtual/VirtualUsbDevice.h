@@ -66,8 +66,9 @@ public:
         _sentReports.clear();
         return taken;
     }
-    /// Called on a reader's thread whenever it has made room in its queue, with no lock held.
-    void setRoomListener(RoomListener listener);
+    /// Called whenever there may be room in a queue that was full: on the thread of a reader that took a report or
+    /// closed, or that unplugs. No lock is held. Each owner has one; an empty function removes it.
+    void setRoomListener(const void* owner, RoomListener listener);
 
     // For ports and channels; `plugging` is the time of plugging they belong to.
 
@@ -97,7 +98,7 @@ private:
     /// Shared, so that a handler may be replaced while it runs.
     std::shared_ptr<const SentReportHandler> _sentReportHandler;
     std::shared_ptr<const ReportRequestHandler> _reportRequestHandler;
-    std::shared_ptr<const RoomListener> _roomListener;
+    std::map<const void*, std::shared_ptr<const RoomListener>> _roomListeners;
     std::vector<SentReport> _sentReports;
     std::map<ReportName, std::vector<std::uint8_t>> _lastReports;
 };
