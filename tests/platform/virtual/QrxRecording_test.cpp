@@ -163,6 +163,7 @@ TEST(QrxRecording, EveryNumberIsReadToItsEnd)
                              "E: 2zz.0 1 00",
                              "E: 2.0zz 1 00",
                              "E: 2.1234567 1 00",
+                             "E: 2.0000001 1 00",
                              "E: 1000000000001.0 1 00",
                              "E: .5 1 00",
                              "E: 2.0 1 0x",
@@ -233,7 +234,9 @@ TEST(QrxRecording, AnInterfaceWithoutANumberHasThatOfItsOrder)
 TEST(QrxRecording, EveryInterfaceNeedsItsDescriptor)
 {
     EXPECT_EQ("mouse.hid: no R: line with a report descriptor",
-              faultOf("D: 0\nR: 1 05\nI: 3 1 2\nD: 1\nN: two\nI: 3 1 2\n"));
+              faultOf("D: 0\nR: 1 05\nI: 3 1 2\nD: 1\nN: two\n"));
+    EXPECT_EQ("mouse.hid: no R: line with a report descriptor",
+              faultOf("D: 0\nR: 1 05\nI: 3 1 2\nD: 1\nI: 3 1 2\n"));
 }
 
 TEST(QrxRecording, AsManyInterfacesAsNumbersAreReadAndNoMore)
@@ -389,6 +392,32 @@ TEST(QrxRecording, ATextThatCannotBeReadToItsEndIsRefused)
             EXPECT_NE(std::string::npos, std::string(error.what()).find(": cannot be read")) << error.what();
         }
     }
+}
+
+TEST(QrxRecording, AnIdentityThatIsNoneIsRefused)
+{
+    for (const char* line : {"I: 10000 1 2", "I: 3 10000 2", "I: 3 1 10000", "I: 3 100000001 2", "I: 3 1 100000002",
+                             "I: zz 1 2", "I: 3 zz 2", "I: 3 1 zz", "I: 3 1", "I: 3", "I:", "I: 3 1 2 4"}) {
+        EXPECT_EQ(0u, faultOf(std::string("R: 1 05\n") + line).find("mouse.hid:2: I: needs")) << line;
+    }
+}
+
+TEST(QrxRecording, ANameIsNotAPlace)
+{
+    const QrxRecording named = recordingOf("R: 1 05\nN: n\nI: 3 1 2\n");
+    EXPECT_EQ("n", named.interfaces[0].name);
+    EXPECT_EQ("", named.interfaces[0].physicalPath);
+    const QrxRecording placed = recordingOf("R: 1 05\nP: p\nI: 3 1 2\n");
+    EXPECT_EQ("", placed.interfaces[0].name);
+    EXPECT_EQ("p", placed.interfaces[0].physicalPath);
+}
+
+TEST(QrxRecording, AFaultShowsNoMoreThanTheBeginningOfALongLine)
+{
+    const std::string shown(40, 'x');
+    const std::string start = "mouse.hid:1: neither a comment nor one of the lines D: R: N: P: I: E:, but ";
+    EXPECT_EQ(start + "\"" + shown + "\"", faultOf(shown));
+    EXPECT_EQ(start + "\"" + shown + "...\"", faultOf(shown + "x"));
 }
 
 } // namespace

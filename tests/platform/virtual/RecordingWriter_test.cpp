@@ -114,6 +114,79 @@ TEST(RecordingWriter, EveryFactHasItsLine)
               textOf(single));
 }
 
+TEST(RecordingWriter, AnInterfaceIsNamedOnlyWhereItChanges)
+{
+    QrxRecording made = composite();
+    made.events = {{0, 1, {1}}, {1, 0, {2}}, {1, 0, {3}}, {2, 1, {4}}, {2, 1, {5}}};
+    const std::string text = textOf(made);
+    EXPECT_EQ("E: 000000.000000 1 01\nD: 0\nE: 000000.000001 1 02\nE: 000000.000001 1 03\nD: 1\n"
+              "E: 000000.000002 1 04\nE: 000000.000002 1 05\n",
+              text.substr(text.find("E: ")));
+    made.interfaces.pop_back();
+    std::ostringstream single;
+    std::size_t after = 7;
+    made.writeEvent(single, {0, 0, {1}}, after);
+    EXPECT_EQ("E: 000000.000000 1 01\n", single.str()) << "there is no other interface";
+}
+
+TEST(RecordingWriter, ARecordingWithoutEventsIsWritten)
+{
+    QrxRecording made = composite();
+    made.events.clear();
+    const QrxRecording again = recordingOf(textOf(made));
+    EXPECT_EQ(2u, again.interfaces.size());
+    EXPECT_EQ(0u, again.events.size());
+}
+
+TEST(RecordingWriter, TheProductsNameIsLeftOutWhereTheFirstInterfaceHasIt)
+{
+    QrxRecording made = composite();
+    made.productName = "one";
+    EXPECT_EQ(std::string::npos, textOf(made).find("product-name"));
+    EXPECT_EQ("one", recordingOf(textOf(made)).productName);
+    made.productName = "two";
+    EXPECT_EQ("two", recordingOf(textOf(made)).productName);
+}
+
+TEST(RecordingWriter, SmallNumbersHaveTheirZeros)
+{
+    QrxRecording made = composite();
+    made.deviceClass = 1;
+    made.deviceSubclass = 2;
+    made.deviceProtocol = 3;
+    made.vendorID = 4;
+    made.productID = 5;
+    made.releaseNumber = 6;
+    made.bus = 0x1f;
+    const std::string text = textOf(made);
+    for (const char* line :
+         {"#@ device-class: 01 02 03\n", "#@ release: 0006\n", "I: 1f 0004 0005\n", "#@ interface: 200 00 00\n"}) {
+        EXPECT_NE(std::string::npos, text.find(line)) << line << text;
+    }
+}
+
+TEST(RecordingWriter, EachEventIsWrittenOutInOnePieceAtOnce)
+{
+    struct Pieces : std::stringbuf {
+        std::streamsize xsputn(const char* text, std::streamsize count) override
+        {
+            pieces.emplace_back(text, static_cast<std::size_t>(count));
+            return count;
+        }
+        int sync() override
+        {
+            pieces.emplace_back("flushed");
+            return 0;
+        }
+        std::vector<std::string> pieces;
+    };
+    Pieces pieces;
+    std::ostream text(&pieces);
+    std::size_t after = 1;
+    composite().writeEvent(text, {5, 0, {0xab}}, after);
+    EXPECT_EQ((std::vector<std::string>{"D: 0\nE: 000000.000005 1 ab\n", "flushed"}), pieces.pieces);
+}
+
 TEST(RecordingWriter, FlagsAndLocaleOfTheStreamChangeNothing)
 {
     struct Grouping : std::numpunct<char> {
