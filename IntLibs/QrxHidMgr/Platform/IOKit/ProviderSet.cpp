@@ -1,8 +1,10 @@
 #include "ProviderSet.h"
 
 #include "EpollSet.h"
+#include "Provider/Log.h"
 
 #include <algorithm>
+#include <new>
 
 #include <poll.h>
 
@@ -117,15 +119,22 @@ void ProviderSet::stopWatching()
 void ProviderSet::handleEvents(EpollSet& watcher)
 {
     const std::lock_guard guard(_mutex);
-    if (watcher.takeRetry()) {
-        watchMissing();
-        watchWith(watcher);
-    }
-    for (std::size_t index = 0; index < _descriptors.size(); ++index) {
-        pollfd state{_descriptors[index], POLLIN, 0};
-        if (state.fd >= 0 && ::poll(&state, 1, 0) > 0) {
-            _providers[index]->handleEvents(_sink);
+    try {
+        if (watcher.takeRetry()) {
+            watchMissing();
+            watchWith(watcher);
         }
+        for (std::size_t index = 0; index < _descriptors.size(); ++index) {
+            pollfd state{_descriptors[index], POLLIN, 0};
+            if (state.fd >= 0 && ::poll(&state, 1, 0) > 0) {
+                _providers[index]->handleEvents(_sink);
+            }
+        }
+    } catch (const std::bad_alloc&) {
+        // Nobody has called. The providers come back to what they could not look at.
+        platform::log(platform::LogLevel::error,
+                      "There is no memory to look at devices that came or left. It is tried again.");
+        watcher.setRetrying(true);
     }
 }
 

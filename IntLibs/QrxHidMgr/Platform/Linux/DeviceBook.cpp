@@ -15,13 +15,18 @@ void DeviceBook::setWaiting(bool isAllowed)
     }
 }
 
+void DeviceBook::oweRescan()
+{
+    _owedSince = _mayWait ? std::optional(_calls.now()) : std::nullopt;
+}
+
 void DeviceBook::rescan(RegistrySink& sink)
 {
     std::vector<ListedDevice> devices;
     _owedSince.reset();
     if (!_scan.list(devices)) {
         // No answer is no reason to believe that anything has left.
-        _owedSince = _mayWait ? std::optional(_calls.now()) : std::nullopt;
+        oweRescan();
         return;
     }
     leaveUnlisted(devices, sink);
@@ -151,9 +156,17 @@ bool DeviceBook::mustWait(const std::string& name, bool isChange)
 
 void DeviceBook::publish(const std::string& name, ScannedDevice scanned, RegistrySink& sink)
 {
+    // The record first: what is published must be known here, or it would be published again and never leave.
+    const auto record = _records.try_emplace(name).first;
+    try {
+        record->second.key = sink.publish(std::move(scanned.facts));
+    } catch (...) {
+        _records.erase(record);
+        throw;
+    }
+    record->second.outline = std::move(scanned.outline);
+    record->second.access = std::move(scanned.access);
     _gate.forget(name);
-    const DeviceKey key = sink.publish(std::move(scanned.facts));
-    _records[name] = {key, std::move(scanned.outline), std::move(scanned.access)};
 }
 
 void DeviceBook::leave(const std::string& name, RegistrySink& sink)

@@ -28,6 +28,8 @@ public:
 
     /// Looks at everything. While devices are waited for, a look that cannot be had (no descriptor free) is still owed.
     void rescan(RegistrySink& sink);
+    /// An exception has ended a look: while devices are waited for, everything is to be looked at again.
+    void oweRescan();
     /// True if the last look at everything could not be had: what is published may be wrong, and no event says so.
     bool owesRescan() const { return _owedSince.has_value(); }
     /// True if it is time to try again.

@@ -40,30 +40,69 @@ public:
 
     void refresh(RegistrySink& sink) override
     {
-        if (_watch == nullptr || _book.owesRescan()) {
-            rescan(sink);
-        }
-        handleEvents(sink);
+        keepBook([&] {
+            if (_watch == nullptr || _book.owesRescan()) {
+                rescan(sink);
+            }
+            handleEventsNow(sink);
+        });
     }
 
     int startWatching(RegistrySink& sink) override
     {
         if (_watch == nullptr) {
-            errno = 0;
-            // The monitors come first: what happens during the look at everything is heard, and tells nothing new.
-            _watch = WatchSet::make(_calls, _paths.monitors ? _paths.monitors(_paths) : makeMonitors(_paths));
-            tellWatching(errno);
-            _book.setWaiting(_watch != nullptr);
-            rescan(sink);
-            if (_watch == nullptr) {
-                return -1;
+            try {
+                beginWatching(sink);
+            } catch (...) {
+                stopWatching();
+                throw;
             }
-            _watch->setTimer(_book.nextExpiry());
         }
-        return _watch->descriptor();
+        return _watch != nullptr ? _watch->descriptor() : -1;
     }
 
     void handleEvents(RegistrySink& sink) override
+    {
+        keepBook([&] { handleEventsNow(sink); });
+    }
+    void stopWatching() override
+    {
+        _watch.reset();
+        _book.setWaiting(false);
+        _nodes.forgetAll();
+    }
+
+private:
+    void beginWatching(RegistrySink& sink)
+    {
+        errno = 0;
+        // The monitors come first: what happens during the look at everything is heard, and tells nothing new.
+        _watch = WatchSet::make(_calls, _paths.monitors ? _paths.monitors(_paths) : makeMonitors(_paths));
+        tellWatching(errno);
+        _book.setWaiting(_watch != nullptr);
+        rescan(sink);
+        if (_watch != nullptr) {
+            _watch->setTimer(_book.nextExpiry());
+        }
+    }
+
+    /// After an exception events may have been taken whose devices were not looked at: everything is looked at again,
+    /// at the next call or when the settle time has passed.
+    template <typename Look>
+    void keepBook(const Look& look)
+    {
+        try {
+            look();
+        } catch (...) {
+            _book.oweRescan();
+            if (_watch != nullptr) {
+                _watch->setTimer(_book.nextExpiry());
+            }
+            throw;
+        }
+    }
+
+    void handleEventsNow(RegistrySink& sink)
     {
         if (_watch == nullptr) {
             return;
@@ -76,14 +115,6 @@ public:
         _watch->setTimer(_book.nextExpiry());
     }
 
-    void stopWatching() override
-    {
-        _watch.reset();
-        _book.setWaiting(false);
-        _nodes.forgetAll();
-    }
-
-private:
     /// Says once that nothing can be watched, and when that is over.
     void tellWatching(int error)
     {
