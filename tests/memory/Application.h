@@ -3,6 +3,7 @@
 #include "FailingAllocations.h"
 
 #include <functional>
+#include <string>
 
 /// How much is wrong with the memory, from the allocation on that a sweep has chosen.
 enum class Famine {
@@ -11,6 +12,12 @@ enum class Famine {
     aWhile, ///< all fail until the application has tried several times what it wants
     lasting ///< all fail until the story is over
 };
+
+inline std::string nameOf(Famine famine)
+{
+    constexpr const char* kNames[] = {"None", "Once", "ForAWhile", "ForGood"};
+    return kNames[static_cast<std::size_t>(famine)];
+}
 
 /// What an application does whose memory may run out: it calls again what threw std::bad_alloc, and runs the loop.
 class Application {

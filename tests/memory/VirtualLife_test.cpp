@@ -216,10 +216,6 @@ TEST_P(VirtualLives, AnyAllocationMayFailInQueueMode)
 }
 
 INSTANTIATE_TEST_SUITE_P(Famines, VirtualLives, testing::Values(Famine::once, Famine::aWhile, Famine::lasting),
-                         [](const auto& famine) {
-                             return famine.param == Famine::once     ? "Once"
-                                    : famine.param == Famine::aWhile ? "ForAWhile"
-                                                                     : "ForGood";
-                         });
+                         [](const auto& famine) { return nameOf(famine.param); });
 
 } // namespace
