@@ -1,8 +1,9 @@
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
-#include <cstdint>
 #include <stdexcept>
+#include <system_error>
 
 #include <fcntl.h>
 #include <sys/resource.h>
@@ -15,6 +16,7 @@ public:
         if (::getrlimit(RLIMIT_NOFILE, &_before) != 0) {
             throw std::runtime_error("getrlimit");
         }
+        warmSanitizer();
         _limit = _before;
         _limit.rlim_cur = 0;
         // Numbers below the limit that are not taken.
@@ -39,6 +41,17 @@ public:
     }
 
 private:
+    /// UndefinedBehaviorSanitizer needs descriptors to check the first virtual call of a class, and without them calls
+    /// the object invalid. These are the classes of all that is thrown for lack of descriptors.
+    static void warmSanitizer()
+    {
+        try {
+            throw std::system_error(EMFILE, std::generic_category());
+        } catch (const std::system_error& failure) {
+            static_cast<void>(failure.code().message());
+        }
+    }
+
     rlimit _before{};
     rlimit _limit{};
 };

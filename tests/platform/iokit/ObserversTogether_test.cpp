@@ -167,7 +167,7 @@ TEST_F(ObserversTogether, DevicesThatEndedBeforeObservationAreListedInTheOrderOf
         devices.back().plug();
     }
     const auto held = servicesOf("IOUSBDevice");
-    for (const std::size_t index : {2, 0, 3, 1}) {
+    for (const std::size_t index : {2u, 0u, 3u, 1u}) {
         devices[index].unplug();
     }
     Observer observer;
