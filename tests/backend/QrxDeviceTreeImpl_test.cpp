@@ -3,12 +3,65 @@
 #include <functional>
 #include <iostream>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 using world::Sample;
 
 namespace {
 
 using QrxDeviceTreeImplTest = BackendTest;
+
+/// More devices than are compared one by one.
+class ManyDevices : public BackendTest {
+protected:
+    static constexpr unsigned int kMany = 70;
+
+    ManyDevices()
+    {
+        for (unsigned int number = 0; number < kMany; ++number) {
+            entries.push_back(&addDevice("usb" + std::to_string(number), {Sample::kPedal}));
+        }
+        tree->setDelegate(&told);
+        tree->populate(kAnything);
+    }
+    void TearDown() override
+    {
+        tree = nullptr;
+        BackendTest::TearDown();
+    }
+    void expectListedAgainAfter(const std::function<void()>& removal)
+    {
+        testing::internal::CaptureStdout();
+        removal();
+        testing::internal::GetCapturedStdout();
+        EXPECT_EQ(tree->getHIDDeviceCount(), kMany - 1);
+        for (int times = 0; times < 2; ++times) {
+            tree->populate(kAnything);
+            EXPECT_EQ(tree->getHIDDeviceCount(), kMany);
+        }
+        EXPECT_EQ(told.lines.size(), kMany + 1);
+    }
+
+    std::vector<fake::FakeEntry*> entries;
+    RecordingTreeDelegate told;
+    mis::swizzler<_QrxDeviceTreeImpl> tree = newTree();
+};
+
+/// A device of an application's class, which decides by itself what it equals.
+class OwnComparison : public _QrxHIDDeviceImpl {
+public:
+    using _QrxHIDDeviceImpl::operator==;
+    bool operator==(const QrxHIDDevice&) const override
+    {
+        ++asked;
+        return isEqual;
+    }
+    bool isHID() const override { return true; }
+
+    mutable unsigned int asked = 0;
+    bool isEqual = false;
+};
 
 } // namespace
 
@@ -326,4 +379,48 @@ TEST_F(QrxDeviceTreeImplTest, AFailedMatchingIsAnEmptySet)
     tree->populate(kAnything);
     tree->observe(kAnything);
     EXPECT_EQ(tree->getHIDDeviceCount(), 0U);
+}
+
+TEST_F(ManyDevices, EachIsListedOnce)
+{
+    EXPECT_EQ(tree->getHIDDeviceCount(), kMany);
+    tree->populate(kAnything);
+    EXPECT_EQ(tree->getHIDDeviceCount(), kMany);
+    EXPECT_EQ(told.lines.size(), kMany);
+}
+
+TEST_F(ManyDevices, OneThatWasRemovedByItsHandleIsListedAgain)
+{
+    expectListedAgainAfter([&] { tree->QrxDeviceTree::_removeDevice(tree->getDeviceAtIndex(50)); });
+}
+
+TEST_F(ManyDevices, OneThatWasRemovedByItsEntryIsListedAgain)
+{
+    expectListedAgainAfter([&] { tree->_removeDevice(entries[50]->handle); });
+}
+
+TEST_F(ManyDevices, OneOfAnotherClassIsAskedForEachNewOne)
+{
+    const mis::swizzler<OwnComparison> own(new OwnComparison);
+    tree->_addDevice(own);
+    ASSERT_EQ(tree->getHIDDeviceCount(), kMany + 1);
+    addDevice("new1", {Sample::kPedal});
+    addDevice("new2", {Sample::kPedal});
+    tree->populate(kAnything);
+    EXPECT_EQ(tree->getHIDDeviceCount(), kMany + 3);
+    EXPECT_EQ(own->asked, 2U) << "those before it in the list say that they are equal";
+    own->isEqual = true;
+    addDevice("new3", {Sample::kPedal});
+    tree->populate(kAnything);
+    EXPECT_EQ(tree->getHIDDeviceCount(), kMany + 3);
+}
+
+TEST_F(ManyDevices, OneOfAnotherClassIsComparedWithEachListedOne)
+{
+    const mis::swizzler<OwnComparison> own(new OwnComparison);
+    platform.log.clear();
+    tree->_addDevice(own);
+    tree->_addDevice(own);
+    EXPECT_EQ(tree->getHIDDeviceCount(), kMany + 2) << "which does not say that it equals itself";
+    EXPECT_EQ(own->asked, 1U);
 }

@@ -95,6 +95,10 @@ public:
     virtual void setDelegate(QrxDeviceTreeDelegateInterface* delegate);
 
 protected:
+    /// Lists a HID device that no listed one equals, becomes its parent, and raises the notification of kind 1. What
+    /// `_addDevice` does in the end; for backends that compare devices by themselves.
+    void _listDevice(mis::swizzler<QrxHIDDevice> const& device);
+
     /// The pairs (vendor ID, product ID) wanted, in the order given.
     std::vector<std::pair<unsigned short, unsigned short>> _vendorAndProductIDs;
 

@@ -91,12 +91,19 @@ void QrxDeviceTree::_addDevice(mis::swizzler<QrxHIDDevice> device)
 {
     if (!device || !device->isHID())
         return;
-    // Comparing is the backend's or the application's code, and so is what the notification calls.
+    // Comparing is the backend's or the application's code.
     SelfHold const self(*this);
     for (std::size_t index = 0; index < _devices.size(); ++index) {
         if (*_devices[index] == *device)
             return;
     }
+    _listDevice(device);
+}
+
+void QrxDeviceTree::_listDevice(mis::swizzler<QrxHIDDevice> const& device)
+{
+    // What the notification calls is the application's code.
+    SelfHold const self(*this);
     _devices.push_back(device);
     device->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
     deviceNotification(kDeviceAdded, device);

@@ -1,6 +1,7 @@
 #include "QrxDeviceTreeImpl.h"
 
 #include "DeviceSearch.h"
+#include "ExactClass.h"
 #include "FirstException.h"
 #include "PropertyHandle.h"
 #include "PropertyReading.h"
@@ -18,6 +19,8 @@ using namespace qrx;
 
 namespace {
 
+/// Fewer are compared one by one, which takes no longer.
+constexpr std::size_t kFewDevices = 64;
 /// The notification kind of a device that left.
 constexpr unsigned int kDeviceRemoved = 2;
 
@@ -200,6 +203,20 @@ void _QrxDeviceTreeImpl::_watchTerminations(CFDictionaryRef matching)
     _devicesRemovedNotification(_terminations);
 }
 
+void _QrxDeviceTreeImpl::_addDevice(mis::swizzler<QrxHIDDevice> device)
+{
+    const auto* own = exactly<_QrxHIDDeviceImpl>(device.get());
+    const bool isIndexed = own != nullptr && own->_getEntry() != 0 && isExactly<_QrxDeviceTreeImpl>(*this) &&
+                           _devices.size() >= kFewDevices && _index.follow(_devices);
+    if (!isIndexed) {
+        _index.clear();
+        QrxDeviceTree::_addDevice(device);
+    } else if (own->isHID() && !_index.has(own->_getEntry())) {
+        _index.add(own->_getEntry());
+        _listDevice(device);
+    }
+}
+
 bool _QrxDeviceTreeImpl::_probeDevice(unsigned int entry) const
 {
     if (entry == 0) {
@@ -228,6 +245,7 @@ void _QrxDeviceTreeImpl::_removeDevice(unsigned int entry)
     if (place != _devices.size()) {
         const mis::swizzler<QrxHIDDevice> device = std::move(_devices[place]);
         _devices.erase(_devices.begin() + static_cast<std::ptrdiff_t>(place));
+        _index.remove(entry);
         deviceNotification(kDeviceRemoved, device);
     }
 }

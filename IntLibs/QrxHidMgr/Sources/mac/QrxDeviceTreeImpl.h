@@ -1,5 +1,6 @@
 #pragma once
 
+#include "DeviceIndex.h"
 #include "QrxDeviceTree.h"
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -32,6 +33,9 @@ public:
     /// list that further arrivals are compared with.
     void observe(const std::vector<std::pair<unsigned short, unsigned short>>& ids) override;
 
+    /// As the base class has it; where there are many listed devices, all of the backend's own class, without asking
+    /// each of them.
+    void _addDevice(mis::swizzler<QrxHIDDevice> device) override;
     /// The entry's IDs are accepted by a pair of the list.
     virtual bool _probeDevice(unsigned int entry) const;
     /// Removes the first device of this registry entry and tells of it. The device is not closed.
@@ -55,4 +59,5 @@ private:
     CFRunLoopSourceRef _runLoopSource;
     io_iterator_t _arrivals;
     io_iterator_t _terminations;
+    qrx::DeviceIndex _index;
 };

@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <ostream>
 #include <string>
 #include <valarray>
@@ -78,8 +79,18 @@ public:
     /// Without an entry the device equals the entry 0.
     virtual bool operator==(unsigned int entry) const;
 
-    /// The delegate, borrowed, or null.
-    QrxHIDDeviceDelegateInterface* _borrowedDelegate() const { return _delegate; }
+    /// The registry entry, borrowed, or 0.
+    io_service_t _getEntry() const { return _entry; }
+
+    /// A reference on a device of this very class that others hold: what a handle is, without its virtual calls.
+    class ReportHold;
+
+    /// The delegate, borrowed, or null; null also while nobody holds the device or it is being deleted.
+    QrxHIDDeviceDelegateInterface* _borrowedDelegate() const
+    {
+        return _referenceCount != 0 && _referenceCount != std::numeric_limits<unsigned int>::max() ? _delegate
+                                                                                                   : nullptr;
+    }
 
 private:
     /// As init(), with the work of one walk over the elements; false if not all classes are the backend's own.
@@ -90,4 +101,22 @@ private:
     io_service_t _entry;
     CFMutableDictionaryRef _properties;
     std::vector<mis::swizzler<_QrxHIDInterfaceMac>> _interfaces;
+};
+
+class _QrxHIDDeviceImpl::ReportHold {
+public:
+    explicit ReportHold(_QrxHIDDeviceImpl& device) : _device(device) { ++device._referenceCount; }
+    ReportHold(const ReportHold&) = delete;
+    ReportHold& operator=(const ReportHold&) = delete;
+    ~ReportHold()
+    {
+        if (_device._referenceCount == 1) {
+            _device.release();
+        } else {
+            --_device._referenceCount;
+        }
+    }
+
+private:
+    _QrxHIDDeviceImpl& _device;
 };

@@ -1,0 +1,46 @@
+#include "DeviceIndex.h"
+
+#include "ExactClass.h"
+#include "QrxHIDDeviceImpl.h"
+
+#include <algorithm>
+
+namespace qrx {
+
+bool DeviceIndex::follow(const std::vector<mis::swizzler<QrxHIDDevice>>& devices)
+{
+    if (_entries.size() == devices.size()) {
+        return true;
+    }
+    _entries.clear();
+    for (const mis::swizzler<QrxHIDDevice>& device : devices) {
+        const auto* own = exactly<_QrxHIDDeviceImpl>(device.get());
+        if (own == nullptr || own->_getEntry() == 0) {
+            _entries.clear();
+            return false;
+        }
+        _entries.push_back(own->_getEntry());
+    }
+    std::sort(_entries.begin(), _entries.end());
+    return true;
+}
+
+bool DeviceIndex::has(io_service_t entry) const
+{
+    return std::binary_search(_entries.begin(), _entries.end(), entry);
+}
+
+void DeviceIndex::add(io_service_t entry)
+{
+    _entries.insert(std::upper_bound(_entries.begin(), _entries.end(), entry), entry);
+}
+
+void DeviceIndex::remove(io_service_t entry)
+{
+    const auto place = std::lower_bound(_entries.begin(), _entries.end(), entry);
+    if (place != _entries.end() && *place == entry) {
+        _entries.erase(place);
+    }
+}
+
+} // namespace qrx
