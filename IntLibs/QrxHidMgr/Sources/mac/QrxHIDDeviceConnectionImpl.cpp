@@ -55,7 +55,9 @@ inline _QrxHIDDeviceConnectionImpl* plainConnection(void* target)
     return {dynamic_cast<_QrxHIDDeviceConnectionImpl*>(static_cast<QrxHIDDeviceConnection*>(target))};
 }
 
-// The callbacks hold the connection until they return: whoever receives the report may drop everything above it.
+// The callbacks hold the connection until they return: whoever receives the report may drop everything above it. A
+// connection of this very class is held where the report is delivered, by the device that it belongs to if there is
+// one.
 
 /// Runs once a report, so the usual way from here to the delegate is made one piece of code.
 ///
@@ -64,11 +66,8 @@ template <class Length>
 [[gnu::flatten]] void ReportHandlerCallback(void* target, int result, void*, void* sender, Length bufferSize)
 {
     auto** interface = static_cast<IOHIDDeviceInterface122**>(sender);
-    if (auto* plain = plainConnection(target)) {
-        const mis::swizzler<_QrxHIDDeviceConnectionImpl> held(plain);
-        if (result == 0) {
-            plain->_QrxHIDDeviceConnectionImpl::_reportHandler(interface, bufferSize);
-        }
+    if (auto* plain = plainConnection(target); plain != nullptr && result == 0) {
+        plain->_QrxHIDDeviceConnectionImpl::_reportHandler(interface, bufferSize);
         return;
     }
     const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection = anyConnection(target);
@@ -356,12 +355,15 @@ inline void _QrxHIDDeviceConnectionImpl::_deliver(const void* bytes, std::size_t
         _deliverStepByStep(bytesAt(bytes, count));
         return;
     }
-    const mis::swizzler<QrxHIDDevice> held(device);
-    delegate->handleReport(bytesAt(bytes, count), held, interface->_QrxHIDInterfaceMac::getInterfaceNumber());
+    // With the device its interface and this connection stay.
+    const _QrxHIDDeviceImpl::ReportHold held(*device);
+    delegate->handleReport(bytesAt(bytes, count), mis::swizzler<QrxHIDDevice>(device),
+                           interface->_QrxHIDInterfaceMac::getInterfaceNumber());
 }
 
 [[gnu::noinline]] void _QrxHIDDeviceConnectionImpl::_deliverStepByStep(std::valarray<uint8_t>&& report)
 {
+    const SelfHold self(*this);
     int interfaceNumber = 0;
     if (const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface()) {
         interfaceNumber = interface->getInterfaceNumber();
