@@ -45,10 +45,17 @@ __CFRunLoop& loopOf(CFRunLoopRef loop, const char* function)
     return checkedMutable<__CFRunLoop>(loop, function);
 }
 
-void requireMode(CFStringRef mode, const char* function)
+[[gnu::noinline]] void requireText(CFStringRef mode, const char* function)
 {
-    if (mode != kCFRunLoopDefaultMode && (!isObject(mode) || typeOf(mode, function) != Type::string)) {
+    if (!isObject(mode) || typeOf(mode, function) != Type::string) {
         failForeign(function, mode, Type::string);
+    }
+}
+
+inline void requireMode(CFStringRef mode, const char* function)
+{
+    if (mode != kCFRunLoopDefaultMode) {
+        requireText(mode, function);
     }
 }
 
@@ -65,9 +72,9 @@ public:
     }
     Run(const Run&) = delete;
     Run& operator=(const Run&) = delete;
-    ~Run()
+    [[gnu::always_inline]] ~Run()
     {
-        if (!_lock.owns_lock()) {
+        if (!_lock.isHeld()) {
             _lock.lock();
         }
         _loop._innermost = _outer;
@@ -97,11 +104,10 @@ __CFRunLoop::__CFRunLoop() : Object(kType, kMortal), _wakeEvent(::eventfd(0, EFD
     _modes.push_back(std::make_unique<RunLoopMode>(kCFRunLoopDefaultMode, _wakeEvent.get()));
 }
 
-RunLoopMode* __CFRunLoop::findMode(CFStringRef name) const
+RunLoopMode* __CFRunLoop::findModeByText(CFStringRef name) const
 {
-    const auto found = std::find_if(_modes.begin(), _modes.end(), [name](const auto& mode) {
-        return mode->name() == name || CFEqual(mode->name(), name);
-    });
+    const auto found =
+        std::find_if(_modes.begin(), _modes.end(), [name](const auto& mode) { return CFEqual(mode->name(), name); });
     return found != _modes.end() ? found->get() : nullptr;
 }
 
@@ -151,20 +157,14 @@ void __CFRunLoop::arm()
     }
 }
 
-void __CFRunLoop::requireWake() const
+void __CFRunLoop::failWakeLost()
 {
-    if (_isWakeLost) {
-        throw std::system_error(EBADF, std::generic_category(),
-                                "the event descriptor of a run loop was closed by others");
-    }
+    throw std::system_error(EBADF, std::generic_category(), "the event descriptor of a run loop was closed by others");
 }
 
-void __CFRunLoop::requireOwnProcess() const
+void __CFRunLoop::failInherited()
 {
-    if (_process.isInherited()) {
-        throw std::system_error(EPERM, std::generic_category(),
-                                "a child made by fork cannot run its parent's run loop");
-    }
+    throw std::system_error(EPERM, std::generic_category(), "a child made by fork cannot run its parent's run loop");
 }
 
 void __CFRunLoop::wake()
@@ -178,14 +178,13 @@ void __CFRunLoop::wake()
     }
 }
 
-bool __CFRunLoop::takeWake()
+void __CFRunLoop::disarm()
 {
-    if (_armed && !_process.isInherited()) {
+    if (!_process.isInherited()) {
         eventfd_t count = 0;
         _isWakeLost = _isWakeLost || ::eventfd_read(_wakeEvent.get(), &count) != 0;
         _armed = false;
     }
-    return std::exchange(_woken, false);
 }
 
 void __CFRunLoop::wakeIfWaiting()
@@ -218,9 +217,6 @@ bool __CFRunLoop::fireIfStillDue(CFRunLoopSourceRef source, const RunLoopMode& m
 
 bool __CFRunLoop::fireVersion0(RunLoopMode& mode, bool onlyOne, Lock& lock)
 {
-    if (!mode.hasSignalledVersion0()) {
-        return false;
-    }
     auto due = mode.signalledVersion0();
     bool fired = false;
     for (const auto& source : due) {
@@ -285,7 +281,7 @@ SInt32 __CFRunLoop::run(CFStringRef modeName, const Deadline& deadline, bool ret
     for (;;) {
         requireOwnProcess();
         requireWake();
-        bool handled = fireVersion0(*mode, returnAfterSourceHandled, lock);
+        bool handled = mode->hasSignalledVersion0() && fireVersion0(*mode, returnAfterSourceHandled, lock);
         handled = fireVersion1(*mode, handled ? Deadline::now() : deadline, lock) || handled;
         if (handled && returnAfterSourceHandled) {
             return kCFRunLoopRunHandledSource;
@@ -305,7 +301,7 @@ SInt32 __CFRunLoop::run(CFStringRef modeName, const Deadline& deadline, bool ret
 
 void __CFRunLoop::end()
 {
-    std::unique_lock lock(sm_RunLoopMutex);
+    Lock lock(sm_RunLoopMutex);
     _ended = true;
     for (const auto& mode : _modes) {
         while (CFRunLoopSourceRef source = mode->anyMember()) {
@@ -357,7 +353,8 @@ void CFRunLoopRun(void)
 SInt32 CFRunLoopRunInMode(CFStringRef mode, CFTimeInterval seconds, Boolean returnAfterSourceHandled)
 {
     requireMode(mode, "CFRunLoopRunInMode");
-    return CFRunLoopGetCurrent()->run(mode, Deadline::after(seconds), returnAfterSourceHandled != 0);
+    const CFRunLoopRef loop = sm_Current != nullptr ? sm_Current : CFRunLoopGetCurrent();
+    return loop->run(mode, Deadline::after(seconds), returnAfterSourceHandled != 0);
 }
 
 void CFRunLoopStop(CFRunLoopRef loop)

@@ -12,6 +12,7 @@
 
 #include <memory>
 #include <mutex>
+#include <utility>
 #include <vector>
 
 /// Made when its thread first asks for it and held by the thread until that ends; others may hold it longer, and then
@@ -27,7 +28,10 @@ struct __CFRunLoop : qrx::cf::Object {
 
     // Under the mutex, on any thread.
 
-    qrx::cf::RunLoopMode* findMode(CFStringRef name) const;
+    qrx::cf::RunLoopMode* findMode(CFStringRef name) const
+    {
+        return name == kCFRunLoopDefaultMode ? _modes.front().get() : findModeByText(name);
+    }
     qrx::cf::RunLoopMode& defaultMode() const { return *_modes.front(); }
     /// False if the source cannot or need not be added.
     bool attach(CFRunLoopSourceRef source, CFStringRef modeName);
@@ -41,7 +45,12 @@ struct __CFRunLoop : qrx::cf::Object {
     void wakeIfWaiting();
     void stop();
     /// Throws std::system_error if others have closed the descriptor by which waking reaches a loop that waits.
-    void requireWake() const;
+    void requireWake() const
+    {
+        if (_isWakeLost) [[unlikely]] {
+            failWakeLost();
+        }
+    }
 
     // On the loop's thread, without the mutex.
 
@@ -53,16 +62,32 @@ struct __CFRunLoop : qrx::cf::Object {
 
 private:
     bool isRunningHere() const;
-    void requireOwnProcess() const;
+    void requireOwnProcess() const
+    {
+        if (_process.isInherited()) [[unlikely]] {
+            failInherited();
+        }
+    }
+    [[noreturn]] static void failInherited();
+    [[noreturn]] static void failWakeLost();
     void arm();
-    bool takeWake();
-    using Lock = std::unique_lock<qrx::cf::ShortMutex>;
-    // With the mutex, which they let go while something else runs.
+    bool takeWake()
+    {
+        if (_armed) [[unlikely]] {
+            disarm();
+        }
+        return std::exchange(_woken, false);
+    }
+    void disarm();
+    using Lock = qrx::cf::ShortLock;
+    qrx::cf::RunLoopMode* findModeByText(CFStringRef name) const;
+    // With the mutex, which they let go while something else runs. What each report passes is one piece of code.
     bool fireVersion0(qrx::cf::RunLoopMode& mode, bool onlyOne, Lock& lock);
     bool fireIfStillDue(CFRunLoopSourceRef source, const qrx::cf::RunLoopMode& mode, Lock& lock);
-    bool fireVersion1(qrx::cf::RunLoopMode& mode, const qrx::cf::Deadline& deadline, Lock& lock);
-    qrx::cf::Reference<CFRunLoopSourceRef> takeVersion1(qrx::cf::RunLoopMode& mode, const qrx::cf::Deadline& deadline,
-                                                        Lock& lock);
+    [[gnu::always_inline]] inline bool fireVersion1(qrx::cf::RunLoopMode& mode, const qrx::cf::Deadline& deadline,
+                                                    Lock& lock);
+    [[gnu::always_inline]] inline qrx::cf::Reference<CFRunLoopSourceRef>
+    takeVersion1(qrx::cf::RunLoopMode& mode, const qrx::cf::Deadline& deadline, Lock& lock);
 
     std::vector<std::unique_ptr<qrx::cf::RunLoopMode>> _modes; ///< the default mode first; never removed
     qrx::platform::FileDescriptor _wakeEvent;                  ///< an eventfd, a member of every mode's descriptors

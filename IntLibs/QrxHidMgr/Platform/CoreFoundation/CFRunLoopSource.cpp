@@ -54,15 +54,6 @@ void __CFRunLoopSource::cancel(CFRunLoopRef loop, CFStringRef mode) const
     }
 }
 
-void __CFRunLoopSource::perform() const
-{
-    if (_perform0 != nullptr) {
-        _perform0(_info);
-    } else if (_perform1 != nullptr) {
-        _perform1(nullptr, 0, kCFAllocatorDefault, _info);
-    }
-}
-
 const __CFRunLoopSource::Membership* __CFRunLoopSource::membershipIn(const RunLoopMode& mode) const
 {
     const auto found = std::find_if(_memberships.begin(), _memberships.end(),

@@ -37,7 +37,14 @@ struct __CFRunLoopSource : qrx::cf::Object {
     bool isVersion0() const { return _version == 0; }
     void schedule(CFRunLoopRef loop, CFStringRef mode) const;
     void cancel(CFRunLoopRef loop, CFStringRef mode) const;
-    void perform() const;
+    void perform() const
+    {
+        if (_perform1 != nullptr) {
+            _perform1(nullptr, 0, kCFAllocatorDefault, _info);
+        } else if (_perform0 != nullptr) {
+            _perform0(_info);
+        }
+    }
 
     const Membership* membershipIn(const qrx::cf::RunLoopMode& mode) const;
     /// Not due any more, in whichever mode it was.

@@ -29,7 +29,9 @@ public:
         return Deadline(Clock::now() + std::chrono::nanoseconds(static_cast<long long>(std::ceil(seconds * 1e9))));
     }
 
-    bool passed() const { return _at == Clock::time_point::min() || (!isNever() && Clock::now() >= _at); }
+    /// A wait only looks.
+    bool isNow() const { return _at == Clock::time_point::min(); }
+    bool passed() const { return isNow() || (!isNever() && Clock::now() >= _at); }
 
     /// Never negative; nothing: for ever.
     std::optional<std::chrono::nanoseconds> remaining() const
@@ -37,7 +39,7 @@ public:
         if (isNever()) {
             return std::nullopt;
         }
-        if (_at == Clock::time_point::min()) {
+        if (isNow()) {
             return std::chrono::nanoseconds::zero();
         }
         return std::max(std::chrono::nanoseconds::zero(), std::chrono::nanoseconds(_at - Clock::now()));

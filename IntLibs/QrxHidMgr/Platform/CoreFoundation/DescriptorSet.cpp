@@ -108,29 +108,16 @@ void DescriptorSet::unwatch(int watched, int descriptor)
     }
 }
 
-std::optional<std::uint64_t> DescriptorSet::wait(const Deadline& deadline, Look looks)
-{
-    if (_nextFound < _foundCount) {
-        lookForOwed(deadline);
-    } else {
-        // Asked for fewer than are ready, epoll goes round through them (epoll_wait(2), "round robin"): what is not
-        // found now comes before what was.
-        look(deadline, looks == Look::one ? 1 : kMostFound);
-    }
-    return takeFound();
-}
-
 void DescriptorSet::look(const Deadline& deadline, std::size_t most)
 {
     const auto events = std::span(_found).first(most);
-    const auto remaining = deadline.remaining();
     int count = 0;
-    if (!remaining) {
-        count = ::epoll_wait(_epoll.get(), events.data(), static_cast<int>(most), -1);
-    } else if (*remaining > std::chrono::nanoseconds::zero()) {
+    if (deadline.isNow()) {
+        count = lookNow(_epoll.get(), events);
+    } else if (const auto remaining = deadline.remaining()) {
         count = timedWait(_epoll.get(), events, *remaining);
     } else {
-        count = lookNow(_epoll.get(), events);
+        count = ::epoll_wait(_epoll.get(), events.data(), static_cast<int>(most), -1);
     }
     _foundCount = static_cast<std::size_t>(std::max(count, 0));
     _nextFound = 0;

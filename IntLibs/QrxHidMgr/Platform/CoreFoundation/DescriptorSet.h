@@ -48,7 +48,17 @@ public:
     /// Looks for readable members until there are some, and reports the first: one system call. Nothing if the deadline
     /// passes first, or if a signal interrupts. What the last look has found and takeFound has not given is forgotten.
     /// Throws std::system_error if somebody else has closed the set's descriptor.
-    std::optional<std::uint64_t> wait(const Deadline& deadline, Look look = Look::one);
+    std::optional<std::uint64_t> wait(const Deadline& deadline, Look looks = Look::one)
+    {
+        if (_nextFound < _foundCount) {
+            lookForOwed(deadline);
+        } else {
+            // Asked for fewer than are ready, epoll goes round through them (epoll_wait(2), "round robin"): what is
+            // not found now comes before what was.
+            look(deadline, looks == Look::one ? 1 : kMostFound);
+        }
+        return takeFound();
+    }
     /// What the last look has found may not be so any more. It is not given before another look has found it again, and
     /// then before all else.
     void doubtFound() { _isFoundDoubtful = true; }

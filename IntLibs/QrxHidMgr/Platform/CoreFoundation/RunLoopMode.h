@@ -46,8 +46,8 @@ public:
     bool hasSignalled() const { return !_signalled.empty(); }
     bool hasSignalledVersion0() const
     {
-        return std::any_of(_version0.begin(), _version0.end(),
-                           [](CFRunLoopSourceRef source) { return source->_signalled; });
+        return !_version0.empty() && std::any_of(_version0.begin(), _version0.end(),
+                                                 [](CFRunLoopSourceRef source) { return source->_signalled; });
     }
     /// True if any member is due without a descriptor.
     bool hasDue() const { return hasSignalled() || hasSignalledVersion0(); }

@@ -45,4 +45,34 @@ private:
     std::atomic<State> _state{kFree};
 };
 
+/// Holds a ShortMutex, but for times in between.
+class ShortLock {
+public:
+    explicit ShortLock(ShortMutex& mutex) : _mutex(mutex) { lock(); }
+    ShortLock(const ShortLock&) = delete;
+    ShortLock& operator=(const ShortLock&) = delete;
+    ~ShortLock()
+    {
+        if (_isHeld) {
+            _mutex.unlock();
+        }
+    }
+
+    void lock()
+    {
+        _mutex.lock();
+        _isHeld = true;
+    }
+    void unlock()
+    {
+        _isHeld = false;
+        _mutex.unlock();
+    }
+    bool isHeld() const { return _isHeld; }
+
+private:
+    ShortMutex& _mutex;
+    bool _isHeld = false;
+};
+
 } // namespace qrx::cf

@@ -217,6 +217,14 @@ inline void HidDevice::interrupt(std::span<const std::uint8_t> bytes)
                         static_cast<std::uint32_t>(size));
 }
 
+inline bool HidDevice::deliversInterruptsFor(const HidQueue* origin) const
+{
+    // A queue's source serves the interrupt handler as well if the device's own source is there to be served.
+    return _interrupt.callback != nullptr && _source &&
+           (origin == nullptr ||
+            CFRunLoopContainsSource(CFRunLoopGetCurrent(), _source->source(), kCFRunLoopDefaultMode));
+}
+
 /// One visit to the channel.
 struct HidDevice::Pass {
     Pass(HidDevice& visited, HidQueue* servedQueue)
@@ -264,7 +272,9 @@ struct HidDevice::Pass {
 void HidDevice::perform()
 {
     // The run loop's call keeps the object.
-    deliverCompletions();
+    if (!_completions.empty()) {
+        deliverCompletions();
+    }
     pump(nullptr);
 }
 
@@ -318,14 +328,6 @@ void HidDevice::deliverRest()
         const auto held = origin != nullptr ? origin->shared_from_this() : nullptr;
         isMore = pump(origin);
     }
-}
-
-bool HidDevice::deliversInterruptsFor(const HidQueue* origin) const
-{
-    // A queue's source serves the interrupt handler as well if the device's own source is there to be served.
-    return _interrupt.callback != nullptr && _source &&
-           (origin == nullptr ||
-            CFRunLoopContainsSource(CFRunLoopGetCurrent(), _source->source(), kCFRunLoopDefaultMode));
 }
 
 void HidDevice::noteInput(std::span<const std::uint8_t> bytes, const HidQueue* origin)

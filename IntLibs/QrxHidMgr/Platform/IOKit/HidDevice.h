@@ -142,7 +142,7 @@ private:
     /// The sources wait for this descriptor; -1 for none.
     void watch(int fd);
     void signalSources();
-    bool deliversInterruptsFor(const HidQueue* origin) const;
+    inline bool deliversInterruptsFor(const HidQueue* origin) const;
     /// A report of any type has reached or left the device.
     void note(const ReportView& report, const HidQueue* origin);
     IOReturn requestState() const;
