@@ -149,18 +149,51 @@ TEST_F(HidrawInput, NeedsOneCallForASingleReportOfFullLength)
     EXPECT_EQ(node->readCalls, 10);
 }
 
-TEST_F(HidrawInput, LooksForTheEndOfTheQueueOnlyEveryEighthTimeWhileReportsComeOneByOne)
+TEST_F(HidrawInput, LooksForTheEndOfTheQueueOnceIn25TimesWhileReportsComeOneByOne)
 {
     open(vendorDescriptor(8));
     expectLoneReports(8);
     std::string looks;
-    for (int number = 0; number < 16; ++number) {
+    for (int number = 0; number < 50; ++number) {
         node->segmentsOffered = 0;
         node->queueMany(1, 8);
         EXPECT_EQ(taken(), series(0, 1, 8) + "empty");
         looks += node->segmentsOffered == 0 ? "." : "!";
     }
-    EXPECT_EQ(looks, ".......!.......!");
+    EXPECT_EQ(looks, "........................!........................!");
+}
+
+TEST_F(HidrawInput, LooksForTheEndOfTheQueueOnceInFourTimesWhileEightShortReportsCome)
+{
+    open(test::joined({vendorDescriptor(8, 0, 0, 1), vendorDescriptor(20, 0, 0, 2)}));
+    const auto callsForEight = [&] {
+        node->readCalls = 0;
+        node->queueMany(8, 9);
+        EXPECT_EQ(taken(), series(0, 8, 9) + "empty");
+        return node->readCalls;
+    };
+    callsForEight();
+    callsForEight();
+    for (const int calls : {8, 8, 8, 9, 8, 8, 8, 9}) {
+        EXPECT_EQ(callsForEight(), calls);
+    }
+}
+
+TEST_F(HidrawInput, LooksForTheEndOfTheQueueAgainWhenShortReportsComeInAnotherNumber)
+{
+    open(test::joined({vendorDescriptor(8, 0, 0, 1), vendorDescriptor(20, 0, 0, 2)}));
+    for (int times = 0; times < 3; ++times) {
+        node->queueMany(4, 9);
+        EXPECT_EQ(taken(), series(0, 4, 9) + "empty");
+    }
+    node->readCalls = 0;
+    node->queueMany(2, 9);
+    EXPECT_EQ(taken(), series(0, 2, 9) + "empty");
+    EXPECT_EQ(node->readCalls, 3) << "fewer than foreseen";
+    node->readCalls = 0;
+    node->queueMany(2, 9);
+    EXPECT_EQ(taken(), series(0, 2, 9) + "empty");
+    EXPECT_EQ(node->readCalls, 3) << "not twice yet";
 }
 
 TEST_F(HidrawInput, ReadsAShortReportThatComesAloneWithOneCall)
@@ -177,8 +210,12 @@ TEST_F(HidrawInput, TakesABurstWhereALoneReportWasExpected)
 {
     open(vendorDescriptor(8));
     expectLoneReports(8);
-    node->queueMany(15, 8);
-    EXPECT_EQ(takenByVisits(), "0x8 | 1x8 | 2x8 | 3x8 | 4x8 | 5x8 | 6x8 | 7x8 8x8 9x8 10x8 11x8 12x8 13x8 14x8 | ");
+    std::string oneByOne;
+    for (int number = 0; number < 24; ++number) {
+        oneByOne += series(number, 1, 8) + "| ";
+    }
+    node->queueMany(24 + 5, 8);
+    EXPECT_EQ(takenByVisits(), oneByOne + series(24, 5, 8) + "| ");
     node->queueMany(15, 8);
     EXPECT_EQ(takenByVisits(), series(0, 15, 8) + "| ") << "and expects the next one";
 }

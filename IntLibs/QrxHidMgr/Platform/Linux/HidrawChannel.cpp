@@ -86,22 +86,15 @@ HidrawChannel::HidrawChannel(SystemCalls& calls, OwnedFd fd, std::span<const std
 HIDChannel::Next HidrawChannel::takeReport(std::span<const std::uint8_t>& report)
 {
     if (_batch.isEmpty()) {
-        return fetchFirst(report);
+        if (const Next next = fetch(); next != Next::report) {
+            return next;
+        }
     }
     report = _batch.take();
     return Next::report;
 }
 
-HIDChannel::Next HidrawChannel::fetchFirst(std::span<const std::uint8_t>& report)
-{
-    const Next next = fetch();
-    if (next == Next::report) {
-        report = _batch.take();
-    }
-    return next;
-}
-
-HIDChannel::Next HidrawChannel::fetch()
+inline HIDChannel::Next HidrawChannel::fetch()
 {
     if (_isGone) {
         return Next::gone;
@@ -129,7 +122,7 @@ HIDChannel::Next HidrawChannel::fetch()
 }
 
 /// One call that reads; a new channel's first one asks about batches as well.
-ssize_t HidrawChannel::readSome()
+inline ssize_t HidrawChannel::readSome()
 {
     if (_mode == Mode::unknown) {
         const ssize_t size = probe();
@@ -163,26 +156,25 @@ ssize_t HidrawChannel::probe()
     return size;
 }
 
-void HidrawChannel::accept(std::size_t size)
+inline void HidrawChannel::accept(std::size_t size)
 {
     if (readsBatch()) {
         _batch.setSegments(size);
     } else {
         _batch.setWhole(size);
     }
-    _isVisitOver = _batch.endedEmpty() || _batch.wasLone();
-    countBurst();
+    _isVisitOver = _batch.endedEmpty() || _batch.endedAsForeseen();
+    _burst += _batch.count();
+    if (_burst >= kRingReports) [[unlikely]] {
+        noteFullQueue();
+    }
     if (_batch.endedEmpty()) {
         _burst = 0;
     }
 }
 
-void HidrawChannel::countBurst()
+void HidrawChannel::noteFullQueue()
 {
-    _burst += _batch.count();
-    if (_burst < kRingReports) {
-        return;
-    }
     _burst = 0;
     _access->tellPossibleLoss(_interfaceNumber, ++_losses);
 }

@@ -46,13 +46,13 @@ public:
 private:
     enum class Mode { unknown, batches, single };
 
-    Next fetchFirst(std::span<const std::uint8_t>& report);
-    Next fetch();
-    ssize_t readSome();
+    // One piece of code, since short reports pass it one by one.
+    inline Next fetch();
+    inline ssize_t readSome();
     ssize_t probe();
     bool readsBatch() const { return _mode == Mode::batches && !_batch.wantsWhole(); }
-    void accept(std::size_t size);
-    void countBurst();
+    inline void accept(std::size_t size);
+    void noteFullQueue();
     Status send(ReportType type, std::span<std::uint8_t> framed);
 
     SystemCalls& _calls;

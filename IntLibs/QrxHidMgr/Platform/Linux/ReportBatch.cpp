@@ -57,21 +57,6 @@ iovec ReportBatch::whole()
     return {_bytes.data(), _bytes.size()};
 }
 
-void ReportBatch::setWhole(std::size_t size)
-{
-    _count = 1;
-    _next = 0;
-    _lastBytes = size;
-    _endedEmpty = false;
-    noteLength(size);
-    _wasLone = isLone();
-    if (_wasLone) {
-        ++_loneCalls;
-    } else {
-        ++_burst;
-    }
-}
-
 void ReportBatch::setSegments(std::size_t size)
 {
     const std::size_t full = size / _segmentBytes;
@@ -80,7 +65,7 @@ void ReportBatch::setSegments(std::size_t size)
     _next = 0;
     _lastBytes = rest != 0 ? rest : _segmentBytes;
     noteLength(_lastBytes);
-    _wasLone = false;
+    _endedAsForeseen = false;
     // After a short report the call stops although more may wait.
     _endedEmpty = rest == 0 && full < _offered;
     _burst += _count;
@@ -93,17 +78,13 @@ void ReportBatch::setSegments(std::size_t size)
 
 void ReportBatch::setNothing()
 {
-    _loneCalls = 0;
+    _unproven = 0;
     if (_burst != 0) {
-        _loneInARow = _burst == 1 ? std::min(_loneInARow + 1, kLoneBeforeExpected) : 0;
+        _alikeInARow = _burst == _foreseen ? std::min(_alikeInARow + 1, kAlikeBeforeForeseen) : 1;
+        _foreseen = _burst;
         offer(std::max(2 * _burst, kFewestSegments));
         _burst = 0;
     }
-}
-
-void ReportBatch::noteLength(std::size_t size)
-{
-    _fullInARow = size < _segmentBytes ? 0 : std::min(_fullInARow + 1, kFullBeforeSegments);
 }
 
 } // namespace qrx::platform

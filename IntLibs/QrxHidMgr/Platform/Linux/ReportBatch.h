@@ -21,8 +21,11 @@ namespace qrx::platform {
 /// as they mostly do. So twice as many are offered as came the last time that anything came, and more once they are all
 /// filled. Two cases are cheaper with a call for each report:
 /// - reports shorter than the longest one end a call with segments, whatever else waits;
-/// - reports that come one at a time: a call for one does not find out that no other waits, but the descriptor tells
-///   that anyway. Every eighth time the end of the queue is looked for all the same, to notice when more come at a time.
+/// - reports that come one at a time.
+///
+/// Where each report has a call of its own, another call would be needed to see that nothing is left. Once so many have
+/// come as the last two times, it is left out: the descriptor tells whether more wait. After at most 24 reports the end
+/// of the queue is looked for all the same, to notice when more come at a time.
 class ReportBatch {
 public:
     /// `reportDescriptor` decides the length of a segment, the byte of a report's number included.
@@ -33,10 +36,23 @@ public:
     /// For as many reports as there are segments. Empty if reports cannot be told apart by their length.
     std::span<const iovec> segments() const { return std::span(_segments).first(_offered); }
     /// True if the next call should be one for `whole`, false for one for `segments`.
-    bool wantsWhole() const { return isLone() || _fullInARow < kFullBeforeSegments; }
+    bool wantsWhole() const { return comesInShortOnes() || (_foreseen == 1 && isForeseen()); }
 
     /// Says that `size` bytes were read into `whole` as one report.
-    void setWhole(std::size_t size);
+    void setWhole(std::size_t size)
+    {
+        _count = 1;
+        _next = 0;
+        _lastBytes = size;
+        _endedEmpty = false;
+        noteLength(size);
+        ++_burst;
+        _endedAsForeseen = _burst == _foreseen && isForeseen();
+        if (_endedAsForeseen) {
+            _unproven += _burst;
+            _burst = 0;
+        }
+    }
     /// Says that `size` bytes were read into `segments`.
     void setSegments(std::size_t size);
     /// Says that nothing was read, since nothing waits.
@@ -53,39 +69,44 @@ public:
     std::size_t count() const { return _count; }
     /// True if the last call ended since nothing waited any more: some segments were not even begun.
     bool endedEmpty() const { return _endedEmpty; }
-    /// True if the last call was for a report that comes alone, as those before it did: asking for another is not worth
-    /// it.
-    bool wasLone() const { return _wasLone; }
+    /// True if with the last call as many reports have come as were foreseen: asking for another is not worth it.
+    bool endedAsForeseen() const { return _endedAsForeseen; }
 
 private:
     /// Reports of full length in a row after which calls with segments are worth it.
     static constexpr unsigned int kFullBeforeSegments = 4;
-    /// Reports that came alone, in a row, after which the next one is expected to come alone as well.
-    static constexpr unsigned int kLoneBeforeExpected = 2;
-    /// Calls for a report that is expected alone until the end of the queue is looked for.
-    static constexpr unsigned int kLoneCalls = 7;
+    /// Bursts of one size in a row after which the next one is foreseen to have it too.
+    static constexpr unsigned int kAlikeBeforeForeseen = 2;
+    /// Reports that may come as foreseen before the end of the queue is looked for: so few that they are not taken for
+    /// a full queue together with an ordinary burst.
+    static constexpr std::size_t kMostUnproven = 24;
 
-    bool isLone() const { return _loneInARow >= kLoneBeforeExpected && _loneCalls < kLoneCalls && _burst == 0; }
-    void noteLength(std::size_t size);
+    bool comesInShortOnes() const { return _fullInARow < kFullBeforeSegments; }
+    bool isForeseen() const { return _alikeInARow >= kAlikeBeforeForeseen && _unproven + _foreseen <= kMostUnproven; }
+    void noteLength(std::size_t size)
+    {
+        _fullInARow = size < _segmentBytes ? 0 : std::min(_fullInARow + 1, kFullBeforeSegments);
+    }
     void offer(std::size_t count) { _offered = std::min(count, _segments.size()); }
 
     std::vector<std::uint8_t> _bytes;
     std::vector<iovec> _segments;
     /// How many of the segments the next call gets.
     std::size_t _offered = 0;
-    /// Reports since nothing waited, without those that were expected alone.
+    /// Reports since nothing waited, without those that came as foreseen.
     std::size_t _burst = 0;
-    /// How often in a row a burst was one report.
-    unsigned int _loneInARow = 0;
-    /// Since the end of the queue was seen.
-    unsigned int _loneCalls = 0;
+    /// Reports of the last burst whose end was seen, and how many bursts in a row had as many.
+    std::size_t _foreseen = 0;
+    unsigned int _alikeInARow = 0;
+    /// Reports that came as foreseen since the end of the queue was seen.
+    std::size_t _unproven = 0;
     unsigned int _fullInARow = kFullBeforeSegments;
     std::size_t _segmentBytes = 0;
     std::size_t _count = 0;
     std::size_t _next = 0;
     std::size_t _lastBytes = 0;
     bool _endedEmpty = false;
-    bool _wasLone = false;
+    bool _endedAsForeseen = false;
 };
 
 } // namespace qrx::platform
