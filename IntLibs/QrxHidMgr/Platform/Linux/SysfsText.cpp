@@ -10,14 +10,19 @@ namespace {
 
 constexpr std::string_view kReplacement = "\xEF\xBF\xBD"; // U+FFFD
 
+bool isBlank(char character)
+{
+    return character == ' ' || character == '\t' || character == '\n';
+}
+
 std::optional<std::uint32_t> number(std::string_view text, int base, std::uint32_t limit)
 {
-    constexpr std::string_view kBlanks = " \t\n";
-    const std::size_t first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) {
-        return std::nullopt;
+    while (!text.empty() && isBlank(text.front())) {
+        text.remove_prefix(1);
     }
-    text = text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+    while (!text.empty() && isBlank(text.back())) {
+        text.remove_suffix(1);
+    }
     std::uint32_t value = 0;
     const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value, base);
     if (error != std::errc() || end != text.data() + text.size() || value > limit) {

@@ -1,29 +1,54 @@
 #include "UsbNames.h"
 
-#include "SysfsText.h"
+#include <algorithm>
 
 namespace qrx::platform {
 
 namespace {
 
-/// Digits alone: no blanks, no sign.
+// Every entry of a folder passes here, and names are short: one look at each character, without a call.
+
+bool isDigit(char character)
+{
+    return character >= '0' && character <= '9';
+}
+
+/// Digits alone: no blanks, no sign. `limit` is far below the largest number of 32 bits.
 std::optional<std::uint32_t> digits(std::string_view text, std::uint32_t limit)
 {
-    const bool isPlain = text.find_first_not_of("0123456789") == std::string_view::npos;
-    return isPlain ? decimalNumber(text, limit) : std::nullopt;
+    std::uint32_t value = 0;
+    for (const char character : text) {
+        if (!isDigit(character)) {
+            return std::nullopt;
+        }
+        value = value * 10 + static_cast<std::uint32_t>(character - '0');
+        if (value > limit) {
+            return std::nullopt;
+        }
+    }
+    return text.empty() ? std::nullopt : std::optional(value);
 }
 
 bool isHex(std::string_view text)
 {
-    return !text.empty() && text.find_first_not_of("0123456789abcdefABCDEF") == std::string_view::npos;
+    for (const char character : text) {
+        const char small = static_cast<char>(character | 0x20);
+        if (!isDigit(character) && (small < 'a' || small > 'f')) {
+            return false;
+        }
+    }
+    return !text.empty();
 }
 
 /// Cuts the text up to the mark from the front; all of it if there is no mark.
 std::string_view takeUpTo(std::string_view& text, char mark)
 {
-    const std::size_t end = text.find(mark);
+    std::size_t end = 0;
+    while (end < text.size() && text[end] != mark) {
+        ++end;
+    }
     const std::string_view part = text.substr(0, end);
-    text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+    text.remove_prefix(std::min(end + 1, text.size()));
     return part;
 }
 
@@ -33,17 +58,16 @@ constexpr std::uint32_t kHighestByte = 255;
 
 std::optional<UsbPlace> usbPlace(std::string_view name)
 {
-    const std::size_t dash = name.find('-');
-    if (dash == std::string_view::npos || dash + 1 == name.size() || name.back() == '.') {
+    if (name.empty() || !isDigit(name.front()) || name.back() == '.') {
         return std::nullopt;
     }
-    const auto bus = digits(name.substr(0, dash), kHighestByte);
-    if (!bus || *bus == 0) {
+    std::string_view chain = name;
+    const auto bus = digits(takeUpTo(chain, '-'), kHighestByte);
+    if (!bus || *bus == 0 || chain.empty()) {
         return std::nullopt;
     }
     UsbPlace place;
     place.locationID = *bus << 24;
-    std::string_view chain = name.substr(dash + 1);
     for (int shift = 20; !chain.empty(); shift -= 4) {
         const auto port = digits(takeUpTo(chain, '.'), kHighestByte);
         if (!port) {
@@ -74,9 +98,12 @@ std::optional<UsbInterfaceName> usbInterfaceName(std::string_view name)
 bool isHIDDeviceName(std::string_view name)
 {
     const std::string_view bus = takeUpTo(name, ':');
+    if (!isHex(bus)) {
+        return false;
+    }
     const std::string_view vendor = takeUpTo(name, ':');
     const std::string_view product = takeUpTo(name, '.');
-    return isHex(bus) && isHex(vendor) && isHex(product) && isHex(name);
+    return isHex(vendor) && isHex(product) && isHex(name);
 }
 
 bool isHidrawName(std::string_view name)
