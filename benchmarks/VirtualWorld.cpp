@@ -4,10 +4,9 @@
 
 #include <stdexcept>
 
-void CountingDelegate::handleReport(std::valarray<uint8_t> report, mis::swizzler<QrxHIDDevice>, int)
+void CountingDelegate::handleReport(std::valarray<uint8_t>, mis::swizzler<QrxHIDDevice>, int)
 {
-    ++reports;
-    bytes += report.size();
+    ++_delivered;
 }
 
 void CountingDelegate::handleSetReport(unsigned int, unsigned int, std::valarray<uint8_t>, mis::swizzler<QrxHIDDevice>,
@@ -48,12 +47,8 @@ void VirtualWorld::open(bool all)
     _tree = populate();
     for (unsigned int i = 0; i < (all ? _tree->getHIDDeviceCount() : 1); ++i) {
         const mis::swizzler<QrxHIDDevice> device = _tree->getDeviceAtIndex(i);
-        auto* delegate = new CountingDelegate;
-        device->setDelegate(delegate);
+        device->setDelegate(new CountingDelegate(_delivered));
         device->open();
-        if (i == 0) {
-            _delegate = delegate;
-        }
     }
 }
 
@@ -64,11 +59,20 @@ void VirtualWorld::send(const std::vector<std::uint8_t>& report)
     }
 }
 
+void VirtualWorld::sendFromEach(const std::vector<std::uint8_t>& report)
+{
+    for (const auto& device : _devices) {
+        if (!device->sendInputReport(0, report)) {
+            throw std::runtime_error("a report was not taken");
+        }
+    }
+}
+
 void VirtualWorld::deliver(std::size_t count)
 {
-    const std::size_t wanted = _delegate->reports + count;
+    const std::size_t wanted = _delivered + count;
     QrxRunLoop loop = QrxRunLoop::current();
-    while (_delegate->reports < wanted) {
+    while (_delivered < wanted) {
         loop.runOnce(10);
     }
 }

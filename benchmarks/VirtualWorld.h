@@ -11,15 +11,17 @@
 #include <memory>
 #include <vector>
 
-/// Counts what it is given.
+/// Counts the reports that it is given.
 class CountingDelegate final : public QrxHIDDeviceDelegateInterface {
 public:
+    explicit CountingDelegate(std::size_t& delivered) : _delivered(delivered) {}
+
     void handleReport(std::valarray<uint8_t> report, mis::swizzler<QrxHIDDevice> device, int interfaceNumber) override;
     void handleSetReport(unsigned int reportType, unsigned int reportID, std::valarray<uint8_t> report,
                          mis::swizzler<QrxHIDDevice> device, int interfaceNumber) override;
 
-    std::size_t reports = 0;
-    std::size_t bytes = 0;
+private:
+    std::size_t& _delivered;
 };
 
 /// Takes arrivals without a word.
@@ -38,13 +40,13 @@ public:
     /// Populates once and opens the first device, or all.
     void open(bool all);
     void send(const std::vector<std::uint8_t>& report);
-    /// Runs the loop until `count` further reports have reached the delegate of the first device.
+    void sendFromEach(const std::vector<std::uint8_t>& report);
+    /// Runs the loop until `count` further reports have reached the delegates.
     void deliver(std::size_t count);
 
 private:
     SilentTreeDelegate _treeDelegate;
     std::vector<std::unique_ptr<QrxVirtualDevice>> _devices;
     mis::swizzler<QrxDeviceTree> _tree;
-    /// The first device's, which owns it.
-    CountingDelegate* _delegate = nullptr;
+    std::size_t _delivered = 0;
 };

@@ -76,6 +76,20 @@ void plainReports(benchmark::State& state)
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(waiting));
 }
 
+/// One report waits at each device. Argument: devices.
+void reportOfEach(benchmark::State& state)
+{
+    const auto devices = static_cast<std::size_t>(state.range(0));
+    VirtualWorld world(devices, vendorDescriptor(64));
+    world.open(true);
+    const std::vector<std::uint8_t> report(64, 0x5a);
+    for (auto iteration : state) {
+        world.sendFromEach(report);
+        state.SetIterationTime(secondsOf([&] { world.deliver(devices); }));
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(devices));
+}
+
 /// From the descriptor to the finished tree of one device. The device is a new one each time, since the registry
 /// reads a descriptor once.
 void treeOf(benchmark::State& state, const std::vector<std::uint8_t>& descriptor)
@@ -216,6 +230,8 @@ void registerBenchmarks(RatioReporter& reporter)
         }
     }
     library->Args({64, 1, 100});
+    add("each", reportOfEach)->Arg(1)->Arg(40);
+    reporter.addRatio("a report of each of 40 devices against one of one (40 is linear)", "each/40", "each/1", 44);
     auto* doubling = add("elements", elements);
     for (const std::int64_t count : {1024, 2048, 4096, 8192}) {
         doubling->Arg(count);
@@ -226,8 +242,9 @@ void registerBenchmarks(RatioReporter& reporter)
     }
     add("keyboard", keyboard)->Unit(benchmark::kMicrosecond);
     auto* mice = add("populate", populateMice)->Unit(benchmark::kMicrosecond);
-    mice->Arg(10)->Arg(100)->Arg(1000);
+    mice->Arg(10)->Arg(100)->Arg(1000)->Arg(20000);
     reporter.addRatio("populate, 1000 devices against 100 (10 is linear)", "populate/1000", "populate/100", 11);
+    reporter.addRatio("populate, 20000 devices against 1000 (20 is linear)", "populate/20000", "populate/1000", 30);
 }
 
 } // namespace
