@@ -182,6 +182,25 @@ TEST(QrxHIDCollection, WithoutChildrenPrintsAsAnElementWithoutAnEndOfLine)
     EXPECT_EQ(printed(*collection), kPlainText);
 }
 
+TEST(QrxHIDCollection, PrintsEveryChildInOrder)
+{
+    class NamedCapability : public FakeCapability {
+    public:
+        explicit NamedCapability(char name) : _name(name) {}
+        void print(std::ostream& os, int, int) const override { os << _name; }
+
+    private:
+        char _name;
+    };
+    CollectionPtr const collection(new FakeCollection);
+    collection->_addElements({QrxHIDElementPtr(new NamedCapability('x')), QrxHIDElementPtr(new NamedCapability('y')),
+                              QrxHIDElementPtr(new NamedCapability('z'))});
+    EXPECT_EQ(
+        printed(*collection, 0, 0),
+        "{ object id = # VCollectable.referenceCount = 1 HIDElement.interfaceNumber = 0 HIDElement.reportID = 0 \n"
+        "\tElement: x\n\tElement: y\n\tElement: z}");
+}
+
 TEST(QrxHIDCollection, PrintsItsChildrenWhateverTheDepthEachAfterAnEndOfLine)
 {
     CollectionPtr const collection(new FakeCollection);

@@ -385,6 +385,31 @@ TEST_F(QrxHIDDeviceTest, ReportsAndElementsGetOneMoreThanTheIndentAsDepthAndNoIn
                                        "\t\t\tReport: 3,0\n}");
 }
 
+TEST_F(QrxHIDDeviceTest, PrintsEveryReportAndEveryElementInOrder)
+{
+    class NamedReport : public FakeReport {
+    public:
+        explicit NamedReport(char name) : _name(name) {}
+        void print(std::ostream& os, int, int) const override { os << _name; }
+
+    private:
+        char _name;
+    };
+    class NamedCapability : public FakeCapability {
+    public:
+        explicit NamedCapability(char name) : _name(name) {}
+        void print(std::ostream& os, int, int) const override { os << _name; }
+
+    private:
+        char _name;
+    };
+    device->_addReport(new NamedReport('a'));
+    device->_addReport(new NamedReport('b'));
+    device->elements = {new NamedCapability('x'), QrxHIDElementPtr(), new NamedCapability('y')};
+    EXPECT_EQ(printed(*device, 1, 0), "{ object id = # VCollectable.referenceCount = 1  \"\" \"\"\n"
+                                      "\tReport: a\n\tReport: b\n\tElement: x\n\tElement: y\n}");
+}
+
 TEST_F(QrxHIDDeviceTest, AnEmptyHandleMetWhilePrintingIsSkipped)
 {
     device->elements = {QrxHIDElementPtr()};

@@ -189,6 +189,27 @@ TEST_F(RunLoopLives, ASourceInTwoModesThatLeavesOneIsServedInTheOther)
     EXPECT_EQ(read, 2);
 }
 
+TEST_F(RunLoopLives, ASignalInACallbackIsServedInTheSameRunThoughALaterSourceWasTakenOut)
+{
+    const Pipe never;
+    DescriptorSource waited(never.reader(), [] {});
+    SignalSource stopper([] { CFRunLoopStop(CFRunLoopGetCurrent()); }, 3);
+    SignalSource second([] { ADD_FAILURE() << "it was taken out"; }, 2);
+    SignalSource first(
+        [&] {
+            second.remove();
+            stopper.signal();
+        },
+        1);
+    waited.add();
+    for (SignalSource* source : {&first, &second, &stopper}) {
+        source->add();
+    }
+    first.signal();
+    second.signal();
+    EXPECT_EQ(CFRunLoopRunInMode(kCFRunLoopDefaultMode, kDeadlineSeconds, false), kCFRunLoopRunStopped);
+}
+
 TEST_F(RunLoopLives, AfterAnExceptionTheOtherSignalledSourcesAreStillDueOnce)
 {
     std::string fired;

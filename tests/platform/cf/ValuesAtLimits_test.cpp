@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <limits>
 #include <string>
+#include <utility>
 
 namespace {
 
@@ -95,6 +96,33 @@ TEST_F(ValuesAtLimits, ANegativeLengthHasNoMaximumSize)
               std::numeric_limits<CFIndex>::max() / 3 * 3);
 }
 
+TEST_F(ValuesAtLimits, WhatIsNoNumberIsExactInEveryRealType)
+{
+    CFNumberRef number = makeReal(std::numeric_limits<double>::quiet_NaN());
+    float narrow = 0;
+    double wide = 0;
+    SInt32 whole = 7;
+    EXPECT_TRUE(CFNumberGetValue(number, kCFNumberFloat32Type, &narrow));
+    EXPECT_TRUE(CFNumberGetValue(number, kCFNumberFloat64Type, &wide));
+    EXPECT_FALSE(CFNumberGetValue(number, kCFNumberSInt32Type, &whole));
+    EXPECT_NE(narrow, narrow);
+    EXPECT_NE(wide, wide);
+    EXPECT_EQ(whole, 0);
+    CFRelease(number);
+}
+
+TEST_F(ValuesAtLimits, TextThatEndsWithinACharacterIsNoText)
+{
+    const UInt8 bytes[] = {0xE2, 0x82, 0xAC, 0xF0, 0x9F, 0x8E, 0xB9};
+    for (const auto& [start, length] : {std::pair(0, 1), {0, 2}, {3, 1}, {3, 2}, {3, 3}}) {
+        EXPECT_EQ(CFStringCreateWithBytes(nullptr, bytes + start, length, kCFStringEncodingUTF8, false), nullptr);
+    }
+    CFStringRef whole = CFStringCreateWithBytes(nullptr, bytes, 7, kCFStringEncodingUTF8, false);
+    ASSERT_NE(whole, nullptr);
+    EXPECT_EQ(CFStringGetLength(whole), 3);
+    CFRelease(whole);
+}
+
 using ValuesAtLimitsDeathTest = ValuesAtLimits;
 
 TEST_F(ValuesAtLimitsDeathTest, ADictionaryOfNoKeysOrANegativeCountEndsTheProcess)
@@ -108,6 +136,27 @@ TEST_F(ValuesAtLimitsDeathTest, ADictionaryOfNoKeysOrANegativeCountEndsTheProces
     EXPECT_DEATH(create(one, nullptr, 1), "CFDictionaryCreate: null instead of keys or values");
     EXPECT_DEATH(create(one, one, -1), "a negative count");
     CFRelease(create(nullptr, nullptr, 0));
+}
+
+TEST_F(ValuesAtLimitsDeathTest, AnArrayOrTextOfNothingOrANegativeCountEndsTheProcess)
+{
+    const void* one[] = {CFSTR("one")};
+    const UInt8 byte = 'x';
+    EXPECT_DEATH(CFArrayCreate(nullptr, one, -1, &kCFTypeArrayCallBacks), "CFArrayCreate: null instead of values");
+    EXPECT_DEATH(CFArrayCreate(nullptr, nullptr, 1, &kCFTypeArrayCallBacks), "CFArrayCreate: null instead of values");
+    EXPECT_DEATH(CFStringCreateWithBytes(nullptr, &byte, -1, kCFStringEncodingUTF8, false),
+                 "CFStringCreateWithBytes: null instead of bytes");
+    EXPECT_DEATH(CFStringCreateWithBytes(nullptr, nullptr, 1, kCFStringEncodingUTF8, false),
+                 "CFStringCreateWithBytes: null instead of bytes");
+    CFRelease(CFArrayCreate(nullptr, nullptr, 0, &kCFTypeArrayCallBacks));
+}
+
+TEST_F(ValuesAtLimitsDeathTest, WhatIsNoSourceIsInNoLoop)
+{
+    auto* text = const_cast<void*>(static_cast<const void*>(CFSTR("text")));
+    EXPECT_DEATH(
+        CFRunLoopContainsSource(CFRunLoopGetCurrent(), static_cast<CFRunLoopSourceRef>(text), kCFRunLoopDefaultMode),
+        "CFRunLoopContainsSource: a string instead of a run loop source");
 }
 
 } // namespace

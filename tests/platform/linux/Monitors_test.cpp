@@ -60,6 +60,19 @@ TEST(FolderMonitor, PassesOverOtherNodes)
     EXPECT_FALSE(isReadable(monitor->descriptor(), 0));
 }
 
+TEST(FolderMonitor, FindsANodeAmongOtherNodesOfOneReading)
+{
+    const test::SysfsTree tree;
+    const auto monitor = FolderMonitor::make(SystemCalls::kernel(), (tree.root() / "dev").string());
+    ASSERT_NE(monitor, nullptr);
+    test::SysfsTree::write(tree.root() / "dev/ttyUSB0", "");
+    test::SysfsTree::write(tree.root() / "dev/a-name-that-takes-another-length", "");
+    test::SysfsTree::write(tree.node(3), "");
+    DeviceEvent event;
+    EXPECT_EQ(monitor->take(event), DeviceMonitor::Next::rescan);
+    EXPECT_EQ(monitor->take(event), DeviceMonitor::Next::none);
+}
+
 TEST(FolderMonitor, IsNotToBeHadWithoutTheFolder)
 {
     EXPECT_EQ(FolderMonitor::make(SystemCalls::kernel(), "/nowhere/at/all"), nullptr);

@@ -77,6 +77,21 @@ TEST_F(VirtualDeviceLives, AChannelOfBeforeTheReplugReachesNobodyAndHearsNothing
     EXPECT_EQ(HIDChannel::Next::empty, next(*after));
 }
 
+TEST_F(VirtualDeviceLives, WhatHasLeftCannotBeOpenedOrAskedBeforeItComesBackEither)
+{
+    _device.plug();
+    const auto before = opened(0);
+    before->setReport(ReportType::feature, 0, Bytes{'x'});
+    _device.takeSentReports();
+    _device.unplug();
+    std::unique_ptr<HIDChannel> channel;
+    EXPECT_EQ(Status::notAttached, _registry.published.back().facts.interfaces[0].hid->open(channel));
+    EXPECT_EQ(nullptr, channel);
+    EXPECT_EQ(Status::notAttached, before->setReport(ReportType::output, 0, Bytes{1}));
+    EXPECT_EQ("refused", answer(*before, ReportType::feature, 0));
+    EXPECT_TRUE(_device.takeSentReports().empty());
+}
+
 TEST_F(VirtualDeviceLives, AnOpenChannelIsCountedUntilItEnds)
 {
     _device.plug();

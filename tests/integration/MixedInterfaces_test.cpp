@@ -1,0 +1,57 @@
+/// Virtual devices whose interfaces are of several kinds.
+
+#include "LibraryTest.h"
+
+namespace {
+
+using MixedInterfaces = LibraryTest;
+
+QrxVirtualDevice deviceOf(const std::vector<Bytes>& descriptors)
+{
+    std::vector<QrxVirtualInterface> interfaces;
+    for (const Bytes& descriptor : descriptors) {
+        interfaces.push_back({.number = static_cast<int>(interfaces.size()),
+                              .reportDescriptor = descriptor,
+                              .name = "",
+                              .interfaceSubclass = 0,
+                              .interfaceProtocol = 0});
+    }
+    return QrxVirtualDevice({}, interfaces);
+}
+
+/// One byte of input, and no other report.
+const Bytes kInputOnly{0x06, 0x00, 0xff, 0x09, 0x01, 0xa1, 0x01, 0x15, 0x00, 0x25,
+                       0x7f, 0x75, 0x08, 0x95, 0x01, 0x09, 0x02, 0x81, 0x02, 0xc0};
+/// Three bytes of output, and no other report.
+const Bytes kOutputOnly{0x06, 0x00, 0xff, 0x09, 0x01, 0xa1, 0x01, 0x15, 0x00, 0x25,
+                        0x7f, 0x75, 0x08, 0x95, 0x03, 0x09, 0x02, 0x91, 0x02, 0xc0};
+
+TEST_F(MixedInterfaces, OneHIDInterfaceMakesAHIDDeviceWhereverItStands)
+{
+    for (const auto& descriptors : {std::vector<Bytes>{kInputOnly, {}}, {{}, kInputOnly}, {{}, kInputOnly, {}}}) {
+        QrxVirtualDevice device = deviceOf(descriptors);
+        device.plug();
+        const TreeHandle tree = populatedTree();
+        ASSERT_EQ(1u, tree->getHIDDeviceCount());
+        EXPECT_TRUE(tree->getDeviceAtIndex(0)->isHID());
+    }
+}
+
+TEST_F(MixedInterfaces, ADevicesReportSizesAreTheLargestOfItsInterfacesAndNothingWithoutAReport)
+{
+    QrxVirtualDevice device = deviceOf({kInputOnly, kOutputOnly, kInputOnly});
+    device.plug();
+    const TreeHandle tree = populatedTree();
+    ASSERT_EQ(1u, tree->getHIDDeviceCount());
+    const DeviceHandle found = tree->getDeviceAtIndex(0);
+    EXPECT_EQ(1u, found->getInputReportSize());
+    EXPECT_EQ(3u, found->getOutputReportSize());
+    EXPECT_EQ(0u, found->getFeatureReportSize());
+    EXPECT_EQ(0u, found->getOutputReportSize(0));
+    EXPECT_EQ(3u, found->getOutputReportSize(1));
+    EXPECT_EQ(0u, found->getInputReportSize(1));
+    EXPECT_EQ(1u, found->getInputReportSize(2));
+    EXPECT_EQ(0u, found->getInputReportSize(3)) << "no such interface";
+}
+
+} // namespace
