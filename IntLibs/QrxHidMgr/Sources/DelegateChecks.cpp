@@ -31,10 +31,12 @@ struct Checks {
     std::terminate_handler earlierHandler = nullptr;
 };
 
-/// Never destroyed: devices may go with static objects.
+/// Never destroyed: devices may go with static objects. Made in place: that takes no memory, which setting and deleting
+/// delegates do without.
 Checks& checks()
 {
-    static Checks& sm_Checks = *new Checks;
+    alignas(Checks) static unsigned char sm_Memory[sizeof(Checks)];
+    static Checks& sm_Checks = *new (sm_Memory) Checks;
     return sm_Checks;
 }
 
@@ -84,7 +86,8 @@ void noteDelegateChange(QrxHIDDeviceDelegateInterface const* before, QrxHIDDevic
         if (now != nullptr)
             checks().delegates.insert(now);
     } catch (std::bad_alloc const&) {
-        // Setting a delegate does not fail; this one is not checked.
+        // Setting a delegate does not fail.
+        std::fputs("QrxHIDDevice: there is no memory to check a delegate\n", stderr);
     }
 }
 
