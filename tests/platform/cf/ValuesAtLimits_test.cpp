@@ -135,6 +135,9 @@ TEST_F(ValuesAtLimitsDeathTest, ADictionaryOfNoKeysOrANegativeCountEndsTheProces
     EXPECT_DEATH(create(nullptr, one, 1), "CFDictionaryCreate: null instead of keys or values");
     EXPECT_DEATH(create(one, nullptr, 1), "CFDictionaryCreate: null instead of keys or values");
     EXPECT_DEATH(create(one, one, -1), "a negative count");
+    const void* none[] = {nullptr};
+    EXPECT_DEATH(create(none, one, 1), "CFDictionaryCreate: null instead of an object");
+    EXPECT_DEATH(create(one, none, 1), "CFDictionaryCreate: null instead of an object");
     CFRelease(create(nullptr, nullptr, 0));
 }
 

@@ -74,7 +74,11 @@ TEST_F(DeviceLives, TheLastReportIsForgottenWithTheClose)
     EXPECT_EQ(6, valueOf(reader.device, kInputByte)) << "it is known";
     (*reader.device)->close(reader.device);
     (*reader.device)->open(reader.device, 0);
-    EXPECT_EQ(8, valueOf(reader.device, kInputByte));
+    fake::Bytes report(64, 9);
+    report[0] = 1;
+    device.wires[0]->send(report);
+    runDue();
+    EXPECT_EQ(8, valueOf(reader.device, kInputByte)) << "the first question asks the device again";
 }
 
 TEST_F(DeviceLives, CompletionsComeInTheOrderOfTheRequests)

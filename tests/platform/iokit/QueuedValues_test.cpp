@@ -2,6 +2,8 @@
 
 #include "Reader.h"
 
+#include "Provider/Provider.h"
+
 namespace {
 
 class QueuedValues : public IOKitTest {
@@ -83,6 +85,43 @@ TEST_F(QueuedValues, OfTwoArraysInAReportEachHasItsOwnSlotsAndSelectors)
     EXPECT_EQ("|2=513 3=1 4=2 5=1 6=1 8=3 9=3 13=1 ", told(reader, {1, 2, 3, 0}));
     EXPECT_EQ("|2=258 3=2 4=1 ", told(reader, {2, 1, 3, 0})) << "the same keys in other slots";
     EXPECT_EQ("|2=0 3=0 4=0 5=0 6=0 8=512 9=0 10=2 12=1 13=0 ", told(reader, {0, 0, 0, 2}));
+    EXPECT_EQ("|2=257 3=1 4=1 5=1 8=0 10=0 12=0 ", told(reader, {1, 1, 0, 0})) << "usage 1 is a button here";
+}
+
+TEST_F(QueuedValues, WhileAKeyboardCannotTellItsKeysTheyStayAsTheyWere)
+{
+    constexpr IOHIDElementCookie kFirstSelector = 17;
+    device = fake::makeKeyboard();
+    device.plug();
+    QueueReader reader(driver(), {kFirstSelector + 1, kFirstSelector + 4, kFirstSelector + 5});
+    EXPECT_EQ("|21=1 ", told(reader, {0, 0, 4, 0, 0, 0, 0, 0}));
+    EXPECT_EQ("|18=1 ", told(reader, {0, 0, 1, 1, 1, 1, 1, 1})) << "that it cannot is a key of its own";
+    EXPECT_EQ("|18=0 ", told(reader, {0, 0, 4, 0, 0, 0, 0, 0}));
+    EXPECT_EQ("|18=1 21=0 ", told(reader, {0, 0, 1, 1, 1, 1, 1, 0})) << "one slot tells";
+    EXPECT_EQ("|18=0 22=1 ", told(reader, {0, 0, 5, 0, 0, 0, 0, 0}));
+}
+
+TEST_F(QueuedValues, AReportThatIsFetchedTellsTheElementsOfItsType)
+{
+    device = fake::makeVendorDevice();
+    device.plug();
+    constexpr IOHIDElementCookie kFeatureByte = 76;
+    QueueReader reader(driver(), {kFeatureByte});
+    device.wires[0]->answer = {3, 0x11, 0x22, 0x33};
+    std::uint8_t bytes[8] = {};
+    UInt32 size = sizeof bytes;
+    const auto fetch = [&] {
+        return (*reader.device)
+            ->getReport(reader.device, kIOHIDReportTypeFeature, 3, bytes, &size, 0, nullptr, nullptr, nullptr);
+    };
+    EXPECT_EQ(kIOReturnSuccess, fetch());
+    runDue();
+    EXPECT_EQ("|76=34 ", reader.take());
+    device.wires[0]->requestResult = qrx::platform::Status::timeout;
+    device.wires[0]->answer = {3, 0x11, 0x44, 0x33};
+    EXPECT_EQ(kIOReturnTimeout, fetch());
+    runDue();
+    EXPECT_EQ("", reader.take());
 }
 
 TEST_F(QueuedValues, AnArrayThatCountsFromFourTellsItsSelectorsFromThere)
