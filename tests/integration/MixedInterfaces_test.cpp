@@ -51,7 +51,10 @@ TEST_F(MixedInterfaces, ADevicesReportSizesAreTheLargestOfItsInterfacesAndNothin
     EXPECT_EQ(3u, found->getOutputReportSize(1));
     EXPECT_EQ(0u, found->getInputReportSize(1));
     EXPECT_EQ(1u, found->getInputReportSize(2));
+    EXPECT_EQ(0u, found->getFeatureReportSize(0));
     EXPECT_EQ(0u, found->getInputReportSize(3)) << "no such interface";
+    EXPECT_EQ(0u, found->getOutputReportSize(3));
+    EXPECT_EQ(0u, found->getFeatureReportSize(3));
 }
 
 } // namespace

@@ -365,6 +365,14 @@ TEST_F(QrxDeviceTreeTest, ADeviceThatOutlivesItsTreeHasNoParent)
     EXPECT_EQ(device->getReferenceCount(), 1U);
 }
 
+TEST_F(QrxDeviceTreeTest, NoneOfTheDevicesThatOutliveTheirTreeHasAParent)
+{
+    DevicePtr const devices[] = {added(1), added(2), added(3)};
+    tree.release();
+    for (DevicePtr const& device : devices)
+        EXPECT_FALSE(device->_hasParent());
+}
+
 TEST_F(QrxDeviceTreeTest, AtItsEndTheTreeReleasesItsDevicesFirstToLast)
 {
     Events events;
