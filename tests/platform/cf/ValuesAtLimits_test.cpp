@@ -53,6 +53,7 @@ TEST_F(ValuesAtLimits, AnyTwoNaNsAreEqualAndHaveOneHash)
     const auto other = std::bit_cast<double>(std::uint64_t{0xFFF8000000000123});
     EXPECT_TRUE(areEqual(makeReal(std::numeric_limits<double>::quiet_NaN()), makeReal(other)));
     EXPECT_FALSE(areEqual(makeReal(other), makeReal(1)));
+    EXPECT_FALSE(areEqual(makeReal(other), makeReal(1.5)));
 }
 
 TEST_F(ValuesAtLimits, DifferentValuesHaveDifferentHashes)

@@ -86,6 +86,8 @@ TEST_F(QueuedValues, OfTwoArraysInAReportEachHasItsOwnSlotsAndSelectors)
     EXPECT_EQ("|2=258 3=2 4=1 ", told(reader, {2, 1, 3, 0})) << "the same keys in other slots";
     EXPECT_EQ("|2=0 3=0 4=0 5=0 6=0 8=512 9=0 10=2 12=1 13=0 ", told(reader, {0, 0, 0, 2}));
     EXPECT_EQ("|2=257 3=1 4=1 5=1 8=0 10=0 12=0 ", told(reader, {1, 1, 0, 0})) << "usage 1 is a button here";
+    EXPECT_EQ("|2=514 3=2 4=2 5=0 6=1 ", told(reader, {2, 2, 0, 0}));
+    EXPECT_EQ("|2=257 3=1 4=1 5=1 6=0 ", told(reader, {1, 1, 0, 0})) << "and tells of the others";
 }
 
 TEST_F(QueuedValues, WhileAKeyboardCannotTellItsKeysTheyStayAsTheyWere)

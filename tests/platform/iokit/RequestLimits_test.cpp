@@ -4,6 +4,9 @@
 
 #include "Provider/Provider.h"
 
+#include <chrono>
+#include <cstdint>
+
 namespace {
 
 using qrx::platform::Status;
@@ -86,6 +89,26 @@ TEST_F(RequestLimits, AQueueTakesTheLastElementAndNoneBehindIt)
     (*queue)->Release(queue);
 }
 
+TEST_F(RequestLimits, AnEventHasTheTypeOfItsElementAndTheTimeOfItsReport)
+{
+    const auto now = [] {
+        return static_cast<std::uint64_t>(
+            std::chrono::nanoseconds(std::chrono::steady_clock::now().time_since_epoch()).count());
+    };
+    QueueReader reader(entry, {kFirstSelector + 4});
+    reader.drains = false;
+    const std::uint64_t before = now();
+    keyboard.wires[0]->send({0, 0, 4, 0, 0, 0, 0, 0});
+    runDue();
+    IOHIDEventStruct event{};
+    event.type = kIOHIDElementTypeFeature;
+    EXPECT_EQ(kIOReturnSuccess, (*reader.queue)->getNextEvent(reader.queue, &event, {0, 0}, 0));
+    EXPECT_EQ(kIOHIDElementTypeInput_Button, event.type);
+    const std::uint64_t time = std::uint64_t{event.timestamp.hi} << 32 | event.timestamp.lo;
+    EXPECT_LE(before, time);
+    EXPECT_GE(now(), time);
+}
+
 TEST_F(RequestLimits, APlugInIsNotMadeWithoutAPlaceForEachAnswer)
 {
     IOCFPlugInInterface** plugIn = nullptr;
@@ -97,6 +120,8 @@ TEST_F(RequestLimits, APlugInIsNotMadeWithoutAPlaceForEachAnswer)
     EXPECT_EQ(kIOReturnBadArgument, IOCreatePlugInInterfaceForService(entry, type, face, nullptr, &score));
     EXPECT_EQ(kIOReturnBadArgument, IOCreatePlugInInterfaceForService(entry, type, face, &plugIn, nullptr));
     EXPECT_EQ(nullptr, plugIn);
+    EXPECT_EQ(kIOReturnBadArgument, IODestroyPlugInInterface(nullptr));
+    EXPECT_EQ(kIOReturnBadArgument, IORegistryEntryGetChildIterator(entry, kIOServicePlane, nullptr));
 }
 
 TEST_F(RequestLimits, TheClientBelowADriverTellsWhichDeviceItIsOf)

@@ -122,6 +122,20 @@ TEST_F(DeviceBook, WhoEnumeratesIsShownAChangedDeviceAtOnceHoweverYoungItIs)
     EXPECT_EQ(refreshed(), "- 1-1\n+ 1-1 hid 1\n");
 }
 
+TEST_F(DeviceBook, WithoutDescriptorsTheClassIsThatOfTheAttribute)
+{
+    TreeDevice device = composite();
+    device.deviceClass = 0xEF;
+    tree.plug(device);
+    std::filesystem::remove(tree.devicePath("1-1") / "descriptors");
+    test::SysfsTree::write(tree.devicePath("1-1") / "bDeviceSubClass", "02\n");
+    test::SysfsTree::write(tree.devicePath("1-1") / "bDeviceProtocol", "01\n");
+    refreshed();
+    EXPECT_EQ(sink.at("1-1").deviceClass, 0xEF);
+    EXPECT_EQ(sink.at("1-1").deviceSubclass, 2);
+    EXPECT_EQ(sink.at("1-1").deviceProtocol, 1);
+}
+
 TEST_F(DeviceBook, AnObservationThatBeginsAnewTakesOldHalfArrivedDevicesAsTheyAre)
 {
     started();

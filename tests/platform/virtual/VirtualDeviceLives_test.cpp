@@ -116,6 +116,8 @@ TEST_F(VirtualDeviceLives, InterfacesAreSortedByNumberAndEachHasItsOwnReports)
     EXPECT_EQ(1, interfaces[0].number);
     EXPECT_EQ(2, interfaces[1].number);
     EXPECT_EQ(3, interfaces[2].number);
+    EXPECT_EQ(1, interfaces[2].endpointCount);
+    EXPECT_EQ(0xFEU, _registry.published.back().facts.locationID >> 24) << "the virtual bus";
     const auto first = opened(0);
     const auto second = opened(1);
     EXPECT_TRUE(_device.sendInputReport(2, {5}));
