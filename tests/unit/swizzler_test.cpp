@@ -6,6 +6,7 @@
 
 #include <csignal>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -209,10 +210,10 @@ TEST_F(Swizzler, AnExplicitRetainIsOwedARelease)
 
 TEST(SwizzlerOnce, AHandleIsEmptyBeforeItsObjectEnds)
 {
-    mis::swizzler<Nosy> handle(new Nosy);
-    handle->watched = &handle;
+    auto const handle = std::make_unique<mis::swizzler<Nosy>>(new Nosy);
+    (*handle)->watched = handle.get();
     Nosy::sawEmptyHandle = false;
-    handle.release();
+    handle->release();
     EXPECT_TRUE(Nosy::sawEmptyHandle);
 }
 
