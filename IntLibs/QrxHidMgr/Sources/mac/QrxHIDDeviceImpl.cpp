@@ -291,17 +291,16 @@ bool _QrxHIDDeviceImpl::_findReportsInOneWalk()
         }
     }
     std::map<int, std::map<std::uint32_t, CFDictionaryRef>> describedReports;
-    for (const auto& [key, capabilities] : index.reports()) {
-        const auto [reportID, interfaceNumber] = key;
-        const auto [described, isNew] = describedReports.try_emplace(interfaceNumber);
+    for (const ReportIndex::Report& report : index.takeReports()) {
+        const auto [described, isNew] = describedReports.try_emplace(report.interfaceNumber);
         const mis::swizzler<_QrxHIDInterfaceMac> interface =
-            isNew ? _getInterface(interfaceNumber) : mis::swizzler<_QrxHIDInterfaceMac>();
+            isNew ? _getInterface(report.interfaceNumber) : mis::swizzler<_QrxHIDInterfaceMac>();
         if (interface) {
             described->second = interface->_reportProperties();
         }
-        const auto properties = described->second.find(reportID);
-        _makeReport(interfaceNumber, reportID, properties != described->second.end() ? properties->second : nullptr,
-                    capabilities);
+        const auto properties = described->second.find(report.reportID);
+        _makeReport(report.interfaceNumber, report.reportID,
+                    properties != described->second.end() ? properties->second : nullptr, report.capabilities);
     }
     return true;
 }

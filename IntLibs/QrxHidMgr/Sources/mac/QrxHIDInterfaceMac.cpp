@@ -1,5 +1,6 @@
 #include "QrxHIDInterfaceMac.h"
 
+#include "ExactClass.h"
 #include "PropertyHandle.h"
 #include "PropertyReading.h"
 #include "QrxHIDCapabilityImpl.h"
@@ -100,30 +101,40 @@ std::vector<mis::swizzler<QrxHIDElement>> _QrxHIDInterfaceMac::_createElements(c
     if (value == nullptr) {
         return result;
     }
-    if (CFGetTypeID(value) == CFArrayGetTypeID()) {
-        const auto array = static_cast<CFArrayRef>(value);
-        const CFIndex count = CFArrayGetCount(array);
-        result.reserve(static_cast<std::size_t>(count));
-        for (CFIndex index = 0; index < count; ++index) {
-            std::vector<mis::swizzler<QrxHIDElement>> items = _createElements(CFArrayGetValueAtIndex(array, index));
-            std::move(items.begin(), items.end(), std::back_inserter(result));
+    if (CFGetTypeID(value) == CFDictionaryGetTypeID()) {
+        result.emplace_back(_createElement(static_cast<CFDictionaryRef>(value)));
+        return result;
+    }
+    if (CFGetTypeID(value) != CFArrayGetTypeID()) {
+        return result;
+    }
+    const auto array = static_cast<CFArrayRef>(value);
+    const CFIndex count = CFArrayGetCount(array);
+    const bool isPlain = isExactly<_QrxHIDInterfaceMac>(*this);
+    result.reserve(static_cast<std::size_t>(count));
+    for (CFIndex index = 0; index < count; ++index) {
+        const void* item = CFArrayGetValueAtIndex(array, index);
+        // The usual item without a list of its own, where no derived class can tell.
+        if (isPlain && item != nullptr && CFGetTypeID(item) == CFDictionaryGetTypeID()) {
+            result.emplace_back(_createElement(static_cast<CFDictionaryRef>(item)));
+            continue;
         }
-        return result;
+        std::vector<mis::swizzler<QrxHIDElement>> items = _createElements(item);
+        std::move(items.begin(), items.end(), std::back_inserter(result));
     }
-    if (CFGetTypeID(value) != CFDictionaryGetTypeID()) {
-        return result;
-    }
-    const auto dictionary = static_cast<CFDictionaryRef>(value);
+    return result;
+}
+
+mis::swizzler<QrxHIDElement> _QrxHIDInterfaceMac::_createElement(CFDictionaryRef dictionary)
+{
     if (!CFDictionaryContainsKey(dictionary, CFSTR("CollectionType"))) {
-        result.emplace_back(recordOf<_QrxHIDCapabilityImpl>(dictionary));
-        return result;
+        return recordOf<_QrxHIDCapabilityImpl>(dictionary);
     }
     const auto collection = recordOf<_QrxHIDCollectionImpl>(dictionary);
-    result.emplace_back(collection);
     if (const void* below = CFDictionaryGetValue(dictionary, CFSTR("Elements"))) {
         collection->_addElements(_createElements(below));
     }
-    return result;
+    return collection;
 }
 
 void _QrxHIDInterfaceMac::_findHIDDriver()

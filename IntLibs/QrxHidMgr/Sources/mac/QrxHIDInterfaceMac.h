@@ -93,6 +93,7 @@ public:
     void _keepLayout(std::shared_ptr<const qrx::InterfaceLayout> layout) { _layout = std::move(layout); }
 
 private:
+    mis::swizzler<QrxHIDElement> _createElement(CFDictionaryRef dictionary);
     void _adoptConnection(const mis::swizzler<_QrxHIDDeviceConnectionImpl>& connection);
 
     io_service_t _entry;

@@ -4,6 +4,10 @@
 #include "QrxHIDCapabilityImpl.h"
 #include "QrxHIDCollectionImpl.h"
 
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
 namespace qrx {
 
 bool ReportIndex::add(const QrxHIDElementPtr& element, int interfaceNumber)
@@ -21,12 +25,32 @@ bool ReportIndex::add(const QrxHIDElementPtr& element, int interfaceNumber)
     if (capability == nullptr) {
         return false;
     }
-    const Key key(capability->getReportID(), interfaceNumber);
-    if (_last == _reports.end() || _last->first != key) {
-        _last = _reports.try_emplace(key).first;
+    const std::uint32_t reportID = capability->getReportID();
+    if (_runs.empty() || _runs.back().reportID != reportID || _runs.back().interfaceNumber != interfaceNumber) {
+        _runs.push_back({reportID, interfaceNumber, {}});
     }
-    _last->second.emplace_back(capability);
+    _runs.back().capabilities.emplace_back(capability);
     return true;
+}
+
+std::vector<ReportIndex::Report> ReportIndex::takeReports()
+{
+    const auto keyOf = [](const Report& report) { return std::pair(report.reportID, report.interfaceNumber); };
+    std::stable_sort(_runs.begin(), _runs.end(),
+                     [keyOf](const Report& a, const Report& b) { return keyOf(a) < keyOf(b); });
+    std::vector<Report> reports;
+    reports.reserve(_runs.size());
+    for (Report& run : _runs) {
+        if (reports.empty() || keyOf(reports.back()) != keyOf(run)) {
+            reports.push_back(std::move(run));
+            continue;
+        }
+        auto& known = reports.back().capabilities;
+        known.insert(known.end(), std::make_move_iterator(run.capabilities.begin()),
+                     std::make_move_iterator(run.capabilities.end()));
+    }
+    _runs.clear();
+    return reports;
 }
 
 } // namespace qrx

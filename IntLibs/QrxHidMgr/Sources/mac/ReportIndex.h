@@ -4,8 +4,6 @@
 #include "QrxHIDElement.h"
 
 #include <cstdint>
-#include <map>
-#include <utility>
 #include <vector>
 
 namespace qrx {
@@ -16,19 +14,21 @@ namespace qrx {
 /// Only for elements of the backend's own classes, of which nobody can see that they are not asked again.
 class ReportIndex {
 public:
-    /// Report ID and interface number.
-    using Key = std::pair<std::uint32_t, int>;
+    struct Report {
+        std::uint32_t reportID;
+        int interfaceNumber;
+        std::vector<QrxHIDCapabilityPtr> capabilities;
+    };
 
     /// Adds the capabilities at and below `element`, depth first. False if one of the elements is of another class.
     bool add(const QrxHIDElementPtr& element, int interfaceNumber);
 
-    /// By report ID, then interface number; within a report in the order of addition.
-    std::map<Key, std::vector<QrxHIDCapabilityPtr>>& reports() { return _reports; }
+    /// By report ID, then interface number, each pair once; the capabilities of a report in the order of addition.
+    std::vector<Report> takeReports();
 
 private:
-    std::map<Key, std::vector<QrxHIDCapabilityPtr>> _reports;
-    /// The report of the last addition, which is nearly always the next one's as well.
-    std::map<Key, std::vector<QrxHIDCapabilityPtr>>::iterator _last = _reports.end();
+    /// A new one wherever the next capability belongs to another report than the last.
+    std::vector<Report> _runs;
 };
 
 } // namespace qrx
