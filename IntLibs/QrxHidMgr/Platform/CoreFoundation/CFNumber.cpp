@@ -1,15 +1,8 @@
 /// A whole number is kept as a sign-extended 64-bit value together with the type it was made of. Most fit into the
-/// pointer itself:
-///
-///     bits 63..4  the value, signed (60 bits)
-///     bit  3      0
-///     bits 2..1   the type minus 1: 0 SInt8, 1 SInt16, 2 SInt32, 3 SInt64
-///     bit  0      1
-///
-/// What does not fit, and every real number, is an object on the heap. Reals are kept as a double; a float is exact
-/// in it.
+/// pointer itself (TaggedNumber.h). What does not fit, and every real number, is an object on the heap. Reals are kept
+/// as a double; a float is exact in it.
 
-#include "Object.h"
+#include "TaggedNumber.h"
 
 #include <bit>
 #include <cmath>
@@ -34,7 +27,6 @@ struct __CFNumber : Object {
 
 namespace {
 
-constexpr int kTagBits = 4;
 constexpr std::uintptr_t kTypeMask = 3;
 constexpr double kTwoTo63 = 9223372036854775808.0;
 
@@ -96,12 +88,7 @@ NumberContent contentOf(CFNumberRef number, const char* function)
 
 CFNumberRef makeInteger(CFNumberType type, std::int64_t value)
 {
-    const auto shifted = static_cast<std::uintptr_t>(value) << kTagBits;
-    if (static_cast<std::intptr_t>(shifted) >> kTagBits != value) {
-        return create<__CFNumber>(0, type, value);
-    }
-    const auto tag = static_cast<std::uintptr_t>(type - kCFNumberSInt8Type) << 1 | kTag;
-    return reinterpret_cast<CFNumberRef>(shifted | tag);
+    return fitsTag(value) ? taggedNumber(type, value) : create<__CFNumber>(0, type, value);
 }
 
 template <class T>

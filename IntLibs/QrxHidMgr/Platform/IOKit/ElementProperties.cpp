@@ -1,6 +1,7 @@
 #include "ElementProperties.h"
 
 #include "CoreFoundation/CFDictionaryShape.h"
+#include "CoreFoundation/TaggedNumber.h"
 #include "PropertyList.h"
 
 #include <IOKit/hid/IOHIDKeys.h>
@@ -17,7 +18,7 @@ namespace {
 /// if the dictionary cannot be made.
 CFTypeRef number(std::int32_t value)
 {
-    return makeNumber(value).leave();
+    return cf::taggedNumber(kCFNumberSInt32Type, value);
 }
 
 CFTypeRef number(std::uint32_t value)
