@@ -38,6 +38,9 @@ Descriptor DescriptorReader::read(std::span<const std::uint8_t> bytes)
                    static_cast<std::int64_t>(bytes.size()));
         bytes = bytes.first(_limits.descriptorBytes);
     }
+    // A field takes two bytes at least, and seldom less than ten.
+    constexpr std::size_t kUsualFieldBytes = 8;
+    _descriptor.fields.reserve(bytes.size() / kUsualFieldBytes);
     ItemReader items(bytes);
     Item item;
     ItemReader::Outcome outcome = items.next(item);

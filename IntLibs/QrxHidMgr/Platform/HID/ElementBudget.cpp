@@ -4,6 +4,7 @@
 #include "FieldRules.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace qrx::hid {
 
@@ -38,6 +39,25 @@ std::uint64_t entriesOf(const Field& field, bool withHiddenDuplicates)
 
 } // namespace
 
+std::uint64_t largestShare(std::vector<std::uint64_t> wanted, std::uint64_t room)
+{
+    std::sort(wanted.begin(), wanted.end());
+    std::uint64_t left = room;
+    for (std::size_t i = 0; i < wanted.size(); ++i) {
+        const std::uint64_t share = left / (wanted.size() - i);
+        if (wanted[i] > share)
+            return share;
+        left -= wanted[i];
+    }
+    return room;
+}
+
+std::uint64_t wantedEntries(const std::vector<Field>& fields)
+{
+    return std::accumulate(fields.begin(), fields.end(), std::uint64_t{0},
+                           [](std::uint64_t sum, const Field& field) { return sum + entriesOf(field, true); });
+}
+
 ElementBudget::ElementBudget(const std::vector<Field>& fields, std::size_t room, DiagnosisLog& log)
     : _entries(fields.size())
 {
@@ -59,7 +79,7 @@ ElementBudget::ElementBudget(const std::vector<Field>& fields, std::size_t room,
 
 void ElementBudget::_cutLargest(const std::vector<Field>& fields, std::size_t room, DiagnosisLog& log)
 {
-    const std::uint64_t largest = _largestItem(room);
+    const std::uint64_t largest = largestShare(_entries, room);
     for (std::size_t i = 0; i < fields.size(); ++i) {
         if (_entries[i] <= largest)
             continue;
@@ -75,20 +95,6 @@ void ElementBudget::_count(const std::vector<Field>& fields)
     _total = 0;
     for (std::size_t i = 0; i < fields.size(); ++i)
         _total += _entries[i] = entriesOf(fields[i], _makesHiddenDuplicates);
-}
-
-std::uint64_t ElementBudget::_largestItem(std::size_t room) const
-{
-    std::vector<std::uint64_t> sorted(_entries);
-    std::sort(sorted.begin(), sorted.end());
-    std::uint64_t left = room;
-    for (std::size_t i = 0; i < sorted.size(); ++i) {
-        const std::uint64_t share = left / (sorted.size() - i);
-        if (sorted[i] > share)
-            return share;
-        left -= sorted[i];
-    }
-    return room;
 }
 
 } // namespace qrx::hid

@@ -11,6 +11,13 @@
 
 namespace qrx::hid {
 
+/// The most that any of those who want so much may have, so that together they fit into `room` and whoever wants less
+/// has all of it; `room` if all fit.
+std::uint64_t largestShare(std::vector<std::uint64_t> wanted, std::uint64_t room);
+
+/// Table entries of all fields together, if there were no limit.
+std::uint64_t wantedEntries(const std::vector<Field>& fields);
+
 class ElementBudget {
 public:
     /// Counts; where all fields together would make more than `room` entries, first leaves out unpublished duplicates,
@@ -25,8 +32,6 @@ public:
 private:
     void _count(const std::vector<Field>& fields);
     void _cutLargest(const std::vector<Field>& fields, std::size_t room, DiagnosisLog& log);
-    /// The largest number of entries an item may have so that all fit.
-    std::uint64_t _largestItem(std::size_t room) const;
 
     std::vector<std::uint64_t> _entries;
     std::uint64_t _total = 0;

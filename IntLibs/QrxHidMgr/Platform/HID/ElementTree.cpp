@@ -1,10 +1,17 @@
 #include "ElementTree.h"
 
+#include "ElementBudget.h"
 #include "ElementTreeBuilder.h"
 
 #include <algorithm>
 
 namespace qrx::hid {
+
+std::uint64_t wantedElements(const Descriptor& descriptor)
+{
+    // The root, the collections, a handler for each number and one for what has none, the fields.
+    return 1 + descriptor.collections.size() + descriptor.reportIDs.size() + 1 + wantedEntries(descriptor.fields);
+}
 
 ElementTree buildElementTree(Descriptor& descriptor, const Limits& limits)
 {

@@ -108,6 +108,9 @@ struct ElementTree {
     bool hasFields = false;
 };
 
+/// Entries of the descriptor's table, if there were no limit.
+std::uint64_t wantedElements(const Descriptor& descriptor);
+
 /// Linear in the number of elements, which `limits` bounds: where there are too many, first the unpublished duplicates
 /// are left out, then the largest items are cut, each with a diagnosis added to `descriptor`. Reports whose number does
 /// not fit a byte can never travel and make no elements, nor do fields without bits.

@@ -25,22 +25,6 @@ constexpr std::array<std::string_view, 3> kClientClasses{"IOHIDInterface", "IOSe
 /// Enough to see what is wrong; a hostile descriptor must not fill the log.
 constexpr std::size_t kDiagnosisLines = 8;
 
-/// Elements of all interfaces of one device together. What a device may cost with its arrival, on the thread that looks
-/// at it, is nearly all for its elements, and a device may have 32 interfaces.
-constexpr std::size_t kDeviceElements = 65'536;
-
-/// Up to four HID interfaces have all the elements that a descriptor may have, more of them equal shares. So it does
-/// not matter which interface is looked at first.
-hid::Limits limitsOf(const platform::DeviceFacts& device)
-{
-    const auto count = static_cast<std::size_t>(
-        std::count_if(device.interfaces.begin(), device.interfaces.end(),
-                      [](const platform::InterfaceFacts& interface) { return interface.hid != nullptr; }));
-    hid::Limits limits;
-    limits.elements = std::min(limits.elements, kDeviceElements / std::max<std::size_t>(count, 1));
-    return limits;
-}
-
 std::string nameOf(const platform::DeviceFacts& device, const platform::InterfaceFacts& interface)
 {
     char text[64];
@@ -83,8 +67,9 @@ std::shared_ptr<HidDriverEntry> makeHidDriverEntry(std::shared_ptr<DeviceRecord>
     if (!facts.hid) {
         return nullptr;
     }
-    hid::Descriptor descriptor = hid::parseReportDescriptor(facts.reportDescriptor);
-    const hid::ElementTree tree = hid::buildElementTree(descriptor, limitsOf(record->facts));
+    hid::Descriptor descriptor = record->elementShares.read(record->facts, interfaceIndex);
+    const hid::ElementTree tree =
+        hid::buildElementTree(descriptor, record->elementShares.limitsFor(record->facts, descriptor));
     tellDiagnoses(record->facts, facts, descriptor);
     if (!tree.hasFields) {
         platform::log(platform::LogLevel::error,
@@ -114,8 +99,8 @@ std::shared_ptr<const hid::ElementTree> HidDriverEntry::elements()
     std::shared_ptr<const hid::ElementTree> elements = _elements.lock();
     if (!elements) {
         hid::Descriptor descriptor = hid::parseReportDescriptor(facts().reportDescriptor);
-        elements =
-            std::make_shared<const hid::ElementTree>(hid::buildElementTree(descriptor, limitsOf(_record->facts)));
+        elements = std::make_shared<const hid::ElementTree>(
+            hid::buildElementTree(descriptor, _record->elementShares.limitsFor(_record->facts, descriptor)));
         _elements = elements;
     }
     return elements;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "CFRef.h"
+#include "ElementShares.h"
 #include "Provider/Provider.h"
 #include "RegistryObject.h"
 
@@ -21,6 +22,7 @@ struct DeviceRecord {
     explicit DeviceRecord(platform::DeviceFacts device);
 
     const platform::DeviceFacts facts;
+    ElementShares elementShares;
     /// Nanoseconds of the monotonic clock.
     const std::uint64_t attachTime;
     /// False from the moment at which the device's end is in the registry; written under the registry's lock.

@@ -1,0 +1,59 @@
+#include "ElementShares.h"
+
+#include "HID/ElementBudget.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <utility>
+#include <vector>
+
+namespace qrx::iokit {
+
+hid::Descriptor ElementShares::read(const platform::DeviceFacts& device, std::size_t interfaceIndex)
+{
+    {
+        const std::lock_guard guard(_mutex);
+        _taken.insert(interfaceIndex);
+        if (auto waiting = _waiting.extract(interfaceIndex)) {
+            return std::move(waiting.mapped());
+        }
+    }
+    return hid::parseReportDescriptor(device.interfaces[interfaceIndex].reportDescriptor);
+}
+
+hid::Limits ElementShares::limitsFor(const platform::DeviceFacts& device, const hid::Descriptor& descriptor)
+{
+    hid::Limits limits;
+    const auto interfaces = static_cast<std::size_t>(
+        std::count_if(device.interfaces.begin(), device.interfaces.end(),
+                      [](const platform::InterfaceFacts& interface) { return interface.hid != nullptr; }));
+    // Nearly always: whoever wants no more than this has it, so the other descriptors need not be read for it.
+    if (hid::wantedElements(descriptor) <= limits.elements / std::max<std::size_t>(interfaces, 1)) {
+        return limits;
+    }
+    const std::lock_guard guard(_mutex);
+    if (!_largestShare) {
+        _largestShare = _largestShareOf(device, limits.elements);
+    }
+    limits.elements = *_largestShare;
+    return limits;
+}
+
+std::size_t ElementShares::_largestShareOf(const platform::DeviceFacts& device, std::size_t room)
+{
+    std::vector<std::uint64_t> wanted;
+    for (std::size_t index = 0; index < device.interfaces.size(); ++index) {
+        const platform::InterfaceFacts& interface = device.interfaces[index];
+        if (interface.hid == nullptr) {
+            continue;
+        }
+        hid::Descriptor descriptor = hid::parseReportDescriptor(interface.reportDescriptor);
+        wanted.push_back(hid::wantedElements(descriptor));
+        if (!_taken.contains(index)) {
+            _waiting.insert_or_assign(index, std::move(descriptor));
+        }
+    }
+    return static_cast<std::size_t>(hid::largestShare(std::move(wanted), room));
+}
+
+} // namespace qrx::iokit
