@@ -38,3 +38,23 @@ std::vector<std::uint8_t> descriptorOfElements(std::size_t count)
     descriptor.push_back(0xc0);
     return descriptor;
 }
+
+std::vector<std::uint8_t> descriptorOfReports(std::uint8_t elementsEach, std::uint8_t variant)
+{
+    std::vector<std::uint8_t> descriptor{0x05, 0x09, 0x09, 0x01, 0xa1, 0x01, 0x15,
+                                         0x00, 0x25, 0x01, 0x75, 0x01, 0x65, variant};
+    for (int number = 1; number <= 0xff; ++number) {
+        for (const std::uint8_t byte :
+             std::initializer_list<std::uint8_t>{0x85, static_cast<std::uint8_t>(number), 0x95, elementsEach, 0x19,
+                                                 0x01, 0x29, elementsEach, 0x81, 0x02}) {
+            descriptor.push_back(byte);
+        }
+    }
+    constexpr std::size_t kMostBytes = 4096;
+    while (descriptor.size() + 3 <= kMostBytes) {
+        descriptor.push_back(0x81);
+        descriptor.push_back(0x03);
+    }
+    descriptor.push_back(0xc0);
+    return descriptor;
+}

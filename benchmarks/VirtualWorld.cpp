@@ -15,6 +15,11 @@ void CountingDelegate::handleSetReport(unsigned int, unsigned int, std::valarray
 }
 
 VirtualWorld::VirtualWorld(std::size_t count, const std::vector<std::uint8_t>& descriptor)
+    : VirtualWorld(count, std::vector<std::vector<std::uint8_t>>{descriptor})
+{
+}
+
+VirtualWorld::VirtualWorld(std::size_t count, const std::vector<std::vector<std::uint8_t>>& descriptors)
 {
     QrxVirtualDevice::setRealDevicesEnabled(false);
     QrxVirtualIdentity identity;
@@ -24,9 +29,11 @@ VirtualWorld::VirtualWorld(std::size_t count, const std::vector<std::uint8_t>& d
     identity.serialNumber = "0001";
     for (std::size_t i = 0; i < count; ++i) {
         identity.productID = static_cast<std::uint16_t>(i + 1);
-        QrxVirtualInterface interface;
-        interface.reportDescriptor = descriptor;
-        _devices.push_back(std::make_unique<QrxVirtualDevice>(identity, std::vector{interface}));
+        std::vector<QrxVirtualInterface> interfaces;
+        for (const std::vector<std::uint8_t>& descriptor : descriptors) {
+            interfaces.push_back({static_cast<int>(interfaces.size()), descriptor, "", 0, 0});
+        }
+        _devices.push_back(std::make_unique<QrxVirtualDevice>(identity, interfaces));
         _devices.back()->plug();
     }
 }

@@ -34,6 +34,8 @@ public:
 class VirtualWorld {
 public:
     VirtualWorld(std::size_t count, const std::vector<std::uint8_t>& descriptor);
+    /// With an interface for each descriptor.
+    VirtualWorld(std::size_t count, const std::vector<std::vector<std::uint8_t>>& descriptors);
 
     /// A new tree with all devices of this world in it.
     mis::swizzler<QrxDeviceTree> populate();

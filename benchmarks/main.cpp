@@ -170,6 +170,25 @@ void buildTrees(const std::vector<std::uint8_t>& descriptor, std::size_t count)
     }
 }
 
+/// The most that the arrival of one device may cost: as many interfaces as Linux accepts, all report numbers on each,
+/// descriptors as long as they may be, and all the elements that one device may have. The trees stay until the process
+/// ends, so that their end is not counted.
+void buildHostileDevices(std::size_t count)
+{
+    constexpr std::uint8_t kInterfaces = 32;
+    constexpr std::uint8_t kElementsEach = 2;
+    std::vector<std::vector<std::uint8_t>> descriptors;
+    for (std::uint8_t number = 0; number < kInterfaces; ++number) {
+        descriptors.push_back(descriptorOfReports(kElementsEach, number));
+    }
+    // One by one, since a tree looks at all devices that are there.
+    for (std::size_t i = 0; i < count; ++i) {
+        VirtualWorld world(1, descriptors);
+        static auto& sm_Arrived = *new std::vector<mis::swizzler<QrxDeviceTree>>;
+        sm_Arrived.push_back(world.populate());
+    }
+}
+
 const std::map<std::string, std::function<void(std::size_t)>>& works()
 {
     static const std::map<std::string, std::function<void(std::size_t)>> sm_Works{
@@ -184,6 +203,7 @@ const std::map<std::string, std::function<void(std::size_t)>>& works()
         {"decode-array-16000", [](std::size_t n) { decoding::decode("array-16000", n); }},
         {"mouse", [](std::size_t n) { buildTrees(mouseDescriptor(), n); }},
         {"keyboard-224", [](std::size_t n) { buildTrees(keyboardDescriptor(0xdf), n); }},
+        {"hostile", buildHostileDevices},
         {"elements-1024", [](std::size_t n) { buildTrees(descriptorOfElements(1024), n); }},
         {"elements-2048", [](std::size_t n) { buildTrees(descriptorOfElements(2048), n); }},
         {"elements-4096", [](std::size_t n) { buildTrees(descriptorOfElements(4096), n); }},
