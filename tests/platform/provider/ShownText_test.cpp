@@ -52,9 +52,10 @@ TEST(ShownText, KeepsWhatCanBeRead)
     expectKept("Pr\xC3\xB8ve \xE5\x8C\x97 \xF0\x9F\x8E\xB9");
     // Right-to-left by nature, and a character joined of several.
     expectKept("\xD7\xA2\xD7\x9B\xD7\x91\xD7\xA8 e\xCC\x81 \xEF\xBF\xBD");
-    for (const char32_t character :
-         {0x20,   0x7E,   0xA0,   0xAC,   0xAE,   0x61B,  0x200A, 0x2010, 0x2027,  0x202F, 0x205F,
-          0x2070, 0xD7FF, 0xF900, 0xFDCF, 0xFDF0, 0xFEFE, 0xFF00, 0xFFFC, 0x10000, 0x3FFFD}) {
+    constexpr char32_t kKept[] = {0x20,   0x7E,   0xA0,   0xAC,   0xAE,   0x61B,   0x200A,
+                                  0x2010, 0x2027, 0x202F, 0x205F, 0x2070, 0xD7FF,  0xF900,
+                                  0xFDCF, 0xFDF0, 0xFEFE, 0xFF00, 0xFFFC, 0x10000, 0x3FFFD};
+    for (const char32_t character : kKept) {
         expectKept(utf8(character));
     }
 }

@@ -1,10 +1,11 @@
 #include "Public/PlaybackTimer.h"
 
+#include "DescriptorLimit.h"
+
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/timerfd.h>
 
 #include <chrono>
@@ -80,12 +81,10 @@ TEST(PlaybackTimer, ItNeitherBlocksNorReachesOtherPrograms)
 
 TEST(PlaybackTimer, WithoutADescriptorItCannotBe)
 {
-    rlimit before{};
-    ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &before));
-    const rlimit none{0, before.rlim_max};
-    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &none));
-    EXPECT_THROW(PlaybackTimer(), std::system_error);
-    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &before));
+    {
+        const DescriptorLimit limit(0);
+        EXPECT_THROW(PlaybackTimer(), std::system_error);
+    }
     EXPECT_NO_THROW(PlaybackTimer());
 }
 
