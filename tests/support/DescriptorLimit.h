@@ -9,6 +9,10 @@
 #include <sys/resource.h>
 
 /// Leaves this process `free` file descriptors that it may still open, until the end of the object.
+///
+/// UndefinedBehaviorSanitizer needs descriptors to check the first virtual call of a class, and without them calls the
+/// object invalid. So a test does once before what it is going to do below the limit, where classes with virtual
+/// functions are made; those of exceptions are seen to here.
 class DescriptorLimit {
 public:
     explicit DescriptorLimit(std::size_t free)
@@ -41,8 +45,7 @@ public:
     }
 
 private:
-    /// UndefinedBehaviorSanitizer needs descriptors to check the first virtual call of a class, and without them calls
-    /// the object invalid. These are the classes of all that is thrown for lack of descriptors.
+    /// The classes of all that is thrown for lack of descriptors.
     static void warmSanitizer()
     {
         try {

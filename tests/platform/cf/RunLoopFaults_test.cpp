@@ -51,6 +51,7 @@ int errorOf(const std::function<void()>& action)
 
 TEST_F(RunLoopFaults, WithoutADescriptorNoLoopIsMadeUntilThereIsOneAgain)
 {
+    onAThread([] { pass(); }); // see DescriptorLimit
     onAThread([] {
         const std::vector<int> before = openDescriptors();
         for (const std::size_t free : {0u, 1u}) {

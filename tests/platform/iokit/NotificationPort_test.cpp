@@ -174,6 +174,7 @@ TEST_F(NotificationPortTest, NobodyIsAskedAgainOnceNobodyObserves)
 
 TEST_F(NotificationPortTest, WithoutADescriptorThereIsNoPortUntilThereIsOneAgain)
 {
+    IONotificationPortDestroy(IONotificationPortCreate(kIOMasterPortDefault)); // see DescriptorLimit
     for (const std::size_t free : {0u, 1u, 2u}) {
         const DescriptorLimit limit(free);
         EXPECT_THROW(IONotificationPortCreate(kIOMasterPortDefault), std::system_error) << free;

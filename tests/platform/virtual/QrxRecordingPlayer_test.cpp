@@ -1,12 +1,11 @@
 #include "QrxRunLoop.h"
 #include "QrxVirtualDevice.h"
 
+#include "DescriptorLimit.h"
 #include "ForkedChild.h"
 #include "RecordingRegistry.h"
 
 #include <gtest/gtest.h>
-
-#include <sys/resource.h>
 
 #include <chrono>
 #include <filesystem>
@@ -437,15 +436,14 @@ TEST_F(QrxRecordingPlayerTest, AStartThatFailsCanBeTriedAgain)
 {
     const QrxRecording recording = recordingOf(3, 0);
     QrxVirtualDevice device(recording);
+    QrxRecordingPlayer(recording, device).start(0); // see DescriptorLimit
     open(device);
     QrxRecordingPlayer player(recording, device);
     QrxRunLoop::current();
-    rlimit before{};
-    ASSERT_EQ(0, ::getrlimit(RLIMIT_NOFILE, &before));
-    const rlimit none{0, before.rlim_max};
-    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &none));
-    EXPECT_THROW(player.start(0), std::system_error);
-    ASSERT_EQ(0, ::setrlimit(RLIMIT_NOFILE, &before));
+    {
+        const DescriptorLimit limit(0);
+        EXPECT_THROW(player.start(0), std::system_error);
+    }
     EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runOnce(0)) << "nothing plays";
     player.start(0);
     ASSERT_TRUE(playToEnd(player));
