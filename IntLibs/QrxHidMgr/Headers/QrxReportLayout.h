@@ -147,9 +147,9 @@ public:
     QrxReportLayout();
     /// Reads a report descriptor of `size` bytes. What is understood before a fault is kept.
     QrxReportLayout(const uint8_t* descriptor, size_t size);
-    /// Of an interface of a device that the library found. Empty if it has no HID interface of that number, or if the
-    /// platform does not publish the descriptor. The first call for an interface reads the descriptor; later ones give
-    /// the same layout. Call it on the device's thread.
+    /// The layout of an interface of a device that the library found. Empty if it has no HID interface of that number,
+    /// or if the platform does not publish the descriptor. The first call for an interface reads the descriptor; later
+    /// ones give the same layout. Call it on the device's thread.
     QrxReportLayout(const QrxHIDDevice& device, int interfaceNumber);
     QrxReportLayout(const QrxReportLayout& other);
     QrxReportLayout& operator=(const QrxReportLayout& other);

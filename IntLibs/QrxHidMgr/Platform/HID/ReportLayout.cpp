@@ -349,7 +349,7 @@ void ReportLayout::findShown(const LayoutField& array, std::span<const std::uint
     if (shown.size() < 2) {
         return;
     }
-    // Of entries that show the same usage the first one counts.
+    // The first of several entries that show the same usage counts.
     std::sort(shown.begin(), shown.end(), [](const auto& left, const auto& right) {
         return std::tie(left.position, left.entry) < std::tie(right.position, right.entry);
     });
