@@ -30,7 +30,7 @@ struct __CFRunLoopSource : qrx::cf::Object {
         std::uint32_t slot; ///< the mode's place for it
     };
 
-    /// Of version 0 if `version1` is null, else of version 1.
+    /// Makes a source of version 0 if `version1` is null, else of version 1.
     __CFRunLoopSource(CFIndex order, const CFRunLoopSourceContext* version0, const CFRunLoopSourceContext1* version1);
     ~__CFRunLoopSource();
 

@@ -78,7 +78,7 @@ private:
 
     platform::FileDescriptor _epoll;
     const platform::ProcessMark _process;
-    // Of the owning thread. What the last look has found; those before _nextFound were given.
+    // Used by the owning thread alone: what the last look has found. Those before _nextFound were given.
     Found _found;
     std::size_t _nextFound = 0;
     std::size_t _foundCount = 0;

@@ -93,9 +93,9 @@ struct ElementTree {
     std::vector<Element> elements;
     /// Cookies of the report handlers, in report table order ("InputReportElements").
     std::vector<std::uint32_t> reportHandlers;
-    /// Of the first top-level collection.
+    /// The usage of the first top-level collection.
     UsagePair primaryUsage;
-    /// Of every application and physical collection, without repeats ("DeviceUsagePairs").
+    /// The usages of every application and physical collection, without repeats ("DeviceUsagePairs").
     std::vector<UsagePair> usagePairs;
     /// Bytes of the longest report of each kind as it travels. With report numbers each is at least 1.
     std::uint32_t maxInputReportSize = 0;

@@ -44,7 +44,7 @@ constexpr std::uint8_t kDelimiter = 0xA;
 
 /// One item. A long item has its tag and no data: none is defined, so none is ever read.
 struct Item {
-    /// Of its first byte in the descriptor.
+    /// Where its first byte stands in the descriptor.
     std::size_t offset = 0;
     ItemType type = ItemType::main;
     std::uint8_t tag = 0;

@@ -32,7 +32,7 @@ public:
     /// The usages in full, as a main item on `usagePage` sees them.
     std::vector<UsageRange> joined(std::uint16_t usagePage) const;
 
-    /// A main item ends the life of all local items; incomplete ones are told of with its place.
+    /// A main item clears all local items; incomplete ones are reported with its place.
     void finish(const Item& mainItem);
 
 private:

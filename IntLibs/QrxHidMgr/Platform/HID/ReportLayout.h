@@ -65,7 +65,7 @@ struct LayoutField {
     std::size_t valueOffset(std::size_t index) const { return bitOffset + index * sizeBits; }
     /// `position` is below usageCount.
     std::uint32_t usageAt(std::uint64_t position) const;
-    /// Of the value at `index`, which is below count. Variable items only.
+    /// The usage of the value at `index`, which is below count. Variable items only.
     std::uint32_t usageOfValue(std::size_t index) const;
     /// The position of a usage among those of the field; none if the field does not have it. Of several, the first.
     std::optional<std::uint64_t> positionOf(std::uint32_t usage) const;
