@@ -3,7 +3,7 @@
 #include "Failure.h"
 #include "Provider/ShownText.h"
 #include "Provider/Utf8.h"
-#include "RuleText.h"
+#include "doctor/RuleText.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "DeviceSelector.h"
+#include "devices/DeviceSelector.h"
 
 #include <cstdint>
 #include <optional>

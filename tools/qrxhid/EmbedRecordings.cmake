@@ -8,7 +8,7 @@ foreach(recording IN LISTS RECORDINGS)
     string(APPEND entries "    {\"${name}\", R\"recording(${text})recording\"},\n")
 endforeach()
 
-file(WRITE ${OUTPUT} "#include \"BuiltInRecordings.h\"
+file(WRITE ${OUTPUT} "#include \"commands/BuiltInRecordings.h\"
 
 namespace qrxhid {
 

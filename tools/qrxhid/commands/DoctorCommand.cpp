@@ -1,0 +1,141 @@
+#include "commands/DoctorCommand.h"
+
+#include "doctor/Checkup.h"
+#include "text/DeviceText.h"
+#include "text/Notice.h"
+
+#include <algorithm>
+
+namespace qrxhid {
+
+namespace {
+
+const char* verdictOf(const DeviceFinding& device)
+{
+    const bool someUsable = std::ranges::any_of(
+        device.interfaces, [](const InterfaceFinding& one) { return one.state == InterfaceFinding::State::usable; });
+    return device.isUsable() ? "usable" : someUsable ? "usable in part" : "not usable";
+}
+
+/// Of a device or an interface.
+template <class Finding>
+void writeExplanation(std::ostream& out, const char* indent, const Finding& finding)
+{
+    for (const std::string& reason : finding.reasons) {
+        out << indent << shownText(reason) << "\n";
+    }
+    for (const std::string& step : finding.nextSteps) {
+        out << indent << "next: " << shownText(step) << "\n";
+    }
+}
+
+void writeInterface(std::ostream& out, const InterfaceFinding& interface)
+{
+    out << "  interface " << interface.number << ": " << interface.stateName()
+        << (interface.node.empty() ? "" : ", " + shownText(interface.node)) << "\n";
+    writeExplanation(out, "    ", interface);
+}
+
+void writeDevice(std::ostream& out, const DeviceFinding& device)
+{
+    out << device.ids.text() << "  " << (device.productName.empty() ? "" : shownText(device.productName) + "  ")
+        << "at " << device.place << ": " << verdictOf(device) << "\n";
+    writeExplanation(out, "  ", device);
+    for (const InterfaceFinding& interface : device.interfaces) {
+        writeInterface(out, interface);
+    }
+}
+
+/// What keeps everything from being seen, in sentences.
+std::vector<std::string> remarksOn(const Surroundings& surroundings)
+{
+    std::vector<std::string> remarks;
+    if (!surroundings.hasUsb) {
+        remarks.emplace_back("the kernel's list of USB devices (/sys/bus/usb) is not to be seen here");
+    }
+    if (!surroundings.enclosure.empty()) {
+        remarks.push_back("this is " + surroundings.enclosure +
+                          ": it may hide devices, and refuse to open nodes whose mode allows it");
+    }
+    if (!surroundings.hasUdevd) {
+        remarks.emplace_back(
+            "udevd does not run here: devices belong to root, and arrivals are noticed by other means");
+    }
+    return remarks;
+}
+
+nlohmann::ordered_json findingJson(const DeviceFinding& device)
+{
+    nlohmann::ordered_json json = {
+        {"vendorID", device.ids.vendorID},   {"productID", device.ids.productID},
+        {"productName", device.productName}, {"place", device.place},
+        {"isUsable", device.isUsable()},     {"reasons", device.reasons},
+        {"nextSteps", device.nextSteps},     {"interfaces", nlohmann::ordered_json::array()}};
+    for (const InterfaceFinding& interface : device.interfaces) {
+        json["interfaces"].push_back({{"number", interface.number},
+                                      {"state", interface.stateName()},
+                                      {"node", interface.node},
+                                      {"reasons", interface.reasons},
+                                      {"nextSteps", interface.nextSteps}});
+    }
+    return json;
+}
+
+std::string documentText(const std::vector<DeviceFinding>& findings, const Surroundings& surroundings)
+{
+    nlohmann::ordered_json document = {{"remarks", remarksOn(surroundings)},
+                                       {"devices", nlohmann::ordered_json::array()}};
+    for (const DeviceFinding& device : findings) {
+        document["devices"].push_back(findingJson(device));
+    }
+    return jsonText(document, true);
+}
+
+/// The selectors that no device matches are told; false if there is one, or no device at all.
+bool reportAbsent(const std::vector<DeviceFinding>& findings, const std::vector<DeviceSelector>& selectors)
+{
+    bool allThere = !findings.empty();
+    for (const DeviceSelector& selector : selectors) {
+        if (std::ranges::none_of(findings,
+                                 [&selector](const DeviceFinding& device) { return selector.matches(device.ids); })) {
+            notice("no USB HID device is " + selector.text());
+            allThere = false;
+        }
+    }
+    if (findings.empty() && selectors.empty()) {
+        notice("there is no USB HID device");
+    }
+    return allThere;
+}
+
+ExitStatus statusOf(const std::vector<DeviceFinding>& findings)
+{
+    if (std::ranges::all_of(findings, &DeviceFinding::isUsable)) {
+        return kSuccess;
+    }
+    const bool onlyPermission = std::ranges::all_of(
+        findings, [](const DeviceFinding& device) { return device.isUsable() || device.isAboutPermission(); });
+    return onlyPermission ? kNoPermission : kFailure;
+}
+
+} // namespace
+
+ExitStatus runDoctor(const Options& options, std::ostream& out)
+{
+    const Surroundings surroundings = Surroundings::examine(options.systemRoot);
+    const std::vector<DeviceFinding> findings =
+        checkUp({options.systemRoot, options.userID}, options.devices, surroundings);
+    if (options.json) {
+        out << documentText(findings, surroundings);
+    } else {
+        for (const std::string& remark : remarksOn(surroundings)) {
+            out << "note: " << shownText(remark) << "\n";
+        }
+        for (const DeviceFinding& device : findings) {
+            writeDevice(out, device);
+        }
+    }
+    return reportAbsent(findings, options.devices) ? statusOf(findings) : kNoDevice;
+}
+
+} // namespace qrxhid

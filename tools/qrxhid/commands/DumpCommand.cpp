@@ -1,0 +1,38 @@
+#include "commands/DumpCommand.h"
+
+#include "devices/DeviceSession.h"
+#include "text/Notice.h"
+
+#include <sstream>
+
+namespace qrxhid {
+
+namespace {
+
+/// The library prints a device's names as they are, each in quotes: the first quotes of its text. All else is its own.
+std::string dumpText(const QrxHIDDevice& device)
+{
+    constexpr int kWithElements = 1;
+    std::ostringstream printed;
+    device.print(printed, kWithElements, 0);
+    std::string text = printed.str();
+    const std::string names = "\"" + device.getVendorName() + "\" \"" + device.getProductName() + "\"";
+    if (const std::size_t place = text.find(names); place != std::string::npos) {
+        text.replace(place, names.size(), shownText(names));
+    }
+    return text;
+}
+
+} // namespace
+
+ExitStatus runDump(const Options& options, std::ostream& out)
+{
+    DeviceSession session(options);
+    session.begin();
+    for (const DeviceHandle& device : session.devices()) {
+        out << dumpText(*device) << "\n";
+    }
+    return session.reportUnusableRecordings() ? kSuccess : kFailure;
+}
+
+} // namespace qrxhid

@@ -1,0 +1,267 @@
+#include "commands/RecordCommand.h"
+
+#include "UsageError.h"
+#include "commands/RecordingOutput.h"
+#include "devices/DeviceDescription.h"
+#include "devices/DeviceSession.h"
+#include "devices/InputListener.h"
+#include "devices/LossWatch.h"
+#include "devices/Playback.h"
+#include "devices/SignalWatch.h"
+#include "doctor/Checkup.h"
+#include "text/Notice.h"
+#include "text/ShownLines.h"
+#include "text/TextFormat.h"
+
+#include "QrxRunLoop.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <iostream>
+
+#include <unistd.h>
+
+namespace qrxhid {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+class Record {
+public:
+    Record(const Options& options, std::ostream& standardOutput)
+        : _options(options), _output(options.output, standardOutput), _session(options)
+    {
+    }
+    ~Record();
+    Record(const Record&) = delete;
+    Record& operator=(const Record&) = delete;
+
+    ExitStatus run();
+
+private:
+    void chooseDevice();
+    void checkOutput() const;
+    void begin();
+    void takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNumber);
+    void recordUntilSignal();
+    void play();
+    void step();
+    void drain();
+    void tellLosses();
+    bool isPresent() const;
+    bool isOver() const { return _isEnough || _signals.hasSignal() || !_output.stream() || Clock::now() >= _end; }
+    int millisecondsLeft() const;
+
+    const Options& _options;
+    RecordingOutput _output;
+    DeviceSession _session;
+    SignalWatch _signals;
+    DeviceHandle _device;
+    QrxRecording _recording;
+    LossWatch _losses;
+    std::size_t _lastInterface = 0;
+    std::optional<Clock::time_point> _firstEvent;
+    Clock::time_point _end = Clock::time_point::max();
+    std::uint64_t _reports = 0;
+    bool _isEnough = false;
+};
+
+// The device may outlive this object in somebody's handle; its delegate must not call it then.
+Record::~Record()
+{
+    if (_device) {
+        _device->close();
+    }
+}
+
+void Record::chooseDevice()
+{
+    const std::vector<DeviceHandle> found = _session.devices();
+    if (found.size() > 1) {
+        throw UsageError(std::to_string(found.size()) + " devices match, and a recording is of one",
+                         "qrxhid list, then qrxhid record --device VID:PID");
+    }
+    if (!found.empty()) {
+        _device = found.front();
+        _recording = describeDevice(*_device);
+        _recording.comments = {"qrxhid " QRXHID_VERSION};
+    }
+}
+
+ExitStatus Record::run()
+{
+    checkOutput();
+    _session.begin();
+    if (!_session.reportUnusableRecordings()) {
+        return kFailure;
+    }
+    chooseDevice();
+    if (_recording.interfaces.empty()) {
+        notice("the device has left");
+        return kFailure;
+    }
+    // Not before there is something to write: an older recording of that name is lost by it.
+    if (!_output.open()) {
+        return kFailure;
+    }
+    begin();
+    if (_session.recordedDevices().empty()) {
+        recordUntilSignal();
+    } else {
+        play();
+    }
+    return _output.close() ? kSuccess : kFailure;
+}
+
+/// A recording that is played must not be lost by it, and often is longer than what is made of it.
+void Record::checkOutput() const
+{
+    for (const std::string& played : _options.recordings) {
+        if (_output.isSameFileAs(played)) {
+            throw UsageError("--output " + _options.output + " is the recording that is played",
+                             "qrxhid record --recording " + played + " --output OTHER");
+        }
+    }
+}
+
+/// Writes what the device is, opens it, and starts the time.
+void Record::begin()
+{
+    _recording.write(_output.stream());
+    _output.keep();
+    _lastInterface = _recording.interfaces.size() - 1;
+    _device->setDelegate(new InputListener([this](QrxHIDDevice&, const std::vector<std::uint8_t>& bytes,
+                                                  int interfaceNumber) { takeReport(bytes, interfaceNumber); }));
+    _device->open();
+    if (_options.seconds) {
+        _end = Clock::now() +
+               std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(*_options.seconds));
+    }
+}
+
+void Record::takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNumber)
+{
+    const auto place = std::ranges::find(_recording.interfaces, interfaceNumber, &QrxRecordedInterface::number);
+    if (_isEnough || place == _recording.interfaces.end()) {
+        return;
+    }
+    const Clock::time_point now = Clock::now();
+    _firstEvent = _firstEvent.value_or(now);
+    const auto passed = std::chrono::duration_cast<std::chrono::microseconds>(now - *_firstEvent);
+    QrxRecordedEvent event;
+    event.timeUs = static_cast<std::uint64_t>(passed.count());
+    event.interfaceIndex = static_cast<std::size_t>(place - _recording.interfaces.begin());
+    event.bytes = bytes;
+    _recording.writeEvent(_output.stream(), event, _lastInterface);
+    _output.keep();
+    _losses.noteReport(interfaceNumber);
+    ++_reports;
+    _isEnough = _options.count && _reports >= *_options.count;
+}
+
+void Record::recordUntilSignal()
+{
+    _session.observe([](const DeviceHandle&) {});
+    while (!isOver() && _signals.waitFor(QrxRunLoop::current().fileDescriptor(), millisecondsLeft())) {
+        step();
+        if (!isPresent()) {
+            // What its interfaces had sent before may still wait.
+            drain();
+            notice("the device has left");
+            return;
+        }
+    }
+}
+
+void Record::play()
+{
+    Playback playback(_session.recordedDevices());
+    const bool isPaced = _options.speed > 0;
+    if (isPaced) {
+        playback.startAtPace(_options.speed);
+    }
+    while (!isOver() && (isPaced ? !playback.isFinished() : playback.sendNext())) {
+        if (!isPaced) {
+            drain();
+        } else if (_signals.waitFor(QrxRunLoop::current().fileDescriptor(), millisecondsLeft())) {
+            step();
+        }
+    }
+    drain();
+}
+
+void Record::step()
+{
+    QrxRunLoop::current().runOnce(0);
+    tellLosses();
+}
+
+void Record::drain()
+{
+    while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
+        tellLosses();
+    }
+}
+
+/// Also where the recording has the hole: whoever plays it should know.
+void Record::tellLosses()
+{
+    for (const LossWatch::Loss& loss : _losses.look(*_device)) {
+        notice(lossText(loss));
+        _output.stream() << "# " << lossText(loss) << std::endl;
+        _output.keep();
+    }
+}
+
+bool Record::isPresent() const
+{
+    return std::ranges::any_of(_session.devices(), [this](const DeviceHandle& device) { return device == _device; });
+}
+
+int Record::millisecondsLeft() const
+{
+    if (!_options.seconds) {
+        return SignalWatch::kForever;
+    }
+    // Rounded up: a wait that ends a little early would be followed by one of no length, over and over.
+    const double left = std::chrono::duration<double, std::milli>(_end - Clock::now()).count();
+    constexpr double kLongestWait = 1e9;
+    return static_cast<int>(std::ceil(std::clamp(left, 0.0, kLongestWait)));
+}
+
+/// Says why nothing could come of it, and true, if this user may open no interface of the device.
+bool isRefused(const Options& options)
+{
+    if (!options.recordings.empty()) {
+        return false;
+    }
+    const std::vector<DeviceFinding> findings = checkUp({}, options.devices, Surroundings::examine(""));
+    const auto isDenied = [](const InterfaceFinding& one) { return one.state == InterfaceFinding::State::denied; };
+    if (findings.size() != 1 || !std::ranges::all_of(findings.front().interfaces, isDenied)) {
+        return false;
+    }
+    const std::string ids = findings.front().ids.text();
+    notice("you may not open " + ids);
+    std::cerr << "Try: qrxhid doctor " << ids << "\n";
+    return true;
+}
+
+} // namespace
+
+ExitStatus runRecord(const Options& options, std::ostream& out)
+{
+    if (isRefused(options)) {
+        return kNoPermission;
+    }
+    if (isatty(STDOUT_FILENO) == 0) {
+        return Record(options, out).run();
+    }
+    // A recording has a device's names as they are; a terminal must not obey them.
+    ShownLines lines(out);
+    std::ostream shown(&lines);
+    return Record(options, shown).run();
+}
+
+} // namespace qrxhid

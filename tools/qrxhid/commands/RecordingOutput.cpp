@@ -1,0 +1,77 @@
+#include "commands/RecordingOutput.h"
+
+#include "text/Notice.h"
+
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+namespace qrxhid {
+
+RecordingOutput::RecordingOutput(const std::string& fileName, std::ostream& standardOutput)
+    : _fileName(fileName), _stream(isFile() ? _file : standardOutput)
+{
+}
+
+bool RecordingOutput::isSameFileAs(const std::string& inputName) const
+{
+    const std::filesystem::path input = inputName == "-" ? "/dev/stdin" : inputName;
+    std::error_code error;
+    return isFile() && std::filesystem::is_regular_file(_fileName, error) &&
+           std::filesystem::equivalent(_fileName, input, error);
+}
+
+bool RecordingOutput::open()
+{
+    if (isFile()) {
+        _file.open(_fileName);
+        if (!_file) {
+            notice(_fileName + " cannot be opened: " + std::strerror(errno));
+            return false;
+        }
+        _wholeBytes = 0;
+    }
+    return true;
+}
+
+void RecordingOutput::keep()
+{
+    if (_stream.flush()) {
+        _wholeBytes = _stream.tellp();
+    }
+}
+
+bool RecordingOutput::close()
+{
+    const bool isWritten = !_stream.flush().fail();
+    if (!isWritten) {
+        cut();
+    }
+    if (isFile() && !isWritten) {
+        notice(_fileName + " cannot be written");
+        return false;
+    }
+    return true;
+}
+
+void RecordingOutput::cut()
+{
+    // Before the cut: closing tries once more to write what the stream still has.
+    _file.close();
+    if (_wholeBytes < 0) {
+        return;
+    }
+    std::error_code error;
+    if (!isFile()) {
+        // Of a pipe or a terminal nothing can be taken back, and this fails.
+        if (::ftruncate(STDOUT_FILENO, _wholeBytes) == 0) {
+            ::lseek(STDOUT_FILENO, _wholeBytes, SEEK_SET);
+        }
+    } else if (std::filesystem::is_regular_file(_fileName, error)) {
+        std::filesystem::resize_file(_fileName, static_cast<std::uintmax_t>(_wholeBytes), error);
+    }
+}
+
+} // namespace qrxhid

@@ -1,0 +1,43 @@
+#pragma once
+
+#include "CommandLine.h"
+#include "devices/ChangeFilter.h"
+#include "devices/LossWatch.h"
+
+#include "QrxHIDDevice.h"
+
+#include <nlohmann/json.hpp>
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <ostream>
+#include <vector>
+
+namespace qrxhid {
+
+/// Writes what happens, as text or as one JSON object a line, and flushes after each happening.
+class WatchPrinter {
+public:
+    WatchPrinter(const Options& options, std::ostream& out);
+
+    /// `event` is "present", "arrived" or "left"; `number` tells devices with the same IDs apart.
+    void writeDevice(const char* event, unsigned int number, const QrxHIDDevice& device);
+
+    void writeReport(unsigned int number, const QrxHIDDevice& device, const std::vector<std::uint8_t>& bytes,
+                     int interfaceNumber);
+
+    /// Behind the reports after which others may be missing.
+    void writePossibleLoss(unsigned int number, const LossWatch::Loss& loss);
+
+private:
+    nlohmann::ordered_json eventJson(const char* event, unsigned int number) const;
+
+    bool _isJson;
+    bool _showsChanges;
+    std::ostream& _out;
+    std::chrono::steady_clock::time_point _start;
+    std::map<unsigned int, ChangeFilter> _filters;
+};
+
+} // namespace qrxhid

@@ -1,0 +1,48 @@
+#include "devices/Playback.h"
+
+#include <algorithm>
+
+namespace qrxhid {
+
+Playback::Playback(std::vector<RecordedDevice>& devices)
+{
+    for (RecordedDevice& device : devices) {
+        if (!device.handle) {
+            continue;
+        }
+        _devices.push_back(&device);
+        for (std::size_t i = 0; i < device.recording.events.size(); ++i) {
+            _steps.push_back({device.recording.events[i].timeUs, &device, i});
+        }
+    }
+    std::ranges::stable_sort(_steps, {}, &Step::timeUs);
+}
+
+void Playback::startAtPace(double speed)
+{
+    for (RecordedDevice* device : _devices) {
+        _players.push_back(std::make_unique<QrxRecordingPlayer>(device->recording, *device->device));
+    }
+    for (const auto& player : _players) {
+        player->start(speed);
+    }
+}
+
+bool Playback::isFinished() const
+{
+    return std::ranges::all_of(_players, [](const auto& player) { return player->isFinished(); });
+}
+
+bool Playback::sendNext()
+{
+    if (_nextStep == _steps.size()) {
+        return false;
+    }
+    const Step& step = _steps[_nextStep++];
+    const QrxRecordedEvent& event = step.device->recording.events[step.event];
+    const int interfaceNumber = step.device->recording.interfaces[event.interfaceIndex].number;
+    step.device->device->sendInputReport(interfaceNumber, event.bytes);
+    return true;
+}
+
+} // namespace qrxhid

@@ -1,0 +1,87 @@
+#include "doctor/Authorization.h"
+
+#include "doctor/SysfsAttribute.h"
+
+#include "Linux/SystemCalls.h"
+#include "Linux/UsbDescriptors.h"
+
+#include <algorithm>
+#include <span>
+
+namespace qrxhid {
+
+namespace {
+
+using qrx::platform::SysfsDirectory;
+using qrx::platform::SystemCalls;
+using qrx::platform::UsbDescriptors;
+
+constexpr const char* kDevices = "/sys/bus/usb/devices/";
+constexpr std::uint8_t kHIDClass = 3;
+
+bool isKeptOut(const SysfsDirectory& directory)
+{
+    return attributeText(directory, "authorized") == "0";
+}
+
+std::string reasonFor(const char* what)
+{
+    return std::string("the kernel keeps the ") + what +
+           " out (its attribute authorized is 0): the administrator wants it so, or a guard such as USBGuard";
+}
+
+std::string letIn(const std::string& name)
+{
+    return std::string("echo 1 | sudo tee ") + kDevices + name + "/authorized";
+}
+
+std::optional<UsbDescriptors> readDescriptors(const SysfsDirectory& device)
+{
+    std::string bytes;
+    device.read("descriptors", bytes, qrx::platform::kUsbDescriptorsLimit);
+    return qrx::platform::parseUsbDescriptors({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
+}
+
+bool announcesHID(const UsbDescriptors& usb)
+{
+    return std::ranges::any_of(usb.configurations, [](const UsbDescriptors::Configuration& configuration) {
+        return std::ranges::any_of(configuration.interfaces, [](const UsbDescriptors::Interface& interface) {
+            return interface.interfaceClass == kHIDClass;
+        });
+    });
+}
+
+} // namespace
+
+std::optional<DeviceFinding> findKeptOut(const std::string& root, const std::string& place)
+{
+    SysfsDirectory device(SystemCalls::kernel());
+    if (device.open(root + kDevices + place) != SysfsDirectory::Result::done || !isKeptOut(device)) {
+        return std::nullopt;
+    }
+    const std::optional<UsbDescriptors> usb = readDescriptors(device);
+    if (!usb || !announcesHID(*usb)) {
+        return std::nullopt;
+    }
+    DeviceFinding finding;
+    finding.ids = {usb->vendorID, usb->productID};
+    finding.productName = attributeText(device, "product");
+    finding.place = place;
+    finding.reasons = {reasonFor("device")};
+    finding.nextSteps = {letIn(place)};
+    return finding;
+}
+
+bool explainKeptOut(InterfaceFinding& finding, const std::string& root, const std::string& interface)
+{
+    SysfsDirectory folder(SystemCalls::kernel());
+    if (folder.open(root + kDevices + interface) != SysfsDirectory::Result::done || !isKeptOut(folder)) {
+        return false;
+    }
+    finding.state = InterfaceFinding::State::noDriver;
+    finding.reasons = {reasonFor("interface")};
+    finding.nextSteps = {letIn(interface), "echo " + interface + " | sudo tee /sys/bus/usb/drivers_probe"};
+    return true;
+}
+
+} // namespace qrxhid

@@ -1,0 +1,27 @@
+#include "doctor/UdevDatabase.h"
+
+#include "doctor/FileText.h"
+
+#include <sstream>
+
+namespace qrxhid {
+
+UdevDatabase::Tag UdevDatabase::tagOf(const std::string& node) const
+{
+    const auto numbers = fileText(_root + "/sys/class/hidraw/" + node.substr(node.rfind('/') + 1) + "/dev");
+    std::string majorAndMinor;
+    std::istringstream(numbers.value_or("")) >> majorAndMinor;
+    const auto entry = fileText(_root + "/run/udev/data/c" + majorAndMinor);
+    if (!entry) {
+        return Tag::unknown;
+    }
+    std::istringstream lines(*entry);
+    for (std::string line; std::getline(lines, line);) {
+        if (line == "G:uaccess") {
+            return Tag::given;
+        }
+    }
+    return Tag::notGiven;
+}
+
+} // namespace qrxhid

@@ -1,0 +1,58 @@
+#include "text/DeviceText.h"
+
+#include "text/Notice.h"
+#include "text/UsageNames.h"
+
+#include <set>
+
+namespace qrxhid {
+
+DeviceIdentity identityOf(const QrxHIDDevice& device)
+{
+    return {static_cast<std::uint16_t>(device.getVendorID()), static_cast<std::uint16_t>(device.getProductID())};
+}
+
+std::string deviceTitle(const QrxHIDDevice& device)
+{
+    const std::string vendor = device.getVendorName();
+    const std::string product = device.getProductName();
+    const std::string name = vendor + (vendor.empty() || product.empty() ? "" : " ") + product;
+    return identityOf(device).text() + "  " + (name.empty() ? "(no name)" : shownText(name));
+}
+
+std::vector<int> interfaceNumbers(const QrxHIDDevice& device)
+{
+    std::set<int> numbers;
+    for (unsigned int i = 0; i < device.getElementCount(); ++i) {
+        if (const QrxHIDElementPtr element = device.getElementAtIndex(i)) {
+            numbers.insert(element->getInterfaceNumber());
+        }
+    }
+    return {numbers.begin(), numbers.end()};
+}
+
+std::string interfacePurpose(const QrxHIDDevice& device, int interfaceNumber)
+{
+    return usageText(device.getPrimaryUsagePage(interfaceNumber), device.getPrimaryUsage(interfaceNumber));
+}
+
+nlohmann::ordered_json deviceJson(const QrxHIDDevice& device)
+{
+    return {{"vendorID", device.getVendorID()},           {"productID", device.getProductID()},
+            {"vendorName", device.getVendorName()},       {"productName", device.getProductName()},
+            {"releaseNumber", device.getReleaseNumber()}, {"deviceClass", device.getClass()},
+            {"deviceSubclass", device.getSubclass()},     {"deviceProtocol", device.getProtocol()}};
+}
+
+std::string jsonText(const nlohmann::ordered_json& json, bool isDocument)
+{
+    constexpr int kIndent = 2;
+    constexpr int kOneLine = -1;
+    // What a terminal would obey is escaped as well.
+    constexpr bool kOnlyAscii = true;
+    return json.dump(isDocument ? kIndent : kOneLine, ' ', kOnlyAscii,
+                     nlohmann::ordered_json::error_handler_t::replace) +
+           "\n";
+}
+
+} // namespace qrxhid

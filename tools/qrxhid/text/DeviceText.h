@@ -1,0 +1,31 @@
+#pragma once
+
+#include "devices/DeviceIdentity.h"
+
+#include "QrxHIDDevice.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <vector>
+
+namespace qrxhid {
+
+DeviceIdentity identityOf(const QrxHIDDevice& device);
+
+/// "1209:0002  Qrx Demo Wheel Mouse"
+std::string deviceTitle(const QrxHIDDevice& device);
+
+/// The numbers of the device's HID interfaces, ascending.
+std::vector<int> interfaceNumbers(const QrxHIDDevice& device);
+
+/// What the interface is in the first place: "Generic Desktop: Mouse".
+std::string interfacePurpose(const QrxHIDDevice& device, int interfaceNumber);
+
+/// Identity and names; texts as the device has them.
+nlohmann::ordered_json deviceJson(const QrxHIDDevice& device);
+
+/// One line or document of JSON in ASCII; bytes that are not UTF-8 become the replacement character.
+std::string jsonText(const nlohmann::ordered_json& json, bool isDocument);
+
+} // namespace qrxhid
