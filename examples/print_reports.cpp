@@ -1,4 +1,4 @@
-// Prints the input reports of every gamepad of one maker, whenever it is plugged in.
+// Prints the input reports of every HID device of one vendor, those that are plugged in later included.
 #include <QrxDeviceTree.h>
 #include <QrxDeviceTreeDelegateInterface.h>
 #include <QrxHIDDevice.h>

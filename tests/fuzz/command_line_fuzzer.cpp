@@ -2,6 +2,7 @@
 
 #include "CommandLine.h"
 #include "Failure.h"
+#include "OptionValues.h"
 #include "UsageError.h"
 
 #include <cmath>
@@ -10,20 +11,29 @@ namespace {
 
 void check(const qrxhid::CommandLine& line)
 {
-    using qrxhid::Command;
-    if (line.text) {
-        require(!line.text->empty(), "help says something");
-        return;
+    require((line.command != nullptr) != !line.text.empty(), "there is a command, or help says something");
+}
+
+/// The values of options: understood within their bounds, or refused.
+template <class Parse, class Holds>
+void checkValue(Parse parse, Holds holds)
+{
+    try {
+        require(holds(parse()), "a value is within its bounds");
+    } catch (const qrxhid::UsageError& error) {
+        require(*error.what() != '\0' && !error.hint().empty(), "a refusal has a reason and a hint");
     }
-    const qrxhid::Options& options = line.options;
-    require(std::isfinite(options.speed) && options.speed >= 0, "a speed is a number from 0 on");
-    require(!options.count || *options.count > 0, "a count is from 1 on");
-    require(!options.seconds || (*options.seconds > 0 && *options.seconds <= 1e9), "a time is above 0, and some years");
-    require(!options.interfaceNumber || (*options.interfaceNumber >= 0 && *options.interfaceNumber <= 255),
-            "an interface's number is a byte");
-    require(options.command != Command::rule || options.devices.empty(), "a rule is for a device, not for a pattern");
-    require(options.command != Command::record || !options.devices.empty() || options.recordings.size() == 1,
-            "what is recorded is named");
+}
+
+void checkValues(const std::string& word)
+{
+    checkValue([&word] { return qrxhid::parseSpeed(word); },
+               [](double speed) { return std::isfinite(speed) && speed >= 0; });
+    checkValue([&word] { return qrxhid::parseCount(word); }, [](std::uint64_t count) { return count > 0; });
+    checkValue([&word] { return qrxhid::parseSeconds(word); },
+               [](double seconds) { return seconds > 0 && seconds <= 1e9; });
+    checkValue([&word] { return qrxhid::parseInterface(word); },
+               [](int number) { return number >= 0 && number <= 255; });
 }
 
 } // namespace
@@ -42,6 +52,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     std::vector<const char*> pointers;
     for (const std::string& word : words) {
         pointers.push_back(word.c_str());
+        checkValues(word);
     }
     try {
         check(qrxhid::CommandLine::parse(static_cast<int>(pointers.size()), pointers.data()));

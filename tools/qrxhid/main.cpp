@@ -44,29 +44,11 @@ private:
 
 ExitStatus runCommand(const CommandLine& line, std::ostream& out)
 {
-    if (line.text) {
-        out << *line.text;
+    if (!line.command) {
+        out << line.text;
         return kSuccess;
     }
-    switch (line.options.command) {
-    case Command::list:
-        return runList(line.options, out);
-    case Command::tree:
-        return runTree(line.options, out);
-    case Command::dump:
-        return runDump(line.options, out);
-    case Command::watch:
-        return runWatch(line.options, out);
-    case Command::record:
-        return runRecord(line.options, out);
-    case Command::doctor:
-        return runDoctor(line.options, out);
-    case Command::rule:
-        return runRule(line.options, out);
-    case Command::demo:
-        return runDemo(out);
-    }
-    return kFailure;
+    return line.command->run(out);
 }
 
 ExitStatus run(int count, const char* const* words, std::ostream& out)

@@ -312,7 +312,9 @@ ExitStatus Demo::showResult()
 
 } // namespace
 
-ExitStatus runDemo(std::ostream& out)
+void DemoCommand::declareOptions(CLI::App&) {}
+
+ExitStatus DemoCommand::run(std::ostream& out)
 {
     return Demo(out).run();
 }

@@ -1,13 +1,18 @@
 #pragma once
 
-#include "ExitStatus.h"
-
-#include <ostream>
+#include "Command.h"
 
 namespace qrxhid {
 
-/// Virtual devices arrive, are shown as trees, deliver input, take reports, leave and come back. Every step is checked;
-/// success means that all of it really happened.
-ExitStatus runDemo(std::ostream& out);
+/// Built-in virtual devices through the whole library, checked step by step.
+class DemoCommand : public Command {
+public:
+    static constexpr CommandText kText = {"demo", "Exercise the library with built-in virtual devices",
+                                          "Example:\n"
+                                          "  qrxhid demo"};
+
+    void declareOptions(CLI::App& app) override;
+    ExitStatus run(std::ostream& out) override;
+};
 
 } // namespace qrxhid

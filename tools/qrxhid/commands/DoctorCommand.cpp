@@ -1,5 +1,6 @@
 #include "commands/DoctorCommand.h"
 
+#include "OptionValues.h"
 #include "doctor/Checkup.h"
 #include "text/DeviceText.h"
 #include "text/Notice.h"
@@ -120,12 +121,31 @@ ExitStatus statusOf(const std::vector<DeviceFinding>& findings)
 
 } // namespace
 
-ExitStatus runDoctor(const Options& options, std::ostream& out)
+void DoctorCommand::declareOptions(CLI::App& app)
 {
-    const Surroundings surroundings = Surroundings::examine(options.systemRoot);
-    const std::vector<DeviceFinding> findings =
-        checkUp({options.systemRoot, options.userID}, options.devices, surroundings);
-    if (options.json) {
+    // A group without a name is not shown in help.
+    constexpr const char* kHidden = "";
+    app.add_option("devices", _deviceTexts, "Only devices with these IDs")->type_name("VID:PID");
+    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
+    app.add_option("--sysroot", _systemRoot)->group(kHidden);
+    app.add_option("--uid", _userText)->group(kHidden);
+}
+
+void DoctorCommand::checkOptions()
+{
+    for (const std::string& text : _deviceTexts) {
+        _devices.push_back(DeviceSelector::parse(text, ""));
+    }
+    if (_userText) {
+        _userID = parseWhole("--uid", *_userText, UINT32_MAX);
+    }
+}
+
+ExitStatus DoctorCommand::run(std::ostream& out)
+{
+    const Surroundings surroundings = Surroundings::examine(_systemRoot);
+    const std::vector<DeviceFinding> findings = checkUp({_systemRoot, _userID}, _devices, surroundings);
+    if (_isJson) {
         out << documentText(findings, surroundings);
     } else {
         for (const std::string& remark : remarksOn(surroundings)) {
@@ -135,7 +155,7 @@ ExitStatus runDoctor(const Options& options, std::ostream& out)
             writeDevice(out, device);
         }
     }
-    return reportAbsent(findings, options.devices) ? statusOf(findings) : kNoDevice;
+    return reportAbsent(findings, _devices) ? statusOf(findings) : kNoDevice;
 }
 
 } // namespace qrxhid

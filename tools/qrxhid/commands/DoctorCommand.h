@@ -1,13 +1,37 @@
 #pragma once
 
-#include "CommandLine.h"
-#include "ExitStatus.h"
+#include "Command.h"
+#include "devices/DeviceSelector.h"
 
-#include <ostream>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace qrxhid {
 
-/// Whether each device can be used, and if not, why and what would help. Opens no report node.
-ExitStatus runDoctor(const Options& options, std::ostream& out);
+/// What keeps devices from being used, and what would help.
+class DoctorCommand : public Command {
+public:
+    static constexpr CommandText kText = {"doctor",
+                                          "Say for each device whether it can be used, and if not, why and what to do",
+                                          "It reads and opens nothing.\n"
+                                          "Examples:\n"
+                                          "  qrxhid doctor\n"
+                                          "  qrxhid doctor 04d8:003f --json"};
+
+    void declareOptions(CLI::App& app) override;
+    void checkOptions() override;
+    ExitStatus run(std::ostream& out) override;
+
+private:
+    std::vector<std::string> _deviceTexts;
+    std::vector<DeviceSelector> _devices;
+    bool _isJson = false;
+    /// For tests: what all paths begin with.
+    std::string _systemRoot;
+    /// For tests: in whose place to ask, judged by owner and mode alone.
+    std::optional<std::string> _userText;
+    std::optional<unsigned int> _userID;
+};
 
 } // namespace qrxhid

@@ -25,9 +25,19 @@ std::string dumpText(const QrxHIDDevice& device)
 
 } // namespace
 
-ExitStatus runDump(const Options& options, std::ostream& out)
+void DumpCommand::declareOptions(CLI::App& app)
 {
-    DeviceSession session(options);
+    _choice.declareOptions(app);
+}
+
+void DumpCommand::checkOptions()
+{
+    _choice.checkOptions();
+}
+
+ExitStatus DumpCommand::run(std::ostream& out)
+{
+    DeviceSession session(_choice);
     session.begin();
     for (const DeviceHandle& device : session.devices()) {
         out << dumpText(*device) << "\n";

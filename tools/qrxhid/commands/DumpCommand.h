@@ -1,13 +1,24 @@
 #pragma once
 
-#include "CommandLine.h"
-#include "ExitStatus.h"
-
-#include <ostream>
+#include "Command.h"
+#include "devices/DeviceChoice.h"
 
 namespace qrxhid {
 
-/// Each device as the library prints it. Throws QrxRecordingError, UnknownDevice.
-ExitStatus runDump(const Options& options, std::ostream& out);
+/// Each device as the library prints it.
+class DumpCommand : public Command {
+public:
+    static constexpr CommandText kText = {"dump", "Print each device as the library does",
+                                          "Examples:\n"
+                                          "  qrxhid dump --device 046d:c077\n"
+                                          "  qrxhid dump --recording mouse.hid"};
+
+    void declareOptions(CLI::App& app) override;
+    void checkOptions() override;
+    ExitStatus run(std::ostream& out) override;
+
+private:
+    DeviceChoice _choice;
+};
 
 } // namespace qrxhid

@@ -31,19 +31,30 @@ nlohmann::ordered_json listedJson(const QrxHIDDevice& device)
 
 } // namespace
 
-ExitStatus runList(const Options& options, std::ostream& out)
+void ListCommand::declareOptions(CLI::App& app)
 {
-    DeviceSession session(options);
+    _choice.declareOptions(app);
+    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
+}
+
+void ListCommand::checkOptions()
+{
+    _choice.checkOptions();
+}
+
+ExitStatus ListCommand::run(std::ostream& out)
+{
+    DeviceSession session(_choice);
     session.begin();
     nlohmann::ordered_json document = {{"devices", nlohmann::ordered_json::array()}};
     for (const DeviceHandle& device : session.devices()) {
-        if (options.json) {
+        if (_isJson) {
             document["devices"].push_back(listedJson(*device));
         } else {
             out << deviceTitle(*device) << "  [" << interfacesText(*device) << "]\n";
         }
     }
-    if (options.json) {
+    if (_isJson) {
         out << jsonText(document, true);
     }
     return session.reportUnusableRecordings() ? kSuccess : kFailure;

@@ -1,13 +1,26 @@
 #pragma once
 
-#include "CommandLine.h"
-#include "ExitStatus.h"
-
-#include <ostream>
+#include "Command.h"
+#include "devices/DeviceChoice.h"
 
 namespace qrxhid {
 
-/// One line for each device. Throws QrxRecordingError, UnknownDevice.
-ExitStatus runList(const Options& options, std::ostream& out);
+/// The devices, one line each.
+class ListCommand : public Command {
+public:
+    static constexpr CommandText kText = {"list", "List the HID devices, one line each",
+                                          "Examples:\n"
+                                          "  qrxhid list\n"
+                                          "  qrxhid list --device 046d: --json\n"
+                                          "  qrxhid list --recording keyboard.hid mouse.hid"};
+
+    void declareOptions(CLI::App& app) override;
+    void checkOptions() override;
+    ExitStatus run(std::ostream& out) override;
+
+private:
+    DeviceChoice _choice;
+    bool _isJson = false;
+};
 
 } // namespace qrxhid

@@ -1,5 +1,6 @@
 #include "commands/RecordCommand.h"
 
+#include "OptionValues.h"
 #include "UsageError.h"
 #include "commands/RecordingOutput.h"
 #include "devices/DeviceDescription.h"
@@ -30,8 +31,8 @@ using Clock = std::chrono::steady_clock;
 
 class Record {
 public:
-    Record(const Options& options, std::ostream& standardOutput)
-        : _options(options), _output(options.output, standardOutput), _session(options)
+    Record(const RecordOptions& options, DeviceSession& session, std::ostream& standardOutput)
+        : _options(options), _output(options.output, standardOutput), _session(session)
     {
     }
     ~Record();
@@ -54,9 +55,9 @@ private:
     bool isOver() const { return _isEnough || _signals.hasSignal() || !_output.stream() || Clock::now() >= _end; }
     int millisecondsLeft() const;
 
-    const Options& _options;
+    const RecordOptions& _options;
     RecordingOutput _output;
-    DeviceSession _session;
+    DeviceSession& _session;
     SignalWatch _signals;
     DeviceHandle _device;
     QrxRecording _recording;
@@ -118,10 +119,10 @@ ExitStatus Record::run()
 /// A recording that is played must not be lost by it, and often is longer than what is made of it.
 void Record::checkOutput() const
 {
-    for (const std::string& played : _options.recordings) {
-        if (_output.isSameFileAs(played)) {
+    for (const RecordedDevice& played : _session.recordedDevices()) {
+        if (_output.isSameFileAs(played.fileName)) {
             throw UsageError("--output " + _options.output + " is the recording that is played",
-                             "qrxhid record --recording " + played + " --output OTHER");
+                             "qrxhid record --recording " + played.fileName + " --output OTHER");
         }
     }
 }
@@ -158,7 +159,7 @@ void Record::takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNum
     _output.keep();
     _losses.noteReport(interfaceNumber);
     ++_reports;
-    _isEnough = _options.count && _reports >= *_options.count;
+    _isEnough = _options.limits.isEnough(_reports);
 }
 
 void Record::recordUntilSignal()
@@ -178,9 +179,9 @@ void Record::recordUntilSignal()
 void Record::play()
 {
     Playback playback(_session.recordedDevices());
-    const bool isPaced = _options.speed > 0;
+    const bool isPaced = _options.limits.speed() > 0;
     if (isPaced) {
-        playback.startAtPace(_options.speed);
+        playback.startAtPace(_options.limits.speed());
     }
     while (!isOver() && (isPaced ? !playback.isFinished() : playback.sendNext())) {
         if (!isPaced) {
@@ -231,13 +232,35 @@ int Record::millisecondsLeft() const
     return static_cast<int>(std::ceil(std::clamp(left, 0.0, kLongestWait)));
 }
 
-/// Says why nothing could come of it, and true, if this user may open no interface of the device.
-bool isRefused(const Options& options)
+} // namespace
+
+void RecordCommand::declareOptions(CLI::App& app)
 {
-    if (!options.recordings.empty()) {
+    _choice.declareOptions(app);
+    _options.limits.declareOptions(app);
+    app.add_option("--output", _options.output, "Write to this file instead of standard output")->type_name("FILE");
+    app.add_option("--time", _secondsText, "End after this many seconds")->type_name("S");
+}
+
+void RecordCommand::checkOptions()
+{
+    _choice.checkOptions();
+    _options.limits.checkOptions("record", _choice.hasRecordings());
+    if (_secondsText) {
+        _options.seconds = parseSeconds(*_secondsText);
+    }
+    if (_choice.isEverything() && _choice.recordings().size() != 1) {
+        throw UsageError("which device?", "qrxhid record --device VID:PID");
+    }
+}
+
+/// Says why nothing could come of it, and true, if this user may open no interface of the device.
+bool RecordCommand::isRefused() const
+{
+    if (_choice.hasRecordings()) {
         return false;
     }
-    const std::vector<DeviceFinding> findings = checkUp({}, options.devices, Surroundings::examine(""));
+    const std::vector<DeviceFinding> findings = checkUp({}, _choice.selectors(), Surroundings::examine(""));
     const auto isDenied = [](const InterfaceFinding& one) { return one.state == InterfaceFinding::State::denied; };
     if (findings.size() != 1 || !std::ranges::all_of(findings.front().interfaces, isDenied)) {
         return false;
@@ -248,20 +271,19 @@ bool isRefused(const Options& options)
     return true;
 }
 
-} // namespace
-
-ExitStatus runRecord(const Options& options, std::ostream& out)
+ExitStatus RecordCommand::run(std::ostream& out)
 {
-    if (isRefused(options)) {
+    if (isRefused()) {
         return kNoPermission;
     }
+    DeviceSession session(_choice);
     if (isatty(STDOUT_FILENO) == 0) {
-        return Record(options, out).run();
+        return Record(_options, session, out).run();
     }
     // A recording has a device's names as they are; a terminal must not obey them.
     ShownLines lines(out);
     std::ostream shown(&lines);
-    return Record(options, shown).run();
+    return Record(_options, session, shown).run();
 }
 
 } // namespace qrxhid

@@ -1,13 +1,43 @@
 #pragma once
 
-#include "CommandLine.h"
-#include "ExitStatus.h"
+#include "Command.h"
+#include "commands/InputLimits.h"
+#include "devices/DeviceChoice.h"
 
-#include <ostream>
+#include <optional>
+#include <string>
 
 namespace qrxhid {
 
-/// Writes a device and its input as a recording. Throws QrxRecordingError, UnknownDevice.
-ExitStatus runRecord(const Options& options, std::ostream& out);
+struct RecordOptions {
+    InputLimits limits;
+    /// After which recording ends.
+    std::optional<double> seconds;
+    /// A file; empty or "-" is standard output.
+    std::string output;
+};
+
+/// Writes a device and its input as a recording.
+class RecordCommand : public Command {
+public:
+    static constexpr CommandText kText = {"record", "Write a device's interfaces and input as a recording",
+                                          "It ends with Ctrl-C, when the device leaves, or after a count or time. "
+                                          "Whenever it ends, what is written is a\n"
+                                          "recording that hid-replay and this program take.\n"
+                                          "Examples:\n"
+                                          "  qrxhid record --device 046d:c077 --output mouse.hid\n"
+                                          "  qrxhid record --device 04d8:003f --count 100 --time 10"};
+
+    void declareOptions(CLI::App& app) override;
+    void checkOptions() override;
+    ExitStatus run(std::ostream& out) override;
+
+private:
+    bool isRefused() const;
+
+    DeviceChoice _choice;
+    std::optional<std::string> _secondsText;
+    RecordOptions _options;
+};
 
 } // namespace qrxhid

@@ -1,12 +1,45 @@
 #include "commands/RuleCommand.h"
 
-#include "doctor/UdevRule.h"
+#include "OptionValues.h"
+#include "UsageError.h"
+#include "devices/DeviceSelector.h"
 
 namespace qrxhid {
 
-ExitStatus runRule(const Options& options, std::ostream& out)
+namespace {
+
+/// Everybody's keyboard is a HID device: no rule opens more than what somebody has asked for by name.
+DeviceIdentity parseRuleDevice(const std::string& text)
 {
-    out << UdevRule{options.ruleDevice, options.interfaceNumber}.text();
+    const std::optional<DeviceIdentity> device = parseIdentity(text);
+    if (!device) {
+        throw UsageError("a rule for " + DeviceSelector::parse(text, "").text() +
+                             " would open more than one kind of device, and with them keyboards that passwords are "
+                             "typed on; a rule names both IDs",
+                         "qrxhid list, then qrxhid rule VID:PID");
+    }
+    return *device;
+}
+
+} // namespace
+
+void RuleCommand::declareOptions(CLI::App& app)
+{
+    app.add_option("device", _deviceText, "The device's IDs, hexadecimal")->type_name("VID:PID")->required();
+    app.add_option("--interface", _interfaceText, "Only this interface of the device")->type_name("N");
+}
+
+void RuleCommand::checkOptions()
+{
+    _rule.device = parseRuleDevice(_deviceText);
+    if (_interfaceText) {
+        _rule.interfaceNumber = parseInterface(*_interfaceText);
+    }
+}
+
+ExitStatus RuleCommand::run(std::ostream& out)
+{
+    out << _rule.text();
     return kSuccess;
 }
 

@@ -6,14 +6,25 @@
 
 namespace qrxhid {
 
-ExitStatus runTree(const Options& options, std::ostream& out)
+void TreeCommand::declareOptions(CLI::App& app)
 {
-    DeviceSession session(options);
+    _choice.declareOptions(app);
+    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
+}
+
+void TreeCommand::checkOptions()
+{
+    _choice.checkOptions();
+}
+
+ExitStatus TreeCommand::run(std::ostream& out)
+{
+    DeviceSession session(_choice);
     session.begin();
     nlohmann::ordered_json document = {{"devices", nlohmann::ordered_json::array()}};
     const char* separator = "";
     for (const DeviceHandle& device : session.devices()) {
-        if (options.json) {
+        if (_isJson) {
             document["devices"].push_back(treeJson(*device));
         } else {
             out << separator;
@@ -21,7 +32,7 @@ ExitStatus runTree(const Options& options, std::ostream& out)
             separator = "\n";
         }
     }
-    if (options.json) {
+    if (_isJson) {
         out << jsonText(document, true);
     }
     return session.reportUnusableRecordings() ? kSuccess : kFailure;

@@ -1,13 +1,25 @@
 #pragma once
 
-#include "CommandLine.h"
-#include "ExitStatus.h"
-
-#include <ostream>
+#include "Command.h"
+#include "devices/DeviceChoice.h"
 
 namespace qrxhid {
 
-/// Interfaces, elements and reports of each device. Throws QrxRecordingError, UnknownDevice.
-ExitStatus runTree(const Options& options, std::ostream& out);
+/// Each device's interfaces, elements and reports.
+class TreeCommand : public Command {
+public:
+    static constexpr CommandText kText = {"tree", "Show each device's interfaces, elements and reports",
+                                          "Examples:\n"
+                                          "  qrxhid tree --device 046d:c077\n"
+                                          "  qrxhid tree --recording mouse.hid --json"};
+
+    void declareOptions(CLI::App& app) override;
+    void checkOptions() override;
+    ExitStatus run(std::ostream& out) override;
+
+private:
+    DeviceChoice _choice;
+    bool _isJson = false;
+};
 
 } // namespace qrxhid

@@ -1,5 +1,6 @@
 #include "commands/WatchCommand.h"
 
+#include "UsageError.h"
 #include "commands/WatchPrinter.h"
 #include "devices/DeviceSession.h"
 #include "devices/InputListener.h"
@@ -16,7 +17,7 @@ namespace {
 
 class Watch {
 public:
-    Watch(const Options& options, std::ostream& out);
+    Watch(const InputLimits& limits, const WatchStyle& style, DeviceSession& session, std::ostream& out);
     ~Watch();
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
@@ -45,9 +46,9 @@ private:
     static void takeLastReports();
     bool isOver() const { return _isEnough || _signals.hasSignal() || !_out; }
 
-    const Options& _options;
+    const InputLimits& _limits;
     std::ostream& _out;
-    DeviceSession _session;
+    DeviceSession& _session;
     // After the recordings are read: they may come from a terminal, and Ctrl-C must end that as usual.
     SignalWatch _signals;
     WatchPrinter _printer;
@@ -57,8 +58,8 @@ private:
     bool _isEnough = false;
 };
 
-Watch::Watch(const Options& options, std::ostream& out)
-    : _options(options), _out(out), _session(options), _printer(options, out)
+Watch::Watch(const InputLimits& limits, const WatchStyle& style, DeviceSession& session, std::ostream& out)
+    : _limits(limits), _out(out), _session(session), _printer(style, out)
 {
 }
 
@@ -106,7 +107,7 @@ void Watch::takeReport(unsigned int number, QrxHIDDevice& device, const std::vec
     _printer.writeReport(number, device, bytes, interfaceNumber);
     std::ranges::find(_known, number, &Known::number)->losses.noteReport(interfaceNumber);
     ++_reports;
-    _isEnough = _options.count && _reports >= *_options.count;
+    _isEnough = _limits.isEnough(_reports);
 }
 
 void Watch::watchUntilSignal()
@@ -119,8 +120,8 @@ void Watch::watchUntilSignal()
 void Watch::play()
 {
     Playback playback(_session.recordedDevices());
-    if (_options.speed > 0) {
-        playback.startAtPace(_options.speed);
+    if (_limits.speed() > 0) {
+        playback.startAtPace(_limits.speed());
         playAtPace(playback);
     } else {
         playEventByEvent(playback);
@@ -215,9 +216,30 @@ void Watch::takeLastReports()
 
 } // namespace
 
-ExitStatus runWatch(const Options& options, std::ostream& out)
+void WatchCommand::declareOptions(CLI::App& app)
 {
-    return Watch(options, out).run();
+    _choice.declareOptions(app);
+    _limits.declareOptions(app);
+    app.add_flag("--json", _style.isJson, "One JSON object a line")->disable_flag_override();
+    app.add_flag("--changes", _style.onlyChanges, "Of the decoded values show only those that changed")
+        ->disable_flag_override();
+    app.add_flag("--wait", _waits, "With --device: wait for a device that is not there yet")->disable_flag_override();
+}
+
+void WatchCommand::checkOptions()
+{
+    _choice.checkOptions();
+    _limits.checkOptions("watch", _choice.hasRecordings());
+    if (_waits && (_choice.isEverything() || _choice.hasRecordings())) {
+        throw UsageError("--wait is for a real device that --device names", "qrxhid watch --device VID:PID --wait");
+    }
+}
+
+ExitStatus WatchCommand::run(std::ostream& out)
+{
+    DeviceSession session(_choice);
+    session.mayBeAbsent(_waits);
+    return Watch(_limits, _style, session, out).run();
 }
 
 } // namespace qrxhid

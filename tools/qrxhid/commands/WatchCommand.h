@@ -1,14 +1,34 @@
 #pragma once
 
-#include "CommandLine.h"
-#include "ExitStatus.h"
-
-#include <ostream>
+#include "Command.h"
+#include "commands/InputLimits.h"
+#include "commands/WatchPrinter.h"
+#include "devices/DeviceChoice.h"
 
 namespace qrxhid {
 
 /// Arrivals, removals and input reports, until a signal comes, the recordings are played, or enough reports have come.
-/// Throws QrxRecordingError, UnknownDevice.
-ExitStatus runWatch(const Options& options, std::ostream& out);
+class WatchCommand : public Command {
+public:
+    static constexpr CommandText kText = {
+        "watch", "Show arrivals, removals and decoded input reports",
+        "Without recordings it ends with Ctrl-C, with recordings when all are played.\n"
+        "Examples:\n"
+        "  qrxhid watch --changes\n"
+        "  qrxhid watch --device 046d: --count 10 --json\n"
+        "  qrxhid watch --device 04d8:003f --wait\n"
+        "  qrxhid watch --recording mouse.hid --speed 0"};
+
+    void declareOptions(CLI::App& app) override;
+    void checkOptions() override;
+    ExitStatus run(std::ostream& out) override;
+
+private:
+    DeviceChoice _choice;
+    InputLimits _limits;
+    WatchStyle _style;
+    /// Wait for a chosen device that is not there yet.
+    bool _waits = false;
+};
 
 } // namespace qrxhid

@@ -30,8 +30,8 @@ std::uint32_t reportIDOf(const QrxHIDDevice& device, const std::vector<std::uint
 
 } // namespace
 
-WatchPrinter::WatchPrinter(const Options& options, std::ostream& out)
-    : _isJson(options.json), _showsChanges(options.changes), _out(out), _start(std::chrono::steady_clock::now())
+WatchPrinter::WatchPrinter(const WatchStyle& style, std::ostream& out)
+    : _style(style), _out(out), _start(std::chrono::steady_clock::now())
 {
 }
 
@@ -43,7 +43,7 @@ nlohmann::ordered_json WatchPrinter::eventJson(const char* event, unsigned int n
 
 void WatchPrinter::writeDevice(const char* event, unsigned int number, const QrxHIDDevice& device)
 {
-    if (_isJson) {
+    if (_style.isJson) {
         nlohmann::ordered_json json = eventJson(event, number);
         json.update(deviceJson(device));
         _out << jsonText(json, false);
@@ -59,10 +59,10 @@ void WatchPrinter::writeReport(unsigned int number, const QrxHIDDevice& device, 
     const std::uint32_t reportID = reportIDOf(device, bytes, interfaceNumber);
     std::vector<QrxDecodedValue> values =
         QrxDecodeReport(device, kInputReport, bytes.data(), bytes.size(), interfaceNumber);
-    if (_showsChanges) {
+    if (_style.onlyChanges) {
         values = _filters[number].changes(interfaceNumber, reportID, values);
     }
-    if (_isJson) {
+    if (_style.isJson) {
         nlohmann::ordered_json json = eventJson("report", number);
         json["interface"] = interfaceNumber;
         json["type"] = "input";
@@ -80,7 +80,7 @@ void WatchPrinter::writeReport(unsigned int number, const QrxHIDDevice& device, 
 
 void WatchPrinter::writePossibleLoss(unsigned int number, const LossWatch::Loss& loss)
 {
-    if (_isJson) {
+    if (_style.isJson) {
         nlohmann::ordered_json json = eventJson("possibleLoss", number);
         json["interface"] = loss.interfaceNumber;
         json["count"] = loss.count;

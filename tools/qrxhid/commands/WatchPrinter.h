@@ -1,6 +1,5 @@
 #pragma once
 
-#include "CommandLine.h"
 #include "devices/ChangeFilter.h"
 #include "devices/LossWatch.h"
 
@@ -16,10 +15,18 @@
 
 namespace qrxhid {
 
+/// How a watch is shown.
+struct WatchStyle {
+    /// One JSON object a line.
+    bool isJson = false;
+    /// Of the decoded values only those that changed.
+    bool onlyChanges = false;
+};
+
 /// Writes what happens, as text or as one JSON object a line, and flushes after each happening.
 class WatchPrinter {
 public:
-    WatchPrinter(const Options& options, std::ostream& out);
+    WatchPrinter(const WatchStyle& style, std::ostream& out);
 
     /// `event` is "present", "arrived" or "left"; `number` tells devices with the same IDs apart.
     void writeDevice(const char* event, unsigned int number, const QrxHIDDevice& device);
@@ -33,8 +40,7 @@ public:
 private:
     nlohmann::ordered_json eventJson(const char* event, unsigned int number) const;
 
-    bool _isJson;
-    bool _showsChanges;
+    WatchStyle _style;
     std::ostream& _out;
     std::chrono::steady_clock::time_point _start;
     std::map<unsigned int, ChangeFilter> _filters;

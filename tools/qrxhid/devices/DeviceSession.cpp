@@ -41,9 +41,9 @@ UnknownDevice unknownDevice(const DeviceSelector& selector)
 
 } // namespace
 
-DeviceSession::DeviceSession(const Options& options) : _selectors(options.devices), _mayBeAbsent(options.wait)
+DeviceSession::DeviceSession(const DeviceChoice& choice) : _selectors(choice.selectors())
 {
-    for (const std::string& fileName : options.recordings) {
+    for (const std::string& fileName : choice.recordings()) {
         _recorded.push_back({fileName, readRecording(fileName), nullptr, {}});
     }
     makeTree();

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "CommandLine.h"
+#include "devices/DeviceChoice.h"
 
 #include "QrxDeviceTree.h"
 #include "QrxDeviceTreeDelegateInterface.h"
@@ -48,14 +48,17 @@ struct RecordedDevice {
 class DeviceSession : private QrxDeviceTreeDelegateInterface {
 public:
     /// Reads all recordings. Throws QrxRecordingError before anything else has happened.
-    explicit DeviceSession(const Options& options);
+    explicit DeviceSession(const DeviceChoice& choice);
     /// With recordings that are read already.
     explicit DeviceSession(std::vector<RecordedDevice> recorded);
     ~DeviceSession() override;
     DeviceSession(const DeviceSession&) = delete;
     DeviceSession& operator=(const DeviceSession&) = delete;
 
-    /// Finds the devices. Throws UnknownDevice if one of the selected is not there, unless the options say to wait.
+    /// Before begin(): a selected device need not be there.
+    void mayBeAbsent(bool may) { _mayBeAbsent = may; }
+
+    /// Finds the devices. Throws UnknownDevice if one of the selected is not there.
     void begin();
 
     /// The devices that are there now, in the order of their arrival.

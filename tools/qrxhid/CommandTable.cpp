@@ -1,0 +1,42 @@
+#include "CommandTable.h"
+
+#include "commands/DemoCommand.h"
+#include "commands/DoctorCommand.h"
+#include "commands/DumpCommand.h"
+#include "commands/ListCommand.h"
+#include "commands/RecordCommand.h"
+#include "commands/RuleCommand.h"
+#include "commands/TreeCommand.h"
+#include "commands/WatchCommand.h"
+
+#include <algorithm>
+
+namespace qrxhid {
+
+namespace {
+
+template <class SomeCommand>
+constexpr CommandRow rowOf()
+{
+    return {SomeCommand::kText, []() -> std::unique_ptr<Command> { return std::make_unique<SomeCommand>(); }};
+}
+
+constexpr CommandRow kCommands[] = {
+    rowOf<ListCommand>(),   rowOf<TreeCommand>(),   rowOf<DumpCommand>(), rowOf<WatchCommand>(),
+    rowOf<RecordCommand>(), rowOf<DoctorCommand>(), rowOf<RuleCommand>(), rowOf<DemoCommand>(),
+};
+
+} // namespace
+
+std::span<const CommandRow> commandTable()
+{
+    return kCommands;
+}
+
+const CommandRow* findCommand(std::string_view name)
+{
+    const auto* row = std::ranges::find_if(kCommands, [name](const CommandRow& one) { return name == one.text.name; });
+    return row == std::end(kCommands) ? nullptr : row;
+}
+
+} // namespace qrxhid

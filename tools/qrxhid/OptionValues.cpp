@@ -1,0 +1,69 @@
+#include "OptionValues.h"
+
+#include "UsageError.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+
+namespace qrxhid {
+
+namespace {
+
+/// Nothing may follow the number.
+template <class Number>
+bool isWhole(const std::string& text, Number& number)
+{
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() && end == text.data() + text.size();
+}
+
+} // namespace
+
+double parseSpeed(const std::string& text)
+{
+    double speed = 0;
+    if (!CLI::detail::lexical_cast(text, speed) || !std::isfinite(speed) || speed < 0) {
+        throw UsageError("--speed " + text + ": not a number from 0 on",
+                         "--speed 1, or --speed 0 for as fast as possible");
+    }
+    return speed;
+}
+
+std::uint64_t parseCount(const std::string& text)
+{
+    std::uint64_t count = 0;
+    if (!isWhole(text, count) || count == 0) {
+        throw UsageError("--count " + text + ": not a number from 1 on", "--count 10");
+    }
+    return count;
+}
+
+double parseSeconds(const std::string& text)
+{
+    double seconds = 0;
+    if (!CLI::detail::lexical_cast(text, seconds) || !std::isfinite(seconds) || seconds <= 0) {
+        throw UsageError("--time " + text + ": not a number of seconds above 0", "--time 10");
+    }
+    constexpr double kLongest = 1e9;
+    return std::min(seconds, kLongest);
+}
+
+unsigned int parseWhole(std::string_view option, const std::string& text, unsigned int limit)
+{
+    unsigned int number = 0;
+    if (!isWhole(text, number) || number > limit) {
+        throw UsageError(std::string(option) + " " + text + ": not a number from 0 to " + std::to_string(limit),
+                         std::string(option) + " 0");
+    }
+    return number;
+}
+
+int parseInterface(const std::string& text)
+{
+    return static_cast<int>(parseWhole("--interface", text, UINT8_MAX));
+}
+
+} // namespace qrxhid

@@ -1,0 +1,28 @@
+#include "commands/InputLimits.h"
+
+#include "OptionValues.h"
+#include "UsageError.h"
+
+namespace qrxhid {
+
+void InputLimits::declareOptions(CLI::App& app)
+{
+    app.add_option("--speed", _speedText, "Play recordings at this multiple of their speed; 0: as fast as possible (1)")
+        ->type_name("FACTOR");
+    app.add_option("--count", _countText, "End after this many input reports")->type_name("N");
+}
+
+void InputLimits::checkOptions(const std::string& command, bool hasRecordings)
+{
+    if (_speedText) {
+        _speed = parseSpeed(*_speedText);
+    }
+    if (_countText) {
+        _count = parseCount(*_countText);
+    }
+    if (_speedText && !hasRecordings) {
+        throw UsageError("--speed is for recordings", "qrxhid " + command + " --recording FILE... --speed FACTOR");
+    }
+}
+
+} // namespace qrxhid
