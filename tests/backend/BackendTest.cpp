@@ -24,6 +24,23 @@ std::vector<std::string> BackendTest::unknownLeaks() const
     return leaks;
 }
 
+std::string BackendTest::elementsRead(const std::string& entry)
+{
+    if (fake::kNestsOnlyInTable) {
+        return "IORegistryEntryCreateCFProperties(" + entry + ")\nCFRetain(" + entry + ".Elements)\nCFRelease(" +
+               entry + " properties)\n";
+    }
+    return "IORegistryEntryCreateCFProperty(" + entry + ", Elements)\n";
+}
+
+std::string BackendTest::elementsMissing(const std::string& entry)
+{
+    if (fake::kNestsOnlyInTable) {
+        return "IORegistryEntryCreateCFProperties(" + entry + ")\nCFRelease(" + entry + " properties)\n";
+    }
+    return "IORegistryEntryCreateCFProperty(" + entry + ", Elements) -> 0\n";
+}
+
 fake::FakeEntry& BackendTest::addDevice(const std::string& name, std::vector<world::Sample> samples, int vendorID,
                                         int productID)
 {

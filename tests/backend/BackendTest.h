@@ -5,7 +5,9 @@
 #include "QrxHIDDeviceImpl.h"
 #include "RecordingDelegates.h"
 #include "fake/FakePlatform.h"
+#include "fake/PlatformForm.h"
 
+#include <IOKit/usb/IOUSBLib.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -31,6 +33,10 @@ protected:
     mis::swizzler<_QrxHIDDeviceImpl> deviceOf(const fake::FakeEntry& entry);
     mis::swizzler<_QrxDeviceTreeImpl> newTree();
     fake::FakeEntry& entry(const std::string& name) { return platform.registry.entry(name); }
+    /// The calls that read the "Elements" of an entry, one a line, in this form of the platform.
+    static std::string elementsRead(const std::string& entry);
+    /// The same for an entry that has none.
+    static std::string elementsMissing(const std::string& entry);
     /// The leaks without those that are known.
     std::vector<std::string> unknownLeaks() const;
 

@@ -281,7 +281,7 @@ TEST_F(ConnectionInputTest, DroppedOpenInsideItsCallbackItHandsUpTheRestAndEnds)
 
 TEST_F(ConnectionInputTest, TheInterfaceAboveGivesItsNumber)
 {
-    auto& entry = platform.registry.add(nullptr, "if", "IOUSBInterface", {{"bInterfaceNumber", 6}});
+    auto& entry = platform.registry.add(nullptr, "if", kIOUSBInterfaceClassName, {{"bInterfaceNumber", 6}});
     const mis::swizzler<_QrxHIDInterfaceMac> interface(new _QrxHIDInterfaceMac);
     interface->_initWithEntry(entry.handle);
     initByQueue();

@@ -56,13 +56,24 @@ protected:
         }
         return driver;
     }
+    /// How often the elements of an entry were read.
+    int readsOfElements(const std::string& entry)
+    {
+        const std::string text = platform.log.text();
+        const std::string read = elementsRead(entry);
+        int count = 0;
+        for (std::size_t at = text.find(read); at != std::string::npos; at = text.find(read, at + read.size())) {
+            ++count;
+        }
+        return count;
+    }
     static Dict group(int usage, Value elements)
     {
         return {{"CollectionType", 1}, {"Usage", usage}, {"Elements", std::move(elements)}};
     }
     static Dict leaf(int usage) { return field(usage, 1, 0, 1, usage); }
 
-    fake::FakeEntry& top = platform.registry.add(nullptr, "if", "IOUSBInterface", {{"bInterfaceNumber", 2}});
+    fake::FakeEntry& top = platform.registry.add(nullptr, "if", kIOUSBInterfaceClassName, {{"bInterfaceNumber", 2}});
 };
 
 } // namespace
@@ -138,7 +149,7 @@ TEST_F(ElementTreeTest, EachClientOfTheDriverAddsTheElementsAnewAndTheArraysAreK
     const auto interface = built();
     EXPECT_EQ(textOf(*interface), "1 2 1 2 1 2");
     EXPECT_NE(interface->getElementAtIndex(0), interface->getElementAtIndex(2));
-    EXPECT_EQ(platform.log.countOf("IORegistryEntryCreateCFProperty(hid, Elements)"), 3);
+    EXPECT_EQ(readsOfElements("hid"), 3);
     EXPECT_EQ(platform.log.countOf("CFRelease(hid.Elements)"), 0);
     EXPECT_THAT(platform.objects.leaks(), testing::Contains("hid.Elements").Times(3));
 }
@@ -163,7 +174,12 @@ TEST_F(ElementTreeTest, ElementsAreReadAgainForEachChildAndTheFirstAnswerMayDiff
 {
     addDriver(top, "hid", List{leaf(1)}, 2);
     // The first read of the driver's elements fails: the walk goes below that client, then takes the second.
-    platform.log.failCall("IORegistryEntryCreateCFProperty", 2);
+    if (fake::kNestsOnlyInTable) {
+        // The third table: those of the interface, as a snapshot and for its elements, come first.
+        platform.log.failCall("IORegistryEntryCreateCFProperties", 3);
+    } else {
+        platform.log.failCall("IORegistryEntryCreateCFProperty", 2);
+    }
     EXPECT_EQ(textOf(*built()), "1");
 }
 

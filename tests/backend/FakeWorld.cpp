@@ -1,5 +1,7 @@
 #include "FakeWorld.h"
 
+#include <IOKit/usb/IOUSBLib.h>
+
 using namespace fake;
 
 namespace world {
@@ -38,12 +40,11 @@ Dict axis(int cookie, int usage)
 /// A row of bytes: the head, and what the platform publishes behind it.
 void addBytes(List& elements, int cookie, int type, int reportID, int usage, int count, bool withDuplicates)
 {
-    const Dict head = {{"Size", 8 * count}, {"ReportSize", 8},  {"ReportCount", count},
-                       {"Max", 255},        {"ScaledMax", 255}};
+    const Dict head = {
+        {"Size", 8 * count}, {"ReportSize", 8}, {"ReportCount", count}, {"Max", 255}, {"ScaledMax", 255}};
     elements.emplace_back(field(cookie, type, reportID, 0xFF00, usage, head));
     for (int index = 0; withDuplicates && index < count; ++index) {
-        const Dict one = {{"Size", 8},        {"ReportSize", 8},         {"Max", 255},
-                          {"ScaledMax", 255}, {"DuplicateIndex", index}};
+        const Dict one = {{"Size", 8}, {"ReportSize", 8}, {"Max", 255}, {"ScaledMax", 255}, {"DuplicateIndex", index}};
         elements.emplace_back(field(cookie + 1 + index, type, reportID, 0xFF00, usage, one));
     }
 }
@@ -96,8 +97,7 @@ Dict field(int cookie, int type, int reportID, int page, int usage, Dict more)
 Dict driverProperties(Sample sample)
 {
     if (sample == Sample::kMouse) {
-        const List fields = {button(3, 1),  button(4, 2),   button(5, 3),
-                             axis(6, 0x30), axis(7, 0x31), axis(8, 0x38)};
+        const List fields = {button(3, 1), button(4, 2), button(5, 3), axis(6, 0x30), axis(7, 0x31), axis(8, 0x38)};
         const List elements = {collection(1, 1, 1, 2, {collection(2, 0, 1, 1, fields)})};
         return driver(1, 2, 4, 0, 0, elements, {handler(9, 0, 32)});
     }
@@ -127,10 +127,10 @@ FakeEntry& addDeviceEntries(FakePlatform& platform, const std::string& name, con
     if (!description.productName.empty()) {
         properties.insert({"USB Product Name", description.productName.c_str()});
     }
-    FakeEntry& device = platform.registry.add(nullptr, name, "IOUSBDevice", properties);
+    FakeEntry& device = platform.registry.add(nullptr, name, kIOUSBDeviceClassName, properties);
     for (const InterfaceDescription& interface : description.interfaces) {
         const std::string number = std::to_string(interface.number);
-        FakeEntry& entry = platform.registry.add(&device, name + "-if" + number, "IOUSBInterface",
+        FakeEntry& entry = platform.registry.add(&device, name + "-if" + number, kIOUSBInterfaceClassName,
                                                  {{"idVendor", int{description.vendorID}},
                                                   {"idProduct", int{description.productID}},
                                                   {"bInterfaceNumber", interface.number},

@@ -67,11 +67,11 @@ public:
 
 TEST_F(QrxDeviceTreeImplTest, PopulateCallsThePlatformInThisOrder)
 {
-    platform.registry.add(nullptr, "usb1", "IOUSBDevice", {{"idVendor", 1}, {"idProduct", 2}});
+    platform.registry.add(nullptr, "usb1", kIOUSBDeviceClassName, {{"idVendor", 1}, {"idProduct", 2}});
     const auto tree = newTree();
     tree->populate({{9, 9}});
     EXPECT_EQ(platform.log.text(), "IOMasterPort\n"
-                                   "IOServiceMatching(IOUSBDevice)\n"
+                                   "IOServiceMatching(" kIOUSBDeviceClassName ")\n"
                                    "CFRetain(matching)\n"
                                    "IOServiceGetMatchingServices(master, matching)\n"
                                    "IOIteratorNext(present) -> usb1\n"
@@ -88,7 +88,7 @@ TEST_F(QrxDeviceTreeImplTest, PopulateCallsThePlatformInThisOrder)
 
 TEST_F(QrxDeviceTreeImplTest, ADeviceThatIsRefusedIsReleasedBeforeItsEntry)
 {
-    platform.registry.add(nullptr, "usb1", "IOUSBDevice", {});
+    platform.registry.add(nullptr, "usb1", kIOUSBDeviceClassName, {});
     const auto tree = newTree();
     RecordingTreeDelegate told;
     tree->setDelegate(&told);
@@ -96,13 +96,13 @@ TEST_F(QrxDeviceTreeImplTest, ADeviceThatIsRefusedIsReleasedBeforeItsEntry)
     EXPECT_EQ(tree->getHIDDeviceCount(), 0U);
     EXPECT_TRUE(told.lines.empty());
     EXPECT_EQ(platform.log.text(), "IOMasterPort\n"
-                                   "IOServiceMatching(IOUSBDevice)\n"
+                                   "IOServiceMatching(" kIOUSBDeviceClassName ")\n"
                                    "CFRetain(matching)\n"
                                    "IOServiceGetMatchingServices(master, matching)\n"
                                    "IOIteratorNext(present) -> usb1\n"
                                    "IORegistryEntryCreateCFProperty(usb1, idVendor) -> 0\n"
                                    "IORegistryEntryCreateCFProperty(usb1, idProduct) -> 0\n"
-                                   "IOObjectConformsTo(usb1, IOUSBDevice) -> yes\n"
+                                   "IOObjectConformsTo(usb1, " kIOUSBDeviceClassName ") -> yes\n"
                                    "IOObjectRetain(usb1)\n"
                                    "IORegistryEntryCreateCFProperties(usb1)\n"
                                    "IORegistryEntryGetChildIterator(usb1)\n"
@@ -119,7 +119,7 @@ TEST_F(QrxDeviceTreeImplTest, ADeviceThatIsRefusedIsReleasedBeforeItsEntry)
 
 TEST_F(QrxDeviceTreeImplTest, ObserveCallsThePlatformInThisOrder)
 {
-    platform.registry.add(nullptr, "usb1", "IOUSBDevice", {});
+    platform.registry.add(nullptr, "usb1", kIOUSBDeviceClassName, {});
     const auto tree = newTree();
     tree->observe(IDs{});
     EXPECT_EQ(platform.log.text(), "IOMasterPort\n"
@@ -127,7 +127,7 @@ TEST_F(QrxDeviceTreeImplTest, ObserveCallsThePlatformInThisOrder)
                                    "IONotificationPortGetRunLoopSource\n"
                                    "CFRunLoopGetCurrent\n"
                                    "CFRunLoopAddSource(loop, port-source, kCFRunLoopDefaultMode)\n"
-                                   "IOServiceMatching(IOUSBDevice)\n"
+                                   "IOServiceMatching(" kIOUSBDeviceClassName ")\n"
                                    "CFRetain(matching)\n"
                                    "IOServiceAddMatchingNotification(IOServiceFirstMatch, matching)\n"
                                    "IOIteratorNext(arrivals) -> usb1\n"
@@ -174,7 +174,8 @@ TEST_F(QrxDeviceTreeImplTest, TheEndOfATreeThatNeverObservedCallsNothing)
 
 TEST_F(QrxDeviceTreeImplTest, APairAcceptsByBothHalvesAndZeroMatchesAnything)
 {
-    const auto& entry = platform.registry.add(nullptr, "usb1", "IOUSBDevice", {{"idVendor", 5}, {"idProduct", 6}});
+    const auto& entry =
+        platform.registry.add(nullptr, "usb1", kIOUSBDeviceClassName, {{"idVendor", 5}, {"idProduct", 6}});
     const auto tree = newTree();
     const auto accepts = [&](const IDs& ids) {
         tree->getVendorAndProductIDs() = ids;
@@ -194,7 +195,7 @@ TEST_F(QrxDeviceTreeImplTest, APairAcceptsByBothHalvesAndZeroMatchesAnything)
 
 TEST_F(QrxDeviceTreeImplTest, AnIdThatIsMissingOrNoNumberIsAcceptedByAWildcardOnly)
 {
-    const auto& entry = platform.registry.add(nullptr, "usb1", "IOUSBDevice", {{"idVendor", "5"}});
+    const auto& entry = platform.registry.add(nullptr, "usb1", kIOUSBDeviceClassName, {{"idVendor", "5"}});
     const auto tree = newTree();
     tree->getVendorAndProductIDs() = {{5, 0}};
     EXPECT_FALSE(tree->_probeDevice(entry.handle));
@@ -205,7 +206,7 @@ TEST_F(QrxDeviceTreeImplTest, AnIdThatIsMissingOrNoNumberIsAcceptedByAWildcardOn
 TEST_F(QrxDeviceTreeImplTest, HighIdsAreComparedUnsigned)
 {
     const auto& entry =
-        platform.registry.add(nullptr, "usb1", "IOUSBDevice", {{"idVendor", 0xFFFF}, {"idProduct", 0x8000}});
+        platform.registry.add(nullptr, "usb1", kIOUSBDeviceClassName, {{"idVendor", 0xFFFF}, {"idProduct", 0x8000}});
     const auto tree = newTree();
     tree->getVendorAndProductIDs() = {{0xFFFF, 0x8000}};
     EXPECT_TRUE(tree->_probeDevice(entry.handle));
@@ -242,7 +243,7 @@ TEST_F(QrxDeviceTreeImplTest, CallbacksWithoutIteratorOrTreeDoNothing)
 
 TEST_F(QrxDeviceTreeImplTest, ARemovalOfADeviceThatIsNotListedDoesNothing)
 {
-    auto& refused = platform.registry.add(nullptr, "usb1", "IOUSBDevice", {});
+    auto& refused = platform.registry.add(nullptr, "usb1", kIOUSBDeviceClassName, {});
     const auto tree = newTree();
     tree->observe(kAnything);
     platform.registry.terminate(refused);

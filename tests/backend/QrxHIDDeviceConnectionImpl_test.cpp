@@ -283,7 +283,7 @@ TEST_F(QrxHIDDeviceConnectionImplTest, OnlyTheFirstDriverEntryIsTaken)
 {
     const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection(new _QrxHIDDeviceConnectionImpl);
     connection->_initWithEntry(0);
-    connection->_initWithEntry(platform.registry.add(nullptr, "if", "IOUSBInterface").handle);
+    connection->_initWithEntry(platform.registry.add(nullptr, "if", kIOUSBInterfaceClassName).handle);
     EXPECT_EQ(platform.log.countOf("IOObjectRetain"), 0);
     connection->_initWithEntry(addDriver({{"PrimaryUsage", 1}}).handle);
     connection->_initWithEntry(addDriver({{"PrimaryUsage", 2}}, "other").handle);
@@ -324,7 +324,7 @@ TEST_F(QrxHIDDeviceConnectionImplTest, TheFirstElementOfAReportIdIsItsDescriptio
                                                              Dict{{"ReportID", 2}, {"ReportSize", 13}}}}}));
     const CFDictionaryRef found = connection->_findReportProperties(2);
     ASSERT_NE(found, nullptr);
-    EXPECT_EQ(fake::objectOf(found, "test")->name, "hid properties.InputReportElements[3]");
+    EXPECT_EQ(fake::objectOf(found, "test")->name, "hid.InputReportElements[3]");
     EXPECT_EQ(fake::objectOf(found, "test")->count, 1) << "borrowed";
     EXPECT_EQ(connection->_findReportProperties(3), nullptr);
 }

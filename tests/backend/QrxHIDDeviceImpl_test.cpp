@@ -17,7 +17,7 @@ class QrxHIDDeviceImplTest : public BackendTest {
 protected:
     std::string vendorNameOf(const Value& name)
     {
-        auto& entry = platform.registry.add(nullptr, "named", "IOUSBDevice", {{"USB Vendor Name", name}});
+        auto& entry = platform.registry.add(nullptr, "named", kIOUSBDeviceClassName, {{"USB Vendor Name", name}});
         return deviceOf(entry)->getVendorName();
     }
 };
@@ -28,51 +28,51 @@ TEST_F(QrxHIDDeviceImplTest, ADeviceIsBuiltByTheseCalls)
 {
     const auto& entry = addDevice("usb1", {Sample::kPedal});
     const auto device = deviceOf(entry);
-    EXPECT_EQ(platform.log.text(), "IOObjectConformsTo(usb1, IOUSBDevice) -> yes\n"
+    EXPECT_EQ(platform.log.text(), "IOObjectConformsTo(usb1, " kIOUSBDeviceClassName ") -> yes\n"
                                    "IOObjectRetain(usb1)\n"
                                    "IORegistryEntryCreateCFProperties(usb1)\n"
                                    "IORegistryEntryGetChildIterator(usb1)\n"
                                    "IOIteratorNext(children(usb1)) -> usb1-if0\n"
-                                   "IOObjectConformsTo(usb1-if0, IOUSBInterface) -> yes\n"
+                                   "IOObjectConformsTo(usb1-if0, " kIOUSBInterfaceClassName ") -> yes\n"
                                    // the interface
-                                   "IOObjectConformsTo(usb1-if0, IOUSBInterface) -> yes\n"
+                                   "IOObjectConformsTo(usb1-if0, " kIOUSBInterfaceClassName ") -> yes\n"
                                    "IOObjectRetain(usb1-if0)\n"
                                    "IORegistryEntryCreateCFProperties(usb1-if0)\n"
                                    // its elements
                                    "IORegistryEntryGetChildIterator(usb1-if0)\n"
-                                   "IOIteratorNext(children(usb1-if0)) -> usb1-hid0\n"
-                                   "IORegistryEntryCreateCFProperty(usb1-if0, Elements) -> 0\n"
-                                   "IORegistryEntryGetChildIterator(usb1-hid0)\n"
-                                   "IOIteratorNext(children(usb1-hid0)) -> usb1-client0\n"
-                                   "IORegistryEntryCreateCFProperty(usb1-hid0, Elements)\n"
-                                   "CFRetain(usb1-hid0.Elements[0])\n"
-                                   "CFRetain(usb1-hid0.Elements[0].Elements[0])\n"
-                                   "CFRetain(usb1-hid0.Elements[0].Elements[1])\n"
-                                   "CFRetain(usb1-hid0.Elements[0].Elements[2])\n"
-                                   "IOObjectRelease(usb1-client0)\n"
-                                   "IOIteratorNext(children(usb1-hid0)) -> 0\n"
-                                   "IOObjectRelease(children(usb1-hid0))\n"
-                                   "IOObjectRelease(usb1-hid0)\n"
-                                   "IOIteratorNext(children(usb1-if0)) -> 0\n"
-                                   "IOObjectRelease(children(usb1-if0))\n"
-                                   // its driver
-                                   "IORegistryEntryGetChildIterator(usb1-if0)\n"
-                                   "IOIteratorNext(children(usb1-if0)) -> usb1-hid0\n"
-                                   "IOObjectConformsTo(usb1-hid0, IOHIDDevice) -> yes\n"
-                                   "IOObjectConformsTo(usb1-hid0, IOHIDDevice) -> yes\n"
-                                   "IOObjectRetain(usb1-hid0)\n"
-                                   "IORegistryEntryCreateCFProperties(usb1-hid0)\n"
-                                   "IOCreatePlugInInterfaceForService(usb1-hid0)\n"
-                                   "usb1-hid0.QueryInterface(plain)\n"
-                                   "IODestroyPlugInInterface(usb1-hid0)\n"
-                                   "IOObjectRelease(usb1-hid0)\n"
-                                   "IOObjectRelease(children(usb1-if0))\n"
-                                   // back in the device
-                                   "IOObjectRelease(usb1-if0)\n"
-                                   "IOIteratorNext(children(usb1)) -> 0\n"
-                                   "IOObjectRelease(children(usb1))\n"
-                                   // the report's dictionary
-                                   "CFRetain(usb1-hid0 properties.InputReportElements[0])\n");
+                                   "IOIteratorNext(children(usb1-if0)) -> usb1-hid0\n" +
+                                       elementsMissing("usb1-if0") +
+                                       "IORegistryEntryGetChildIterator(usb1-hid0)\n"
+                                       "IOIteratorNext(children(usb1-hid0)) -> usb1-client0\n" +
+                                       elementsRead("usb1-hid0") +
+                                       "CFRetain(usb1-hid0.Elements[0])\n"
+                                       "CFRetain(usb1-hid0.Elements[0].Elements[0])\n"
+                                       "CFRetain(usb1-hid0.Elements[0].Elements[1])\n"
+                                       "CFRetain(usb1-hid0.Elements[0].Elements[2])\n"
+                                       "IOObjectRelease(usb1-client0)\n"
+                                       "IOIteratorNext(children(usb1-hid0)) -> 0\n"
+                                       "IOObjectRelease(children(usb1-hid0))\n"
+                                       "IOObjectRelease(usb1-hid0)\n"
+                                       "IOIteratorNext(children(usb1-if0)) -> 0\n"
+                                       "IOObjectRelease(children(usb1-if0))\n"
+                                       // its driver
+                                       "IORegistryEntryGetChildIterator(usb1-if0)\n"
+                                       "IOIteratorNext(children(usb1-if0)) -> usb1-hid0\n"
+                                       "IOObjectConformsTo(usb1-hid0, IOHIDDevice) -> yes\n"
+                                       "IOObjectConformsTo(usb1-hid0, IOHIDDevice) -> yes\n"
+                                       "IOObjectRetain(usb1-hid0)\n"
+                                       "IORegistryEntryCreateCFProperties(usb1-hid0)\n"
+                                       "IOCreatePlugInInterfaceForService(usb1-hid0)\n"
+                                       "usb1-hid0.QueryInterface(plain)\n"
+                                       "IODestroyPlugInInterface(usb1-hid0)\n"
+                                       "IOObjectRelease(usb1-hid0)\n"
+                                       "IOObjectRelease(children(usb1-if0))\n"
+                                       // back in the device
+                                       "IOObjectRelease(usb1-if0)\n"
+                                       "IOIteratorNext(children(usb1)) -> 0\n"
+                                       "IOObjectRelease(children(usb1))\n"
+                                       // the report's dictionary
+                                       "CFRetain(usb1-hid0.InputReportElements[0])\n");
 }
 
 TEST_F(QrxHIDDeviceImplTest, ADeviceEndsByTheseCalls)
@@ -92,7 +92,7 @@ TEST_F(QrxHIDDeviceImplTest, ADeviceEndsByTheseCalls)
                                    "IOObjectRelease(usb1-hid0)\n"
                                    "CFRelease(usb1-hid0.Elements[0])\n"
                                    // the reports, which hold the fields longest
-                                   "CFRelease(usb1-hid0 properties.InputReportElements[0])\n"
+                                   "CFRelease(usb1-hid0.InputReportElements[0])\n"
                                    "CFRelease(usb1-hid0.Elements[0].Elements[0])\n"
                                    "CFRelease(usb1-hid0.Elements[0].Elements[1])\n"
                                    "CFRelease(usb1-hid0.Elements[0].Elements[2])\n");
@@ -135,7 +135,7 @@ TEST_F(QrxHIDDeviceImplTest, OnlyTheFirstUsbDeviceEntryIsTaken)
 
 TEST_F(QrxHIDDeviceImplTest, APropertyOfAnotherTypeReadsAsItsDefault)
 {
-    auto& entry = platform.registry.add(nullptr, "usb1", "IOUSBDevice",
+    auto& entry = platform.registry.add(nullptr, "usb1", kIOUSBDeviceClassName,
                                         {{"idVendor", "1"},
                                          {"idProduct", true},
                                          {"bcdDevice", std::int64_t{0x1FFFFFFFF}},
@@ -157,7 +157,7 @@ TEST_F(QrxHIDDeviceImplTest, APropertyOfAnotherTypeReadsAsItsDefault)
 
 TEST_F(QrxHIDDeviceImplTest, PropertiesAreTheSnapshotOfTheBeginning)
 {
-    auto& entry = platform.registry.add(nullptr, "usb1", "IOUSBDevice", {{"idVendor", 1}});
+    auto& entry = platform.registry.add(nullptr, "usb1", kIOUSBDeviceClassName, {{"idVendor", 1}});
     const auto device = deviceOf(entry);
     entry.properties["idVendor"] = Value(2);
     EXPECT_EQ(device->getVendorID(), 1U);
@@ -196,19 +196,18 @@ TEST_F(QrxHIDDeviceImplTest, ANameThatIsConvertedIsAtMostAMebiUnitLong)
 
 TEST_F(QrxHIDDeviceImplTest, InterfacesBelowOtherEntriesAreFoundDepthFirstButNothingBelowAnInterface)
 {
-    auto& device = platform.registry.add(nullptr, "usb1", "IOUSBDevice");
+    auto& device = platform.registry.add(nullptr, "usb1", kIOUSBDeviceClassName);
     auto& driver = platform.registry.add(&device, "driver", "IOUSBCompositeDriver");
-    auto& deep = platform.registry.add(&driver, "deep", "IOUSBInterface", {{"bInterfaceNumber", 4}});
-    platform.registry.add(&deep, "below", "IOUSBInterface", {{"bInterfaceNumber", 5}});
-    platform.registry.add(&device, "flat", "IOUSBInterface", {{"bInterfaceNumber", 1}});
+    auto& deep = platform.registry.add(&driver, "deep", kIOUSBInterfaceClassName, {{"bInterfaceNumber", 4}});
+    platform.registry.add(&deep, "below", kIOUSBInterfaceClassName, {{"bInterfaceNumber", 5}});
+    platform.registry.add(&device, "flat", kIOUSBInterfaceClassName, {{"bInterfaceNumber", 1}});
     const auto object = deviceOf(device);
     EXPECT_TRUE(object->_getInterface(4));
     EXPECT_TRUE(object->_getInterface(1));
     EXPECT_FALSE(object->_getInterface(5));
-    EXPECT_EQ(platform.log.linesWith({"IORegistryEntryCreateCFProperties"}),
-              "IORegistryEntryCreateCFProperties(usb1)\n"
-              "IORegistryEntryCreateCFProperties(deep)\n"
-              "IORegistryEntryCreateCFProperties(flat)\n");
+    EXPECT_EQ(platform.log.linesWith({"IOObjectRetain"}), "IOObjectRetain(usb1)\n"
+                                                          "IOObjectRetain(deep)\n"
+                                                          "IOObjectRetain(flat)\n");
     EXPECT_FALSE(object->isHID());
     EXPECT_EQ(object->getElementCount(), 0U);
     EXPECT_EQ(object->getInputReportSize(), 0U);
@@ -230,10 +229,10 @@ TEST_F(QrxHIDDeviceImplTest, AnInterfaceIsListedOnceAndGetsTheDeviceAsParent)
 
 TEST_F(QrxHIDDeviceImplTest, OfTwoInterfacesWithOneNumberTheFirstIsReached)
 {
-    auto& device = platform.registry.add(nullptr, "usb1", "IOUSBDevice");
+    auto& device = platform.registry.add(nullptr, "usb1", kIOUSBDeviceClassName);
     for (const Sample sample : {Sample::kVendor, Sample::kPedal}) {
         const std::string name = sample == Sample::kVendor ? "first" : "second";
-        auto& interface = platform.registry.add(&device, name, "IOUSBInterface", {{"bInterfaceNumber", 3}});
+        auto& interface = platform.registry.add(&device, name, kIOUSBInterfaceClassName, {{"bInterfaceNumber", 3}});
         auto& hid = platform.registry.add(&interface, name + "-hid", "IOHIDDevice", world::driverProperties(sample));
         platform.registry.add(&hid, name + "-client", "IOHIDInterface");
     }
@@ -247,8 +246,8 @@ TEST_F(QrxHIDDeviceImplTest, OfTwoInterfacesWithOneNumberTheFirstIsReached)
 
 TEST_F(QrxHIDDeviceImplTest, ANegativeNumberReachesNoInterface)
 {
-    auto& device = platform.registry.add(nullptr, "usb1", "IOUSBDevice");
-    auto& interface = platform.registry.add(&device, "if", "IOUSBInterface", {{"bInterfaceNumber", -1}});
+    auto& device = platform.registry.add(nullptr, "usb1", kIOUSBDeviceClassName);
+    auto& interface = platform.registry.add(&device, "if", kIOUSBInterfaceClassName, {{"bInterfaceNumber", -1}});
     platform.registry.add(&interface, "hid", "IOHIDDevice", world::driverProperties(Sample::kMouse));
     const auto object = deviceOf(device);
     EXPECT_EQ(object->getInputReportSize(-1), 0U);
@@ -260,9 +259,9 @@ TEST_F(QrxHIDDeviceImplTest, ANegativeNumberReachesNoInterface)
 
 TEST_F(QrxHIDDeviceImplTest, ADeviceIsHidIfOneInterfaceIsAndEveryOneIsAsked)
 {
-    auto& device = platform.registry.add(nullptr, "usb1", "IOUSBDevice");
-    platform.registry.add(&device, "storage", "IOUSBInterface", {{"bInterfaceNumber", 0}});
-    auto& interface = platform.registry.add(&device, "if", "IOUSBInterface", {{"bInterfaceNumber", 1}});
+    auto& device = platform.registry.add(nullptr, "usb1", kIOUSBDeviceClassName);
+    platform.registry.add(&device, "storage", kIOUSBInterfaceClassName, {{"bInterfaceNumber", 0}});
+    auto& interface = platform.registry.add(&device, "if", kIOUSBInterfaceClassName, {{"bInterfaceNumber", 1}});
     auto& hid = platform.registry.add(&interface, "hid", "IOHIDDevice", world::driverProperties(Sample::kMouse));
     EXPECT_FALSE(deviceOf(device)->isHID()) << "a driver without a client has no elements";
     platform.registry.add(&hid, "client", "IOHIDInterface");
@@ -271,10 +270,10 @@ TEST_F(QrxHIDDeviceImplTest, ADeviceIsHidIfOneInterfaceIsAndEveryOneIsAsked)
 
 TEST_F(QrxHIDDeviceImplTest, TheLargestSizeIsComparedUnsigned)
 {
-    auto& device = platform.registry.add(nullptr, "usb1", "IOUSBDevice");
+    auto& device = platform.registry.add(nullptr, "usb1", kIOUSBDeviceClassName);
     for (const int size : {100, -1, 7}) {
         const std::string name = "if" + std::to_string(size);
-        auto& interface = platform.registry.add(&device, name, "IOUSBInterface");
+        auto& interface = platform.registry.add(&device, name, kIOUSBInterfaceClassName);
         platform.registry.add(
             &interface, name + "-hid", "IOHIDDevice",
             {{"MaxInputReportSize", size}, {"MaxOutputReportSize", size}, {"MaxFeatureReportSize", size}});

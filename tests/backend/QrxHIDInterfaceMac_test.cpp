@@ -23,7 +23,7 @@ protected:
     }
     fake::FakeEntry& addInterface(Dict properties = {})
     {
-        return platform.registry.add(nullptr, "if", "IOUSBInterface", std::move(properties));
+        return platform.registry.add(nullptr, "if", kIOUSBInterfaceClassName, std::move(properties));
     }
 };
 
@@ -170,7 +170,7 @@ TEST_F(QrxHIDInterfaceMacTest, AnInterfaceThatIsDroppedOpenIsNotStopped)
 TEST_F(QrxHIDInterfaceMacTest, AnInterfaceOnAStackMayBeSetUp)
 {
     addDevice("usb1", {});
-    auto& entry = platform.registry.add(nullptr, "if", "IOUSBInterface");
+    auto& entry = platform.registry.add(nullptr, "if", kIOUSBInterfaceClassName);
     auto& hid = platform.registry.add(&entry, "hid", "IOHIDDevice", world::driverProperties(Sample::kPedal));
     platform.registry.add(&hid, "client", "IOHIDInterface");
     _QrxHIDInterfaceMac interface;

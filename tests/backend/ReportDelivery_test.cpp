@@ -47,7 +47,7 @@ protected:
         device->setDelegate(delegate);
         interface = newInterface;
         interface->_initWithEntry(
-            platform.registry.add(nullptr, "if", "IOUSBInterface", {{"bInterfaceNumber", 4}}).handle);
+            platform.registry.add(nullptr, "if", kIOUSBInterfaceClassName, {{"bInterfaceNumber", 4}}).handle);
         interface->_setParent(mis::swizzler<QrxDeviceTreeNode>(device));
         connection = newConnection;
         driver = &platform.registry.add(nullptr, "hid", "IOHIDDevice", {{"MaxInputReportSize", 4}});

@@ -1,7 +1,9 @@
 #include "FakeRegistry.h"
 
 #include "FakePlatform.h"
+#include "PlatformForm.h"
 
+#include <IOKit/usb/IOUSBLib.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -144,7 +146,7 @@ std::deque<FakeEntry*> FakeRegistry::devices() const
 {
     std::deque<FakeEntry*> devices;
     for (FakeEntry* device : _devices) {
-        if (conformsTo(*device, "IOUSBDevice")) {
+        if (conformsTo(*device, kIOUSBDeviceClassName)) {
             devices.push_back(device);
         }
     }
@@ -177,7 +179,7 @@ bool FakeRegistry::perform(IONotificationPort* port)
 bool conformsTo(const FakeEntry& entry, const std::string& className)
 {
     return entry.className == className || (entry.className == "IOUSBHIDDriver" && className == "IOHIDDevice") ||
-           (entry.className == "IOUSBHubDevice" && className == "IOUSBDevice");
+           (entry.className == "IOUSBHubDevice" && className == kIOUSBDeviceClassName);
 }
 
 } // namespace fake
@@ -201,6 +203,45 @@ FakeEntry* entryOf(io_object_t number, const char* function)
 {
     const FakeRegistry::Handle* handle = number == 0 ? nullptr : platform().registry.handle(number, function);
     return handle == nullptr ? nullptr : handle->entry;
+}
+
+/// The collections of a list without what is in them.
+Value withoutChildren(const Value& value)
+{
+    const List* list = value.as<List>();
+    if (list == nullptr) {
+        return value;
+    }
+    List bare;
+    for (const Value& item : *list) {
+        const Dict* dict = item.as<Dict>();
+        if (dict == nullptr) {
+            bare.push_back(item);
+            continue;
+        }
+        Dict collection = *dict;
+        collection.erase("Elements");
+        bare.emplace_back(std::move(collection));
+    }
+    return bare;
+}
+
+/// A property as it is read by its name.
+Value readByName(const std::string& name, const Value& value)
+{
+    return kNestsOnlyInTable && name == "Elements" ? withoutChildren(value) : value;
+}
+
+/// The whole table of an entry. What it holds is named as if it had been read by its name.
+FakeObject* makeTable(const FakeEntry& entry)
+{
+    FakeObject* table = platform().objects.make(FakeObject::kDictionary, entry.name + " properties");
+    for (const auto& [key, value] : entry.properties) {
+        FakeObject* made = platform().objects.make(value, entry.name + "." + key);
+        ++made->inner;
+        table->entries[key] = made;
+    }
+    return table;
 }
 
 void consume(CFDictionaryRef matching)
@@ -358,8 +399,7 @@ kern_return_t IORegistryEntryCreateCFProperties(io_registry_entry_t number, CFMu
     if (platform().log.fails("IORegistryEntryCreateCFProperties") || entry == nullptr) {
         return kFailure;
     }
-    FakeObject* made = platform().objects.make(Value(entry->properties), entry->name + " properties");
-    *properties = reinterpret_cast<CFMutableDictionaryRef>(made);
+    *properties = reinterpret_cast<CFMutableDictionaryRef>(makeTable(*entry));
     return 0;
 }
 
@@ -374,5 +414,5 @@ CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t number, CFStringRe
                         found != entry->properties.end();
     platform().log.call("IORegistryEntryCreateCFProperty(" + nameOf(number, "IORegistryEntryCreateCFProperty") + ", " +
                         name + ")" + (exists ? "" : " -> 0"));
-    return exists ? platform().objects.make(found->second, entry->name + "." + name) : nullptr;
+    return exists ? platform().objects.make(readByName(name, found->second), entry->name + "." + name) : nullptr;
 }

@@ -133,6 +133,31 @@ CFMutableDictionaryRef snapshot(io_registry_entry_t entry)
     return properties;
 }
 
+#if defined(MAC_OS_X_VERSION_MIN_REQUIRED) && MAC_OS_X_VERSION_MIN_REQUIRED >= 1070
+
+// From 10.7 on what is read by this name is the top-level collections alone. The whole table has them as they nest.
+CFTypeRef elements(io_registry_entry_t entry)
+{
+    const PropertyHandle table(snapshot(entry));
+    if (!table) {
+        return nullptr;
+    }
+    const CFTypeRef nested = CFDictionaryGetValue(static_cast<CFDictionaryRef>(table.get()), CFSTR("Elements"));
+    if (nested != nullptr) {
+        CFRetain(nested);
+    }
+    return nested;
+}
+
+#else
+
+CFTypeRef elements(io_registry_entry_t entry)
+{
+    return IORegistryEntryCreateCFProperty(entry, CFSTR("Elements"), kCFAllocatorDefault, 0);
+}
+
+#endif
+
 int liveNumber(io_registry_entry_t entry, CFStringRef key)
 {
     const PropertyHandle property(IORegistryEntryCreateCFProperty(entry, key, kCFAllocatorDefault, 0));

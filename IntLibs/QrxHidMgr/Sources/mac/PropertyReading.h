@@ -30,6 +30,9 @@ std::map<std::uint32_t, CFDictionaryRef> entriesByNumber(CFDictionaryRef propert
 
 /// All properties of the entry as they are now, owned by the caller; null when the platform could not give them.
 CFMutableDictionaryRef snapshot(io_registry_entry_t entry);
+/// The "Elements" of an entry with all that they hold, owned by the caller; null if it has none. What the platform
+/// offers by that name depends on the oldest system that the library is built for (see the source).
+CFTypeRef elements(io_registry_entry_t entry);
 /// One number read from the registry as it is now; 0 if absent or not a number.
 int liveNumber(io_registry_entry_t entry, CFStringRef key);
 

@@ -9,6 +9,7 @@
 #include "RegistryHandle.h"
 #include "SelfReference.h"
 
+#include <IOKit/usb/IOUSBLib.h>
 #include <mach/mach.h>
 
 #include <cstddef>
@@ -23,6 +24,17 @@ namespace {
 constexpr std::size_t kFewDevices = 64;
 /// The notification kind of a device that left.
 constexpr unsigned int kDeviceRemoved = 2;
+
+// macOS 12 gave this call a second name. The first one exists everywhere and does the same.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+void findMasterPort(RegistryHandle& masterPort)
+{
+    IOMasterPort(bootstrap_port, masterPort.out());
+}
+
+#pragma GCC diagnostic pop
 
 /// One run over the tree's own state that calls the application. It holds the tree, and it knows when nobody else does
 /// any more: then there is nobody left to tell, and the delegate may be gone with the owner.
@@ -115,8 +127,8 @@ void _QrxDeviceTreeImpl::populate(const std::vector<std::pair<unsigned short, un
     // What is declared last goes first: the dictionary, the iterator, the port.
     RegistryHandle masterPort;
     RegistryHandle present;
-    IOMasterPort(bootstrap_port, masterPort.out());
-    const PropertyHandle owned(IOServiceMatching("IOUSBDevice"));
+    findMasterPort(masterPort);
+    const PropertyHandle owned(IOServiceMatching(kIOUSBDeviceClassName));
     const auto matching = static_cast<CFDictionaryRef>(owned.get());
     // The call takes one reference with it.
     IOServiceGetMatchingServices(masterPort.get(), retained(matching), present.out());
@@ -142,11 +154,11 @@ void _QrxDeviceTreeImpl::observe(const std::vector<std::pair<unsigned short, uns
 void _QrxDeviceTreeImpl::_beginObserving()
 {
     RegistryHandle masterPort;
-    IOMasterPort(bootstrap_port, masterPort.out());
+    findMasterPort(masterPort);
     if (!_openNotificationPort(masterPort.get())) {
         return;
     }
-    const PropertyHandle owned(IOServiceMatching("IOUSBDevice"));
+    const PropertyHandle owned(IOServiceMatching(kIOUSBDeviceClassName));
     const auto matching = static_cast<CFDictionaryRef>(owned.get());
     const Walk walk(*this);
     FirstException failure;

@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-/// The tree of this platform: finds the "IOUSBDevice" entries of the registry that match the application's list, once
+/// The tree of this platform: finds the USB device entries of the registry that match the application's list, once
 /// (populate) and as they come and go (observe).
 ///
 /// Observing begins with the first call of observe and ends with the tree; arrivals and removals are delivered by the

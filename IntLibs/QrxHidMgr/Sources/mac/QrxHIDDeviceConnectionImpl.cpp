@@ -9,7 +9,7 @@
 #include "QrxHIDInterfaceMac.h"
 #include "SelfReference.h"
 
-#include <Carbon/Carbon.h>
+#include <CoreServices/CoreServices.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -38,6 +38,21 @@ unsigned int cookieNumber(IOHIDElementCookie cookie)
 {
     return (unsigned int)(std::uintptr_t)cookie;
 }
+
+// Deprecated from 10.8 on, since later systems do not tell their number exactly. Here it only matters whether it is
+// 10.4 or later, and there is no older call that would say so.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+/// In packed decimal digits (0x1068 is 10.6.8); 0 where the platform does not say.
+SInt32 systemVersion()
+{
+    SInt32 version = 0;
+    Gestalt(gestaltSystemVersion, &version);
+    return version;
+}
+
+#pragma GCC diagnostic pop
 
 struct FreeBlock {
     void operator()(void* block) const { std::free(block); }
@@ -217,9 +232,7 @@ void _QrxHIDDeviceConnectionImpl::_initReportsQueue()
     if (_deviceInterface == nullptr || _queue != nullptr) {
         return;
     }
-    SInt32 systemVersion = 0;
-    Gestalt(gestaltSystemVersion, &systemVersion);
-    if (systemVersion <= kLastSystemWithoutReportQueues || !_startQueue()) {
+    if (systemVersion() <= kLastSystemWithoutReportQueues || !_startQueue()) {
         _startInterruptReports();
     }
 }

@@ -9,6 +9,8 @@
 #include "ReportIndex.h"
 #include "SelfReference.h"
 
+#include <IOKit/usb/IOUSBLib.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <map>
@@ -261,7 +263,7 @@ bool _QrxHIDDeviceImpl::operator==(unsigned int entry) const
 
 void _QrxHIDDeviceImpl::_initWithEntry(unsigned int entry)
 {
-    if (entry == 0 || _entry != 0 || !IOObjectConformsTo(entry, "IOUSBDevice")) {
+    if (entry == 0 || _entry != 0 || !IOObjectConformsTo(entry, kIOUSBDeviceClassName)) {
         return;
     }
     IOObjectRetain(entry);
@@ -318,7 +320,7 @@ void _QrxHIDDeviceImpl::_findInterfaces(unsigned int entry)
     RegistryHandle children;
     IORegistryEntryGetChildIterator(entry, "IOService", children.out());
     while (const RegistryHandle child{IOIteratorNext(children.get())}) {
-        if (!IOObjectConformsTo(child.get(), "IOUSBInterface")) {
+        if (!IOObjectConformsTo(child.get(), kIOUSBInterfaceClassName)) {
             _findInterfaces(child.get());
             continue;
         }

@@ -15,7 +15,8 @@
 #include <valarray>
 #include <vector>
 
-/// One USB device: its "IOUSBDevice" entry, the properties as they were when it was found, and its interfaces.
+/// One USB device: its registry entry (class kIOUSBDeviceClassName), the properties as they were when it was found, and
+/// its interfaces.
 ///
 /// Made by the tree, which offers it to its list after _initWithEntry. What concerns one interface is routed to the
 /// first interface with that number; without one the answer is 0 and nothing happens. What concerns the whole device is
@@ -66,10 +67,11 @@ public:
                    int interfaceNumber) override;
 
     /// Retains the entry, reads its properties, finds the interfaces and then the reports. Nothing happens for 0, for
-    /// an entry that is no "IOUSBDevice", and on any call after the first.
+    /// an entry of another class, and on any call after the first.
     virtual void _initWithEntry(unsigned int entry);
     virtual void _findInterfaces();
-    /// Adds every "IOUSBInterface" below `entry`, depth first; nothing below an interface is looked at.
+    /// Adds every interface entry (class kIOUSBInterfaceClassName) below `entry`, depth first; nothing below an
+    /// interface is looked at.
     virtual void _findInterfaces(unsigned int entry);
     /// The first interface with this number, or empty; a negative number has none.
     virtual mis::swizzler<_QrxHIDInterfaceMac> _getInterface(int interfaceNumber) const;

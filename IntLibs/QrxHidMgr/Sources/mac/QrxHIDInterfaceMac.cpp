@@ -8,6 +8,8 @@
 #include "RegistryHandle.h"
 #include "SelfReference.h"
 
+#include <IOKit/usb/IOUSBLib.h>
+
 #include <algorithm>
 #include <iterator>
 #include <new>
@@ -57,7 +59,7 @@ _QrxHIDInterfaceMac::~_QrxHIDInterfaceMac()
 
 void _QrxHIDInterfaceMac::_initWithEntry(unsigned int entry)
 {
-    if (entry == 0 || _entry != 0 || !IOObjectConformsTo(entry, "IOUSBInterface")) {
+    if (entry == 0 || _entry != 0 || !IOObjectConformsTo(entry, kIOUSBInterfaceClassName)) {
         return;
     }
     IOObjectRetain(entry);
@@ -83,7 +85,7 @@ void _QrxHIDInterfaceMac::_findElements(unsigned int entry)
     while (const RegistryHandle child{IOIteratorNext(children.get())}) {
         // Deliberate: the property of `entry` itself, read once for each of its children and never released. So the
         // elements of a driver appear once for each child that it has, and not at all when it has none.
-        const CFTypeRef elements = IORegistryEntryCreateCFProperty(entry, CFSTR("Elements"), kCFAllocatorDefault, 0);
+        const CFTypeRef elements = properties::elements(entry);
         if (elements == nullptr) {
             _findElements(child.get());
             continue;

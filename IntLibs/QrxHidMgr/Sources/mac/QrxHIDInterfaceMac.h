@@ -33,7 +33,7 @@ public:
     ~_QrxHIDInterfaceMac() override;
 
     /// Retains the entry, reads its properties, builds the elements and finds the driver. Nothing happens for 0, for an
-    /// entry that is no "IOUSBInterface", and on any call after the first.
+    /// entry that is no USB interface (kIOUSBInterfaceClassName), and on any call after the first.
     virtual void _initWithEntry(unsigned int entry);
     virtual void _findElements();
     /// Walks down from `entry` to the entries that carry "Elements" and adds what they describe.
