@@ -28,20 +28,20 @@ RULES = {
     "Headers": ((), ("Headers",)),
     "Sources": ((), ("Headers", "Sources")),
     "Sources/mac": ((PUBLISHED,), ("Headers", "Sources", "Sources/mac")),
-    "Additions": ((PUBLISHED,), ("Additions", "Headers", "Sources", "Sources/mac", "Platform/HID")),
+    "Additions": ((PUBLISHED,), ("Additions", "Headers", "Sources", "Sources/mac", "HID")),
     "Additions/platform": ((PUBLISHED,), ("Additions", "Platform/IOKit")),
     "Platform/Base": ((SYSTEM,), ("Platform/Base",)),
-    "Platform/HID": ((), ("Platform/HID",)),
+    "HID": ((), ("HID",)),
     "Platform/Provider": ((SYSTEM,), ("Platform/Provider", "Platform/Base")),
     "Platform/CoreFoundation": ((PUBLISHED, SYSTEM), ("Platform/CoreFoundation", "Platform/Base")),
     "Platform/IOKit": ((PUBLISHED, SYSTEM),
-                       ("Platform/IOKit", "Platform/CoreFoundation", "Platform/HID", "Platform/Provider",
+                       ("Platform/IOKit", "Platform/CoreFoundation", "HID", "Platform/Provider",
                         "Platform/Base")),
-    "Platform/Linux": ((SYSTEM,), ("Platform/Linux", "Platform/HID", "Platform/Provider", "Platform/Base")),
-    "Platform/Virtual": ((SYSTEM,), ("Platform/Virtual", "Platform/HID", "Platform/Provider", "Platform/Base")),
+    "Platform/Linux": ((SYSTEM,), ("Platform/Linux", "HID", "Platform/Provider", "Platform/Base")),
+    "Platform/Virtual": ((SYSTEM,), ("Platform/Virtual", "HID", "Platform/Provider", "Platform/Base")),
     "Platform/Public": ((PUBLISHED, SYSTEM),
                         ("Platform/Public", "Platform/Virtual", "Platform/Linux", "Platform/IOKit",
-                         "Platform/CoreFoundation", "Platform/HID", "Platform/Provider", "Platform/Base", "Headers")),
+                         "Platform/CoreFoundation", "HID", "Platform/Provider", "Platform/Base", "Headers")),
     "Platform/include": ((PUBLISHED,), ()),
 }
 
@@ -61,7 +61,8 @@ def folder_of(path, library):
 
 def locate(name, path, library):
     """The folder that a quoted include leads to; None if there is no such header of ours."""
-    for base in (path.parent, library / "Headers", library / "Sources", library / "Sources/mac", library / "Platform"):
+    for base in (path.parent, library / "Headers", library / "Sources", library / "Sources/mac", library,
+                 library / "Platform"):
         target = (base / name).resolve()
         if target.is_file() and library.resolve() in target.parents:
             return folder_of(target, library.resolve())

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/HID/ReportDescriptor.h"
+#include "HID/ReportDescriptor.h"
 #include "oracle/KernelReading.h"
 #include "oracle/UsageNames.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Platform/HID/ReportDescriptor.h"
+#include "HID/ReportDescriptor.h"
 #include "support/GuestFiles.h"
 
 #include <string>
