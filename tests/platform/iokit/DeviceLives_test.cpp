@@ -7,6 +7,7 @@
 #include <functional>
 #include <stdexcept>
 #include <string>
+#include <thread>
 
 using qrx::platform::Status;
 
@@ -225,4 +226,81 @@ TEST_F(DeviceLives, OfTwoReadersOneMayCloseWhileTheOtherReads)
     runDue();
     EXPECT_EQ("02 00 00 00; ", first.take());
     EXPECT_NE(std::string::npos, second.take().find("02 00 00 00; "));
+}
+
+TEST_F(DeviceLives, ASourceDeliversInWhateverModeItIs)
+{
+    const io_object_t entry = plug(fake::makeMouse());
+    // A mode stays with its run loop, which ends with the thread.
+    std::thread([&] {
+        InterruptReader reader(entry);
+        CFStringRef mode = CFSTR("qrx.other");
+        CFRunLoopRemoveSource(CFRunLoopGetCurrent(), reader.source, kCFRunLoopDefaultMode);
+        CFRunLoopAddSource(CFRunLoopGetCurrent(), reader.source, mode);
+        device.wires[0]->send({1, 2, 3, 4});
+        runDue();
+        EXPECT_EQ("", reader.take());
+        EXPECT_EQ(kCFRunLoopRunHandledSource, CFRunLoopRunInMode(mode, 0, true));
+        EXPECT_EQ("01 02 03 04; ", reader.take());
+        CFRunLoopRemoveSource(CFRunLoopGetCurrent(), reader.source, mode);
+    }).join();
+}
+
+TEST_F(DeviceLives, AFetchThatClosesTheDeviceGivesNoValue)
+{
+    InterruptReader reader(plug(fake::makeVendorDevice()));
+    device.wires[0]->answer = {1, 5, 6};
+    device.wires[0]->onGetReport = [&] { reader.close(); };
+    EXPECT_EQ(0, valueOf(reader.device, kInputByte));
+    device.wires[0]->onGetReport = nullptr;
+    reader.open();
+    device.wires[0]->answer = {1, 7, 8};
+    EXPECT_EQ(8, valueOf(reader.device, kInputByte));
+}
+
+TEST_F(DeviceLives, AReportThatWasFetchedFromAnEarlierLifeIsNotQueued)
+{
+    constexpr IOHIDElementCookie kFeatureByte = 76;
+    QueueReader reader(plug(fake::makeVendorDevice()), {kFeatureByte});
+    const auto fetch = [&] {
+        std::uint8_t bytes[4] = {};
+        UInt32 size = sizeof bytes;
+        return (*reader.device)
+            ->getReport(reader.device, kIOHIDReportTypeFeature, 3, bytes, &size, 0, nullptr, nullptr, nullptr);
+    };
+    device.wires[0]->answer = {3, 0x11, 0x22, 0x33};
+    device.wires[0]->onGetReport = [&] {
+        (*reader.device)->close(reader.device);
+        (*reader.device)->open(reader.device, 0);
+    };
+    EXPECT_EQ(kIOReturnSuccess, fetch());
+    runDue();
+    EXPECT_EQ("", reader.take());
+    device.wires[0]->onGetReport = nullptr;
+    EXPECT_EQ(kIOReturnSuccess, fetch());
+    runDue();
+    EXPECT_EQ("|76=34 ", reader.take());
+}
+
+TEST_F(DeviceLives, AChannelThatClaimsMoreThanTheRoomIsNotBelieved)
+{
+    InterruptReader reader(plug(fake::makeVendorDevice()));
+    device.wires[0]->answer = {3, 0x11, 0x22, 0x33};
+    device.wires[0]->claimedSize = 1000;
+    std::uint8_t bytes[4] = {};
+    UInt32 size = sizeof bytes;
+    EXPECT_EQ(kIOReturnSuccess, (*reader.device)->getReport(reader.device, kIOHIDReportTypeFeature, 3, bytes, &size, 0,
+                                                            nullptr, nullptr, nullptr));
+    EXPECT_EQ(4u, size);
+}
+
+TEST_F(DeviceLives, TheFirstElementMayBeAField)
+{
+    // Outside of any collection.
+    InterruptReader reader(plug(fake::makeDevice(0x1209, 3)
+                                    .addHid({0x05, 0x01, 0x09, 0x30, 0x15, 0x00, 0x25, 0x7F, 0x75, 0x08, 0x95, 0x01,
+                                             0x81, 0x02})));
+    device.wires[0]->send({5});
+    device.wires[0]->answer = {5};
+    EXPECT_EQ(5, valueOf(reader.device, 1));
 }

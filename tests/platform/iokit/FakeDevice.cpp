@@ -180,8 +180,14 @@ public:
         if (_wire->requestResult != Status::success) {
             return _wire->requestResult;
         }
-        size = std::min(buffer.size(), _wire->answer.size());
-        std::copy_n(_wire->answer.begin(), size, buffer.begin());
+        // The device may be closed in the call, and this channel with it.
+        const std::shared_ptr<Wire> wire = _wire;
+        if (wire->onGetReport) {
+            wire->onGetReport();
+        }
+        size = std::min(buffer.size(), wire->answer.size());
+        std::copy_n(wire->answer.begin(), size, buffer.begin());
+        size = wire->claimedSize.value_or(size);
         return Status::success;
     }
 

@@ -65,12 +65,16 @@ public:
     std::vector<Bytes> sentReports();
     /// Called within setReport; its result is the call's.
     std::function<qrx::platform::Status()> onSetReport;
+    /// Called within getReport, before it answers.
+    std::function<void()> onGetReport;
     /// Called within takeReport.
     std::function<void()> onTakeReport;
     qrx::platform::Status openResult = qrx::platform::Status::success;
     qrx::platform::Status requestResult = qrx::platform::Status::success;
     /// What getReport gives.
     Bytes answer;
+    /// The size that getReport claims to have given, if it lies about that.
+    std::optional<std::size_t> claimedSize;
     /// Channels fetch all that waits at once, and their descriptor then tells nothing of it.
     bool fetchesInBatches = false;
     /// After the last report of a batch the channel does not ask whether more have come.

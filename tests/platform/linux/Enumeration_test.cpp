@@ -176,7 +176,9 @@ TEST_F(Enumeration, TellsTheActiveConfiguration)
 TEST_F(Enumeration, HasNoStringsWhereTheDeviceHasNone)
 {
     TreeDevice device = mouse();
-    device.manufacturerText = device.productText = device.serialText = std::nullopt;
+    device.manufacturerText.reset();
+    device.productText.reset();
+    device.serialText.reset();
     tree.plug(device);
     refreshed();
     EXPECT_EQ(sink.at("1-1").vendorName, std::nullopt);
