@@ -21,7 +21,8 @@ std::atomic<std::size_t> sm_Allocations{0};
 
 } // namespace
 
-void* operator new(std::size_t size)
+// Not inlined: where a compiler sees `free` of what a new-expression gave, it warns.
+[[gnu::noinline]] void* operator new(std::size_t size)
 {
     ++sm_Allocations;
     if (void* memory = std::malloc(size != 0 ? size : 1)) {
@@ -30,18 +31,18 @@ void* operator new(std::size_t size)
     throw std::bad_alloc();
 }
 
-void* operator new(std::size_t size, const std::nothrow_t&) noexcept
+[[gnu::noinline]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept
 {
     ++sm_Allocations;
     return std::malloc(size != 0 ? size : 1);
 }
 
-void operator delete(void* memory) noexcept
+[[gnu::noinline]] void operator delete(void* memory) noexcept
 {
     std::free(memory);
 }
 
-void operator delete(void* memory, std::size_t) noexcept
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept
 {
     std::free(memory);
 }

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <cstdio>
 #include <cstdlib>
 
@@ -313,7 +314,7 @@ CFUUIDRef CFUUIDGetConstantUUIDWithBytes(CFAllocatorRef, UInt8 byte0, UInt8 byte
                                          UInt8 byte10, UInt8 byte11, UInt8 byte12, UInt8 byte13, UInt8 byte14,
                                          UInt8 byte15)
 {
-    static std::map<std::vector<UInt8>, std::unique_ptr<CFUUIDBytes>> constants;
+    static std::map<std::array<UInt8, 16>, std::unique_ptr<CFUUIDBytes>> constants;
     std::unique_ptr<CFUUIDBytes>& constant = constants[{byte0, byte1, byte2, byte3, byte4, byte5, byte6, byte7, byte8,
                                                         byte9, byte10, byte11, byte12, byte13, byte14, byte15}];
     if (!constant) {

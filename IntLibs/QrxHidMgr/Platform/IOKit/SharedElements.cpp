@@ -2,6 +2,7 @@
 
 #include "ElementProperties.h"
 
+#include <algorithm>
 #include <map>
 #include <mutex>
 
@@ -9,9 +10,20 @@ namespace qrx::iokit {
 
 namespace {
 
+/// The length first: devices of one kind differ in it mostly.
+struct DescriptorOrder {
+    bool operator()(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) const
+    {
+        if (a.size() != b.size()) {
+            return a.size() < b.size();
+        }
+        return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end());
+    }
+};
+
 struct Arrays {
     std::mutex mutex;
-    std::map<std::vector<std::uint8_t>, std::weak_ptr<const SharedElements>> inUse;
+    std::map<std::vector<std::uint8_t>, std::weak_ptr<const SharedElements>, DescriptorOrder> inUse;
 };
 
 /// Never destroyed: devices may go with static objects.
