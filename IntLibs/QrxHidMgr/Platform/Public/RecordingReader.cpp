@@ -265,9 +265,9 @@ void RecordingReader::readIdentity(std::string_view value)
 {
     const std::string_view whole = value;
     const auto bus = number(nextWord(value), 16, 0xFFFF);
-    const auto vendorID = number(nextWord(value), 16, 0xFFFFFFFF);
-    const auto productID = number(nextWord(value), 16, 0xFFFFFFFF);
-    if (!bus || !vendorID || !productID || *vendorID > 0xFFFF || *productID > 0xFFFF || !trimmed(value).empty()) {
+    const auto vendorID = number(nextWord(value), 16, 0xFFFF);
+    const auto productID = number(nextWord(value), 16, 0xFFFF);
+    if (!bus || !vendorID || !productID || !trimmed(value).empty()) {
         fail("I: needs bus, vendor ID and product ID in hexadecimal, not " + quoted(whole));
     }
     currentInterface();
