@@ -3,14 +3,16 @@
 import os
 import pickle
 import re
+import signal
 import subprocess
+import threading
 import time
 from concurrent.futures import ThreadPoolExecutor
 
 TEST_LIST = re.compile(r"qrx_add_test\(\s*(\w+)")
 # A case may take this many times as long as alone, and some seconds for a machine that does other things too.
 PATIENCE_FACTOR = 10
-PATIENCE_SECONDS = 15
+PATIENCE_SECONDS = 10
 
 
 def program_names(source):
@@ -33,18 +35,64 @@ def environment(**more):
     return {key: value for key, value in {**os.environ, **more}.items() if value is not None}
 
 
-def run(program, cases, limit, **more):
+def patience(case):
+    return PATIENCE_SECONDS + PATIENCE_FACTOR * case.seconds
+
+
+class Run:
+    """One start of a program with some of its cases, ended as soon as one of them takes longer than its limit."""
+
+    def __init__(self, program, limits, **more):
+        """The limits are seconds by case name."""
+        self._limits = limits
+        self._ends_at = time.monotonic() + PATIENCE_SECONDS
+        self._has_ended = threading.Event()
+        self.failed, self.is_late = None, False
+        command = [program, "--gtest_fail_fast", "--gtest_color=no", "--gtest_filter=" + ":".join(limits)]
+        # A session of its own, so that what a case forked ends with it.
+        self._process = subprocess.Popen(command, env=environment(**more), stdin=subprocess.DEVNULL,
+                                         stdout=subprocess.PIPE, stderr=subprocess.STDOUT, errors="replace", text=True,
+                                         start_new_session=True)
+
+    def end(self):
+        """Waits for the end; true if all cases passed."""
+        watcher = threading.Thread(target=self._watch)
+        watcher.start()
+        with self._process.stdout:
+            for line in self._process.stdout:
+                self._read(line)
+        os.waitid(os.P_PID, self._process.pid, os.WEXITED | os.WNOWAIT)
+        self._has_ended.set()
+        watcher.join()
+        self._end_all()
+        return self._process.wait() == 0 and not self.is_late
+
+    def _read(self, line):
+        began = re.match(r"\[ RUN      \] (\S+)", line)
+        failed = re.match(r"\[  FAILED  \] ([^\s,]+)", line)
+        if began:
+            self._ends_at = time.monotonic() + self._limits.get(began.group(1), PATIENCE_SECONDS)
+        elif failed and self.failed is None:
+            self.failed = failed.group(1)
+
+    def _watch(self):
+        while not self._has_ended.wait(0.2):
+            if time.monotonic() > self._ends_at:
+                self.is_late = True
+                self._end_all()
+                return
+
+    def _end_all(self):
+        """While the program is not waited for, its number is nobody else's."""
+        os.killpg(self._process.pid, signal.SIGKILL)
+
+
+def run(program, limits, **more):
     """How the program ended: "passed", "failed" with the case's name, or "time limit"."""
-    command = [program, "--gtest_brief=1", "--gtest_fail_fast", "--gtest_filter=" + ":".join(cases)]
-    try:
-        done = subprocess.run(command, env=environment(**more), timeout=limit, stdin=subprocess.DEVNULL,
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT, errors="replace", check=False)
-    except subprocess.TimeoutExpired:
-        return "time limit", None
-    if done.returncode == 0:
+    one = Run(program, limits, **more)
+    if one.end():
         return "passed", None
-    failed = re.search(r"\[  FAILED  \] ([^\s,]+)", done.stdout)
-    return "failed", failed.group(1) if failed else None
+    return ("time limit", None) if one.is_late else ("failed", one.failed)
 
 
 def list_cases(program):
@@ -64,7 +112,7 @@ def look(case, count, folder):
     with open(marks, "wb") as file:
         file.truncate(count)
     began = time.monotonic()
-    result, _ = run(case.program, [case.name], 300, QRX_MUTANTS_REACHED=marks, QRX_MUTANT=None)
+    result, _ = run(case.program, {case.name: 300}, QRX_MUTANTS_REACHED=marks, QRX_MUTANT=None)
     case.seconds = time.monotonic() - began
     with open(marks, "rb") as file:
         case.reached = frozenset(at for at, mark in enumerate(file.read()) if mark)
@@ -117,17 +165,14 @@ def try_change(number, cases, slowest):
     if not by_program:
         return ("only slow" if any(number in case.reached for case in cases) else "not reached"), None
     for program, its in sorted(by_program.items(), key=lambda item: sum(case.seconds for case in item[1])):
-        names = [case.name for case in its]
-        # Each case was timed with a start of the program of its own.
-        start = min(case.seconds for case in its)
-        limit = PATIENCE_SECONDS + PATIENCE_FACTOR * sum(case.seconds - start for case in its)
-        while names:
-            verdict, failed = run(program, names, limit, QRX_MUTANT=str(number))
+        limits = {case.name: patience(case) for case in its}
+        while limits:
+            verdict, failed = run(program, limits, QRX_MUTANT=str(number))
             if verdict == "passed":
                 break
-            if failed not in names:
+            if failed not in limits:
                 return verdict if verdict == "time limit" else "crash", os.path.basename(program)
-            if run(program, [failed], limit, QRX_MUTANT=str(number))[0] != "passed":
+            if run(program, {failed: limits[failed]}, QRX_MUTANT=str(number))[0] != "passed":
                 return "failed", failed
-            names.remove(failed)
+            del limits[failed]
     return "survived", None
