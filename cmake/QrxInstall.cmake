@@ -3,12 +3,7 @@
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QrxHIDManager)
-set(libraries QrxHIDManager-embedded)
-if(TARGET QrxHIDManager-embedded-static)
-    list(APPEND libraries QrxHIDManager-embedded-static)
-endif()
-
-install(TARGETS ${libraries}
+install(TARGETS QrxHIDManager-embedded QrxHIDManager-embedded-static
     EXPORT QrxHIDManager-targets
     FRAMEWORK DESTINATION ${CMAKE_INSTALL_LIBDIR}
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/QrxHIDManager)
