@@ -4,7 +4,7 @@
 #include "InterfaceLayout.h"
 #include "QrxError.h"
 
-#include <cmath>
+#include <cstdlib>
 #include <span>
 #include <stdexcept>
 #include <vector>
@@ -33,6 +33,21 @@ const Item& itemAt(std::span<const Item> items, std::size_t index)
         throw std::out_of_range("vector [] access out of range");
     }
     return items[index];
+}
+
+/// As near as a double comes for -22 to 22, and every exponent that a device may choose is allowed. Not std::pow: clang
+/// makes a call of it that macOS has only from 10.9 on.
+double powerOfTen(std::int32_t exponent)
+{
+    double power = 1;
+    double square = 10;
+    for (auto left = std::abs(std::int64_t{exponent}); left != 0; left /= 2) {
+        if (left % 2 != 0) {
+            power *= square;
+        }
+        square *= square;
+    }
+    return exponent < 0 ? 1 / power : power;
 }
 
 std::shared_ptr<const hid::ReportLayout> emptyLayout()
@@ -186,7 +201,7 @@ double QrxReportField::getPhysicalValue(int64_t logicalValue) const
     const auto physicalRange = static_cast<double>(_field->physicalMaximum - _field->physicalMinimum);
     const double fromMinimum = static_cast<double>(logicalValue) - static_cast<double>(_field->logicalMinimum);
     const double scaled = fromMinimum * physicalRange / logicalRange + static_cast<double>(_field->physicalMinimum);
-    return scaled * std::pow(10.0, _field->unitExponent);
+    return scaled * powerOfTen(_field->unitExponent);
 }
 
 size_t QrxReportField::getCollection() const
