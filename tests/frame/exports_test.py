@@ -9,7 +9,7 @@ import subprocess
 import sys
 
 EXPORTED_CLASS = re.compile(r"(?:class|struct) QRX_EXPORT (\w+)")
-EXPORTED_FUNCTION = re.compile(r"^QRX_EXPORT [^;{]*?\b(\w+)\(", re.MULTILINE)
+EXPORTED_FUNCTION = re.compile(r"^(?:\[\[nodiscard\]\] )?QRX_EXPORT [^;{]*?\b(\w+)\(", re.MULTILINE)
 OF_A_CLASS = re.compile(r"(?:vtable for |typeinfo for |typeinfo name for )?(?:mis::)?(\w+)(?:<unsigned int>)?"
                         r"(?:::(?:~?\w+|operator\W+)(?:[(\[].*)?)?")
 

@@ -29,7 +29,7 @@ RULES = {
     "Sources": ((), ("Headers", "Sources")),
     "Sources/mac": ((PUBLISHED,), ("Headers", "Sources", "Sources/mac")),
     "Additions": ((PUBLISHED,), ("Additions", "Headers", "Sources", "Sources/mac", "HID")),
-    "Additions/platform": ((PUBLISHED,), ("Additions", "Platform/IOKit")),
+    "Additions/platform": ((PUBLISHED,), ("Additions", "Headers", "Platform/IOKit")),
     "Platform/Base": ((SYSTEM,), ("Platform/Base",)),
     "HID": ((), ("HID",)),
     "Platform/Provider": ((SYSTEM,), ("Platform/Provider", "Platform/Base")),

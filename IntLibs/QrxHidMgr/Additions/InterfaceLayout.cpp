@@ -1,8 +1,7 @@
 #include "InterfaceLayout.h"
 
+#include "InterfaceAccess.h"
 #include "QrxHIDCollection.h"
-#include "QrxHIDDeviceImpl.h"
-#include "QrxHIDInterfaceMac.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -102,11 +101,7 @@ bool namesUsage(const hid::Element& element)
 
 std::shared_ptr<const InterfaceLayout> InterfaceLayout::of(const QrxHIDDevice& device, int interfaceNumber)
 {
-    const auto* found = dynamic_cast<const _QrxHIDDeviceImpl*>(&device);
-    if (found == nullptr) {
-        return nullptr;
-    }
-    const mis::swizzler<_QrxHIDInterfaceMac> interface = found->_getInterface(interfaceNumber);
+    const mis::swizzler<_QrxHIDInterfaceMac> interface = interfaceOf(device, interfaceNumber);
     if (!interface) {
         return nullptr;
     }

@@ -5,6 +5,7 @@
 #define QRX_REPORT_LAYOUT_H
 
 #include "QrxExport.h"
+#include "QrxReportType.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -17,9 +18,6 @@ namespace qrx::hid {
 struct LayoutField;
 class ReportLayout;
 } // namespace qrx::hid
-
-/// The kinds of reports. The numbers are those that `QrxHIDDevice::setReport` takes.
-enum class QrxReportType : unsigned int { input = 0, output = 1, feature = 2 };
 
 /// In place of a collection's index where there is no collection.
 constexpr size_t kQrxNoCollection = static_cast<size_t>(-1);

@@ -241,8 +241,8 @@ TEST_F(HidrawNodes, ThatTheKernelDidNotMakeAreToldOnce)
     const auto port = sink.at("1-2").interfaces[0].hid;
     ASSERT_NE(port, nullptr);
     testing::internal::CaptureStderr();
-    EXPECT_EQ(port->open(channel), Status::noResources);
-    EXPECT_EQ(port->open(channel), Status::noResources);
+    EXPECT_EQ(port->open(channel), Status::unsupported);
+    EXPECT_EQ(port->open(channel), Status::unsupported);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "QrxHIDManager: Interface 3 of 1234:abcd \"Mouse\" at 1-2 has no report node: the kernel has 64 of them, "
               "and some drivers make none.\n");

@@ -3,6 +3,7 @@
 #include "HidQueue.h"
 #include "HidTables.h"
 #include "OpenDevices.h"
+#include "RefusalLog.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 
@@ -119,6 +120,7 @@ IOReturn HidDevice::open(IOOptionBits flags)
     std::unique_ptr<HIDChannel> channel;
     const platform::Status status = _entry->facts().hid->open(channel);
     if (status != platform::Status::success || !channel) {
+        tellRefusedOpen(_entry->record().facts, _entry->facts(), resultOf(status));
         return status == platform::Status::success ? kIOReturnError : resultOf(status);
     }
     std::shared_ptr<HIDChannel> opened = std::move(channel);
@@ -400,6 +402,7 @@ void HidDevice::deliverCompletions()
 IOReturn HidDevice::setReport(std::uint32_t type, std::uint32_t id, Bytes bytes, Completion completion)
 {
     if (const IOReturn state = requestState(); state != kIOReturnSuccess) {
+        tellRefusedReport(_entry->record().facts, _entry->facts(), type, id, state);
         return state;
     }
     if (type >= kIOHIDReportTypeCount || (bytes.data() == nullptr && !bytes.empty())) {
@@ -412,7 +415,9 @@ IOReturn HidDevice::setReport(std::uint32_t type, std::uint32_t id, Bytes bytes,
     const auto self = shared_from_this();
     const auto channel = _channel;
     const auto status = channel->setReport(static_cast<platform::ReportType>(type), id, bytes);
-    if (status == platform::Status::success && channel == _channel && !_queues.empty()) {
+    if (status != platform::Status::success) {
+        tellRefusedReport(_entry->record().facts, _entry->facts(), type, id, resultOf(status));
+    } else if (channel == _channel && !_queues.empty()) {
         note({static_cast<hid::ReportType>(type), id, bytes, false}, nullptr);
     }
     return finish(resultOf(status), static_cast<std::uint32_t>(bytes.size()), completion);

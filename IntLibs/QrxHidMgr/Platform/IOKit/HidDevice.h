@@ -14,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -118,6 +119,9 @@ public:
     {
         return _channel ? std::optional(_channel->possibleLosses()) : std::nullopt;
     }
+
+    /// As HIDPort::nodePath.
+    std::string nodePath() const { return _entry->facts().hid->nodePath(); }
 
     // --- for the end of the device ---
 

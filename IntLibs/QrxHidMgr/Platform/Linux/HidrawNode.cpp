@@ -36,8 +36,6 @@ Status HidrawNode::refuse(int error)
         _access->tellRefusal(_place.node, error);
     } else if (status == Status::noResources || status == Status::noMemory) {
         _access->tellScarcity(_place.node, error);
-    } else {
-        log(LogLevel::info, _place.node + " could not be opened (errno " + std::to_string(error) + ")");
     }
     return status;
 }
@@ -49,7 +47,7 @@ Status HidrawNode::open(std::unique_ptr<HIDChannel>& channel)
     }
     if (_place.node.empty()) {
         _access->tellMissingNode(_place.interfaceNumber);
-        return Status::noResources;
+        return Status::unsupported;
     }
     bool canWrite = true;
     OwnedFd fd(_calls, openNode(_calls, _place.node, O_RDWR));

@@ -29,9 +29,10 @@ public:
     void setAccess(std::shared_ptr<DeviceAccess> access) { _access = std::move(access); }
 
     /// Opens the node for reading and writing, or for reading alone where its mode says so. A refusal is told on
-    /// standard error once per device: notPrivileged. notAttached where the device has left, noResources where it has
+    /// standard error once per device: notPrivileged. notAttached where the device has left, unsupported where it has
     /// no node.
     Status open(std::unique_ptr<HIDChannel>& channel) override;
+    std::string nodePath() const override { return _place.node; }
 
 private:
     Status refuse(int error);

@@ -94,6 +94,9 @@ public:
     /// The first and only moment at which a report node is opened. Failures that a person must act on are told on
     /// standard error, once per device.
     virtual Status open(std::unique_ptr<HIDChannel>& channel) = 0;
+
+    /// The file that open opens; empty without one.
+    virtual std::string nodePath() const { return {}; }
 };
 
 /// One interface of the active configuration.

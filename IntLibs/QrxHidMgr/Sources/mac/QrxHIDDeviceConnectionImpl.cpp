@@ -119,7 +119,7 @@ std::valarray<uint8_t> littleEndianBytes(std::uint32_t value, std::size_t count)
 
 _QrxHIDDeviceConnectionImpl::_QrxHIDDeviceConnectionImpl()
     : _entry(0), _properties(nullptr), _deviceInterface(nullptr), _queue(nullptr), _runLoopSource(nullptr),
-      _reportBuffer(nullptr)
+      _reportBuffer(nullptr), _isOpened(false)
 {
 }
 
@@ -153,9 +153,11 @@ void _QrxHIDDeviceConnectionImpl::setReport(unsigned int type, unsigned int repo
     if (bytes.size() == 0 || _deviceInterface == nullptr) {
         return;
     }
-    (*_deviceInterface)
-        ->setReport(_deviceInterface, static_cast<IOHIDReportType>(type), reportID, &bytes[0],
-                    static_cast<unsigned int>(bytes.size()), 0, nullptr, nullptr, nullptr);
+    // The receiver may drop everything above the connection.
+    const SelfHold self(*this);
+    _result = (*_deviceInterface)
+                  ->setReport(_deviceInterface, static_cast<IOHIDReportType>(type), reportID, &bytes[0],
+                              static_cast<unsigned int>(bytes.size()), 0, nullptr, nullptr, nullptr);
 }
 
 void _QrxHIDDeviceConnectionImpl::_initWithEntry(unsigned int entry)
@@ -197,9 +199,14 @@ void _QrxHIDDeviceConnectionImpl::_createDeviceInterface()
 
 void _QrxHIDDeviceConnectionImpl::_openDeviceInterface()
 {
-    if (_deviceInterface == nullptr || (*_deviceInterface)->open(_deviceInterface, 0) != 0) {
+    if (_deviceInterface == nullptr) {
         return;
     }
+    _result = (*_deviceInterface)->open(_deviceInterface, 0);
+    if (_result != 0) {
+        return;
+    }
+    _isOpened = true;
     try {
         _initReportsQueue();
     } catch (...) {
@@ -214,6 +221,7 @@ void _QrxHIDDeviceConnectionImpl::_closeDeviceInterface()
     if (_deviceInterface != nullptr) {
         // The interrupt report callback has no end of its own: closing ends it.
         _freeReportsQueue();
+        _isOpened = false;
         (*_deviceInterface)->close(_deviceInterface);
     }
 }
@@ -221,6 +229,7 @@ void _QrxHIDDeviceConnectionImpl::_closeDeviceInterface()
 void _QrxHIDDeviceConnectionImpl::_freeDeviceInterface()
 {
     if (_deviceInterface != nullptr) {
+        _isOpened = false;
         (*_deviceInterface)->close(_deviceInterface);
         (*_deviceInterface)->Release(_deviceInterface);
         _deviceInterface = nullptr;

@@ -10,6 +10,8 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
+#include <utility>
 #include <valarray>
 
 class _QrxHIDInterfaceMac;
@@ -68,6 +70,10 @@ public:
 
     /// The driver's device interface, borrowed, or null.
     IOHIDDeviceInterface122** _borrowedDeviceInterface() const { return _deviceInterface; }
+    /// The last open was answered with success, and no close came after it.
+    bool _isOpen() const { return _isOpened; }
+    /// What the platform answered to the last open or setReport; no value before the first one, and after it was taken.
+    std::optional<IOReturn> _takeResult() { return std::exchange(_result, std::nullopt); }
     /// The driver's properties as they were when the connection was made, borrowed; null without a driver.
     CFDictionaryRef _borrowedProperties() const { return _properties; }
 
@@ -87,4 +93,6 @@ private:
     IOHIDQueueInterface** _queue;
     CFRunLoopSourceRef _runLoopSource;
     void* _reportBuffer;
+    bool _isOpened;
+    std::optional<IOReturn> _result;
 };

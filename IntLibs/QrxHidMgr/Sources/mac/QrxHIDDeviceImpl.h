@@ -81,6 +81,9 @@ public:
     /// Without an entry the device equals the entry 0.
     virtual bool operator==(unsigned int entry) const;
 
+    /// In the order in which the registry lists them; they stay the same once the device is listed.
+    const std::vector<mis::swizzler<_QrxHIDInterfaceMac>>& _getInterfaces() const { return _interfaces; }
+
     /// The registry entry, borrowed, or 0.
     io_service_t _getEntry() const { return _entry; }
 

@@ -1,6 +1,7 @@
-#include "../InputLoss.h"
+#include "../Ground.h"
 
 #include "IOKit/HidDevice.h"
+#include "QrxError.h"
 
 namespace qrx {
 
@@ -8,9 +9,14 @@ std::uint64_t possibleLosses(IOHIDDeviceInterface122** driver, std::error_code& 
 {
     const std::optional<std::uint64_t> losses = iokit::HidDevice::ofDevice(driver).possibleLosses();
     if (!losses) {
-        error = std::make_error_code(std::errc::not_connected);
+        error = QrxError::notOpen;
     }
     return losses.value_or(0);
+}
+
+std::string nodePath(IOHIDDeviceInterface122** driver)
+{
+    return iokit::HidDevice::ofDevice(driver).nodePath();
 }
 
 } // namespace qrx

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+#include <IOKit/IOCFPlugIn.h>
+#include <IOKit/hid/IOHIDLib.h>
+
+#include <cstdint>
+#include <string>
+#include <system_error>
+
+/// What the two grounds do differently: each has a file in a folder of its own. `driver` is the device interface of a
+/// driver, never null.
+namespace qrx {
+
+/// As QrxGetPossibleLosses.
+std::uint64_t possibleLosses(IOHIDDeviceInterface122** driver, std::error_code& error);
+
+/// The file by which the system offers the interface; empty without one.
+std::string nodePath(IOHIDDeviceInterface122** driver);
+
+} // namespace qrx

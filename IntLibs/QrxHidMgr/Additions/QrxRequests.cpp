@@ -1,0 +1,261 @@
+#include "QrxRequests.h"
+
+#include "Ground.h"
+#include "InterfaceAccess.h"
+#include "InterfaceLayout.h"
+#include "PlatformResult.h"
+#include "SelfReference.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <string>
+#include <system_error>
+#include <valarray>
+
+using namespace qrx;
+
+namespace {
+
+using Connection = mis::swizzler<_QrxHIDDeviceConnectionImpl>;
+
+/// "1234:abcd, interface 2 (/dev/hidraw3)". Numbers only: a device's names may hold anything.
+std::string nameOf(const QrxHIDDevice& device, int interfaceNumber)
+{
+    std::array<char, 16> ids{};
+    std::snprintf(ids.data(), ids.size(), "%04x:%04x", static_cast<unsigned>(device.getVendorID() & 0xFFFF),
+                  static_cast<unsigned>(device.getProductID() & 0xFFFF));
+    std::string name = std::string(ids.data()) + ", interface " + std::to_string(interfaceNumber);
+    const Connection connection = connectionOf(device, interfaceNumber);
+    if (connection && connection->_borrowedDeviceInterface() != nullptr) {
+        if (const std::string node = nodePath(connection->_borrowedDeviceInterface()); !node.empty()) {
+            name += " (" + node + ")";
+        }
+    }
+    return name;
+}
+
+/// How opening and closing fail.
+QrxOutcome failure(std::error_code error, const QrxHIDDevice& device, int interfaceNumber, const char* what)
+{
+    return {error, nameOf(device, interfaceNumber) + " was not " + what};
+}
+
+/// One request for one report: what its checks and its messages need.
+struct Request {
+    const QrxHIDDevice& device;
+    QrxReportType type;
+    unsigned int reportID;
+    int interfaceNumber;
+
+    QrxOutcome fail(std::error_code error, const char* what) const
+    {
+        if (!error) {
+            return {};
+        }
+        static constexpr std::array<const char*, 3> kTypes{"input", "output", "feature"};
+        const auto index = static_cast<std::size_t>(type);
+        std::string report = std::string(index < kTypes.size() ? kTypes[index] : "unknown") + " report";
+        if (reportID != 0) {
+            report += " " + std::to_string(reportID);
+        }
+        return {error, nameOf(device, interfaceNumber) + ": " + report + " was not " + what};
+    }
+
+    /// The report's size as the descriptor has it; 0 if there is no such report, no value if the descriptor is not
+    /// published.
+    std::optional<std::size_t> declaredSize() const
+    {
+        const auto layout = InterfaceLayout::of(device, interfaceNumber);
+        if (!layout || layout->reports()->reports().empty()) {
+            return std::nullopt;
+        }
+        if (type != QrxReportType::input && type != QrxReportType::output && type != QrxReportType::feature) {
+            return 0;
+        }
+        return (layout->reports()->reportBits(static_cast<hid::ReportType>(type), reportID) + 7) / 8;
+    }
+
+    std::error_code checkToSend(const std::uint8_t* bytes, std::size_t count) const
+    {
+        const std::optional<std::size_t> size = declaredSize();
+        if (size == 0U) {
+            return QrxError::noSuchReport;
+        }
+        if (count == 0 || count != size.value_or(count)) {
+            return QrxError::wrongLength;
+        }
+        return reportID != 0 && bytes[0] != reportID ? QrxError::wrongFirstByte : std::error_code();
+    }
+
+    std::error_code checkToReceive(std::size_t capacity) const
+    {
+        const std::optional<std::size_t> size = declaredSize();
+        if (size == 0U) {
+            return QrxError::noSuchReport;
+        }
+        return capacity == 0 || capacity < size.value_or(0) ? QrxError::wrongLength : std::error_code();
+    }
+};
+
+std::size_t largestSize(const _QrxHIDDeviceConnectionImpl& connection, QrxReportType type)
+{
+    switch (type) {
+    case QrxReportType::input:
+        return connection.getInputReportSize();
+    case QrxReportType::output:
+        return connection.getOutputReportSize();
+    default:
+        return connection.getFeatureReportSize();
+    }
+}
+
+/// Only what opening itself throws passes here: it calls nothing of the application's.
+std::error_code open(_QrxHIDDeviceConnectionImpl& connection)
+{
+    static_cast<void>(connection._takeResult());
+    try {
+        connection.open();
+    } catch (const std::system_error& error) {
+        return error.code() == std::errc::too_many_files_open ? QrxError::outOfDescriptors : error.code();
+    }
+    return errorOfResult(connection._takeResult().value_or(kIOReturnError));
+}
+
+} // namespace
+
+QrxOutcome QrxOpen(QrxHIDDevice& device, int interfaceNumber)
+{
+    const SelfHold hold(device);
+    const Connection connection = connectionOf(device, interfaceNumber);
+    if (!connection) {
+        return failure(QrxError::noSuchInterface, device, interfaceNumber, "opened");
+    }
+    if (connection->_isOpen()) {
+        return {};
+    }
+    const std::error_code error = open(*connection);
+    return error ? failure(error, device, interfaceNumber, "opened") : QrxOutcome();
+}
+
+QrxOutcome QrxOpen(QrxHIDDevice& device)
+{
+    const SelfHold hold(device);
+    const auto* found = dynamic_cast<const _QrxHIDDeviceImpl*>(&device);
+    if (found == nullptr) {
+        return failure(QrxError::noSuchInterface, device, 0, "opened");
+    }
+    QrxOutcome first;
+    std::vector<Connection> opened;
+    opened.reserve(found->_getInterfaces().size());
+    try {
+        for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : found->_getInterfaces()) {
+            const Connection connection = interface->_borrowedConnection();
+            if (!connection || connection->_isOpen()) {
+                continue;
+            }
+            opened.push_back(connection);
+            const std::error_code error = open(*connection);
+            if (error && !first.hasFailed()) {
+                first = failure(error, device, interface->getInterfaceNumber(), "opened");
+            }
+        }
+    } catch (...) {
+        for (const Connection& connection : opened) {
+            connection->close();
+        }
+        throw;
+    }
+    return first;
+}
+
+QrxOutcome QrxClose(QrxHIDDevice& device, int interfaceNumber)
+{
+    const SelfHold hold(device);
+    const Connection connection = connectionOf(device, interfaceNumber);
+    if (!connection) {
+        return failure(QrxError::noSuchInterface, device, interfaceNumber, "closed");
+    }
+    if (connection->_isOpen()) {
+        connection->close();
+    }
+    return {};
+}
+
+bool QrxIsOpen(const QrxHIDDevice& device)
+{
+    const auto* found = dynamic_cast<const _QrxHIDDeviceImpl*>(&device);
+    return found != nullptr && std::any_of(found->_getInterfaces().begin(), found->_getInterfaces().end(),
+                                           [](const mis::swizzler<_QrxHIDInterfaceMac>& interface) {
+                                               const auto* connection = interface->_borrowedConnection();
+                                               return connection != nullptr && connection->_isOpen();
+                                           });
+}
+
+bool QrxIsOpen(const QrxHIDDevice& device, int interfaceNumber)
+{
+    const Connection connection = connectionOf(device, interfaceNumber);
+    return connection && connection->_isOpen();
+}
+
+QrxOutcome QrxSetReport(QrxHIDDevice& device, QrxReportType reportType, unsigned int reportID, const uint8_t* bytes,
+                        size_t count, int interfaceNumber)
+{
+    const SelfHold hold(device);
+    const Request request{device, reportType, reportID, interfaceNumber};
+    const Connection connection = connectionOf(device, interfaceNumber);
+    if (!connection) {
+        return request.fail(QrxError::noSuchInterface, "sent");
+    }
+    if (const std::error_code error = request.checkToSend(bytes, count)) {
+        return request.fail(error, "sent");
+    }
+    static_cast<void>(connection->_takeResult());
+    device.setReport(static_cast<unsigned int>(reportType), reportID, std::valarray<uint8_t>(bytes, count),
+                     interfaceNumber);
+    // Without a result nothing was sent: the driver offers no way to it.
+    return request.fail(errorOfResult(connection->_takeResult().value_or(kIOReturnError)), "sent");
+}
+
+QrxOutcome QrxGetReport(QrxHIDDevice& device, QrxReportType reportType, unsigned int reportID, uint8_t* buffer,
+                        size_t capacity, size_t& received, int interfaceNumber)
+{
+    received = 0;
+    const SelfHold hold(device);
+    const Request request{device, reportType, reportID, interfaceNumber};
+    const Connection connection = connectionOf(device, interfaceNumber);
+    IOHIDDeviceInterface122** const driver = connection ? connection->_borrowedDeviceInterface() : nullptr;
+    if (driver == nullptr) {
+        return request.fail(QrxError::noSuchInterface, "received");
+    }
+    if (const std::error_code error = request.checkToReceive(capacity)) {
+        return request.fail(error, "received");
+    }
+    // The platform counts in 32 bits, and no report comes near.
+    auto size = static_cast<UInt32>(std::min<std::size_t>(capacity, UINT32_MAX));
+    const IOReturn result = (*driver)->getReport(driver, static_cast<IOHIDReportType>(reportType), reportID, buffer,
+                                                 &size, 0, nullptr, nullptr, nullptr);
+    if (result == kIOReturnSuccess) {
+        received = std::min<std::size_t>(size, capacity);
+    }
+    return request.fail(errorOfResult(result), "received");
+}
+
+QrxOutcome QrxGetReport(QrxHIDDevice& device, QrxReportType reportType, unsigned int reportID,
+                        std::vector<uint8_t>& report, int interfaceNumber)
+{
+    report.clear();
+    const Request request{device, reportType, reportID, interfaceNumber};
+    const Connection connection = connectionOf(device, interfaceNumber);
+    // Where the size is not known the report cannot be longer than the longest of its type.
+    const std::size_t longest = connection ? largestSize(*connection, reportType) : 0;
+    std::vector<uint8_t> answer(std::max<std::size_t>(request.declaredSize().value_or(longest), 1));
+    std::size_t received = 0;
+    QrxOutcome outcome =
+        QrxGetReport(device, reportType, reportID, answer.data(), answer.size(), received, interfaceNumber);
+    if (!outcome.hasFailed()) {
+        answer.resize(received);
+        report = std::move(answer);
+    }
+    return outcome;
+}

@@ -1,0 +1,70 @@
+#include "RefusalLog.h"
+
+#include "Provider/Log.h"
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+namespace qrx::iokit {
+
+namespace {
+
+std::string reasonOf(IOReturn result)
+{
+    switch (static_cast<platform::Status>(result)) {
+    case platform::Status::noMemory:
+        return "there is no memory";
+    case platform::Status::noResources:
+        return "no file descriptor is free";
+    case platform::Status::noDevice:
+    case platform::Status::notAttached:
+        return "the device has left";
+    case platform::Status::notPrivileged:
+    case platform::Status::notPermitted:
+        return "the system does not permit it";
+    case platform::Status::badArgument:
+        return "the bytes are not such a report";
+    case platform::Status::unsupported:
+        return "the system cannot do it";
+    case platform::Status::notOpen:
+        return "the interface is not open";
+    case platform::Status::timeout:
+        return "the device did not answer in time";
+    case platform::Status::pipeStalled:
+        return "the device refused it";
+    default:
+        return "the transfer failed";
+    }
+}
+
+void tell(const platform::DeviceFacts& device, const platform::InterfaceFacts& interface, const std::string& what,
+          IOReturn result)
+{
+    std::array<char, 16> ids{};
+    std::snprintf(ids.data(), ids.size(), "%04x:%04x", device.vendorID, device.productID);
+    log(platform::LogLevel::info, "device " + std::string(ids.data()) +
+                                      (device.place.empty() ? "" : " at " + device.place) + ", interface " +
+                                      std::to_string(interface.number) + ": " + what + ": " + reasonOf(result));
+}
+
+} // namespace
+
+void tellRefusedOpen(const platform::DeviceFacts& device, const platform::InterfaceFacts& interface, IOReturn result)
+{
+    if (platform::logs(platform::LogLevel::info)) {
+        tell(device, interface, "not opened", result);
+    }
+}
+
+void tellRefusedReport(const platform::DeviceFacts& device, const platform::InterfaceFacts& interface,
+                       std::uint32_t type, std::uint32_t reportID, IOReturn result)
+{
+    if (platform::logs(platform::LogLevel::info)) {
+        static constexpr std::array<const char*, 3> kTypes{"input", "output", "feature"};
+        const std::string name = type < kTypes.size() ? kTypes[type] : "unknown";
+        tell(device, interface, name + " report " + std::to_string(reportID) + " not sent", result);
+    }
+}
+
+} // namespace qrx::iokit
