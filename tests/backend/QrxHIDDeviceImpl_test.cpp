@@ -417,3 +417,17 @@ TEST_F(QrxHIDDeviceImplTest, WhatAnswersASentReportMayThrow)
     EXPECT_THROW(device->setReport(1, 4, bytesOf({1}), 0), std::runtime_error);
     EXPECT_EQ(device->getReferenceCount(), 1U);
 }
+
+TEST_F(QrxHIDDeviceImplTest, AnExceptionAtTheCloseOfOneInterfaceLetsTheOthersCloseAndArrives)
+{
+    const auto device = deviceOf(addDevice("usb1", {Sample::kPedal, Sample::kMouse}));
+    device->open();
+    platform.log.clear();
+    platform.hid.onClose = [&] {
+        platform.hid.onClose = nullptr;
+        throw std::runtime_error("no");
+    };
+    EXPECT_THROW(device->close(), std::runtime_error);
+    EXPECT_EQ(platform.log.linesWith({".close("}), "usb1-hid0.close()\nusb1-hid1.close()\n");
+    EXPECT_EQ(device->getReferenceCount(), 1U);
+}

@@ -169,8 +169,9 @@ TEST(ElementShares, OfSeveralLargeItemsEachIsCutToTheSame)
                                           "75 01 95 02 19 30 29 31 25 01 81 02");
     const ElementTree tree = buildElementTree(descriptor, limits);
     EXPECT_EQ(tree.elements.size(), limits.elements);
-    EXPECT_EQ(diagnosesText(descriptor).find("warning at 22, Input: more elements than the limit leaves room for, left "
-                                             "out: 6\n"),
+    EXPECT_EQ(diagnosesText(descriptor)
+                  .find("warning at 22, Input: more elements than the limit leaves room for, left "
+                        "out: 6\n"),
               0U)
         << diagnosesText(descriptor);
 }

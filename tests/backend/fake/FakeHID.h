@@ -84,6 +84,8 @@ public:
     std::vector<SentReport> sent;
     /// Runs inside setReport, after the report was recorded.
     std::function<void(const SentReport&)> onSend;
+    /// Runs inside close, of a device that is closed by then.
+    std::function<void()> onClose;
 
     /// The newest plug-in object or queue on the driver that lives; null if there is none.
     FakeHIDDevice* device(const FakeEntry& driver);

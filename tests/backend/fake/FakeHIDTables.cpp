@@ -110,6 +110,9 @@ IOReturn closeDevice(void* self)
     const bool fails = calledDevice(self, "close");
     const bool wasOpen = deviceOf(self)->isOpen;
     deviceOf(self)->isOpen = false;
+    if (platform().hid.onClose) {
+        platform().hid.onClose();
+    }
     return fails || !wasOpen ? kFailure : 0;
 }
 

@@ -289,17 +289,17 @@ TEST_F(DeviceLives, AChannelThatClaimsMoreThanTheRoomIsNotBelieved)
     device.wires[0]->claimedSize = 1000;
     std::uint8_t bytes[4] = {};
     UInt32 size = sizeof bytes;
-    EXPECT_EQ(kIOReturnSuccess, (*reader.device)->getReport(reader.device, kIOHIDReportTypeFeature, 3, bytes, &size, 0,
-                                                            nullptr, nullptr, nullptr));
+    EXPECT_EQ(kIOReturnSuccess,
+              (*reader.device)
+                  ->getReport(reader.device, kIOHIDReportTypeFeature, 3, bytes, &size, 0, nullptr, nullptr, nullptr));
     EXPECT_EQ(4u, size);
 }
 
 TEST_F(DeviceLives, TheFirstElementMayBeAField)
 {
     // Outside of any collection.
-    InterruptReader reader(plug(fake::makeDevice(0x1209, 3)
-                                    .addHid({0x05, 0x01, 0x09, 0x30, 0x15, 0x00, 0x25, 0x7F, 0x75, 0x08, 0x95, 0x01,
-                                             0x81, 0x02})));
+    InterruptReader reader(plug(fake::makeDevice(0x1209, 3).addHid(
+        {0x05, 0x01, 0x09, 0x30, 0x15, 0x00, 0x25, 0x7F, 0x75, 0x08, 0x95, 0x01, 0x81, 0x02})));
     device.wires[0]->send({5});
     device.wires[0]->answer = {5};
     EXPECT_EQ(5, valueOf(reader.device, 1));
