@@ -32,7 +32,8 @@ class Case:
 
 
 def environment(**more):
-    return {key: value for key, value in {**os.environ, **more}.items() if value is not None}
+    # Freed memory is overwritten, so that a change which reads it is noticed.
+    return {key: value for key, value in {"MALLOC_PERTURB_": "165", **os.environ, **more}.items() if value is not None}
 
 
 def patience(case):

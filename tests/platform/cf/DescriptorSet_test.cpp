@@ -93,6 +93,65 @@ TEST(DescriptorSet, ASecondMembershipOfADescriptorHasADuplicateOfItsOwn)
     EXPECT_NE(::fcntl(pipe.reader(), F_GETFD), -1) << "not ours to close";
 }
 
+/// While it lives, the number 0 is free, which a program has that closed its standard input.
+struct FreeZero {
+    FreeZero() : kept(::fcntl(0, F_DUPFD_CLOEXEC, 0)) { ::close(0); }
+    FreeZero(const FreeZero&) = delete;
+    FreeZero& operator=(const FreeZero&) = delete;
+    ~FreeZero()
+    {
+        ::close(0);
+        if (kept >= 0) {
+            ::dup2(kept, 0);
+            ::close(kept);
+        }
+    }
+
+    const int kept;
+};
+
+TEST(DescriptorSet, TheNumberZeroIsADescriptorLikeAnyOther)
+{
+    DescriptorSet set;
+    const FreeZero free;
+    const Pipe pipe;
+    ASSERT_EQ(pipe.reader(), 0);
+    EXPECT_EQ(set.watch(0, 5), 0);
+    pipe.put('x');
+    EXPECT_EQ(set.wait(Deadline::now()), 5u);
+    set.unwatch(0, 0);
+    EXPECT_EQ(set.wait(Deadline::now()), std::nullopt);
+    EXPECT_NE(::fcntl(0, F_GETFD), -1) << "not ours to close";
+}
+
+TEST(DescriptorSet, ADuplicateMayHaveTheNumberZero)
+{
+    DescriptorSet set;
+    const Pipe pipe;
+    const FreeZero free;
+    set.watch(pipe.reader(), 1);
+    ASSERT_EQ(set.watch(pipe.reader(), 2), 0);
+    set.unwatch(pipe.reader(), pipe.reader());
+    pipe.put('x');
+    EXPECT_EQ(set.wait(Deadline::now()), 2u);
+    set.unwatch(0, pipe.reader());
+    EXPECT_EQ(set.wait(Deadline::now()), std::nullopt);
+    EXPECT_EQ(::fcntl(0, F_GETFD), -1) << "closed with its membership";
+}
+
+TEST(DescriptorSet, WhatCannotBeWatchedIsRefusedAndNothingIsLeftBehind)
+{
+    DescriptorSet set;
+    EXPECT_EQ(set.watch(-1, 1), -1);
+    const int file = ::open("/proc/self/exe", O_RDONLY | O_CLOEXEC);
+    ASSERT_GE(file, 0);
+    EXPECT_EQ(set.watch(file, 1), -1) << "a plain file";
+    ::close(file);
+    EXPECT_EQ(set.watch(file, 1), -1) << "closed";
+    set.unwatch(-1, file);
+    EXPECT_EQ(set.wait(Deadline::now()), std::nullopt);
+}
+
 TEST(DescriptorSet, AClosedSetHasNoDescriptorAndTakesNoMember)
 {
     const Pipe pipe;

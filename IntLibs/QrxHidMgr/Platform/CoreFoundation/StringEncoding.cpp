@@ -132,21 +132,16 @@ void appendUtf8(std::string& bytes, char32_t character)
     }
 }
 
-std::optional<std::string> encodeUtf8(std::u16string_view text)
+std::string encodeUtf8(std::u16string_view text)
 {
     std::string bytes;
     for (std::size_t index = 0; index < text.size(); ++index) {
-        const char16_t unit = text[index];
-        if (unit < 0xD800 || unit > 0xDFFF) {
-            appendUtf8(bytes, unit);
-            continue;
+        char32_t character = text[index];
+        if (character >= 0xD800 && character <= 0xDFFF) {
+            // What was decoded has its surrogates in pairs.
+            character = 0x10000 + ((character - 0xD800) << 10) + (text[++index] - 0xDC00u);
         }
-        const char16_t second = index + 1 < text.size() ? text[index + 1] : char16_t{0};
-        if (unit > 0xDBFF || second < 0xDC00 || second > 0xDFFF) {
-            return std::nullopt;
-        }
-        appendUtf8(bytes, 0x10000 + ((unit - 0xD800u) << 10) + (second - 0xDC00u));
-        ++index;
+        appendUtf8(bytes, character);
     }
     return bytes;
 }

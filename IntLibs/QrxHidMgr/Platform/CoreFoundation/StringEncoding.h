@@ -23,7 +23,7 @@ std::string_view withoutByteOrderMark(std::string_view utf8);
 /// number above U+10FFFF, nothing cut off. In MacRoman and Latin-1 every byte is a character.
 std::optional<std::u16string> decode(std::string_view bytes, CFStringEncoding encoding);
 
-/// Nothing if a character has no form in the encoding (an unpaired surrogate has none).
+/// Nothing if a character has no form in the encoding. The text is one that decode gave: its surrogates are in pairs.
 std::optional<std::string> encode(std::u16string_view text, CFStringEncoding encoding);
 
 } // namespace qrx::cf
