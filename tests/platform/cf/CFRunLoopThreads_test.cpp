@@ -169,6 +169,23 @@ TEST_F(CFRunLoopThreads, AnEndingThreadTellsItsSourcesToCancel)
     EXPECT_EQ(source.references(), 1);
 }
 
+TEST_F(CFRunLoopThreads, AnEndingThreadTellsSourcesInTheirOrder)
+{
+    std::string log;
+    const auto note = [&](const char* name) {
+        return [&log, name](const std::string& what, CFRunLoopRef, CFStringRef) { log += what + " " + name + ";"; };
+    };
+    SignalSource last([] {}, 2);
+    SignalSource first([] {}, 1);
+    last.onChange = note("last");
+    first.onChange = note("first");
+    std::thread([&] {
+        last.add();
+        first.add();
+    }).join();
+    EXPECT_EQ(log, "schedule last;schedule first;cancel first;cancel last;");
+}
+
 /// Destroyed by the ending of the thread that holds the last reference, it may call the loop once more.
 TEST_F(CFRunLoopThreads, ASourceDestroyedByAnEndingThreadMayUseTheLoop)
 {

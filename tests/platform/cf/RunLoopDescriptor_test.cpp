@@ -4,6 +4,8 @@
 
 #include <stdexcept>
 
+#include <sys/wait.h>
+
 namespace {
 
 class RunLoopDescriptor : public LeakCheck {
@@ -54,6 +56,45 @@ TEST_F(RunLoopDescriptor, AWakeUpOfALoopWithoutSourcesIsConsumed)
     CFRunLoopWakeUp(CFRunLoopGetCurrent());
     EXPECT_TRUE(ready());
     EXPECT_EQ(pass(), kCFRunLoopRunFinished);
+    EXPECT_FALSE(ready());
+}
+
+TEST_F(RunLoopDescriptor, ARunInAModeWithoutSourcesLeavesTheWakeUpToTheDefaultMode)
+{
+    CFRunLoopWakeUp(CFRunLoopGetCurrent());
+    EXPECT_EQ(pass(false, CFSTR("qrx.nobody")), kCFRunLoopRunFinished);
+    EXPECT_TRUE(ready());
+    pass();
+    EXPECT_FALSE(ready());
+}
+
+TEST_F(RunLoopDescriptor, AChildMadeByForkLeavesTheWakeUpToItsParent)
+{
+    CFRunLoopWakeUp(CFRunLoopGetCurrent());
+    const pid_t child = ::fork();
+    if (child == 0) {
+        // Nothing to wait for, so there is nothing to refuse.
+        ::_exit(pass() == kCFRunLoopRunFinished ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    EXPECT_TRUE(ready());
+    pass();
+    EXPECT_FALSE(ready());
+}
+
+TEST_F(RunLoopDescriptor, AChildMadeByForkWakesNobodyButItself)
+{
+    CFRunLoopRef loop = CFRunLoopGetCurrent();
+    const pid_t child = ::fork();
+    if (child == 0) {
+        CFRunLoopWakeUp(loop);
+        ::_exit(0);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
     EXPECT_FALSE(ready());
 }
 
