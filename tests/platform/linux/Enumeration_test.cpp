@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <set>
 #include <sstream>
@@ -323,6 +324,50 @@ TEST_F(Enumeration, TakesADeviceWhoseDriverRefusedItWithoutItsHID)
     device.connectedMs = 2000000;
     tree.plug(device);
     EXPECT_EQ(refreshed(), "+ 1-1 hid 0\n");
+}
+
+TEST_F(Enumeration, LeavesOutADeviceWithoutHIDWhoseDescriptorsAreMissing)
+{
+    TreeDevice storage = mouse();
+    storage.interfaces[0] = {};
+    storage.interfaces[0].interfaceClass = 8;
+    storage.interfaces[0].driver = "usb-storage";
+    tree.plug(storage);
+    std::filesystem::remove(tree.devicePath("1-1") / "descriptors");
+    TreeDevice withoutInterfaces = mouse("1-2");
+    withoutInterfaces.interfaces.clear();
+    tree.plug(withoutInterfaces);
+    EXPECT_EQ(refreshed(), "");
+}
+
+TEST_F(Enumeration, OfSeveralHIDDevicesOfAnInterfaceWithoutNodeTakesTheFirst)
+{
+    constexpr int kFirst = 11;
+    constexpr int kLast = 19;
+    const auto plug = [&](const std::string& name, std::vector<int> numbers) {
+        TreeDevice device = mouse(name);
+        device.connectedMs.reset(); // of unknown age, so that it is not waited for
+        TreeInterface& interface = device.interfaces[0];
+        interface.hidNumber = -1;
+        interface.hidraw = -1;
+        tree.plug(device);
+        for (const int number : numbers) {
+            interface.hidNumber = number;
+            interface.reportDescriptor = {0x05, static_cast<std::uint8_t>(number)};
+            tree.addHID(device, interface);
+        }
+    };
+    std::vector<int> numbers;
+    for (int number = kFirst; number <= kLast; ++number) {
+        numbers.push_back(number);
+    }
+    plug("1-1", numbers);
+    std::reverse(numbers.begin(), numbers.end());
+    plug("1-2", numbers);
+    EXPECT_EQ(refreshed(), "+ 1-1 hid 1\n+ 1-2 hid 1\n");
+    for (const char* name : {"1-1", "1-2"}) {
+        EXPECT_EQ(sink.at(name).interfaces[0].reportDescriptor, (std::vector<std::uint8_t>{0x05, kFirst})) << name;
+    }
 }
 
 TEST_F(Enumeration, PublishesADeviceAnewWhoseNodeWasExchanged)

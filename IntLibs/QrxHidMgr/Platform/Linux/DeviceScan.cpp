@@ -350,7 +350,7 @@ void DeviceScan::readInterfaceName(Reading& reading, const std::string& director
 {
     if (index != 0) {
         facts.name = readString(reading, directory + "/interface");
-        if (facts.name && facts.name->empty()) {
+        if (facts.name == "") {
             facts.name.reset();
         }
     }
@@ -445,7 +445,7 @@ void DeviceScan::readDeviceFacts(Reading& reading)
     };
     facts.vendorName = string(usb.vendorNameIndex, "manufacturer");
     facts.productName = string(usb.productNameIndex, "product");
-    if (facts.productName && facts.productName->empty()) {
+    if (facts.productName == "") {
         facts.productName.reset();
     }
     facts.serialNumber = string(usb.serialNumberIndex, "serial");
