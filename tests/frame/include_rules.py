@@ -26,29 +26,34 @@ SYSTEM = re.compile(r"(sys|linux|asm)/.*\.h|unistd\.h|fcntl\.h|poll\.h|pthread\.
 # Folder -> (what <...> it may include besides the standard library, folders whose "..." headers it may include).
 RULES = {
     "Headers": ((), ("Headers",)),
+    "Text": ((), ("Text",)),
+    "HID": ((), ("HID",)),
+    "Recordings": ((), ("Recordings", "Text", "Headers")),
     "Sources": ((), ("Headers", "Sources")),
     "Sources/mac": ((PUBLISHED,), ("Headers", "Sources", "Sources/mac")),
     "Additions": ((PUBLISHED,), ("Additions", "Headers", "Sources", "Sources/mac", "HID")),
     "Additions/platform": ((PUBLISHED,), ("Additions", "Headers", "Platform/IOKit")),
-    "Platform/Base": ((SYSTEM,), ("Platform/Base",)),
-    "HID": ((), ("HID",)),
-    "Platform/Provider": ((SYSTEM,), ("Platform/Provider", "Platform/Base")),
-    "Platform/CoreFoundation": ((PUBLISHED, SYSTEM), ("Platform/CoreFoundation", "Platform/Base")),
+    "Platform/Base": ((SYSTEM,), ("Platform/Base", "Text")),
+    "Platform/Provider": ((), ("Platform/Provider",)),
+    "Platform/CoreFoundation": ((PUBLISHED, SYSTEM), ("Platform/CoreFoundation", "Platform/Base", "Headers")),
     "Platform/IOKit": ((PUBLISHED, SYSTEM),
-                       ("Platform/IOKit", "Platform/CoreFoundation", "HID", "Platform/Provider",
-                        "Platform/Base")),
-    "Platform/Linux": ((SYSTEM,), ("Platform/Linux", "HID", "Platform/Provider", "Platform/Base")),
-    "Platform/Virtual": ((SYSTEM,), ("Platform/Virtual", "HID", "Platform/Provider", "Platform/Base")),
-    "Platform/Public": ((PUBLISHED, SYSTEM),
-                        ("Platform/Public", "Platform/Virtual", "Platform/Linux", "Platform/IOKit",
-                         "Platform/CoreFoundation", "HID", "Platform/Provider", "Platform/Base", "Headers")),
+                       ("Platform/IOKit", "Platform/CoreFoundation", "HID", "Platform/Provider", "Platform/Base")),
+    "Platform/Linux": ((SYSTEM,), ("Platform/Linux", "HID", "Platform/Provider", "Platform/Base", "Text")),
+    "Platform/Virtual": ((PUBLISHED, SYSTEM),
+                         ("Platform/Virtual", "Recordings", "Platform/Provider", "Platform/Base", "Headers")),
     "Platform/include": ((PUBLISHED,), ()),
+    # The list of providers.
+    "Platform": ((), ("Platform/Provider", "Platform/Linux")),
 }
 
 # The model knows its backend in two places: where it makes a tree.
 CREATION_POINTS = {"QrxDeviceTree.cpp", "QrxDeviceTreeInterface.cpp"}
-# Of the public headers, the platform's join knows these.
-PUBLIC_JOIN = {"QrxExport.h", "QrxRunLoop.h", "QrxVirtualDevice.h", "QrxRecording.h"}
+# Of the public headers, these folders know those that they define.
+OWN_PUBLIC = {
+    "Recordings": {"QrxRecording.h"},
+    "Platform/CoreFoundation": {"QrxRunLoop.h"},
+    "Platform/Virtual": {"QrxVirtualDevice.h"},
+}
 
 INCLUDE = re.compile(r'\s*#\s*include\s*([<"])([^>"]+)[>"]')
 
@@ -78,7 +83,7 @@ def breach(bracket, name, path, rule, library):
     target = locate(name, path, library)
     if target is None:
         return f'"{name}" is no header of the library'
-    if rule == "Platform/Public" and target == "Headers" and name not in PUBLIC_JOIN:
+    if target == "Headers" and rule in OWN_PUBLIC and name not in OWN_PUBLIC[rule]:
         return f'"{name}" is not for {rule}'
     if target in folders or (path.name in CREATION_POINTS and name == "QrxDeviceTreeImpl.h"):
         return None

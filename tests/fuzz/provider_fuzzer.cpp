@@ -7,7 +7,7 @@
 #include "FakeNetlink.h"
 #include "FaultyCalls.h"
 #include "HostileMachine.h"
-#include "Provider/Utf8.h"
+#include "Text/Utf8.h"
 
 #include <cerrno>
 #include <cstdlib>

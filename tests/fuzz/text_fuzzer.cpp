@@ -1,8 +1,8 @@
 // Any bytes as a text that is shown to a person, and as a file of udev rules.
 
 #include "Failure.h"
-#include "Provider/ShownText.h"
-#include "Provider/Utf8.h"
+#include "Text/ShownText.h"
+#include "Text/Utf8.h"
 #include "doctor/RuleText.h"
 
 namespace {
@@ -16,13 +16,13 @@ bool steers(char32_t character)
 
 void checkShown(std::string_view text)
 {
-    const std::string shown = qrx::platform::shownText(text);
-    require(qrx::platform::shownText(shown) == shown, "a text that was filtered stays as it is");
+    const std::string shown = qrx::shownText(text);
+    require(qrx::shownText(shown) == shown, "a text that was filtered stays as it is");
     require(shown.size() >= text.size() && shown.size() <= 4 * text.size(), "nothing is lost");
     for (std::string_view rest = shown; !rest.empty();) {
-        const std::size_t length = qrx::platform::utf8Length(rest);
+        const std::size_t length = qrx::utf8Length(rest);
         require(length != 0, "what is shown is UTF-8");
-        require(!steers(qrx::platform::utf8Character(rest.substr(0, length))), "what is shown steers nothing");
+        require(!steers(qrx::utf8Character(rest.substr(0, length))), "what is shown steers nothing");
         rest.remove_prefix(length);
     }
 }

@@ -15,7 +15,8 @@ from rewrite import File, blamed_by
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(os.path.dirname(HERE))
 LIBRARY = "IntLibs/QrxHidMgr"
-CHANGED_FOLDERS = tuple(f"{LIBRARY}/{name}/" for name in ("Additions", "HID", "Platform", "Sources"))
+CHANGED_FOLDERS = tuple(f"{LIBRARY}/{name}/" for name in ("Additions", "HID", "Platform", "Recordings", "Sources",
+                                                           "Text"))
 PUBLISHED = f"{LIBRARY}/Platform/include/"
 NO_EFFECT = os.path.join(HERE, "no_effect.txt")
 

@@ -1,4 +1,4 @@
-#include "Public/PlaybackTimer.h"
+#include "Virtual/PlaybackTimer.h"
 
 #include "DescriptorLimit.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Provider/ShownText.h"
+#include "Text/ShownText.h"
 
 #include <iostream>
 #include <string_view>
@@ -8,7 +8,7 @@
 namespace qrxhid {
 
 // What others chose (devices, files, the command line) reaches a person through this alone.
-using qrx::platform::shownText;
+using qrx::shownText;
 
 /// Tells a person something in one line of standard error.
 inline void notice(std::string_view text)

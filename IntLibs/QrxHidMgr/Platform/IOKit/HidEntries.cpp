@@ -2,7 +2,7 @@
 
 #include "HidProperties.h"
 #include "PropertyList.h"
-#include "Provider/Log.h"
+#include "Base/Log.h"
 #include "SharedElements.h"
 
 #include <IOKit/hid/IOHIDKeys.h>

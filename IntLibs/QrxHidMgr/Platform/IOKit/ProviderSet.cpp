@@ -1,7 +1,7 @@
 #include "ProviderSet.h"
 
 #include "EpollSet.h"
-#include "Provider/Log.h"
+#include "Base/Log.h"
 
 #include <algorithm>
 #include <new>

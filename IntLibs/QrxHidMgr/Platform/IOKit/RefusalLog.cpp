@@ -1,6 +1,6 @@
 #include "RefusalLog.h"
 
-#include "Provider/Log.h"
+#include "Base/Log.h"
 
 #include <array>
 #include <cstdio>

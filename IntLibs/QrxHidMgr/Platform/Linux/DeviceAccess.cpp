@@ -1,6 +1,6 @@
 #include "DeviceAccess.h"
 
-#include "Provider/Log.h"
+#include "Base/Log.h"
 
 #include <array>
 #include <cerrno>

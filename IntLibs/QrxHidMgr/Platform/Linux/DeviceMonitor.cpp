@@ -5,7 +5,7 @@
 #include "LateFolderMonitor.h"
 #include "LinuxProvider.h"
 #include "NetworkNamespace.h"
-#include "Provider/Log.h"
+#include "Base/Log.h"
 #include "SystemCalls.h"
 #include "UdevMonitor.h"
 

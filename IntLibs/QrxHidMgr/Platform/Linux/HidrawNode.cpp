@@ -2,7 +2,7 @@
 
 #include "ErrorStatus.h"
 #include "HidrawChannel.h"
-#include "Provider/Log.h"
+#include "Base/Log.h"
 
 #include <cerrno>
 #include <new>

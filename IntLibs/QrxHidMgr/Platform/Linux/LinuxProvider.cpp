@@ -2,7 +2,7 @@
 
 #include "DeviceBook.h"
 #include "NodeReadiness.h"
-#include "Provider/Log.h"
+#include "Base/Log.h"
 #include "SystemCalls.h"
 #include "UsbNames.h"
 #include "WatchSet.h"

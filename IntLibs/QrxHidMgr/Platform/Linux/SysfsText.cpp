@@ -1,6 +1,6 @@
 #include "SysfsText.h"
 
-#include "Provider/Utf8.h"
+#include "Text/Utf8.h"
 
 #include <charconv>
 

@@ -186,8 +186,8 @@ public:
     virtual void stopWatching() = 0;
 };
 
-/// The providers that a process has from the start. Defined where the library is put together, in Platform/Public; the
-/// registry asks once, at its first use.
+/// The providers that a process has from the start. Defined in Platform/Providers.cpp, the one place that
+/// names them; the registry asks once, at its first use.
 std::vector<std::unique_ptr<Provider>> makeProviders();
 
 /// The process's registry, for providers that need not be asked (virtual devices publish themselves). Defined by

@@ -1,6 +1,6 @@
 #include "VirtualChannel.h"
 
-#include "Provider/Log.h"
+#include "Base/Log.h"
 #include "ReportQueue.h"
 #include "VirtualUsbDevice.h"
 

@@ -1,6 +1,6 @@
 #include "VirtualUsbDevice.h"
 
-#include "Provider/Log.h"
+#include "Base/Log.h"
 #include "ReportQueue.h"
 #include "VirtualChannel.h"
 

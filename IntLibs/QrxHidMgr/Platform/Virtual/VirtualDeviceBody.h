@@ -2,7 +2,7 @@
 
 #include "QrxVirtualDevice.h"
 
-#include "Virtual/VirtualUsbDevice.h"
+#include "VirtualUsbDevice.h"
 
 /// What a QrxVirtualDevice holds: its identity as it was given, and the device proper.
 struct QrxVirtualDevice::Body {

@@ -1,6 +1,6 @@
 #include "Utf8.h"
 
-namespace qrx::platform {
+namespace qrx {
 
 namespace {
 
@@ -67,4 +67,4 @@ char32_t utf8Character(std::string_view bytes)
     return character;
 }
 
-} // namespace qrx::platform
+} // namespace qrx

@@ -1,7 +1,7 @@
 #include "QrxRunLoop.h"
 
 #ifndef __APPLE__
-#include "CoreFoundation/RunLoopDescriptor.h"
+#include "RunLoopDescriptor.h"
 #endif
 
 #include <CoreFoundation/CoreFoundation.h>

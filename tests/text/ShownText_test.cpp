@@ -1,4 +1,4 @@
-#include "Provider/ShownText.h"
+#include "Text/ShownText.h"
 
 #include <gtest/gtest.h>
 

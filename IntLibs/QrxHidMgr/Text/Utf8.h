@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string_view>
 
-namespace qrx::platform {
+namespace qrx {
 
 /// Bytes of the character at the beginning of `bytes`; 0 if there is none: an end of the text, a byte that begins no
 /// character, a character that is cut off, an overlong form, a surrogate, a number above U+10FFFF.
@@ -14,4 +14,4 @@ std::size_t utf8Length(std::string_view bytes);
 /// The number of a character of which `bytes` are all bytes.
 char32_t utf8Character(std::string_view bytes);
 
-} // namespace qrx::platform
+} // namespace qrx

@@ -7,7 +7,7 @@
 #include <cstdio>
 #include <iterator>
 
-namespace qrx::platform {
+namespace qrx {
 
 namespace {
 
@@ -69,4 +69,4 @@ std::string shownText(std::string_view text)
     return shown;
 }
 
-} // namespace qrx::platform
+} // namespace qrx

@@ -1,7 +1,7 @@
 #include "QrxVirtualDevice.h"
 
 #include "PlaybackTimer.h"
-#include "RecordingRules.h"
+#include "Recordings/RecordingRules.h"
 #include "VirtualDeviceBody.h"
 
 #include <CoreFoundation/CoreFoundation.h>

@@ -1,6 +1,6 @@
 #include "Log.h"
 
-#include "ShownText.h"
+#include "Text/ShownText.h"
 
 #include <algorithm>
 #include <array>

@@ -1,4 +1,4 @@
-#include "Provider/Log.h"
+#include "Base/Log.h"
 
 #include <gtest/gtest.h>
 

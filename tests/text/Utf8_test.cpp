@@ -1,11 +1,11 @@
-#include "Provider/Utf8.h"
+#include "Text/Utf8.h"
 
 #include <gtest/gtest.h>
 
 #include <cstdint>
 #include <string>
 
-namespace qrx::platform {
+namespace qrx {
 namespace {
 
 /// What the bit patterns of RFC 3629 make of the first bytes; 0 where they are no character.
@@ -99,4 +99,4 @@ TEST(Utf8, WhatFollowsACharacterDoesNotMatter)
 }
 
 } // namespace
-} // namespace qrx::platform
+} // namespace qrx

@@ -1,6 +1,6 @@
 #include "QrxRecording.h"
 
-#include "../Provider/ShownText.h"
+#include "Text/ShownText.h"
 #include "RecordingReader.h"
 #include "RecordingRules.h"
 #include "RecordingWriter.h"
@@ -20,7 +20,7 @@ std::string placeOf(const std::string& fileName, std::size_t line)
 } // namespace
 
 QrxRecordingError::QrxRecordingError(const std::string& fileName, std::size_t line, const std::string& reason)
-    : std::runtime_error(qrx::platform::shownText(placeOf(fileName, line) + ": " + reason)), _line(line)
+    : std::runtime_error(qrx::shownText(placeOf(fileName, line) + ": " + reason)), _line(line)
 {
 }
 

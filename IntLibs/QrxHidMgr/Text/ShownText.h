@@ -3,7 +3,7 @@
 #include <string>
 #include <string_view>
 
-namespace qrx::platform {
+namespace qrx {
 
 /// A text that a device or a file chose, in a form that may be shown to a person: one line that moves no cursor, hides
 /// nothing and reads in the order in which it is written. What would do otherwise is shown by its number instead:
@@ -15,4 +15,4 @@ namespace qrx::platform {
 /// All else is kept, backslashes too, so that a text that was filtered before stays as it is.
 std::string shownText(std::string_view text);
 
-} // namespace qrx::platform
+} // namespace qrx
