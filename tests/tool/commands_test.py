@@ -23,8 +23,14 @@ class Help(ToolTest):
             self.assertIn(f"\n  qrxhid {command}", text)
             self.assertIn(f"  qrxhid {command}", self.succeed(command, "--help"))
 
+    def test_help_is_a_word_too(self):
+        self.assertEqual(self.succeed("--help"), self.succeed("help"))
+        self.assertEqual(self.succeed("tree", "--help"), self.succeed("help", "tree"))
+        self.assertIn('"tre" is not a command\nTry: qrxhid tree\n', self.refuse(64, "help", "tre"))
+
     def test_the_version_is_one_line(self):
         self.assertRegex(self.succeed("--version"), r"\Aqrxhid \d+\.\d+\.\d+\n\Z")
+        self.assertEqual(self.succeed("--version"), self.succeed("-V"))
 
 
 class WrongCommandLines(ToolTest):
@@ -36,7 +42,7 @@ class WrongCommandLines(ToolTest):
         self.check('qrxhid: "wtach" is not a command\nTry: qrxhid watch\n', "wtach")
 
     def test_a_word_like_no_command_gets_the_general_form(self):
-        form = "qrxhid list|tree|dump|watch|record|doctor|rule|demo [OPTIONS]"
+        form = "qrxhid COMMAND [OPTIONS]; qrxhid help lists the commands"
         self.check(f'qrxhid: "frobnicate" is not a command\nTry: {form}\n', "frobnicate")
         self.check(f"qrxhid: a command is missing\nTry: {form}\n")
 
@@ -87,11 +93,17 @@ class WrongRecordings(ToolTest):
             file.write(text)
         return name
 
-    def test_the_line_and_the_reason_are_told_and_nothing_is_done(self):
+    def test_the_line_and_the_reason_are_told_and_the_other_files_are_worked_on(self):
         wrong = self.write("R: 4 05 01 zz 06\nN: x\nI: 3 0001 0002\n")
-        for command in ("list", "tree", "dump", "watch"):
-            error = self.refuse(2, command, "--recording", MOUSE, wrong)
-            self.assertRegex(error, rf"\A{re.escape(wrong)}:1: [^\n]+\n\Z")
+        for command in (["list"], ["tree"], ["dump"], ["watch", "--speed", "0"],
+                        ["record", "--keep-serial", "--speed", "0", "--device", "1209:2"]):
+            alone = self.refuse(2, *command, "--recording", wrong)
+            self.assertRegex(alone, rf"\A{re.escape(wrong)}:1: [^\n]+\n\Z")
+            if command[0] != "dump":
+                outcome = run(*command, "--recording", wrong, MOUSE, wrong)
+                self.assertEqual((2, alone * 2), (outcome.status, outcome.err))
+                self.assertEqual(self.succeed(*command, "--recording", MOUSE).splitlines()[:3],
+                                 outcome.out.splitlines()[:3])
 
     def test_a_recording_without_an_end_or_with_too_much_is_refused_with_its_place(self):
         self.assertEqual("/dev/zero:1: a line of more than 262144 bytes\n",
@@ -116,29 +128,34 @@ class WrongRecordings(ToolTest):
         outcome = run("list", "--recording", bare, MOUSE)
         self.assertEqual(1, outcome.status, str(outcome))
         self.assertIn(f"qrxhid: {bare}: no HID device: no input, output or feature field\n", outcome.err)
-        self.assertEqual("1209:0002  Qrx Demo Wheel Mouse  [0 Generic Desktop: Mouse]\n", outcome.out)
+        self.assertEqual(["1209:0002"], listed(outcome.out))
+
+
+def listed(text):
+    """The IDs in the output of list."""
+    return re.findall(r"^#\d+  ([0-9a-f]{4}:[0-9a-f]{4})  ", text, re.M)
 
 
 class List(ToolTest):
-    def test_one_line_a_device_in_the_order_of_the_files(self):
-        lines = self.succeed("list", "--recording", GAMEPAD, THERMOMETER, MOUSE).splitlines()
-        self.assertEqual(["1209:0003", "1209:0004", "1209:0002"], [line.split()[0] for line in lines])
-        self.assertEqual("1209:0004  Qrx Demo Thermomètre Δ 温度計  "
-                         "[0 Vendor 0xff00: 0x0001, 1 Consumer: Consumer Control]", lines[1])
+    def test_a_device_is_told_with_its_place_serial_number_and_interfaces(self):
+        text = self.succeed("list", "--recording", GAMEPAD, THERMOMETER, MOUSE)
+        self.assertEqual(["1209:0003", "1209:0004", "1209:0002"], listed(text))
+        self.assertIn("""
+#2  1209:0004  Qrx Demo Thermomètre Δ 温度計
+    at demo, serial number T-0001
+    interface 0: Vendor 0xff00: 0x0001
+    interface 1: Consumer: Consumer Control
+#3  """, text)
 
-    def test_each_form_of_a_selector_finds_the_mouse(self):
-        for form in ("1209:0002", "1209/2", "0x1209:0x0002", ":2", "0:2", "*:2"):
-            self.assertEqual("1209:0002  Qrx Demo Wheel Mouse  [0 Generic Desktop: Mouse]\n",
-                             self.succeed("list", "--device", form, "--recording", *ALL), form)
-
-    def test_selectors_add_up_and_an_empty_one_takes_all(self):
-        two = self.succeed("list", "--device", "1209:1", "--device", "1209:3", "--recording", *ALL)
-        self.assertEqual(["1209:0001", "1209:0003"], [line.split()[0] for line in two.splitlines()])
-        for form in (":", "0:0", "1209:"):
-            self.assertEqual(4, len(self.succeed("list", "--device", form, "--recording", *ALL).splitlines()), form)
+    def test_without_any_device_it_says_where_to_go(self):
+        # No device is plugged into the machines that run this; one that has some shows them instead.
+        outcome = run("list")
+        self.assertEqual(0, outcome.status, str(outcome))
+        self.assertEqual("qrxhid: there is no HID device; qrxhid doctor tells why one that is plugged in is not here\n"
+                         if outcome.out == "" else "", outcome.err)
 
     def test_an_unknown_device_is_told_with_what_is_there(self):
-        expected = "qrxhid: no device is dead:*; there are:\n  1209:0002  Qrx Demo Wheel Mouse\n"
+        expected = "qrxhid: no device is dead:*; there are:\n  #1  1209:0002  Qrx Demo Wheel Mouse\n"
         for command in ("list", "tree", "dump", "watch"):
             self.assertEqual(expected, self.refuse(1, command, "--device", "dead:", "--recording", MOUSE))
 
@@ -147,7 +164,7 @@ class List(ToolTest):
         self.assertIn("no device is 0001:0002;", error)
 
     def test_two_alike_are_two(self):
-        self.assertEqual(2, len(self.succeed("list", "--recording", MOUSE, MOUSE).splitlines()))
+        self.assertEqual(["1209:0002"] * 2, listed(self.succeed("list", "--recording", MOUSE, MOUSE)))
 
     def test_a_recording_may_come_from_standard_input(self):
         with open(MOUSE, encoding="utf-8") as file:
@@ -174,27 +191,26 @@ def fields(elements):
 
 class Tree(ToolTest):
     def test_the_mouse_reads_as_its_descriptor(self):
-        text = re.sub(r" {2,}(?=\S)", "  ", self.succeed("tree", "--recording", MOUSE))
         self.assertEqual("""1209:0002  Qrx Demo Wheel Mouse, release 2.10
-  interface 0: Generic Desktop: Mouse; longest reports in bytes: input 4, output 0, feature 0
-  collection Generic Desktop: Mouse
-  collection Generic Desktop: Pointer
-  input  byte 0  3 x 1 bit  Button 1 .. 3  0 .. 1  variable, absolute
-  input  byte 1  2 x 8 bits  Generic Desktop: X .. Y  -127 .. 127  variable, relative
-  input  byte 3  8 bits  Generic Desktop: Wheel  -127 .. 127  variable, relative
-  report without number: input 4 bytes, 27 bits in 3 fields
-""", text)
+└─ interface 0: Generic Desktop: Mouse
+   ├─ input report: 4 bytes
+   └─ collection Generic Desktop: Mouse
+      └─ collection Generic Desktop: Pointer
+         ├─ Button 1 .. 3  input  byte 0  3 x 1 bit   0 .. 1
+         ├─ X .. Y         input  byte 1  2 x 8 bits  -127 .. 127  relative
+         └─ Wheel          input  byte 3  8 bits      -127 .. 127  relative
+""", self.succeed("tree", "--recording", MOUSE))
 
-    def test_an_array_is_one_line_with_the_number_of_its_usages(self):
-        lines = [line for line in self.succeed("tree", "--recording", KEYBOARD).splitlines() if "array" in line]
-        self.assertEqual(1, len(lines), lines)
-        self.assertRegex(lines[0], r"input +byte 2 +6 x 8 bits +Keyboard: No event \.\. Application \(102\) +0 \.\. 101 ")
+    def test_an_array_is_one_field_with_the_number_of_its_usages(self):
+        text = self.succeed("tree", "--recording", KEYBOARD)
+        self.assertRegex(text, r"├─ Keyboard: No event \.\. Application \(102\)\n"
+                               r"      │ +input +byte 2 +6 x 8 bits +0 \.\. 101 +array\n")
 
     def test_units_and_physical_ranges_are_told(self):
         self.assertRegex(self.succeed("tree", "--recording", GAMEPAD),
-                         r"Hat switch +0 \.\. 7 +=? ?0 \.\. 315 deg, variable, absolute, null state\n")
+                         r"├─ Hat switch +input +byte 2 +4 bits +0 \.\. 7\n      │    = 0 \.\. 315 deg, null state\n")
         self.assertRegex(self.succeed("tree", "--recording", THERMOMETER),
-                         r"4 x 16 bits +Vendor 0xff00: 0x0010 +-32768 \.\. 32767 +in 10\^-2 K, variable, absolute\n")
+                         r"├─ 0x0010 +input 1 +byte 1 +4 x 16 bits +-32768 \.\. 32767  in 10\^-2 K\n")
 
     def test_fields_stand_in_the_order_of_their_report(self):
         lines = self.succeed("tree", "--recording", GAMEPAD).splitlines()
@@ -205,10 +221,34 @@ class Tree(ToolTest):
     def test_a_composite_device_is_one_device_with_its_reports(self):
         text = self.succeed("tree", "--recording", THERMOMETER)
         self.assertEqual(1, len(re.findall(r"^1209:0004", text, re.M)))
-        self.assertIn("  interface 0: Vendor 0xff00: 0x0001; longest reports in bytes: input 10, output 8, feature 4\n",
-                      text)
-        self.assertIn("  interface 1: Consumer: Consumer Control;", text)
-        self.assertIn("    report 4: feature 16 bits in 1 field\n", text)
+        self.assertIn("""
+├─ interface 0: Vendor 0xff00: 0x0001
+│  ├─ input report 1: 10 bytes
+│  ├─ output report 2: 8 bytes
+│  ├─ feature report 3: 4 bytes
+│  ├─ feature report 4: 3 bytes
+│  └─ collection Vendor 0xff00: 0x0001
+""", text)
+
+    def test_types_of_reports_that_an_interface_has_not_are_not_spoken_of(self):
+        dial = self.succeed("tree", "--interface", "1", "--recording", THERMOMETER)
+        self.assertEqual({"input"}, set(re.findall(r"input|output|feature", dial)))
+        found = json.loads(self.succeed("tree", "--json", "--recording", THERMOMETER))["devices"][0]["interfaces"]
+        self.assertEqual([(10, 8, 4), (2, 0, 0)],
+                         [tuple(one[kind + "ReportSize"] for kind in ("input", "output", "feature")) for one in found])
+        self.assertEqual({"type": "feature", "reportID": 4, "bits": 24, "bytes": 3}, found[0]["reports"][-1])
+
+    def test_it_fits_80_columns(self):
+        nested = "05 01 09 02 a1 01 " * 9 + "19 30 29 38 15 81 25 7f 75 08 95 09 81 06 " + "c0 " * 9
+        ranges = "06 00 ff 09 01 a1 01 17 00 00 00 80 27 ff ff ff 7f 75 20 95 02 19 01 29 02 b1 62 c0"
+        for descriptor in (nested, ranges):
+            text = f"R: {len(descriptor.split())} {descriptor}\nN: n\nP:\nI: 3 1209 0001\n"
+            shown = self.succeed("tree", "--recording", "-", text=text)
+            self.assertGreater(len(shown.splitlines()), 5)
+            self.assertEqual([], [line for line in shown.splitlines() if len(line) > 80])
+        for name in ALL:
+            shown = self.succeed("tree", "--recording", name)
+            self.assertEqual([], [line for line in shown.splitlines() if len(line) > 80])
 
     def test_json_has_the_same_fields(self):
         device = json.loads(self.succeed("tree", "--json", "--recording", THERMOMETER))["devices"][0]
@@ -329,6 +369,23 @@ report   #1  interface 0: 00 05 fb 00
                      self.succeed("watch", "--speed", "0", "--json", "--recording", "-", text=text).splitlines()]
             self.assertEqual([[] if shown is None else [shown]],
                              [[value["value"] for value in one["values"]] for one in found if one["event"] == "report"])
+
+    def test_raw_shows_the_bytes_alone(self):
+        text = self.succeed("watch", "--speed", "0", "--raw", "--count", "2", "--recording", MOUSE)
+        self.assertEqual(["report   #1  interface 0: 00 05 fb 00", "report   #1  interface 0: 00 0c f6 00"],
+                         text.splitlines()[1:])
+        events = [json.loads(line) for line in
+                  self.succeed("watch", "--speed", "0", "--raw", "--json", "--recording", MOUSE).splitlines()]
+        self.assertEqual({True}, {"bytes" in event and "values" not in event
+                                  for event in events if event["event"] == "report"})
+
+    def test_timestamps_are_seconds_that_do_not_run_backwards(self):
+        lines = self.succeed("watch", "--speed", "0", "--raw", "--timestamps", "--recording", MOUSE).splitlines()
+        times = [re.match(r" *(\d+\.\d{6})  (present|report|left) ", line) for line in lines]
+        self.assertNotIn(None, times, lines)
+        seconds = [float(time[1]) for time in times]
+        self.assertEqual(sorted(seconds), seconds)
+        self.assertGreater(len(seconds), 3)
 
     def test_lines_come_out_while_it_runs_and_a_signal_ends_it_cleanly(self):
         for number in (signal.SIGINT, signal.SIGTERM):

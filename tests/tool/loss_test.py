@@ -51,7 +51,7 @@ class Losses(ToolTest):
         self.assertNotIn("loss?", self.succeed("watch", "--speed", "0", "--recording", self.burst()))
 
     def test_record_tells_on_standard_error_and_in_the_recording(self):
-        outcome = run("record", "--recording", self.burst())
+        outcome = run("record", "--keep-serial", "--recording", self.burst())
         self.assertEqual((0, f"qrxhid: {LOSS}\n"), (outcome.status, outcome.err))
         marks = [line[:2] for line in outcome.out.splitlines() if line.startswith("E: ") or LOSS in line]
         self.assertEqual(["E:"] * QUEUED + ["# ", "E:"], marks)

@@ -46,7 +46,7 @@ def content(name):
 
 class Record(ToolTest):
     def record(self, *words):
-        return self.succeed("record", "--speed", "0", *words)
+        return self.succeed("record", "--keep-serial", "--speed", "0", *words)
 
     def test_every_event_is_there_with_its_interface_and_bytes(self):
         for name in ALL:
@@ -69,6 +69,24 @@ class Record(ToolTest):
                                  self.succeed(command, "--recording", copy))
             second = self.record("--recording", copy)
         self.assertEqual(events(content(THERMOMETER)), events(second))
+
+    def test_a_serial_number_is_recorded_only_on_request(self):
+        words = ("record", "--speed", "0", "--count", "1", "--recording", MOUSE)
+        outcome = run(*words)
+        self.assertEqual((0, "qrxhid: the serial number is recorded as SERIAL; --keep-serial keeps it\n"),
+                         (outcome.status, outcome.err))
+        self.assertIn("\n#@ serial-number: SERIAL\n", outcome.out)
+        self.assertNotIn("M-0001", outcome.out)
+        kept = run(*words, "--keep-serial")
+        self.assertEqual((0, ""), (kept.status, kept.err))
+        self.assertIn("\n#@ serial-number: M-0001\n", kept.out)
+
+    def test_one_interface_of_a_device_is_recorded_alone(self):
+        text = self.record("--recording", THERMOMETER, "--interface", "1")
+        expected = [bytes for interface, bytes in events(content(THERMOMETER)) if interface == "1"]
+        self.assertGreater(len(expected), 1)
+        self.assertEqual(expected, [bytes for _, bytes in events(text)])
+        self.assertEqual(1, text.count("\nR: "), text)
 
     def test_times_begin_with_0_and_follow_the_device(self):
         paced = times(self.succeed("record", "--recording", MOUSE, "--speed", "1"))
@@ -94,7 +112,7 @@ class Record(ToolTest):
 
     def test_an_interrupted_recording_is_whole(self):
         for number in (signal.SIGINT, signal.SIGTERM, signal.SIGKILL):
-            with subprocess.Popen([TOOL, "record", "--speed", "0.000001", "--recording", THERMOMETER],
+            with subprocess.Popen([TOOL, "record", "--keep-serial", "--speed", "0.000001", "--recording", THERMOMETER],
                                   stdout=subprocess.PIPE, stderr=subprocess.PIPE) as process:
                 lines = []
                 while not lines or not lines[-1].startswith("E: "):
@@ -110,9 +128,10 @@ class Record(ToolTest):
 
     def test_output_that_cannot_be_opened_or_written_is_a_failure(self):
         self.assertIn("qrxhid: /nowhere/x.hid cannot be opened: ",
-                      self.refuse(1, "record", "--recording", MOUSE, "--output", "/nowhere/x.hid"))
+                      self.refuse(1, "record", "--keep-serial", "--recording", MOUSE, "--output", "/nowhere/x.hid"))
         self.assertEqual("qrxhid: /dev/full cannot be written\n",
-                         self.refuse(1, "record", "--recording", MOUSE, "--speed", "0", "--output", "/dev/full"))
+                         self.refuse(1, "record", "--keep-serial", "--recording", MOUSE, "--speed", "0",
+                                     "--output", "/dev/full"))
 
     def test_a_full_disk_leaves_no_half_line(self):
         """The limit of a file's size stands for the disk."""
@@ -125,7 +144,7 @@ class Record(ToolTest):
                 for words, standard_output in ((["--output", name], None), ([], name)):
                     with open(standard_output or os.devnull, "wb") as out:
                         outcome = subprocess.run(
-                            [TOOL, "record", "--speed", "0", "--recording", THERMOMETER, *words], stdout=out,
+                            [TOOL, "record", "--keep-serial", "--speed", "0", "--recording", THERMOMETER, *words], stdout=out,
                             stderr=subprocess.PIPE, timeout=DEADLINE_SECONDS, restore_signals=False, check=False,
                             preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (limit, limit)))
                     context = f"{words} {limit} of {size}: {outcome}"
@@ -172,7 +191,7 @@ class Record(ToolTest):
             output = os.path.join(folder, "x.hid")
             outcome = run("record", "--device", "dead:beef", "--recording", MOUSE, "--output", output)
             self.assertEqual(1, outcome.status, str(outcome))
-            self.assertIn("no device is dead:beef; there are:\n  1209:0002", outcome.err)
+            self.assertIn("no device is dead:beef; there are:\n  #1  1209:0002", outcome.err)
             self.assertEqual([], os.listdir(folder))
 
 

@@ -74,7 +74,7 @@ class ShownText(ToolTest):
         self.assertEqual(plain, without_ids(hostile.replace(f'"{SHOWN}" "{SHOWN}"', '"Qrx Demo" "Boot Keyboard"')))
 
     def test_a_recording_is_exact_unless_a_terminal_shows_it(self):
-        words = [TOOL, "record", "--speed", "0", "--recording", self.hostile()]
+        words = [TOOL, "record", "--keep-serial", "--speed", "0", "--recording", self.hostile()]
         exact = self.succeed(*words[1:])
         self.assertIn("\x1b[2J", exact)
         master, slave = pty.openpty()

@@ -19,10 +19,10 @@ constexpr const char* kExitStatuses =
 2 a recording does not parse; 3 doctor finds no device; 4 this user may not use a device;
 64 wrong command line.)";
 
-/// "list", "tree", ...
+/// "help", "list", "tree", ...
 std::vector<std::string> commandNames()
 {
-    std::vector<std::string> names;
+    std::vector<std::string> names = {"help"};
     for (const CommandRow& row : commandTable()) {
         names.emplace_back(row.text.name);
     }
@@ -45,14 +45,7 @@ std::string overview()
     return text;
 }
 
-std::string generalForm()
-{
-    std::string names;
-    for (const CommandRow& row : commandTable()) {
-        names += (names.empty() ? "" : "|") + std::string(row.text.name);
-    }
-    return "qrxhid " + names + " [OPTIONS]";
-}
+constexpr const char* kGeneralForm = "qrxhid COMMAND [OPTIONS]; qrxhid help lists the commands";
 
 std::vector<std::string> optionNames(const CLI::App& app)
 {
@@ -84,7 +77,7 @@ std::string helpHint(const CLI::App& command)
         known = {"--help", "--version"};
         const std::string nearest = nearestWord(option, known);
         throw UsageError("qrxhid has no option \"" + option + "\"",
-                         nearest.empty() ? generalForm() : "qrxhid " + nearest);
+                         nearest.empty() ? kGeneralForm : "qrxhid " + nearest);
     }
     const char* const* end = words + count;
     const char* const* command =
@@ -93,21 +86,31 @@ std::string helpHint(const CLI::App& command)
                      std::string("qrxhid ") + (command == end ? "list" : *command) + " " + option);
 }
 
+/// "help" is "--help", and "help tree" is "tree --help".
+std::vector<const char*> withoutHelpWord(std::vector<const char*> words)
+{
+    if (words.size() > 1 && std::string_view(words[1]) == "help") {
+        words.erase(words.begin() + 1);
+        words.push_back("--help");
+    }
+    return words;
+}
+
 /// CLI11 would only say that a command is missing.
 void checkFirstWord(int count, const char* const* words)
 {
     if (count < 2) {
-        throw UsageError("a command is missing", generalForm());
+        throw UsageError("a command is missing", kGeneralForm);
     }
     const std::string first = words[1];
-    if (findCommand(first) != nullptr || first == "--help" || first == "-h" || first == "--version") {
+    if (findCommand(first) != nullptr || first == "--help" || first == "-h" || first == "--version" || first == "-V") {
         return;
     }
     if (first.starts_with("-")) {
         refuseEarlyOption(first, count, words);
     }
     const std::string nearest = nearestWord(first, commandNames());
-    throw UsageError("\"" + first + "\" is not a command", nearest.empty() ? generalForm() : "qrxhid " + nearest);
+    throw UsageError("\"" + first + "\" is not a command", nearest.empty() ? kGeneralForm : "qrxhid " + nearest);
 }
 
 [[noreturn]] void refuseSurplus(const CLI::App& command)
@@ -131,7 +134,7 @@ struct Parser {
 
     Parser()
     {
-        app.set_version_flag("--version", "qrxhid " QRXHID_VERSION);
+        app.set_version_flag("-V,--version", "qrxhid " QRXHID_VERSION);
         app.footer(kExitStatuses);
         app.require_subcommand(1);
         for (const CommandRow& row : commandTable()) {
@@ -154,10 +157,12 @@ struct Parser {
 
 CommandLine CommandLine::parse(int count, const char* const* words)
 {
-    checkFirstWord(count, words);
+    const std::vector<const char*> asked = withoutHelpWord({words, words + count});
+    const int askedCount = static_cast<int>(asked.size());
+    checkFirstWord(askedCount, asked.data());
     Parser parser;
     try {
-        parser.app.parse(count, words);
+        parser.app.parse(askedCount, asked.data());
     } catch (const CLI::CallForHelp&) {
         return {nullptr, parser.app.help()};
     } catch (const CLI::CallForVersion& version) {
@@ -166,7 +171,7 @@ CommandLine CommandLine::parse(int count, const char* const* words)
         refuseSurplus(*parser.app.get_subcommands().front());
     } catch (const CLI::ParseError& error) {
         const auto chosen = parser.app.get_subcommands();
-        throw UsageError(error.what(), chosen.empty() ? generalForm() : helpHint(*chosen.front()));
+        throw UsageError(error.what(), chosen.empty() ? kGeneralForm : helpHint(*chosen.front()));
     }
     std::unique_ptr<Command> command = parser.takeCommand();
     command->checkOptions();

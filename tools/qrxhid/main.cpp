@@ -12,11 +12,11 @@
 #include "devices/DeviceSession.h"
 #include "text/Notice.h"
 
-#include "QrxRecording.h"
-
 #include <exception>
 #include <iostream>
 #include <streambuf>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -51,6 +51,13 @@ ExitStatus runCommand(const CommandLine& line, std::ostream& out)
     return line.command->run(out);
 }
 
+void showLines(const std::vector<std::string>& lines)
+{
+    for (const std::string& line : lines) {
+        std::cerr << "  " << line << "\n";
+    }
+}
+
 ExitStatus run(int count, const char* const* words, std::ostream& out)
 {
     try {
@@ -62,17 +69,12 @@ ExitStatus run(int count, const char* const* words, std::ostream& out)
         return status;
     } catch (const UsageError& error) {
         notice(error.what());
+        showLines(error.choices());
         std::cerr << "Try: " << shownText(error.hint()) << "\n";
         return kWrongUsage;
-    } catch (const QrxRecordingError& error) {
-        // FILE:LINE: first, where editors look for it.
-        std::cerr << shownText(error.what()) << "\n";
-        return kBadRecording;
     } catch (const UnknownDevice& error) {
         notice(error.what());
-        for (const std::string& device : error.present()) {
-            std::cerr << "  " << device << "\n";
-        }
+        showLines(error.present());
         return kFailure;
     } catch (const std::exception& error) {
         notice(error.what());

@@ -137,7 +137,7 @@ std::string recordQemuDevice(const std::string& name)
     qemu.plug(subject.driver, "subject", "1");
     require(!waitForHidrawNodes(0x0627, 0x0001, 1).empty(), name + ": the device has not come");
     ::unlink(kFile);
-    ChildProcess record({QRXHID_PROGRAM, "record", "--device", kIDs, "--output", kFile});
+    ChildProcess record({QRXHID_PROGRAM, "record", "--keep-serial", "--device", kIDs, "--output", kFile});
     require(waitUntil([&] { return record.openNodes() == 1; }), name + ": " + record.output());
     use(qemu, subject);
     qemu.pull("subject");

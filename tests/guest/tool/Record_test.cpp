@@ -62,7 +62,7 @@ protected:
     ToolRun recordWhile(const std::function<void()>& send)
     {
         ::unlink(kFile);
-        ChildProcess record({QRXHID_PROGRAM, "record", "--device", "1234:c0de", "--output", kFile});
+        ChildProcess record({QRXHID_PROGRAM, "record", "--keep-serial", "--device", "1234:c0de", "--output", kFile});
         // Open it is only when the call returns: before that the kernel throws away what comes.
         if (!waitUntil([&] { return record.openNodes() == 2; })) {
             return {-1, record.output()};

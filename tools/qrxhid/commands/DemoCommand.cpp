@@ -95,6 +95,7 @@ private:
     void drain();
 
     std::ostream& _out;
+    const Terminal _terminal = Terminal::ofStandardOutput();
     DeviceSession _session;
     std::vector<Received> _received;
     unsigned int _step = 0;
@@ -145,9 +146,9 @@ void Demo::drain()
 void Demo::showArrival()
 {
     heading("Virtual devices are plugged in: four of our own, three recorded on a Debian kernel");
-    _session.observe([this](const DeviceHandle& device) {
+    _session.observe([this](const PresentDevice& device) {
         ++_arrivals;
-        _out << "arrived  " << deviceTitle(*device) << "\n";
+        _out << "arrived  " << deviceTitle(*device.handle) << "\n";
     });
     _session.begin();
     const std::vector<RecordedDevice>& recorded = _session.recordedDevices();
@@ -166,7 +167,7 @@ void Demo::showTrees()
     for (const RecordedDevice& recorded : _session.recordedDevices()) {
         _out << separator;
         separator = "\n";
-        writeTree(_out, *recorded.handle);
+        writeTree(_out, *recorded.handle, DeviceFilter(), _terminal);
         check(interfaceNumbers(*recorded.handle).size() == recorded.recording.interfaces.size(),
               recorded.fileName + " has all its interfaces");
     }

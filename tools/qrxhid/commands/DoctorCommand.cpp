@@ -1,11 +1,13 @@
 #include "commands/DoctorCommand.h"
 
 #include "OptionValues.h"
+#include "UsageError.h"
 #include "doctor/Checkup.h"
 #include "text/DeviceText.h"
 #include "text/Notice.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace qrxhid {
 
@@ -92,21 +94,18 @@ std::string documentText(const std::vector<DeviceFinding>& findings, const Surro
     return jsonText(document, true);
 }
 
-/// The selectors that no device matches are told; false if there is one, or no device at all.
-bool reportAbsent(const std::vector<DeviceFinding>& findings, const std::vector<DeviceSelector>& selectors)
+/// What is chosen and not there is told; false if there is something, or no device at all.
+bool reportAbsent(const std::vector<DeviceFinding>& findings, const DeviceFilter& filter)
 {
-    bool allThere = !findings.empty();
-    for (const DeviceSelector& selector : selectors) {
-        if (std::ranges::none_of(findings,
-                                 [&selector](const DeviceFinding& device) { return selector.matches(device.ids); })) {
-            notice("no USB HID device is " + selector.text());
-            allThere = false;
-        }
-    }
-    if (findings.empty() && selectors.empty()) {
+    std::vector<DeviceFacts> present;
+    std::ranges::transform(findings, std::back_inserter(present), &DeviceFinding::facts);
+    const std::string absent = filter.absentPart(present);
+    if (!absent.empty()) {
+        notice("no USB HID device is " + absent);
+    } else if (findings.empty()) {
         notice("there is no USB HID device");
     }
-    return allThere;
+    return absent.empty() && !findings.empty();
 }
 
 ExitStatus statusOf(const std::vector<DeviceFinding>& findings)
@@ -125,7 +124,8 @@ void DoctorCommand::declareOptions(CLI::App& app)
 {
     // A group without a name is not shown in help.
     constexpr const char* kHidden = "";
-    app.add_option("devices", _deviceTexts, "Only devices with these IDs")->type_name("VID:PID");
+    app.add_option("devices", _words, "Only devices with these IDs")->type_name("VID:PID");
+    _filter.declareOptions(app);
     app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
     app.add_option("--sysroot", _systemRoot)->group(kHidden);
     app.add_option("--uid", _userText)->group(kHidden);
@@ -133,8 +133,10 @@ void DoctorCommand::declareOptions(CLI::App& app)
 
 void DoctorCommand::checkOptions()
 {
-    for (const std::string& text : _deviceTexts) {
-        _devices.push_back(DeviceSelector::parse(text, ""));
+    _filter.checkOptions(_words);
+    if (_filter.hasNumbers()) {
+        throw UsageError("numbers of list do not count the devices that only doctor knows",
+                         "qrxhid doctor VID:PID, or qrxhid doctor --port PORT");
     }
     if (_userText) {
         _userID = parseWhole("--uid", *_userText, UINT32_MAX);
@@ -144,7 +146,7 @@ void DoctorCommand::checkOptions()
 ExitStatus DoctorCommand::run(std::ostream& out)
 {
     const Surroundings surroundings = Surroundings::examine(_systemRoot);
-    const std::vector<DeviceFinding> findings = checkUp({_systemRoot, _userID}, _devices, surroundings);
+    const std::vector<DeviceFinding> findings = checkUp({_systemRoot, _userID}, _filter, surroundings);
     if (_isJson) {
         out << documentText(findings, surroundings);
     } else {
@@ -155,7 +157,7 @@ ExitStatus DoctorCommand::run(std::ostream& out)
             writeDevice(out, device);
         }
     }
-    return reportAbsent(findings, _devices) ? statusOf(findings) : kNoDevice;
+    return reportAbsent(findings, _filter) ? statusOf(findings) : kNoDevice;
 }
 
 } // namespace qrxhid

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Command.h"
-#include "devices/DeviceSelector.h"
+#include "devices/DeviceFilter.h"
 
 #include <optional>
 #include <string>
@@ -24,8 +24,8 @@ public:
     ExitStatus run(std::ostream& out) override;
 
 private:
-    std::vector<std::string> _deviceTexts;
-    std::vector<DeviceSelector> _devices;
+    std::vector<std::string> _words;
+    DeviceFilter _filter;
     bool _isJson = false;
     /// For tests: what all paths begin with.
     std::string _systemRoot;

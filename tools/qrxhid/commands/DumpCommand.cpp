@@ -39,10 +39,10 @@ ExitStatus DumpCommand::run(std::ostream& out)
 {
     DeviceSession session(_choice);
     session.begin();
-    for (const DeviceHandle& device : session.devices()) {
-        out << dumpText(*device) << "\n";
+    for (const PresentDevice& device : session.devices()) {
+        out << dumpText(*device.handle) << "\n";
     }
-    return session.reportUnusableRecordings() ? kSuccess : kFailure;
+    return session.status();
 }
 
 } // namespace qrxhid

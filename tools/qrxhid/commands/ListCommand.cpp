@@ -2,29 +2,50 @@
 
 #include "devices/DeviceSession.h"
 #include "text/DeviceText.h"
+#include "text/Notice.h"
+#include "text/Terminal.h"
 
 namespace qrxhid {
 
 namespace {
 
-std::string interfacesText(const QrxHIDDevice& device)
+/// "at 1-2.1, serial number 0001"; empty if neither is known.
+std::string whereText(const DeviceFacts& facts)
 {
-    std::string text;
-    for (const int number : interfaceNumbers(device)) {
-        text += (text.empty() ? "" : ", ") + std::to_string(number) + " " + interfacePurpose(device, number);
-    }
-    return text;
+    const std::string place = facts.place.empty() ? "" : "at " + shownText(facts.place);
+    const std::string serial = facts.serialNumber.empty() ? "" : "serial number " + shownText(facts.serialNumber);
+    return place + (place.empty() || serial.empty() ? "" : ", ") + serial;
 }
 
-nlohmann::ordered_json listedJson(const QrxHIDDevice& device)
+void writeDevice(std::ostream& out, const PresentDevice& device, const DeviceFilter& filter, const Terminal& terminal)
 {
-    nlohmann::ordered_json json = deviceJson(device);
+    out << terminal.painted(numberedTitle(device.facts.number, *device.handle), Terminal::Look::title) << "\n";
+    if (const std::string where = whereText(device.facts); !where.empty()) {
+        out << "    " << where << "\n";
+    }
+    for (const auto& [number, node] : device.facts.nodes) {
+        if (filter.hasInterface(number)) {
+            out << "    interface " << number << ": " << interfacePurpose(*device.handle, number)
+                << (node.empty() ? "" : ", " + shownText(node)) << "\n";
+        }
+    }
+}
+
+nlohmann::ordered_json listedJson(const PresentDevice& device, const DeviceFilter& filter)
+{
+    nlohmann::ordered_json json = deviceJson(*device.handle);
+    json["number"] = device.facts.number;
+    json["serialNumber"] = device.facts.serialNumber;
+    json["place"] = device.facts.place;
     json["interfaces"] = nlohmann::ordered_json::array();
-    for (const int number : interfaceNumbers(device)) {
-        json["interfaces"].push_back({{"number", number},
-                                      {"primaryUsagePage", device.getPrimaryUsagePage(number)},
-                                      {"primaryUsage", device.getPrimaryUsage(number)},
-                                      {"purpose", interfacePurpose(device, number)}});
+    for (const auto& [number, node] : device.facts.nodes) {
+        if (filter.hasInterface(number)) {
+            json["interfaces"].push_back({{"number", number},
+                                          {"primaryUsagePage", device.handle->getPrimaryUsagePage(number)},
+                                          {"primaryUsage", device.handle->getPrimaryUsage(number)},
+                                          {"purpose", interfacePurpose(*device.handle, number)},
+                                          {"node", node}});
+        }
     }
     return json;
 }
@@ -46,18 +67,23 @@ ExitStatus ListCommand::run(std::ostream& out)
 {
     DeviceSession session(_choice);
     session.begin();
+    const std::vector<PresentDevice> devices = session.devices();
+    const Terminal terminal = Terminal::ofStandardOutput();
     nlohmann::ordered_json document = {{"devices", nlohmann::ordered_json::array()}};
-    for (const DeviceHandle& device : session.devices()) {
+    for (const PresentDevice& device : devices) {
         if (_isJson) {
-            document["devices"].push_back(listedJson(*device));
+            document["devices"].push_back(listedJson(device, _choice.filter()));
         } else {
-            out << deviceTitle(*device) << "  [" << interfacesText(*device) << "]\n";
+            writeDevice(out, device, _choice.filter(), terminal);
         }
     }
     if (_isJson) {
         out << jsonText(document, true);
     }
-    return session.reportUnusableRecordings() ? kSuccess : kFailure;
+    if (devices.empty() && !session.isRecorded()) {
+        notice("there is no HID device; qrxhid doctor tells why one that is plugged in is not here");
+    }
+    return session.status();
 }
 
 } // namespace qrxhid

@@ -29,10 +29,13 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+constexpr const char* kHiddenSerialNumber = "SERIAL";
+
 class Record {
 public:
-    Record(const RecordOptions& options, DeviceSession& session, std::ostream& standardOutput)
-        : _options(options), _output(options.output, standardOutput), _session(session)
+    Record(const RecordOptions& options, const DeviceChoice& choice, DeviceSession& session,
+           std::ostream& standardOutput)
+        : _options(options), _choice(choice), _output(options.output, standardOutput), _session(session)
     {
     }
     ~Record();
@@ -43,6 +46,8 @@ public:
 
 private:
     void chooseDevice();
+    void notePlace(const std::string& place);
+    void hideSerialNumber();
     void checkOutput() const;
     void begin();
     void takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNumber);
@@ -56,6 +61,7 @@ private:
     int millisecondsLeft() const;
 
     const RecordOptions& _options;
+    const DeviceChoice& _choice;
     RecordingOutput _output;
     DeviceSession& _session;
     SignalWatch _signals;
@@ -79,50 +85,68 @@ Record::~Record()
 
 void Record::chooseDevice()
 {
-    const std::vector<DeviceHandle> found = _session.devices();
-    if (found.size() > 1) {
-        throw UsageError(std::to_string(found.size()) + " devices match, and a recording is of one",
-                         "qrxhid list, then qrxhid record --device VID:PID");
-    }
-    if (!found.empty()) {
-        _device = found.front();
+    const PresentDevice chosen = _session.onlyDevice("record", "a recording is of one");
+    _device = chosen.handle;
+    if (_device) {
         _recording = describeDevice(*_device);
         _recording.comments = {"qrxhid " QRXHID_VERSION};
+        notePlace(chosen.facts.place);
+        std::erase_if(_recording.interfaces, [this](const QrxRecordedInterface& interface) {
+            return !_choice.filter().hasInterface(interface.number);
+        });
+        hideSerialNumber();
     }
+}
+
+// As recorders write it: the device's place, then which of its interfaces it is.
+void Record::notePlace(const std::string& place)
+{
+    for (QrxRecordedInterface& interface : _recording.interfaces) {
+        interface.physicalPath = place.empty() ? "" : place + "/input" + std::to_string(interface.number);
+    }
+}
+
+// Recordings are shown to others, and a serial number tells whose device it was.
+void Record::hideSerialNumber()
+{
+    if (_recording.serialNumber.empty() || _options.keepsSerialNumber) {
+        return;
+    }
+    _recording.serialNumber = kHiddenSerialNumber;
+    notice(std::string("the serial number is recorded as ") + kHiddenSerialNumber + "; --keep-serial keeps it");
 }
 
 ExitStatus Record::run()
 {
     checkOutput();
     _session.begin();
-    if (!_session.reportUnusableRecordings()) {
-        return kFailure;
-    }
     chooseDevice();
     if (_recording.interfaces.empty()) {
-        notice("the device has left");
-        return kFailure;
+        if (!_session.isRecorded()) {
+            notice("the device has left");
+        }
+        return std::max(_session.status(), kFailure);
     }
     // Not before there is something to write: an older recording of that name is lost by it.
     if (!_output.open()) {
         return kFailure;
     }
     begin();
-    if (_session.recordedDevices().empty()) {
-        recordUntilSignal();
-    } else {
+    if (_session.isRecorded()) {
         play();
+    } else {
+        recordUntilSignal();
     }
-    return _output.close() ? kSuccess : kFailure;
+    return _output.close() ? _session.status() : kFailure;
 }
 
 /// A recording that is played must not be lost by it, and often is longer than what is made of it.
 void Record::checkOutput() const
 {
-    for (const RecordedDevice& played : _session.recordedDevices()) {
-        if (_output.isSameFileAs(played.fileName)) {
+    for (const std::string& played : _choice.recordings()) {
+        if (_output.isSameFileAs(played)) {
             throw UsageError("--output " + _options.output + " is the recording that is played",
-                             "qrxhid record --recording " + played.fileName + " --output OTHER");
+                             "qrxhid record --recording " + played + " --output OTHER");
         }
     }
 }
@@ -164,7 +188,7 @@ void Record::takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNum
 
 void Record::recordUntilSignal()
 {
-    _session.observe([](const DeviceHandle&) {});
+    _session.observe([](const PresentDevice&) {});
     while (!isOver() && _signals.waitFor(QrxRunLoop::current().fileDescriptor(), millisecondsLeft())) {
         step();
         if (!isPresent()) {
@@ -218,7 +242,7 @@ void Record::tellLosses()
 
 bool Record::isPresent() const
 {
-    return std::ranges::any_of(_session.devices(), [this](const DeviceHandle& device) { return device == _device; });
+    return std::ranges::any_of(_session.devices(), [this](const PresentDevice& one) { return one.handle == _device; });
 }
 
 int Record::millisecondsLeft() const
@@ -239,6 +263,8 @@ void RecordCommand::declareOptions(CLI::App& app)
     _choice.declareOptions(app);
     _options.limits.declareOptions(app);
     app.add_option("--output", _options.output, "Write to this file instead of standard output")->type_name("FILE");
+    app.add_flag("--keep-serial", _options.keepsSerialNumber, "Record the serial number, which is replaced otherwise")
+        ->disable_flag_override();
     app.add_option("--time", _secondsText, "End after this many seconds")->type_name("S");
 }
 
@@ -249,7 +275,7 @@ void RecordCommand::checkOptions()
     if (_secondsText) {
         _options.seconds = parseSeconds(*_secondsText);
     }
-    if (_choice.isEverything() && _choice.recordings().size() != 1) {
+    if (_choice.filter().isEverything() && _choice.recordings().size() != 1) {
         throw UsageError("which device?", "qrxhid record --device VID:PID");
     }
 }
@@ -260,7 +286,7 @@ bool RecordCommand::isRefused() const
     if (_choice.hasRecordings()) {
         return false;
     }
-    const std::vector<DeviceFinding> findings = checkUp({}, _choice.selectors(), Surroundings::examine(""));
+    const std::vector<DeviceFinding> findings = checkUp({}, _choice.filter(), Surroundings::examine(""));
     const auto isDenied = [](const InterfaceFinding& one) { return one.state == InterfaceFinding::State::denied; };
     if (findings.size() != 1 || !std::ranges::all_of(findings.front().interfaces, isDenied)) {
         return false;
@@ -278,12 +304,12 @@ ExitStatus RecordCommand::run(std::ostream& out)
     }
     DeviceSession session(_choice);
     if (isatty(STDOUT_FILENO) == 0) {
-        return Record(_options, session, out).run();
+        return Record(_options, _choice, session, out).run();
     }
     // A recording has a device's names as they are; a terminal must not obey them.
     ShownLines lines(out);
     std::ostream shown(&lines);
-    return Record(_options, session, shown).run();
+    return Record(_options, _choice, session, shown).run();
 }
 
 } // namespace qrxhid

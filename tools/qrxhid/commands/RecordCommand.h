@@ -13,6 +13,7 @@ struct RecordOptions {
     InputLimits limits;
     /// After which recording ends.
     std::optional<double> seconds;
+    bool keepsSerialNumber = false;
     /// A file; empty or "-" is standard output.
     std::string output;
 };

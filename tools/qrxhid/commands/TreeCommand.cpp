@@ -2,6 +2,7 @@
 
 #include "devices/DeviceSession.h"
 #include "text/DeviceText.h"
+#include "text/Terminal.h"
 #include "text/TreeText.h"
 
 namespace qrxhid {
@@ -22,20 +23,21 @@ ExitStatus TreeCommand::run(std::ostream& out)
     DeviceSession session(_choice);
     session.begin();
     nlohmann::ordered_json document = {{"devices", nlohmann::ordered_json::array()}};
+    const Terminal terminal = Terminal::ofStandardOutput();
     const char* separator = "";
-    for (const DeviceHandle& device : session.devices()) {
+    for (const PresentDevice& device : session.devices()) {
         if (_isJson) {
-            document["devices"].push_back(treeJson(*device));
+            document["devices"].push_back(treeJson(*device.handle, _choice.filter()));
         } else {
             out << separator;
-            writeTree(out, *device);
+            writeTree(out, *device.handle, _choice.filter(), terminal);
             separator = "\n";
         }
     }
     if (_isJson) {
         out << jsonText(document, true);
     }
-    return session.reportUnusableRecordings() ? kSuccess : kFailure;
+    return session.status();
 }
 
 } // namespace qrxhid

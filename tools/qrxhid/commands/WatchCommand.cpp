@@ -6,10 +6,12 @@
 #include "devices/InputListener.h"
 #include "devices/Playback.h"
 #include "devices/SignalWatch.h"
+#include "text/Notice.h"
 
 #include "QrxRunLoop.h"
 
 #include <algorithm>
+#include <unistd.h>
 
 namespace qrxhid {
 
@@ -17,7 +19,7 @@ namespace {
 
 class Watch {
 public:
-    Watch(const InputLimits& limits, const WatchStyle& style, DeviceSession& session, std::ostream& out);
+    Watch(const WatchOptions& options, const DeviceFilter& filter, DeviceSession& session, std::ostream& out);
     ~Watch();
     Watch(const Watch&) = delete;
     Watch& operator=(const Watch&) = delete;
@@ -31,7 +33,7 @@ private:
         LossWatch losses;
     };
 
-    void add(const char* event, const DeviceHandle& device);
+    void add(const char* event, const PresentDevice& device);
     void takeReport(unsigned int number, QrxHIDDevice& device, const std::vector<std::uint8_t>& bytes,
                     int interfaceNumber);
     void watchUntilSignal();
@@ -46,20 +48,20 @@ private:
     static void takeLastReports();
     bool isOver() const { return _isEnough || _signals.hasSignal() || !_out; }
 
-    const InputLimits& _limits;
+    const WatchOptions& _options;
+    const DeviceFilter& _filter;
     std::ostream& _out;
     DeviceSession& _session;
     // After the recordings are read: they may come from a terminal, and Ctrl-C must end that as usual.
     SignalWatch _signals;
     WatchPrinter _printer;
     std::vector<Known> _known;
-    unsigned int _lastNumber = 0;
     std::uint64_t _reports = 0;
     bool _isEnough = false;
 };
 
-Watch::Watch(const InputLimits& limits, const WatchStyle& style, DeviceSession& session, std::ostream& out)
-    : _limits(limits), _out(out), _session(session), _printer(style, out)
+Watch::Watch(const WatchOptions& options, const DeviceFilter& filter, DeviceSession& session, std::ostream& out)
+    : _options(options), _filter(filter), _out(out), _session(session), _printer(options.style, out)
 {
 }
 
@@ -74,40 +76,43 @@ Watch::~Watch()
 ExitStatus Watch::run()
 {
     _session.begin();
-    const bool allUsable = _session.reportUnusableRecordings();
-    for (const DeviceHandle& device : _session.devices()) {
+    for (const PresentDevice& device : _session.devices()) {
         add("present", device);
     }
-    _session.observe([this](const DeviceHandle& device) { add("arrived", device); });
-    if (_session.recordedDevices().empty()) {
-        watchUntilSignal();
-    } else {
+    _session.observe([this](const PresentDevice& device) { add("arrived", device); });
+    if (_session.isRecorded()) {
         play();
+    } else {
+        // For whoever looks at it: in a file it would be one line too many.
+        if (_known.empty() && isatty(STDERR_FILENO) != 0) {
+            notice("waiting for a device; Ctrl-C ends");
+        }
+        watchUntilSignal();
     }
-    return allUsable ? kSuccess : kFailure;
+    return _session.status();
 }
 
-void Watch::add(const char* event, const DeviceHandle& device)
+void Watch::add(const char* event, const PresentDevice& present)
 {
-    const unsigned int number = ++_lastNumber;
-    _known.push_back({number, device, {}});
-    _printer.writeDevice(event, number, *device);
-    device->setDelegate(
+    const unsigned int number = present.facts.number;
+    _known.push_back({number, present.handle, {}});
+    _printer.writeDevice(event, number, *present.handle);
+    present.handle->setDelegate(
         new InputListener([this, number](QrxHIDDevice& sender, const std::vector<std::uint8_t>& bytes,
                                          int interfaceNumber) { takeReport(number, sender, bytes, interfaceNumber); }));
-    device->open();
+    present.handle->open();
 }
 
 void Watch::takeReport(unsigned int number, QrxHIDDevice& device, const std::vector<std::uint8_t>& bytes,
                        int interfaceNumber)
 {
-    if (_isEnough) {
+    if (_isEnough || !_filter.hasInterface(interfaceNumber)) {
         return;
     }
     _printer.writeReport(number, device, bytes, interfaceNumber);
     std::ranges::find(_known, number, &Known::number)->losses.noteReport(interfaceNumber);
     ++_reports;
-    _isEnough = _limits.isEnough(_reports);
+    _isEnough = _options.limits.isEnough(_reports);
 }
 
 void Watch::watchUntilSignal()
@@ -120,8 +125,8 @@ void Watch::watchUntilSignal()
 void Watch::play()
 {
     Playback playback(_session.recordedDevices());
-    if (_limits.speed() > 0) {
-        playback.startAtPace(_limits.speed());
+    if (_options.limits.speed() > 0) {
+        playback.startAtPace(_options.limits.speed());
         playAtPace(playback);
     } else {
         playEventByEvent(playback);
@@ -182,19 +187,18 @@ void Watch::tellLosses()
     }
 }
 
-// The library tells its delegate of arrivals only; a removal shows in the tree's list. An arrival of the same turn is
-// known by now, so the lengths differ exactly if something left.
+// The library tells its delegate of arrivals only; a removal shows in the tree's list.
 void Watch::noteRemovals()
 {
-    if (_session.deviceCount() == _known.size()) {
+    if (!_session.hasDepartures()) {
         return;
     }
     takeLastReports();
     tellLosses();
-    const std::vector<DeviceHandle> present = _session.devices();
+    const std::vector<PresentDevice> present = _session.devices();
     for (auto known = _known.begin(); known != _known.end();) {
         const bool isPresent =
-            std::ranges::any_of(present, [&known](const DeviceHandle& device) { return device == known->device; });
+            std::ranges::any_of(present, [&known](const PresentDevice& one) { return one.handle == known->device; });
         if (isPresent) {
             ++known;
             continue;
@@ -219,27 +223,32 @@ void Watch::takeLastReports()
 void WatchCommand::declareOptions(CLI::App& app)
 {
     _choice.declareOptions(app);
-    _limits.declareOptions(app);
-    app.add_flag("--json", _style.isJson, "One JSON object a line")->disable_flag_override();
-    app.add_flag("--changes", _style.onlyChanges, "Of the decoded values show only those that changed")
+    _options.limits.declareOptions(app);
+    app.add_flag("--json", _options.style.isJson, "One JSON object a line")->disable_flag_override();
+    app.add_flag("--changes", _options.style.onlyChanges, "Of the decoded values show only those that changed")
         ->disable_flag_override();
-    app.add_flag("--wait", _waits, "With --device: wait for a device that is not there yet")->disable_flag_override();
+    app.add_flag("--raw", _options.style.isRaw, "Show the bytes of reports alone, without values")
+        ->disable_flag_override();
+    app.add_flag("--timestamps", _options.style.hasTimes, "Show the seconds since the beginning with each event")
+        ->disable_flag_override();
+    app.add_flag("--wait", _options.isPatient, "Wait for a chosen device that is not there yet")
+        ->disable_flag_override();
 }
 
 void WatchCommand::checkOptions()
 {
     _choice.checkOptions();
-    _limits.checkOptions("watch", _choice.hasRecordings());
-    if (_waits && (_choice.isEverything() || _choice.hasRecordings())) {
-        throw UsageError("--wait is for a real device that --device names", "qrxhid watch --device VID:PID --wait");
+    _options.limits.checkOptions("watch", _choice.hasRecordings());
+    if (_options.isPatient && (_choice.filter().isEverything() || _choice.hasRecordings())) {
+        throw UsageError("--wait is for a chosen real device", "qrxhid watch --device VID:PID --wait");
     }
 }
 
 ExitStatus WatchCommand::run(std::ostream& out)
 {
     DeviceSession session(_choice);
-    session.mayBeAbsent(_waits);
-    return Watch(_limits, _style, session, out).run();
+    session.mayBeAbsent(_options.isPatient);
+    return Watch(_options, _choice.filter(), session, out).run();
 }
 
 } // namespace qrxhid

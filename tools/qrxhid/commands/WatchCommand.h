@@ -7,6 +7,13 @@
 
 namespace qrxhid {
 
+struct WatchOptions {
+    InputLimits limits;
+    WatchStyle style;
+    /// Wait for a chosen device that is not there yet.
+    bool isPatient = false;
+};
+
 /// Arrivals, removals and input reports, until a signal comes, the recordings are played, or enough reports have come.
 class WatchCommand : public Command {
 public:
@@ -25,10 +32,7 @@ public:
 
 private:
     DeviceChoice _choice;
-    InputLimits _limits;
-    WatchStyle _style;
-    /// Wait for a chosen device that is not there yet.
-    bool _waits = false;
+    WatchOptions _options;
 };
 
 } // namespace qrxhid

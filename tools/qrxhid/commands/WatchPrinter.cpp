@@ -6,6 +6,10 @@
 
 #include "QrxReportDecoder.h"
 
+#include <array>
+#include <cstdio>
+#include <string_view>
+
 namespace qrxhid {
 
 namespace {
@@ -35,10 +39,23 @@ WatchPrinter::WatchPrinter(const WatchStyle& style, std::ostream& out)
 {
 }
 
+double WatchPrinter::secondsPassed() const
+{
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - _start).count();
+}
+
 nlohmann::ordered_json WatchPrinter::eventJson(const char* event, unsigned int number) const
 {
-    const std::chrono::duration<double> time = std::chrono::steady_clock::now() - _start;
-    return {{"event", event}, {"time", time.count()}, {"device", number}};
+    return {{"event", event}, {"time", secondsPassed()}, {"device", number}};
+}
+
+std::string WatchPrinter::eventText(const char* event, unsigned int number, Terminal::Look look) const
+{
+    std::array<char, 32> time{};
+    if (_style.hasTimes) {
+        std::snprintf(time.data(), time.size(), "%10.6f  ", secondsPassed());
+    }
+    return time.data() + _terminal.painted(padded(event, kEventWidth), look) + " #" + std::to_string(number) + "  ";
 }
 
 void WatchPrinter::writeDevice(const char* event, unsigned int number, const QrxHIDDevice& device)
@@ -48,7 +65,9 @@ void WatchPrinter::writeDevice(const char* event, unsigned int number, const Qrx
         json.update(deviceJson(device));
         _out << jsonText(json, false);
     } else {
-        _out << padded(event, kEventWidth) << " #" << number << "  " << deviceTitle(device) << "\n";
+        const bool hasLeft = std::string_view(event) == "left";
+        _out << eventText(event, number, hasLeft ? Terminal::Look::bad : Terminal::Look::good) << deviceTitle(device)
+             << "\n";
     }
     _out.flush();
 }
@@ -57,8 +76,10 @@ void WatchPrinter::writeReport(unsigned int number, const QrxHIDDevice& device, 
                                int interfaceNumber)
 {
     const std::uint32_t reportID = reportIDOf(device, bytes, interfaceNumber);
-    std::vector<QrxDecodedValue> values =
-        QrxDecodeReport(device, kInputReport, bytes.data(), bytes.size(), interfaceNumber);
+    std::vector<QrxDecodedValue> values;
+    if (!_style.isRaw) {
+        values = QrxDecodeReport(device, kInputReport, bytes.data(), bytes.size(), interfaceNumber);
+    }
     if (_style.onlyChanges) {
         values = _filters[number].changes(interfaceNumber, reportID, values);
     }
@@ -68,10 +89,12 @@ void WatchPrinter::writeReport(unsigned int number, const QrxHIDDevice& device, 
         json["type"] = "input";
         json["reportID"] = reportID;
         json["bytes"] = bytesText(bytes, "");
-        json["values"] = valuesJson(values);
+        if (!_style.isRaw) {
+            json["values"] = valuesJson(values);
+        }
         _out << jsonText(json, false);
     } else {
-        _out << padded("report", kEventWidth) << " #" << number << "  interface " << interfaceNumber << ": "
+        _out << eventText("report", number, Terminal::Look::faint) << "interface " << interfaceNumber << ": "
              << bytesText(bytes) << "\n";
         writeValues(_out, values, "    ");
     }
@@ -86,7 +109,7 @@ void WatchPrinter::writePossibleLoss(unsigned int number, const LossWatch::Loss&
         json["count"] = loss.count;
         _out << jsonText(json, false);
     } else {
-        _out << padded("loss?", kEventWidth) << " #" << number << "  " << lossText(loss) << "\n";
+        _out << eventText("loss?", number, Terminal::Look::warning) << lossText(loss) << "\n";
     }
     _out.flush();
 }

@@ -2,6 +2,7 @@
 
 #include "devices/ChangeFilter.h"
 #include "devices/LossWatch.h"
+#include "text/Terminal.h"
 
 #include "QrxHIDDevice.h"
 
@@ -11,6 +12,7 @@
 #include <cstdint>
 #include <map>
 #include <ostream>
+#include <string>
 #include <vector>
 
 namespace qrxhid {
@@ -21,6 +23,10 @@ struct WatchStyle {
     bool isJson = false;
     /// Of the decoded values only those that changed.
     bool onlyChanges = false;
+    /// The bytes of reports without their decoded values.
+    bool isRaw = false;
+    /// Seconds since the beginning in front of each event; JSON has them always.
+    bool hasTimes = false;
 };
 
 /// Writes what happens, as text or as one JSON object a line, and flushes after each happening.
@@ -38,9 +44,13 @@ public:
     void writePossibleLoss(unsigned int number, const LossWatch::Loss& loss);
 
 private:
+    double secondsPassed() const;
     nlohmann::ordered_json eventJson(const char* event, unsigned int number) const;
+    /// "  1.250000  report   #1  "
+    std::string eventText(const char* event, unsigned int number, Terminal::Look look) const;
 
     WatchStyle _style;
+    const Terminal _terminal = Terminal::ofStandardOutput();
     std::ostream& _out;
     std::chrono::steady_clock::time_point _start;
     std::map<unsigned int, ChangeFilter> _filters;

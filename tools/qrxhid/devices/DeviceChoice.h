@@ -1,6 +1,6 @@
 #pragma once
 
-#include "devices/DeviceSelector.h"
+#include "devices/DeviceFilter.h"
 
 #include <CLI/CLI.hpp>
 
@@ -9,24 +9,21 @@
 
 namespace qrxhid {
 
-/// The options by which a command is told which devices to work on.
+/// The options by which a command is told which devices to work on: real ones or recordings, and which of them.
 class DeviceChoice {
 public:
     void declareOptions(CLI::App& app);
     /// Throws UsageError.
-    void checkOptions();
+    void checkOptions() { _filter.checkOptions(); }
 
     /// Files; none means the real devices.
     const std::vector<std::string>& recordings() const { return _recordings; }
-    /// None means all.
-    const std::vector<DeviceSelector>& selectors() const { return _selectors; }
     bool hasRecordings() const { return !_recordings.empty(); }
-    bool isEverything() const { return _selectors.empty(); }
+    const DeviceFilter& filter() const { return _filter; }
 
 private:
     std::vector<std::string> _recordings;
-    std::vector<std::string> _deviceTexts;
-    std::vector<DeviceSelector> _selectors;
+    DeviceFilter _filter;
 };
 
 } // namespace qrxhid

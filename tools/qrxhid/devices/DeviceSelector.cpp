@@ -28,6 +28,18 @@ std::uint16_t parseHalf(std::string_view half, std::string_view whole, std::stri
     return number;
 }
 
+/// "#2"
+unsigned int parseNumber(std::string_view text, std::string_view option)
+{
+    unsigned int number = 0;
+    const auto [end, error] = std::from_chars(text.data() + 1, text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number == 0) {
+        throw UsageError(std::string(option) + "\"" + std::string(text) + "\": not a number of list, from #1 on",
+                         std::string(option) + "#1");
+    }
+    return number;
+}
+
 std::string halfText(std::uint16_t id)
 {
     return id == 0 ? "*" : hexText(id, 4).substr(2);
@@ -42,18 +54,22 @@ std::string DeviceIdentity::text() const
 
 DeviceSelector DeviceSelector::parse(std::string_view text, std::string_view option)
 {
+    if (text.starts_with('#')) {
+        return {0, 0, parseNumber(text, option)};
+    }
     const std::size_t separator = text.find_first_of(":/");
     if (separator == std::string_view::npos) {
         throw UsageError(std::string(option) + "\"" + std::string(text) +
                              "\": there is no colon between vendor and product",
                          std::string(option) + std::string(text) + ":");
     }
-    return {parseHalf(text.substr(0, separator), text, option), parseHalf(text.substr(separator + 1), text, option)};
+    return {parseHalf(text.substr(0, separator), text, option), parseHalf(text.substr(separator + 1), text, option), 0};
 }
 
-bool DeviceSelector::matches(const DeviceIdentity& device) const
+bool DeviceSelector::matches(const DeviceIdentity& device, unsigned int deviceNumber) const
 {
-    return (vendorID == 0 || vendorID == device.vendorID) && (productID == 0 || productID == device.productID);
+    return (number == 0 || number == deviceNumber) && (vendorID == 0 || vendorID == device.vendorID) &&
+           (productID == 0 || productID == device.productID);
 }
 
 std::optional<DeviceIdentity> parseIdentity(std::string_view text)
@@ -68,19 +84,7 @@ std::optional<DeviceIdentity> parseIdentity(std::string_view text)
 
 std::string DeviceSelector::text() const
 {
-    return halfText(vendorID) + ":" + halfText(productID);
-}
-
-std::vector<std::pair<unsigned short, unsigned short>> idPairs(const std::vector<DeviceSelector>& selectors)
-{
-    std::vector<std::pair<unsigned short, unsigned short>> pairs;
-    for (const DeviceSelector& selector : selectors) {
-        pairs.emplace_back(selector.vendorID, selector.productID);
-    }
-    if (pairs.empty()) {
-        pairs.emplace_back(static_cast<unsigned short>(0), static_cast<unsigned short>(0));
-    }
-    return pairs;
+    return number != 0 ? "#" + std::to_string(number) : halfText(vendorID) + ":" + halfText(productID);
 }
 
 } // namespace qrxhid

@@ -1,62 +1,68 @@
 #include "devices/DeviceSession.h"
 
+#include "UsageError.h"
 #include "text/DeviceText.h"
 #include "text/Notice.h"
+#include "text/TextFormat.h"
 
 #include "QrxRunLoop.h"
 
 #include <algorithm>
 #include <iostream>
+#include <iterator>
 #include <utility>
 
 namespace qrxhid {
 
 namespace {
 
+using IDPair = std::pair<unsigned short, unsigned short>;
+
+// All devices, whatever is chosen: `#n` counts them all, and of what the library can filter by there are the IDs alone.
+const std::vector<IDPair> kAnyDevice = {{0, 0}};
+
 QrxRecording readRecording(const std::string& fileName)
 {
     return fileName == "-" ? QrxRecording::read(std::cin, "standard input") : QrxRecording::readFile(fileName);
 }
 
-std::vector<DeviceHandle> devicesOf(QrxDeviceTree& tree)
+/// "usb-0000:00:14.0-2.1" of "usb-0000:00:14.0-2.1/input0".
+std::string recordedPlace(const QrxRecording& recording)
 {
-    std::vector<DeviceHandle> devices;
-    for (unsigned int i = 0; i < tree.getHIDDeviceCount(); ++i) {
-        devices.push_back(tree.getDeviceAtIndex(i));
-    }
-    return devices;
-}
-
-UnknownDevice unknownDevice(const DeviceSelector& selector)
-{
-    const mis::swizzler<QrxDeviceTree> all = QrxDeviceTree::NewInstance();
-    all->populate(idPairs({}));
-    std::vector<std::string> titles;
-    for (const DeviceHandle& device : devicesOf(*all)) {
-        titles.push_back(deviceTitle(*device));
-    }
-    return UnknownDevice(
-        "no device is " + selector.text() + "; " + (titles.empty() ? "no HID device is there" : "there are:"), titles);
+    const std::string path = recording.interfaces.empty() ? "" : recording.interfaces.front().physicalPath;
+    return path.substr(0, path.rfind("/input"));
 }
 
 } // namespace
 
-DeviceSession::DeviceSession(const DeviceChoice& choice) : _selectors(choice.selectors())
+DeviceSession::DeviceSession(const DeviceChoice& choice) : _filter(choice.filter()), _isRecorded(choice.hasRecordings())
 {
-    for (const std::string& fileName : choice.recordings()) {
-        _recorded.push_back({fileName, readRecording(fileName), nullptr, {}});
-    }
+    readRecordings(choice.recordings());
     makeTree();
 }
 
-DeviceSession::DeviceSession(std::vector<RecordedDevice> recorded) : _recorded(std::move(recorded))
+DeviceSession::DeviceSession(std::vector<RecordedDevice> recorded) : _isRecorded(true), _recorded(std::move(recorded))
 {
     makeTree();
+}
+
+// One file that cannot be read does not keep the others from being worked on; the status tells of it in the end.
+void DeviceSession::readRecordings(const std::vector<std::string>& fileNames)
+{
+    for (const std::string& fileName : fileNames) {
+        try {
+            _recorded.push_back({fileName, readRecording(fileName), nullptr, {}});
+        } catch (const QrxRecordingError& error) {
+            // FILE:LINE: first, where editors look for it.
+            std::cerr << shownText(error.what()) << "\n";
+            _status = kBadRecording;
+        }
+    }
 }
 
 void DeviceSession::makeTree()
 {
-    if (!_recorded.empty()) {
+    if (_isRecorded) {
         QrxVirtualDevice::setRealDevicesEnabled(false);
     }
     _tree = QrxDeviceTree::NewInstance();
@@ -70,19 +76,20 @@ DeviceSession::~DeviceSession()
 
 void DeviceSession::begin()
 {
-    if (_recorded.empty()) {
-        _tree->populate(idPairs(_selectors));
-    } else {
+    if (_isRecorded) {
         plugRecordings();
+    } else {
+        _tree->populate(kAnyDevice);
     }
-    if (!_mayBeAbsent) {
-        checkSelectors();
+    const bool hasReadableInput = !_isRecorded || !_recorded.empty();
+    if (!_mayBeAbsent && hasReadableInput) {
+        checkChoice();
     }
 }
 
 void DeviceSession::plugRecordings()
 {
-    _tree->observe(idPairs(_selectors));
+    _tree->observe(kAnyDevice);
     for (RecordedDevice& recorded : _recorded) {
         plug(recorded);
     }
@@ -94,34 +101,78 @@ void DeviceSession::plug(RecordedDevice& recorded)
     if (recorded.device == nullptr) {
         recorded.device = std::make_unique<QrxVirtualDevice>(recorded.recording);
     }
+    _recordedPlace = recordedPlace(recorded.recording);
     recorded.device->plug();
     while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
     }
-    recorded.handle = std::exchange(_lastAdded, DeviceHandle());
-}
-
-bool DeviceSession::isSelected(const RecordedDevice& recorded) const
-{
-    return _selectors.empty() || std::ranges::any_of(_selectors, [&recorded](const DeviceSelector& selector) {
-               return selector.matches({recorded.recording.vendorID, recorded.recording.productID});
-           });
-}
-
-void DeviceSession::checkSelectors() const
-{
-    const std::vector<DeviceHandle> found = devices();
-    for (const DeviceSelector& selector : _selectors) {
-        const bool isThere = std::ranges::any_of(
-            found, [&selector](const DeviceHandle& device) { return selector.matches(identityOf(*device)); });
-        if (!isThere) {
-            throw unknownDevice(selector);
-        }
+    const DeviceHandle added = std::exchange(_lastAdded, DeviceHandle());
+    if (!added) {
+        notice(recorded.fileName + ": no HID device: no input, output or feature field");
+        _status = std::max(_status, kFailure);
+    } else if (_filter.matches(_known.back().facts)) {
+        recorded.handle = added;
     }
 }
 
-std::vector<DeviceHandle> DeviceSession::devices() const
+void DeviceSession::note(const DeviceHandle& device)
 {
-    return devicesOf(*_tree);
+    PresentDevice present{device, DeviceFacts::read(*device)};
+    present.facts.number = ++_lastNumber;
+    if (_isRecorded) {
+        present.facts.place = _recordedPlace;
+    }
+    _known.push_back(std::move(present));
+}
+
+void DeviceSession::checkChoice() const
+{
+    std::vector<DeviceFacts> present;
+    std::vector<std::string> lines;
+    for (const PresentDevice& device : _known) {
+        present.push_back(device.facts);
+        lines.push_back(numberedTitle(device.facts.number, *device.handle));
+    }
+    const std::string absent = _filter.absentPart(present);
+    if (!absent.empty()) {
+        throw UnknownDevice("no device is " + absent + "; " + (lines.empty() ? "no HID device is there" : "there are:"),
+                            lines);
+    }
+}
+
+std::vector<PresentDevice> DeviceSession::devices() const
+{
+    std::vector<DeviceHandle> listed;
+    for (unsigned int i = 0; i < _tree->getHIDDeviceCount(); ++i) {
+        listed.push_back(_tree->getDeviceAtIndex(i));
+    }
+    std::erase_if(_known, [&listed](const PresentDevice& device) {
+        return std::ranges::none_of(listed, [&device](const DeviceHandle& one) { return one == device.handle; });
+    });
+    std::vector<PresentDevice> chosen;
+    std::ranges::copy_if(_known, std::back_inserter(chosen),
+                         [this](const PresentDevice& device) { return _filter.matches(device.facts); });
+    return chosen;
+}
+
+PresentDevice DeviceSession::onlyDevice(const std::string& command, const std::string& reason) const
+{
+    const std::vector<PresentDevice> found = devices();
+    if (found.size() < 2) {
+        return found.empty() ? PresentDevice{} : found.front();
+    }
+    std::vector<DeviceFacts> facts;
+    std::ranges::transform(found, std::back_inserter(facts), &PresentDevice::facts);
+    const std::vector<std::string> options = optionsThatTellApart(facts);
+    std::size_t width = 0;
+    for (const std::string& option : options) {
+        width = std::max(width, option.size());
+    }
+    std::vector<std::string> lines;
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        lines.push_back(padded(options[i], width) + "  " + deviceTitle(*found[i].handle));
+    }
+    throw UsageError(std::to_string(found.size()) + " devices match, and " + reason + ":",
+                     "qrxhid " + command + " " + options.front(), lines);
 }
 
 std::size_t DeviceSession::deviceCount() const
@@ -129,32 +180,28 @@ std::size_t DeviceSession::deviceCount() const
     return _tree->getHIDDeviceCount();
 }
 
-void DeviceSession::observe(std::function<void(const DeviceHandle&)> handler)
+bool DeviceSession::hasDepartures() const
+{
+    return deviceCount() != _known.size();
+}
+
+void DeviceSession::observe(std::function<void(const PresentDevice&)> handler)
 {
     _arrivalHandler = std::move(handler);
-    if (_recorded.empty()) {
-        _tree->observe(idPairs(_selectors));
+    if (!_isRecorded) {
+        _tree->observe(kAnyDevice);
     }
 }
 
 void DeviceSession::deviceAdded(DeviceHandle device)
 {
+    note(device);
     _lastAdded = device;
-    if (_arrivalHandler) {
-        _arrivalHandler(device);
+    if (_arrivalHandler && _filter.matches(_known.back().facts)) {
+        // A copy: the handler may make the list grow.
+        const PresentDevice arrived = _known.back();
+        _arrivalHandler(arrived);
     }
-}
-
-bool DeviceSession::reportUnusableRecordings() const
-{
-    bool allUsable = true;
-    for (const RecordedDevice& recorded : _recorded) {
-        if (isSelected(recorded) && !recorded.handle) {
-            notice(recorded.fileName + ": no HID device: no input, output or feature field");
-            allUsable = false;
-        }
-    }
-    return allUsable;
 }
 
 } // namespace qrxhid

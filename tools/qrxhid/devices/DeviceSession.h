@@ -1,6 +1,8 @@
 #pragma once
 
+#include "ExitStatus.h"
 #include "devices/DeviceChoice.h"
+#include "devices/DeviceFacts.h"
 
 #include "QrxDeviceTree.h"
 #include "QrxDeviceTreeDelegateInterface.h"
@@ -20,7 +22,7 @@ namespace qrxhid {
 
 using DeviceHandle = mis::swizzler<QrxHIDDevice>;
 
-/// No device is what --device names; what() says so, present() lists what is there, one line each.
+/// No device is what the command line chooses; what() says so, present() lists what is there, one line each.
 class UnknownDevice : public std::runtime_error {
 public:
     UnknownDevice(const std::string& reason, std::vector<std::string> present)
@@ -37,61 +39,86 @@ private:
 struct RecordedDevice {
     std::string fileName;
     QrxRecording recording;
-    /// Plugged from begin() on, unless the recording is not selected.
+    /// Plugged from begin() on.
     std::unique_ptr<QrxVirtualDevice> device;
-    /// The device in the tree; empty if it is not selected, or not a HID device.
+    /// The device in the tree; empty if it is not chosen, or not a HID device.
     DeviceHandle handle;
+};
+
+/// A device of the tree, and what it was known by when it came.
+struct PresentDevice {
+    DeviceHandle handle;
+    DeviceFacts facts;
 };
 
 /// The devices that a command works on: the real ones, or those of recordings. Belongs to one thread, whose run loop it
 /// uses.
 class DeviceSession : private QrxDeviceTreeDelegateInterface {
 public:
-    /// Reads all recordings. Throws QrxRecordingError before anything else has happened.
+    /// Reads the recordings of the choice. Those that cannot be read are told on standard error and left out.
     explicit DeviceSession(const DeviceChoice& choice);
-    /// With recordings that are read already.
+    /// With recordings that are read already, all of which are chosen.
     explicit DeviceSession(std::vector<RecordedDevice> recorded);
     ~DeviceSession() override;
     DeviceSession(const DeviceSession&) = delete;
     DeviceSession& operator=(const DeviceSession&) = delete;
 
-    /// Before begin(): a selected device need not be there.
+    /// Before begin(): a chosen device need not be there.
     void mayBeAbsent(bool may) { _mayBeAbsent = may; }
 
-    /// Finds the devices. Throws UnknownDevice if one of the selected is not there.
+    /// Finds the devices, and says on standard error which recordings are no device. Throws UnknownDevice if one of the
+    /// chosen is not there.
     void begin();
 
-    /// The devices that are there now, in the order of their arrival.
-    std::vector<DeviceHandle> devices() const;
+    /// The chosen devices that are there now, in the order of their arrival.
+    std::vector<PresentDevice> devices() const;
 
-    /// From now on arrivals and removals happen (inside the run loop), and arrivals call `handler`.
-    void observe(std::function<void(const DeviceHandle&)> handler);
+    /// The one device that is chosen. Throws UsageError, which lists them with the words that tell them apart, if there
+    /// are several; an empty handle if there is none. `command` is the one to try again, `reason` says why it must be
+    /// one.
+    PresentDevice onlyDevice(const std::string& command, const std::string& reason) const;
+
+    /// From now on arrivals and removals happen (inside the run loop), and arrivals of chosen devices call `handler`.
+    void observe(std::function<void(const PresentDevice&)> handler);
 
     /// Plugs the device of a recording in, anew if it was unplugged, and runs the loop until it is in the tree.
     void plug(RecordedDevice& recorded);
 
-    /// How many devices the tree lists, after arrivals and removals.
+    /// How many devices the tree lists, chosen or not, after arrivals and removals.
     std::size_t deviceCount() const;
 
+    /// Whether a device has left since devices() was asked last.
+    bool hasDepartures() const;
+
+    /// Whether recordings are worked on, readable or not.
+    bool isRecorded() const { return _isRecorded; }
     /// In the order of the command line.
     std::vector<RecordedDevice>& recordedDevices() { return _recorded; }
 
-    /// Says on standard error which of the selected recordings gave no device; false if there is one.
-    bool reportUnusableRecordings() const;
+    /// Success if every recording was read and is a device.
+    ExitStatus status() const { return _status; }
 
 private:
     void deviceAdded(DeviceHandle device) override;
+    void readRecordings(const std::vector<std::string>& fileNames);
     void makeTree();
     void plugRecordings();
-    bool isSelected(const RecordedDevice& recorded) const;
-    void checkSelectors() const;
+    void note(const DeviceHandle& device);
+    void checkChoice() const;
 
-    std::vector<DeviceSelector> _selectors;
+    DeviceFilter _filter;
     bool _mayBeAbsent = false;
+    bool _isRecorded = false;
+    ExitStatus _status = kSuccess;
     std::vector<RecordedDevice> _recorded;
+    /// While one is plugged in: where it was recorded.
+    std::string _recordedPlace;
     mis::swizzler<QrxDeviceTree> _tree;
+    /// All that have come, those that have left included until the next look.
+    mutable std::vector<PresentDevice> _known;
+    unsigned int _lastNumber = 0;
     DeviceHandle _lastAdded;
-    std::function<void(const DeviceHandle&)> _arrivalHandler;
+    std::function<void(const PresentDevice&)> _arrivalHandler;
 };
 
 } // namespace qrxhid

@@ -66,6 +66,7 @@ std::optional<DeviceFinding> findKeptOut(const std::string& root, const std::str
     DeviceFinding finding;
     finding.ids = {usb->vendorID, usb->productID};
     finding.productName = attributeText(device, "product");
+    finding.serialNumber = attributeText(device, "serial");
     finding.place = place;
     finding.reasons = {reasonFor("device")};
     finding.nextSteps = {letIn(place)};

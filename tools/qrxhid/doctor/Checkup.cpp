@@ -12,6 +12,7 @@
 #include "Linux/UsbNames.h"
 
 #include <algorithm>
+#include <optional>
 #include <unistd.h>
 
 namespace qrxhid {
@@ -57,12 +58,6 @@ const char* effectText(UdevDatabase::Tag tag)
            "seat, not over ssh)";
 }
 
-bool isWanted(const std::vector<DeviceSelector>& selectors, const DeviceIdentity& ids)
-{
-    return selectors.empty() ||
-           std::ranges::any_of(selectors, [&ids](const DeviceSelector& selector) { return selector.matches(ids); });
-}
-
 /// One examination of one machine.
 class Examiner {
 public:
@@ -73,7 +68,7 @@ public:
     {
     }
 
-    std::vector<DeviceFinding> examine(const std::vector<DeviceSelector>& selectors);
+    std::vector<DeviceFinding> examine(const DeviceFilter& filter);
 
 private:
     DeviceFinding examineDevice(const qrx::platform::ScannedDevice& scanned);
@@ -88,7 +83,7 @@ private:
     DeviceScan _scan;
 };
 
-std::vector<DeviceFinding> Examiner::examine(const std::vector<DeviceSelector>& selectors)
+std::vector<DeviceFinding> Examiner::examine(const DeviceFilter& filter)
 {
     std::vector<qrx::platform::ListedDevice> listed;
     _scan.list(listed);
@@ -97,14 +92,15 @@ std::vector<DeviceFinding> Examiner::examine(const std::vector<DeviceSelector>& 
         qrx::platform::ScannedDevice scanned;
         const DeviceScan::Result result = _scan.read(one, scanned);
         const bool isRead = result == DeviceScan::Result::complete || result == DeviceScan::Result::incomplete;
-        if (isRead && isWanted(selectors, {scanned.facts.vendorID, scanned.facts.productID})) {
-            findings.push_back(examineDevice(scanned));
-        }
-        if (!isRead && one.interfaces.empty()) {
-            auto keptOut = findKeptOut(_place.root, one.name);
-            if (keptOut && isWanted(selectors, keptOut->ids)) {
-                findings.push_back(std::move(*keptOut));
-            }
+        // A device that is kept out shows no interfaces, so the library reads nothing of it.
+        std::optional<DeviceFinding> finding = isRead                   ? examineDevice(scanned)
+                                               : one.interfaces.empty() ? findKeptOut(_place.root, one.name)
+                                                                        : std::nullopt;
+        if (finding && filter.matches(finding->facts())) {
+            std::erase_if(finding->interfaces, [&filter](const InterfaceFinding& interface) {
+                return !filter.hasInterface(interface.number);
+            });
+            findings.push_back(std::move(*finding));
         }
     }
     return findings;
@@ -115,6 +111,7 @@ DeviceFinding Examiner::examineDevice(const qrx::platform::ScannedDevice& scanne
     DeviceFinding device;
     device.ids = {scanned.facts.vendorID, scanned.facts.productID};
     device.productName = scanned.facts.productName.value_or("");
+    device.serialNumber = scanned.facts.serialNumber.value_or("");
     device.place = scanned.facts.place;
     for (const InterfaceOutline& outline : scanned.outline) {
         if (outline.isOfHID) {
@@ -229,6 +226,18 @@ const char* InterfaceFinding::stateName() const
     return "";
 }
 
+DeviceFacts DeviceFinding::facts() const
+{
+    DeviceFacts facts;
+    facts.ids = ids;
+    facts.serialNumber = serialNumber;
+    facts.place = place;
+    for (const InterfaceFinding& interface : interfaces) {
+        facts.nodes[interface.number] = interface.node;
+    }
+    return facts;
+}
+
 bool DeviceFinding::isUsable() const
 {
     return !interfaces.empty() &&
@@ -242,10 +251,10 @@ bool DeviceFinding::isAboutPermission() const
     });
 }
 
-std::vector<DeviceFinding> checkUp(const CheckupPlace& place, const std::vector<DeviceSelector>& selectors,
+std::vector<DeviceFinding> checkUp(const CheckupPlace& place, const DeviceFilter& filter,
                                    const Surroundings& surroundings)
 {
-    return Examiner(place, surroundings).examine(selectors);
+    return Examiner(place, surroundings).examine(filter);
 }
 
 } // namespace qrxhid

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "devices/DeviceSelector.h"
+#include "devices/DeviceFilter.h"
 #include "doctor/Surroundings.h"
 
 #include <cstdint>
@@ -48,6 +48,7 @@ struct DeviceFinding {
     DeviceIdentity ids;
     /// UTF-8, as the device has it.
     std::string productName;
+    std::string serialNumber;
     /// "1-2.1"
     std::string place;
     /// By ascending number; a device that is only half there may have none.
@@ -56,6 +57,7 @@ struct DeviceFinding {
     std::vector<std::string> reasons;
     std::vector<std::string> nextSteps;
 
+    DeviceFacts facts() const;
     bool isUsable() const;
     bool isAboutPermission() const;
 };
@@ -68,9 +70,9 @@ struct CheckupPlace {
     std::optional<unsigned int> userID;
 };
 
-/// Examines the HID devices that match one of the selectors (all, if there is none), in the order of their arrival. It
-/// reads sysfs as the library does, and the rules of udev.
-std::vector<DeviceFinding> checkUp(const CheckupPlace& place, const std::vector<DeviceSelector>& selectors,
+/// Examines the HID devices that the filter lets pass, in the order of their arrival. It reads sysfs as the library
+/// does, and the rules of udev. What the filter says of numbers of `list` is not for this: they count other devices.
+std::vector<DeviceFinding> checkUp(const CheckupPlace& place, const DeviceFilter& filter,
                                    const Surroundings& surroundings);
 
 } // namespace qrxhid

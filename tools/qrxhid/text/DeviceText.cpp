@@ -20,6 +20,11 @@ std::string deviceTitle(const QrxHIDDevice& device)
     return identityOf(device).text() + "  " + (name.empty() ? "(no name)" : shownText(name));
 }
 
+std::string numberedTitle(unsigned int number, const QrxHIDDevice& device)
+{
+    return "#" + std::to_string(number) + "  " + deviceTitle(device);
+}
+
 std::vector<int> interfaceNumbers(const QrxHIDDevice& device)
 {
     std::set<int> numbers;

@@ -16,6 +16,9 @@ DeviceIdentity identityOf(const QrxHIDDevice& device);
 /// "1209:0002  Qrx Demo Wheel Mouse"
 std::string deviceTitle(const QrxHIDDevice& device);
 
+/// "#2  1209:0002  Qrx Demo Wheel Mouse"
+std::string numberedTitle(unsigned int number, const QrxHIDDevice& device);
+
 /// The numbers of the device's HID interfaces, ascending.
 std::vector<int> interfaceNumbers(const QrxHIDDevice& device);
 

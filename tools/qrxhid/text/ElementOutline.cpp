@@ -1,11 +1,9 @@
 #include "text/ElementOutline.h"
 
-#include "QrxHIDReport.h"
 #include "QrxReportLayout.h"
 
 #include <algorithm>
 #include <numeric>
-#include <set>
 #include <tuple>
 
 // A field becomes a row for each range of its usages, and a row more for a last usage that stands for several values;
@@ -58,7 +56,6 @@ bool isOfSameMaking(const FieldOutline& left, const FieldOutline& right)
            left.unit == right.unit && left.unitExponent == right.unitExponent && left.flags == right.flags;
 }
 
-/// `next` continues the row that `row` is: the next usage in the next bits.
 /// `next` continues the row that `row` is: the next usages in the next bits.
 bool continues(const FieldOutline& row, const FieldOutline& next)
 {
@@ -169,27 +166,18 @@ public:
             }
         }
         std::vector<FieldOutline> rows;
-        addFields(rows, collection, [](const QrxReportField&) { return true; });
+        addFields(rows, collection);
         for (FieldOutline& row : rows) {
             elements.push_back({0, 0, std::move(row), {}});
         }
         return elements;
     }
 
-    /// The rows of all fields of a report number, collection by collection.
-    std::vector<FieldOutline> rowsOfReport(std::uint32_t reportID) const
-    {
-        std::vector<FieldOutline> rows;
-        addFieldsBelow(rows, kQrxNoCollection, reportID);
-        return rows;
-    }
-
 private:
-    template <class Wanted>
-    void addFields(std::vector<FieldOutline>& rows, std::size_t collection, Wanted isWanted) const
+    void addFields(std::vector<FieldOutline>& rows, std::size_t collection) const
     {
         for (const QrxReportField& field : _fields) {
-            if (field.getCollection() != collection || !isWanted(field)) {
+            if (field.getCollection() != collection) {
                 continue;
             }
             if (field.isArray()) {
@@ -200,63 +188,19 @@ private:
         }
     }
 
-    void addFieldsBelow(std::vector<FieldOutline>& rows, std::size_t collection, std::uint32_t reportID) const
-    {
-        for (std::size_t i = 0; i < _layout.getCollectionCount(); ++i) {
-            if (_layout.getCollectionParent(i) == collection) {
-                addFieldsBelow(rows, i, reportID);
-            }
-        }
-        addFields(rows, collection,
-                  [reportID](const QrxReportField& field) { return field.getReportID() == reportID; });
-    }
-
     const QrxReportLayout& _layout;
     const std::vector<QrxReportField> _fields;
 };
 
-ReportPart partOf(FieldKind kind, const std::vector<FieldOutline>& rows)
+std::vector<ReportOutline> reportsOf(const QrxReportLayout& layout)
 {
-    ReportPart part{kind, 0, 0};
-    for (const FieldOutline& row : rows) {
-        if (row.kind == kind) {
-            ++part.fieldCount;
-            part.fieldBits += row.count * row.sizeBits;
-        }
+    std::vector<ReportOutline> reports;
+    for (std::size_t i = 0; i < layout.getReportCount(); ++i) {
+        const QrxReportType type = layout.getReportType(i);
+        const std::uint32_t reportID = layout.getReportID(i);
+        reports.push_back({kindOf(type), reportID, layout.getReportSizeBits(type, reportID)});
     }
-    return part;
-}
-
-ReportOutline outlineOf(const QrxHIDReport& report, const LayoutOutline& layout)
-{
-    const std::vector<FieldOutline> rows = layout.rowsOfReport(report.getReportID());
-    ReportOutline outline;
-    outline.reportID = report.getReportID();
-    for (const FieldKind kind : {FieldKind::input, FieldKind::output, FieldKind::feature}) {
-        if (const ReportPart part = partOf(kind, rows); part.fieldCount > 0) {
-            outline.parts.push_back(part);
-            if (kind == FieldKind::input) {
-                outline.inputBits = report.getReportSize();
-            }
-        }
-    }
-    return outline;
-}
-
-InterfaceOutline outlineOf(const QrxHIDDevice& device, int interfaceNumber)
-{
-    const QrxReportLayout layout(device, interfaceNumber);
-    const LayoutOutline outline(layout);
-    InterfaceOutline interface {
-        interfaceNumber, outline.elementsIn(kQrxNoCollection), {}
-    };
-    for (unsigned int i = 0; i < device.getReportCount(); ++i) {
-        const mis::swizzler<QrxHIDReport> report = device.getReportAtIndex(i);
-        if (report->getInterfaceNumber() == interfaceNumber) {
-            interface.reports.push_back(outlineOf(*report, outline));
-        }
-    }
-    return interface;
+    return reports;
 }
 
 } // namespace
@@ -284,19 +228,24 @@ bool FieldOutline::isConstant() const
     return (flags & kConstantFlag) != 0;
 }
 
-std::vector<InterfaceOutline> outlineOf(const QrxHIDDevice& device)
+std::size_t ReportOutline::bytes() const
 {
-    std::set<int> numbers;
-    for (unsigned int i = 0; i < device.getElementCount(); ++i) {
-        if (const QrxHIDElementPtr element = device.getElementAtIndex(i)) {
-            numbers.insert(element->getInterfaceNumber());
-        }
+    constexpr std::size_t kBitsPerByte = 8;
+    return (bits + kBitsPerByte - 1) / kBitsPerByte;
+}
+
+std::size_t InterfaceOutline::longestReport(FieldKind kind) const
+{
+    std::size_t longest = 0;
+    for (const ReportOutline& report : reports) {
+        longest = report.kind == kind ? std::max(longest, report.bytes()) : longest;
     }
-    std::vector<InterfaceOutline> interfaces;
-    for (const int number : numbers) {
-        interfaces.push_back(outlineOf(device, number));
-    }
-    return interfaces;
+    return longest;
+}
+
+InterfaceOutline outlineOf(const QrxReportLayout& layout, int interfaceNumber)
+{
+    return {interfaceNumber, LayoutOutline(layout).elementsIn(kQrxNoCollection), reportsOf(layout)};
 }
 
 } // namespace qrxhid

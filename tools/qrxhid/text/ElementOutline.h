@@ -1,6 +1,6 @@
 #pragma once
 
-#include "QrxHIDDevice.h"
+#include "QrxReportLayout.h"
 
 #include <cstdint>
 #include <optional>
@@ -54,28 +54,27 @@ struct ElementOutline {
     std::vector<ElementOutline> elements;
 };
 
-/// The bits that one report's fields of one kind have.
-struct ReportPart {
-    FieldKind kind = FieldKind::input;
-    std::size_t fieldCount = 0;
-    std::uint64_t fieldBits = 0;
-};
-
+/// A report that the interface has.
 struct ReportOutline {
+    FieldKind kind = FieldKind::input;
     std::uint32_t reportID = 0;
-    /// Bits of the input report as it travels, padding and number included; 0 if there is none.
-    std::size_t inputBits = 0;
-    /// The kinds that have fields.
-    std::vector<ReportPart> parts;
+    /// As it travels, padding and the byte of its number included.
+    std::size_t bits = 0;
+
+    std::size_t bytes() const;
 };
 
 struct InterfaceOutline {
     int number = 0;
     std::vector<ElementOutline> elements;
+    /// Input before output before feature, each by ascending number.
     std::vector<ReportOutline> reports;
+
+    /// In bytes; 0 if there is no report of that kind.
+    std::size_t longestReport(FieldKind kind) const;
 };
 
-/// Reads a device through its public model, one outline for each HID interface by ascending number.
-std::vector<InterfaceOutline> outlineOf(const QrxHIDDevice& device);
+/// What the report descriptor of an interface says, for people.
+InterfaceOutline outlineOf(const QrxReportLayout& layout, int interfaceNumber);
 
 } // namespace qrxhid

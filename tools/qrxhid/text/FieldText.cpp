@@ -17,13 +17,6 @@ constexpr std::uint32_t kRelative = 0x004;
 constexpr FlagWord kFlagWords[] = {{0x008, "wrap"},       {0x010, "non-linear"}, {0x020, "no preferred state"},
                                    {0x040, "null state"}, {0x080, "volatile"},   {0x100, "buffered bytes"}};
 
-// Wide enough for what most devices have.
-constexpr std::size_t kKindWidth = 12;
-constexpr std::size_t kPlaceWidth = 15;
-constexpr std::size_t kSizeWidth = 13;
-constexpr std::size_t kUsageWidth = 44;
-constexpr std::size_t kRangeWidth = 16;
-
 std::string kindText(const FieldOutline& field)
 {
     return fieldKindName(field.kind) + (field.reportID == 0 ? std::string() : " " + std::to_string(field.reportID));
@@ -36,7 +29,7 @@ std::string placeText(const FieldOutline& field)
     }
     constexpr std::size_t kBitsPerByte = 8;
     const std::size_t bit = *field.bitOffset % kBitsPerByte;
-    return "byte " + std::to_string(*field.bitOffset / kBitsPerByte) + (bit == 0 ? "" : " bit " + std::to_string(bit));
+    return "byte " + std::to_string(*field.bitOffset / kBitsPerByte) + (bit == 0 ? "" : "." + std::to_string(bit));
 }
 
 std::string sizeText(const FieldOutline& field)
@@ -55,30 +48,66 @@ std::string physicalText(const FieldOutline& field)
     const std::string unit = unitText(field.unit, field.unitExponent);
     const bool isScaled = field.physicalMinimum != field.minimum || field.physicalMaximum != field.maximum;
     if (!isScaled) {
-        return unit.empty() ? "" : "in " + unit + ", ";
+        return unit.empty() ? "" : "in " + unit;
     }
-    return "= " + rangeText(field.physicalMinimum, field.physicalMaximum) + (unit.empty() ? "" : " " + unit) + ", ";
+    return "= " + rangeText(field.physicalMinimum, field.physicalMaximum) + (unit.empty() ? "" : " " + unit);
 }
 
-} // namespace
+/// A range of usages, with its page only where that is not the one before.
+std::string spanText(const UsageSpan& span, std::uint32_t pageBefore)
+{
+    const std::string range = usageRangeText(span.page, span.first, span.last);
+    const std::string page = usagePageName(span.page) + ": ";
+    return span.page == pageBefore && range.starts_with(page) ? range.substr(page.size()) : range;
+}
 
-std::string fieldUsageText(const FieldOutline& field)
+std::string usagesText(const FieldOutline& field, std::uint32_t pageAround)
 {
     if (field.usages.empty()) {
         return "no usage";
     }
-    const UsageSpan& first = field.usages.front();
-    std::string text = usageRangeText(first.page, first.first, first.last);
     constexpr std::size_t kShownSpans = 4;
-    for (std::size_t i = 1; i < field.usages.size() && i < kShownSpans; ++i) {
-        const UsageSpan& span = field.usages[i];
-        const std::string range = usageRangeText(span.page, span.first, span.last);
-        const std::string page = usagePageName(span.page) + ": ";
-        const bool isRepeated = span.page == field.usages[i - 1].page && range.starts_with(page);
-        text += ", " + (isRepeated ? range.substr(page.size()) : range);
+    std::string text;
+    std::uint32_t page = pageAround;
+    for (std::size_t i = 0; i < field.usages.size() && i < kShownSpans; ++i) {
+        text += (i == 0 ? "" : ", ") + spanText(field.usages[i], page);
+        page = field.usages[i].page;
     }
     text += field.usages.size() > kShownSpans ? ", ..." : "";
     return field.isArray ? text + " (" + std::to_string(field.usageCount()) + ")" : text;
+}
+
+/// The flags that most fields do not have.
+std::vector<std::string> unusualFlags(const FieldOutline& field)
+{
+    std::vector<std::string> words;
+    if (field.isConstant()) {
+        words.emplace_back("constant");
+    }
+    if (field.isArray) {
+        words.emplace_back("array");
+    }
+    if ((field.flags & kRelative) != 0) {
+        words.emplace_back("relative");
+    }
+    for (const FlagWord& entry : kFlagWords) {
+        if ((field.flags & entry.flag) != 0) {
+            words.emplace_back(entry.word);
+        }
+    }
+    return words;
+}
+
+} // namespace
+
+FieldWords fieldWords(const FieldOutline& field, std::uint32_t pageAround)
+{
+    std::string details = physicalText(field);
+    for (const std::string& word : unusualFlags(field)) {
+        details += (details.empty() ? "" : ", ") + word;
+    }
+    return {usagesText(field, pageAround),           kindText(field), placeText(field), sizeText(field),
+            rangeText(field.minimum, field.maximum), details};
 }
 
 std::string flagText(const FieldOutline& field)
@@ -92,13 +121,6 @@ std::string flagText(const FieldOutline& field)
         }
     }
     return text;
-}
-
-std::string fieldText(const FieldOutline& field)
-{
-    return padded(kindText(field), kKindWidth) + padded(placeText(field), kPlaceWidth) +
-           padded(sizeText(field), kSizeWidth) + padded(fieldUsageText(field), kUsageWidth) + "  " +
-           padded(rangeText(field.minimum, field.maximum), kRangeWidth) + "  " + physicalText(field) + flagText(field);
 }
 
 } // namespace qrxhid

@@ -3,14 +3,28 @@
 #include "text/ElementOutline.h"
 
 #include <string>
+#include <vector>
 
 namespace qrxhid {
 
-/// A field in columns: kind and report, place, size, usages, range, unit and flags in words.
-std::string fieldText(const FieldOutline& field);
+/// A field in the words of a table.
+struct FieldWords {
+    /// "Left Control .. Right GUI"; an array's with their number: "A .. Z (26)". The page is said where it is not
+    /// that of the collection around the field: "Keyboard: A .. Z (26)".
+    std::string usages;
+    /// "input 1"
+    std::string report;
+    /// "byte 2.4": from bit 4 of byte 2 of the report on, both counted from 0.
+    std::string place;
+    /// "3 x 8 bits"
+    std::string size;
+    /// "-127 .. 127"
+    std::string range;
+    /// What is not usual: "relative", "= 0 .. 315 deg, null state"; empty for a plain variable.
+    std::string details;
+};
 
-/// "Keyboard: Left Control .. Right GUI"; an array's with their number: "Keyboard: A .. Z (26)".
-std::string fieldUsageText(const FieldOutline& field);
+FieldWords fieldWords(const FieldOutline& field, std::uint32_t pageAround);
 
 /// "variable, absolute, null state"
 std::string flagText(const FieldOutline& field);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <utility>
 
 namespace qrxhid {
 
@@ -49,9 +50,32 @@ std::string countText(std::size_t count, std::string_view singular)
     return std::to_string(count) + " " + std::string(singular) + (count == 1 ? "" : "s");
 }
 
+std::size_t widthOf(std::string_view text)
+{
+    return static_cast<std::size_t>(std::ranges::count_if(text, beginsCharacter));
+}
+
+std::vector<std::string> wrapped(std::string_view text, std::size_t width)
+{
+    std::vector<std::string> lines;
+    std::string line;
+    while (!text.empty()) {
+        const std::string_view word = text.substr(0, text.find(' '));
+        text.remove_prefix(std::min(word.size() + 1, text.size()));
+        if (!line.empty() && widthOf(line) + 1 + widthOf(word) > width) {
+            lines.push_back(std::exchange(line, {}));
+        }
+        line += (line.empty() ? "" : " ") + std::string(word);
+    }
+    if (!line.empty() || lines.empty()) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
 std::string padded(std::string text, std::size_t width)
 {
-    const auto length = static_cast<std::size_t>(std::ranges::count_if(text, beginsCharacter));
+    const std::size_t length = widthOf(text);
     if (length < width) {
         text.append(width - length, ' ');
     }

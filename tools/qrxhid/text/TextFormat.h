@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace qrxhid {
 
@@ -19,6 +20,12 @@ std::string bytesText(std::span<const std::uint8_t> bytes, std::string_view sepa
 
 /// "1 byte", "3 bytes".
 std::string countText(std::size_t count, std::string_view singular);
+
+/// How many characters of UTF-8 the text has; each counts as one column.
+std::size_t widthOf(std::string_view text);
+
+/// The text in lines of at most `width` characters, cut at blanks; a longer word stays whole.
+std::vector<std::string> wrapped(std::string_view text, std::size_t width);
 
 /// The text, filled with blanks to `width` characters (UTF-8 sequences count once).
 std::string padded(std::string text, std::size_t width);

@@ -14,8 +14,12 @@ namespace qrxhid {
 
 namespace {
 
-constexpr std::size_t kIndent = 2;
-constexpr std::size_t kBitsPerByte = 8;
+constexpr std::size_t kGap = 2;
+// A range of 16 bits fits, and one of 32 bits goes to a line of its own: it would take the room of all names.
+constexpr std::size_t kWidestRange = 15;
+constexpr std::size_t kBranchWidth = 3;
+// What stands deep in a tree gets so much room at least, beyond the edge.
+constexpr std::size_t kLeastRoom = 20;
 
 /// "1.10" for 0x0110.
 std::string releaseText(std::uint32_t release)
@@ -25,29 +29,11 @@ std::string releaseText(std::uint32_t release)
     return (major.front() == '0' ? major.substr(1) : major) + "." + digits.substr(digits.size() - 2);
 }
 
-std::string reportName(std::uint32_t reportID)
+std::string reportText(const ReportOutline& report)
 {
-    return reportID == 0 ? "report without number" : "report " + std::to_string(reportID);
-}
-
-std::string partText(const ReportOutline& report, const ReportPart& part)
-{
-    std::string text = std::string(fieldKindName(part.kind)) + " ";
-    if (part.kind == FieldKind::input && report.inputBits > 0) {
-        text += countText((report.inputBits + kBitsPerByte - 1) / kBitsPerByte, "byte") + ", ";
-    }
-    return text + countText(part.fieldBits, "bit") + " in " + countText(part.fieldCount, "field");
-}
-
-void writeReport(std::ostream& out, const ReportOutline& report)
-{
-    out << "    " << reportName(report.reportID) << ": ";
-    const char* separator = "";
-    for (const ReportPart& part : report.parts) {
-        out << separator << partText(report, part);
-        separator = "; ";
-    }
-    out << "\n";
+    return std::string(fieldKindName(report.kind)) + " report" +
+           (report.reportID == 0 ? "" : " " + std::to_string(report.reportID)) + ": " +
+           countText(report.bytes(), "byte");
 }
 
 /// By report, kind and place; collections stay in front.
@@ -61,29 +47,181 @@ std::vector<ElementOutline> inReportOrder(std::vector<ElementOutline> elements)
     return elements;
 }
 
-void writeElements(std::ostream& out, const std::vector<ElementOutline>& elements, std::size_t indent)
-{
-    for (const ElementOutline& element : inReportOrder(elements)) {
-        out << std::string(indent, ' ');
-        if (element.field) {
-            out << fieldText(*element.field) << "\n";
-        } else {
-            out << "collection " << usageText(element.usagePage, element.usage) << "\n";
-            writeElements(out, element.elements, indent + kIndent);
+/// The columns of an interface's fields: each as wide as what stands in it, and the names as far as the others let
+/// them.
+class Columns {
+public:
+    Columns() = default;
+    /// `depth` is how many branches stand in front of the elements.
+    Columns(const std::vector<ElementOutline>& elements, std::size_t depth, std::size_t terminalWidth)
+    {
+        measure(elements, depth, 0);
+        const std::size_t others = _report + _place + _size + _range + 3 * kGap;
+        const std::size_t room = terminalWidth - std::min(terminalWidth, others);
+        std::erase_if(_names, [room](std::size_t name) { return name > room; });
+        _begin = _names.empty() ? room : std::ranges::max(_names);
+    }
+
+    /// Where those behind the names begin.
+    std::size_t begin() const { return _begin; }
+
+    /// Report, place and size, and the gap before the range.
+    std::string text(const FieldWords& words) const
+    {
+        return padded(words.report, _report + kGap) + padded(words.place, _place + kGap) +
+               padded(words.size, _size + kGap);
+    }
+
+private:
+    void measure(const std::vector<ElementOutline>& elements, std::size_t depth, std::uint32_t page)
+    {
+        for (const ElementOutline& element : elements) {
+            if (element.field) {
+                const FieldWords words = fieldWords(*element.field, page);
+                _names.push_back(depth * kBranchWidth + widthOf(words.usages) + kGap);
+                _report = std::max(_report, words.report.size());
+                _place = std::max(_place, words.place.size());
+                _size = std::max(_size, words.size.size());
+                _range = std::min(std::max(_range, words.range.size()), kWidestRange);
+            }
+            measure(element.elements, depth + 1, element.usagePage);
         }
+    }
+
+    std::vector<std::size_t> _names;
+    std::size_t _begin = 0;
+    std::size_t _report = 0;
+    std::size_t _place = 0;
+    std::size_t _size = 0;
+    std::size_t _range = 0;
+};
+
+/// Writes lines as the branches of a tree.
+class Branches {
+public:
+    Branches(std::ostream& out, const Terminal& terminal) : _out(out), _terminal(terminal) {}
+
+    /// Until the next call fields stand in these columns.
+    void setColumns(Columns columns) { _columns = std::move(columns); }
+
+    /// What is written until the matching end() hangs below a line with this text. `isLast` of its siblings.
+    void begin(const std::string& text, bool isLast)
+    {
+        leaf(text, isLast);
+        _stems.push_back(stemBelow(isLast));
+    }
+    void end() { _stems.pop_back(); }
+
+    void leaf(const std::string& text, bool isLast);
+    void field(const FieldWords& words, bool isLast);
+
+private:
+    static std::string branch(bool isLast) { return isLast ? "└─ " : "├─ "; }
+    static std::string stemBelow(bool isLast) { return isLast ? "   " : "│  "; }
+
+    std::string stems() const
+    {
+        std::string text;
+        for (const std::string& stem : _stems) {
+            text += stem;
+        }
+        return text;
+    }
+
+    std::size_t roomAfter(std::size_t width) const
+    {
+        return std::max(_terminal.width - std::min(_terminal.width, width), kLeastRoom);
+    }
+
+    void put(const std::string& stem, const std::string& text)
+    {
+        _out << _terminal.painted(stem, Terminal::Look::faint) << text << "\n";
+    }
+
+    std::ostream& _out;
+    const Terminal& _terminal;
+    Columns _columns;
+    std::vector<std::string> _stems;
+};
+
+void Branches::leaf(const std::string& text, bool isLast)
+{
+    const std::string stem = stems();
+    std::string front = branch(isLast);
+    for (const std::string& line : wrapped(text, roomAfter(widthOf(stem) + widthOf(front)))) {
+        put(stem + front, line);
+        front = stemBelow(isLast);
     }
 }
 
-void writeInterface(std::ostream& out, const QrxHIDDevice& device, const InterfaceOutline& interface)
+void Branches::field(const FieldWords& words, bool isLast)
 {
-    out << "  interface " << interface.number << ": " << interfacePurpose(device, interface.number)
-        << "; longest reports in bytes: input " << device.getInputReportSize(interface.number) << ", output "
-        << device.getOutputReportSize(interface.number) << ", feature " << device.getFeatureReportSize(interface.number)
-        << "\n";
-    writeElements(out, interface.elements, 2 * kIndent);
-    for (const ReportOutline& report : interface.reports) {
-        writeReport(out, report);
+    std::string columns = _columns.text(words);
+    std::string below = words.details;
+    if (words.range.size() > kWidestRange) {
+        below = words.range + (below.empty() ? "" : ", ") + below;
+    } else if (_columns.begin() + widthOf(columns) + words.range.size() + kGap + widthOf(below) <= _terminal.width) {
+        columns += words.range + (below.empty() ? "" : std::string(kGap, ' ')) + below;
+        below.clear();
+    } else {
+        columns += words.range;
     }
+    const std::string stem = stems() + stemBelow(isLast);
+    const std::size_t begin = widthOf(stem);
+    if (begin + widthOf(words.usages) + kGap <= _columns.begin()) {
+        put(stems() + branch(isLast), padded(words.usages, _columns.begin() - begin) + columns);
+    } else {
+        leaf(words.usages, isLast);
+        put(stem, std::string(_columns.begin() - std::min(_columns.begin(), begin), ' ') + columns);
+    }
+    for (const std::string& line :
+         below.empty() ? std::vector<std::string>() : wrapped(below, roomAfter(begin + kGap))) {
+        put(stem, std::string(kGap, ' ') + line);
+    }
+}
+
+void writeElements(Branches& branches, const std::vector<ElementOutline>& elements, std::uint32_t page)
+{
+    const std::vector<ElementOutline> ordered = inReportOrder(elements);
+    for (std::size_t i = 0; i < ordered.size(); ++i) {
+        const ElementOutline& element = ordered[i];
+        const bool isLast = i + 1 == ordered.size();
+        if (element.field) {
+            branches.field(fieldWords(*element.field, page), isLast);
+            continue;
+        }
+        branches.begin("collection " + usageText(element.usagePage, element.usage), isLast);
+        writeElements(branches, element.elements, element.usagePage);
+        branches.end();
+    }
+}
+
+void writeInterface(Branches& branches, const Terminal& terminal, const QrxHIDDevice& device,
+                    const InterfaceOutline& interface, bool isLast)
+{
+    // No page: what stands outside of all collections says its own.
+    constexpr std::uint32_t kNoPage = 0;
+    constexpr std::size_t kDepth = 2;
+    branches.setColumns(Columns(interface.elements, kDepth, terminal.width));
+    branches.begin("interface " + std::to_string(interface.number) + ": " + interfacePurpose(device, interface.number),
+                   isLast);
+    for (std::size_t i = 0; i < interface.reports.size(); ++i) {
+        branches.leaf(reportText(interface.reports[i]),
+                      interface.elements.empty() && i + 1 == interface.reports.size());
+    }
+    writeElements(branches, interface.elements, kNoPage);
+    branches.end();
+}
+
+std::vector<InterfaceOutline> outlinesOf(const QrxHIDDevice& device, const DeviceFilter& filter)
+{
+    std::vector<InterfaceOutline> outlines;
+    for (const int number : interfaceNumbers(device)) {
+        if (filter.hasInterface(number)) {
+            outlines.push_back(outlineOf(QrxReportLayout(device, number), number));
+        }
+    }
+    return outlines;
 }
 
 nlohmann::ordered_json usagesJson(const FieldOutline& field)
@@ -138,37 +276,39 @@ nlohmann::ordered_json reportsJson(const std::vector<ReportOutline>& reports)
 {
     auto list = nlohmann::ordered_json::array();
     for (const ReportOutline& report : reports) {
-        nlohmann::ordered_json json = {{"reportID", report.reportID}, {"inputBits", report.inputBits}};
-        for (const ReportPart& part : report.parts) {
-            json[fieldKindName(part.kind)] = {{"fields", part.fieldCount}, {"fieldBits", part.fieldBits}};
-        }
-        list.push_back(json);
+        list.push_back({{"type", fieldKindName(report.kind)},
+                        {"reportID", report.reportID},
+                        {"bits", report.bits},
+                        {"bytes", report.bytes()}});
     }
     return list;
 }
 
 } // namespace
 
-void writeTree(std::ostream& out, const QrxHIDDevice& device)
+void writeTree(std::ostream& out, const QrxHIDDevice& device, const DeviceFilter& filter, const Terminal& terminal)
 {
-    out << deviceTitle(device) << ", release " << releaseText(device.getReleaseNumber()) << "\n";
-    for (const InterfaceOutline& interface : outlineOf(device)) {
-        writeInterface(out, device, interface);
+    out << terminal.painted(deviceTitle(device), Terminal::Look::title) << ", release "
+        << releaseText(device.getReleaseNumber()) << "\n";
+    Branches branches(out, terminal);
+    const std::vector<InterfaceOutline> interfaces = outlinesOf(device, filter);
+    for (std::size_t i = 0; i < interfaces.size(); ++i) {
+        writeInterface(branches, terminal, device, interfaces[i], i + 1 == interfaces.size());
     }
 }
 
-nlohmann::ordered_json treeJson(const QrxHIDDevice& device)
+nlohmann::ordered_json treeJson(const QrxHIDDevice& device, const DeviceFilter& filter)
 {
     nlohmann::ordered_json json = deviceJson(device);
     json["interfaces"] = nlohmann::ordered_json::array();
-    for (const InterfaceOutline& interface : outlineOf(device)) {
+    for (const InterfaceOutline& interface : outlinesOf(device, filter)) {
         json["interfaces"].push_back({{"number", interface.number},
                                       {"primaryUsagePage", device.getPrimaryUsagePage(interface.number)},
                                       {"primaryUsage", device.getPrimaryUsage(interface.number)},
                                       {"purpose", interfacePurpose(device, interface.number)},
-                                      {"inputReportSize", device.getInputReportSize(interface.number)},
-                                      {"outputReportSize", device.getOutputReportSize(interface.number)},
-                                      {"featureReportSize", device.getFeatureReportSize(interface.number)},
+                                      {"inputReportSize", interface.longestReport(FieldKind::input)},
+                                      {"outputReportSize", interface.longestReport(FieldKind::output)},
+                                      {"featureReportSize", interface.longestReport(FieldKind::feature)},
                                       {"elements", elementsJson(interface.elements)},
                                       {"reports", reportsJson(interface.reports)}});
     }

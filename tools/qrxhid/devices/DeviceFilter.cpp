@@ -1,0 +1,105 @@
+#include "devices/DeviceFilter.h"
+
+#include "OptionValues.h"
+#include "text/Notice.h"
+
+#include <algorithm>
+
+namespace qrxhid {
+
+void DeviceFilter::declareOptions(CLI::App& app)
+{
+    app.add_option("--device", _deviceTexts,
+                   "Only devices with these IDs, hexadecimal (a half that is 0 or empty is any), or with this number "
+                   "of list: --device=#2")
+        ->type_name("VID:PID")
+        ->expected(1)
+        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+    app.add_option("--serial", _serialNumber, "Only the device with this serial number")->type_name("TEXT");
+    app.add_option("--port", _place, "Only the device at this place, as list shows it: 1-2.1")->type_name("PORT");
+    app.add_option("--interface", _interfaceText, "Only this interface of the device")->type_name("N");
+}
+
+void DeviceFilter::checkOptions(std::span<const std::string> words)
+{
+    for (const std::string& text : words) {
+        _selectors.push_back(DeviceSelector::parse(text, ""));
+    }
+    for (const std::string& text : _deviceTexts) {
+        _selectors.push_back(DeviceSelector::parse(text, "--device "));
+    }
+    if (_interfaceText) {
+        _interface = parseInterface(*_interfaceText);
+    }
+}
+
+bool DeviceFilter::meetsConditions(const DeviceFacts& device) const
+{
+    return (!_serialNumber || *_serialNumber == device.serialNumber) && (!_place || *_place == device.place) &&
+           (!_interface || device.nodes.contains(*_interface));
+}
+
+bool DeviceFilter::matches(const DeviceFacts& device) const
+{
+    const bool isNamed = _selectors.empty() || std::ranges::any_of(_selectors, [&device](const DeviceSelector& one) {
+                             return one.matches(device.ids, device.number);
+                         });
+    return isNamed && meetsConditions(device);
+}
+
+std::string DeviceFilter::conditionsText() const
+{
+    std::string text;
+    text += _serialNumber ? " with serial number " + *_serialNumber : "";
+    text += _place ? " at " + *_place : "";
+    text += _interface ? " with interface " + std::to_string(*_interface) : "";
+    return text;
+}
+
+std::string DeviceFilter::absentPart(std::span<const DeviceFacts> present) const
+{
+    for (const DeviceSelector& selector : _selectors) {
+        const bool isThere = std::ranges::any_of(present, [this, &selector](const DeviceFacts& device) {
+            return selector.matches(device.ids, device.number) && meetsConditions(device);
+        });
+        if (!isThere) {
+            return selector.text() + conditionsText();
+        }
+    }
+    const bool isThere =
+        isEverything() || std::ranges::any_of(present, [this](const DeviceFacts& device) { return matches(device); });
+    return isThere ? "" : "there" + conditionsText();
+}
+
+bool DeviceFilter::hasNumbers() const
+{
+    return std::ranges::any_of(_selectors, [](const DeviceSelector& selector) { return selector.number != 0; });
+}
+
+std::vector<std::string> optionsThatTellApart(std::span<const DeviceFacts> devices)
+{
+    const auto isAlone = [devices](const DeviceFacts& device, auto fact) {
+        return std::ranges::count(devices, std::invoke(fact, device), fact) == 1;
+    };
+    std::vector<std::string> options;
+    for (const DeviceFacts& device : devices) {
+        // A text with a blank or a sign of the shell would need quotes, and one that is escaped could not be typed.
+        const auto isPlain = [](const std::string& text) {
+            return !text.empty() && text.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                                           "0123456789.-:_+") == std::string::npos;
+        };
+        const auto ids = [](const DeviceFacts& one) { return one.ids.text(); };
+        if (isAlone(device, ids)) {
+            options.push_back("--device " + device.ids.text());
+        } else if (isPlain(device.serialNumber) && isAlone(device, &DeviceFacts::serialNumber)) {
+            options.push_back("--serial " + device.serialNumber);
+        } else if (isPlain(device.place) && isAlone(device, &DeviceFacts::place)) {
+            options.push_back("--port " + device.place);
+        } else {
+            options.push_back("--device=#" + std::to_string(device.number));
+        }
+    }
+    return options;
+}
+
+} // namespace qrxhid

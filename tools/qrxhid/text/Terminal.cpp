@@ -1,0 +1,63 @@
+#include "text/Terminal.h"
+
+#include <cstdlib>
+#include <sys/ioctl.h>
+#include <unistd.h>
+
+namespace qrxhid {
+
+namespace {
+
+// A window of a few columns would leave nothing of a line; there it wraps.
+constexpr std::size_t kLeastWidth = 40;
+
+/// As no-color.org has it: whatever the value, but empty means that colours are welcome.
+bool mayColor()
+{
+    const char* const refused = std::getenv("NO_COLOR");
+    const char* const kind = std::getenv("TERM");
+    return (refused == nullptr || *refused == '\0') && kind != nullptr && std::string_view(kind) != "dumb";
+}
+
+/// SGR parameters of ECMA-48.
+const char* parametersOf(Terminal::Look look)
+{
+    switch (look) {
+    case Terminal::Look::title:
+        return "1";
+    case Terminal::Look::good:
+        return "32";
+    case Terminal::Look::bad:
+        return "31";
+    case Terminal::Look::warning:
+        return "33";
+    case Terminal::Look::faint:
+        break;
+    }
+    return "2";
+}
+
+} // namespace
+
+Terminal Terminal::ofStandardOutput()
+{
+    Terminal terminal;
+    terminal.isTerminal = isatty(STDOUT_FILENO) != 0;
+    if (!terminal.isTerminal) {
+        return terminal;
+    }
+    terminal.hasColor = mayColor();
+    winsize size = {};
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col >= kLeastWidth) {
+        terminal.width = size.ws_col;
+    }
+    return terminal;
+}
+
+std::string Terminal::painted(std::string_view text, Look look) const
+{
+    return hasColor ? "\x1b[" + std::string(parametersOf(look)) + "m" + std::string(text) + "\x1b[0m"
+                    : std::string(text);
+}
+
+} // namespace qrxhid
