@@ -1,6 +1,7 @@
 // Prints the input reports of every HID device of one vendor, those that are plugged in later included.
 #include <QrxDeviceTree.h>
 #include <QrxDeviceTreeDelegateInterface.h>
+#include <QrxDeviceTreeRemovalInterface.h>
 #include <QrxHIDDevice.h>
 #include <QrxHIDDeviceDelegateInterface.h>
 #include <QrxRunLoop.h>
@@ -20,13 +21,14 @@ public:
     void handleSetReport(unsigned int, unsigned int, std::valarray<uint8_t>, mis::swizzler<QrxHIDDevice>, int) override {}
 };
 
-class OpenArrivals : public QrxDeviceTreeDelegateInterface {
+class OpenArrivals : public QrxDeviceTreeDelegateInterface, public QrxDeviceTreeRemovalInterface {
 public:
     void deviceAdded(mis::swizzler<QrxHIDDevice> device) override
     {
         device->setDelegate(new PrintReports); // the device deletes it
         device->open();
     }
+    void deviceRemoved(mis::swizzler<QrxHIDDevice>) override {} // the library closes it
 };
 
 int main()

@@ -13,6 +13,7 @@
 #include <vector>
 
 class QrxDeviceTreeDelegateInterface;
+class QrxDeviceTreeRemovalInterface;
 
 /// The tree of the USB HID devices that an application cares about.
 ///
@@ -91,13 +92,21 @@ public:
     virtual bool hasDelegate() const;
 
     /// Installs `delegate`, or none with null, in place of any earlier one. The tree does not own it: it must live
-    /// until the tree has gone or has been given another. Devices that are listed already are not announced again.
+    /// until the tree has gone or has been given another. Devices that are listed already are not announced again. A
+    /// delegate that also derives from `QrxDeviceTreeRemovalInterface` is told of removals as well.
     virtual void setDelegate(QrxDeviceTreeDelegateInterface* delegate);
+
+    /// Who is told of removals, or null; `setDelegate` sets it. Not owned. For the facade.
+    void _setRemovalListener(QrxDeviceTreeRemovalInterface* listener) { _removalListener = listener; }
 
 protected:
     /// Lists a HID device that no listed one equals, becomes its parent, and raises the notification of kind 1. What
     /// `_addDevice` does in the end; for backends that compare devices by themselves.
     void _listDevice(mis::swizzler<QrxHIDDevice> const& device);
+
+    /// Raises the notification of kind 2 for a device that is off the list, then tells those whose delegates ask for
+    /// removals, and closes the device for them. The tree may be gone afterwards.
+    void _announceRemoval(mis::swizzler<QrxHIDDevice> const& device);
 
     /// The pairs (vendor ID, product ID) wanted, in the order given.
     std::vector<std::pair<unsigned short, unsigned short>> _vendorAndProductIDs;
@@ -107,6 +116,10 @@ protected:
 
     /// The listener, not owned, or null.
     QrxDeviceTreeDelegateInterface* _delegate;
+
+private:
+    /// The listener, if it asks for removals, or null.
+    QrxDeviceTreeRemovalInterface* _removalListener;
 };
 
 #endif

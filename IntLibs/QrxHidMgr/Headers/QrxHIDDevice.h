@@ -18,6 +18,7 @@
 #include <vector>
 
 class QrxHIDDeviceDelegateInterface;
+class QrxHIDDeviceEventInterface;
 
 /// A USB HID device with its identity, its interfaces' element trees, its reports and its delegate.
 ///
@@ -156,8 +157,12 @@ public:
 
     /// Installs `delegate`, or none with null, in place of any earlier one. The device owns the one it has: it deletes
     /// it when the device goes. One that is replaced is not deleted and belongs to the caller again. Call it on the
-    /// thread that delivers the device's reports.
+    /// thread that delivers the device's reports. A delegate that also derives from `QrxHIDDeviceEventInterface` hears of
+    /// more than reports.
     virtual void setDelegate(QrxHIDDeviceDelegateInterface* delegate);
+
+    /// The delegate, if it hears of more than reports, or null; borrowed.
+    QrxHIDDeviceEventInterface* _getEventListener() const { return _eventListener; }
 
     /// Hands one input report to the delegate, with a copy of the bytes and a handle on this device; without a delegate
     /// writes it to standard output as "QrxHIDDevice dispatch report: ", each byte in decimal and " ", "coming from
@@ -181,6 +186,10 @@ protected:
 
     /// The listener, owned at the device's end, or null.
     QrxHIDDeviceDelegateInterface* _delegate;
+
+private:
+    /// The listener, if it hears of more than reports, or null.
+    QrxHIDDeviceEventInterface* _eventListener;
 };
 
 #endif

@@ -2,8 +2,11 @@
 
 #include "BoundsTesting.h"
 #include "DeviceSearch.h"
+#include "FirstException.h"
 #include "QrxDeviceTreeDelegateInterface.h"
 #include "QrxDeviceTreeImpl.h"
+#include "QrxDeviceTreeRemovalInterface.h"
+#include "QrxHIDDeviceEventInterface.h"
 #include "SelfReference.h"
 
 #include <cstddef>
@@ -22,7 +25,7 @@ mis::swizzler<QrxDeviceTree> QrxDeviceTree::NewInstance()
     return mis::swizzler<QrxDeviceTree>(new _QrxDeviceTreeImpl);
 }
 
-QrxDeviceTree::QrxDeviceTree() : _delegate(nullptr) {}
+QrxDeviceTree::QrxDeviceTree() : _delegate(nullptr), _removalListener(nullptr) {}
 
 QrxDeviceTree::~QrxDeviceTree()
 {
@@ -124,7 +127,29 @@ void QrxDeviceTree::_removeDevice(mis::swizzler<QrxHIDDevice> device)
     _devices.erase(_devices.begin() + static_cast<std::ptrdiff_t>(place));
     listed.release();
     // Deliberate: the device keeps its link to this tree; only the tree's end clears it.
+    _announceRemoval(device);
+}
+
+void QrxDeviceTree::_announceRemoval(mis::swizzler<QrxHIDDevice> const& device)
+{
+    // Each of the calls may drop the tree.
+    SelfHold const self(*this);
     deviceNotification(kDeviceRemoved, device);
+    if (_removalListener == nullptr && device->_getEventListener() == nullptr)
+        return;
+    FirstException failure;
+    failure.watch([&] {
+        if (_removalListener != nullptr)
+            _removalListener->deviceRemoved(device);
+    });
+    failure.watch([&] {
+        // Asked for anew: the delegate may have been replaced.
+        if (QrxHIDDeviceEventInterface* const listener = device->_getEventListener())
+            listener->deviceRemoved(device);
+    });
+    // Without this the application would have to keep the device until it has closed it.
+    failure.watch([&] { device->close(); });
+    failure.rethrow();
 }
 
 bool QrxDeviceTree::hasDelegate() const
@@ -135,4 +160,5 @@ bool QrxDeviceTree::hasDelegate() const
 void QrxDeviceTree::setDelegate(QrxDeviceTreeDelegateInterface* delegate)
 {
     _delegate = delegate;
+    _removalListener = dynamic_cast<QrxDeviceTreeRemovalInterface*>(delegate);
 }

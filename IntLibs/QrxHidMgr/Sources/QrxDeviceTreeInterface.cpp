@@ -1,12 +1,18 @@
 #include "QrxDeviceTreeInterface.h"
 
 #include "QrxDeviceTreeImpl.h"
+#include "QrxDeviceTreeRemovalInterface.h"
 
 #include <iostream>
 
 QrxDeviceTreeInterface::QrxDeviceTreeInterface() : _deviceInterface(-1), _applicationOwner(nullptr) {}
 
-QrxDeviceTreeInterface::~QrxDeviceTreeInterface() = default;
+QrxDeviceTreeInterface::~QrxDeviceTreeInterface()
+{
+    // A derived class may have kept the tree alive.
+    if (_deviceTree)
+        _deviceTree->_setRemovalListener(nullptr);
+}
 
 void QrxDeviceTreeInterface::setApplicationOwner(void* owner)
 {
@@ -17,6 +23,7 @@ void QrxDeviceTreeInterface::createDeviceTree(std::vector<std::pair<unsigned sho
 {
     _vendorAndProductIDs = ids;
     _deviceTree.set(new _QrxDeviceTreeImpl);
+    _deviceTree->_setRemovalListener(dynamic_cast<QrxDeviceTreeRemovalInterface*>(this));
     // The pairs may have been the earlier tree's, which may be gone.
     _deviceTree->populate(_vendorAndProductIDs);
 }

@@ -3,6 +3,7 @@
 #include "BoundsTesting.h"
 #include "DelegateChecks.h"
 #include "QrxHIDDeviceDelegateInterface.h"
+#include "QrxHIDDeviceEventInterface.h"
 #include "ReportDiscovery.h"
 #include "SelfReference.h"
 
@@ -11,12 +12,13 @@
 #include <map>
 #include <utility>
 
-QrxHIDDevice::QrxHIDDevice() : _delegate(nullptr) {}
+QrxHIDDevice::QrxHIDDevice() : _delegate(nullptr), _eventListener(nullptr) {}
 
 QrxHIDDevice::~QrxHIDDevice()
 {
     if (_delegate != nullptr) {
         // The application's destructor runs here. What a derived class added to the device is gone.
+        _eventListener = nullptr;
         deleteDelegate(_delegate);
         _delegate = nullptr;
     }
@@ -140,6 +142,7 @@ void QrxHIDDevice::setDelegate(QrxHIDDeviceDelegateInterface* delegate)
 {
     noteDelegateChange(_delegate, delegate);
     _delegate = delegate;
+    _eventListener = dynamic_cast<QrxHIDDeviceEventInterface*>(delegate);
 }
 
 void QrxHIDDevice::_handleReport(std::valarray<uint8_t> report, int interfaceNumber)

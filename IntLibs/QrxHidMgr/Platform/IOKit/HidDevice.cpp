@@ -129,6 +129,7 @@ IOReturn HidDevice::open(IOOptionBits flags)
     _channel = std::move(opened);
     ++_generation;
     _isGone = false;
+    _toldLosses = 0;
     watch(descriptor());
     return kIOReturnSuccess;
 }
@@ -286,6 +287,15 @@ bool HidDevice::pump(HidQueue* origin)
         return false;
     }
     Pass pass(*this, origin);
+    const bool isMore = takeReports(pass);
+    if (pass.isCurrent() && pass.channel->possibleLosses() != _toldLosses) [[unlikely]] {
+        tellLosses(pass);
+    }
+    return isMore && pass.isCurrent();
+}
+
+inline bool HidDevice::takeReports(Pass& pass)
+{
     std::span<const std::uint8_t> report;
     for (int taken = 0; taken < kReportsPerPass && pass.isCurrent(); ++taken) {
         const HIDChannel::Next next = pass.channel->takeReport(report);
@@ -303,6 +313,18 @@ bool HidDevice::pump(HidQueue* origin)
         pass.deliver(report);
     }
     return pass.isCurrent();
+}
+
+void HidDevice::tellLosses(Pass& pass)
+{
+    const std::uint64_t losses = pass.channel->possibleLosses();
+    const std::uint64_t count = losses - std::exchange(_toldLosses, losses);
+    if (pass.deliversInterrupts && _interrupt.callback != nullptr) {
+        _interrupt.callback(_interrupt.target, kIOReturnOverrun, _interrupt.refcon, &_deviceFace,
+                            static_cast<std::uint32_t>(std::min<std::uint64_t>(count, UINT32_MAX)));
+    } else if (pass.origin != nullptr) {
+        pass.origin->tellLoss();
+    }
 }
 
 bool HidDevice::findServedSource(HidQueue*& origin) const

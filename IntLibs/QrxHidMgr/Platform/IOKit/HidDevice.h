@@ -36,6 +36,8 @@ class HidQueue;
 ///   asynchronous port answer kIOReturnUnsupported, allocOutputTransaction gives null;
 /// - setReport and getReport with a callback do their work at once and call back from the device's source, which must
 ///   exist (kIOReturnUnsupported otherwise); what has not been called back at a close is dropped;
+/// - where the channel may have lost input, the interrupt handler and a queue's callout are called with the result
+///   kIOReturnOverrun;
 /// - getElementValue of an input element tells the last report since its first call, which asks the device for one; it
 ///   asks for feature values each time.
 class HidDevice final : public EventSource::Client, public std::enable_shared_from_this<HidDevice> {
@@ -138,6 +140,10 @@ private:
 
     void perform() override;
     void deliverCompletions();
+    inline bool takeReports(Pass& pass);
+    /// Input has found no room since the last call; told with the result kIOReturnOverrun, and with how often in place
+    /// of the interrupt handler's size.
+    void tellLosses(Pass& pass);
     void noteInput(std::span<const std::uint8_t> bytes, const HidQueue* origin);
     inline void interrupt(std::span<const std::uint8_t> bytes);
     void deviceLeft();
@@ -167,6 +173,8 @@ private:
     /// Goes up with every open and close: a pass that finds another number than it began with is over.
     std::uint64_t _generation = 0;
     bool _isGone = false;
+    /// Of the channel's possible losses.
+    std::uint64_t _toldLosses = 0;
 
     std::unique_ptr<EventSource> _source;
     std::vector<HidQueue*> _queues;

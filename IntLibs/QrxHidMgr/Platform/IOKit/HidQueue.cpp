@@ -280,6 +280,14 @@ bool HidQueue::take(const ReportView& report)
     return _isCalloutDue && !wasDue;
 }
 
+void HidQueue::tellLoss()
+{
+    if (const Callout callout = _callout; callout.function != nullptr) {
+        const auto self = shared_from_this();
+        callout.function(callout.target, kIOReturnOverrun, callout.refcon, &_face);
+    }
+}
+
 void HidQueue::callOut()
 {
     if (!_isCalloutDue || _callout.function == nullptr || _events.empty()) {

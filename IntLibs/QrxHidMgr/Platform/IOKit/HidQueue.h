@@ -64,6 +64,8 @@ public:
     bool isCalloutDue() const { return _isCalloutDue; }
     /// Calls back if that is due. Anything may happen during the call.
     void callOut();
+    /// Calls back with the result kIOReturnOverrun. Anything may happen during the call.
+    void tellLoss();
 
 private:
     struct Event {

@@ -22,8 +22,6 @@ namespace {
 
 /// Fewer are compared one by one, which takes no longer.
 constexpr std::size_t kFewDevices = 64;
-/// The notification kind of a device that left.
-constexpr unsigned int kDeviceRemoved = 2;
 
 // macOS 12 gave this call a second name. The first one exists everywhere and does the same.
 #pragma GCC diagnostic push
@@ -258,7 +256,7 @@ void _QrxDeviceTreeImpl::_removeDevice(unsigned int entry)
         const mis::swizzler<QrxHIDDevice> device = std::move(_devices[place]);
         _devices.erase(_devices.begin() + static_cast<std::ptrdiff_t>(place));
         _index.remove(entry);
-        deviceNotification(kDeviceRemoved, device);
+        _announceRemoval(device);
     }
 }
 

@@ -5,6 +5,7 @@
 #include "NodeSearch.h"
 #include "PropertyReading.h"
 #include "QrxHIDDeviceDelegateInterface.h"
+#include "QrxHIDDeviceEventInterface.h"
 #include "QrxHIDDeviceImpl.h"
 #include "QrxHIDInterfaceMac.h"
 #include "SelfReference.h"
@@ -27,6 +28,10 @@ constexpr SInt32 kLastSystemWithoutReportQueues = 0x103F;
 constexpr unsigned int kQueueDepth = 64;
 /// A queue event carries up to this many bytes in its value, more in a block of its own.
 constexpr std::size_t kValueBytes = 4;
+
+/// The result (kIOReturnOverrun) with which a callback tells that input had no room. Instead of a size the interrupt
+/// report callback has how often that was so since the last time.
+constexpr int kInputOverrun = static_cast<int>(0xe00002e8);
 
 // The platform's 32-bit headers make a cookie a pointer, later ones a number; these casts read as either.
 IOHIDElementCookie platformCookie(int cookie)
@@ -89,6 +94,8 @@ template <class Length>
     const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection = anyConnection(target);
     if (connection && result == 0) {
         connection->_reportHandler(interface, bufferSize);
+    } else if (connection && result == kInputOverrun) {
+        connection->_tellPossibleLoss(bufferSize);
     }
 }
 
@@ -97,6 +104,8 @@ void ReportsQueueCallback(void* target, int result, void*, void* sender)
     const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection = anyConnection(target);
     if (connection && result == 0) {
         connection->_reportQueueHandler(static_cast<IOHIDQueueInterface**>(sender));
+    } else if (connection && result == kInputOverrun) {
+        connection->_tellPossibleLoss(1);
     }
 }
 
@@ -439,6 +448,15 @@ void _QrxHIDDeviceConnectionImpl::_deliverEvent(const IOHIDEventStruct& event)
     const std::size_t length = sizeBits > 0 ? (static_cast<std::size_t>(sizeBits) + 7) / 8 : kValueBytes;
     const std::valarray<uint8_t> bytes = littleEndianBytes(static_cast<std::uint32_t>(event.value), length);
     _deliver(&bytes[0], bytes.size());
+}
+
+void _QrxHIDDeviceConnectionImpl::_tellPossibleLoss(std::uint64_t count)
+{
+    const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface();
+    const mis::swizzler<QrxHIDDevice> device = getDevice();
+    if (QrxHIDDeviceEventInterface* listener = device ? device->_getEventListener() : nullptr) {
+        listener->inputMayBeLost(device, interface ? interface->getInterfaceNumber() : 0, count);
+    }
 }
 
 const __CFDictionary* _QrxHIDDeviceConnectionImpl::_findReportProperties(unsigned int reportID)

@@ -77,6 +77,9 @@ public:
     /// The driver's properties as they were when the connection was made, borrowed; null without a driver.
     CFDictionaryRef _borrowedProperties() const { return _properties; }
 
+    /// Tells the device's delegate, if it asks for that, that input had no room `count` times.
+    void _tellPossibleLoss(std::uint64_t count);
+
 private:
     bool _startQueue();
     void _addReportElements(CFArrayRef elements);

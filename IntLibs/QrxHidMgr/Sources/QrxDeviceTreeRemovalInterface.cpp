@@ -1,0 +1,3 @@
+#include "QrxDeviceTreeRemovalInterface.h"
+
+QrxDeviceTreeRemovalInterface::~QrxDeviceTreeRemovalInterface() = default;
