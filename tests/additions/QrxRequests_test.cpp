@@ -1,6 +1,7 @@
 #include "QrxRequests.h"
 
 #include "AdditionsTest.h"
+#include "QrxDeviceIdentity.h"
 
 #include <sys/resource.h>
 
@@ -39,6 +40,12 @@ QrxOutcome sent(const DeviceHandle& device, QrxReportType type, unsigned int rep
                 int interfaceNumber = 0)
 {
     return QrxSetReport(*device, type, reportID, bytes.data(), bytes.size(), interfaceNumber);
+}
+
+/// Of interface 0, as messages have it.
+std::string nameOf(const DeviceHandle& device)
+{
+    return "1234:5678 at " + QrxDeviceIdentity(*device).getPortChain() + ", interface 0";
 }
 
 /// Leaves the process without a free descriptor while it lives.
@@ -124,7 +131,7 @@ TEST_F(Requests, ADeviceThatLeftCannotBeOpened)
     const QrxOutcome outcome = QrxOpen(*device);
     EXPECT_EQ(QrxError::gone, outcome.getError());
     EXPECT_EQ(std::errc::no_such_device, outcome.getError());
-    EXPECT_EQ("1234:5678, interface 0 was not opened: The device has left.", outcome.getMessage());
+    EXPECT_EQ(nameOf(device) + " was not opened: The device has left.", outcome.getMessage());
     EXPECT_FALSE(QrxIsOpen(*device));
 }
 
@@ -298,12 +305,11 @@ TEST_F(PlainRequests, ThatAreRefusedAreALineOfTheLogEach)
     device->setReport(2, 0, {1, 2}, 0);
     plug.unplug();
     device->open();
-    EXPECT_EQ(
-        "QrxHIDManager: device 1234:5678 at virtual, interface 0: output report 0 not sent: the device refused it\n"
-        "QrxHIDManager: device 1234:5678 at virtual, interface 0: feature report 0 not sent: the interface is not "
-        "open\n"
-        "QrxHIDManager: device 1234:5678 at virtual, interface 0: not opened: the device has left\n",
-        testing::internal::GetCapturedStderr());
+    const std::string begin = "QrxHIDManager: device " + nameOf(device) + ": ";
+    EXPECT_EQ(begin + "output report 0 not sent: the device refused it\n" + begin +
+                  "feature report 0 not sent: the interface is not open\n" + begin +
+                  "not opened: the device has left\n",
+              testing::internal::GetCapturedStderr());
 }
 
 TEST(QrxOutcome, OfSuccessHasNoMessage)

@@ -15,6 +15,14 @@ namespace qrx {
 /// As QrxGetPossibleLosses.
 std::uint64_t possibleLosses(IOHIDDeviceInterface122** driver, std::error_code& error);
 
+struct Place {
+    /// "1-2.1"; empty where it cannot be told.
+    std::string portChain;
+    bool isVirtual = false;
+};
+/// Where the driver's device is plugged; `locationID` is the device's property of that name.
+Place placeOf(IOHIDDeviceInterface122** driver, std::uint32_t locationID);
+
 /// The file by which the system offers the interface; empty without one.
 std::string nodePath(IOHIDDeviceInterface122** driver);
 

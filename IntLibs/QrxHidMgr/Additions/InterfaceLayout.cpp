@@ -1,9 +1,8 @@
 #include "InterfaceLayout.h"
 
+#include "DriverProperties.h"
 #include "InterfaceAccess.h"
 #include "QrxHIDCollection.h"
-
-#include <CoreFoundation/CoreFoundation.h>
 
 #include <cstddef>
 #include <unordered_map>
@@ -13,19 +12,6 @@ namespace qrx {
 namespace {
 
 using ModelElements = std::vector<QrxHIDElementPtr>;
-
-/// Empty unless the driver publishes its report descriptor.
-std::span<const std::uint8_t> reportDescriptorOf(const _QrxHIDInterfaceMac& interface)
-{
-    const CFDictionaryRef properties = interface._borrowedDriverProperties();
-    const CFTypeRef value =
-        properties != nullptr ? CFDictionaryGetValue(properties, CFSTR("ReportDescriptor")) : nullptr;
-    if (value == nullptr || CFGetTypeID(value) != CFDataGetTypeID()) {
-        return {};
-    }
-    const auto data = static_cast<CFDataRef>(value);
-    return {CFDataGetBytePtr(data), static_cast<std::size_t>(CFDataGetLength(data))};
-}
 
 ModelElements childrenOf(const QrxHIDCollection& collection)
 {

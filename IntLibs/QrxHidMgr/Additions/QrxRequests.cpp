@@ -1,9 +1,9 @@
 #include "QrxRequests.h"
 
-#include "Ground.h"
 #include "InterfaceAccess.h"
 #include "InterfaceLayout.h"
 #include "PlatformResult.h"
+#include "QrxDeviceIdentity.h"
 #include "SelfReference.h"
 
 #include <algorithm>
@@ -19,20 +19,17 @@ namespace {
 
 using Connection = mis::swizzler<_QrxHIDDeviceConnectionImpl>;
 
-/// "1234:abcd, interface 2 (/dev/hidraw3)". Numbers only: a device's names may hold anything.
+/// "1234:abcd at 1-2.1, interface 2 (/dev/hidraw3)". Numbers only: a device's names may hold anything.
 std::string nameOf(const QrxHIDDevice& device, int interfaceNumber)
 {
     std::array<char, 16> ids{};
     std::snprintf(ids.data(), ids.size(), "%04x:%04x", static_cast<unsigned>(device.getVendorID() & 0xFFFF),
                   static_cast<unsigned>(device.getProductID() & 0xFFFF));
-    std::string name = std::string(ids.data()) + ", interface " + std::to_string(interfaceNumber);
-    const Connection connection = connectionOf(device, interfaceNumber);
-    if (connection && connection->_borrowedDeviceInterface() != nullptr) {
-        if (const std::string node = nodePath(connection->_borrowedDeviceInterface()); !node.empty()) {
-            name += " (" + node + ")";
-        }
-    }
-    return name;
+    const QrxDeviceIdentity identity(device);
+    const std::string place = identity.getPortChain().empty() ? "" : " at " + identity.getPortChain();
+    const std::string& node = identity.getNodePath(interfaceNumber);
+    return ids.data() + place + ", interface " + std::to_string(interfaceNumber) +
+           (node.empty() ? "" : " (" + node + ")");
 }
 
 /// How opening and closing fail.

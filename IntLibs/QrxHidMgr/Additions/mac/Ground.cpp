@@ -11,6 +11,20 @@ std::uint64_t possibleLosses(IOHIDDeviceInterface122**, std::error_code& error)
     return 0;
 }
 
+Place placeOf(IOHIDDeviceInterface122**, std::uint32_t locationID)
+{
+    constexpr unsigned kBusShift = 24;
+    constexpr unsigned kPortBits = 4;
+    std::string chain = std::to_string(locationID >> kBusShift);
+    char separator = '-';
+    for (unsigned shift = kBusShift; shift > 0 && (locationID & ((1U << shift) - 1)) != 0;) {
+        shift -= kPortBits;
+        chain += separator + std::to_string(locationID >> shift & ((1U << kPortBits) - 1));
+        separator = '.';
+    }
+    return {separator == '.' ? chain : std::string(), false};
+}
+
 // Devices are reached through the registry; the system makes no file for them.
 std::string nodePath(IOHIDDeviceInterface122**)
 {

@@ -14,6 +14,12 @@ std::uint64_t possibleLosses(IOHIDDeviceInterface122** driver, std::error_code& 
     return losses.value_or(0);
 }
 
+Place placeOf(IOHIDDeviceInterface122** driver, std::uint32_t)
+{
+    const platform::DeviceFacts& device = iokit::HidDevice::ofDevice(driver).device();
+    return {device.place, device.isVirtual};
+}
+
 std::string nodePath(IOHIDDeviceInterface122** driver)
 {
     return iokit::HidDevice::ofDevice(driver).nodePath();

@@ -122,6 +122,7 @@ public:
         return _channel ? std::optional(_channel->possibleLosses()) : std::nullopt;
     }
 
+    const platform::DeviceFacts& device() const { return _entry->record().facts; }
     /// As HIDPort::nodePath.
     std::string nodePath() const { return _entry->facts().hid->nodePath(); }
 

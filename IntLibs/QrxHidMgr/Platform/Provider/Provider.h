@@ -144,8 +144,11 @@ struct DeviceFacts {
     std::uint8_t speed = 0;
     /// By ascending number.
     std::vector<InterfaceFacts> interfaces;
-    /// How diagnoses name the device and its place: "1-2.1", "virtual".
+    /// How diagnoses name the device and its place: "1-2.1", "virtual-3". The same each time that the device arrives
+    /// there.
     std::string place;
+    /// Made up by a program.
+    bool isVirtual = false;
 };
 
 /// Names a published device between a provider and the registry; never 0, never used twice.

@@ -2,6 +2,7 @@
 
 #include "VirtualDeviceBody.h"
 
+#include <atomic>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -39,6 +40,13 @@ InterfaceFacts factsOf(const QrxVirtualInterface& interface)
     return facts;
 }
 
+/// A port of its own for each virtual device, into which it is plugged every time.
+std::string nextPlace()
+{
+    static std::atomic<unsigned> sm_Count{0};
+    return "virtual-" + std::to_string(++sm_Count);
+}
+
 DeviceFacts factsOf(const QrxVirtualIdentity& identity, const std::vector<QrxVirtualInterface>& interfaces)
 {
     DeviceFacts facts;
@@ -53,7 +61,8 @@ DeviceFacts factsOf(const QrxVirtualIdentity& identity, const std::vector<QrxVir
     facts.productName = presentText(identity.productName);
     facts.serialNumber = presentText(identity.serialNumber);
     facts.speed = kHighSpeed;
-    facts.place = "virtual";
+    facts.place = nextPlace();
+    facts.isVirtual = true;
     std::set<int> numbers;
     for (const QrxVirtualInterface& interface : interfaces) {
         if (!numbers.insert(interface.number).second) {

@@ -87,6 +87,9 @@ public:
     /// The registry entry, borrowed, or 0.
     io_service_t _getEntry() const { return _entry; }
 
+    /// As they were when the device was found, borrowed; null without an entry.
+    CFDictionaryRef _borrowedProperties() const { return _properties; }
+
     /// A reference on a device of this very class that others hold: what a handle is, without its virtual calls.
     class ReportHold;
 

@@ -82,6 +82,9 @@ public:
     /// The connection, borrowed, or null.
     _QrxHIDDeviceConnectionImpl* _borrowedConnection() const { return _connection.get(); }
 
+    /// As they were when the interface was found, borrowed; null without an entry.
+    CFDictionaryRef _borrowedProperties() const { return _properties; }
+
     /// The properties of the HID driver as they were when it was found, borrowed; null without one.
     CFDictionaryRef _borrowedDriverProperties() const
     {

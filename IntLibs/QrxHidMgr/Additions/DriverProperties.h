@@ -1,0 +1,19 @@
+#pragma once
+
+#include <CoreFoundation/CoreFoundation.h>
+
+#include <cstdint>
+#include <span>
+#include <string>
+
+class _QrxHIDInterfaceMac;
+
+namespace qrx {
+
+/// UTF-8, of any text; "" for a null dictionary, an absent key and a value that is no text.
+std::string textOf(CFDictionaryRef properties, CFStringRef key);
+
+/// The bytes, which live as long as the interface; empty unless its driver publishes them.
+std::span<const std::uint8_t> reportDescriptorOf(const _QrxHIDInterfaceMac& interface);
+
+} // namespace qrx

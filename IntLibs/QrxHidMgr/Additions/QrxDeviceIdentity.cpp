@@ -1,0 +1,239 @@
+#include "QrxDeviceIdentity.h"
+
+#include "DriverProperties.h"
+#include "Ground.h"
+#include "InterfaceAccess.h"
+#include "PropertyReading.h"
+
+#include <cstdlib>
+#include <stdexcept>
+
+using namespace qrx;
+
+namespace {
+
+struct InterfaceIdentity {
+    int number = 0;
+    std::string name;
+    std::string nodePath;
+    std::vector<std::uint8_t> reportDescriptor;
+};
+
+QrxUsbSpeed speedOf(std::int32_t value)
+{
+    switch (value) {
+    case 0:
+        return QrxUsbSpeed::low;
+    case 1:
+        return QrxUsbSpeed::full;
+    case 2:
+        return QrxUsbSpeed::high;
+    default:
+        return value > 2 ? QrxUsbSpeed::super : QrxUsbSpeed::unknown;
+    }
+}
+
+InterfaceIdentity identityOf(const _QrxHIDInterfaceMac& interface)
+{
+    InterfaceIdentity identity;
+    identity.number = interface.getInterfaceNumber();
+    identity.name = textOf(interface._borrowedProperties(), CFSTR("USB Interface Name"));
+    const _QrxHIDDeviceConnectionImpl* connection = interface._borrowedConnection();
+    if (connection != nullptr && connection->_borrowedDeviceInterface() != nullptr) {
+        identity.nodePath = nodePath(connection->_borrowedDeviceInterface());
+    }
+    const std::span<const std::uint8_t> descriptor = reportDescriptorOf(interface);
+    identity.reportDescriptor.assign(descriptor.begin(), descriptor.end());
+    return identity;
+}
+
+template <class Wanted>
+mis::swizzler<QrxHIDDevice> findDevice(QrxDeviceTree& tree, Wanted isWanted)
+{
+    for (unsigned int index = 0; index < tree.getHIDDeviceCount(); ++index) {
+        const mis::swizzler<QrxHIDDevice> device = tree.getDeviceAtIndex(index);
+        if (isWanted(QrxDeviceIdentity(*device))) {
+            return device;
+        }
+    }
+    return {};
+}
+
+} // namespace
+
+struct QrxDeviceIdentity::Body {
+    std::uint32_t vendorID = 0;
+    std::uint32_t productID = 0;
+    std::uint32_t releaseNumber = 0;
+    std::string vendorName;
+    std::string productName;
+    std::string serialNumber;
+    std::string portChain;
+    std::uint32_t locationID = 0;
+    std::uint32_t address = 0;
+    QrxUsbSpeed speed = QrxUsbSpeed::unknown;
+    bool isVirtual = false;
+    std::vector<InterfaceIdentity> interfaces;
+
+    void readBus(const _QrxHIDDeviceImpl& device)
+    {
+        const CFDictionaryRef properties = device._borrowedProperties();
+        serialNumber = textOf(properties, CFSTR("USB Serial Number"));
+        locationID = properties::bits(properties, CFSTR("locationID"));
+        address = properties::bits(properties, CFSTR("USB Address"));
+        speed = speedOf(properties::number(properties, CFSTR("Device Speed"), -1));
+        for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : device._getInterfaces()) {
+            interfaces.push_back(identityOf(*interface));
+            const _QrxHIDDeviceConnectionImpl* connection = interface->_borrowedConnection();
+            if (portChain.empty() && connection != nullptr && connection->_borrowedDeviceInterface() != nullptr) {
+                const Place place = placeOf(connection->_borrowedDeviceInterface(), locationID);
+                portChain = place.portChain;
+                isVirtual = place.isVirtual;
+            }
+        }
+    }
+
+    const InterfaceIdentity& interface(int number) const
+    {
+        static const InterfaceIdentity sm_None;
+        for (const InterfaceIdentity& one : interfaces) {
+            if (one.number == number) {
+                return one;
+            }
+        }
+        return sm_None;
+    }
+};
+
+QrxDeviceIdentity::QrxDeviceIdentity() : _body(std::make_shared<const Body>()) {}
+
+QrxDeviceIdentity::QrxDeviceIdentity(const QrxHIDDevice& device)
+{
+    auto body = std::make_shared<Body>();
+    body->vendorID = device.getVendorID();
+    body->productID = device.getProductID();
+    body->releaseNumber = device.getReleaseNumber();
+    body->vendorName = device.getVendorName();
+    body->productName = device.getProductName();
+    if (const auto* found = dynamic_cast<const _QrxHIDDeviceImpl*>(&device)) {
+        body->readBus(*found);
+    }
+    _body = std::move(body);
+}
+
+QrxDeviceIdentity::QrxDeviceIdentity(const QrxDeviceIdentity& other) = default;
+QrxDeviceIdentity& QrxDeviceIdentity::operator=(const QrxDeviceIdentity& other) = default;
+QrxDeviceIdentity::~QrxDeviceIdentity() = default;
+
+uint32_t QrxDeviceIdentity::getVendorID() const
+{
+    return _body->vendorID;
+}
+
+uint32_t QrxDeviceIdentity::getProductID() const
+{
+    return _body->productID;
+}
+
+uint32_t QrxDeviceIdentity::getReleaseNumber() const
+{
+    return _body->releaseNumber;
+}
+
+const std::string& QrxDeviceIdentity::getVendorName() const
+{
+    return _body->vendorName;
+}
+
+const std::string& QrxDeviceIdentity::getProductName() const
+{
+    return _body->productName;
+}
+
+const std::string& QrxDeviceIdentity::getSerialNumber() const
+{
+    return _body->serialNumber;
+}
+
+const std::string& QrxDeviceIdentity::getPortChain() const
+{
+    return _body->portChain;
+}
+
+uint32_t QrxDeviceIdentity::getBusNumber() const
+{
+    return static_cast<uint32_t>(std::strtoul(_body->portChain.c_str(), nullptr, 10));
+}
+
+uint32_t QrxDeviceIdentity::getLocationID() const
+{
+    return _body->locationID;
+}
+
+uint32_t QrxDeviceIdentity::getAddress() const
+{
+    return _body->address;
+}
+
+QrxUsbSpeed QrxDeviceIdentity::getSpeed() const
+{
+    return _body->speed;
+}
+
+bool QrxDeviceIdentity::isVirtual() const
+{
+    return _body->isVirtual;
+}
+
+size_t QrxDeviceIdentity::getInterfaceCount() const
+{
+    return _body->interfaces.size();
+}
+
+int QrxDeviceIdentity::getInterfaceNumber(size_t index) const
+{
+    if (index >= _body->interfaces.size()) {
+        throw std::out_of_range("vector [] access out of range");
+    }
+    return _body->interfaces[index].number;
+}
+
+const std::string& QrxDeviceIdentity::getInterfaceName(int interfaceNumber) const
+{
+    return _body->interface(interfaceNumber).name;
+}
+
+const std::string& QrxDeviceIdentity::getNodePath(int interfaceNumber) const
+{
+    return _body->interface(interfaceNumber).nodePath;
+}
+
+const std::vector<uint8_t>& QrxDeviceIdentity::getReportDescriptor(int interfaceNumber) const
+{
+    return _body->interface(interfaceNumber).reportDescriptor;
+}
+
+bool QrxDeviceIdentity::operator==(const QrxDeviceIdentity& other) const
+{
+    return _body->vendorID == other._body->vendorID && _body->productID == other._body->productID &&
+           _body->releaseNumber == other._body->releaseNumber && _body->serialNumber == other._body->serialNumber &&
+           _body->portChain == other._body->portChain;
+}
+
+mis::swizzler<QrxHIDDevice> QrxFindDevice(QrxDeviceTree& tree, const QrxDeviceIdentity& identity)
+{
+    return findDevice(tree, [&](const QrxDeviceIdentity& one) { return one == identity; });
+}
+
+mis::swizzler<QrxHIDDevice> QrxFindDeviceBySerialNumber(QrxDeviceTree& tree, const std::string& serialNumber)
+{
+    return findDevice(tree, [&](const QrxDeviceIdentity& one) {
+        return !serialNumber.empty() && one.getSerialNumber() == serialNumber;
+    });
+}
+
+mis::swizzler<QrxHIDDevice> QrxFindDeviceAtPort(QrxDeviceTree& tree, const std::string& portChain)
+{
+    return findDevice(
+        tree, [&](const QrxDeviceIdentity& one) { return !portChain.empty() && one.getPortChain() == portChain; });
+}
