@@ -116,6 +116,38 @@ TEST_F(RunLoopDescriptor, StaysReadableWhileSignalledSourcesAreLeft)
     EXPECT_FALSE(ready());
 }
 
+TEST_F(RunLoopDescriptor, IsNotReadableForASignalThatLeavesWithItsSource)
+{
+    SignalSource staying([] {});
+    staying.add();
+    SignalSource removed([] { FAIL() << "performed"; });
+    removed.add();
+    removed.signal();
+    removed.remove();
+    SignalSource invalidated([] { FAIL() << "performed"; });
+    invalidated.add();
+    invalidated.signal();
+    invalidated.invalidate();
+    EXPECT_EQ(pass(), kCFRunLoopRunTimedOut);
+    EXPECT_FALSE(ready());
+}
+
+TEST_F(RunLoopDescriptor, StaysReadableForASourceThatIsSignalledBeforeItIsAdded)
+{
+    int fired = 0;
+    SignalSource early([&] { ++fired; });
+    SignalSource first([&] { early.add(); });
+    first.add();
+    early.signal();
+    first.signal();
+    pass(true);
+    EXPECT_EQ(fired, 0);
+    EXPECT_TRUE(ready()) << "it came into the loop while that ran";
+    pass(true);
+    EXPECT_EQ(fired, 1);
+    EXPECT_FALSE(ready());
+}
+
 TEST_F(RunLoopDescriptor, IsReadableWhileADescriptorSourceIsSignalled)
 {
     const Pipe never;

@@ -231,7 +231,7 @@ bool __CFRunLoop::fireVersion0(RunLoopMode& mode, bool onlyOne, Lock& lock)
     return fired;
 }
 
-Reference<CFRunLoopSourceRef> __CFRunLoop::takeVersion1(RunLoopMode& mode, const Deadline& deadline, Lock& lock)
+Reference<CFRunLoopSourceRef> __CFRunLoop::takeVersion1(RunLoopMode& mode, Deadline deadline, Lock& lock)
 {
     const bool woken = takeWake();
     if (mode.isSignalsTurn()) {
@@ -239,7 +239,7 @@ Reference<CFRunLoopSourceRef> __CFRunLoop::takeVersion1(RunLoopMode& mode, const
     }
     auto token = mode.takeFound();
     if (!token) {
-        const bool onlyLook = woken || mode.hasSignalled() || mode.empty() || _innermost->_stopped;
+        const bool onlyLook = deadline.isNow() || woken || mode.hasSignalled() || mode.empty() || _innermost->_stopped;
         lock.unlock();
         token = mode.wait(onlyLook ? Deadline::now() : deadline, _innermost->_look);
         lock.lock();
@@ -254,7 +254,7 @@ Reference<CFRunLoopSourceRef> __CFRunLoop::takeVersion1(RunLoopMode& mode, const
     return mode.hasSignalled() ? mode.takeSignalled() : Reference<CFRunLoopSourceRef>();
 }
 
-bool __CFRunLoop::fireVersion1(RunLoopMode& mode, const Deadline& deadline, Lock& lock)
+bool __CFRunLoop::fireVersion1(RunLoopMode& mode, Deadline deadline, Lock& lock)
 {
     auto source = takeVersion1(mode, deadline, lock);
     if (!source) {
@@ -267,9 +267,9 @@ bool __CFRunLoop::fireVersion1(RunLoopMode& mode, const Deadline& deadline, Lock
     return true;
 }
 
-SInt32 __CFRunLoop::run(CFStringRef modeName, const Deadline& deadline, bool returnAfterSourceHandled)
+SInt32 __CFRunLoop::run(CFStringRef modeName, Deadline deadline, bool returnAfterSourceHandled)
 {
-    Lock lock(sm_RunLoopMutex);
+    Lock lock;
     RunLoopMode* const mode = findMode(modeName);
     if (mode == nullptr || mode->empty()) {
         if (mode == &defaultMode() && _innermost == nullptr) {
@@ -301,7 +301,7 @@ SInt32 __CFRunLoop::run(CFStringRef modeName, const Deadline& deadline, bool ret
 
 void __CFRunLoop::end()
 {
-    Lock lock(sm_RunLoopMutex);
+    Lock lock;
     _ended = true;
     for (const auto& mode : _modes) {
         while (CFRunLoopSourceRef source = mode->anyMember()) {

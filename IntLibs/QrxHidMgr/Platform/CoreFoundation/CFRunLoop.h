@@ -30,7 +30,7 @@ struct __CFRunLoop : qrx::cf::Object {
 
     qrx::cf::RunLoopMode* findMode(CFStringRef name) const
     {
-        return name == kCFRunLoopDefaultMode ? _modes.front().get() : findModeByText(name);
+        return name == defaultMode().name() ? &defaultMode() : findModeByText(name);
     }
     qrx::cf::RunLoopMode& defaultMode() const { return *_modes.front(); }
     /// False if the source cannot or need not be added.
@@ -56,7 +56,7 @@ struct __CFRunLoop : qrx::cf::Object {
 
     /// Throws std::system_error if the loop can wait no more: others have closed its descriptors, or this is a child
     /// that fork made.
-    SInt32 run(CFStringRef modeName, const qrx::cf::Deadline& deadline, bool returnAfterSourceHandled);
+    SInt32 run(CFStringRef modeName, qrx::cf::Deadline deadline, bool returnAfterSourceHandled);
     /// The thread ends.
     void end();
 
@@ -79,15 +79,14 @@ private:
         return std::exchange(_woken, false);
     }
     void disarm();
-    using Lock = qrx::cf::ShortLock;
+    using Lock = qrx::cf::ShortLock<qrx::cf::sm_RunLoopMutex>;
     qrx::cf::RunLoopMode* findModeByText(CFStringRef name) const;
     // With the mutex, which they let go while something else runs. What each report passes is one piece of code.
     bool fireVersion0(qrx::cf::RunLoopMode& mode, bool onlyOne, Lock& lock);
     bool fireIfStillDue(CFRunLoopSourceRef source, const qrx::cf::RunLoopMode& mode, Lock& lock);
-    [[gnu::always_inline]] inline bool fireVersion1(qrx::cf::RunLoopMode& mode, const qrx::cf::Deadline& deadline,
-                                                    Lock& lock);
+    [[gnu::always_inline]] inline bool fireVersion1(qrx::cf::RunLoopMode& mode, qrx::cf::Deadline deadline, Lock& lock);
     [[gnu::always_inline]] inline qrx::cf::Reference<CFRunLoopSourceRef>
-    takeVersion1(qrx::cf::RunLoopMode& mode, const qrx::cf::Deadline& deadline, Lock& lock);
+    takeVersion1(qrx::cf::RunLoopMode& mode, qrx::cf::Deadline deadline, Lock& lock);
 
     std::vector<std::unique_ptr<qrx::cf::RunLoopMode>> _modes; ///< the default mode first; never removed
     qrx::platform::FileDescriptor _wakeEvent;                  ///< an eventfd, a member of every mode's descriptors

@@ -61,11 +61,19 @@ const __CFRunLoopSource::Membership* __CFRunLoopSource::membershipIn(const RunLo
     return found != _memberships.end() ? &*found : nullptr;
 }
 
-void __CFRunLoopSource::clearSignal()
+void __CFRunLoopSource::noteSignal()
 {
-    if (!_signalled) {
-        return;
+    _signalled = true;
+    for (const Membership& membership : _memberships) {
+        membership.mode->noteSignal(*this);
+        if (!isVersion0()) {
+            membership.loop->wakeIfWaiting();
+        }
     }
+}
+
+void __CFRunLoopSource::forgetSignal()
+{
     _signalled = false;
     for (const Membership& membership : _memberships) {
         membership.mode->forgetSignal(*this);
@@ -149,15 +157,7 @@ void CFRunLoopSourceSignal(CFRunLoopSourceRef source)
 {
     checked<__CFRunLoopSource>(source, "CFRunLoopSourceSignal");
     const std::lock_guard lock(sm_RunLoopMutex);
-    if (!source->_valid || source->_signalled) {
-        return;
-    }
-    source->_signalled = true;
-    if (source->isVersion0()) {
-        return;
-    }
-    for (const auto& membership : source->_memberships) {
-        membership.mode->noteSignal(*source);
-        membership.loop->wakeIfWaiting();
+    if (source->_valid && !source->_signalled) {
+        source->noteSignal();
     }
 }

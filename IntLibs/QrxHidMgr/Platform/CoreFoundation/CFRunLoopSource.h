@@ -47,8 +47,14 @@ struct __CFRunLoopSource : qrx::cf::Object {
     }
 
     const Membership* membershipIn(const qrx::cf::RunLoopMode& mode) const;
-    /// Not due any more, in whichever mode it was.
-    void clearSignal();
+    /// Due, or not due any more, in whichever mode it is.
+    void noteSignal();
+    void clearSignal()
+    {
+        if (_signalled) [[unlikely]] {
+            forgetSignal();
+        }
+    }
     void setDescriptor(int descriptor);
 
     const CFIndex _version;
@@ -65,4 +71,7 @@ struct __CFRunLoopSource : qrx::cf::Object {
     bool _valid = true;
     bool _signalled = false;
     std::vector<Membership> _memberships;
+
+private:
+    void forgetSignal();
 };

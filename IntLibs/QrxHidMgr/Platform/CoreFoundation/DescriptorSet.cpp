@@ -49,18 +49,6 @@ int timedWait(int epollFd, std::span<epoll_event> events, std::chrono::nanosecon
     return ::epoll_wait(epollFd, events.data(), most, roundedMs(remaining));
 }
 
-/// A look that does not wait. As a plain system call where there is one: that of the C library also asks whether the
-/// thread is to be cancelled (54 instructions), and a look is no place for that.
-int lookNow(int epollFd, std::span<epoll_event> events)
-{
-    const int most = static_cast<int>(events.size());
-#ifdef SYS_epoll_wait
-    return static_cast<int>(::syscall(SYS_epoll_wait, epollFd, events.data(), most, 0));
-#else
-    return ::epoll_wait(epollFd, events.data(), most, 0);
-#endif
-}
-
 } // namespace
 
 DescriptorSet::DescriptorSet() : _epoll(::epoll_create1(EPOLL_CLOEXEC))
@@ -108,21 +96,18 @@ void DescriptorSet::unwatch(int watched, int descriptor)
     }
 }
 
-void DescriptorSet::look(const Deadline& deadline, std::size_t most)
+int DescriptorSet::waitUntil(Deadline deadline, std::size_t most)
 {
     const auto events = std::span(_found).first(most);
-    int count = 0;
-    if (deadline.isNow()) {
-        count = lookNow(_epoll.get(), events);
-    } else if (const auto remaining = deadline.remaining()) {
-        count = timedWait(_epoll.get(), events, *remaining);
-    } else {
-        count = ::epoll_wait(_epoll.get(), events.data(), static_cast<int>(most), -1);
+    if (const auto remaining = deadline.remaining()) {
+        return timedWait(_epoll.get(), events, *remaining);
     }
-    _foundCount = static_cast<std::size_t>(std::max(count, 0));
-    _nextFound = 0;
-    _isFoundDoubtful = false;
-    if (count < 0 && errno != EINTR) {
+    return ::epoll_wait(_epoll.get(), events.data(), static_cast<int>(most), -1);
+}
+
+void DescriptorSet::noteFailure()
+{
+    if (errno != EINTR) {
         const int error = errno;
         _epoll.release(); // the number is nobody's now, or somebody else's
         throw std::system_error(error, std::generic_category(), "the descriptor of a run loop was closed by others");
@@ -130,7 +115,7 @@ void DescriptorSet::look(const Deadline& deadline, std::size_t most)
 }
 
 /// Members that were found, but not given, come before others. To epoll they are as good as given.
-void DescriptorSet::lookForOwed(const Deadline& deadline)
+void DescriptorSet::lookForOwed(Deadline deadline)
 {
     const Found before = _found;
     const auto owed = std::span(before).first(_foundCount).subspan(_nextFound);

@@ -12,6 +12,8 @@
 #include <optional>
 
 #include <sys/epoll.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 namespace qrx::cf {
 
@@ -48,9 +50,9 @@ public:
     /// Looks for readable members until there are some, and reports the first: one system call. Nothing if the deadline
     /// passes first, or if a signal interrupts. What the last look has found and takeFound has not given is forgotten.
     /// Throws std::system_error if somebody else has closed the set's descriptor.
-    std::optional<std::uint64_t> wait(const Deadline& deadline, Look looks = Look::one)
+    std::optional<std::uint64_t> wait(Deadline deadline, Look looks = Look::one)
     {
-        if (_nextFound < _foundCount) {
+        if (_nextFound < _foundCount) [[unlikely]] {
             lookForOwed(deadline);
         } else {
             // Asked for fewer than are ready, epoll goes round through them (epoll_wait(2), "round robin"): what is
@@ -73,8 +75,30 @@ private:
     using Found = std::array<epoll_event, kMostFound>;
 
     static std::uint64_t tokenOf(const epoll_event& event) { return event.data.u64; }
-    void look(const Deadline& deadline, std::size_t most);
-    void lookForOwed(const Deadline& deadline);
+    void look(Deadline deadline, std::size_t most)
+    {
+        const int count = deadline.isNow() ? lookNow(most) : waitUntil(deadline, most);
+        _foundCount = count > 0 ? static_cast<std::size_t>(count) : 0;
+        _nextFound = 0;
+        _isFoundDoubtful = false;
+        if (count < 0) [[unlikely]] {
+            noteFailure();
+        }
+    }
+    /// As a plain system call where there is one: that of the C library also asks whether the thread is to be cancelled
+    /// (54 instructions), and a look is no place for that.
+    int lookNow(std::size_t most)
+    {
+#ifdef SYS_epoll_wait
+        return static_cast<int>(::syscall(SYS_epoll_wait, _epoll.get(), _found.data(), static_cast<int>(most), 0));
+#else
+        return ::epoll_wait(_epoll.get(), _found.data(), static_cast<int>(most), 0);
+#endif
+    }
+    int waitUntil(Deadline deadline, std::size_t most);
+    void lookForOwed(Deadline deadline);
+    /// By errno.
+    void noteFailure();
 
     platform::FileDescriptor _epoll;
     const platform::ProcessMark _process;

@@ -41,6 +41,7 @@ std::uint32_t RunLoopMode::add(CFRunLoopSourceRef source)
             std::upper_bound(_version0.begin(), _version0.end(), source,
                              [](CFRunLoopSourceRef a, CFRunLoopSourceRef b) { return a->_order < b->_order; });
         _version0.insert(place, source);
+        _signalledVersion0 += source->_signalled ? 1 : 0;
         return 0;
     }
     const std::uint32_t index = freeSlot();
@@ -74,23 +75,34 @@ void RunLoopMode::remove(const __CFRunLoopSource& source, std::uint32_t index)
 {
     if (source.isVersion0()) {
         std::erase(_version0, &source);
+        _signalledVersion0 -= source._signalled ? 1 : 0;
         return;
     }
     Slot& slot = _slots[index];
     _descriptors.unwatch(slot.watched, source._descriptor);
     slot = Slot{nullptr, slot.generation + 1, -1};
     --_version1Count;
-    forgetSignal(source);
+    if (source._signalled) {
+        forgetSignal(source);
+    }
 }
 
 void RunLoopMode::noteSignal(__CFRunLoopSource& source)
 {
-    _signalled.push_back(&source);
+    if (source.isVersion0()) {
+        ++_signalledVersion0;
+    } else {
+        _signalled.push_back(&source);
+    }
 }
 
 void RunLoopMode::forgetSignal(const __CFRunLoopSource& source)
 {
-    std::erase(_signalled, &source);
+    if (source.isVersion0()) {
+        --_signalledVersion0;
+    } else {
+        std::erase(_signalled, &source);
+    }
 }
 
 std::vector<Reference<CFRunLoopSourceRef>> RunLoopMode::signalledVersion0() const
@@ -109,18 +121,6 @@ Reference<CFRunLoopSourceRef> RunLoopMode::takeSignalled()
     auto source = Reference<CFRunLoopSourceRef>::retaining(_signalled.front());
     source->clearSignal();
     _servedSignalLast = true;
-    return source;
-}
-
-Reference<CFRunLoopSourceRef> RunLoopMode::takeReported(std::uint64_t token)
-{
-    const auto index = static_cast<std::uint32_t>(token);
-    if (index >= _slots.size() || _slots[index].source == nullptr || _slots[index].generation != token >> 32) {
-        return {};
-    }
-    auto source = Reference<CFRunLoopSourceRef>::retaining(_slots[index].source);
-    source->clearSignal();
-    _servedSignalLast = false;
     return source;
 }
 

@@ -6,7 +6,6 @@
 #include "DescriptorSet.h"
 #include "Reference.h"
 
-#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <vector>
@@ -38,17 +37,13 @@ public:
     /// The version-1 member waits for another descriptor than before.
     void changeDescriptor(const __CFRunLoopSource& source, std::uint32_t slot, int earlier);
 
-    /// A version-1 member is due as if its descriptor were readable, or is no longer.
+    /// A member is due by a signal (one of version 1 as if its descriptor were readable), or is no longer.
     void noteSignal(__CFRunLoopSource& source);
     void forgetSignal(const __CFRunLoopSource& source);
 
     /// True if a version-1 member is due by a signal.
     bool hasSignalled() const { return !_signalled.empty(); }
-    bool hasSignalledVersion0() const
-    {
-        return !_version0.empty() && std::any_of(_version0.begin(), _version0.end(),
-                                                 [](CFRunLoopSourceRef source) { return source->_signalled; });
-    }
+    bool hasSignalledVersion0() const { return _signalledVersion0 != 0; }
     /// True if any member is due without a descriptor.
     bool hasDue() const { return hasSignalled() || hasSignalledVersion0(); }
     /// True if a signalled member may be served before a descriptor is looked at: they take turns.
@@ -60,12 +55,22 @@ public:
     /// The next due version-1 member, retained, its signal cleared. One must be due.
     Reference<CFRunLoopSourceRef> takeSignalled();
     /// As above, the member that a token of wait names; nothing if it has left.
-    Reference<CFRunLoopSourceRef> takeReported(std::uint64_t token);
+    Reference<CFRunLoopSourceRef> takeReported(std::uint64_t token)
+    {
+        const auto index = static_cast<std::uint32_t>(token);
+        if (index >= _slots.size() || _slots[index].source == nullptr || _slots[index].generation != token >> 32) {
+            return {};
+        }
+        auto source = Reference<CFRunLoopSourceRef>::retaining(_slots[index].source);
+        source->clearSignal();
+        _servedSignalLast = false;
+        return source;
+    }
 
     // On the loop's thread, with the mutex or without it; wait is for a time without it. As those of DescriptorSet.
 
     std::optional<std::uint64_t> takeFound() { return _descriptors.takeFound(); }
-    std::optional<std::uint64_t> wait(const Deadline& deadline, DescriptorSet::Look look)
+    std::optional<std::uint64_t> wait(Deadline deadline, DescriptorSet::Look look)
     {
         return _descriptors.wait(deadline, look);
     }
@@ -89,6 +94,7 @@ private:
     const Reference<CFStringRef> _name;
     DescriptorSet _descriptors;
     std::vector<CFRunLoopSourceRef> _version0; ///< by order
+    std::size_t _signalledVersion0 = 0;
     std::vector<Slot> _slots;
     std::size_t _version1Count = 0;
     std::vector<CFRunLoopSourceRef> _signalled; ///< version 1, in the order of their signals; has room for all

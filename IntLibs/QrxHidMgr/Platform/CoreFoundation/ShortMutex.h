@@ -14,14 +14,14 @@ public:
     ShortMutex(const ShortMutex&) = delete;
     ShortMutex& operator=(const ShortMutex&) = delete;
 
-    void lock()
+    [[gnu::always_inline]] void lock()
     {
         State expected = kFree;
         if (!_state.compare_exchange_strong(expected, kTaken, std::memory_order_acquire)) [[unlikely]] {
             lockContended();
         }
     }
-    void unlock()
+    [[gnu::always_inline]] void unlock()
     {
         if (_state.exchange(kFree, std::memory_order_release) == kAwaited) [[unlikely]] {
             _state.notify_one();
@@ -45,33 +45,33 @@ private:
     std::atomic<State> _state{kFree};
 };
 
-/// Holds a ShortMutex, but for times in between.
+/// Holds a mutex, which is known to the compiler, but for times in between.
+template <ShortMutex& mutex>
 class ShortLock {
 public:
-    explicit ShortLock(ShortMutex& mutex) : _mutex(mutex) { lock(); }
+    ShortLock() { lock(); }
     ShortLock(const ShortLock&) = delete;
     ShortLock& operator=(const ShortLock&) = delete;
     ~ShortLock()
     {
         if (_isHeld) {
-            _mutex.unlock();
+            mutex.unlock();
         }
     }
 
     void lock()
     {
-        _mutex.lock();
+        mutex.lock();
         _isHeld = true;
     }
     void unlock()
     {
         _isHeld = false;
-        _mutex.unlock();
+        mutex.unlock();
     }
     bool isHeld() const { return _isHeld; }
 
 private:
-    ShortMutex& _mutex;
     bool _isHeld = false;
 };
 
