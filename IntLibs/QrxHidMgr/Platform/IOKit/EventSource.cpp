@@ -2,48 +2,39 @@
 
 #include "CoreFoundation/RunLoopSourceDescriptor.h"
 
-#include <utility>
+#include <memory>
 
 namespace qrx::iokit {
 
-namespace {
-
 /// What the run loop source knows: it may live longer than its client.
-using Link = std::weak_ptr<EventSource::Client>;
+struct EventSource::Link {
+    Client* client;
+};
 
-void* performLink(void*, CFIndex, CFAllocatorRef, void* info)
+void* EventSource::perform(void*, CFIndex, CFAllocatorRef, void* info)
 {
-    // The link may end within the call: whoever is called may invalidate and release the source.
-    if (const auto client = static_cast<Link*>(info)->lock()) {
+    // The link outlives the call: the run loop holds the source for it.
+    if (Client* const client = static_cast<Link*>(info)->client) {
         client->perform();
     }
     return nullptr;
 }
 
-void releaseLink(const void* info)
+EventSource::EventSource(Client& client)
 {
-    delete static_cast<const Link*>(info);
-}
-
-CFRunLoopSourceRef makeSource(std::weak_ptr<EventSource::Client> client)
-{
+    auto link = std::make_unique<Link>(&client);
     CFRunLoopSourceContext1 context{};
     context.version = 1;
-    auto link = std::make_unique<Link>(std::move(client));
     context.info = link.get();
-    context.release = releaseLink;
-    context.perform = performLink;
-    auto* source = CFRunLoopSourceCreate(kCFAllocatorDefault, 0, reinterpret_cast<CFRunLoopSourceContext*>(&context));
-    link.release();
-    return source;
+    context.release = [](const void* info) { delete static_cast<const Link*>(info); };
+    context.perform = perform;
+    _source = CFRunLoopSourceCreate(kCFAllocatorDefault, 0, reinterpret_cast<CFRunLoopSourceContext*>(&context));
+    _link = link.release();
 }
-
-} // namespace
-
-EventSource::EventSource(std::weak_ptr<Client> client) : _source(makeSource(std::move(client))) {}
 
 EventSource::~EventSource()
 {
+    _link->client = nullptr;
     // Out of every loop, whoever else still holds the source.
     CFRunLoopSourceInvalidate(_source);
     CFRelease(_source);

@@ -2,27 +2,25 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
-#include <memory>
-
 namespace qrx::iokit {
 
 /// A version-1 run loop source over a descriptor that comes and goes, for one client.
 ///
 /// The client owns it; others may hold the run loop source longer. Once this object is gone the source is invalid and
-/// the client is never called again.
+/// the client is never called again. On the thread of the run loop that holds the source.
 class EventSource {
 public:
     class Client {
     public:
-        /// The descriptor is readable, or signal() was called. On the thread of the run loop that holds the source; the
-        /// client is kept alive for the call.
+        /// The descriptor is readable, or signal() was called. A client whose call may drop its last reference keeps
+        /// itself.
         virtual void perform() = 0;
 
     protected:
         ~Client() = default;
     };
 
-    explicit EventSource(std::weak_ptr<Client> client);
+    explicit EventSource(Client& client);
     EventSource(const EventSource&) = delete;
     EventSource& operator=(const EventSource&) = delete;
     ~EventSource();
@@ -37,6 +35,11 @@ public:
     void signal();
 
 private:
+    struct Link;
+
+    static void* perform(void* message, CFIndex size, CFAllocatorRef allocator, void* info);
+
+    Link* _link; ///< the run loop source's
     CFRunLoopSourceRef _source;
 };
 

@@ -35,9 +35,7 @@ bool isSame(REFIID first, CFUUIDRef second)
 
 IOCFPlugInInterface** HidDevice::create(std::shared_ptr<HidDriverEntry> entry)
 {
-    const auto device = std::make_shared<HidDevice>(std::move(entry));
-    device->_held = device;
-    return reinterpret_cast<IOCFPlugInInterface**>(&device->_plugInFace);
+    return reinterpret_cast<IOCFPlugInInterface**>(&handOut(std::make_shared<HidDevice>(std::move(entry)))._plugInFace);
 }
 
 HidDevice::HidDevice(std::shared_ptr<HidDriverEntry> entry)
@@ -62,22 +60,6 @@ void* HidDevice::query(REFIID iid)
     return face;
 }
 
-ULONG HidDevice::retain()
-{
-    return ++_count;
-}
-
-ULONG HidDevice::release()
-{
-    const ULONG left = --_count;
-    if (left == 0) {
-        // A callback in progress keeps the object until it returns.
-        const auto held = std::move(_held);
-        retire();
-    }
-    return left;
-}
-
 void HidDevice::retire()
 {
     closeChannel();
@@ -95,7 +77,7 @@ IOReturn HidDevice::createSource(CFRunLoopSourceRef* source)
         return kIOReturnBadArgument;
     }
     if (!_source) {
-        _source = std::make_unique<EventSource>(weak_from_this());
+        _source = std::make_unique<EventSource>(*this);
         _source->watch(descriptor());
     }
     CFRetain(_source->source());
@@ -123,7 +105,7 @@ IOReturn HidDevice::open(IOOptionBits flags)
         tellRefusedOpen(_entry->record().facts, _entry->facts(), resultOf(status));
         return status == platform::Status::success ? kIOReturnError : resultOf(status);
     }
-    std::shared_ptr<HIDChannel> opened = std::move(channel);
+    LocalShared<HIDChannel> opened(std::move(channel));
     open_devices::add(self);
     // From here on nothing takes memory: the device is open or is not.
     _channel = std::move(opened);
@@ -153,7 +135,6 @@ void HidDevice::closeChannel()
     _keepsReports = false;
     // The last step, with nothing of ours half done: a pass or request in progress may hold the channel longer.
     const auto channel = std::move(_channel);
-    _channel.reset();
 }
 
 void HidDevice::setInterruptHandler(const InterruptHandler& handler)
@@ -249,23 +230,9 @@ struct HidDevice::Pass {
 
     bool isCurrent() const { return device._generation == generation; }
 
-    void deliver(std::span<const std::uint8_t> report)
-    {
-        if (!device._queues.empty() || device._keepsReports) {
-            device.noteInput(report, origin);
-        }
-        if (deliversInterrupts && device._interrupt.callback != nullptr) {
-            device.interrupt(report);
-        }
-        // The queue may have been given up meanwhile; then it has no callout any more. Its source's call keeps it.
-        if (origin != nullptr && isCurrent()) {
-            origin->callOut();
-        }
-    }
-
     HidDevice& device;
     HidQueue* const origin;
-    const std::shared_ptr<HIDChannel> channel;
+    const LocalShared<HIDChannel> channel;
     const std::uint64_t generation;
     const bool deliversInterrupts;
     /// Nothing waits.
@@ -274,7 +241,7 @@ struct HidDevice::Pass {
 
 void HidDevice::perform()
 {
-    // The run loop's call keeps the object.
+    const Call call(*this);
     if (!_completions.empty()) {
         deliverCompletions();
     }
@@ -297,10 +264,10 @@ bool HidDevice::pump(HidQueue* origin)
 inline bool HidDevice::takeReports(Pass& pass)
 {
     std::span<const std::uint8_t> report;
-    for (int taken = 0; taken < kReportsPerPass && pass.isCurrent(); ++taken) {
+    for (int taken = 0; taken < kReportsPerPass; ++taken) {
         const HIDChannel::Next next = pass.channel->takeReport(report);
         // Taking a report may run foreign code, which hears of the room that it makes.
-        if (!pass.isCurrent()) {
+        if (_generation != pass.generation) {
             return false;
         }
         if (next != HIDChannel::Next::report) {
@@ -310,9 +277,26 @@ inline bool HidDevice::takeReports(Pass& pass)
             }
             return next == HIDChannel::Next::unasked;
         }
-        pass.deliver(report);
+        deliver(report, pass);
+        if (_generation != pass.generation) {
+            return false;
+        }
     }
-    return pass.isCurrent();
+    return true;
+}
+
+inline void HidDevice::deliver(std::span<const std::uint8_t> report, const Pass& pass)
+{
+    if (!_queues.empty() || _keepsReports) {
+        noteInput(report, pass.origin);
+    }
+    if (pass.deliversInterrupts && _interrupt.callback != nullptr) {
+        interrupt(report);
+    }
+    // The queue may have been given up meanwhile; then it has no callout any more. Its source's call keeps it.
+    if (pass.origin != nullptr && pass.isCurrent()) {
+        pass.origin->callOut();
+    }
 }
 
 void HidDevice::tellLosses(Pass& pass)

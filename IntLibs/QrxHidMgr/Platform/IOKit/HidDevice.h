@@ -1,8 +1,10 @@
 #pragma once
 
+#include "CountedInterface.h"
 #include "EventSource.h"
 #include "HidEntries.h"
 #include "HidQueueElement.h"
+#include "LocalShared.h"
 #include "Provider/Provider.h"
 
 #include <IOKit/IOCFPlugIn.h>
@@ -40,7 +42,7 @@ class HidQueue;
 ///   kIOReturnOverrun;
 /// - getElementValue of an input element tells the last report since its first call, which asks the device for one; it
 ///   asks for feature values each time.
-class HidDevice final : public EventSource::Client, public std::enable_shared_from_this<HidDevice> {
+class HidDevice final : public EventSource::Client, public CountedInterface<HidDevice> {
 public:
     /// What the user holds a pointer to; the tables lead back to the object.
     template <typename Table>
@@ -85,8 +87,6 @@ public:
 
     /// The face of an interface ID with one more reference; null for an unknown one.
     void* query(REFIID iid);
-    ULONG retain();
-    ULONG release();
     IOReturn createSource(CFRunLoopSourceRef* source);
     CFRunLoopSourceRef source() const { return _source ? _source->source() : nullptr; }
     IOReturn open(IOOptionBits flags);
@@ -104,7 +104,7 @@ public:
 
     void add(HidQueue& queue);
     void remove(HidQueue& queue);
-    bool isOpen() const { return _channel != nullptr; }
+    bool isOpen() const { return bool(_channel); }
     /// The device has left, and all that it had sent before has been taken.
     bool isTerminated() const { return _isGone || (!isOpen() && !_entry->isActive()); }
     /// Of the channel; -1 while there is none to watch.
@@ -134,7 +134,9 @@ public:
     void deliverRest();
 
 private:
+    friend CountedInterface;
     struct Pass;
+
     /// Sets `origin`; false if no source of this device is in the calling thread's run loop.
     bool findServedSource(HidQueue*& origin) const;
     using ReportName = std::pair<hid::ReportType, std::uint32_t>;
@@ -146,6 +148,7 @@ private:
     /// of the interrupt handler's size.
     void tellLosses(Pass& pass);
     void noteInput(std::span<const std::uint8_t> bytes, const HidQueue* origin);
+    inline void deliver(std::span<const std::uint8_t> report, const Pass& pass);
     inline void interrupt(std::span<const std::uint8_t> bytes);
     void deviceLeft();
     void retire();
@@ -163,14 +166,11 @@ private:
 
     PlugInFace _plugInFace;
     DeviceFace _deviceFace;
-    ULONG _count = 1;
-    /// Itself while `_count` is not 0.
-    std::shared_ptr<HidDevice> _held;
     const std::shared_ptr<HidDriverEntry> _entry;
     std::shared_ptr<const hid::ElementTree> _elements;
 
     /// Shared with calls in progress: foreign code within them may close the device.
-    std::shared_ptr<platform::HIDChannel> _channel;
+    LocalShared<platform::HIDChannel> _channel;
     /// Goes up with every open and close: a pass that finds another number than it began with is over.
     std::uint64_t _generation = 0;
     bool _isGone = false;

@@ -32,9 +32,7 @@ bool comesBefore(const HidQueueElement& first, const HidQueueElement& second)
 
 IOHIDQueueInterface** HidQueue::create(HidDevice& device)
 {
-    const auto queue = std::make_shared<HidQueue>(device);
-    queue->_held = queue;
-    return reinterpret_cast<IOHIDQueueInterface**>(&queue->_face);
+    return reinterpret_cast<IOHIDQueueInterface**>(&handOut(std::make_shared<HidQueue>(device))._face);
 }
 
 HidQueue::HidQueue(HidDevice& device) : _face{&kHidQueueTable, this}, _device(&device)
@@ -47,22 +45,6 @@ HidQueue::~HidQueue()
     if (_device != nullptr) {
         _device->remove(*this);
     }
-}
-
-ULONG HidQueue::retain()
-{
-    return ++_count;
-}
-
-ULONG HidQueue::release()
-{
-    const ULONG left = --_count;
-    if (left == 0) {
-        // A callout in progress keeps the queue until it returns.
-        const auto held = std::move(_held);
-        retire();
-    }
-    return left;
 }
 
 void HidQueue::retire()
@@ -110,7 +92,7 @@ IOReturn HidQueue::createSource(CFRunLoopSourceRef* source)
         return kIOReturnBadArgument;
     }
     if (!_source) {
-        _source = std::make_unique<EventSource>(weak_from_this());
+        _source = std::make_unique<EventSource>(*this);
         _source->watch(_device->descriptor());
         if (_isCalloutDue) {
             _source->signal();
@@ -314,7 +296,7 @@ void HidQueue::callOut()
 
 void HidQueue::perform()
 {
-    // The run loop's call keeps the queue; the device is kept here.
+    const Call call(*this);
     const auto device = _device != nullptr ? _device->shared_from_this() : nullptr;
     callOut();
     if (_device != nullptr && _device == device.get()) {

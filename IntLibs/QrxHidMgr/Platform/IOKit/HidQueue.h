@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CountedInterface.h"
 #include "EventSource.h"
 #include "HidQueueElement.h"
 
@@ -22,7 +23,7 @@ class HidDevice;
 ///
 /// Its event source fires for events that wait, and takes reports from the device itself: who uses queues needs no
 /// other source. createAsyncPort is not supported.
-class HidQueue final : public EventSource::Client, public std::enable_shared_from_this<HidQueue> {
+class HidQueue final : public EventSource::Client, public CountedInterface<HidQueue> {
 public:
     /// What the queue's user holds a pointer to.
     struct Face {
@@ -39,8 +40,6 @@ public:
 
     // --- for the table ---
 
-    ULONG retain();
-    ULONG release();
     IOReturn createSource(CFRunLoopSourceRef* source);
     CFRunLoopSourceRef source() const { return _source ? _source->source() : nullptr; }
     IOReturn create(std::uint32_t flags, std::uint32_t depth);
@@ -68,6 +67,8 @@ public:
     void tellLoss();
 
 private:
+    friend CountedInterface;
+
     struct Event {
         IOHIDElementType type;
         IOHIDElementCookie cookie;
@@ -87,9 +88,6 @@ private:
     IOReturn state() const;
 
     Face _face;
-    ULONG _count = 1;
-    /// Itself while `_count` is not 0.
-    std::shared_ptr<HidQueue> _held;
     HidDevice* _device;
     std::unique_ptr<EventSource> _source;
     Callout _callout;
