@@ -23,6 +23,8 @@ constexpr std::size_t kLongestControl = 16383;
 /// Reports up to this length are framed on the stack.
 constexpr std::size_t kUsualReport = 1024;
 constexpr std::uint32_t kHighestReportID = 255;
+/// In place of a read's result.
+constexpr ssize_t kNotAsked = -2;
 
 template <typename Call>
 auto uninterrupted(Call call)
@@ -85,19 +87,9 @@ HidrawChannel::HidrawChannel(SystemCalls& calls, OwnedFd fd, std::span<const std
 
 HIDChannel::Next HidrawChannel::takeReport(std::span<const std::uint8_t>& report)
 {
-    if (_batch.isEmpty()) {
-        if (const Next next = fetch(); next != Next::report) {
-            return next;
-        }
-    }
-    report = _batch.take();
-    return Next::report;
-}
-
-inline HIDChannel::Next HidrawChannel::fetch()
-{
-    if (_isGone) {
-        return Next::gone;
+    if (!_batch.isEmpty()) {
+        report = _batch.take();
+        return Next::report;
     }
     if (_isVisitOver) {
         // Whatever has come since makes the descriptor readable again. It may be much: an exception or a nested run of
@@ -105,9 +97,23 @@ inline HIDChannel::Next HidrawChannel::fetch()
         _isVisitOver = false;
         return Next::unasked;
     }
-    const ssize_t size = readSome();
-    if (size > 0) {
-        accept(static_cast<std::size_t>(size));
+    return fetch(report);
+}
+
+/// Kept apart, so that the ways above, which all reports and visits pass, save no registers.
+[[gnu::noinline]] HIDChannel::Next HidrawChannel::fetch(std::span<const std::uint8_t>& report)
+{
+    if (_isGone) {
+        return Next::gone;
+    }
+    ssize_t size = _mode == Mode::unknown ? probe() : kNotAsked;
+    const bool isBatch = _mode == Mode::batches && !_batch.wantsWhole();
+    if (size == kNotAsked) {
+        size = isBatch ? readSegments() : readWhole();
+    }
+    if (size > 0) [[likely]] {
+        accept(static_cast<std::size_t>(size), isBatch);
+        report = _batch.take();
         return Next::report;
     }
     if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
@@ -121,44 +127,36 @@ inline HIDChannel::Next HidrawChannel::fetch()
     return Next::gone;
 }
 
-/// One call that reads; a new channel's first one asks about batches as well.
-inline ssize_t HidrawChannel::readSome()
+inline ssize_t HidrawChannel::readWhole()
 {
-    if (_mode == Mode::unknown) {
-        const ssize_t size = probe();
-        if (_mode == Mode::single) {
-            return size;
-        }
-    }
-    if (readsBatch()) {
-        const auto segments = _batch.segments();
-        return uninterrupted(
-            [&] { return _calls.readv(_fd.get(), segments.data(), static_cast<int>(segments.size())); });
-    }
     const iovec whole = _batch.whole();
     return uninterrupted([&] { return _calls.read(_fd.get(), whole.iov_base, whole.iov_len); });
 }
 
+inline ssize_t HidrawChannel::readSegments()
+{
+    const auto segments = _batch.segments();
+    return uninterrupted([&] { return _calls.readv(_fd.get(), segments.data(), static_cast<int>(segments.size())); });
+}
+
+/// Finds the mode. What the question has read, or kNotAsked if it reads nothing.
 ssize_t HidrawChannel::probe()
 {
     const iovec whole = _batch.whole();
     // For a read, RWF_DSYNC asks for nothing that is not so anyway.
-    ssize_t size = uninterrupted([&] { return _calls.readvFlagged(_fd.get(), &whole, 1, RWF_DSYNC); });
+    const ssize_t size = uninterrupted([&] { return _calls.readvFlagged(_fd.get(), &whole, 1, RWF_DSYNC); });
     if (size < 0 && errno == EOPNOTSUPP) {
         _mode = Mode::batches;
-        return size;
+        return kNotAsked;
     }
     _mode = Mode::single;
-    if (size < 0 && (errno == EINVAL || errno == ENOSYS)) {
-        // An old kernel that does not know the flag or the call.
-        size = uninterrupted([&] { return _calls.read(_fd.get(), whole.iov_base, whole.iov_len); });
-    }
-    return size;
+    // An old kernel may know neither the flag nor the call.
+    return size < 0 && (errno == EINVAL || errno == ENOSYS) ? kNotAsked : size;
 }
 
-inline void HidrawChannel::accept(std::size_t size)
+inline void HidrawChannel::accept(std::size_t size, bool isBatch)
 {
-    if (readsBatch()) {
+    if (isBatch) {
         _batch.setSegments(size);
     } else {
         _batch.setWhole(size);

@@ -47,11 +47,11 @@ private:
     enum class Mode { unknown, batches, single };
 
     // One piece of code, since short reports pass it one by one.
-    inline Next fetch();
-    inline ssize_t readSome();
+    Next fetch(std::span<const std::uint8_t>& report);
+    inline ssize_t readWhole();
+    inline ssize_t readSegments();
     ssize_t probe();
-    bool readsBatch() const { return _mode == Mode::batches && !_batch.wantsWhole(); }
-    inline void accept(std::size_t size);
+    inline void accept(std::size_t size, bool isBatch);
     void noteFullQueue();
     Status send(ReportType type, std::span<std::uint8_t> framed);
 

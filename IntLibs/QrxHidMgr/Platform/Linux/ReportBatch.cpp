@@ -52,11 +52,6 @@ ReportBatch::ReportBatch(std::span<const std::uint8_t> reportDescriptor)
     offer(kFewestSegments);
 }
 
-iovec ReportBatch::whole()
-{
-    return {_bytes.data(), _bytes.size()};
-}
-
 void ReportBatch::setSegments(std::size_t size)
 {
     const std::size_t full = size / _segmentBytes;

@@ -32,7 +32,7 @@ public:
     explicit ReportBatch(std::span<const std::uint8_t> reportDescriptor);
 
     /// For one report a call: a buffer into which every report fits.
-    iovec whole();
+    iovec whole() { return {_bytes.data(), _bytes.size()}; }
     /// For as many reports as there are segments. Empty if reports cannot be told apart by their length.
     std::span<const iovec> segments() const { return std::span(_segments).first(_offered); }
     /// True if the next call should be one for `whole`, false for one for `segments`.
