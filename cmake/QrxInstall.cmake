@@ -1,13 +1,19 @@
-# Installation: libraries, headers, a CMake package and a pkg-config file.
+# Installation: the library, headers, a CMake package and a pkg-config file, in components:
+#   runtime      the shared library
+#   development  what programs are built with: headers, the static library, the package files
+#   tools        qrxhid with its manual page
 
 include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QrxHIDManager)
-install(TARGETS QrxHIDManager-embedded QrxHIDManager-embedded-static
+
+install(TARGETS ${QRX_FORMS}
     EXPORT QrxHIDManager-targets
-    FRAMEWORK DESTINATION ${CMAKE_INSTALL_LIBDIR}
-    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/QrxHIDManager)
-install(EXPORT QrxHIDManager-targets NAMESPACE QrxHIDManager:: DESTINATION ${package_dir})
+    FRAMEWORK DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
+    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/QrxHIDManager COMPONENT development)
+install(EXPORT QrxHIDManager-targets NAMESPACE QrxHIDManager:: DESTINATION ${package_dir} COMPONENT development)
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/QrxHIDManagerConfig.cmake.in
     ${PROJECT_BINARY_DIR}/QrxHIDManagerConfig.cmake
@@ -17,10 +23,32 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/QrxHIDManagerConfigVersio
 install(FILES
     ${PROJECT_BINARY_DIR}/QrxHIDManagerConfig.cmake
     ${PROJECT_BINARY_DIR}/QrxHIDManagerConfigVersion.cmake
-    DESTINATION ${package_dir})
+    ${CMAKE_CURRENT_LIST_DIR}/FindLibudev.cmake
+    DESTINATION ${package_dir} COMPONENT development)
 
 if(NOT APPLE)
+    # The file finds its prefix from where it lies, so that the installation can be moved.
+    file(RELATIVE_PATH prefix_from_pkgconfig
+        ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+    string(REGEX REPLACE "/$" "" prefix_from_pkgconfig "${prefix_from_pkgconfig}")
     configure_file(${CMAKE_CURRENT_LIST_DIR}/QrxHIDManager-embedded.pc.in
         ${PROJECT_BINARY_DIR}/QrxHIDManager-embedded.pc @ONLY)
-    install(FILES ${PROJECT_BINARY_DIR}/QrxHIDManager-embedded.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+    install(FILES ${PROJECT_BINARY_DIR}/QrxHIDManager-embedded.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endif()
+
+if(PROJECT_IS_TOP_LEVEL)
+    configure_file(${CMAKE_CURRENT_LIST_DIR}/uninstall.cmake.in ${PROJECT_BINARY_DIR}/uninstall.cmake @ONLY)
+    add_custom_target(uninstall
+        COMMAND ${CMAKE_COMMAND} -P ${PROJECT_BINARY_DIR}/uninstall.cmake
+        COMMENT "Removing what was installed" VERBATIM)
+
+    set(CPACK_PACKAGE_VENDOR "the maintainers of QrxHIDManager")
+    set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "${PROJECT_DESCRIPTION}")
+    set(CPACK_RESOURCE_FILE_LICENSE ${PROJECT_SOURCE_DIR}/LICENSE)
+    set(CPACK_GENERATOR TGZ)
+    set(CPACK_SOURCE_GENERATOR TGZ)
+    set(CPACK_SOURCE_IGNORE_FILES "/build/;/\\\\.git/")
+    set(CPACK_VERBATIM_VARIABLES ON)
+    include(CPack)
 endif()
