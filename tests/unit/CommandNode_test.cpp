@@ -51,7 +51,7 @@ TEST(CommandNode, AResizeToThePresentLengthClearsInTheSameStorage)
 {
     CommandNode node;
     node.setReport(threeBytes());
-    signed char const* const storage = &node.getReport()[0];
+    const signed char* const storage = &node.getReport()[0];
     node.resizeReport(3);
     EXPECT_EQ(node.getReportLen(), 3U);
     EXPECT_EQ(&node.getReport()[0], storage);
@@ -84,7 +84,7 @@ TEST(CommandNode, ANewReportOfTheSameLengthKeepsTheStorage)
 {
     CommandNode node;
     node.resizeReport(3);
-    signed char const* const storage = &node.getReport()[0];
+    const signed char* const storage = &node.getReport()[0];
     node.setReport(threeBytes());
     EXPECT_EQ(&node.getReport()[0], storage);
     EXPECT_EQ(node.getReportAt(1), -2);

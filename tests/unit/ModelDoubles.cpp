@@ -2,18 +2,18 @@
 
 #include <regex>
 
-std::string printed(mis::VPrintable const& object, int depth, int indent)
+std::string printed(const mis::VPrintable& object, int depth, int indent)
 {
     std::ostringstream stream;
     object.print(stream, depth, indent);
-    static std::regex const objectID("object id = [0-9]+");
+    static const std::regex objectID("object id = [0-9]+");
     return std::regex_replace(stream.str(), objectID, "object id = #");
 }
 
-std::string bytesText(std::valarray<uint8_t> const& bytes)
+std::string bytesText(const std::valarray<uint8_t>& bytes)
 {
     std::string text;
-    for (uint8_t const byte : bytes)
+    for (const uint8_t byte : bytes)
         text += (text.empty() ? "" : " ") + std::to_string(byte);
     return text;
 }

@@ -26,8 +26,8 @@ using Events = std::vector<std::string>;
 class CapturedStream {
 public:
     explicit CapturedStream(std::ostream& stream) : _stream(stream), _original(stream.rdbuf(&_buffer)) {}
-    CapturedStream(CapturedStream const&) = delete;
-    CapturedStream& operator=(CapturedStream const&) = delete;
+    CapturedStream(const CapturedStream&) = delete;
+    CapturedStream& operator=(const CapturedStream&) = delete;
     ~CapturedStream() { _stream.rdbuf(_original); }
 
     std::string text() const { return _buffer.str(); }
@@ -51,22 +51,22 @@ private:
 };
 
 /// The object's print with "#" for every object id.
-std::string printed(mis::VPrintable const& object, int depth = 0, int indent = 0);
+std::string printed(const mis::VPrintable& object, int depth = 0, int indent = 0);
 
 /// The bytes in decimal, separated by blanks.
-std::string bytesText(std::valarray<uint8_t> const& bytes);
+std::string bytesText(const std::valarray<uint8_t>& bytes);
 
 /// Writes "NAME ends" to the record when the object that has it as a member begins to end.
 class Obituary {
 public:
-    void write(Events& events, std::string const& name)
+    void write(Events& events, const std::string& name)
     {
         _events = &events;
         _name = name;
     }
     Obituary() = default;
-    Obituary(Obituary const&) = delete;
-    Obituary& operator=(Obituary const&) = delete;
+    Obituary(const Obituary&) = delete;
+    Obituary& operator=(const Obituary&) = delete;
     ~Obituary()
     {
         if (_events != nullptr)
@@ -201,7 +201,7 @@ public:
     /// Devices with one identity, other than 0, are equal.
     bool operator==(const QrxHIDDevice& other) const override
     {
-        auto const* const fake = dynamic_cast<FakeDevice const*>(&other);
+        const auto* const fake = dynamic_cast<const FakeDevice*>(&other);
         return QrxHIDDevice::operator==(other) || (fake != nullptr && identity != 0 && identity == fake->identity);
     }
     void setReport(unsigned int reportType, unsigned int reportID, std::valarray<uint8_t> report,
@@ -229,11 +229,11 @@ public:
     using QrxDeviceTree::observe;
     using QrxDeviceTree::populate;
 
-    void populate(std::vector<std::pair<unsigned short, unsigned short>> const& ids) override
+    void populate(const std::vector<std::pair<unsigned short, unsigned short>>& ids) override
     {
         QrxDeviceTree::populate(ids);
     }
-    void observe(std::vector<std::pair<unsigned short, unsigned short>> const& ids) override
+    void observe(const std::vector<std::pair<unsigned short, unsigned short>>& ids) override
     {
         QrxDeviceTree::observe(ids);
     }

@@ -28,7 +28,7 @@ public:
 };
 #pragma GCC diagnostic pop
 
-char const* const kEmptyHandle = "IntLibs/QrxHidMgr/Headers/swizzler:249: failed assertion `_pointer != NULL'\n";
+const char* const kEmptyHandle = "IntLibs/QrxHidMgr/Headers/swizzler:249: failed assertion `_pointer != NULL'\n";
 
 } // namespace
 
@@ -38,7 +38,7 @@ protected:
     {
         _QrxDeviceTreeImpl::sm_OnPopulate = [this](_QrxDeviceTreeImpl& tree) {
             populated = tree.getVendorAndProductIDs();
-            for (mis::swizzler<FakeDevice> const& device : present)
+            for (const mis::swizzler<FakeDevice>& device : present)
                 tree._addDevice(device);
         };
         _QrxDeviceTreeImpl::sm_OnObserve = [this](_QrxDeviceTreeImpl& tree) {
@@ -96,7 +96,7 @@ TEST_F(QrxDeviceTreeInterfaceTest, CreatingAgainLeavesOneTreeForTheSecondList)
 TEST_F(QrxDeviceTreeInterfaceTest, AFirstTreeThatIsHeldSurvivesTheSecond)
 {
     facade.createDeviceTree(Pairs{{1, 2}});
-    mis::swizzler<QrxDeviceTree> const first = facade._deviceTree;
+    const mis::swizzler<QrxDeviceTree> first = facade._deviceTree;
     facade.createDeviceTree(Pairs{{3, 4}});
     EXPECT_EQ(_QrxDeviceTreeImpl::sm_LiveTrees, 2);
     EXPECT_EQ(first->getReferenceCount(), 1U);
@@ -123,7 +123,7 @@ TEST_F(QrxDeviceTreeInterfaceTest, StartingObservesAndWritesTheCount)
 {
     present = {new FakeDevice(1), new FakeDevice(2)};
     facade.createDeviceTree(Pairs{{1, 2}});
-    std::string const before = out.text();
+    const std::string before = out.text();
     EXPECT_TRUE(facade.startTheDeviceService());
     EXPECT_EQ(observed, (Pairs{{1, 2}}));
     EXPECT_EQ(out.text().substr(before.size()), "QrxDeviceTreeInterface() Device count in tree = 2\n");
@@ -155,7 +155,7 @@ TEST_F(QrxDeviceTreeInterfaceTest, StoppingChangesNothing)
     present = {new FakeDevice(1)};
     facade.createDeviceTree(Pairs{{1, 2}});
     facade.startTheDeviceService();
-    std::string const before = out.text();
+    const std::string before = out.text();
     facade.stopTheDeviceService();
     EXPECT_EQ(out.text(), before);
     EXPECT_EQ(facade._deviceTree->getHIDDeviceCount(), 1U);
@@ -188,7 +188,7 @@ TEST_F(QrxDeviceTreeInterfaceTest, SendingWithoutADeviceThrows)
     try {
         facade.setOutputReport(1, 0, Bytes{1}, 0);
         FAIL() << "no exception";
-    } catch (std::out_of_range const& error) {
+    } catch (const std::out_of_range& error) {
         EXPECT_STREQ(error.what(), "vector [] access out of range");
     }
 }

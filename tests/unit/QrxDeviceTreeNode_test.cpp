@@ -14,7 +14,7 @@ using NodePtr = mis::swizzler<QrxDeviceTreeNode>;
 
 TEST(QrxDeviceTreeNode, AFreshNodeHasNeitherParentNorTree)
 {
-    NodePtr const node(new PlainNode);
+    const NodePtr node(new PlainNode);
     EXPECT_FALSE(node->_hasParent());
     EXPECT_TRUE(node->_getParent() == nullptr);
     EXPECT_TRUE(node->getDeviceTree() == nullptr);
@@ -22,18 +22,18 @@ TEST(QrxDeviceTreeNode, AFreshNodeHasNeitherParentNorTree)
 
 TEST(QrxDeviceTreeNode, ATreeIsItsOwnTree)
 {
-    mis::swizzler<QrxDeviceTree> const tree(new FakeTree);
+    const mis::swizzler<QrxDeviceTree> tree(new FakeTree);
     EXPECT_TRUE(tree->getDeviceTree() == tree);
     EXPECT_EQ(tree->getReferenceCount(), 1U);
 }
 
 TEST(QrxDeviceTreeNode, ACapabilityThreeLevelsBelowADeviceFindsTheTree)
 {
-    mis::swizzler<QrxDeviceTree> const tree(new FakeTree);
-    mis::swizzler<QrxHIDDevice> const device(new FakeDevice);
-    NodePtr const interface(new PlainNode);
-    mis::swizzler<QrxHIDCollection> const collection(new FakeCollection);
-    QrxHIDElementPtr const capability(new FakeCapability);
+    const mis::swizzler<QrxDeviceTree> tree(new FakeTree);
+    const mis::swizzler<QrxHIDDevice> device(new FakeDevice);
+    const NodePtr interface(new PlainNode);
+    const mis::swizzler<QrxHIDCollection> collection(new FakeCollection);
+    const QrxHIDElementPtr capability(new FakeCapability);
     device->_setParent(tree);
     interface->_setParent(device);
     collection->_setParent(interface);
@@ -43,17 +43,17 @@ TEST(QrxDeviceTreeNode, ACapabilityThreeLevelsBelowADeviceFindsTheTree)
 
 TEST(QrxDeviceTreeNode, AChainThatDoesNotEndInATreeHasNone)
 {
-    NodePtr const root(new PlainNode);
-    NodePtr const node(new PlainNode);
+    const NodePtr root(new PlainNode);
+    const NodePtr node(new PlainNode);
     node->_setParent(root);
     EXPECT_TRUE(node->getDeviceTree() == nullptr);
 }
 
 TEST(QrxDeviceTreeNode, OnlyTheNamedParentIsForgotten)
 {
-    NodePtr const parent(new PlainNode);
-    NodePtr const other(new PlainNode);
-    NodePtr const node(new PlainNode);
+    const NodePtr parent(new PlainNode);
+    const NodePtr other(new PlainNode);
+    const NodePtr node(new PlainNode);
     node->_setParent(parent);
     node->_forgetParent(other.get());
     EXPECT_TRUE(node->_getParent() == parent);
@@ -63,8 +63,8 @@ TEST(QrxDeviceTreeNode, OnlyTheNamedParentIsForgotten)
 
 TEST(QrxDeviceTreeNode, NullForgetsAnyParent)
 {
-    NodePtr const parent(new PlainNode);
-    NodePtr const node(new PlainNode);
+    const NodePtr parent(new PlainNode);
+    const NodePtr node(new PlainNode);
     node->_setParent(parent);
     node->_forgetParent(nullptr);
     EXPECT_FALSE(node->_hasParent());
@@ -72,9 +72,9 @@ TEST(QrxDeviceTreeNode, NullForgetsAnyParent)
 
 TEST(QrxDeviceTreeNode, ANewParentReplacesTheOldOne)
 {
-    NodePtr const first(new PlainNode);
-    NodePtr const second(new PlainNode);
-    NodePtr const node(new PlainNode);
+    const NodePtr first(new PlainNode);
+    const NodePtr second(new PlainNode);
+    const NodePtr node(new PlainNode);
     node->_setParent(first);
     node->_setParent(second);
     EXPECT_TRUE(node->_getParent() == second);
@@ -84,12 +84,12 @@ TEST(QrxDeviceTreeNode, ANewParentReplacesTheOldOne)
 
 TEST(QrxDeviceTreeNode, AParentIsHeldOnlyByTheHandleThatNamesIt)
 {
-    NodePtr const parent(new PlainNode);
-    NodePtr const node(new PlainNode);
+    const NodePtr parent(new PlainNode);
+    const NodePtr node(new PlainNode);
     node->_setParent(parent);
     EXPECT_EQ(parent->getReferenceCount(), 1U);
     {
-        NodePtr const named = node->_getParent();
+        const NodePtr named = node->_getParent();
         EXPECT_EQ(parent->getReferenceCount(), 2U);
     }
     EXPECT_EQ(parent->getReferenceCount(), 1U);
@@ -97,7 +97,7 @@ TEST(QrxDeviceTreeNode, AParentIsHeldOnlyByTheHandleThatNamesIt)
 
 TEST(QrxDeviceTreeNode, TheEndOfAChildDoesNotTouchItsParent)
 {
-    NodePtr const parent(new PlainNode);
+    const NodePtr parent(new PlainNode);
     NodePtr(new PlainNode)->_setParent(parent);
     EXPECT_EQ(parent->getReferenceCount(), 1U);
 }
@@ -114,7 +114,7 @@ TEST(QrxDeviceTreeNode, WhatOthersHangBelowHasNoCopies)
 TEST(QrxDeviceTreeNode, ACopyHangsNowhereAndAssignmentKeepsThePlace)
 {
     struct CopiedNode : QrxDeviceTreeNode {};
-    NodePtr const parent(new PlainNode);
+    const NodePtr parent(new PlainNode);
     CopiedNode original;
     original._setParent(parent);
     CopiedNode copy(original);
@@ -126,6 +126,6 @@ TEST(QrxDeviceTreeNode, ACopyHangsNowhereAndAssignmentKeepsThePlace)
 
 TEST(QrxDeviceTreeNode, PrintsAsAPlainCollectable)
 {
-    NodePtr const node(new PlainNode);
+    const NodePtr node(new PlainNode);
     EXPECT_EQ(printed(*node, 2, 2), "{ object id = # VCollectable.referenceCount = 1 }");
 }

@@ -16,15 +16,15 @@ using DevicePtr = mis::swizzler<QrxHIDDevice>;
 using TreePtr = mis::swizzler<QrxDeviceTree>;
 using Pairs = std::vector<std::pair<unsigned short, unsigned short>>;
 
-char const* const kAddedLine = "device notification: device added\n";
-char const* const kRemovedLine = "device notification: id 2\n";
+const char* const kAddedLine = "device notification: device added\n";
+const char* const kRemovedLine = "device notification: id 2\n";
 
 /// What the exception says that an access past the end throws, or what happened instead.
-std::string messageOf(std::function<void()> const& access)
+std::string messageOf(const std::function<void()>& access)
 {
     try {
         access();
-    } catch (std::out_of_range const& error) {
+    } catch (const std::out_of_range& error) {
         return error.what();
     } catch (...) {
         return "another exception";
@@ -38,9 +38,9 @@ public:
     ComparingDevice(std::string name, Events& events) : _name(std::move(name)), _events(events) {}
     bool operator==(const QrxHIDDevice& other) const override
     {
-        auto const* const device = dynamic_cast<ComparingDevice const*>(&other);
+        const auto* const device = dynamic_cast<const ComparingDevice*>(&other);
         _events.push_back(_name + " == " + (device != nullptr ? device->_name : "?"));
-        if (auto const action = onCompare) // a copy: what is done may replace it
+        if (const auto action = onCompare) // a copy: what is done may replace it
             action();
         return equal;
     }
@@ -53,7 +53,7 @@ public:
     std::function<void()> onCompare;
 
 private:
-    std::string const _name;
+    const std::string _name;
     Events& _events;
 };
 
@@ -62,7 +62,7 @@ public:
     explicit NotificationLogger(Events& events) : _events(events) {}
     void deviceNotification(unsigned int kind, DevicePtr device) override
     {
-        auto const* const fake = static_cast<FakeDevice const*>(device.get());
+        const auto* const fake = static_cast<const FakeDevice*>(device.get());
         _events.push_back("kind " + std::to_string(kind) + " of " + std::to_string(fake->identity) + ", " +
                           std::to_string(getHIDDeviceCount()) + " listed, parent " +
                           (device->getDeviceTree() == this ? "is the tree" : "is not the tree"));
@@ -113,7 +113,7 @@ protected:
 
     DevicePtr added(int identity)
     {
-        DevicePtr const device(new FakeDevice(identity));
+        const DevicePtr device(new FakeDevice(identity));
         tree->_addDevice(device);
         return device;
     }
@@ -121,7 +121,7 @@ protected:
 
 TEST(QrxDeviceTreeOnce, TheFactoryMakesThePlatformsTreeWithOneReference)
 {
-    TreePtr const tree = QrxDeviceTree::NewInstance();
+    const TreePtr tree = QrxDeviceTree::NewInstance();
     EXPECT_NE(dynamic_cast<_QrxDeviceTreeImpl*>(tree.get()), nullptr);
     EXPECT_EQ(tree->getReferenceCount(), 1U);
     EXPECT_EQ(tree->getHIDDeviceCount(), 0U);
@@ -141,7 +141,7 @@ TEST_F(QrxDeviceTreeTest, AnAccessPastTheEndThrows)
 
 TEST_F(QrxDeviceTreeTest, AnAddedDeviceIsListedHeldAndBelowTheTree)
 {
-    DevicePtr const device = added(1);
+    const DevicePtr device = added(1);
     EXPECT_EQ(tree->getHIDDeviceCount(), 1U);
     EXPECT_EQ(device->getReferenceCount(), 2U);
     EXPECT_TRUE(tree->getDeviceAtIndex(0) == device);
@@ -151,9 +151,9 @@ TEST_F(QrxDeviceTreeTest, AnAddedDeviceIsListedHeldAndBelowTheTree)
 
 TEST_F(QrxDeviceTreeTest, ADeviceThatIsAlreadyListedIsRefused)
 {
-    DevicePtr const device = added(1);
+    const DevicePtr device = added(1);
     tree->_addDevice(device);
-    DevicePtr const equal(new FakeDevice(1));
+    const DevicePtr equal(new FakeDevice(1));
     tree->_addDevice(equal);
     EXPECT_EQ(tree->getHIDDeviceCount(), 1U);
     EXPECT_FALSE(equal->_hasParent());
@@ -164,7 +164,7 @@ TEST_F(QrxDeviceTreeTest, ADeviceThatIsAlreadyListedIsRefused)
 TEST_F(QrxDeviceTreeTest, ADeviceThatIsNotHIDIsRefusedSilently)
 {
     tree->setDelegate(&delegate);
-    mis::swizzler<FakeDevice> const device(new FakeDevice(1));
+    const mis::swizzler<FakeDevice> device(new FakeDevice(1));
     device->hid = false;
     tree->_addDevice(device);
     EXPECT_EQ(tree->getHIDDeviceCount(), 0U);
@@ -184,10 +184,10 @@ TEST_F(QrxDeviceTreeTest, EmptyHandlesAreIgnored)
 TEST_F(QrxDeviceTreeTest, ListedDevicesAreAskedFirstToLastUntilOneIsEqual)
 {
     Events events;
-    mis::swizzler<ComparingDevice> const a(new ComparingDevice("a", events));
-    mis::swizzler<ComparingDevice> const b(new ComparingDevice("b", events));
-    mis::swizzler<ComparingDevice> const c(new ComparingDevice("c", events));
-    mis::swizzler<ComparingDevice> const d(new ComparingDevice("d", events));
+    const mis::swizzler<ComparingDevice> a(new ComparingDevice("a", events));
+    const mis::swizzler<ComparingDevice> b(new ComparingDevice("b", events));
+    const mis::swizzler<ComparingDevice> c(new ComparingDevice("c", events));
+    const mis::swizzler<ComparingDevice> d(new ComparingDevice("d", events));
     tree->_addDevice(a);
     tree->_addDevice(b);
     tree->_addDevice(c);
@@ -204,8 +204,8 @@ TEST_F(QrxDeviceTreeTest, ListedDevicesAreAskedFirstToLastUntilOneIsEqual)
 TEST_F(QrxDeviceTreeTest, AComparisonMayTakeTheDeviceBeforeOffTheList)
 {
     Events events;
-    DevicePtr const a = added(1);
-    mis::swizzler<ComparingDevice> const b(new ComparingDevice("b", events));
+    const DevicePtr a = added(1);
+    const mis::swizzler<ComparingDevice> b(new ComparingDevice("b", events));
     tree->_addDevice(b);
     b->onCompare = [&] { tree->_removeDevice(a); };
     b->equal = true;
@@ -219,9 +219,9 @@ TEST_F(QrxDeviceTreeTest, AComparisonMayTakeItsOwnDeviceOffTheListAndEndIt)
     auto* const a = new ComparingDevice("a", events);
     a->obituary.write(events, "a");
     tree->_addDevice(DevicePtr(a));
-    mis::swizzler<ComparingDevice> const b(new ComparingDevice("b", events));
+    const mis::swizzler<ComparingDevice> b(new ComparingDevice("b", events));
     tree->_addDevice(b);
-    DevicePtr const sought(new FakeDevice(2));
+    const DevicePtr sought(new FakeDevice(2));
     a->onCompare = [&] {
         a->onCompare = nullptr;
         a->equal = true;
@@ -238,11 +238,11 @@ TEST_F(QrxDeviceTreeTest, AComparisonMayTakeItsOwnDeviceOffTheListAndEndIt)
 TEST_F(QrxDeviceTreeTest, ADeviceThatItsComparisonHasTakenOffIsNotToldOfTwice)
 {
     Events events;
-    mis::swizzler<ComparingDevice> const a(new ComparingDevice("a", events));
+    const mis::swizzler<ComparingDevice> a(new ComparingDevice("a", events));
     tree->_addDevice(a);
     added(1);
-    std::string const before = out.text();
-    DevicePtr const sought(new FakeDevice(2));
+    const std::string before = out.text();
+    const DevicePtr sought(new FakeDevice(2));
     a->equal = true;
     a->onCompare = [&] {
         a->onCompare = nullptr;
@@ -255,7 +255,7 @@ TEST_F(QrxDeviceTreeTest, ADeviceThatItsComparisonHasTakenOffIsNotToldOfTwice)
 
 TEST_F(QrxDeviceTreeTest, WithoutADelegateAdditionAndRemovalWriteTheirLinesUnflushed)
 {
-    DevicePtr const device = added(1);
+    const DevicePtr device = added(1);
     EXPECT_EQ(out.text(), kAddedLine);
     tree->_removeDevice(device);
     EXPECT_EQ(out.text(), std::string(kAddedLine) + kRemovedLine);
@@ -265,7 +265,7 @@ TEST_F(QrxDeviceTreeTest, WithoutADelegateAdditionAndRemovalWriteTheirLinesUnflu
 TEST_F(QrxDeviceTreeTest, WithADelegateAnAdditionCallsItAndARemovalOnlyWritesItsLine)
 {
     tree->setDelegate(&delegate);
-    DevicePtr const device = added(1);
+    const DevicePtr device = added(1);
     EXPECT_EQ(delegate.calls, 1);
     EXPECT_EQ(out.text(), "");
     tree->_removeDevice(device);
@@ -295,9 +295,9 @@ TEST_F(QrxDeviceTreeTest, TheDelegateCanBeRemovedAgain)
 
 TEST_F(QrxDeviceTreeTest, RemovingTheSecondOfThreeLeavesTheOthersInOrder)
 {
-    DevicePtr const first = added(1);
-    DevicePtr const second = added(2);
-    DevicePtr const third = added(3);
+    const DevicePtr first = added(1);
+    const DevicePtr second = added(2);
+    const DevicePtr third = added(3);
     tree->_removeDevice(second);
     ASSERT_EQ(tree->getHIDDeviceCount(), 2U);
     EXPECT_TRUE(tree->getDeviceAtIndex(0) == first);
@@ -315,7 +315,7 @@ TEST_F(QrxDeviceTreeTest, RemovingWhatIsNotListedDoesNothing)
 
 TEST_F(QrxDeviceTreeTest, ARemovedDeviceKeepsItsTree)
 {
-    DevicePtr const device = added(1);
+    const DevicePtr device = added(1);
     tree->_removeDevice(device);
     EXPECT_TRUE(device->getDeviceTree() == tree);
     device->_forgetParent(tree.get());
@@ -324,8 +324,8 @@ TEST_F(QrxDeviceTreeTest, ARemovedDeviceKeepsItsTree)
 TEST(QrxDeviceTreeOnce, NotificationsComeThroughTheVirtualTableAfterTheListHasChanged)
 {
     Events events;
-    TreePtr const tree(new NotificationLogger(events));
-    DevicePtr const device(new FakeDevice(7));
+    const TreePtr tree(new NotificationLogger(events));
+    const DevicePtr device(new FakeDevice(7));
     tree->_addDevice(device);
     tree->_removeDevice(DevicePtr(device));
     EXPECT_EQ(events,
@@ -358,7 +358,7 @@ TEST_F(QrxDeviceTreeTest, ItsOwnPairsMayBeGivenAgain)
 
 TEST_F(QrxDeviceTreeTest, ADeviceThatOutlivesItsTreeHasNoParent)
 {
-    DevicePtr const device = added(1);
+    const DevicePtr device = added(1);
     tree.release();
     EXPECT_FALSE(device->_hasParent());
     EXPECT_TRUE(device->getDeviceTree() == nullptr);
@@ -367,17 +367,17 @@ TEST_F(QrxDeviceTreeTest, ADeviceThatOutlivesItsTreeHasNoParent)
 
 TEST_F(QrxDeviceTreeTest, NoneOfTheDevicesThatOutliveTheirTreeHasAParent)
 {
-    DevicePtr const devices[] = {added(1), added(2), added(3)};
+    const DevicePtr devices[] = {added(1), added(2), added(3)};
     tree.release();
-    for (DevicePtr const& device : devices)
+    for (const DevicePtr& device : devices)
         EXPECT_FALSE(device->_hasParent());
 }
 
 TEST_F(QrxDeviceTreeTest, AtItsEndTheTreeReleasesItsDevicesFirstToLast)
 {
     Events events;
-    for (char const* const name : {"first", "second", "third"}) {
-        mis::swizzler<FakeDevice> const device(new FakeDevice);
+    for (const char* const name : {"first", "second", "third"}) {
+        const mis::swizzler<FakeDevice> device(new FakeDevice);
         device->obituary.write(events, name);
         tree->_addDevice(device);
     }
@@ -408,7 +408,7 @@ TEST_F(QrxDeviceTreeTest, TheDelegateMayDropTheLastHandleOnTheTree)
     Events events;
     static_cast<FakeTree&>(*tree).obituary.write(events, "tree");
     tree->setDelegate(&delegate);
-    DevicePtr const device(new FakeDevice(1));
+    const DevicePtr device(new FakeDevice(1));
     delegate.onDeviceAdded = [&](DevicePtr&) {
         tree.release();
         events.push_back("dropped");
@@ -433,7 +433,7 @@ TEST_F(QrxDeviceTreeTest, AnExceptionOfTheDelegateLeavesTheDeviceListedAndTheCou
 {
     tree->setDelegate(&delegate);
     delegate.onDeviceAdded = [](DevicePtr&) { throw std::runtime_error("no"); };
-    DevicePtr const device(new FakeDevice(1));
+    const DevicePtr device(new FakeDevice(1));
     EXPECT_THROW(tree->_addDevice(device), std::runtime_error);
     EXPECT_EQ(tree->getHIDDeviceCount(), 1U);
     EXPECT_EQ(tree->getReferenceCount(), 1U);
@@ -448,8 +448,8 @@ TEST_F(QrxDeviceTreeTest, AnEqualObjectThatEndsWithItsRemovalMayLookAtTheList)
     deviceDelegate->onEnd = [&] { events.push_back(std::to_string(tree->getHIDDeviceCount()) + " listed"); };
     listed->setDelegate(deviceDelegate);
     tree->_addDevice(DevicePtr(listed));
-    DevicePtr const other = added(2);
-    DevicePtr const equal(new FakeDevice(1));
+    const DevicePtr other = added(2);
+    const DevicePtr equal(new FakeDevice(1));
     tree->_removeDevice(equal);
     EXPECT_EQ(events, (Events{"delegate ends", "1 listed"}));
     EXPECT_TRUE(tree->getDeviceAtIndex(0) == other);
@@ -457,9 +457,9 @@ TEST_F(QrxDeviceTreeTest, AnEqualObjectThatEndsWithItsRemovalMayLookAtTheList)
 
 TEST(QrxDeviceTreeOnce, ATreeThatNobodyHoldsSurvivesAnAddition)
 {
-    CapturedStream const out(std::cout);
+    const CapturedStream out(std::cout);
     FakeTree tree;
-    DevicePtr const device(new FakeDevice(1));
+    const DevicePtr device(new FakeDevice(1));
     tree._addDevice(device);
     tree._removeDevice(device);
     tree._addDevice(device);
@@ -474,7 +474,7 @@ TEST(QrxDeviceTreeOnce, TheDelegateOfATreeThatNobodyHoldsMayAskForIt)
     tree.setDelegate(&delegate);
     delegate.onDeviceAdded = [&](DevicePtr& device) { EXPECT_EQ(device->getDeviceTree().get(), &tree); };
     tree._addDevice(DevicePtr(new FakeDevice(2)));
-    DevicePtr const listed = tree.getDeviceAtIndex(0);
+    const DevicePtr listed = tree.getDeviceAtIndex(0);
     tree.deviceNotification(1, listed);
     EXPECT_EQ(delegate.calls, 2);
     EXPECT_EQ(tree.getReferenceCount(), 0U);
@@ -483,8 +483,8 @@ TEST(QrxDeviceTreeOnce, TheDelegateOfATreeThatNobodyHoldsMayAskForIt)
 TEST_F(QrxDeviceTreeTest, AnAdditionTakesOneReferenceForTheListAndOneForEachCall)
 {
     tree->setDelegate(&delegate);
-    DevicePtr const device(new CountedDevice(counts));
-    DevicePtr const other = added(1);
+    const DevicePtr device(new CountedDevice(counts));
+    const DevicePtr other = added(1);
     counts.clear();
     tree->_addDevice(device);
     // The call, the list, the notification, the delegate; then all but the list go again.
@@ -501,8 +501,8 @@ TEST_F(QrxDeviceTreeTest, AnAdditionTakesOneReferenceForTheListAndOneForEachCall
 
 TEST_F(QrxDeviceTreeTest, ErasingADeviceMovesTheOthersWithoutTouchingTheirCounts)
 {
-    DevicePtr const first = added(1);
-    DevicePtr const second(new CountedDevice(counts));
+    const DevicePtr first = added(1);
+    const DevicePtr second(new CountedDevice(counts));
     tree->_addDevice(second);
     counts.clear();
     tree->_removeDevice(first);
@@ -515,7 +515,7 @@ TEST(QrxDeviceTreeOnce, OnePairGoesThroughTheOverrideOfTheList)
     Events events;
     _QrxDeviceTreeImpl::sm_OnPopulate = [&](_QrxDeviceTreeImpl&) { events.push_back("populate"); };
     _QrxDeviceTreeImpl::sm_OnObserve = [&](_QrxDeviceTreeImpl&) { events.push_back("observe"); };
-    TreePtr const tree = QrxDeviceTree::NewInstance();
+    const TreePtr tree = QrxDeviceTree::NewInstance();
     tree->populate(1, 2);
     tree->observe(3, 4);
     _QrxDeviceTreeImpl::sm_OnPopulate = nullptr;
@@ -527,13 +527,13 @@ TEST(QrxDeviceTreeDeathTest, ComparingWithAnEmptyEntryEndsTheProcess)
 {
     EXPECT_EXIT(
         {
-            TreePtr const tree(new TreeWithEmptyEntry);
+            const TreePtr tree(new TreeWithEmptyEntry);
             tree->_addDevice(new FakeDevice(1));
         },
         testing::KilledBySignal(SIGABRT), testing::Eq(emptyHandleLine(269)));
     EXPECT_EXIT(
         {
-            TreePtr const tree(new TreeWithEmptyEntry);
+            const TreePtr tree(new TreeWithEmptyEntry);
             tree->_removeDevice(new FakeDevice(1));
         },
         testing::KilledBySignal(SIGABRT), testing::Eq(emptyHandleLine(269)));
@@ -541,6 +541,6 @@ TEST(QrxDeviceTreeDeathTest, ComparingWithAnEmptyEntryEndsTheProcess)
 
 TEST(QrxDeviceTreeDeathTest, EndingATreeWithAnEmptyEntryEndsTheProcess)
 {
-    EXPECT_EXIT({ TreePtr const tree(new TreeWithEmptyEntry); }, testing::KilledBySignal(SIGABRT),
+    EXPECT_EXIT({ const TreePtr tree(new TreeWithEmptyEntry); }, testing::KilledBySignal(SIGABRT),
                 testing::Eq(emptyHandleLine(249)));
 }

@@ -8,16 +8,16 @@
 
 TEST(QrxHIDCapability, ACapabilityIsACapabilityAndNoCollection)
 {
-    mis::swizzler<FakeCapability> const capability(new FakeCapability);
+    const mis::swizzler<FakeCapability> capability(new FakeCapability);
     EXPECT_TRUE(capability->isCapability());
     EXPECT_FALSE(capability->isCollection());
 }
 
 TEST(QrxHIDCapability, AtTheTopOfAnInterfaceItHasADeviceButNoParentCollection)
 {
-    mis::swizzler<QrxHIDDevice> const device(new FakeDevice);
-    mis::swizzler<QrxDeviceTreeNode> const interface(new PlainNode);
-    mis::swizzler<FakeCapability> const capability(new FakeCapability);
+    const mis::swizzler<QrxHIDDevice> device(new FakeDevice);
+    const mis::swizzler<QrxDeviceTreeNode> interface(new PlainNode);
+    const mis::swizzler<FakeCapability> capability(new FakeCapability);
     interface->_setParent(device);
     capability->_setParent(interface);
     EXPECT_TRUE(capability->getParentCollection() == nullptr);
@@ -26,13 +26,13 @@ TEST(QrxHIDCapability, AtTheTopOfAnInterfaceItHasADeviceButNoParentCollection)
 
 TEST(QrxHIDCapability, WithoutAParentItHasNoParentCollection)
 {
-    mis::swizzler<FakeCapability> const capability(new FakeCapability);
+    const mis::swizzler<FakeCapability> capability(new FakeCapability);
     EXPECT_TRUE(capability->getParentCollection() == nullptr);
 }
 
 TEST(QrxHIDCapability, PrintsNegativeLimitsAsTheirUnsignedPattern)
 {
-    mis::swizzler<FakeCapability> const capability(new FakeCapability(2, 7));
+    const mis::swizzler<FakeCapability> capability(new FakeCapability(2, 7));
     capability->minValue = static_cast<uint32_t>(-1);
     capability->maxValue = static_cast<uint32_t>(-127);
     EXPECT_EQ(printed(*capability), "{ object id = # VCollectable.referenceCount = 1 HIDElement.interfaceNumber = 2 "
@@ -42,8 +42,8 @@ TEST(QrxHIDCapability, PrintsNegativeLimitsAsTheirUnsignedPattern)
 
 TEST(QrxHIDCapability, OperationsThatABackendSuppliesReportThemselvesInTheBaseAndAnswer0)
 {
-    FakeCapability const capability(5, 5);
-    CapturedStream const err(std::cerr);
+    const FakeCapability capability(5, 5);
+    const CapturedStream err(std::cerr);
     EXPECT_EQ(capability.QrxHIDCapability::getReportID(), 0U);
     EXPECT_EQ(capability.QrxHIDCapability::getReportCount(), 0U);
     EXPECT_EQ(capability.QrxHIDCapability::getReportSize(), 0U);

@@ -10,14 +10,14 @@ namespace {
 
 using CollectionPtr = mis::swizzler<FakeCollection>;
 
-char const* const kPlainText = "{ object id = # VCollectable.referenceCount = 2 "
+const char* const kPlainText = "{ object id = # VCollectable.referenceCount = 2 "
                                "HIDElement.interfaceNumber = 0 HIDElement.reportID = 0 }";
 
-std::string messageOfAccess(QrxHIDCollection const& collection, unsigned int index)
+std::string messageOfAccess(const QrxHIDCollection& collection, unsigned int index)
 {
     try {
         collection.getElementAtIndex(index);
-    } catch (std::out_of_range const& error) {
+    } catch (const std::out_of_range& error) {
         return error.what();
     }
     return "no exception";
@@ -27,8 +27,8 @@ std::string messageOfAccess(QrxHIDCollection const& collection, unsigned int ind
 
 TEST(QrxHIDCollection, CountsItsDirectChildrenByKind)
 {
-    CollectionPtr const collection(new FakeCollection);
-    CollectionPtr const inner(new FakeCollection);
+    const CollectionPtr collection(new FakeCollection);
+    const CollectionPtr inner(new FakeCollection);
     inner->_addElements({new FakeCapability});
     collection->_addElements({inner, new FakeCapability, new FakeCapability, new FakeCollection, new FakeCapability});
     EXPECT_EQ(collection->getCollectionCount(), 2U);
@@ -38,14 +38,14 @@ TEST(QrxHIDCollection, CountsItsDirectChildrenByKind)
 
 TEST(QrxHIDCollection, ACollectionIsACollectionAndNoCapability)
 {
-    CollectionPtr const collection(new FakeCollection);
+    const CollectionPtr collection(new FakeCollection);
     EXPECT_TRUE(collection->isCollection());
     EXPECT_FALSE(collection->isCapability());
 }
 
 TEST(QrxHIDCollection, AReportInItIsCountedAsAnElementOnly)
 {
-    CollectionPtr const collection(new FakeCollection);
+    const CollectionPtr collection(new FakeCollection);
     collection->_addElement(QrxHIDElementPtr(new FakeReport));
     EXPECT_EQ(collection->getElementCount(), 1U);
     EXPECT_EQ(collection->getCollectionCount(), 0U);
@@ -54,7 +54,7 @@ TEST(QrxHIDCollection, AReportInItIsCountedAsAnElementOnly)
 
 TEST(QrxHIDCollection, AnAccessPastTheEndThrows)
 {
-    CollectionPtr const collection(new FakeCollection);
+    const CollectionPtr collection(new FakeCollection);
     EXPECT_EQ(messageOfAccess(*collection, 0), "vector [] access out of range");
     EXPECT_EQ(messageOfAccess(*collection, 0xFFFFFFFF), "vector [] access out of range");
     collection->_addElement(QrxHIDElementPtr(new FakeCapability));
@@ -64,9 +64,9 @@ TEST(QrxHIDCollection, AnAccessPastTheEndThrows)
 
 TEST(QrxHIDCollection, TheListFormAdoptsTheChildren)
 {
-    CollectionPtr const collection(new FakeCollection);
-    mis::swizzler<FakeCapability> const capability(new FakeCapability);
-    CollectionPtr const inner(new FakeCollection);
+    const CollectionPtr collection(new FakeCollection);
+    const mis::swizzler<FakeCapability> capability(new FakeCapability);
+    const CollectionPtr inner(new FakeCollection);
     collection->_addElements({capability, inner});
     EXPECT_TRUE(capability->getParentCollection() == collection);
     EXPECT_TRUE(inner->getParentCollection() == collection);
@@ -76,9 +76,9 @@ TEST(QrxHIDCollection, TheListFormAdoptsTheChildren)
 
 TEST(QrxHIDCollection, TheSingleFormDoesNotAdopt)
 {
-    CollectionPtr const collection(new FakeCollection);
-    mis::swizzler<FakeCapability> const capability(new FakeCapability);
-    CollectionPtr const inner(new FakeCollection);
+    const CollectionPtr collection(new FakeCollection);
+    const mis::swizzler<FakeCapability> capability(new FakeCapability);
+    const CollectionPtr inner(new FakeCollection);
     collection->_addElement(capability);
     collection->_addElement(inner);
     EXPECT_TRUE(capability->getParentCollection() == nullptr);
@@ -89,7 +89,7 @@ TEST(QrxHIDCollection, TheSingleFormDoesNotAdopt)
 
 TEST(QrxHIDCollection, EmptyHandlesAreSkipped)
 {
-    CollectionPtr const collection(new FakeCollection);
+    const CollectionPtr collection(new FakeCollection);
     collection->_addElement(QrxHIDElementPtr());
     collection->_addElements({QrxHIDElementPtr(), QrxHIDElementPtr(new FakeCapability), QrxHIDElementPtr()});
     EXPECT_EQ(collection->getElementCount(), 1U);
@@ -97,9 +97,9 @@ TEST(QrxHIDCollection, EmptyHandlesAreSkipped)
 
 TEST(QrxHIDCollection, AParentThatIsNoCollectionIsNoParentCollection)
 {
-    CollectionPtr const outer(new FakeCollection);
-    mis::swizzler<QrxDeviceTreeNode> const interface(new PlainNode);
-    CollectionPtr const collection(new FakeCollection);
+    const CollectionPtr outer(new FakeCollection);
+    const mis::swizzler<QrxDeviceTreeNode> interface(new PlainNode);
+    const CollectionPtr collection(new FakeCollection);
     EXPECT_TRUE(collection->getParentCollection() == nullptr);
     interface->_setParent(outer);
     collection->_setParent(interface);
@@ -108,12 +108,12 @@ TEST(QrxHIDCollection, AParentThatIsNoCollectionIsNoParentCollection)
 
 TEST(QrxHIDCollection, ACapabilityThreeCollectionsDeepFindsItsDevice)
 {
-    mis::swizzler<QrxHIDDevice> const device(new FakeDevice);
-    mis::swizzler<QrxDeviceTreeNode> const interface(new PlainNode);
-    CollectionPtr const top(new FakeCollection);
-    CollectionPtr const middle(new FakeCollection);
-    CollectionPtr const bottom(new FakeCollection);
-    mis::swizzler<FakeCapability> const capability(new FakeCapability);
+    const mis::swizzler<QrxHIDDevice> device(new FakeDevice);
+    const mis::swizzler<QrxDeviceTreeNode> interface(new PlainNode);
+    const CollectionPtr top(new FakeCollection);
+    const CollectionPtr middle(new FakeCollection);
+    const CollectionPtr bottom(new FakeCollection);
+    const mis::swizzler<FakeCapability> capability(new FakeCapability);
     interface->_setParent(device);
     top->_setParent(interface);
     top->_addElements({middle});
@@ -125,7 +125,7 @@ TEST(QrxHIDCollection, ACapabilityThreeCollectionsDeepFindsItsDevice)
 TEST(QrxHIDCollection, ACollectionThatNobodyHoldsSurvivesAdoption)
 {
     FakeCollection collection;
-    mis::swizzler<FakeCapability> const capability(new FakeCapability);
+    const mis::swizzler<FakeCapability> capability(new FakeCapability);
     collection._addElements({capability});
     EXPECT_EQ(collection.getReferenceCount(), 0U);
     EXPECT_EQ(collection.getElementCount(), 1U);
@@ -134,9 +134,9 @@ TEST(QrxHIDCollection, ACollectionThatNobodyHoldsSurvivesAdoption)
 TEST(QrxHIDCollection, AtItsEndEveryChildForgetsItAndIsReleasedFirstToLast)
 {
     Events events;
-    mis::swizzler<FakeCapability> const kept(new FakeCapability);
+    const mis::swizzler<FakeCapability> kept(new FakeCapability);
     {
-        CollectionPtr const collection(new FakeCollection);
+        const CollectionPtr collection(new FakeCollection);
         collection->obituary.write(events, "collection");
         mis::swizzler<FakeCapability> first(new FakeCapability);
         mis::swizzler<FakeCapability> last(new FakeCapability);
@@ -156,7 +156,7 @@ TEST(QrxHIDCollection, AtItsEndAnEmptyHandleIsPassedOver)
         Gappy() { _elements.push_back(QrxHIDElementPtr()); }
     };
     mis::swizzler<Gappy> collection(new Gappy);
-    QrxHIDElementPtr const child(new FakeCapability);
+    const QrxHIDElementPtr child(new FakeCapability);
     collection->_addElements({child});
     collection.release();
     EXPECT_FALSE(child->_hasParent());
@@ -165,11 +165,11 @@ TEST(QrxHIDCollection, AtItsEndAnEmptyHandleIsPassedOver)
 
 TEST(QrxHIDCollection, AChildThatWasNotAdoptedKeepsItsParent)
 {
-    CollectionPtr const parent(new FakeCollection);
-    mis::swizzler<FakeCapability> const child(new FakeCapability);
+    const CollectionPtr parent(new FakeCollection);
+    const mis::swizzler<FakeCapability> child(new FakeCapability);
     parent->_addElements({child});
     {
-        CollectionPtr const other(new FakeCollection);
+        const CollectionPtr other(new FakeCollection);
         other->_addElement(child);
     }
     EXPECT_TRUE(child->getParentCollection() == parent);
@@ -177,8 +177,8 @@ TEST(QrxHIDCollection, AChildThatWasNotAdoptedKeepsItsParent)
 
 TEST(QrxHIDCollection, WithoutChildrenPrintsAsAnElementWithoutAnEndOfLine)
 {
-    CollectionPtr const collection(new FakeCollection);
-    QrxHIDElementPtr const second(collection);
+    const CollectionPtr collection(new FakeCollection);
+    const QrxHIDElementPtr second(collection);
     EXPECT_EQ(printed(*collection), kPlainText);
 }
 
@@ -192,7 +192,7 @@ TEST(QrxHIDCollection, PrintsEveryChildInOrder)
     private:
         char _name;
     };
-    CollectionPtr const collection(new FakeCollection);
+    const CollectionPtr collection(new FakeCollection);
     collection->_addElements({QrxHIDElementPtr(new NamedCapability('x')), QrxHIDElementPtr(new NamedCapability('y')),
                               QrxHIDElementPtr(new NamedCapability('z'))});
     EXPECT_EQ(
@@ -203,9 +203,9 @@ TEST(QrxHIDCollection, PrintsEveryChildInOrder)
 
 TEST(QrxHIDCollection, PrintsItsChildrenWhateverTheDepthEachAfterAnEndOfLine)
 {
-    CollectionPtr const collection(new FakeCollection);
-    CollectionPtr const inner(new FakeCollection);
-    mis::swizzler<FakeCapability> const capability(new FakeCapability(1, 2));
+    const CollectionPtr collection(new FakeCollection);
+    const CollectionPtr inner(new FakeCollection);
+    const mis::swizzler<FakeCapability> capability(new FakeCapability(1, 2));
     inner->_addElements({capability});
     collection->_addElements({inner});
     EXPECT_EQ(
@@ -223,7 +223,7 @@ TEST(QrxHIDCollection, ChildrenGetOneMoreThanTheIndentAsDepthAndNoIndent)
     public:
         void print(std::ostream& os, int depth, int indent) const override { os << depth << "," << indent; }
     };
-    CollectionPtr const collection(new FakeCollection);
+    const CollectionPtr collection(new FakeCollection);
     collection->_addElements({QrxHIDElementPtr(new ArgumentPrinter)});
     EXPECT_EQ(
         printed(*collection, 9, 3),
@@ -238,7 +238,7 @@ TEST(QrxHIDCollection, AnEmptyHandleMetWhilePrintingIsSkipped)
         size_t getElementCount() const override { return 2; }
         QrxHIDElementPtr getElementAtIndex(unsigned int) const override { return QrxHIDElementPtr(); }
     };
-    mis::swizzler<Gappy> const collection(new Gappy);
-    QrxHIDElementPtr const second(collection);
+    const mis::swizzler<Gappy> collection(new Gappy);
+    const QrxHIDElementPtr second(collection);
     EXPECT_EQ(printed(*collection), kPlainText);
 }

@@ -59,7 +59,7 @@ TEST_F(QrxHIDDeviceConnectionTest, FindsTheDeviceAboveItsInterface)
 TEST_F(QrxHIDDeviceConnectionTest, TheNearestDeviceWins)
 {
     link();
-    mis::swizzler<FakeDevice> const farther(new FakeDevice);
+    const mis::swizzler<FakeDevice> farther(new FakeDevice);
     device->_setParent(farther);
     EXPECT_TRUE(connection->getDevice() == device);
     device->_forgetParent(nullptr);
@@ -76,7 +76,7 @@ TEST_F(QrxHIDDeviceConnectionTest, HandsReportsUpUnchanged)
 TEST_F(QrxHIDDeviceConnectionTest, TheDeviceGetsACopy)
 {
     link();
-    Bytes const bytes{7, 255};
+    const Bytes bytes{7, 255};
     connection->handleReport(bytes, 0);
     EXPECT_EQ(bytesText(bytes), "7 255");
 }
@@ -88,7 +88,7 @@ TEST_F(QrxHIDDeviceConnectionTest, AsksForTheDeviceThroughTheVirtualTable)
         mis::swizzler<QrxHIDDevice> getDevice() const override { return target; }
         mis::swizzler<QrxHIDDevice> target;
     };
-    mis::swizzler<Redirecting> const redirecting(new Redirecting);
+    const mis::swizzler<Redirecting> redirecting(new Redirecting);
     redirecting->target = device;
     redirecting->handleReport(Bytes{1}, 2);
     EXPECT_EQ(device->received, (Events{"[1] 2"}));
@@ -117,7 +117,7 @@ TEST_F(QrxHIDDeviceConnectionTest, TheDelegateMayEndConnectionAndDeviceInsideThe
 TEST_F(QrxHIDDeviceConnectionTest, AnExceptionOfTheDelegatePassesThroughAndLeavesTheCountsRight)
 {
     Events events;
-    mis::swizzler<FakeDevice> const whole(new FakeDevice);
+    const mis::swizzler<FakeDevice> whole(new FakeDevice);
     auto* const delegate = new ScriptedDeviceDelegate(events);
     whole->setDelegate(delegate);
     interface->_setParent(whole);

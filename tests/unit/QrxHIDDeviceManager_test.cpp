@@ -21,7 +21,7 @@ public:
     int calls = 0;
 
 private:
-    bool const _provides;
+    const bool _provides;
 };
 
 /// Reaches the process's manager, to begin a test without one.
@@ -42,15 +42,15 @@ protected:
 TEST_F(QrxHIDDeviceManagerTest, IsMadeAtTheFirstCallAndIsTheSameEverAfter)
 {
     EXPECT_FALSE(ManagerAccess::hasInstance());
-    ManagerPtr const first = QrxHIDDeviceManager::Instance();
-    ManagerPtr const second = QrxHIDDeviceManager::Instance();
+    const ManagerPtr first = QrxHIDDeviceManager::Instance();
+    const ManagerPtr second = QrxHIDDeviceManager::Instance();
     EXPECT_TRUE(first == second);
     EXPECT_EQ(first->getReferenceCount(), 3U);
 }
 
 TEST_F(QrxHIDDeviceManagerTest, OutlivesTheProcessesHandleWhileTheApplicationHoldsIt)
 {
-    ManagerPtr const manager = QrxHIDDeviceManager::Instance();
+    const ManagerPtr manager = QrxHIDDeviceManager::Instance();
     ManagerAccess::dropInstance();
     EXPECT_EQ(manager->getReferenceCount(), 1U);
     EXPECT_TRUE(QrxHIDDeviceManager::Instance() != manager);
@@ -63,7 +63,7 @@ TEST_F(QrxHIDDeviceManagerTest, TheLibrarysOwnHasNoTree)
 
 TEST_F(QrxHIDDeviceManagerTest, IsAskedForATreeEachTimeThereIsNone)
 {
-    mis::swizzler<CountingManager> const manager(new CountingManager(false));
+    const mis::swizzler<CountingManager> manager(new CountingManager(false));
     EXPECT_TRUE(manager->getDeviceTree() == nullptr);
     EXPECT_TRUE(manager->getDeviceTree() == nullptr);
     EXPECT_EQ(manager->calls, 2);
@@ -71,8 +71,8 @@ TEST_F(QrxHIDDeviceManagerTest, IsAskedForATreeEachTimeThereIsNone)
 
 TEST_F(QrxHIDDeviceManagerTest, ATreeThatADerivedClassProvidesIsKept)
 {
-    mis::swizzler<CountingManager> const manager(new CountingManager(true));
-    mis::swizzler<QrxDeviceTree> const tree = manager->getDeviceTree();
+    const mis::swizzler<CountingManager> manager(new CountingManager(true));
+    const mis::swizzler<QrxDeviceTree> tree = manager->getDeviceTree();
     EXPECT_TRUE(tree != nullptr);
     EXPECT_TRUE(manager->getDeviceTree() == tree);
     EXPECT_EQ(manager->calls, 1);
@@ -82,13 +82,13 @@ TEST_F(QrxHIDDeviceManagerTest, ATreeThatADerivedClassProvidesIsKept)
 TEST_F(QrxHIDDeviceManagerTest, ReleasesItsTreeAtItsEnd)
 {
     mis::swizzler<CountingManager> manager(new CountingManager(true));
-    mis::swizzler<QrxDeviceTree> const tree = manager->getDeviceTree();
+    const mis::swizzler<QrxDeviceTree> tree = manager->getDeviceTree();
     manager.release();
     EXPECT_EQ(tree->getReferenceCount(), 1U);
 }
 
 TEST_F(QrxHIDDeviceManagerTest, PrintsAsAPlainCollectable)
 {
-    ManagerPtr const manager = QrxHIDDeviceManager::Instance();
+    const ManagerPtr manager = QrxHIDDeviceManager::Instance();
     EXPECT_EQ(printed(*manager), "{ object id = # VCollectable.referenceCount = 2 }");
 }

@@ -27,11 +27,11 @@ public:
     }
 };
 
-std::string messageOfAccess(QrxHIDDevice const& device, unsigned int index)
+std::string messageOfAccess(const QrxHIDDevice& device, unsigned int index)
 {
     try {
         device.getReportAtIndex(index);
-    } catch (std::out_of_range const& error) {
+    } catch (const std::out_of_range& error) {
         return error.what();
     }
     return "no exception";
@@ -70,7 +70,7 @@ TEST_F(QrxHIDDeviceTest, AnAccessPastTheEndThrows)
 
 TEST_F(QrxHIDDeviceTest, AnAddedReportIsHeldAndBelowTheDevice)
 {
-    mis::swizzler<QrxHIDReport> const report(new FakeReport);
+    const mis::swizzler<QrxHIDReport> report(new FakeReport);
     device->_addReport(report);
     EXPECT_TRUE(device->getReportAtIndex(0) == report);
     EXPECT_EQ(report->getReferenceCount(), 2U);
@@ -88,8 +88,8 @@ TEST_F(QrxHIDDeviceTest, AnEmptyReportHandleIsIgnored)
 
 TEST_F(QrxHIDDeviceTest, ReportsAreFoundByInterfaceAndReportID)
 {
-    mis::swizzler<QrxHIDReport> const other(new FakeReport(0, 5));
-    mis::swizzler<QrxHIDReport> const wanted(new FakeReport(1, 5));
+    const mis::swizzler<QrxHIDReport> other(new FakeReport(0, 5));
+    const mis::swizzler<QrxHIDReport> wanted(new FakeReport(1, 5));
     device->_addReport(other);
     device->_addReport(wanted);
     device->_addReport(new FakeReport(1, 5));
@@ -100,7 +100,7 @@ TEST_F(QrxHIDDeviceTest, ReportsAreFoundByInterfaceAndReportID)
 
 TEST_F(QrxHIDDeviceTest, IsHIDOnlyWithReportsAndElements)
 {
-    mis::swizzler<PlainDevice> const plain(new PlainDevice);
+    const mis::swizzler<PlainDevice> plain(new PlainDevice);
     EXPECT_FALSE(plain->isHID());
     EXPECT_EQ(plain->asked, (Events{"getReportCount"})) << "elements are not counted when there are no reports";
     plain->_addReport(new FakeReport);
@@ -113,8 +113,8 @@ TEST_F(QrxHIDDeviceTest, IsHIDOnlyWithReportsAndElements)
 
 TEST_F(QrxHIDDeviceTest, ADeviceEqualsOnlyItself)
 {
-    Handle const one(new PlainDevice);
-    Handle const other(new PlainDevice);
+    const Handle one(new PlainDevice);
+    const Handle other(new PlainDevice);
     EXPECT_TRUE(*one == *one);
     EXPECT_FALSE(*one == *other);
 }
@@ -126,7 +126,7 @@ TEST_F(QrxHIDDeviceTest, InitFindsTheReportsThroughTheVirtualTable)
         void _findReports() override { ++calls; }
         int calls = 0;
     };
-    mis::swizzler<Initialised> const initialised(new Initialised);
+    const mis::swizzler<Initialised> initialised(new Initialised);
     initialised->init();
     EXPECT_EQ(initialised->calls, 1);
 }
@@ -152,7 +152,7 @@ TEST_F(QrxHIDDeviceTest, WithADelegateAReportIsHandedOverAndNothingWritten)
         EXPECT_EQ(device->getReferenceCount(), 2U) << "the delegate's handle and the test's";
         report = uint8_t(0);
     };
-    Bytes const bytes{1, 255};
+    const Bytes bytes{1, 255};
     device->_handleReport(bytes, -2);
     EXPECT_EQ(events, (Events{"report [1 255] interface -2"}));
     EXPECT_EQ(bytesText(bytes), "1 255");
@@ -183,8 +183,8 @@ TEST_F(QrxHIDDeviceTest, ARemovedDelegateIsTheCallersAgain)
 
 TEST_F(QrxHIDDeviceTest, AtItsEndTheDelegateGoesFirstThenTheReportsInOrder)
 {
-    for (char const* const name : {"first", "second"}) {
-        mis::swizzler<FakeReport> const report(new FakeReport);
+    for (const char* const name : {"first", "second"}) {
+        const mis::swizzler<FakeReport> report(new FakeReport);
         report->obituary.write(events, name);
         device->_addReport(report);
     }
@@ -196,7 +196,7 @@ TEST_F(QrxHIDDeviceTest, AtItsEndTheDelegateGoesFirstThenTheReportsInOrder)
 
 TEST_F(QrxHIDDeviceTest, AReportThatOutlivesItsDeviceHasNoParent)
 {
-    mis::swizzler<QrxHIDReport> const report(new FakeReport);
+    const mis::swizzler<QrxHIDReport> report(new FakeReport);
     device->_addReport(report);
     device.release();
     EXPECT_FALSE(report->_hasParent());
@@ -210,7 +210,7 @@ TEST_F(QrxHIDDeviceTest, AtItsEndAnEmptyReportHandleIsPassedOver)
         DeviceWithEmptyEntry() { _reports.push_back(mis::swizzler<QrxHIDReport>()); }
     };
     DevicePtr gappy(new DeviceWithEmptyEntry);
-    mis::swizzler<QrxHIDReport> const report(new FakeReport);
+    const mis::swizzler<QrxHIDReport> report(new FakeReport);
     gappy->_addReport(report);
     gappy.release();
     EXPECT_FALSE(report->_hasParent());
@@ -233,7 +233,7 @@ TEST_F(QrxHIDDeviceTest, TheDelegateMayDropTheLastHandleAndItsOwn)
 {
     device->obituary.write(events, "device");
     ScriptedDeviceDelegate* const delegate = install();
-    mis::swizzler<QrxHIDReport> const report(new FakeReport);
+    const mis::swizzler<QrxHIDReport> report(new FakeReport);
     device->_addReport(report);
     delegate->onReport = [&](Bytes&, Handle& handle) {
         device.release();
@@ -355,7 +355,7 @@ TEST_F(QrxHIDDeviceTest, PrintsItsReportsButNoElementsAtDepth0)
 
 TEST_F(QrxHIDDeviceTest, PrintsItsElementsWhenTheDepthIsAbove0)
 {
-    mis::swizzler<FakeCollection> const collection(new FakeCollection);
+    const mis::swizzler<FakeCollection> collection(new FakeCollection);
     collection->_addElements({new FakeCapability(0, 3)});
     device->elements = {collection};
     EXPECT_EQ(printed(*device, 1, 1),
@@ -418,7 +418,7 @@ TEST_F(QrxHIDDeviceTest, AnEmptyHandleMetWhilePrintingIsSkipped)
 
 TEST_F(QrxHIDDeviceTest, OperationsThatABackendSuppliesReportThemselvesInTheBase)
 {
-    FakeDevice const& base = *device;
+    const FakeDevice& base = *device;
     device->QrxHIDDevice::open();
     device->QrxHIDDevice::close();
     EXPECT_EQ(base.QrxHIDDevice::getVendorID(), 0U);
@@ -476,10 +476,10 @@ TEST(QrxHIDDeviceOnce, ADelegateThatTwoDevicesHaveIsToldOfInDebugBuilds)
 #endif
     Events events;
     auto* const delegate = new ScriptedDeviceDelegate(events);
-    DevicePtr const second(new FakeDevice);
+    const DevicePtr second(new FakeDevice);
     testing::internal::CaptureStderr();
     {
-        DevicePtr const first(new FakeDevice);
+        const DevicePtr first(new FakeDevice);
         first->setDelegate(delegate);
         second->setDelegate(delegate);
     }
@@ -494,8 +494,8 @@ TEST(QrxHIDDeviceOnce, ADelegateThatGoesFromOneDeviceToAnotherIsNotToldOf)
     auto* const delegate = new ScriptedDeviceDelegate(events);
     testing::internal::CaptureStderr();
     {
-        DevicePtr const first(new FakeDevice);
-        DevicePtr const second(new FakeDevice);
+        const DevicePtr first(new FakeDevice);
+        const DevicePtr second(new FakeDevice);
         first->setDelegate(delegate);
         first->setDelegate(nullptr);
         second->setDelegate(delegate);
@@ -530,7 +530,7 @@ TEST(QrxHIDDeviceDeathTest, LookingPastAnEmptyReportHandleEndsTheProcess)
     };
     EXPECT_EXIT(
         {
-            DevicePtr const gappy(new DeviceWithEmptyEntry);
+            const DevicePtr gappy(new DeviceWithEmptyEntry);
             gappy->getReport(0, 0);
         },
         testing::KilledBySignal(SIGABRT),

@@ -23,22 +23,22 @@ using ElementPtr = mis::swizzler<PlainElement>;
 
 TEST(QrxHIDElement, IsNeitherCollectionNorCapability)
 {
-    ElementPtr const element(new PlainElement);
+    const ElementPtr element(new PlainElement);
     EXPECT_FALSE(element->isCollection());
     EXPECT_FALSE(element->isCapability());
 }
 
 TEST(QrxHIDElement, WithoutAParentHasNoDevice)
 {
-    ElementPtr const element(new PlainElement);
+    const ElementPtr element(new PlainElement);
     EXPECT_TRUE(element->getDevice() == nullptr);
     EXPECT_EQ(element->getReferenceCount(), 1U);
 }
 
 TEST(QrxHIDElement, WhoseChainEndsElsewhereHasNoDevice)
 {
-    ElementPtr const element(new PlainElement);
-    mis::swizzler<QrxDeviceTreeNode> const root(new PlainNode);
+    const ElementPtr element(new PlainElement);
+    const mis::swizzler<QrxDeviceTreeNode> root(new PlainNode);
     element->_setParent(root);
     EXPECT_TRUE(element->getDevice() == nullptr);
 }
@@ -46,7 +46,7 @@ TEST(QrxHIDElement, WhoseChainEndsElsewhereHasNoDevice)
 TEST(QrxHIDElement, AskedWhileNobodyHoldsItSurvives)
 {
     PlainElement element;
-    mis::swizzler<QrxHIDDevice> const device(new FakeDevice);
+    const mis::swizzler<QrxHIDDevice> device(new FakeDevice);
     element._setParent(device);
     EXPECT_TRUE(element.getDevice() == device);
     EXPECT_EQ(element.getReferenceCount(), 0U);
@@ -54,11 +54,11 @@ TEST(QrxHIDElement, AskedWhileNobodyHoldsItSurvives)
 
 TEST(QrxHIDElement, TheDeviceIsHeldByTheAnswerAlone)
 {
-    mis::swizzler<QrxHIDDevice> const device(new FakeDevice);
-    ElementPtr const element(new PlainElement);
+    const mis::swizzler<QrxHIDDevice> device(new FakeDevice);
+    const ElementPtr element(new PlainElement);
     element->_setParent(device);
     {
-        mis::swizzler<QrxHIDDevice> const found = element->getDevice();
+        const mis::swizzler<QrxHIDDevice> found = element->getDevice();
         EXPECT_EQ(device->getReferenceCount(), 2U);
     }
     EXPECT_EQ(device->getReferenceCount(), 1U);
@@ -67,15 +67,15 @@ TEST(QrxHIDElement, TheDeviceIsHeldByTheAnswerAlone)
 
 TEST(QrxHIDElement, PrintsInterfaceNumberSignedAndReportIDUnsigned)
 {
-    ElementPtr const element(new PlainElement);
+    const ElementPtr element(new PlainElement);
     EXPECT_EQ(printed(*element), "{ object id = # VCollectable.referenceCount = 1 "
                                  "HIDElement.interfaceNumber = -3 HIDElement.reportID = 2147483649 }");
 }
 
 TEST(QrxHIDElement, OperationsThatABackendSuppliesReportThemselvesInTheBaseAndAnswer0)
 {
-    PlainElement const element;
-    CapturedStream const err(std::cerr);
+    const PlainElement element;
+    const CapturedStream err(std::cerr);
     EXPECT_EQ(element.QrxHIDElement::getInterfaceNumber(), 0);
     EXPECT_EQ(element.QrxHIDElement::getReportID(), 0U);
     EXPECT_EQ(element.QrxHIDElement::getUsagePage(), 0U);

@@ -15,7 +15,7 @@ std::string messageOfAccess(QrxHIDReport& report, unsigned int index)
 {
     try {
         report.getCapabilityAtIndex(index);
-    } catch (std::out_of_range const& error) {
+    } catch (const std::out_of_range& error) {
         return error.what();
     }
     return "no exception";
@@ -25,7 +25,7 @@ std::string messageOfAccess(QrxHIDReport& report, unsigned int index)
 
 TEST(QrxHIDReport, AFreshReportIsEmptyAndHasNumbers0)
 {
-    ReportPtr const report(new FakeReport);
+    const ReportPtr report(new FakeReport);
     EXPECT_EQ(report->getInterfaceNumber(), 0);
     EXPECT_EQ(report->getReportID(), 0U);
     EXPECT_EQ(report->getCapabilityCount(), 0U);
@@ -33,7 +33,7 @@ TEST(QrxHIDReport, AFreshReportIsEmptyAndHasNumbers0)
 
 TEST(QrxHIDReport, KeepsTheNumbersItIsGiven)
 {
-    ReportPtr const report(new FakeReport);
+    const ReportPtr report(new FakeReport);
     report->_setInterfaceNumber(-1);
     report->_setReportID(0xFFFFFFFF);
     EXPECT_EQ(report->getInterfaceNumber(), -1);
@@ -42,16 +42,16 @@ TEST(QrxHIDReport, KeepsTheNumbersItIsGiven)
 
 TEST(QrxHIDReport, IsNeitherCollectionNorCapability)
 {
-    ReportPtr const report(new FakeReport);
+    const ReportPtr report(new FakeReport);
     EXPECT_FALSE(report->isCollection());
     EXPECT_FALSE(report->isCapability());
 }
 
 TEST(QrxHIDReport, AnAccessPastTheEndThrows)
 {
-    ReportPtr const report(new FakeReport);
+    const ReportPtr report(new FakeReport);
     EXPECT_EQ(messageOfAccess(*report, 0), "vector [] access out of range");
-    QrxHIDCapabilityPtr const last(new FakeCapability);
+    const QrxHIDCapabilityPtr last(new FakeCapability);
     report->_addCapabilities({new FakeCapability, last});
     EXPECT_TRUE(report->getCapabilityAtIndex(1) == last);
     EXPECT_EQ(messageOfAccess(*report, 2), "vector [] access out of range");
@@ -59,9 +59,9 @@ TEST(QrxHIDReport, AnAccessPastTheEndThrows)
 
 TEST(QrxHIDReport, EmptyHandlesAreSkippedAndTheOthersHeldInOrder)
 {
-    ReportPtr const report(new FakeReport);
-    QrxHIDCapabilityPtr const first(new FakeCapability);
-    QrxHIDCapabilityPtr const third(new FakeCapability);
+    const ReportPtr report(new FakeReport);
+    const QrxHIDCapabilityPtr first(new FakeCapability);
+    const QrxHIDCapabilityPtr third(new FakeCapability);
     report->_addCapabilities({first, QrxHIDCapabilityPtr(), third});
     ASSERT_EQ(report->getCapabilityCount(), 2U);
     EXPECT_TRUE(report->getCapabilityAtIndex(0) == first);
@@ -72,8 +72,8 @@ TEST(QrxHIDReport, EmptyHandlesAreSkippedAndTheOthersHeldInOrder)
 
 TEST(QrxHIDReport, AddingTwiceListsTwice)
 {
-    ReportPtr const report(new FakeReport);
-    QrxHIDCapabilityPtr const capability(new FakeCapability);
+    const ReportPtr report(new FakeReport);
+    const QrxHIDCapabilityPtr capability(new FakeCapability);
     report->_addCapabilities({capability});
     report->_addCapabilities({capability});
     EXPECT_EQ(report->getCapabilityCount(), 2U);
@@ -82,11 +82,11 @@ TEST(QrxHIDReport, AddingTwiceListsTwice)
 
 TEST(QrxHIDReport, DoesNotBecomeTheParentOfItsCapabilities)
 {
-    mis::swizzler<FakeCollection> const collection(new FakeCollection);
-    QrxHIDCapabilityPtr const capability(new FakeCapability);
+    const mis::swizzler<FakeCollection> collection(new FakeCollection);
+    const QrxHIDCapabilityPtr capability(new FakeCapability);
     collection->_addElements({capability});
     {
-        ReportPtr const report(new FakeReport);
+        const ReportPtr report(new FakeReport);
         report->_addCapabilities({capability});
         EXPECT_TRUE(capability->getParentCollection() == collection);
     }
@@ -97,9 +97,9 @@ TEST(QrxHIDReport, AtItsEndReleasesItsCapabilitiesFirstToLast)
 {
     Events events;
     {
-        ReportPtr const report(new FakeReport);
-        for (char const* const name : {"first", "second", "third"}) {
-            mis::swizzler<FakeCapability> const capability(new FakeCapability);
+        const ReportPtr report(new FakeReport);
+        for (const char* const name : {"first", "second", "third"}) {
+            const mis::swizzler<FakeCapability> capability(new FakeCapability);
             capability->obituary.write(events, name);
             report->_addCapabilities({capability});
         }
@@ -109,10 +109,10 @@ TEST(QrxHIDReport, AtItsEndReleasesItsCapabilitiesFirstToLast)
 
 TEST(QrxHIDReport, PrintsItsSizeInBitsAndInWholeBytesRoundedDown)
 {
-    ReportPtr const report(new FakeReport(1, 3));
+    const ReportPtr report(new FakeReport(1, 3));
     report->sizeBits = 12;
     report->type = -5;
-    std::string const start = "{ object id = # VCollectable.referenceCount = 1 HIDElement.interfaceNumber = 1 "
+    const std::string start = "{ object id = # VCollectable.referenceCount = 1 HIDElement.interfaceNumber = 1 "
                               "HIDElement.reportID = 3 ";
     EXPECT_EQ(printed(*report),
               start + "HIDReport.reportSize = 12 HIDReport.reportByteSize = 1 HIDReport.reportType = -5 }");
@@ -123,22 +123,22 @@ TEST(QrxHIDReport, PrintsItsSizeInBitsAndInWholeBytesRoundedDown)
 
 TEST(QrxHIDReport, AsksForItsSizeTwiceAndForItsTypeOnceWhilePrinting)
 {
-    ReportPtr const report(new FakeReport);
+    const ReportPtr report(new FakeReport);
     printed(*report);
     EXPECT_EQ(report->asked, (Events{"getReportSize", "getReportSize", "getReportType"}));
 }
 
 TEST(QrxHIDReport, DoesNotPrintItsCapabilities)
 {
-    ReportPtr const report(new FakeReport);
+    const ReportPtr report(new FakeReport);
     report->_addCapabilities({new FakeCapability});
     EXPECT_EQ(printed(*report, 5, 5).find("HIDCapability"), std::string::npos);
 }
 
 TEST(QrxHIDReport, OperationsThatABackendSuppliesReportThemselvesInTheBase)
 {
-    FakeReport const report;
-    CapturedStream const err(std::cerr);
+    const FakeReport report;
+    const CapturedStream err(std::cerr);
     EXPECT_EQ(report.QrxHIDReport::getReportSize(), 0U);
     EXPECT_EQ(report.QrxHIDReport::getReportType(), -1);
     EXPECT_EQ(err.text(), "virtual size_t QrxHIDReport::getReportSize() const is abstract\n"

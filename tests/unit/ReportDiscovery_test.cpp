@@ -15,7 +15,7 @@ QrxHIDCapabilityPtr capability(int interfaceNumber, unsigned int reportID)
     return QrxHIDCapabilityPtr(new FakeCapability(interfaceNumber, reportID));
 }
 
-CollectionPtr collection(std::vector<QrxHIDElementPtr> const& children)
+CollectionPtr collection(const std::vector<QrxHIDElementPtr>& children)
 {
     CollectionPtr made(new FakeCollection);
     made->_addElements(children);
@@ -34,22 +34,22 @@ public:
     uint32_t getUsage() const override { return 0; }
 
 private:
-    bool const _collection;
-    bool const _capability;
+    const bool _collection;
+    const bool _capability;
 };
 
 } // namespace
 
 class ReportDiscovery : public testing::Test {
 protected:
-    mis::swizzler<FakeDevice> const device{new FakeDevice};
+    const mis::swizzler<FakeDevice> device{new FakeDevice};
 
     /// The device's reports as "(interface, report ID) x capabilities".
     std::string reports() const
     {
         std::string text;
         for (unsigned int index = 0; index < device->getReportCount(); ++index) {
-            mis::swizzler<QrxHIDReport> const report = device->getReportAtIndex(index);
+            const mis::swizzler<QrxHIDReport> report = device->getReportAtIndex(index);
             text += (text.empty() ? "(" : " (") + std::to_string(report->getInterfaceNumber()) + ", " +
                     std::to_string(report->getReportID()) + ") x " + std::to_string(report->getCapabilityCount());
         }
@@ -59,12 +59,12 @@ protected:
 
 TEST_F(ReportDiscovery, ReportsAreOrderedByReportIDThenInterface)
 {
-    QrxHIDCapabilityPtr const first = capability(1, 2);
-    QrxHIDCapabilityPtr const last = capability(1, 2);
+    const QrxHIDCapabilityPtr first = capability(1, 2);
+    const QrxHIDCapabilityPtr last = capability(1, 2);
     device->elements = {first, capability(0, 2), capability(0, 0), last};
     device->init();
     EXPECT_EQ(reports(), "(0, 0) x 1 (0, 2) x 1 (1, 2) x 2");
-    mis::swizzler<QrxHIDReport> const report = device->getReport(1, 2);
+    const mis::swizzler<QrxHIDReport> report = device->getReport(1, 2);
     EXPECT_TRUE(report->getCapabilityAtIndex(0) == first);
     EXPECT_TRUE(report->getCapabilityAtIndex(1) == last);
 }
@@ -93,7 +93,7 @@ TEST_F(ReportDiscovery, CollectionsWithoutCapabilitiesContributeNothing)
 
 TEST_F(ReportDiscovery, ACapabilityThatIsReachedTwiceIsListedTwice)
 {
-    QrxHIDCapabilityPtr const shared = capability(0, 3);
+    const QrxHIDCapabilityPtr shared = capability(0, 3);
     device->elements = {collection({shared}), collection({shared})};
     device->init();
     EXPECT_EQ(reports(), "(0, 3) x 2");
@@ -109,13 +109,13 @@ TEST_F(ReportDiscovery, IDsAreSortedAsUnsignedValues)
 
 TEST_F(ReportDiscovery, CapabilitiesAreInDepthFirstOrderAndHeld)
 {
-    QrxHIDCapabilityPtr const a = capability(0, 1);
-    QrxHIDCapabilityPtr const b = capability(0, 1);
-    QrxHIDCapabilityPtr const c = capability(0, 1);
-    QrxHIDCapabilityPtr const d = capability(0, 1);
+    const QrxHIDCapabilityPtr a = capability(0, 1);
+    const QrxHIDCapabilityPtr b = capability(0, 1);
+    const QrxHIDCapabilityPtr c = capability(0, 1);
+    const QrxHIDCapabilityPtr d = capability(0, 1);
     device->elements = {collection({a, collection({b, capability(0, 2)}), c}), d};
     {
-        std::vector<QrxHIDCapabilityPtr> const found = device->_findCapabilitiesByReportID(1);
+        const std::vector<QrxHIDCapabilityPtr> found = device->_findCapabilitiesByReportID(1);
         EXPECT_TRUE(found == (std::vector<QrxHIDCapabilityPtr>{a, b, c, d}));
         EXPECT_EQ(a->getReferenceCount(), 3U);
     }
@@ -125,9 +125,9 @@ TEST_F(ReportDiscovery, CapabilitiesAreInDepthFirstOrderAndHeld)
 
 TEST_F(ReportDiscovery, ACollectionAnswersForItsWholeSubtree)
 {
-    QrxHIDCapabilityPtr const inner = capability(0, 9);
-    QrxHIDCapabilityPtr const outer = capability(0, 9);
-    CollectionPtr const top = collection({capability(0, 4), collection({inner, capability(0, 2)}), outer});
+    const QrxHIDCapabilityPtr inner = capability(0, 9);
+    const QrxHIDCapabilityPtr outer = capability(0, 9);
+    const CollectionPtr top = collection({capability(0, 4), collection({inner, capability(0, 2)}), outer});
     EXPECT_EQ(top->_findReportIDs(), (IDs{2, 4, 9}));
     EXPECT_TRUE(top->_findCapabilitiesByReportID(9) == (std::vector<QrxHIDCapabilityPtr>{inner, outer}));
 }
@@ -149,7 +149,7 @@ TEST_F(ReportDiscovery, AnElementThatOnlyClaimsToBeACapabilityIsAnEmptyHandle)
 {
     device->elements = {QrxHIDElementPtr(new Impostor(true, true))};
     EXPECT_EQ(device->__findReportIDs(), (IDs{6}));
-    std::vector<QrxHIDCapabilityPtr> const found = device->_findCapabilitiesByReportID(6);
+    const std::vector<QrxHIDCapabilityPtr> found = device->_findCapabilitiesByReportID(6);
     ASSERT_EQ(found.size(), 1U);
     EXPECT_TRUE(found[0] == nullptr);
 }
@@ -178,7 +178,7 @@ TEST_F(ReportDiscovery, AsksThroughTheVirtualTableOncePerReportIDAndPerReport)
         }
         mutable Events steps;
     };
-    mis::swizzler<Stepwise> const stepwise(new Stepwise);
+    const mis::swizzler<Stepwise> stepwise(new Stepwise);
     stepwise->_findReports();
     EXPECT_EQ(stepwise->steps,
               (Events{"ids", "capabilities 3", "capabilities 5", "report (0, 5) x 1", "report (1, 5) x 1"}));
@@ -194,7 +194,7 @@ TEST_F(ReportDiscovery, TheElementCountIsReadAgainBeforeEachStep)
 
 TEST_F(ReportDiscovery, ReportsKeepTheirCapabilitiesAfterTheElementTreeIsGone)
 {
-    QrxHIDCapabilityPtr const kept = capability(0, 1);
+    const QrxHIDCapabilityPtr kept = capability(0, 1);
     device->elements = {collection({kept})};
     device->init();
     device->elements.clear();
@@ -205,7 +205,7 @@ TEST_F(ReportDiscovery, ReportsKeepTheirCapabilitiesAfterTheElementTreeIsGone)
 
 TEST(ReportDiscoveryDeathTest, AnEmptyElementHandleEndsTheProcess)
 {
-    mis::swizzler<FakeDevice> const device(new FakeDevice);
+    const mis::swizzler<FakeDevice> device(new FakeDevice);
     device->elements = {QrxHIDElementPtr()};
     EXPECT_EXIT(device->init(), testing::KilledBySignal(SIGABRT),
                 testing::Eq("IntLibs/QrxHidMgr/Headers/swizzler:249: failed assertion `_pointer != NULL'\n"));

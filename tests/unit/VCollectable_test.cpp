@@ -12,7 +12,7 @@ namespace {
 
 constexpr unsigned int kCollecting = std::numeric_limits<unsigned int>::max();
 
-std::string assertionLine(unsigned int line, std::string const& expression)
+std::string assertionLine(unsigned int line, const std::string& expression)
 {
     return "IntLibs/QrxHidMgr/Headers/VCollectable:" + std::to_string(line) + ": failed assertion `" + expression +
            "'\n";
@@ -43,7 +43,7 @@ private:
 
 TEST(VCollectable, ANewObjectIsUnheld)
 {
-    Counted const object;
+    const Counted object;
     EXPECT_EQ(object.getReferenceCount(), 0U);
     EXPECT_FALSE(object.isCollectable());
     EXPECT_FALSE(object.isCollecting());
@@ -93,14 +93,14 @@ TEST(VCollectable, HandlesMadeAndDroppedWhileItIsDeletedDoNotDeleteItAgain)
 {
     auto* const object = new Counted;
     object->retain();
-    object->duringEnd = [](Counted& dying) { mis::swizzler<Counted> const handle(&dying); };
+    object->duringEnd = [](Counted& dying) { const mis::swizzler<Counted> handle(&dying); };
     EXPECT_TRUE(object->release());
 }
 
 TEST(VCollectable, RetainAndReleaseOfACollectingObjectChangeNothing)
 {
     // Not a variable of its own: an optimising compiler warns of the deletion that release might do.
-    auto const object = std::make_unique<Counted>();
+    const auto object = std::make_unique<Counted>();
     object->forceCount(kCollecting);
     object->retain();
     EXPECT_EQ(object->getReferenceCount(), kCollecting);
@@ -126,7 +126,7 @@ TEST(VCollectable, ACopyStartsUnheld)
 {
     Counted source;
     source.setReferenceCount(3);
-    Counted const copy(source);
+    const Counted copy(source);
     EXPECT_EQ(copy.getReferenceCount(), 0U);
     source.setReferenceCount(0);
 }

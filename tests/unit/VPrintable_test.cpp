@@ -39,8 +39,8 @@ public:
               mmap(_page, kPageSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED_NOREPLACE, -1, 0))
     {
     }
-    FixedMemory(FixedMemory const&) = delete;
-    FixedMemory& operator=(FixedMemory const&) = delete;
+    FixedMemory(const FixedMemory&) = delete;
+    FixedMemory& operator=(const FixedMemory&) = delete;
     ~FixedMemory()
     {
         if (available())
@@ -54,7 +54,7 @@ private:
     void* const _mapped;
 };
 
-std::string printOf(mis::VPrintable const& object)
+std::string printOf(const mis::VPrintable& object)
 {
     std::ostringstream stream;
     object.print(stream, 0, 0);
@@ -65,7 +65,7 @@ std::string printOfCollectableAt(std::uintptr_t address)
 {
     auto* const object = new (reinterpret_cast<void*>(address)) PlainCollectable;
     object->retain();
-    std::string const text = printOf(*object);
+    const std::string text = printOf(*object);
     object->setReferenceCount(0);
     object->~PlainCollectable();
     return text;
@@ -110,14 +110,14 @@ TEST(VPrintable, TheObjectIDLooksAtTheLow32BitsOfTheAddressOnly)
 
 TEST(VPrintable, APlainObjectPrintsItsIDBetweenBraces)
 {
-    PlainPrintable const object;
+    const PlainPrintable object;
     EXPECT_EQ(printOf(object), "{ object id = " + std::to_string(mis::_objectID(&object)) + " }");
 }
 
 TEST(VPrintable, ACollectableAtAKnownAddressPrintsTheKnownText)
 {
     constexpr std::uintptr_t kAddress = 0x12345678;
-    FixedMemory const memory(kAddress);
+    const FixedMemory memory(kAddress);
     if (!memory.available())
         GTEST_SKIP() << "the address is taken in this process";
     EXPECT_EQ(printOfCollectableAt(kAddress), "{ object id = 8 VCollectable.referenceCount = 1 }");
@@ -126,7 +126,7 @@ TEST(VPrintable, ACollectableAtAKnownAddressPrintsTheKnownText)
 TEST(VPrintable, ACollectableAtAnAddressOfEqualBytesPrintsObjectID0)
 {
     constexpr std::uintptr_t kAddress = 0x18181818;
-    FixedMemory const memory(kAddress);
+    const FixedMemory memory(kAddress);
     if (!memory.available())
         GTEST_SKIP() << "the address is taken in this process";
     EXPECT_EQ(printOfCollectableAt(kAddress), "{ object id = 0 VCollectable.referenceCount = 1 }");

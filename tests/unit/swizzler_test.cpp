@@ -34,7 +34,7 @@ public:
     int answer() const { return 42; }
 
 private:
-    std::string const _name;
+    const std::string _name;
     Events& _events;
 };
 
@@ -84,7 +84,7 @@ static_assert(std::is_convertible<LoggedDerived*, mis::swizzler<Logged>>::value,
 static_assert(std::is_convertible<mis::swizzler<LoggedDerived>, mis::swizzler<Logged>>::value, "to a base class");
 
 /// Does not compile unless a static handle is empty before any code runs.
-[[maybe_unused]] constinit mis::swizzler<Logged> const kStaticHandle;
+[[maybe_unused]] constinit const mis::swizzler<Logged> kStaticHandle;
 static_assert(!std::is_convertible<mis::swizzler<Logged>, mis::swizzler<LoggedDerived>>::value, "not to a derived one");
 static_assert(!std::is_convertible<mis::swizzler<Logged>, bool>::value, "to bool only where asked");
 
@@ -109,7 +109,7 @@ TEST(SwizzlerOnce, OneHandleHoldsOneReferenceAndDeletesAtItsEnd)
 {
     Events events;
     {
-        mis::swizzler<Logged> const handle(new Logged("object", events));
+        const mis::swizzler<Logged> handle(new Logged("object", events));
         EXPECT_EQ(handle->getReferenceCount(), 1U);
     }
     EXPECT_EQ(events, (Events{"object retain 1", "object release 1", "object ends"}));
@@ -118,7 +118,7 @@ TEST(SwizzlerOnce, OneHandleHoldsOneReferenceAndDeletesAtItsEnd)
 TEST_F(Swizzler, OfTwoHandlesTheFirstToGoDeletesNothing)
 {
     {
-        mis::swizzler<Logged> const second(keeper);
+        const mis::swizzler<Logged> second(keeper);
         EXPECT_EQ(object->getReferenceCount(), 2U);
     }
     EXPECT_EQ(object->getReferenceCount(), 1U);
@@ -129,7 +129,7 @@ TEST_F(Swizzler, SettingWhatItHoldsTouchesNothing)
 {
     keeper.set(object);
     keeper = object;
-    mis::swizzler<Logged> const& same = keeper;
+    const mis::swizzler<Logged>& same = keeper;
     keeper = same;
     EXPECT_EQ(events, Events());
     EXPECT_EQ(object->getReferenceCount(), 1U);
@@ -210,7 +210,7 @@ TEST_F(Swizzler, AnExplicitRetainIsOwedARelease)
 
 TEST(SwizzlerOnce, AHandleIsEmptyBeforeItsObjectEnds)
 {
-    auto const handle = std::make_unique<mis::swizzler<Nosy>>(new Nosy);
+    const auto handle = std::make_unique<mis::swizzler<Nosy>>(new Nosy);
     (*handle)->watched = handle.get();
     Nosy::sawEmptyHandle = false;
     handle->release();
@@ -226,7 +226,7 @@ TEST(SwizzlerOnce, AHandleOnADerivedClassConvertsByCopyMoveAndAssignment)
     assigned = derived;
     EXPECT_EQ(derived->getReferenceCount(), 3U);
     events.clear();
-    mis::swizzler<Logged> const moved(std::move(derived));
+    const mis::swizzler<Logged> moved(std::move(derived));
     EXPECT_EQ(events, Events());
     EXPECT_TRUE(derived == nullptr);
     EXPECT_TRUE(moved == copy && copy == assigned);
@@ -234,8 +234,8 @@ TEST(SwizzlerOnce, AHandleOnADerivedClassConvertsByCopyMoveAndAssignment)
 
 TEST_F(Swizzler, ComparesWithHandlesPointersAndNull)
 {
-    mis::swizzler<Logged> const same(keeper);
-    mis::swizzler<Logged> const empty;
+    const mis::swizzler<Logged> same(keeper);
+    const mis::swizzler<Logged> empty;
     EXPECT_TRUE(same == keeper);
     EXPECT_FALSE(same != keeper);
     EXPECT_TRUE(same == object && object == same);
@@ -257,7 +257,7 @@ TEST_F(Swizzler, GivesAccessToTheObject)
 TEST(SwizzlerOnce, VectorsAndMapsOfHandlesKeepCountWhenTheyGrow)
 {
     Events events;
-    mis::swizzler<Logged> const handle(new Logged("object", events));
+    const mis::swizzler<Logged> handle(new Logged("object", events));
     {
         std::vector<mis::swizzler<Logged>> handles;
         for (int index = 0; index < 20; ++index)

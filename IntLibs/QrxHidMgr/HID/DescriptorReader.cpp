@@ -24,8 +24,9 @@ std::int32_t decodedExponent(std::int32_t raw)
 std::uint64_t usageCount(const std::vector<UsageRange>& usages)
 {
     std::uint64_t count = 0;
-    for (const UsageRange& range : usages)
+    for (const UsageRange& range : usages) {
         count += range.count();
+    }
     return count;
 }
 
@@ -45,19 +46,21 @@ Descriptor DescriptorReader::read(std::span<const std::uint8_t> bytes)
     Item item;
     ItemReader::Outcome outcome = items.next(item);
     for (; outcome == ItemReader::Outcome::item; outcome = items.next(item)) {
-        if (item.type == ItemType::main)
+        if (item.type == ItemType::main) {
             _takeMain(item);
-        else if (item.type == ItemType::global)
+        } else if (item.type == ItemType::global) {
             _takeGlobal(item);
-        else if (item.type == ItemType::local)
+        } else if (item.type == ItemType::local) {
             _locals.take(item, _global.usagePage);
-        else if (item.isLong)
+        } else if (item.isLong) {
             _log.warning(item, "skipped, tag", item.tag);
-        else
+        } else {
             _log.warning(item, "unknown type, skipped, tag", item.tag);
+        }
     }
-    if (outcome == ItemReader::Outcome::truncated)
+    if (outcome == ItemReader::Outcome::truncated) {
         _log.error(item, "cut off by the end of the descriptor");
+    }
     _finish(bytes.size());
     return std::move(_descriptor);
 }
@@ -90,8 +93,9 @@ void DescriptorReader::_takeGlobal(const Item& item)
 {
     switch (item.tag) {
     case tag::kUsagePage:
-        if (item.data > kUsagePageMask)
+        if (item.data > kUsagePageMask) {
             _log.error(item, "does not fit 16 bits", item.data);
+        }
         _global.usagePage = static_cast<std::uint16_t>(item.data & kUsagePageMask);
         break;
     case tag::kLogicalMinimum:
@@ -115,16 +119,18 @@ void DescriptorReader::_takeGlobal(const Item& item)
         _global.unit = item.data;
         break;
     case tag::kReportSize:
-        if (item.data > kLinuxReportSizeBits)
+        if (item.data > kLinuxReportSizeBits) {
             _log.warning(item, "more than the 256 bits that Linux accepts", item.data);
+        }
         _global.reportSize = item.data;
         break;
     case tag::kReportID:
         _takeReportID(item);
         break;
     case tag::kReportCount:
-        if (item.data > kLinuxUsages)
+        if (item.data > kLinuxUsages) {
             _log.warning(item, "more than the 12288 fields that Linux accepts", item.data);
+        }
         _global.reportCount = item.data;
         break;
     case tag::kPush:
@@ -141,18 +147,22 @@ void DescriptorReader::_takeGlobal(const Item& item)
 void DescriptorReader::_takeReportID(const Item& item)
 {
     _global.reportID = item.data;
-    if (item.data == 0)
+    if (item.data == 0) {
         return _log.error(item, "0 is reserved");
-    if (item.data > kLargestReportID)
+    }
+    if (item.data > kLargestReportID) {
         _log.error(item, "does not fit a byte, such a report cannot travel", item.data);
-    if (_knownIDs.insert(item.data).second)
+    }
+    if (_knownIDs.insert(item.data).second) {
         _descriptor.reportIDs.push_back(item.data);
+    }
 }
 
 void DescriptorReader::_push(const Item& item)
 {
-    if (_pushed.size() < _limits.globalStackDepth)
+    if (_pushed.size() < _limits.globalStackDepth) {
         return _pushed.push_back(_global);
+    }
     ++_lostPushes;
     _log.error(item, "more states pushed than the limit", static_cast<std::int64_t>(_limits.globalStackDepth));
 }
@@ -163,19 +173,22 @@ void DescriptorReader::_pop(const Item& item)
         --_lostPushes;
         return _log.error(item, "its state was beyond the limit, nothing changes");
     }
-    if (_pushed.empty())
+    if (_pushed.empty()) {
         return _log.error(item, "nothing was pushed");
+    }
     // All globals come back, the report number too: that is the letter of 6.2.2.7, and what Linux does.
-    if (_pushed.back().reportNumber() != _global.reportNumber())
+    if (_pushed.back().reportNumber() != _global.reportNumber()) {
         _log.warning(item, "brings back the report number, hosts disagree", _pushed.back().reportNumber());
+    }
     _global = _pushed.back();
     _pushed.pop_back();
 }
 
 std::vector<UsageRange> DescriptorReader::_takeUsages(const Item& item)
 {
-    if (!_global.usagePage && _locals.needsUsagePage())
+    if (!_global.usagePage && _locals.needsUsagePage()) {
         _log.error(item, "a usage without a usage page");
+    }
     return _locals.joined(_global.usagePage.value_or(0));
 }
 
@@ -195,8 +208,9 @@ void DescriptorReader::_openCollection(const Item& item)
         collection.usagePage = static_cast<std::uint16_t>(usages.front().first >> 16);
         collection.usage = usages.front().first & 0xFFFFU;
     }
-    if (!_open.empty())
+    if (!_open.empty()) {
         collection.parent = _open.back();
+    }
     collection.depth = _open.size();
     collection.offset = item.offset;
     _open.push_back(_descriptor.collections.size());
@@ -205,14 +219,16 @@ void DescriptorReader::_openCollection(const Item& item)
 
 void DescriptorReader::_closeCollection(const Item& item)
 {
-    if (!_locals.isEmpty())
+    if (!_locals.isEmpty()) {
         _log.warning(item, "usages before it belong to nothing");
-    if (_lostCollections > 0)
+    }
+    if (_lostCollections > 0) {
         --_lostCollections;
-    else if (_open.empty())
+    } else if (_open.empty()) {
         _log.error(item, "no collection is open");
-    else
+    } else {
         _open.pop_back();
+    }
 }
 
 std::size_t DescriptorReader::_reportIndex(ReportType type)
@@ -246,15 +262,17 @@ void DescriptorReader::_addField(const Item& item, ReportType type)
     field.unitExponent = decodedExponent(_global.rawUnitExponent);
     field.rawUnitExponent = _global.rawUnitExponent;
     field.usages = _takeUsages(item);
-    if (!_open.empty())
+    if (!_open.empty()) {
         field.collection = _open.back();
+    }
     field.offset = item.offset;
     _checkField(item, field);
 
     // The product of two 32-bit numbers and the largest report still fit 64 bits.
     const std::uint64_t bits = report.bits + std::uint64_t{field.sizeBits} * field.count;
-    if (_isReportClosed[index])
+    if (_isReportClosed[index]) {
         return _log.error(item, "dropped, an earlier field of its report was dropped");
+    }
     if (bits > _limits.reportBits) {
         _isReportClosed[index] = true;
         return _log.error(item, "dropped, its report would be longer than the limit, bits",
@@ -266,53 +284,69 @@ void DescriptorReader::_addField(const Item& item, ReportType type)
 
 void DescriptorReader::_checkField(const Item& item, const Field& field)
 {
-    if (!_global.reportID && !_unnumberedField)
+    if (!_global.reportID && !_unnumberedField) {
         _unnumberedField = item.offset;
-    if (_open.empty())
+    }
+    if (_open.empty()) {
         _log.error(item, "outside any collection");
-    if (!_global.reportSize || !_global.reportCount)
+    }
+    if (!_global.reportSize || !_global.reportCount) {
         _log.warning(item, "report size or count never given");
-    else if (field.sizeBits == 0 || field.count == 0)
+    } else if (field.sizeBits == 0 || field.count == 0) {
         _log.warning(item, "no bits: report size or count is 0");
-    if (_locals.changesPage(_global.usagePage.value_or(0)))
+    }
+    if (_locals.changesPage(_global.usagePage.value_or(0))) {
         _log.warning(item, "the usage page changed between its usages and the item, hosts disagree");
-    if (field.isConstant())
+    }
+    if (field.isConstant()) {
         return;
-    if (field.usages.empty())
+    }
+    if (field.usages.empty()) {
         _log.warning(item, "data without a usage");
-    if (field.isVariable() && usageCount(field.usages) > field.count)
+    }
+    if (field.isVariable() && usageCount(field.usages) > field.count) {
         _log.warning(item, "more usages than fields, fields", field.count);
+    }
     _checkRange(item, field);
 }
 
 void DescriptorReader::_checkRange(const Item& item, const Field& field)
 {
-    if (!_global.logical.isComplete())
+    if (!_global.logical.isComplete()) {
         _log.warning(item, "logical minimum or maximum never given");
-    if (field.logicalMinimum > field.logicalMaximum)
+    }
+    if (field.logicalMinimum > field.logicalMaximum) {
         return _log.error(item, "logical minimum above logical maximum", field.logicalMinimum);
-    if (field.sizeBits == 0 || field.sizeBits > 32)
+    }
+    if (field.sizeBits == 0 || field.sizeBits > 32) {
         return;
+    }
     const bool isSigned = field.logicalMinimum < 0;
     const std::int64_t values = std::int64_t{1} << field.sizeBits;
     const std::int64_t lowest = isSigned ? -(values / 2) : 0;
     const std::int64_t highest = isSigned ? values / 2 - 1 : values - 1;
-    if (field.logicalMinimum < lowest || field.logicalMaximum > highest)
+    if (field.logicalMinimum < lowest || field.logicalMaximum > highest) {
         _log.warning(item, "logical range does not fit the field, bits", field.sizeBits);
+    }
 }
 
 void DescriptorReader::_finish(std::size_t end)
 {
-    if (const std::size_t open = _open.size() + _lostCollections)
+    if (const std::size_t open = _open.size() + _lostCollections) {
         _log.error(end, "end", "collections not closed", static_cast<std::int64_t>(open));
-    if (const std::size_t pushed = _pushed.size() + _lostPushes)
+    }
+    if (const std::size_t pushed = _pushed.size() + _lostPushes) {
         _log.warning(end, "end", "pushed states not popped", static_cast<std::int64_t>(pushed));
-    if (!_locals.isEmpty())
+    }
+    if (!_locals.isEmpty()) {
         _log.warning(end, "end", "usages without a main item");
-    if (_descriptor.reports.empty())
+    }
+    if (_descriptor.reports.empty()) {
         _log.error(end, "end", "no input, output or feature item");
-    if (_descriptor.usesReportIDs() && _unnumberedField)
+    }
+    if (_descriptor.usesReportIDs() && _unnumberedField) {
         _log.error(*_unnumberedField, "Report ID", "missing before this field, though others have one");
+    }
 }
 
 } // namespace qrx::hid

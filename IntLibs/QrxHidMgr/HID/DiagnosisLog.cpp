@@ -23,8 +23,9 @@ void DiagnosisLog::_add(std::size_t offset, std::string_view item, std::string_v
         return;
     }
     std::string text(reason);
-    if (value)
+    if (value) {
         text += ": " + std::to_string(*value);
+    }
     _descriptor.diagnoses.push_back({offset, std::string(item), std::move(text), isError});
 }
 

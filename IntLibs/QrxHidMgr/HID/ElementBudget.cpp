@@ -25,13 +25,16 @@ const char* nameOf(const Field& field)
 
 std::uint64_t entriesOf(const Field& field, bool withHiddenDuplicates)
 {
-    if (isPadding(field) || !canTravel(field.reportID))
+    if (isPadding(field) || !canTravel(field.reportID)) {
         return 0;
+    }
     const std::uint64_t usages = usageCount(field);
-    if (!field.isVariable())
+    if (!field.isVariable()) {
         return 1 + (field.count > 1 ? field.count : 0) + usages;
-    if (isButton(field))
+    }
+    if (isButton(field)) {
         return usages;
+    }
     const std::uint32_t repeats = lastUsageCount(field);
     const bool makesDuplicates = repeats > 1 && (withHiddenDuplicates || repeats <= kMaximumPublishedDuplicates);
     return usages + (makesDuplicates ? repeats : 0);
@@ -45,8 +48,9 @@ std::uint64_t largestShare(std::vector<std::uint64_t> wanted, std::uint64_t room
     std::uint64_t left = room;
     for (std::size_t i = 0; i < wanted.size(); ++i) {
         const std::uint64_t share = left / (wanted.size() - i);
-        if (wanted[i] > share)
+        if (wanted[i] > share) {
             return share;
+        }
         left -= wanted[i];
     }
     return room;
@@ -62,27 +66,31 @@ ElementBudget::ElementBudget(const std::vector<Field>& fields, std::size_t room,
     : _entries(fields.size())
 {
     _count(fields);
-    if (_total <= room)
+    if (_total <= room) {
         return;
+    }
     _makesHiddenDuplicates = false;
     const std::vector<std::uint64_t> all = _entries;
     _count(fields);
     for (std::size_t i = 0; i < fields.size(); ++i) {
-        if (_entries[i] != all[i])
+        if (_entries[i] != all[i]) {
             log.warning(fields[i].offset, nameOf(fields[i]),
                         "too many elements, its unpublished duplicates are left out",
                         static_cast<std::int64_t>(all[i] - _entries[i]));
+        }
     }
-    if (_total > room)
+    if (_total > room) {
         _cutLargest(fields, room, log);
+    }
 }
 
 void ElementBudget::_cutLargest(const std::vector<Field>& fields, std::size_t room, DiagnosisLog& log)
 {
     const std::uint64_t largest = largestShare(_entries, room);
     for (std::size_t i = 0; i < fields.size(); ++i) {
-        if (_entries[i] <= largest)
+        if (_entries[i] <= largest) {
             continue;
+        }
         log.warning(fields[i].offset, nameOf(fields[i]), "more elements than the limit leaves room for, left out",
                     static_cast<std::int64_t>(_entries[i] - largest));
         _total -= _entries[i] - largest;
@@ -93,8 +101,9 @@ void ElementBudget::_cutLargest(const std::vector<Field>& fields, std::size_t ro
 void ElementBudget::_count(const std::vector<Field>& fields)
 {
     _total = 0;
-    for (std::size_t i = 0; i < fields.size(); ++i)
+    for (std::size_t i = 0; i < fields.size(); ++i) {
         _total += _entries[i] = entriesOf(fields[i], _makesHiddenDuplicates);
+    }
 }
 
 } // namespace qrx::hid

@@ -24,12 +24,14 @@ std::int32_t extractValue(std::span<const std::uint8_t> report, std::size_t bitO
     constexpr std::uint32_t kLargestSize = 32;
     constexpr std::size_t kTouchedBytes = 5; // 32 bits that begin inside a byte
     const std::size_t firstByte = bitOffset / 8;
-    if (sizeBits == 0 || firstByte >= report.size())
+    if (sizeBits == 0 || firstByte >= report.size()) {
         return 0;
+    }
     const std::size_t available = std::min(kTouchedBytes, report.size() - firstByte);
     std::uint64_t bits = 0;
-    for (std::size_t i = 0; i < available; ++i)
+    for (std::size_t i = 0; i < available; ++i) {
         bits |= std::uint64_t{report[firstByte + i]} << (8 * i);
+    }
     // To the top, so that the shift back brings in copies of the sign, or zeros.
     const std::uint32_t unused = 64 - std::min(sizeBits, kLargestSize);
     bits = bits >> (bitOffset % 8) << unused;

@@ -68,8 +68,9 @@ ElementTree ElementTreeBuilder::build()
     };
     claim(1);
     _collectionCount = claim(_descriptor.collections.size());
-    if (_collectionCount < _descriptor.collections.size())
+    if (_collectionCount < _descriptor.collections.size()) {
         _log.error(_descriptor.collections[_collectionCount].offset, "Collection", "more elements than the limit");
+    }
     _inputReports.resize(claim(_inputReports.size()));
     const ElementBudget budget(_descriptor.fields, room, _log);
     _makesHiddenDuplicates = budget.makesHiddenDuplicates();
@@ -79,8 +80,9 @@ ElementTree ElementTreeBuilder::build()
     _parents.reserve(total);
     _addCollections();
     for (const bool buttons : {true, false}) {
-        for (const ReportType type : {ReportType::input, ReportType::output, ReportType::feature})
+        for (const ReportType type : {ReportType::input, ReportType::output, ReportType::feature}) {
             _addFields(budget, buttons, type);
+        }
     }
     _addHandlers();
     _linkChildren();
@@ -94,13 +96,15 @@ void ElementTreeBuilder::_measureReports()
     std::array<std::uint64_t, 3> longest{};
     std::unordered_map<std::uint32_t, std::uint64_t> inputBits;
     for (const Report& report : _descriptor.reports) {
-        if (!canTravel(report.id))
+        if (!canTravel(report.id)) {
             continue;
+        }
         const std::uint64_t bits = report.bits + (report.id != 0 ? kReportIDBits : 0);
         auto& best = longest[static_cast<std::size_t>(report.type)];
         best = std::max(best, bits);
-        if (report.type == ReportType::input)
+        if (report.type == ReportType::input) {
             inputBits[report.id] = bits;
+        }
     }
     const auto bytes = [usesIDs](std::uint64_t bits) {
         return static_cast<std::uint32_t>(std::max<std::uint64_t>((bits + 7) / 8, usesIDs ? 1 : 0));
@@ -110,11 +114,13 @@ void ElementTreeBuilder::_measureReports()
     _tree.maxOutputReportSize = bytes(longest[1]);
     _tree.maxFeatureReportSize = bytes(longest[2]);
 
-    if (const auto unnumbered = inputBits.find(0); unnumbered != inputBits.end() && unnumbered->second > 0)
+    if (const auto unnumbered = inputBits.find(0); unnumbered != inputBits.end() && unnumbered->second > 0) {
         _inputReports.push_back({0, static_cast<std::uint32_t>(unnumbered->second)});
+    }
     for (const std::uint32_t id : _descriptor.reportIDs) {
-        if (!canTravel(id))
+        if (!canTravel(id)) {
             continue;
+        }
         // A number that no input uses still has the 8 bits of the number.
         const auto found = inputBits.find(id);
         _inputReports.push_back(
@@ -131,8 +137,9 @@ void ElementTreeBuilder::_append(Element element, std::uint32_t parentCookie)
 
 void ElementTreeBuilder::_add(const Element& element)
 {
-    if (_left == 0)
+    if (_left == 0) {
         return;
+    }
     --_left;
     _append(element, _parentCookie);
 }
@@ -159,8 +166,9 @@ void ElementTreeBuilder::_addCollections()
 std::uint32_t ElementTreeBuilder::_cookieOf(std::optional<std::size_t> collection) const
 {
     // An enclosing collection comes earlier, so this ends at one that is in the table, or at the root.
-    while (collection && *collection >= _collectionCount)
+    while (collection && *collection >= _collectionCount) {
         collection = _descriptor.collections[*collection].parent;
+    }
     return collection ? static_cast<std::uint32_t>(*collection + 1) : 0;
 }
 
@@ -168,14 +176,16 @@ void ElementTreeBuilder::_addFields(const ElementBudget& budget, bool buttons, R
 {
     for (std::size_t i = 0; i < _descriptor.fields.size(); ++i) {
         const Field& field = _descriptor.fields[i];
-        if (field.type != type || isButton(field) != buttons || budget.entries(i) == 0)
+        if (field.type != type || isButton(field) != buttons || budget.entries(i) == 0) {
             continue;
+        }
         _left = static_cast<std::size_t>(budget.entries(i));
         _parentCookie = _cookieOf(field.collection);
-        if (field.isVariable())
+        if (field.isVariable()) {
             _addVariables(field);
-        else
+        } else {
             _addArray(field);
+        }
     }
 }
 
@@ -236,27 +246,32 @@ void ElementTreeBuilder::_addVariables(const Field& field)
     std::uint32_t index = 0;
     for (std::size_t r = 0; r < field.usages.size(); ++r) {
         const bool isLastRange = r + 1 == field.usages.size();
-        if (isLastRange && !isButton(field))
+        if (isLastRange && !isButton(field)) {
             element.reportCount = lastUsageCount(field);
+        }
         for (std::uint64_t usage = field.usages[r].first; usage <= field.usages[r].last && _left > 0; ++usage) {
             setUsage(element, usage);
-            if (index >= field.count)
+            if (index >= field.count) {
                 element.bitOffset = kNoBitOffset;
+            }
             _add(element);
             ++index;
-            if (index < field.count)
+            if (index < field.count) {
                 element.bitOffset += field.sizeBits;
+            }
         }
     }
-    if (element.reportCount > 1)
+    if (element.reportCount > 1) {
         _addDuplicates(element, _tree.elements.back().bitOffset);
+    }
 }
 
 void ElementTreeBuilder::_addDuplicates(Element element, std::size_t bitOffset)
 {
     element.isPublished = element.reportCount <= kMaximumPublishedDuplicates;
-    if (!element.isPublished && !_makesHiddenDuplicates)
+    if (!element.isPublished && !_makesHiddenDuplicates) {
         return;
+    }
     const std::uint32_t count = std::exchange(element.reportCount, 1);
     element.role = ElementRole::duplicate;
     element.bitOffset = bitOffset;
@@ -287,14 +302,16 @@ void ElementTreeBuilder::_linkChildren()
     const auto forEachChild = [this](auto&& visit) {
         for (std::uint32_t cookie = 1; cookie < _tree.elements.size(); ++cookie) {
             const Element& element = _tree.elements[cookie];
-            if (element.isPublished && element.role != ElementRole::reportHandler)
+            if (element.isPublished && element.role != ElementRole::reportHandler) {
                 visit(_parents[cookie], cookie);
+            }
         }
     };
     std::vector<std::uint32_t> counts(_collectionCount + 1);
     forEachChild([&](std::uint32_t parent, std::uint32_t) { ++counts[parent]; });
-    for (std::size_t i = 0; i < counts.size(); ++i)
+    for (std::size_t i = 0; i < counts.size(); ++i) {
         _tree.elements[i].children.reserve(counts[i]);
+    }
     forEachChild(
         [&](std::uint32_t parent, std::uint32_t cookie) { _tree.elements[parent].children.push_back(cookie); });
 }
@@ -304,19 +321,23 @@ void ElementTreeBuilder::_describeDevice()
     const auto& collections = _descriptor.collections;
     _tree.hasFields = std::any_of(_descriptor.fields.begin(), _descriptor.fields.end(),
                                   [](const Field& field) { return canTravel(field.reportID); });
-    if (collections.empty())
+    if (collections.empty()) {
         return;
+    }
     // The first collection of a descriptor has none around it.
     _tree.primaryUsage = {collections.front().usagePage, collections.front().usage};
     std::unordered_set<std::uint64_t> seen;
     for (const Collection& collection : collections) {
-        if (collection.type != kApplicationCollection && collection.type != kPhysicalCollection)
+        if (collection.type != kApplicationCollection && collection.type != kPhysicalCollection) {
             continue;
-        if (seen.insert(std::uint64_t{collection.usagePage} << 32 | collection.usage).second)
+        }
+        if (seen.insert(std::uint64_t{collection.usagePage} << 32 | collection.usage).second) {
             _tree.usagePairs.push_back({collection.usagePage, collection.usage});
+        }
     }
-    if (_tree.usagePairs.empty())
+    if (_tree.usagePairs.empty()) {
         _tree.usagePairs.push_back(_tree.primaryUsage);
+    }
 }
 
 } // namespace qrx::hid

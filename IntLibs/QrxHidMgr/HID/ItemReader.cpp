@@ -71,23 +71,27 @@ const char* Item::name() const
 
 ItemReader::Outcome ItemReader::next(Item& item)
 {
-    if (_position >= _bytes.size())
+    if (_position >= _bytes.size()) {
         return Outcome::end;
+    }
     const std::uint8_t prefix = _bytes[_position];
     item = Item{};
     item.offset = _position++;
     item.type = static_cast<ItemType>(prefix >> 2 & 3U);
     item.tag = static_cast<std::uint8_t>(prefix >> 4);
-    if (prefix == kLongItemPrefix)
+    if (prefix == kLongItemPrefix) {
         return _skipLongItem(item);
+    }
 
     // HID 1.11, 6.2.2.2: the size code 3 means four bytes.
     const unsigned sizeCode = prefix & 3U;
     item.dataBytes = static_cast<std::uint8_t>(sizeCode == 3 ? 4 : sizeCode);
-    if (_bytes.size() - _position < item.dataBytes)
+    if (_bytes.size() - _position < item.dataBytes) {
         return Outcome::truncated;
-    for (unsigned i = 0; i < item.dataBytes; ++i)
+    }
+    for (unsigned i = 0; i < item.dataBytes; ++i) {
         item.data |= std::uint32_t{_bytes[_position + i]} << (8 * i);
+    }
     _position += item.dataBytes;
     return Outcome::item;
 }
@@ -96,13 +100,15 @@ ItemReader::Outcome ItemReader::_skipLongItem(Item& item)
 {
     constexpr std::size_t kHeaderBytes = 2; // length and tag
     item.isLong = true;
-    if (_bytes.size() - _position < kHeaderBytes)
+    if (_bytes.size() - _position < kHeaderBytes) {
         return Outcome::truncated;
+    }
     const std::size_t length = _bytes[_position];
     item.tag = _bytes[_position + 1];
     _position += kHeaderBytes;
-    if (_bytes.size() - _position < length)
+    if (_bytes.size() - _position < length) {
         return Outcome::truncated;
+    }
     _position += length;
     return Outcome::item;
 }

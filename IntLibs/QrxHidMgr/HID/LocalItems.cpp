@@ -20,8 +20,9 @@ void matchEnds(std::uint32_t& low, bool& isLowExtended, std::uint32_t& high, boo
 {
     const std::uint32_t page = (isHighExtended ? high : low) >> kPageShift;
     isLowExtended = isHighExtended = page != 0;
-    if (page == 0)
+    if (page == 0) {
         return;
+    }
     low = page << kPageShift | (low & kUsageIDMask);
     high = page << kPageShift | (high & kUsageIDMask);
 }
@@ -66,8 +67,9 @@ void LocalItems::_takeMinimum(const Item& item, Kind kind, std::uint16_t page)
         open = {};
         return _closeRange(item, kind, low, high, page);
     }
-    if (open.waiting == Waiting::forMaximum)
+    if (open.waiting == Waiting::forMaximum) {
         _log.warning(item, "given twice, the first is dropped");
+    }
     open = low;
 }
 
@@ -87,27 +89,34 @@ void LocalItems::_closeRange(const Item& item, Kind kind, OpenRange low, OpenRan
 {
     if (kind == usageKind && low.isExtended != high.isExtended) {
         matchEnds(low.value, low.isExtended, high.value, high.isExtended);
-        if (low.isExtended)
+        if (low.isExtended) {
             _log.warning(item, "only one end of the range carries a usage page");
+        }
     }
-    if (kind == usageKind && !low.isExtended && low.page != high.page)
+    if (kind == usageKind && !low.isExtended && low.page != high.page) {
         _log.warning(item, "the usage page changed inside the range, its second end's counts, hosts disagree");
-    if (low.value > high.value)
+    }
+    if (low.value > high.value) {
         return _log.error(item, "minimum above maximum, the range is dropped");
-    if (kind != usageKind)
+    }
+    if (kind != usageKind) {
         return;
-    if (low.isExtended && low.value >> kPageShift != high.value >> kPageShift)
+    }
+    if (low.isExtended && low.value >> kPageShift != high.value >> kPageShift) {
         _log.error(item, "range over two usage pages");
+    }
     _addUsage({low.value, high.value, page, low.isExtended});
 }
 
 void LocalItems::_takeDelimiter(const Item& item)
 {
-    if (item.data > 1)
+    if (item.data > 1) {
         return _log.error(item, "neither opens nor closes a set", item.data);
+    }
     const bool opens = item.data == 1;
-    if (opens == _inAlternatives)
+    if (opens == _inAlternatives) {
         return _log.error(item, opens ? "set opened inside a set" : "set closed without being open");
+    }
     _inAlternatives = opens;
     _hasPreferred = false;
 }
@@ -120,8 +129,9 @@ void LocalItems::_addUsage(const Usage& usage)
     }
     // A set names one control several times, the preferred name first; the others are not looked at, as in Linux. As it
     // is one control, the first usage of a range stands for it.
-    if (_hasPreferred)
+    if (_hasPreferred) {
         return;
+    }
     _hasPreferred = true;
     _usages.push_back({usage.first, usage.first, usage.page, usage.isExtended});
 }
@@ -165,14 +175,17 @@ std::vector<UsageRange> LocalItems::joined(std::uint16_t usagePage) const
 void LocalItems::finish(const Item& mainItem)
 {
     for (OpenRange& open : _openRanges) {
-        if (open.waiting == Waiting::forMinimum)
+        if (open.waiting == Waiting::forMinimum) {
             _log.error(mainItem, "a maximum before it has no minimum");
-        if (open.waiting == Waiting::forMaximum)
+        }
+        if (open.waiting == Waiting::forMaximum) {
             _log.warning(mainItem, "a minimum before it has no maximum");
+        }
         open = {};
     }
-    if (_inAlternatives)
+    if (_inAlternatives) {
         _log.error(mainItem, "a set of alternatives before it was not closed");
+    }
     _inAlternatives = false;
     _usages.clear();
 }

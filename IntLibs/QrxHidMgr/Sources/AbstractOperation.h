@@ -7,7 +7,7 @@
 
 /// Says on standard error that nobody supplied an operation. The declaration is a literal of the caller's, since what
 /// compilers offer as a function's name differs between them.
-inline void reportAbstract(char const* declaration)
+inline void reportAbstract(const char* declaration)
 {
     std::cerr << declaration << " is abstract\n";
 }

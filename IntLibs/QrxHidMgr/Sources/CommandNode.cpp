@@ -31,11 +31,12 @@ std::valarray<signed char>& CommandNode::getReport()
     return _report;
 }
 
-void CommandNode::setReport(std::valarray<signed char> const& report)
+void CommandNode::setReport(const std::valarray<signed char>& report)
 {
     // `getReport` gives the array itself, so this may be asked to copy it to itself.
-    if (&report == &_report)
+    if (&report == &_report) {
         return;
+    }
     resizeReport(report.size());
     _report = report;
 }
@@ -67,16 +68,18 @@ size_t CommandNode::getReportLen()
 
 void CommandNode::resizeReport(unsigned long length)
 {
-    if (length == _report.size())
+    if (length == _report.size()) {
         _report = static_cast<signed char>(0);
-    else
+    } else {
         _report.resize(length);
+    }
 }
 
 bool CommandNode::setReportAt(unsigned long index, signed char value)
 {
-    if (index >= _report.size())
+    if (index >= _report.size()) {
         return false;
+    }
     _report[index] = value;
     return true;
 }

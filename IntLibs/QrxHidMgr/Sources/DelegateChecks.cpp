@@ -2,7 +2,7 @@
 
 #ifdef NDEBUG
 
-void noteDelegateChange(QrxHIDDeviceDelegateInterface const*, QrxHIDDeviceDelegateInterface const*) {}
+void noteDelegateChange(const QrxHIDDeviceDelegateInterface*, const QrxHIDDeviceDelegateInterface*) {}
 
 void deleteDelegate(QrxHIDDeviceDelegateInterface* delegate)
 {
@@ -26,7 +26,7 @@ thread_local int sm_DeletionDepth = 0;
 struct Checks {
     std::mutex mutex;
     /// Once for each device that has it.
-    std::multiset<QrxHIDDeviceDelegateInterface const*> delegates;
+    std::multiset<const QrxHIDDeviceDelegateInterface*> delegates;
     int deletions = 0;
     std::terminate_handler earlierHandler = nullptr;
 };
@@ -43,12 +43,14 @@ Checks& checks()
 /// What a call of an operation that is pure by now comes to.
 [[noreturn]] void tellPureCall()
 {
-    if (sm_DeletionDepth > 0 && !std::current_exception())
+    if (sm_DeletionDepth > 0 && !std::current_exception()) {
         std::fputs(
             "QrxHIDDevice: the destructor of a delegate called an operation that its ending device has no more\n",
             stderr);
-    if (std::terminate_handler const earlier = checks().earlierHandler)
+    }
+    if (const std::terminate_handler earlier = checks().earlierHandler) {
         earlier();
+    }
     std::abort();
 }
 
@@ -58,34 +60,38 @@ public:
     PureCallWatch()
     {
         ++sm_DeletionDepth;
-        std::lock_guard<std::mutex> const guard(checks().mutex);
-        if (checks().deletions++ == 0)
+        const std::lock_guard<std::mutex> guard(checks().mutex);
+        if (checks().deletions++ == 0) {
             checks().earlierHandler = std::set_terminate(tellPureCall);
+        }
     }
-    PureCallWatch(PureCallWatch const&) = delete;
-    PureCallWatch& operator=(PureCallWatch const&) = delete;
+    PureCallWatch(const PureCallWatch&) = delete;
+    PureCallWatch& operator=(const PureCallWatch&) = delete;
     ~PureCallWatch()
     {
         --sm_DeletionDepth;
-        std::lock_guard<std::mutex> const guard(checks().mutex);
+        const std::lock_guard<std::mutex> guard(checks().mutex);
         // The application may have set a handler of its own meanwhile.
-        if (--checks().deletions == 0 && std::get_terminate() == tellPureCall)
+        if (--checks().deletions == 0 && std::get_terminate() == tellPureCall) {
             std::set_terminate(checks().earlierHandler);
+        }
     }
 };
 
 } // namespace
 
-void noteDelegateChange(QrxHIDDeviceDelegateInterface const* before, QrxHIDDeviceDelegateInterface const* now)
+void noteDelegateChange(const QrxHIDDeviceDelegateInterface* before, const QrxHIDDeviceDelegateInterface* now)
 {
-    std::lock_guard<std::mutex> const guard(checks().mutex);
-    auto const known = checks().delegates.find(before);
-    if (known != checks().delegates.end())
+    const std::lock_guard<std::mutex> guard(checks().mutex);
+    const auto known = checks().delegates.find(before);
+    if (known != checks().delegates.end()) {
         checks().delegates.erase(known);
+    }
     try {
-        if (now != nullptr)
+        if (now != nullptr) {
             checks().delegates.insert(now);
-    } catch (std::bad_alloc const&) {
+        }
+    } catch (const std::bad_alloc&) {
         // Setting a delegate does not fail.
         std::fputs("QrxHIDDevice: there is no memory to check a delegate\n", stderr);
     }
@@ -96,12 +102,13 @@ void deleteDelegate(QrxHIDDeviceDelegateInterface* delegate)
     noteDelegateChange(delegate, nullptr);
     bool isShared = false;
     {
-        std::lock_guard<std::mutex> const guard(checks().mutex);
+        const std::lock_guard<std::mutex> guard(checks().mutex);
         isShared = checks().delegates.count(delegate) != 0;
     }
-    if (isShared)
+    if (isShared) {
         std::fputs("QrxHIDDevice: a delegate is deleted with its device, and another device has it too\n", stderr);
-    PureCallWatch const watch;
+    }
+    const PureCallWatch watch;
     delete delegate;
 }
 

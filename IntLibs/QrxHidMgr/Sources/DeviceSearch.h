@@ -16,18 +16,20 @@
 /// held, except for `heldByCaller`, and looked up again afterwards. One that was taken off by its own answer is not
 /// found, whatever it answered.
 template <typename Question>
-std::size_t placeOfFirst(std::vector<mis::swizzler<QrxHIDDevice>> const& devices, QrxHIDDevice const* heldByCaller,
+std::size_t placeOfFirst(const std::vector<mis::swizzler<QrxHIDDevice>>& devices, const QrxHIDDevice* heldByCaller,
                          Question isWanted)
 {
     for (std::size_t index = 0; index < devices.size();) {
         QrxHIDDevice* const asked = devices[index].get();
-        mis::swizzler<QrxHIDDevice> const hold(asked != heldByCaller ? asked : nullptr);
-        bool const wanted = isWanted(devices[index]);
+        const mis::swizzler<QrxHIDDevice> hold(asked != heldByCaller ? asked : nullptr);
+        const bool wanted = isWanted(devices[index]);
         std::size_t place = index;
-        if (index >= devices.size() || devices[index] != asked)
+        if (index >= devices.size() || devices[index] != asked) {
             place = static_cast<std::size_t>(std::find(devices.begin(), devices.end(), asked) - devices.begin());
-        if (wanted)
+        }
+        if (wanted) {
             return place;
+        }
         index = place < devices.size() ? place + 1 : index;
     }
     return devices.size();

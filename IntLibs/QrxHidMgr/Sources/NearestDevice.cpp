@@ -3,15 +3,16 @@
 #include "QrxHIDDevice.h"
 #include "SelfReference.h"
 
-mis::swizzler<QrxHIDDevice> findNearestDevice(QrxDeviceTreeNode const& node)
+mis::swizzler<QrxHIDDevice> findNearestDevice(const QrxDeviceTreeNode& node)
 {
     // Handles are made on objects that may be changed; asking for the device changes none.
     auto* current = const_cast<QrxDeviceTreeNode*>(&node);
-    SelfHold const start(*current);
+    const SelfHold start(*current);
     mis::swizzler<QrxDeviceTreeNode> held;
     while (current != nullptr) {
-        if (auto* const device = dynamic_cast<QrxHIDDevice*>(current))
+        if (auto* const device = dynamic_cast<QrxHIDDevice*>(current)) {
             return mis::swizzler<QrxHIDDevice>(device);
+        }
         held = current->_getParent();
         current = held.get();
     }

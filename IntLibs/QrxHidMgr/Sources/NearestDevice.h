@@ -9,6 +9,6 @@ class QrxDeviceTreeNode;
 class QrxHIDDevice;
 
 /// The first device in the chain that begins with `node` itself and goes up by parents; empty when it ends without one.
-mis::swizzler<QrxHIDDevice> findNearestDevice(QrxDeviceTreeNode const& node);
+mis::swizzler<QrxHIDDevice> findNearestDevice(const QrxDeviceTreeNode& node);
 
 #endif

@@ -29,32 +29,34 @@ QrxDeviceTree::QrxDeviceTree() : _delegate(nullptr), _removalListener(nullptr) {
 
 QrxDeviceTree::~QrxDeviceTree()
 {
-    for (std::size_t index = 0; index < _devices.size(); ++index)
+    for (std::size_t index = 0; index < _devices.size(); ++index) {
         _devices[index]->_forgetParent(this);
+    }
     // One by one, since the order is promised and that of the vector's destructor is not. The last release of a device
     // deletes its delegate: the application's code runs here.
-    for (std::size_t index = 0; index < _devices.size(); ++index)
+    for (std::size_t index = 0; index < _devices.size(); ++index) {
         _devices[index].release();
+    }
 }
 
 void QrxDeviceTree::populate(unsigned short vendorID, unsigned short productID)
 {
-    std::vector<std::pair<unsigned short, unsigned short>> const ids(1, std::make_pair(vendorID, productID));
+    const std::vector<std::pair<unsigned short, unsigned short>> ids(1, std::make_pair(vendorID, productID));
     populate(ids);
 }
 
-void QrxDeviceTree::populate(std::vector<std::pair<unsigned short, unsigned short>> const& ids)
+void QrxDeviceTree::populate(const std::vector<std::pair<unsigned short, unsigned short>>& ids)
 {
     _vendorAndProductIDs = ids;
 }
 
 void QrxDeviceTree::observe(unsigned short vendorID, unsigned short productID)
 {
-    std::vector<std::pair<unsigned short, unsigned short>> const ids(1, std::make_pair(vendorID, productID));
+    const std::vector<std::pair<unsigned short, unsigned short>> ids(1, std::make_pair(vendorID, productID));
     observe(ids);
 }
 
-void QrxDeviceTree::observe(std::vector<std::pair<unsigned short, unsigned short>> const& ids)
+void QrxDeviceTree::observe(const std::vector<std::pair<unsigned short, unsigned short>>& ids)
 {
     _vendorAndProductIDs = ids;
 }
@@ -63,7 +65,7 @@ void QrxDeviceTree::deviceNotification(unsigned int kind, mis::swizzler<QrxHIDDe
 {
     if (kind == kDeviceAdded && _delegate != nullptr) {
         // The delegate may ask for this tree, drop the last handle on it, replace itself or throw.
-        SelfHold const self(*this);
+        const SelfHold self(*this);
         _delegate->deviceAdded(device);
         return;
     }
@@ -92,21 +94,23 @@ std::vector<std::pair<unsigned short, unsigned short>>& QrxDeviceTree::getVendor
 
 void QrxDeviceTree::_addDevice(mis::swizzler<QrxHIDDevice> device)
 {
-    if (!device || !device->isHID())
+    if (!device || !device->isHID()) {
         return;
+    }
     // Comparing is the backend's or the application's code.
-    SelfHold const self(*this);
+    const SelfHold self(*this);
     for (std::size_t index = 0; index < _devices.size(); ++index) {
-        if (*_devices[index] == *device)
+        if (*_devices[index] == *device) {
             return;
+        }
     }
     _listDevice(device);
 }
 
-void QrxDeviceTree::_listDevice(mis::swizzler<QrxHIDDevice> const& device)
+void QrxDeviceTree::_listDevice(const mis::swizzler<QrxHIDDevice>& device)
 {
     // What the notification calls is the application's code.
-    SelfHold const self(*this);
+    const SelfHold self(*this);
     _devices.push_back(device);
     device->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
     deviceNotification(kDeviceAdded, device);
@@ -114,13 +118,15 @@ void QrxDeviceTree::_listDevice(mis::swizzler<QrxHIDDevice> const& device)
 
 void QrxDeviceTree::_removeDevice(mis::swizzler<QrxHIDDevice> device)
 {
-    if (!device)
+    if (!device) {
         return;
-    SelfHold const self(*this);
-    std::size_t const place = placeOfFirst(
-        _devices, device.get(), [&](mis::swizzler<QrxHIDDevice> const& listed) { return *listed == *device; });
-    if (place == _devices.size())
+    }
+    const SelfHold self(*this);
+    const std::size_t place = placeOfFirst(
+        _devices, device.get(), [&](const mis::swizzler<QrxHIDDevice>& listed) { return *listed == *device; });
+    if (place == _devices.size()) {
         return;
+    }
     // Off the list before it is released: an equal object may end here, and its delegate with it, which may look at the
     // list.
     mis::swizzler<QrxHIDDevice> listed = std::move(_devices[place]);

@@ -19,7 +19,7 @@ void QrxDeviceTreeInterface::setApplicationOwner(void* owner)
     _applicationOwner = owner;
 }
 
-void QrxDeviceTreeInterface::createDeviceTree(std::vector<std::pair<unsigned short, unsigned short>> const& ids)
+void QrxDeviceTreeInterface::createDeviceTree(const std::vector<std::pair<unsigned short, unsigned short>>& ids)
 {
     _vendorAndProductIDs = ids;
     _deviceTree.set(new _QrxDeviceTreeImpl);
@@ -32,7 +32,7 @@ bool QrxDeviceTreeInterface::setOutputReport(unsigned int reportType, unsigned i
                                              std::valarray<unsigned char> report, int interfaceNumber)
 {
     // Deliberate: always the first device; the facade has no way to address another one.
-    mis::swizzler<QrxHIDDevice> const device = _deviceTree->getDeviceAtIndex(0);
+    const mis::swizzler<QrxHIDDevice> device = _deviceTree->getDeviceAtIndex(0);
     device->setReport(reportType, reportID, report, interfaceNumber);
     return true;
 }

@@ -4,12 +4,12 @@
 
 QrxDeviceTreeNode::QrxDeviceTreeNode() : _parent(nullptr) {}
 
-QrxDeviceTreeNode::QrxDeviceTreeNode(QrxDeviceTreeNode const& other)
+QrxDeviceTreeNode::QrxDeviceTreeNode(const QrxDeviceTreeNode& other)
     : mis::VCollectable<unsigned int>(other), _parent(nullptr)
 {
 }
 
-QrxDeviceTreeNode& QrxDeviceTreeNode::operator=(QrxDeviceTreeNode const&)
+QrxDeviceTreeNode& QrxDeviceTreeNode::operator=(const QrxDeviceTreeNode&)
 {
     return *this;
 }
@@ -22,8 +22,9 @@ QrxDeviceTreeNode::~QrxDeviceTreeNode()
 mis::swizzler<QrxDeviceTree> QrxDeviceTreeNode::getDeviceTree()
 {
     QrxDeviceTreeNode* root = this;
-    while (root->_parent != nullptr)
+    while (root->_parent != nullptr) {
         root = root->_parent;
+    }
     return mis::swizzler<QrxDeviceTree>(dynamic_cast<QrxDeviceTree*>(root));
 }
 
@@ -42,8 +43,9 @@ void QrxDeviceTreeNode::_setParent(mis::swizzler<QrxDeviceTreeNode> parent)
     _parent = parent.get();
 }
 
-void QrxDeviceTreeNode::_forgetParent(QrxDeviceTreeNode const* parent)
+void QrxDeviceTreeNode::_forgetParent(const QrxDeviceTreeNode* parent)
 {
-    if (parent == nullptr || parent == _parent)
+    if (parent == nullptr || parent == _parent) {
         _parent = nullptr;
+    }
 }

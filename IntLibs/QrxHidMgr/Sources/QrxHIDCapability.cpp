@@ -23,7 +23,7 @@ bool QrxHIDCapability::isCapability() const
 
 mis::swizzler<QrxHIDCollection> QrxHIDCapability::getParentCollection() const
 {
-    mis::swizzler<QrxDeviceTreeNode> const parent = _getParent();
+    const mis::swizzler<QrxDeviceTreeNode> parent = _getParent();
     return mis::swizzler<QrxHIDCollection>(dynamic_cast<QrxHIDCollection*>(parent.get()));
 }
 

@@ -11,13 +11,15 @@ QrxHIDCollection::QrxHIDCollection() = default;
 
 QrxHIDCollection::~QrxHIDCollection()
 {
-    for (QrxHIDElementPtr const& element : _elements) {
-        if (element)
+    for (const QrxHIDElementPtr& element : _elements) {
+        if (element) {
             element->_forgetParent(this);
+        }
     }
     // One by one, since the order is promised and that of the vector's destructor is not.
-    for (QrxHIDElementPtr& element : _elements)
+    for (QrxHIDElementPtr& element : _elements) {
         element.release();
+    }
 }
 
 void QrxHIDCollection::_printBody(std::ostream& os, int depth, int indent) const
@@ -26,9 +28,10 @@ void QrxHIDCollection::_printBody(std::ostream& os, int depth, int indent) const
     // Deliberate: children are printed whatever the depth, the end of line stands before each, and a child gets indent
     // + 1 as its depth and 0 as its indent.
     for (unsigned int index = 0; index < getElementCount(); ++index) {
-        QrxHIDElementPtr const element = getElementAtIndex(index);
-        if (!element)
+        const QrxHIDElementPtr element = getElementAtIndex(index);
+        if (!element) {
             continue;
+        }
         os << "\n";
         _printTabs(os, indent + 1);
         os << "Element: ";
@@ -43,20 +46,20 @@ bool QrxHIDCollection::isCollection() const
 
 mis::swizzler<QrxHIDCollection> QrxHIDCollection::getParentCollection() const
 {
-    mis::swizzler<QrxDeviceTreeNode> const parent = _getParent();
+    const mis::swizzler<QrxDeviceTreeNode> parent = _getParent();
     return mis::swizzler<QrxHIDCollection>(dynamic_cast<QrxHIDCollection*>(parent.get()));
 }
 
 size_t QrxHIDCollection::getCollectionCount() const
 {
     return static_cast<size_t>(std::count_if(_elements.begin(), _elements.end(),
-                                             [](QrxHIDElementPtr const& element) { return element->isCollection(); }));
+                                             [](const QrxHIDElementPtr& element) { return element->isCollection(); }));
 }
 
 size_t QrxHIDCollection::getCapabilityCount() const
 {
     return static_cast<size_t>(std::count_if(_elements.begin(), _elements.end(),
-                                             [](QrxHIDElementPtr const& element) { return element->isCapability(); }));
+                                             [](const QrxHIDElementPtr& element) { return element->isCapability(); }));
 }
 
 size_t QrxHIDCollection::getElementCount() const
@@ -72,8 +75,9 @@ QrxHIDElementPtr QrxHIDCollection::getElementAtIndex(unsigned int index) const
 std::vector<unsigned int> QrxHIDCollection::_findReportIDs()
 {
     std::vector<unsigned int> reportIDs;
-    for (QrxHIDElementPtr const& element : _elements)
+    for (const QrxHIDElementPtr& element : _elements) {
         appendReportIDs(element, reportIDs);
+    }
     std::sort(reportIDs.begin(), reportIDs.end());
     return reportIDs;
 }
@@ -81,25 +85,28 @@ std::vector<unsigned int> QrxHIDCollection::_findReportIDs()
 std::vector<QrxHIDCapabilityPtr> QrxHIDCollection::_findCapabilitiesByReportID(unsigned int reportID)
 {
     std::vector<QrxHIDCapabilityPtr> capabilities;
-    for (QrxHIDElementPtr const& element : _elements)
+    for (const QrxHIDElementPtr& element : _elements) {
         appendCapabilities(element, reportID, capabilities);
+    }
     return capabilities;
 }
 
 void QrxHIDCollection::_addElement(QrxHIDElementPtr element)
 {
     // Deliberate: unlike `_addElements`, this does not make the collection the element's parent.
-    if (element)
+    if (element) {
         _elements.push_back(element);
+    }
 }
 
 void QrxHIDCollection::_addElements(const std::vector<QrxHIDElementPtr>& elements)
 {
-    SelfLoan const loan(*this);
+    const SelfLoan loan(*this);
     _elements.reserve(_elements.size() + elements.size());
-    for (QrxHIDElementPtr const& element : elements) {
-        if (!element)
+    for (const QrxHIDElementPtr& element : elements) {
+        if (!element) {
             continue;
+        }
         _elements.push_back(element);
         element->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
     }

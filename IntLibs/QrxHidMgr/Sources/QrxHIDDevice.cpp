@@ -22,13 +22,15 @@ QrxHIDDevice::~QrxHIDDevice()
         deleteDelegate(_delegate);
         _delegate = nullptr;
     }
-    for (mis::swizzler<QrxHIDReport> const& report : _reports) {
-        if (report)
+    for (const mis::swizzler<QrxHIDReport>& report : _reports) {
+        if (report) {
             report->_forgetParent(this);
+        }
     }
     // One by one, since the order is promised and that of the vector's destructor is not.
-    for (mis::swizzler<QrxHIDReport>& report : _reports)
+    for (mis::swizzler<QrxHIDReport>& report : _reports) {
         report.release();
+    }
 }
 
 void QrxHIDDevice::_printBody(std::ostream& os, int depth, int indent) const
@@ -38,20 +40,23 @@ void QrxHIDDevice::_printBody(std::ostream& os, int depth, int indent) const
     // Deliberate: reports and elements get indent + 1 as their depth and 0 as their indent, so that each prints its own
     // children and starts its tabs from zero.
     for (unsigned int index = 0; index < getReportCount(); ++index) {
-        mis::swizzler<QrxHIDReport> const report = getReportAtIndex(index);
-        if (!report)
+        const mis::swizzler<QrxHIDReport> report = getReportAtIndex(index);
+        if (!report) {
             continue;
+        }
         _printTabs(os, indent + 1);
         os << "Report: ";
         report->print(os, indent + 1, 0);
         os << "\n";
     }
-    if (depth <= 0)
+    if (depth <= 0) {
         return;
+    }
     for (unsigned int index = 0; index < getElementCount(); ++index) {
-        QrxHIDElementPtr const element = getElementAtIndex(index);
-        if (!element)
+        const QrxHIDElementPtr element = getElementAtIndex(index);
+        if (!element) {
             continue;
+        }
         _printTabs(os, indent + 1);
         os << "Element: ";
         element->print(os, indent + 1, 0);
@@ -66,23 +71,25 @@ void QrxHIDDevice::init()
 
 void QrxHIDDevice::_findReports()
 {
-    for (unsigned int const reportID : __findReportIDs()) {
+    for (const unsigned int reportID : __findReportIDs()) {
         // Interfaces that use the same report ID have a report of it each; within one the tree's order is kept.
         std::map<int, std::vector<QrxHIDCapabilityPtr>> capabilitiesByInterface;
         for (QrxHIDCapabilityPtr& capability : _findCapabilitiesByReportID(reportID)) {
-            int const interfaceNumber = capability->getInterfaceNumber();
+            const int interfaceNumber = capability->getInterfaceNumber();
             capabilitiesByInterface[interfaceNumber].push_back(std::move(capability));
         }
-        for (auto& [interfaceNumber, capabilities] : capabilitiesByInterface)
+        for (auto& [interfaceNumber, capabilities] : capabilitiesByInterface) {
             _addReport(interfaceNumber, reportID, std::move(capabilities));
+        }
     }
 }
 
 std::vector<unsigned int> QrxHIDDevice::__findReportIDs() const
 {
     std::vector<unsigned int> reportIDs;
-    for (unsigned int index = 0; index < getElementCount(); ++index)
+    for (unsigned int index = 0; index < getElementCount(); ++index) {
         appendReportIDs(getElementAtIndex(index), reportIDs);
+    }
     std::sort(reportIDs.begin(), reportIDs.end());
     return reportIDs;
 }
@@ -90,8 +97,9 @@ std::vector<unsigned int> QrxHIDDevice::__findReportIDs() const
 std::vector<QrxHIDCapabilityPtr> QrxHIDDevice::_findCapabilitiesByReportID(unsigned int reportID)
 {
     std::vector<QrxHIDCapabilityPtr> capabilities;
-    for (unsigned int index = 0; index < getElementCount(); ++index)
+    for (unsigned int index = 0; index < getElementCount(); ++index) {
         appendCapabilities(getElementAtIndex(index), reportID, capabilities);
+    }
     return capabilities;
 }
 
@@ -112,19 +120,21 @@ mis::swizzler<QrxHIDReport> QrxHIDDevice::getReportAtIndex(unsigned int index) c
 
 mis::swizzler<QrxHIDReport> QrxHIDDevice::getReport(int interfaceNumber, unsigned int reportID) const
 {
-    for (mis::swizzler<QrxHIDReport> const& report : _reports) {
-        if (report->getInterfaceNumber() == interfaceNumber && report->getReportID() == reportID)
+    for (const mis::swizzler<QrxHIDReport>& report : _reports) {
+        if (report->getInterfaceNumber() == interfaceNumber && report->getReportID() == reportID) {
             return report;
+        }
     }
     return mis::swizzler<QrxHIDReport>();
 }
 
 void QrxHIDDevice::_addReport(mis::swizzler<QrxHIDReport> report)
 {
-    if (!report)
+    if (!report) {
         return;
+    }
     _reports.push_back(report);
-    SelfLoan const loan(*this);
+    const SelfLoan loan(*this);
     report->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
 }
 
@@ -151,12 +161,13 @@ void QrxHIDDevice::_handleReport(std::valarray<uint8_t> report, int interfaceNum
         // The delegate may drop every other handle on this device, replace itself or throw: the device ends, if it
         // does, with the handle that the delegate was given, and nothing of it is used afterwards. The array is this
         // call's own, so the delegate takes it over.
-        SelfLoan const loan(*this);
+        const SelfLoan loan(*this);
         _delegate->handleReport(std::move(report), mis::swizzler<QrxHIDDevice>(this), interfaceNumber);
         return;
     }
     std::cout << "QrxHIDDevice dispatch report: ";
-    for (uint8_t const byte : report)
+    for (const uint8_t byte : report) {
         std::cout << static_cast<unsigned int>(byte) << " ";
+    }
     std::cout << "coming from interface " << interfaceNumber << "\n";
 }

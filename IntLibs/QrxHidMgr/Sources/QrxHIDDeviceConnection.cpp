@@ -29,9 +29,10 @@ void QrxHIDDeviceConnection::handleReport(std::valarray<uint8_t> report, int int
 {
     // The application's delegate may end this connection during the call; the device is held, nothing else is used
     // after. The array is this call's own, so the device takes it over.
-    mis::swizzler<QrxHIDDevice> const device = getDevice();
-    if (device)
+    const mis::swizzler<QrxHIDDevice> device = getDevice();
+    if (device) {
         device->_handleReport(std::move(report), interfaceNumber);
+    }
 }
 
 void QrxHIDDeviceConnection::setReport(unsigned int, unsigned int, std::valarray<uint8_t>)

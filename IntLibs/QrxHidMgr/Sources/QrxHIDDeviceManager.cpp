@@ -22,7 +22,8 @@ void QrxHIDDeviceManager::initDeviceTree()
 
 mis::swizzler<QrxDeviceTree> QrxHIDDeviceManager::getDeviceTree()
 {
-    if (!_deviceTree)
+    if (!_deviceTree) {
         initDeviceTree();
+    }
     return _deviceTree;
 }

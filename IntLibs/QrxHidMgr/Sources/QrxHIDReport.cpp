@@ -10,8 +10,9 @@ QrxHIDReport::QrxHIDReport() : _interfaceNumber(0), _reportID(0) {}
 QrxHIDReport::~QrxHIDReport()
 {
     // One by one, since the order is promised and that of the vector's destructor is not.
-    for (QrxHIDCapabilityPtr& capability : _capabilities)
+    for (QrxHIDCapabilityPtr& capability : _capabilities) {
         capability.release();
+    }
 }
 
 void QrxHIDReport::_printBody(std::ostream& os, int depth, int indent) const
@@ -68,8 +69,9 @@ QrxHIDCapabilityPtr QrxHIDReport::getCapabilityAtIndex(unsigned int index)
 void QrxHIDReport::_addCapabilities(const std::vector<QrxHIDCapabilityPtr>& capabilities)
 {
     _capabilities.reserve(_capabilities.size() + capabilities.size());
-    for (QrxHIDCapabilityPtr const& capability : capabilities) {
-        if (capability)
+    for (const QrxHIDCapabilityPtr& capability : capabilities) {
+        if (capability) {
             _capabilities.push_back(capability);
+        }
     }
 }

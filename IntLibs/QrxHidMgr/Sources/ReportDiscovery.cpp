@@ -9,25 +9,28 @@ namespace {
 
 void appendOnce(unsigned int reportID, std::vector<unsigned int>& reportIDs)
 {
-    if (std::find(reportIDs.begin(), reportIDs.end(), reportID) == reportIDs.end())
+    if (std::find(reportIDs.begin(), reportIDs.end(), reportID) == reportIDs.end()) {
         reportIDs.push_back(reportID);
+    }
 }
 
 } // namespace
 
-void appendReportIDs(QrxHIDElementPtr const& element, std::vector<unsigned int>& reportIDs)
+void appendReportIDs(const QrxHIDElementPtr& element, std::vector<unsigned int>& reportIDs)
 {
     if (element->isCollection()) {
         if (auto* const collection = dynamic_cast<QrxHIDCollection*>(element.get())) {
-            for (unsigned int const reportID : collection->_findReportIDs())
+            for (const unsigned int reportID : collection->_findReportIDs()) {
                 appendOnce(reportID, reportIDs);
+            }
         }
     }
-    if (element->isCapability())
+    if (element->isCapability()) {
         appendOnce(element->getReportID(), reportIDs);
+    }
 }
 
-void appendCapabilities(QrxHIDElementPtr const& element, unsigned int reportID,
+void appendCapabilities(const QrxHIDElementPtr& element, unsigned int reportID,
                         std::vector<QrxHIDCapabilityPtr>& capabilities)
 {
     if (element->isCollection()) {
@@ -36,6 +39,7 @@ void appendCapabilities(QrxHIDElementPtr const& element, unsigned int reportID,
             std::move(below.begin(), below.end(), std::back_inserter(capabilities));
         }
     }
-    if (element->isCapability() && element->getReportID() == reportID)
+    if (element->isCapability() && element->getReportID() == reportID) {
         capabilities.push_back(QrxHIDCapabilityPtr(dynamic_cast<QrxHIDCapability*>(element.get())));
+    }
 }

@@ -13,11 +13,11 @@
 #include <vector>
 
 /// Appends the report IDs of `element` and below that `reportIDs` does not have yet.
-void appendReportIDs(QrxHIDElementPtr const& element, std::vector<unsigned int>& reportIDs);
+void appendReportIDs(const QrxHIDElementPtr& element, std::vector<unsigned int>& reportIDs);
 
 /// Appends the capabilities of report `reportID` among `element` and below. An element that claims to be a capability
 /// and is none appends an empty handle.
-void appendCapabilities(QrxHIDElementPtr const& element, unsigned int reportID,
+void appendCapabilities(const QrxHIDElementPtr& element, unsigned int reportID,
                         std::vector<QrxHIDCapabilityPtr>& capabilities);
 
 #endif

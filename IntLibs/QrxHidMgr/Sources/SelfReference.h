@@ -17,20 +17,21 @@ public:
     {
         _object.retain();
     }
-    SelfHold(SelfHold const&) = delete;
-    SelfHold& operator=(SelfHold const&) = delete;
+    SelfHold(const SelfHold&) = delete;
+    SelfHold& operator=(const SelfHold&) = delete;
     ~SelfHold()
     {
         // Back to nobody's, unless somebody has kept a handle meanwhile.
-        if (!_wasHeld && _object.isCollectable())
+        if (!_wasHeld && _object.isCollectable()) {
             _object.setReferenceCount(0);
-        else
+        } else {
             _object.release();
+        }
     }
 
 private:
     mis::VCollectable<unsigned int>& _object;
-    bool const _wasHeld;
+    const bool _wasHeld;
 };
 
 /// As `SelfHold`, for an object that nobody holds; nothing for one that is held, whose count is then what the caller of
@@ -39,8 +40,9 @@ class SelfLoan {
 public:
     explicit SelfLoan(mis::VCollectable<unsigned int>& object)
     {
-        if (object.getReferenceCount() == 0)
+        if (object.getReferenceCount() == 0) {
             _hold.emplace(object);
+        }
     }
 
 private:

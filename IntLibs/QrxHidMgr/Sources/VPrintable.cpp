@@ -15,8 +15,9 @@ void VPrintable::print(std::ostream& os, int depth, int indent) const
 
 void VPrintable::_printTabs(std::ostream& os, int count) const
 {
-    for (int written = 0; written < count; ++written)
+    for (int written = 0; written < count; ++written) {
         os << '\t';
+    }
 }
 
 void VPrintable::_printHeader(std::ostream& os, int) const

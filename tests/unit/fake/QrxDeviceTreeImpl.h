@@ -18,14 +18,14 @@ public:
     using QrxDeviceTree::observe;
     using QrxDeviceTree::populate;
 
-    void populate(std::vector<std::pair<unsigned short, unsigned short>> const& ids) override
+    void populate(const std::vector<std::pair<unsigned short, unsigned short>>& ids) override
     {
         QrxDeviceTree::populate(ids);
         if (sm_OnPopulate)
             sm_OnPopulate(*this);
     }
 
-    void observe(std::vector<std::pair<unsigned short, unsigned short>> const& ids) override
+    void observe(const std::vector<std::pair<unsigned short, unsigned short>>& ids) override
     {
         QrxDeviceTree::observe(ids);
         if (sm_OnObserve)
