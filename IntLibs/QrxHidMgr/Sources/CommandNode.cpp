@@ -33,7 +33,8 @@ std::valarray<signed char>& CommandNode::getReport()
 
 void CommandNode::setReport(const std::valarray<signed char>& report)
 {
-    // `getReport` gives the array itself, so this may be asked to copy it to itself.
+    // `getReport` gives out the array itself, so the source may be this record's own array. `resizeReport` would clear
+    // it before it is copied.
     if (&report == &_report) {
         return;
     }
@@ -68,6 +69,8 @@ size_t CommandNode::getReportLen()
 
 void CommandNode::resizeReport(unsigned long length)
 {
+    // `valarray::resize` may take new storage even for the present length, which is the usual case of an application
+    // that reuses a record.
     if (length == _report.size()) {
         _report = static_cast<signed char>(0);
     } else {
@@ -77,6 +80,7 @@ void CommandNode::resizeReport(unsigned long length)
 
 bool CommandNode::setReportAt(unsigned long index, signed char value)
 {
+    // `valarray` does not check its index; out of range is an answer of this class, not undefined behaviour.
     if (index >= _report.size()) {
         return false;
     }

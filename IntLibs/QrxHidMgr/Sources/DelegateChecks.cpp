@@ -1,3 +1,13 @@
+// A device deletes its delegate in its own destructor. Two errors of an application follow from that, and both only
+// show much later, as a crash somewhere else: the same delegate set on two devices is deleted twice, and a delegate's
+// destructor that calls its device reaches an object of which only the base class is left, so that a call of an
+// operation that the backend supplies ends in the language's "pure virtual function called". A debug build keeps a list
+// of the delegates in use for the first and a terminate handler for the second. Both only write a line: what happens
+// afterwards is the same in every build.
+//
+// The list is shared by all threads, since each thread may have devices of its own; hence the lock. It is never held
+// while a destructor of the application runs.
+
 #include "DelegateChecks.h"
 
 #ifdef NDEBUG
@@ -20,19 +30,21 @@ void deleteDelegate(QrxHIDDeviceDelegateInterface* delegate)
 
 namespace {
 
-/// How many deletions this thread is in: what a delegate's destructor drops may end further devices.
+/// How many deletions are nested on this thread: the delegate that is deleted may hold the last handle on another
+/// device, which then deletes its own delegate.
 thread_local int sm_DeletionDepth = 0;
 
 struct Checks {
     std::mutex mutex;
-    /// Once for each device that has it.
+    /// One entry for each device that has the delegate, so that a second one is seen when the first device goes.
     std::multiset<const QrxHIDDeviceDelegateInterface*> delegates;
+    // Deletions under way on all threads: the handler is installed with the first and taken back with the last.
     int deletions = 0;
     std::terminate_handler earlierHandler = nullptr;
 };
 
-/// Never destroyed: devices may go with static objects. Made in place: that takes no memory, which setting and deleting
-/// delegates do without.
+/// Never destroyed, because devices held by static objects may go after it. It is constructed in static memory: setting
+/// and deleting a delegate must not allocate.
 Checks& checks()
 {
     alignas(Checks) static unsigned char sm_Memory[sizeof(Checks)];
@@ -40,7 +52,8 @@ Checks& checks()
     return sm_Checks;
 }
 
-/// What a call of an operation that is pure by now comes to.
+/// The terminate handler. The language calls it for a pure virtual call without an exception under way; with one,
+/// something else ended the process.
 [[noreturn]] void tellPureCall()
 {
     if (sm_DeletionDepth > 0 && !std::current_exception()) {
@@ -54,7 +67,7 @@ Checks& checks()
     std::abort();
 }
 
-/// Tells of pure calls for as long as it lives.
+/// Reports pure virtual calls while it lives.
 class PureCallWatch {
 public:
     PureCallWatch()
@@ -80,6 +93,7 @@ public:
 
 } // namespace
 
+// The old entry is removed before the new one is added, so that setting the same delegate again leaves one entry.
 void noteDelegateChange(const QrxHIDDeviceDelegateInterface* before, const QrxHIDDeviceDelegateInterface* now)
 {
     const std::lock_guard<std::mutex> guard(checks().mutex);
@@ -92,13 +106,15 @@ void noteDelegateChange(const QrxHIDDeviceDelegateInterface* before, const QrxHI
             checks().delegates.insert(now);
         }
     } catch (const std::bad_alloc&) {
-        // Setting a delegate does not fail.
+        // Setting a delegate never fails, in debug builds too: this delegate goes unchecked.
         std::fputs("QrxHIDDevice: there is no memory to check a delegate\n", stderr);
     }
 }
 
 void deleteDelegate(QrxHIDDeviceDelegateInterface* delegate)
 {
+    // The entry of the ending device goes first; if one is left, another device has the same delegate. The message
+    // comes before the deletion, which may crash.
     noteDelegateChange(delegate, nullptr);
     bool isShared = false;
     {

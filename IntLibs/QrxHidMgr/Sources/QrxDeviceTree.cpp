@@ -15,6 +15,8 @@
 
 namespace {
 
+// The kinds of `deviceNotification`. Applications override it and compare with the numbers, so they are part of the
+// interface.
 constexpr unsigned int kDeviceAdded = 1;
 constexpr unsigned int kDeviceRemoved = 2;
 
@@ -30,10 +32,12 @@ QrxDeviceTree::QrxDeviceTree() : _delegate(nullptr), _removalListener(nullptr) {
 QrxDeviceTree::~QrxDeviceTree()
 {
     for (std::size_t index = 0; index < _devices.size(); ++index) {
+        // All links are cut before the first device is released: a delegate that ends with one device may ask another
+        // one for its tree, which must then be none rather than this half destroyed one.
         _devices[index]->_forgetParent(this);
     }
     // One by one, since the order is promised and that of the vector's destructor is not. The last release of a device
-    // deletes its delegate: the application's code runs here.
+    // deletes its delegate, so the application's code runs here.
     for (std::size_t index = 0; index < _devices.size(); ++index) {
         _devices[index].release();
     }
@@ -63,6 +67,7 @@ void QrxDeviceTree::observe(const std::vector<std::pair<unsigned short, unsigned
 
 void QrxDeviceTree::deviceNotification(unsigned int kind, mis::swizzler<QrxHIDDevice> device)
 {
+    // Kinds other than "added" never reach the delegate, see below.
     if (kind == kDeviceAdded && _delegate != nullptr) {
         // The delegate may ask for this tree, drop the last handle on it, replace itself or throw.
         const SelfHold self(*this);
@@ -73,12 +78,15 @@ void QrxDeviceTree::deviceNotification(unsigned int kind, mis::swizzler<QrxHIDDe
         std::cout << "device notification: device added\n";
         return;
     }
-    // Deliberate: the delegate is not told of removals, they only write their line.
+    // Deliberate: `deviceAdded` is all that a delegate hears from here; other kinds only write this line. A delegate
+    // that wants removals is told by `_announceRemoval`.
     std::cout << "device notification: id " << kind << "\n";
 }
 
 unsigned int QrxDeviceTree::getHIDDeviceCount()
 {
+    // The interface counts in `unsigned int`. USB addresses at most 127 devices on a bus, so no list comes near its
+    // limit.
     return static_cast<unsigned int>(_devices.size());
 }
 
@@ -97,9 +105,11 @@ void QrxDeviceTree::_addDevice(mis::swizzler<QrxHIDDevice> device)
     if (!device || !device->isHID()) {
         return;
     }
-    // Comparing is the backend's or the application's code.
+    // A device's `operator==` may be the application's and may drop the last handle on this tree; the hold keeps the
+    // list valid. The size is read anew for each step because the same code may list or remove devices.
     const SelfHold self(*this);
     for (std::size_t index = 0; index < _devices.size(); ++index) {
+        // The listed device is asked, not the new one: it decides what it is equal to.
         if (*_devices[index] == *device) {
             return;
         }
@@ -109,7 +119,8 @@ void QrxDeviceTree::_addDevice(mis::swizzler<QrxHIDDevice> device)
 
 void QrxDeviceTree::_listDevice(const mis::swizzler<QrxHIDDevice>& device)
 {
-    // What the notification calls is the application's code.
+    // The notification calls the application, which may drop the tree. The device is listed and has its parent before
+    // it is announced: a delegate may look it up, open it or remove it at once.
     const SelfHold self(*this);
     _devices.push_back(device);
     device->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
@@ -127,31 +138,35 @@ void QrxDeviceTree::_removeDevice(mis::swizzler<QrxHIDDevice> device)
     if (place == _devices.size()) {
         return;
     }
-    // Off the list before it is released: an equal object may end here, and its delegate with it, which may look at the
-    // list.
+    // The entry leaves the list before it is released. If it is an equal object and not `device` itself, its last
+    // handle may go here and its delegate with it, whose destructor may look at the list.
     mis::swizzler<QrxHIDDevice> listed = std::move(_devices[place]);
     _devices.erase(_devices.begin() + static_cast<std::ptrdiff_t>(place));
     listed.release();
-    // Deliberate: the device keeps its link to this tree; only the tree's end clears it.
+    // Deliberate: the device keeps its link to this tree; only the tree's end clears it. So a removed device still
+    // answers `getDeviceTree`.
     _announceRemoval(device);
 }
 
-void QrxDeviceTree::_announceRemoval(mis::swizzler<QrxHIDDevice> const& device)
+void QrxDeviceTree::_announceRemoval(const mis::swizzler<QrxHIDDevice>& device)
 {
     // Each of the calls may drop the tree.
-    SelfHold const self(*this);
+    const SelfHold self(*this);
     deviceNotification(kDeviceRemoved, device);
-    if (_removalListener == nullptr && device->_getEventListener() == nullptr)
+    if (_removalListener == nullptr && device->_getEventListener() == nullptr) {
         return;
+    }
     FirstException failure;
     failure.watch([&] {
-        if (_removalListener != nullptr)
+        if (_removalListener != nullptr) {
             _removalListener->deviceRemoved(device);
+        }
     });
     failure.watch([&] {
         // Asked for anew: the delegate may have been replaced.
-        if (QrxHIDDeviceEventInterface* const listener = device->_getEventListener())
+        if (QrxHIDDeviceEventInterface* const listener = device->_getEventListener()) {
             listener->deviceRemoved(device);
+        }
     });
     // Without this the application would have to keep the device until it has closed it.
     failure.watch([&] { device->close(); });

@@ -10,8 +10,9 @@ QrxDeviceTreeInterface::QrxDeviceTreeInterface() : _deviceInterface(-1), _applic
 QrxDeviceTreeInterface::~QrxDeviceTreeInterface()
 {
     // A derived class may have kept the tree alive.
-    if (_deviceTree)
+    if (_deviceTree) {
         _deviceTree->_setRemovalListener(nullptr);
+    }
 }
 
 void QrxDeviceTreeInterface::setApplicationOwner(void* owner)
@@ -22,9 +23,11 @@ void QrxDeviceTreeInterface::setApplicationOwner(void* owner)
 void QrxDeviceTreeInterface::createDeviceTree(const std::vector<std::pair<unsigned short, unsigned short>>& ids)
 {
     _vendorAndProductIDs = ids;
+    // The earlier tree ends inside `set`, before the new one is populated: its devices and delegates are gone when the
+    // first new device is listed.
     _deviceTree.set(new _QrxDeviceTreeImpl);
     _deviceTree->_setRemovalListener(dynamic_cast<QrxDeviceTreeRemovalInterface*>(this));
-    // The pairs may have been the earlier tree's, which may be gone.
+    // `ids` may refer to the earlier tree's own list, which has gone with it; hence the copy that was made first.
     _deviceTree->populate(_vendorAndProductIDs);
 }
 
@@ -33,6 +36,7 @@ bool QrxDeviceTreeInterface::setOutputReport(unsigned int reportType, unsigned i
 {
     // Deliberate: always the first device; the facade has no way to address another one.
     const mis::swizzler<QrxHIDDevice> device = _deviceTree->getDeviceAtIndex(0);
+    // The device is held for the call: a delegate that is told of the report may remove it from the tree.
     device->setReport(reportType, reportID, report, interfaceNumber);
     return true;
 }

@@ -1,3 +1,10 @@
+// A field of a report, of which the model itself knows nothing: a backend answers from what its platform says of the
+// element. The bodies below run only when a backend leaves one out. They say so on standard error instead of being
+// pure, so that an application that derives a double for its tests supplies what it needs and no more.
+//
+// The texts of the declarations are part of the output. They are literals, because each compiler has its own spelling
+// of a function's name.
+
 #include "QrxHIDCapability.h"
 
 #include "AbstractOperation.h"
@@ -24,6 +31,8 @@ bool QrxHIDCapability::isCapability() const
 mis::swizzler<QrxHIDCollection> QrxHIDCapability::getParentCollection() const
 {
     const mis::swizzler<QrxDeviceTreeNode> parent = _getParent();
+    // A field at the top of its interface has the interface as its parent, which is no collection: then the cast gives
+    // null and the answer is an empty handle.
     return mis::swizzler<QrxHIDCollection>(dynamic_cast<QrxHIDCollection*>(parent.get()));
 }
 

@@ -13,6 +13,8 @@ QrxHIDCollection::~QrxHIDCollection()
 {
     for (const QrxHIDElementPtr& element : _elements) {
         if (element) {
+            // All children are told before the first is released, so that none of them can be reached with a link to a
+            // parent that is half destroyed.
             element->_forgetParent(this);
         }
     }
@@ -26,7 +28,8 @@ void QrxHIDCollection::_printBody(std::ostream& os, int depth, int indent) const
 {
     QrxHIDElement::_printBody(os, depth, indent);
     // Deliberate: children are printed whatever the depth, the end of line stands before each, and a child gets indent
-    // + 1 as its depth and 0 as its indent.
+    // + 1 as its depth and 0 as its indent. Count and children are asked through the virtual operations, since a
+    // derived class may show others than the list has.
     for (unsigned int index = 0; index < getElementCount(); ++index) {
         const QrxHIDElementPtr element = getElementAtIndex(index);
         if (!element) {
@@ -78,6 +81,8 @@ std::vector<unsigned int> QrxHIDCollection::_findReportIDs()
     for (const QrxHIDElementPtr& element : _elements) {
         appendReportIDs(element, reportIDs);
     }
+    // Every level sorts the result of its own walk: a caller may ask any collection, and each is promised an ascending
+    // list.
     std::sort(reportIDs.begin(), reportIDs.end());
     return reportIDs;
 }
@@ -86,6 +91,7 @@ std::vector<QrxHIDCapabilityPtr> QrxHIDCollection::_findCapabilitiesByReportID(u
 {
     std::vector<QrxHIDCapabilityPtr> capabilities;
     for (const QrxHIDElementPtr& element : _elements) {
+        // Not sorted and not made unique: the order of the tree is the order of the fields in the report.
         appendCapabilities(element, reportID, capabilities);
     }
     return capabilities;
@@ -101,6 +107,8 @@ void QrxHIDCollection::_addElement(QrxHIDElementPtr element)
 
 void QrxHIDCollection::_addElements(const std::vector<QrxHIDElementPtr>& elements)
 {
+    // Children get a handle on this collection while they take it as their parent. A collection that nobody holds yet
+    // would be deleted when that handle goes.
     const SelfLoan loan(*this);
     _elements.reserve(_elements.size() + elements.size());
     for (const QrxHIDElementPtr& element : elements) {

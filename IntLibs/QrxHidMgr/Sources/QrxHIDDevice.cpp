@@ -17,13 +17,15 @@ QrxHIDDevice::QrxHIDDevice() : _delegate(nullptr), _eventListener(nullptr) {}
 QrxHIDDevice::~QrxHIDDevice()
 {
     if (_delegate != nullptr) {
-        // The application's destructor runs here. What a derived class added to the device is gone.
+        // The delegate's destructor is the application's code. It runs while only this base class is left of the
+        // device, so it must not call the device; debug builds report it (`DelegateChecks`).
         _eventListener = nullptr;
         deleteDelegate(_delegate);
         _delegate = nullptr;
     }
     for (const mis::swizzler<QrxHIDReport>& report : _reports) {
         if (report) {
+            // As in every parent: all links are cut before the first report is released.
             report->_forgetParent(this);
         }
     }
@@ -49,6 +51,7 @@ void QrxHIDDevice::_printBody(std::ostream& os, int depth, int indent) const
         report->print(os, indent + 1, 0);
         os << "\n";
     }
+    // Reports are always printed; element trees may be long, so they are printed only when the caller asks for depth.
     if (depth <= 0) {
         return;
     }
@@ -72,7 +75,8 @@ void QrxHIDDevice::init()
 void QrxHIDDevice::_findReports()
 {
     for (const unsigned int reportID : __findReportIDs()) {
-        // Interfaces that use the same report ID have a report of it each; within one the tree's order is kept.
+        // Each USB interface has a report descriptor and report IDs of its own, so two interfaces that use the same
+        // number have a report each. The map orders them by interface number; within one the order of the tree is kept.
         std::map<int, std::vector<QrxHIDCapabilityPtr>> capabilitiesByInterface;
         for (QrxHIDCapabilityPtr& capability : _findCapabilitiesByReportID(reportID)) {
             const int interfaceNumber = capability->getInterfaceNumber();
@@ -90,6 +94,7 @@ std::vector<unsigned int> QrxHIDDevice::__findReportIDs() const
     for (unsigned int index = 0; index < getElementCount(); ++index) {
         appendReportIDs(getElementAtIndex(index), reportIDs);
     }
+    // Reports are listed in ascending order of their IDs, whatever the order of the fields in the descriptor.
     std::sort(reportIDs.begin(), reportIDs.end());
     return reportIDs;
 }
@@ -121,6 +126,8 @@ mis::swizzler<QrxHIDReport> QrxHIDDevice::getReportAtIndex(unsigned int index) c
 mis::swizzler<QrxHIDReport> QrxHIDDevice::getReport(int interfaceNumber, unsigned int reportID) const
 {
     for (const mis::swizzler<QrxHIDReport>& report : _reports) {
+        // A linear search: a device has few reports, and applications look one up once, not for every report that
+        // arrives.
         if (report->getInterfaceNumber() == interfaceNumber && report->getReportID() == reportID) {
             return report;
         }
@@ -135,6 +142,7 @@ void QrxHIDDevice::_addReport(mis::swizzler<QrxHIDReport> report)
     }
     _reports.push_back(report);
     const SelfLoan loan(*this);
+    // Listed first: `_setParent` is virtual, and code that looks at the device from there finds the report.
     report->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
 }
 
@@ -150,6 +158,7 @@ bool QrxHIDDevice::hasDelegate() const
 
 void QrxHIDDevice::setDelegate(QrxHIDDeviceDelegateInterface* delegate)
 {
+    // The replaced delegate is not deleted: it belongs to the application again, which may have its own owner for it.
     noteDelegateChange(_delegate, delegate);
     _delegate = delegate;
     _eventListener = dynamic_cast<QrxHIDDeviceEventInterface*>(delegate);

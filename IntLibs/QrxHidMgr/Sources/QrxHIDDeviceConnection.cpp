@@ -27,8 +27,9 @@ mis::swizzler<QrxHIDDevice> QrxHIDDeviceConnection::getDevice() const
 
 void QrxHIDDeviceConnection::handleReport(std::valarray<uint8_t> report, int interfaceNumber)
 {
-    // The application's delegate may end this connection during the call; the device is held, nothing else is used
-    // after. The array is this call's own, so the device takes it over.
+    // The application's delegate may end this connection during the call. The device is held by the handle; nothing of
+    // the connection is used after the call. The array is this call's own copy, so the device takes it over without
+    // another one.
     const mis::swizzler<QrxHIDDevice> device = getDevice();
     if (device) {
         device->_handleReport(std::move(report), interfaceNumber);

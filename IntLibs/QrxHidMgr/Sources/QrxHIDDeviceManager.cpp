@@ -5,6 +5,8 @@ mis::swizzler<QrxHIDDeviceManager> QrxHIDDeviceManager::sm_Instance;
 mis::swizzler<QrxHIDDeviceManager> QrxHIDDeviceManager::Instance()
 {
     if (!sm_Instance) {
+        // The handle is stored before the tree is made: code that runs in `initDeviceTree` and calls `Instance` gets
+        // this manager instead of making another.
         sm_Instance.set(new QrxHIDDeviceManager);
         sm_Instance->initDeviceTree();
     }

@@ -12,11 +12,13 @@ QrxHIDElement::~QrxHIDElement() = default;
 
 void QrxHIDElement::_printBody(std::ostream& os, int depth, int indent) const
 {
+    // The tree node between has nothing of its own to print.
     mis::VCollectable<unsigned int>::_printBody(os, depth, indent);
     os << "HIDElement.interfaceNumber = " << getInterfaceNumber() << " ";
     os << "HIDElement.reportID = " << getReportID() << " ";
 }
 
+// Two questions, not one kind: a derived class may be both or neither, and callers ask each by itself.
 bool QrxHIDElement::isCollection() const
 {
     return false;

@@ -9,6 +9,7 @@ namespace {
 
 void appendOnce(unsigned int reportID, std::vector<unsigned int>& reportIDs)
 {
+    // A linear search: HID has at most 255 report IDs, and devices use a handful.
     if (std::find(reportIDs.begin(), reportIDs.end(), reportID) == reportIDs.end()) {
         reportIDs.push_back(reportID);
     }
@@ -34,6 +35,7 @@ void appendCapabilities(const QrxHIDElementPtr& element, unsigned int reportID,
                         std::vector<QrxHIDCapabilityPtr>& capabilities)
 {
     if (element->isCollection()) {
+        // An application's double may say that it is a collection without being one; then it has no children to ask.
         if (auto* const collection = dynamic_cast<QrxHIDCollection*>(element.get())) {
             std::vector<QrxHIDCapabilityPtr> below = collection->_findCapabilitiesByReportID(reportID);
             std::move(below.begin(), below.end(), std::back_inserter(capabilities));

@@ -8,6 +8,7 @@ VPrintable::~VPrintable() = default;
 
 void VPrintable::print(std::ostream& os, int depth, int indent) const
 {
+    // Three virtual steps, so that a derived class adds to the body only and the braces always match.
     _printHeader(os, indent);
     _printBody(os, depth, indent);
     _printFooter(os, indent);

@@ -9,12 +9,16 @@ namespace qrx {
 
 bool DeviceIndex::follow(const std::vector<mis::swizzler<QrxHIDDevice>>& devices)
 {
+    // Nothing but `add` and `remove` changes the index between two calls, and a device can only leave the list
+    // otherwise. So equal sizes mean equal contents, and the usual call costs one comparison.
     if (_entries.size() == devices.size()) {
         return true;
     }
     _entries.clear();
     for (const mis::swizzler<QrxHIDDevice>& device : devices) {
         const auto* own = exactly<_QrxHIDDeviceImpl>(device.get());
+        // A device without an entry equals every other one without an entry; a handle of 0 in the index could not tell
+        // them apart.
         if (own == nullptr || own->_getEntry() == 0) {
             _entries.clear();
             return false;

@@ -5,16 +5,16 @@
 
 namespace qrx {
 
-/// Whether `Class` is the very class of `object`: one comparison, where a cast, which also finds derived classes,
-/// searches bases by name. A false may be wrong (a class that is described twice in a process), a true is not: ask a
-/// cast after a false.
+/// True if `Class` is the most derived class of `object`: one comparison of addresses, where a `dynamic_cast`, which
+/// also finds derived classes, compares names of bases. A false negative is possible (a class that is described twice
+/// in a process); then use a cast. A true is always right.
 template <class Class, class Base>
 bool isExactly(const Base& object)
 {
     return &typeid(object) == &typeid(Class);
 }
 
-/// `object`, which may be null, as a `Class` if that is its very class, else null.
+/// `object`, which may be null, as a `Class` if that is its most derived class, else null.
 template <class Class, class Base>
 Class* exactly(Base* object)
 {

@@ -5,8 +5,8 @@
 #include "QrxHIDCollectionImpl.h"
 #include "swizzler"
 
-/// `node` as a `Node`, or null. Walks lead over collections to an object of the very class that is sought: both are
-/// told without a cast.
+/// `node` as a `Node`, or null. The fast path compares exact types: a walk up passes collections until it comes to an
+/// object of the class that is sought, and neither needs a cast. Derived classes take the cast.
 template <class Node>
 Node* nodeAs(QrxDeviceTreeNode& node)
 {
@@ -16,8 +16,8 @@ Node* nodeAs(QrxDeviceTreeNode& node)
     return qrx::isExactly<_QrxHIDCollectionImpl>(node) ? nullptr : dynamic_cast<Node*>(&node);
 }
 
-/// The nearest node of class `Node`, which is no collection, above `node` (the node itself is not looked at), or an
-/// empty handle. The walk is done afresh on each call; every step is held while it is looked at.
+/// The nearest node of class `Node` above `node`, which itself is not looked at, or an empty handle. `Node` is not a
+/// collection. Nothing is cached: each call walks again, and every step is held while it is looked at.
 template <class Node>
 mis::swizzler<Node> nearestAbove(const QrxDeviceTreeNode& node)
 {

@@ -1,3 +1,8 @@
+// Readers of property objects. What a registry entry says comes from a device's descriptors and from whatever driver
+// published it, so no key and no type is taken for granted: each reader checks the type first and answers the default
+// otherwise. The one thing that is not checked is the width of a number; it is read as 32 bits, signed, which is what
+// the keys of USB and HID hold.
+
 #include "PropertyReading.h"
 
 #include "PropertyHandle.h"
@@ -5,7 +10,8 @@
 namespace qrx::properties {
 namespace {
 
-/// A name longer than this (in UTF-16 units) is not one; it is not worth a buffer.
+/// Longer texts (in UTF-16 units) read as empty without a buffer being allocated. USB strings have at most 126 units;
+/// only a provider's error could make one longer.
 constexpr CFIndex kMaxTextLength = 0x100000;
 
 CFTypeRef valueOf(CFDictionaryRef properties, CFStringRef key)
@@ -27,6 +33,8 @@ std::int32_t numberValue(CFTypeRef number)
 
 std::string convertedText(CFStringRef string)
 {
+    // A string that is stored as ASCII gives its bytes without a copy. The pointer is a shortcut that the platform may
+    // refuse at any time, so the conversion below must always work too.
     if (const char* held = CFStringGetCStringPtr(string, kCFStringEncodingUTF8)) {
         return held;
     }
@@ -37,6 +45,8 @@ std::string convertedText(CFStringRef string)
     // Deliberate: one byte for each UTF-16 unit. A text that needs more in UTF-8 does not fit and reads as "".
     std::string buffer(static_cast<std::size_t>(length) + 1, '\0');
     CFStringGetCString(string, buffer.data(), length + 1, kCFStringEncodingUTF8);
+    // By way of the terminator: a conversion that did not fit leaves an empty text, and a text with a zero inside ends
+    // there, as it would for any C caller.
     return buffer.c_str();
 }
 
@@ -49,6 +59,7 @@ void forEachNumberedEntry(CFDictionaryRef properties, CFStringRef arrayKey, CFSt
     const CFIndex count = entries != nullptr ? CFArrayGetCount(entries) : 0;
     for (CFIndex index = 0; index < count; ++index) {
         const CFTypeRef value = CFArrayGetValueAtIndex(entries, index);
+        // An array can hold null places. They cannot be asked for a type, and everything behind one is left out.
         if (value == nullptr) {
             return;
         }
@@ -116,6 +127,7 @@ CFDictionaryRef entryWithNumber(CFDictionaryRef properties, CFStringRef arrayKey
 std::map<std::uint32_t, CFDictionaryRef> entriesByNumber(CFDictionaryRef properties, CFStringRef arrayKey,
                                                          CFStringRef key)
 {
+    // `emplace` keeps the first entry of a number, as `entryWithNumber` finds the first.
     std::map<std::uint32_t, CFDictionaryRef> result;
     forEachNumberedEntry(properties, arrayKey, key, [&](std::uint32_t number, CFDictionaryRef entry) {
         result.emplace(number, entry);
@@ -127,6 +139,7 @@ std::map<std::uint32_t, CFDictionaryRef> entriesByNumber(CFDictionaryRef propert
 CFMutableDictionaryRef snapshot(io_registry_entry_t entry)
 {
     CFMutableDictionaryRef properties = nullptr;
+    // A copy as of now: the entry may change or be terminated later, and the copy still answers.
     if (IORegistryEntryCreateCFProperties(entry, &properties, kCFAllocatorDefault, 0) != 0) {
         return nullptr;
     }
@@ -135,7 +148,8 @@ CFMutableDictionaryRef snapshot(io_registry_entry_t entry)
 
 #if defined(MAC_OS_X_VERSION_MIN_REQUIRED) && MAC_OS_X_VERSION_MIN_REQUIRED >= 1070
 
-// From 10.7 on what is read by this name is the top-level collections alone. The whole table has them as they nest.
+// From 10.7 on, the property that is read by this name holds only the top-level collections. The table of all
+// properties still holds them with their children, at the price of a copy of the whole table.
 CFTypeRef elements(io_registry_entry_t entry)
 {
     const PropertyHandle table(snapshot(entry));

@@ -1,3 +1,7 @@
+// Every answer is looked up in the element's dictionary when it is asked for. The dictionary is shared with the
+// platform, so a field costs one reference and no copy; a lookup compares constant keys and allocates nothing. Trees of
+// keyboards have hundreds of fields of which an application reads a few.
+
 #include "QrxHIDCapabilityImpl.h"
 
 #include "NodeSearch.h"
@@ -133,6 +137,7 @@ bool _QrxHIDCapabilityImpl::hasPreferedState() const
 void _QrxHIDCapabilityImpl::_initWithProperties(const __CFDictionary* properties)
 {
     if (properties != nullptr && _properties == nullptr) {
+        // The dictionary is part of a larger property object, which may be released before this field.
         CFRetain(properties);
         _properties = properties;
     }

@@ -27,8 +27,10 @@ int32_t _QrxHIDCollectionImpl::getInterfaceNumber() const
 
 uint32_t _QrxHIDCollectionImpl::getReportID() const
 {
-    // The search changes nothing; it is only declared as if it could.
+    // The search changes nothing; the slot's signature is older than this use of it and not const.
     const std::vector<unsigned int> reportIDs = const_cast<_QrxHIDCollectionImpl*>(this)->_findReportIDs();
+    // A collection has no report ID in HID: its fields have. Where all of them agree it is theirs; where they differ it
+    // is what the platform put into the collection's dictionary.
     return reportIDs.size() == 1 ? reportIDs.front() : properties::bits(_properties, CFSTR("ReportID"));
 }
 
@@ -45,6 +47,8 @@ uint32_t _QrxHIDCollectionImpl::getUsage() const
 void _QrxHIDCollectionImpl::_initWithProperties(const __CFDictionary* properties)
 {
     if (properties != nullptr && _properties == nullptr) {
+        // Once only: the answers of a collection must not change after its children were built from the same
+        // dictionary.
         CFRetain(properties);
         _properties = properties;
     }

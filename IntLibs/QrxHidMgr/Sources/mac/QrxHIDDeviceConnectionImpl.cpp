@@ -1,3 +1,19 @@
+// How input gets from the platform to the device. The platform offers two ways, and `_initReportsQueue` chooses by the
+// version of the system:
+//
+// 1. Interrupt reports: the device interface writes each report into one buffer of ours and calls back with its length.
+// It is used where the version is unknown (everywhere but on macOS), and where the driver lists no input report
+// elements. The buffer is used again for the next report, so the bytes are copied before the application sees them.
+//
+// 2. A queue of the "input report elements", one for each report ID, which holds whole reports from 10.4 on. The
+// callback only says that the queue is no longer empty; everything that waits is then taken, because the platform calls
+// again only after the queue was emptied. A report of up to four bytes comes as a number, a longer one as an allocated
+// block that the receiver frees.
+//
+// Both deliver on the run loop of the thread that opened, and both deliver the same bytes. While a report is delivered,
+// the application may close the connection, drop the device or throw; the code after each delivery relies on nothing
+// that such a call may have freed.
+
 #include "QrxHIDDeviceConnectionImpl.h"
 
 #include "ExactClass.h"
@@ -22,9 +38,10 @@ using namespace qrx;
 
 namespace {
 
-/// The last system, in packed decimal digits, whose queues do not hold whole reports.
+/// The last system whose queues do not hold whole reports, in packed decimal digits: above every 10.3, below 10.4.
 constexpr SInt32 kLastSystemWithoutReportQueues = 0x103F;
-/// Events that the driver keeps for us between two runs of the run loop.
+/// Events that the driver keeps between two runs of the run loop. At 1,000 reports per second, the most that a full
+/// speed device sends, this is 64 ms.
 constexpr unsigned int kQueueDepth = 64;
 /// A queue event carries up to this many bytes in its value, more in a block of its own.
 constexpr std::size_t kValueBytes = 4;
@@ -33,7 +50,7 @@ constexpr std::size_t kValueBytes = 4;
 /// report callback has how often that was so since the last time.
 constexpr int kInputOverrun = static_cast<int>(0xe00002e8);
 
-// The platform's 32-bit headers make a cookie a pointer, later ones a number; these casts read as either.
+// The platform's 32-bit headers declare a cookie as a pointer, later ones as a number. These casts compile with either.
 IOHIDElementCookie platformCookie(int cookie)
 {
     return (IOHIDElementCookie)(std::uintptr_t) static_cast<unsigned int>(cookie);
@@ -49,7 +66,7 @@ unsigned int cookieNumber(IOHIDElementCookie cookie)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
-/// In packed decimal digits (0x1068 is 10.6.8); 0 where the platform does not say.
+/// In packed decimal digits (0x1068 is 10.6.8); 0 where the platform does not know it, which chooses interrupt reports.
 SInt32 systemVersion()
 {
     SInt32 version = 0;
@@ -75,7 +92,7 @@ inline _QrxHIDDeviceConnectionImpl* plainConnection(void* target)
     return {dynamic_cast<_QrxHIDDeviceConnectionImpl*>(static_cast<QrxHIDDeviceConnection*>(target))};
 }
 
-// The callbacks hold the connection until they return: whoever receives the report may drop everything above it. A
+// The callbacks hold the connection until they return, since the receiver of the report may drop everything above it. A
 // connection of this very class is held where the report is delivered, by the device that it belongs to if there is
 // one.
 
@@ -119,6 +136,7 @@ std::valarray<uint8_t> littleEndianBytes(std::uint32_t value, std::size_t count)
 {
     std::valarray<uint8_t> bytes(count);
     for (std::size_t index = 0; index < count && index < kValueBytes; ++index) {
+        // A report is little endian on the wire (HID 1.11, 5.8), whatever the byte order of the machine.
         bytes[index] = static_cast<uint8_t>(value >> (8 * index));
     }
     return bytes;
@@ -162,7 +180,7 @@ void _QrxHIDDeviceConnectionImpl::setReport(unsigned int type, unsigned int repo
     if (bytes.size() == 0 || _deviceInterface == nullptr) {
         return;
     }
-    // The receiver may drop everything above the connection.
+    // A virtual device receives the report within this call and may drop everything above the connection.
     const SelfHold self(*this);
     _result = (*_deviceInterface)
                   ->setReport(_deviceInterface, static_cast<IOHIDReportType>(type), reportID, &bytes[0],
@@ -177,6 +195,7 @@ void _QrxHIDDeviceConnectionImpl::_initWithEntry(unsigned int entry)
     IOObjectRetain(entry);
     _entry = entry;
     _properties = properties::snapshot(entry);
+    // Making the device interface opens nothing: devices are built long before, and often without ever being opened.
     _createDeviceInterface();
 }
 
@@ -190,6 +209,8 @@ void _QrxHIDDeviceConnectionImpl::_createDeviceInterface()
     if (_deviceInterface != nullptr) {
         return;
     }
+    // A plug-in interface is the factory that the platform loads for the driver's entry. It is needed only to ask for
+    // the device interface and is given back at once, on every path.
     IOCFPlugInInterface** plugIn = nullptr;
     SInt32 score = 0;
     if (IOCreatePlugInInterfaceForService(_entry, kIOHIDDeviceUserClientTypeID, kIOCFPlugInInterfaceID, &plugIn,
@@ -219,7 +240,7 @@ void _QrxHIDDeviceConnectionImpl::_openDeviceInterface()
     try {
         _initReportsQueue();
     } catch (...) {
-        // Half open it would stay without input: the next call would find a queue.
+        // A connection that is open without input would stay so: the next call would find a queue and set up nothing.
         _closeDeviceInterface();
         throw;
     }
@@ -228,7 +249,7 @@ void _QrxHIDDeviceConnectionImpl::_openDeviceInterface()
 void _QrxHIDDeviceConnectionImpl::_closeDeviceInterface()
 {
     if (_deviceInterface != nullptr) {
-        // The interrupt report callback has no end of its own: closing ends it.
+        // Input is stopped first. The interrupt report callback cannot be cancelled by itself: closing ends it.
         _freeReportsQueue();
         _isOpened = false;
         (*_deviceInterface)->close(_deviceInterface);
@@ -240,6 +261,7 @@ void _QrxHIDDeviceConnectionImpl::_freeDeviceInterface()
     if (_deviceInterface != nullptr) {
         _isOpened = false;
         (*_deviceInterface)->close(_deviceInterface);
+        // Closing a device interface that is not open is harmless, so the state is not asked for.
         (*_deviceInterface)->Release(_deviceInterface);
         _deviceInterface = nullptr;
     }
@@ -270,6 +292,7 @@ bool _QrxHIDDeviceConnectionImpl::_startQueue()
             // Deliberate: no input, no second try by interrupt, and the array is not released.
             return true;
         }
+        // A queue is empty of elements when it is created: it delivers only what is added here.
         _addReportElements(static_cast<CFArrayRef>(elements));
     } catch (...) {
         CFRelease(elements);
@@ -300,6 +323,8 @@ void _QrxHIDDeviceConnectionImpl::_addReportElements(CFArrayRef elements)
 
 void _QrxHIDDeviceConnectionImpl::_runQueue()
 {
+    // The order is the platform's: the source and the callout exist before the queue starts, or the first events would
+    // find nobody.
     if ((*_queue)->createAsyncEventSource(_queue, &_runLoopSource) != 0) {
         return;
     }
@@ -348,11 +373,13 @@ void _QrxHIDDeviceConnectionImpl::_freeReportsQueue()
         (*_queue)->stop(_queue);
     }
     if (_runLoopSource != nullptr) {
+        // Closing belongs on the thread that opened: the source is looked for in the current thread's loop only.
         CFRunLoopRemoveSource(CFRunLoopGetCurrent(), _runLoopSource, kCFRunLoopDefaultMode);
         CFRelease(_runLoopSource);
         _runLoopSource = nullptr;
     }
     if (_queue != nullptr) {
+        // The source goes before the queue that it belongs to, so that no callout can come in between.
         (*_queue)->dispose(_queue);
         (*_queue)->Release(_queue);
         _queue = nullptr;
@@ -377,9 +404,9 @@ unsigned int _QrxHIDDeviceConnectionImpl::_getMaxInputReportSize()
 
 inline void _QrxHIDDeviceConnectionImpl::_deliver(const void* bytes, std::size_t count)
 {
-    // Nearly always every step of the way is this library's own, with nothing overridden: then the report goes straight
-    // to the delegate, where handleReport and the device's _handleReport would take it, and is not moved from array to
-    // array. Step by step the library spends 1,838 instructions on a report instead of 413.
+    // The fast path: every object on the way is of the library's own class, with nothing overridden. Then the report
+    // goes straight to the delegate, which is where handleReport and the device's _handleReport would take it, without
+    // being moved from array to array. Step by step the library spends 1,838 instructions on a report instead of 413.
     const auto* interface = exactly<_QrxHIDInterfaceMac>(_parent);
     auto* device = interface != nullptr ? exactly<_QrxHIDDeviceImpl>(interface->_borrowedParent()) : nullptr;
     auto* delegate = device != nullptr ? device->_borrowedDelegate() : nullptr;
@@ -387,7 +414,7 @@ inline void _QrxHIDDeviceConnectionImpl::_deliver(const void* bytes, std::size_t
         _deliverStepByStep(bytesAt(bytes, count));
         return;
     }
-    // With the device its interface and this connection stay.
+    // Holding the device keeps its interface and this connection alive: parents hold their children.
     const _QrxHIDDeviceImpl::ReportHold held(*device);
     delegate->handleReport(bytesAt(bytes, count), mis::swizzler<QrxHIDDevice>(device),
                            interface->_QrxHIDInterfaceMac::getInterfaceNumber());
@@ -400,6 +427,7 @@ inline void _QrxHIDDeviceConnectionImpl::_deliver(const void* bytes, std::size_t
     if (const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface()) {
         interfaceNumber = interface->getInterfaceNumber();
     }
+    // A virtual call: an application's own connection class sees every report here.
     handleReport(std::move(report), interfaceNumber);
 }
 
@@ -411,7 +439,7 @@ void _QrxHIDDeviceConnectionImpl::_reportHandler(IOHIDDeviceInterface122** sende
     if (_reportBuffer == nullptr && bufferSize != 0) {
         return; // input was stopped while this report was under way
     }
-    // A copy: the platform uses the buffer again, and a receiver that closes frees it.
+    // `_deliver` copies the bytes: the platform uses the buffer again, and a receiver that closes frees it.
     _deliver(_reportBuffer, bufferSize);
 }
 
@@ -421,8 +449,9 @@ void _QrxHIDDeviceConnectionImpl::_reportQueueHandler(IOHIDQueueInterface** queu
         return;
     }
     const SelfHold self(*this);
-    // The receiver of a report may close the connection, which gives this queue back: then there is nothing to ask any
-    // more. It may throw: the platform calls again only after the queue was emptied, so the rest is delivered first.
+    // The receiver of a report may close the connection, which gives this queue back: then it must not be asked for
+    // more. The receiver may throw: the platform calls again only after the queue was emptied, so the rest is delivered
+    // first.
     const bool isOwnQueue = queue == _queue;
     FirstException failure;
     while (!isOwnQueue || queue == _queue) {
@@ -430,6 +459,7 @@ void _QrxHIDDeviceConnectionImpl::_reportQueueHandler(IOHIDQueueInterface** queu
         if ((*queue)->getNextEvent(queue, &event, AbsoluteTime{}, 0) != 0) {
             break;
         }
+        // The block belongs to the receiver of the event from here on, and is freed whatever the delivery does.
         const std::unique_ptr<void, FreeBlock> block(event.longValueSize != 0 ? event.longValue : nullptr);
         failure.watch([&] { _deliverEvent(event); });
     }
@@ -444,6 +474,8 @@ void _QrxHIDDeviceConnectionImpl::_deliverEvent(const IOHIDEventStruct& event)
         }
         return;
     }
+    // The event does not say how many of the four bytes belong to the report; the size of its element does. Without
+    // one, all four are delivered rather than none.
     const auto sizeBits = static_cast<std::int32_t>(_getReportSizeByCookie(cookieNumber(event.elementCookie)));
     const std::size_t length = sizeBits > 0 ? (static_cast<std::size_t>(sizeBits) + 7) / 8 : kValueBytes;
     const std::valarray<uint8_t> bytes = littleEndianBytes(static_cast<std::uint32_t>(event.value), length);

@@ -72,7 +72,7 @@ public:
     IOHIDDeviceInterface122** _borrowedDeviceInterface() const { return _deviceInterface; }
     /// The last open was answered with success, and no close came after it.
     bool _isOpen() const { return _isOpened; }
-    /// What the platform answered to the last open or setReport; no value before the first one, and after it was taken.
+    /// The platform's answer to the last open or setReport; no value before the first one and after it was taken.
     std::optional<IOReturn> _takeResult() { return std::exchange(_result, std::nullopt); }
     /// The driver's properties as they were when the connection was made, borrowed; null without a driver.
     CFDictionaryRef _borrowedProperties() const { return _properties; }

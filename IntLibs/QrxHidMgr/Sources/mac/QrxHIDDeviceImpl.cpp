@@ -23,6 +23,7 @@ _QrxHIDDeviceImpl::_QrxHIDDeviceImpl() : _entry(0), _properties(nullptr) {}
 _QrxHIDDeviceImpl::~_QrxHIDDeviceImpl()
 {
     for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : _interfaces) {
+        // As in every parent: all links are cut before anything is released.
         interface->_forgetParent(this);
     }
     if (_entry != 0) {
@@ -45,7 +46,7 @@ void _QrxHIDDeviceImpl::_printBody(std::ostream& os, int depth, int indent) cons
 }
 
 // Opening, closing and sending may run code of the application (a virtual device that answers), which may drop the
-// device: it holds itself until the call is over, and the list is looked at anew after every step.
+// device. So the device holds itself until the call is over, and reads its list of interfaces anew after every step.
 
 void _QrxHIDDeviceImpl::open()
 {
@@ -56,7 +57,7 @@ void _QrxHIDDeviceImpl::open()
             interface->open();
         }
     } catch (...) {
-        // Half open it would be opened twice by the next call.
+        // All or nothing: interfaces that stayed open would be opened a second time by the next call.
         close();
         throw;
     }
@@ -68,6 +69,7 @@ void _QrxHIDDeviceImpl::close()
     FirstException failure;
     for (std::size_t index = 0; index < _interfaces.size(); ++index) {
         const mis::swizzler<_QrxHIDInterfaceMac> interface = _interfaces[index];
+        // An exception of one interface must not leave the others open.
         failure.watch([&] { interface->close(); });
     }
     failure.rethrow();
@@ -78,8 +80,8 @@ void _QrxHIDDeviceImpl::setReport(unsigned int type, unsigned int reportID, std:
 {
     const SelfLoan loan(*this);
     if (_delegate != nullptr) {
-        // Deliberate: the delegate's handle is the only one added, so the device may end with it. Then it has told its
-        // interfaces to forget it.
+        // Deliberate: the handle given to the delegate is the only one added, so the device may end during the call.
+        // Its destructor tells the interfaces to forget it, which the first interface, held here, shows.
         const mis::swizzler<_QrxHIDInterfaceMac> witness = _interfaces.empty() ? nullptr : _interfaces.front();
         _delegate->handleSetReport(type, reportID, bytes, mis::swizzler<QrxHIDDevice>(this), interfaceNumber);
         if (!witness || !witness->_hasParent()) {
@@ -133,6 +135,7 @@ uint32_t _QrxHIDDeviceImpl::getReleaseNumber() const
 
 bool _QrxHIDDeviceImpl::isHID() const
 {
+    // Deliberate: every interface is asked, also after the first that says yes.
     bool hid = false;
     for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : _interfaces) {
         hid = interface->isHID() || hid;
@@ -211,6 +214,7 @@ void _QrxHIDDeviceImpl::_addReport(int interfaceNumber, unsigned int reportID,
 void _QrxHIDDeviceImpl::_makeReport(int interfaceNumber, unsigned int reportID, CFDictionaryRef properties,
                                     const std::vector<mis::swizzler<QrxHIDCapability>>& capabilities)
 {
+    // Held from the start: `_addReport` and `_setParent` make handles on it, and the last of them would delete it.
     const mis::swizzler<_QrxHIDReportImpl> report(new _QrxHIDReportImpl);
     report->_setInterfaceNumber(interfaceNumber);
     report->_setReportID(reportID);
@@ -235,6 +239,7 @@ mis::swizzler<QrxHIDElement> _QrxHIDDeviceImpl::getElementAtIndex(unsigned int i
         if (index < count) {
             return interface->getElementAtIndex(index);
         }
+        // The index continues in the next interface, so it counts from that interface's first element.
         index -= static_cast<unsigned int>(count);
     }
     return {};
@@ -242,6 +247,7 @@ mis::swizzler<QrxHIDElement> _QrxHIDDeviceImpl::getElementAtIndex(unsigned int i
 
 bool _QrxHIDDeviceImpl::operator==(const QrxHIDDevice& other) const
 {
+    // Devices of other classes have no registry entry to compare; they are equal only to themselves.
     if (const auto* device = dynamic_cast<const _QrxHIDDeviceImpl*>(&other)) {
         return *this == device->_entry;
     }
@@ -258,6 +264,7 @@ bool _QrxHIDDeviceImpl::operator==(unsigned int entry) const
     if (_entry == 0 || entry == 0) {
         return _entry == entry;
     }
+    // The platform decides whether two handles name the same entry.
     return IOObjectIsEqualTo(_entry, entry) != 0;
 }
 
@@ -269,7 +276,8 @@ void _QrxHIDDeviceImpl::_initWithEntry(unsigned int entry)
     IOObjectRetain(entry);
     _entry = entry;
     _properties = properties::snapshot(entry);
-    // The interfaces come first: the reports are made of their elements.
+    // The interfaces come first: reports are made from their elements. The fast path is not taken when any object on
+    // the way is of a derived class, whose overrides `init` would call.
     _findInterfaces();
     if (!_findReportsInOneWalk()) {
         init();
@@ -292,6 +300,8 @@ bool _QrxHIDDeviceImpl::_findReportsInOneWalk()
             }
         }
     }
+    // The descriptions of an interface's reports are read once, when the first of them is made: looking each one up
+    // would read the whole array again for every report.
     std::map<int, std::map<std::uint32_t, CFDictionaryRef>> describedReports;
     for (const ReportIndex::Report& report : index.takeReports()) {
         const auto [described, isNew] = describedReports.try_emplace(report.interfaceNumber);
@@ -321,6 +331,8 @@ void _QrxHIDDeviceImpl::_findInterfaces(unsigned int entry)
     IORegistryEntryGetChildIterator(entry, "IOService", children.out());
     while (const RegistryHandle child{IOIteratorNext(children.get())}) {
         if (!IOObjectConformsTo(child.get(), kIOUSBInterfaceClassName)) {
+            // Between the device and its interfaces there may be entries of other classes (a driver of a composite
+            // device on macOS), so the search goes on below them.
             _findInterfaces(child.get());
             continue;
         }
@@ -332,6 +344,7 @@ void _QrxHIDDeviceImpl::_findInterfaces(unsigned int entry)
 
 mis::swizzler<_QrxHIDInterfaceMac> _QrxHIDDeviceImpl::_getInterface(int interfaceNumber) const
 {
+    // -1 stands for "no interface" with callers; no USB interface has a negative number.
     if (interfaceNumber < 0) {
         return {};
     }
@@ -349,11 +362,13 @@ void _QrxHIDDeviceImpl::_addInterface(mis::swizzler<_QrxHIDInterfaceMac> interfa
         return;
     }
     for (const mis::swizzler<_QrxHIDInterfaceMac>& known : _interfaces) {
+        // The registry is a graph: an interface that can be reached on two ways is found twice.
         if (*known == *interface) {
             return;
         }
     }
     _interfaces.push_back(interface);
     const SelfHold self(*this);
+    // The device may still be held by nobody; the hold above lends it a reference for the handle.
     interface->_setParent(mis::swizzler<QrxDeviceTreeNode>(this));
 }

@@ -1,3 +1,10 @@
+// One USB interface, filled in two walks down the registry from its entry: one for the "Elements" that a driver
+// publishes, one for the driver itself. On our own ground both are found directly below the interface; on macOS other
+// entries may lie between, and the two need not be the same entry.
+//
+// "Elements" is nested: an array of dictionaries, each of which describes a field or, with a "CollectionType", a
+// collection with an array "Elements" of its own. The tree of objects mirrors it one to one.
+
 #include "QrxHIDInterfaceMac.h"
 
 #include "ExactClass.h"
@@ -24,6 +31,7 @@ template <class Record>
 mis::swizzler<Record> recordOf(CFDictionaryRef dictionary)
 {
     mis::swizzler<Record> record(new Record);
+    // The record retains the dictionary, so it stays when the array that it came in is released.
     record->_initWithProperties(dictionary);
     return record;
 }
@@ -40,6 +48,7 @@ _QrxHIDInterfaceMac::~_QrxHIDInterfaceMac()
         }
     }
     if (_connection) {
+        // As in every parent: all links are cut before anything is released.
         _connection->_forgetParent(this);
     }
     if (_properties != nullptr) {
@@ -50,6 +59,7 @@ _QrxHIDInterfaceMac::~_QrxHIDInterfaceMac()
         IOObjectRelease(_entry);
         _entry = 0;
     }
+    // The connection before the elements: its end closes the device interface, after which no report can come.
     _connection.release();
     // One by one, since the order is promised and that of the vector's destructor is not.
     for (mis::swizzler<QrxHIDElement>& element : _elements) {
@@ -65,6 +75,7 @@ void _QrxHIDInterfaceMac::_initWithEntry(unsigned int entry)
     IOObjectRetain(entry);
     _entry = entry;
     _properties = properties::snapshot(entry);
+    // Kept as a number, because it is needed with every report that arrives.
     _interfaceNumber = properties::number(_properties, CFSTR("bInterfaceNumber"));
     _findElements();
     _findHIDDriver();
@@ -83,8 +94,9 @@ void _QrxHIDInterfaceMac::_findElements(unsigned int entry)
     RegistryHandle children;
     IORegistryEntryGetChildIterator(entry, "IOService", children.out());
     while (const RegistryHandle child{IOIteratorNext(children.get())}) {
-        // Deliberate: the property of `entry` itself, read once for each of its children and never released. So the
-        // elements of a driver appear once for each child that it has, and not at all when it has none.
+        // Deliberate: this is the property of `entry` itself, read once for each of its children and never released. So
+        // the elements of a driver appear once for each child that it has, and not at all when it has none. Our own
+        // ground gives every driver exactly one client child.
         const CFTypeRef elements = properties::elements(entry);
         if (elements == nullptr) {
             _findElements(child.get());
@@ -116,7 +128,8 @@ std::vector<mis::swizzler<QrxHIDElement>> _QrxHIDInterfaceMac::_createElements(c
     result.reserve(static_cast<std::size_t>(count));
     for (CFIndex index = 0; index < count; ++index) {
         const void* item = CFArrayGetValueAtIndex(array, index);
-        // The usual item without a list of its own, where no derived class can tell.
+        // The usual item is a dictionary. It is taken without a list of one; a derived class, which could tell by the
+        // calls of `_createElements`, gets the whole way.
         if (isPlain && item != nullptr && CFGetTypeID(item) == CFDictionaryGetTypeID()) {
             result.emplace_back(_createElement(static_cast<CFDictionaryRef>(item)));
             continue;
@@ -134,6 +147,7 @@ mis::swizzler<QrxHIDElement> _QrxHIDInterfaceMac::_createElement(CFDictionaryRef
     }
     const auto collection = recordOf<_QrxHIDCollectionImpl>(dictionary);
     if (const void* below = CFDictionaryGetValue(dictionary, CFSTR("Elements"))) {
+        // The recursion ends with the property object, which was built from a descriptor of limited depth.
         collection->_addElements(_createElements(below));
     }
     return collection;
@@ -157,18 +171,18 @@ void _QrxHIDInterfaceMac::_findHIDDriver(unsigned int entry)
             _findHIDDriver(child.get());
             continue;
         }
-        // Deliberate: without memory for the connection the next child is tried.
+        // Deliberate: if there is no memory for the connection, the next child is tried.
         const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection(new (std::nothrow) _QrxHIDDeviceConnectionImpl);
         if (connection) {
             connection->_initWithEntry(child.get());
             _adoptConnection(connection);
-            // Deliberate: only this level stops. A driver found later below another child takes the place.
+            // Deliberate: only this level stops. A driver found later below another child replaces this one.
             break;
         }
         isMemoryShort = true;
     }
     if (isMemoryShort && !_connection) {
-        // Not HID for good otherwise: whoever builds the device can try again.
+        // A device is built only once, so it would never be HID. With an exception, whoever builds it can try again.
         throw std::bad_alloc();
     }
 }
@@ -192,7 +206,7 @@ std::map<std::uint32_t, CFDictionaryRef> _QrxHIDInterfaceMac::_reportProperties(
 }
 
 // What is forwarded below may run code of the application (a virtual device that answers), which may drop the device
-// and this interface with it: the connection is held by a handle of its own, and nothing is touched after the call.
+// and this interface with it. So the connection is held by a handle of its own, and no field is used after the call.
 
 void _QrxHIDInterfaceMac::open()
 {
@@ -217,6 +231,7 @@ void _QrxHIDInterfaceMac::setReport(unsigned int type, unsigned int reportID, st
 
 bool _QrxHIDInterfaceMac::isHID() const
 {
+    // Elements without a driver cannot be opened, and a driver without elements has no fields to show.
     return !_elements.empty() && _connection;
 }
 
@@ -297,6 +312,7 @@ void _QrxHIDInterfaceMac::_addElements(const std::vector<mis::swizzler<QrxHIDEle
 
 bool _QrxHIDInterfaceMac::operator==(const _QrxHIDInterfaceMac& other) const
 {
+    // The platform must not be asked about handle 0, which names nothing.
     if (_entry == 0 || other._entry == 0) {
         return _entry == other._entry;
     }

@@ -91,7 +91,7 @@ public:
         return _connection ? _connection->_borrowedProperties() : nullptr;
     }
 
-    /// What was made of the report descriptor when somebody asked for it first; it goes with the interface.
+    /// The layout of the reports, made when somebody asks for it first; it is released with the interface.
     const std::shared_ptr<const qrx::InterfaceLayout>& _keptLayout() const { return _layout; }
     void _keepLayout(std::shared_ptr<const qrx::InterfaceLayout> layout) { _layout = std::move(layout); }
 
@@ -103,7 +103,7 @@ private:
     CFMutableDictionaryRef _properties;
     std::vector<mis::swizzler<QrxHIDElement>> _elements;
     mis::swizzler<_QrxHIDDeviceConnectionImpl> _connection;
-    /// Of the properties, which do not change: it is asked for with every report.
+    /// A copy of the number in the properties, which do not change: it is needed with every report.
     std::int32_t _interfaceNumber;
     std::shared_ptr<const qrx::InterfaceLayout> _layout;
 };

@@ -1,3 +1,6 @@
+// A report answers from the dictionary of its input report element, one of "InputReportElements" of the driver. An ID
+// that only output or feature reports use is listed there too, with the size of the number alone.
+
 #include "QrxHIDReportImpl.h"
 
 #include "PropertyReading.h"

@@ -13,6 +13,7 @@ namespace qrx {
 bool ReportIndex::add(const QrxHIDElementPtr& element, int interfaceNumber)
 {
     if (const auto* collection = exactly<const _QrxHIDCollectionImpl>(element.get())) {
+        // The recursion is as deep as the descriptor nests collections, which the reader of descriptors limits.
         const std::size_t count = collection->getElementCount();
         for (unsigned int index = 0; index < count; ++index) {
             if (!add(collection->getElementAtIndex(index), interfaceNumber)) {
@@ -23,10 +24,14 @@ bool ReportIndex::add(const QrxHIDElementPtr& element, int interfaceNumber)
     }
     auto* capability = exactly<_QrxHIDCapabilityImpl>(element.get());
     if (capability == nullptr) {
+        // A class of somebody else may override the operations that this walk does not call; the caller then asks the
+        // model.
         return false;
     }
     const std::uint32_t reportID = capability->getReportID();
     if (_runs.empty() || _runs.back().reportID != reportID || _runs.back().interfaceNumber != interfaceNumber) {
+        // Fields of one report mostly follow each other in the descriptor, so there are about as many runs as reports,
+        // and the sort below moves runs, not fields.
         _runs.push_back({reportID, interfaceNumber, {}});
     }
     _runs.back().capabilities.emplace_back(capability);
@@ -36,6 +41,7 @@ bool ReportIndex::add(const QrxHIDElementPtr& element, int interfaceNumber)
 std::vector<ReportIndex::Report> ReportIndex::takeReports()
 {
     const auto keyOf = [](const Report& report) { return std::pair(report.reportID, report.interfaceNumber); };
+    // Stable, because several runs of one report must stay in the order of the tree.
     std::stable_sort(_runs.begin(), _runs.end(),
                      [keyOf](const Report& a, const Report& b) { return keyOf(a) < keyOf(b); });
     std::vector<Report> reports;

@@ -8,10 +8,10 @@
 
 namespace qrx {
 
-/// The capabilities of a device by report, found in one walk over its element trees: the work is linear in the number
-/// of elements, where asking the model for one report ID after another walks the trees once for each.
+/// The capabilities of a device by report, found in one walk over its element trees. The work is linear in the number
+/// of elements; asking the model for one report ID after another walks the trees once for each.
 ///
-/// Only for elements of the backend's own classes, of which nobody can see that they are not asked again.
+/// Only for elements of the backend's own classes: nobody can observe that their operations are not called.
 class ReportIndex {
 public:
     struct Report {
