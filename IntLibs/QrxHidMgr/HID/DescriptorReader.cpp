@@ -1,3 +1,13 @@
+// The state machine of a report descriptor. Global items change a state that holds until it is changed again or
+// exchanged by Push and Pop. Local items are collected for the next main item and dropped with it. A main item combines
+// both: Input, Output and Feature make a field at the end of the report of their type and of the report ID in force,
+// Collection and End Collection open and close a level of nesting.
+//
+// Reading never stops at a fault. Real devices break nearly every rule, and hosts accept most of it, so a fault is
+// noted with its place and the reading goes on with the most probable meaning. Where hosts differ, the Linux kernel's
+// reading is taken, since that is what the device was tested with, and the diagnosis says that hosts disagree. What can
+// grow with the input has a limit, and beyond it items are counted instead of kept, so that the nesting stays balanced.
+
 #include "DescriptorReader.h"
 
 #include <utility>
@@ -10,7 +20,8 @@ constexpr std::uint32_t kUsagePageMask = 0xFFFF;
 constexpr std::uint32_t kCollectionTypeMask = 0xFF;
 constexpr std::uint32_t kLargestReportID = 0xFF;
 
-/// The Linux kernel refuses a descriptor with more of either, so such a device cannot be opened there.
+/// The Linux kernel refuses a descriptor with more of either, so such a device cannot be opened there. A warning only:
+/// other hosts take it.
 constexpr std::uint32_t kLinuxReportSizeBits = 256;
 constexpr std::uint32_t kLinuxUsages = 12288;
 
@@ -23,6 +34,7 @@ std::int32_t decodedExponent(std::int32_t raw)
 
 std::uint64_t usageCount(const std::vector<UsageRange>& usages)
 {
+    // Two ranges of 2^32 usages each are possible; the sum needs 64 bits.
     std::uint64_t count = 0;
     for (const UsageRange& range : usages) {
         count += range.count();
@@ -46,6 +58,7 @@ Descriptor DescriptorReader::read(std::span<const std::uint8_t> bytes)
     Item item;
     ItemReader::Outcome outcome = items.next(item);
     for (; outcome == ItemReader::Outcome::item; outcome = items.next(item)) {
+        // Long items have the type "reserved" by their prefix, so they never pass for a main, global or local item.
         if (item.type == ItemType::main) {
             _takeMain(item);
         } else if (item.type == ItemType::global) {
@@ -86,6 +99,8 @@ void DescriptorReader::_takeMain(const Item& item)
     default:
         _log.warning(item, "unknown tag, skipped", item.tag);
     }
+    // After every main item, unknown ones too: 6.2.2.8 ends the life of local items with the next main item whatever it
+    // is.
     _locals.finish(item);
 }
 
@@ -96,12 +111,15 @@ void DescriptorReader::_takeGlobal(const Item& item)
         if (item.data > kUsagePageMask) {
             _log.error(item, "does not fit 16 bits", item.data);
         }
+        // A usage has 16 bits for its page; the diagnosis has said that the rest is lost.
         _global.usagePage = static_cast<std::uint16_t>(item.data & kUsagePageMask);
         break;
     case tag::kLogicalMinimum:
         _global.logical.minimum = item.signedData();
         break;
     case tag::kLogicalMaximum:
+        // Both readings are kept: whether the maximum is signed depends on the minimum, which may come later (see
+        // DeclaredRange).
         _global.logical.maximum = item.signedData();
         _global.logical.unsignedMaximum = item.data;
         break;
@@ -122,6 +140,8 @@ void DescriptorReader::_takeGlobal(const Item& item)
         if (item.data > kLinuxReportSizeBits) {
             _log.warning(item, "more than the 256 bits that Linux accepts", item.data);
         }
+        // Taken as it is, whatever its size: the length of the whole report is what is limited, where the field is
+        // added.
         _global.reportSize = item.data;
         break;
     case tag::kReportID:
@@ -146,6 +166,8 @@ void DescriptorReader::_takeGlobal(const Item& item)
 
 void DescriptorReader::_takeReportID(const Item& item)
 {
+    // A faulty number is used all the same. It keeps the fields of such a report apart from those of others; whether
+    // they can travel is decided by who builds elements and layouts.
     _global.reportID = item.data;
     if (item.data == 0) {
         return _log.error(item, "0 is reserved");
@@ -169,6 +191,7 @@ void DescriptorReader::_push(const Item& item)
 
 void DescriptorReader::_pop(const Item& item)
 {
+    // A Pop belongs to the latest Push. While pushes beyond the limit are open, the latest one was not kept.
     if (_lostPushes > 0) {
         --_lostPushes;
         return _log.error(item, "its state was beyond the limit, nothing changes");
@@ -194,6 +217,7 @@ std::vector<UsageRange> DescriptorReader::_takeUsages(const Item& item)
 
 void DescriptorReader::_openCollection(const Item& item)
 {
+    // Taken before the limit is looked at, so that a faulty usage is reported for collections that are not kept, too.
     const std::vector<UsageRange> usages = _takeUsages(item);
     if (_open.size() >= _limits.collectionDepth) {
         ++_lostCollections;
@@ -204,6 +228,7 @@ void DescriptorReader::_openCollection(const Item& item)
     Collection collection;
     collection.type = item.data & kCollectionTypeMask;
     collection.usagePage = _global.usagePage.value_or(0);
+    // Only the first usage names a collection; others have no meaning and are dropped, as hosts do.
     if (!usages.empty()) {
         collection.usagePage = static_cast<std::uint16_t>(usages.front().first >> 16);
         collection.usage = usages.front().first & 0xFFFFU;
@@ -213,6 +238,7 @@ void DescriptorReader::_openCollection(const Item& item)
     }
     collection.depth = _open.size();
     collection.offset = item.offset;
+    // Indices and not pointers: the list of collections moves when it grows.
     _open.push_back(_descriptor.collections.size());
     _descriptor.collections.push_back(collection);
 }
@@ -233,6 +259,7 @@ void DescriptorReader::_closeCollection(const Item& item)
 
 std::size_t DescriptorReader::_reportIndex(ReportType type)
 {
+    // Report types have numbers of their own: input 1 and output 1 are two reports. The type needs two bits of the key.
     const std::uint64_t key = std::uint64_t{_global.reportNumber()} << 2 | static_cast<std::uint64_t>(type);
     const auto [found, isNew] = _reportsByKey.try_emplace(key, _descriptor.reports.size());
     if (isNew) {
@@ -247,6 +274,7 @@ void DescriptorReader::_addField(const Item& item, ReportType type)
     const std::size_t index = _reportIndex(type);
     Report& report = _descriptor.reports[index];
 
+    // Globals that were never given read as 0, which makes a field without bits: harmless, and diagnosed below.
     Field field;
     field.type = type;
     field.reportID = _global.reportNumber();
@@ -268,8 +296,10 @@ void DescriptorReader::_addField(const Item& item, ReportType type)
     field.offset = item.offset;
     _checkField(item, field);
 
-    // The product of two 32-bit numbers and the largest report still fit 64 bits.
+    // No overflow: the product of two 32-bit numbers and the largest report together fit 64 bits.
     const std::uint64_t bits = report.bits + std::uint64_t{field.sizeBits} * field.count;
+    // The offset of a field is the sum of the fields before it. Once one is dropped, every later one of that report
+    // would be read from the wrong place, so none is kept.
     if (_isReportClosed[index]) {
         return _log.error(item, "dropped, an earlier field of its report was dropped");
     }
@@ -285,6 +315,7 @@ void DescriptorReader::_addField(const Item& item, ReportType type)
 void DescriptorReader::_checkField(const Item& item, const Field& field)
 {
     if (!_global.reportID && !_unnumberedField) {
+        // Not a fault yet: a device without any Report ID item is the usual case. `_finish` knows.
         _unnumberedField = item.offset;
     }
     if (_open.empty()) {
@@ -298,12 +329,14 @@ void DescriptorReader::_checkField(const Item& item, const Field& field)
     if (_locals.changesPage(_global.usagePage.value_or(0))) {
         _log.warning(item, "the usage page changed between its usages and the item, hosts disagree");
     }
+    // Constant fields are padding. They need no usage and no range, and descriptors rarely give them one.
     if (field.isConstant()) {
         return;
     }
     if (field.usages.empty()) {
         _log.warning(item, "data without a usage");
     }
+    // For arrays more usages than entries is the rule; a variable item has no value for the surplus.
     if (field.isVariable() && usageCount(field.usages) > field.count) {
         _log.warning(item, "more usages than fields, fields", field.count);
     }
@@ -318,6 +351,7 @@ void DescriptorReader::_checkRange(const Item& item, const Field& field)
     if (field.logicalMinimum > field.logicalMaximum) {
         return _log.error(item, "logical minimum above logical maximum", field.logicalMinimum);
     }
+    // Ranges are declared in at most 32 bits, so a wider field holds any.
     if (field.sizeBits == 0 || field.sizeBits > 32) {
         return;
     }
@@ -332,6 +366,7 @@ void DescriptorReader::_checkRange(const Item& item, const Field& field)
 
 void DescriptorReader::_finish(std::size_t end)
 {
+    // Collections that are open at the end count as closed there. Linux refuses such a descriptor.
     if (const std::size_t open = _open.size() + _lostCollections) {
         _log.error(end, "end", "collections not closed", static_cast<std::int64_t>(open));
     }

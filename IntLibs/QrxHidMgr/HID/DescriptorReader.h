@@ -49,12 +49,13 @@ private:
     LocalItems _locals;
     GlobalState _global;
     std::vector<GlobalState> _pushed;
-    /// Pushes and collections beyond their limits: counted, so that what closes them is told from what does not.
+    /// Pushes and collections beyond their limits. They are counted so that the items that close them are not taken for
+    /// those that close others.
     std::size_t _lostPushes = 0;
     std::size_t _lostCollections = 0;
     /// Indices of the open collections, the innermost last.
     std::vector<std::size_t> _open;
-    /// Of `_descriptor.reports`, by number and type.
+    /// Indices in `_descriptor.reports`, by number and type.
     std::unordered_map<std::uint64_t, std::size_t> _reportsByKey;
     std::unordered_set<std::uint32_t> _knownIDs;
     /// By report index: one of its fields did not fit, so the places of later ones would be wrong.

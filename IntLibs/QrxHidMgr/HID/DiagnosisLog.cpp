@@ -5,6 +5,7 @@ namespace qrx::hid {
 void DiagnosisLog::error(std::size_t offset, std::string_view item, std::string_view reason,
                          std::optional<std::int64_t> value)
 {
+    // Counted apart from the list: whether a descriptor has errors must not depend on the limit of the list.
     ++_descriptor.errorCount;
     _add(offset, item, reason, value, true);
 }
@@ -18,6 +19,7 @@ void DiagnosisLog::warning(std::size_t offset, std::string_view item, std::strin
 void DiagnosisLog::_add(std::size_t offset, std::string_view item, std::string_view reason,
                         std::optional<std::int64_t> value, bool isError)
 {
+    // The first diagnoses are kept, since later ones are mostly consequences of them.
     if (_descriptor.diagnoses.size() >= _limit) {
         ++_descriptor.unlistedDiagnoses;
         return;

@@ -1,3 +1,8 @@
+// How many entries of the element table each field may have. A few bytes of a descriptor can declare 2^32 usages, so
+// the table is limited as a whole. If all fields fit, each gets what it wants. If not, duplicates that no tree shows
+// are left out first, everywhere alike; if that is not enough, the largest fields are cut to one common size. So a blob
+// of bytes does not cost a keyboard on the same interface its keys.
+
 #include "ElementBudget.h"
 
 #include "ElementTree.h"
@@ -28,10 +33,13 @@ std::uint64_t entriesOf(const Field& field, bool withHiddenDuplicates)
     if (isPadding(field) || !canTravel(field.reportID)) {
         return 0;
     }
+    // The counts follow `ElementTreeBuilder`, which stops at the share: an array makes a head, a slot for each entry if
+    // there is more than one, and a selector for each usage.
     const std::uint64_t usages = usageCount(field);
     if (!field.isVariable()) {
         return 1 + (field.count > 1 ? field.count : 0) + usages;
     }
+    // One bit for each usage. Bits without a usage are padding and make no element.
     if (isButton(field)) {
         return usages;
     }
@@ -44,6 +52,8 @@ std::uint64_t entriesOf(const Field& field, bool withHiddenDuplicates)
 
 std::uint64_t largestShare(std::vector<std::uint64_t> wanted, std::uint64_t room)
 {
+    // Smallest first: whoever wants less than an equal share leaves the rest to those that want more. The first one
+    // that wants more than its share fixes the size for itself and all that follow.
     std::sort(wanted.begin(), wanted.end());
     std::uint64_t left = room;
     for (std::size_t i = 0; i < wanted.size(); ++i) {
@@ -70,9 +80,12 @@ ElementBudget::ElementBudget(const std::vector<Field>& fields, std::size_t room,
         return;
     }
     _makesHiddenDuplicates = false;
+    // Kept to say how many were left out of each field.
     const std::vector<std::uint64_t> all = _entries;
     _count(fields);
     for (std::size_t i = 0; i < fields.size(); ++i) {
+        // A warning and not an error: the descriptor keeps the rules, and its reports can be read; only the tree shows
+        // less.
         if (_entries[i] != all[i]) {
             log.warning(fields[i].offset, nameOf(fields[i]),
                         "too many elements, its unpublished duplicates are left out",

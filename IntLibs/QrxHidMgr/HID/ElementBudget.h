@@ -11,8 +11,8 @@
 
 namespace qrx::hid {
 
-/// The most that any of those who want so much may have, so that together they fit into `room` and whoever wants less
-/// has all of it; `room` if all fit.
+/// A common upper limit such that all amounts in `wanted`, each cut to it, fit into `room` together; `room` if they fit
+/// uncut.
 std::uint64_t largestShare(std::vector<std::uint64_t> wanted, std::uint64_t room);
 
 /// Table entries of all fields together, if there were no limit.

@@ -28,11 +28,12 @@ std::int32_t extractValue(std::span<const std::uint8_t> report, std::size_t bitO
         return 0;
     }
     const std::size_t available = std::min(kTouchedBytes, report.size() - firstByte);
+    // Bytes that the report does not have are zeros, as the interface promises; there is no read past the end.
     std::uint64_t bits = 0;
     for (std::size_t i = 0; i < available; ++i) {
         bits |= std::uint64_t{report[firstByte + i]} << (8 * i);
     }
-    // To the top, so that the shift back brings in copies of the sign, or zeros.
+    // Shifted to the top, so that the shift back brings in copies of the sign, or zeros.
     const std::uint32_t unused = 64 - std::min(sizeBits, kLargestSize);
     bits = bits >> (bitOffset % 8) << unused;
     return static_cast<std::int32_t>(isSigned ? static_cast<std::int64_t>(bits) >> unused

@@ -28,8 +28,8 @@ enum class ElementType : std::uint32_t {
 /// Usage of array heads and their slots.
 constexpr std::uint32_t kNoUsage = 0xFFFFFFFF;
 
-/// Place of a variable field's usage beyond the field's count: it has none, its value reads as 0. Behind the end of any
-/// report, -1 in a signed 32-bit property, and a size_t may step on from it without wrapping round.
+/// The offset of a usage of a variable field for which the item declares no value: it reads as 0. The offset lies
+/// beyond any report, is -1 in a signed 32-bit property, and is safe to add to: a size_t does not wrap round.
 constexpr std::size_t kNoBitOffset = 0xFFFFFFFF;
 
 /// A duplicate whose head counts more than this is numbered but not published.

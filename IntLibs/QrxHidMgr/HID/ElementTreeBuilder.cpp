@@ -1,3 +1,12 @@
+// From fields to elements, in the numbering and nesting of the platform's own HID family. Cookies are positions in one
+// table, and applications and recordings rely on them, so the order of the passes below is a contract: the root, the
+// collections in descriptor order, then the buttons of the input, output and feature reports, then the values in the
+// same three passes, then one handler for each report that has input.
+//
+// A variable item makes an element for each usage. If values are left over, the last usage becomes the head of a group:
+// it counts them, and a duplicate for each follows. An array makes a head for the whole, a slot for each entry, and a
+// selector for each usage that an entry can show. Children are linked in a last pass, when all cookies are known.
+
 #include "ElementTreeBuilder.h"
 
 #include "FieldRules.h"
@@ -16,7 +25,7 @@ constexpr std::uint32_t kApplicationCollection = 1;
 constexpr unsigned kPageShift = 16;
 constexpr std::uint32_t kUsageIDMask = 0xFFFF;
 
-/// What a dictionary's 32 bits show of it: a value above 0x7FFFFFFF becomes its bit pattern.
+/// A property holds 32 bits: a value above 0x7FFFFFFF is stored as its bit pattern and reads as a negative number.
 std::int32_t inDictionary(std::int64_t value)
 {
     return static_cast<std::int32_t>(static_cast<std::uint32_t>(value));
@@ -40,6 +49,7 @@ ElementType typeOf(const Field& field)
     case ReportType::input:
         break;
     }
+    // The platform tells buttons from values only among inputs.
     return isButton(field) ? ElementType::inputButton : ElementType::inputMisc;
 }
 
@@ -59,7 +69,7 @@ ElementTreeBuilder::ElementTreeBuilder(Descriptor& descriptor, const Limits& lim
 ElementTree ElementTreeBuilder::build()
 {
     _measureReports();
-    // The root, collections and handlers have the first claim: fields without them cannot be reached.
+    // The root, the collections and the handlers are served first: without them the fields cannot be reached.
     std::size_t room = _limit;
     const auto claim = [&room](std::size_t wanted) {
         const std::size_t granted = std::min(room, wanted);
@@ -79,6 +89,8 @@ ElementTree ElementTreeBuilder::build()
     _tree.elements.reserve(total);
     _parents.reserve(total);
     _addCollections();
+    // Six passes over the fields instead of a sort: stable by nature, and the fields are few compared with their
+    // elements.
     for (const bool buttons : {true, false}) {
         for (const ReportType type : {ReportType::input, ReportType::output, ReportType::feature}) {
             _addFields(budget, buttons, type);
@@ -99,6 +111,7 @@ void ElementTreeBuilder::_measureReports()
         if (!canTravel(report.id)) {
             continue;
         }
+        // Sizes are those of the report as it travels, so the byte of the number counts where reports are numbered.
         const std::uint64_t bits = report.bits + (report.id != 0 ? kReportIDBits : 0);
         auto& best = longest[static_cast<std::size_t>(report.type)];
         best = std::max(best, bits);
@@ -106,6 +119,7 @@ void ElementTreeBuilder::_measureReports()
             inputBits[report.id] = bits;
         }
     }
+    // With report numbers even a kind without any report has size 1: the platform counts the byte of the number.
     const auto bytes = [usesIDs](std::uint64_t bits) {
         return static_cast<std::uint32_t>(std::max<std::uint64_t>((bits + 7) / 8, usesIDs ? 1 : 0));
     };
@@ -121,7 +135,8 @@ void ElementTreeBuilder::_measureReports()
         if (!canTravel(id)) {
             continue;
         }
-        // A number that no input uses still has the 8 bits of the number.
+        // The platform lists every number, whichever kind of report uses it. Without an input report there remain the 8
+        // bits of the number itself.
         const auto found = inputBits.find(id);
         _inputReports.push_back(
             {id, found == inputBits.end() ? kReportIDBits : static_cast<std::uint32_t>(found->second)});
@@ -130,6 +145,7 @@ void ElementTreeBuilder::_measureReports()
 
 void ElementTreeBuilder::_append(Element element, std::uint32_t parentCookie)
 {
+    // The cookie is the position in the table: this function is the only one that appends.
     element.cookie = static_cast<std::uint32_t>(_tree.elements.size());
     _tree.elements.push_back(std::move(element));
     _parents.push_back(parentCookie);
@@ -165,7 +181,8 @@ void ElementTreeBuilder::_addCollections()
 
 std::uint32_t ElementTreeBuilder::_cookieOf(std::optional<std::size_t> collection) const
 {
-    // An enclosing collection comes earlier, so this ends at one that is in the table, or at the root.
+    // If the limit cut the collections, a field hangs in the nearest enclosing one that is in the table. An enclosing
+    // one has a lower index, so the search ends there or at the root.
     while (collection && *collection >= _collectionCount) {
         collection = _descriptor.collections[*collection].parent;
     }
@@ -197,6 +214,7 @@ Element ElementTreeBuilder::_elementOf(const Field& field)
     element.reportSize = field.sizeBits;
     element.flags = field.flags;
     element.itemOffset = static_cast<std::uint32_t>(field.offset);
+    // From the first bit that travels, so that readers need not know whether reports are numbered.
     element.bitOffset = field.bitOffset + (field.reportID != 0 ? kReportIDBits : 0);
     return element;
 }
@@ -209,6 +227,7 @@ void ElementTreeBuilder::_addArray(const Field& field)
     Element head = common;
     head.role = ElementRole::arrayHead;
     setUsage(head, field.usages.front().first);
+    // The head stands for all usages of the array: it keeps their page and has no usage of its own.
     head.usage = kNoUsage;
     head.reportCount = field.count;
     setRanges(head, logical, logical);
@@ -217,6 +236,7 @@ void ElementTreeBuilder::_addArray(const Field& field)
     Element slot = head;
     slot.role = ElementRole::arraySlot;
     slot.reportCount = 1;
+    // An array of one entry has no slots: its head is the entry.
     for (std::uint32_t i = 0; field.count > 1 && i < field.count && _left > 0; ++i) {
         slot.duplicateIndex = i;
         _add(slot);
@@ -225,9 +245,11 @@ void ElementTreeBuilder::_addArray(const Field& field)
 
     Element selector = common;
     selector.role = ElementRole::arraySelector;
+    // A selector says whether its usage is shown: one bit, 0 or 1, though the report holds no such bit.
     selector.reportSize = 1;
     setRanges(selector, {0, 1}, {0, 1});
     for (const UsageRange& range : field.usages) {
+        // 64 bits wide, as a range may end at 0xFFFFFFFF. `_left` bounds the loop whatever the range.
         for (std::uint64_t usage = range.first; usage <= range.last && _left > 0; ++usage) {
             setUsage(selector, usage);
             _add(selector);
@@ -238,19 +260,23 @@ void ElementTreeBuilder::_addArray(const Field& field)
 void ElementTreeBuilder::_addVariables(const Field& field)
 {
     Element element = _elementOf(field);
+    // A single bit has the range 0 to 1 whatever the device declares.
     const ValueRange logical = isButton(field) ? ValueRange{0, 1} : logicalRange(field);
     setRanges(element, logical, isButton(field) ? logical : physicalRange(field, logical));
     element.unit = field.unit;
+    // As the device wrote it: the platform does not decode the nibble.
     element.unitExponent = field.rawUnitExponent;
 
     std::uint32_t index = 0;
     for (std::size_t r = 0; r < field.usages.size(); ++r) {
         const bool isLastRange = r + 1 == field.usages.size();
+        // Surplus values belong to the last usage. Bits have no duplicates: surplus bits are padding.
         if (isLastRange && !isButton(field)) {
             element.reportCount = lastUsageCount(field);
         }
         for (std::uint64_t usage = field.usages[r].first; usage <= field.usages[r].last && _left > 0; ++usage) {
             setUsage(element, usage);
+            // More usages than values: the surplus is numbered, as on the platform, but has no place in the report.
             if (index >= field.count) {
                 element.bitOffset = kNoBitOffset;
             }
@@ -268,6 +294,7 @@ void ElementTreeBuilder::_addVariables(const Field& field)
 
 void ElementTreeBuilder::_addDuplicates(Element element, std::size_t bitOffset)
 {
+    // Unpublished duplicates exist for their cookies alone: they keep the numbers of what follows as on the platform.
     element.isPublished = element.reportCount <= kMaximumPublishedDuplicates;
     if (!element.isPublished && !_makesHiddenDuplicates) {
         return;
@@ -292,6 +319,7 @@ void ElementTreeBuilder::_addHandlers()
         handler.reportID = report.id;
         handler.reportSize = report.bits;
         _tree.reportHandlers.push_back(static_cast<std::uint32_t>(_tree.elements.size()));
+        // Not through `_add`: handlers belong to no field's share. They hang at the root, but no tree lists them.
         _append(handler, 0);
     }
 }
@@ -307,6 +335,7 @@ void ElementTreeBuilder::_linkChildren()
             }
         }
     };
+    // Counted first, so that each list of children is allocated once.
     std::vector<std::uint32_t> counts(_collectionCount + 1);
     forEachChild([&](std::uint32_t parent, std::uint32_t) { ++counts[parent]; });
     for (std::size_t i = 0; i < counts.size(); ++i) {
@@ -319,6 +348,7 @@ void ElementTreeBuilder::_linkChildren()
 void ElementTreeBuilder::_describeDevice()
 {
     const auto& collections = _descriptor.collections;
+    // An interface without anything that can travel is not a HID device to the platform.
     _tree.hasFields = std::any_of(_descriptor.fields.begin(), _descriptor.fields.end(),
                                   [](const Field& field) { return canTravel(field.reportID); });
     if (collections.empty()) {
@@ -328,6 +358,7 @@ void ElementTreeBuilder::_describeDevice()
     _tree.primaryUsage = {collections.front().usagePage, collections.front().usage};
     std::unordered_set<std::uint64_t> seen;
     for (const Collection& collection : collections) {
+        // Which kinds count as usages of the device is the platform's choice, logical ones do not.
         if (collection.type != kApplicationCollection && collection.type != kPhysicalCollection) {
             continue;
         }
@@ -336,6 +367,7 @@ void ElementTreeBuilder::_describeDevice()
         }
     }
     if (_tree.usagePairs.empty()) {
+        // The list is never empty where there is a collection: matching needs one pair.
         _tree.usagePairs.push_back(_tree.primaryUsage);
     }
 }

@@ -36,7 +36,7 @@ private:
 
     /// What the elements of a field have in common.
     static Element _elementOf(const Field& field);
-    /// Of the collection, or of the nearest one around it that is in the table.
+    /// The cookie of the collection, or of the nearest one around it that is in the table.
     std::uint32_t _cookieOf(std::optional<std::size_t> collection) const;
     /// Gives the element the next cookie, unless the current field's share is used up.
     void _add(const Element& element);

@@ -25,7 +25,7 @@ inline bool isButton(const Field& field)
 /// Whether the field's report can travel at all: its number fits a byte.
 bool canTravel(std::uint32_t reportID);
 
-/// True for a field that only fills up: it has nothing to read, or no usage.
+/// True for a field that only fills the report up: it has no bits or no usage.
 bool isPadding(const Field& field);
 
 /// How many usages the item names.

@@ -1,3 +1,9 @@
+// The bytes of a descriptor as items. A short item begins with a prefix byte: two bits for the size of its data (0, 1,
+// 2 or 4 bytes), two for its type, four for its tag; the data follows, little-endian. The prefix 0xFE begins a long
+// item: a byte with the length of its data, a byte with its tag, then the data. No long item was ever defined, so these
+// are stepped over. The reader knows nothing of what items mean, and it reads no byte that the descriptor does not
+// have.
+
 #include "ItemReader.h"
 
 #include <array>
@@ -8,6 +14,7 @@ namespace {
 
 constexpr std::uint8_t kLongItemPrefix = 0xFE;
 
+// A tag has four bits, so each table has 16 names and every tag finds one.
 using Names = std::array<const char*, 16>;
 
 constexpr const char* kReservedMain = "reserved main item";
@@ -44,6 +51,7 @@ constexpr Names kLocalNames = {
 
 std::int32_t Item::signedData() const
 {
+    // The size of the data decides about the sign bit (6.2.2.2): 0xFF in one byte is -1, in two bytes 255.
     switch (dataBytes) {
     case 1:
         return static_cast<std::int8_t>(data);
@@ -75,6 +83,7 @@ ItemReader::Outcome ItemReader::next(Item& item)
         return Outcome::end;
     }
     const std::uint8_t prefix = _bytes[_position];
+    // Cleared for each item: data of fewer than four bytes is put together by "or" below.
     item = Item{};
     item.offset = _position++;
     item.type = static_cast<ItemType>(prefix >> 2 & 3U);
@@ -104,6 +113,7 @@ ItemReader::Outcome ItemReader::_skipLongItem(Item& item)
         return Outcome::truncated;
     }
     const std::size_t length = _bytes[_position];
+    // A long item's tag replaces the four bits of the prefix, which are the same for all long items.
     item.tag = _bytes[_position + 1];
     _position += kHeaderBytes;
     if (_bytes.size() - _position < length) {

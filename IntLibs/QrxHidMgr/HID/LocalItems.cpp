@@ -1,3 +1,11 @@
+// The local items between two main items. Usages are kept in the order in which they were written, single ones and
+// ranges alike, because values take them in this order. The two ends of a range may come in either order, and other
+// local items may stand between them, so an end waits until its partner comes; usage, designator and string ranges wait
+// independently of each other. A usage of four bytes carries its page in the high half; a shorter one is joined with a
+// page when the main item comes.
+//
+// A delimiter opens a set of alternatives: several usages for the same control. Only the first of a set is kept.
+
 #include "LocalItems.h"
 
 #include <algorithm>
@@ -15,7 +23,8 @@ bool carriesPage(const Item& item)
     return item.dataBytes == 4;
 }
 
-/// One end of a range has a page of its own and the other has not. A page of 0 is no page; any other is meant for both.
+/// Called where one end of a range has a page of its own and the other has not. A page of 0 is no page; any other one
+/// counts for both ends.
 void matchEnds(std::uint32_t& low, bool& isLowExtended, std::uint32_t& high, bool& isHighExtended)
 {
     const std::uint32_t page = (isHighExtended ? high : low) >> kPageShift;
@@ -31,6 +40,7 @@ void matchEnds(std::uint32_t& low, bool& isLowExtended, std::uint32_t& high, boo
 
 void LocalItems::take(const Item& item, std::optional<std::uint16_t> usagePage)
 {
+    // The page in force is remembered with each usage: it decides in `joined` whether the list means several pages.
     const std::uint16_t page = usagePage.value_or(0);
     switch (item.tag) {
     case tag::kUsage:
@@ -49,6 +59,7 @@ void LocalItems::take(const Item& item, std::optional<std::uint16_t> usagePage)
         return _takeMaximum(item, stringKind, page);
     case tag::kDelimiter:
         return _takeDelimiter(item);
+    // Single indices name texts and body parts. No element shows them, so they are read and dropped.
     case tag::kDesignatorIndex:
     case tag::kStringIndex:
         return;
@@ -63,10 +74,12 @@ void LocalItems::_takeMinimum(const Item& item, Kind kind, std::uint16_t page)
     const OpenRange low{Waiting::forMaximum, item.data, carriesPage(item), page};
     if (open.waiting == Waiting::forMinimum) {
         _log.warning(item, "comes after its maximum");
+        // The range is taken out before it is closed, so that the next minimum starts anew even after an error.
         const OpenRange high = open;
         open = {};
         return _closeRange(item, kind, low, high, page);
     }
+    // Two minimums in a row: the later one counts, as in Linux.
     if (open.waiting == Waiting::forMaximum) {
         _log.warning(item, "given twice, the first is dropped");
     }
@@ -77,6 +90,7 @@ void LocalItems::_takeMaximum(const Item& item, Kind kind, std::uint16_t page)
 {
     OpenRange& open = _openRanges[kind];
     const OpenRange high{Waiting::forMinimum, item.data, carriesPage(item), page};
+    // A maximum without a minimum waits, as the two may come in either order. `finish` reports one that stays alone.
     if (open.waiting == Waiting::forMaximum) {
         const OpenRange low = open;
         open = {};
@@ -96,12 +110,16 @@ void LocalItems::_closeRange(const Item& item, Kind kind, OpenRange low, OpenRan
     if (kind == usageKind && !low.isExtended && low.page != high.page) {
         _log.warning(item, "the usage page changed inside the range, its second end's counts, hosts disagree");
     }
+    // A dropped range leaves its values to the usages that follow, so later controls may get wrong names; hence an
+    // error.
     if (low.value > high.value) {
         return _log.error(item, "minimum above maximum, the range is dropped");
     }
+    // Designators and strings were only checked for balance.
     if (kind != usageKind) {
         return;
     }
+    // Kept nevertheless: the numbers in between are what hosts make of it.
     if (low.isExtended && low.value >> kPageShift != high.value >> kPageShift) {
         _log.error(item, "range over two usage pages");
     }
@@ -114,6 +132,7 @@ void LocalItems::_takeDelimiter(const Item& item)
         return _log.error(item, "neither opens nor closes a set", item.data);
     }
     const bool opens = item.data == 1;
+    // Sets do not nest. A faulty delimiter changes nothing.
     if (opens == _inAlternatives) {
         return _log.error(item, opens ? "set opened inside a set" : "set closed without being open");
     }
@@ -127,8 +146,8 @@ void LocalItems::_addUsage(const Usage& usage)
         _usages.push_back(usage);
         return;
     }
-    // A set names one control several times, the preferred name first; the others are not looked at, as in Linux. As it
-    // is one control, the first usage of a range stands for it.
+    // A set names one control several times, the preferred name first; the others are ignored, as in Linux. As the set
+    // is one control, a range in it stands for its first usage only.
     if (_hasPreferred) {
         return;
     }
@@ -155,8 +174,10 @@ bool LocalItems::changesPage(std::uint16_t usagePage) const
 std::vector<UsageRange> LocalItems::joined(std::uint16_t usagePage) const
 {
     std::vector<UsageRange> ranges(_usages.size());
-    // HID 1.11, 6.2.2.8: the page comes from the main item. A list that was itself written on several pages cannot mean
-    // that: like Linux, stop replacing at the last usage that was already written on the main item's page.
+    // HID 1.11, 6.2.2.8: the page that is in force at the main item counts, not the one where the usage was written.
+    // Devices that write a list on several pages cannot mean that. So, as in Linux, the walk goes backwards and stops
+    // replacing at the last usage that was already written on the main item's page; what comes before it keeps its
+    // written page.
     bool isWrittenPageKept = false;
     for (std::size_t i = _usages.size(); i-- > 0;) {
         const Usage& usage = _usages[i];
@@ -174,6 +195,7 @@ std::vector<UsageRange> LocalItems::joined(std::uint16_t usagePage) const
 
 void LocalItems::finish(const Item& mainItem)
 {
+    // A minimum without a maximum is common in padding and does no harm; a maximum alone has lost its usages.
     for (OpenRange& open : _openRanges) {
         if (open.waiting == Waiting::forMinimum) {
             _log.error(mainItem, "a maximum before it has no minimum");

@@ -32,7 +32,8 @@ public:
     /// The usages in full, as a main item on `usagePage` sees them.
     std::vector<UsageRange> joined(std::uint16_t usagePage) const;
 
-    /// A main item clears all local items; incomplete ones are reported with its place.
+    /// To be called at each main item: clears the local items and reports those that are incomplete, with the main
+    /// item's place.
     void finish(const Item& mainItem);
 
 private:

@@ -1,9 +1,7 @@
 #pragma once
 
-/// A HID report descriptor (HID 1.11, section 6.2.2) read into its collections, fields and reports.
-///
 /// Reading is a pure function: no I/O, no state, bounded in time and memory by Limits whatever the bytes are. What was
-/// understood before a fault is kept, and each fault is told with its place.
+/// understood before a fault is kept, and each fault is reported with its place.
 
 #include <cstddef>
 #include <cstdint>

@@ -17,7 +17,8 @@ bool isUndefined(std::uint32_t usage)
     return (usage & kUsageIDMask) == 0;
 }
 
-/// How many values of a variable item have a name.
+/// How many values of a variable item have a name. The last usage repeats for the values that are left over, but bits
+/// and the end of a range do not repeat: then the rest is padding.
 std::uint32_t namedValues(const Field& field)
 {
     const std::uint64_t usages = usageCount(field);
@@ -30,13 +31,14 @@ void setUsages(LayoutField& field, std::vector<UsageRange> usages)
     field.usages = std::move(usages);
     field.firstPositions.reserve(field.usages.size());
     for (const UsageRange& range : field.usages) {
+        // The running sum makes the usage of a position a binary search, even where a range declares a whole page.
         field.firstPositions.push_back(field.usageCount);
         field.usageCount += range.count();
     }
 }
 
-/// How many of the field's values stand within a report of `bits`, of which the reading knows no more than 64 bits
-/// each.
+/// How many of the field's values lie within a report of `bits`. None where a value is wider than the 64 bits that
+/// reading supports.
 std::size_t valuesWithin(const LayoutField& field, std::size_t bits)
 {
     if (field.sizeBits > kWidestValueBits || field.bitOffset >= bits) {
@@ -51,7 +53,7 @@ std::int64_t logicalValue(const LayoutField& field, std::span<const std::uint8_t
     return field.isSigned ? signExtended(bits, field.sizeBits) : static_cast<std::int64_t>(bits);
 }
 
-/// Compared as what it is: an unsigned value of 64 bits may look negative.
+/// An unsigned value of 64 bits may look negative here; then it is above any declared maximum.
 bool isWithin(const LayoutField& field, std::int64_t value)
 {
     if (!field.isSigned && value < 0) {
@@ -62,6 +64,7 @@ bool isWithin(const LayoutField& field, std::int64_t value)
 
 bool fitsWidth(const LayoutField& field, std::int64_t value)
 {
+    // A shift by the whole width would be undefined, so the widest field is decided apart.
     if (field.sizeBits >= kWidestValueBits) {
         return field.isSigned || value >= 0;
     }
@@ -72,25 +75,26 @@ bool fitsWidth(const LayoutField& field, std::int64_t value)
     return value >= -top && value < top;
 }
 
-/// The position among an array's usages that one of its entries names; none where it names nothing.
+/// The position, among an array's usages, of the one that this entry shows; none if it shows nothing.
 std::optional<std::uint64_t> shownBy(const LayoutField& array, std::int64_t entry)
 {
     // An unsigned entry of 64 bits may look negative here, and is then beyond the usages of any array.
     if (entry < array.logicalMinimum) {
         return std::nullopt;
     }
+    // Subtracted as unsigned numbers: the minimum may be negative and the entry large, which would overflow otherwise.
     const std::uint64_t position = static_cast<std::uint64_t>(entry) - static_cast<std::uint64_t>(array.logicalMinimum);
     return position < array.usageCount ? std::optional(position) : std::nullopt;
 }
 
-/// A number that an array's entry may have without showing anything; none if the array has a usage for each.
+/// A number that an entry of the array may have without showing anything; none if every number that fits shows a usage.
 std::optional<std::int64_t> nothingOf(const LayoutField& array)
 {
     const auto showsNothing = [&array](std::int64_t entry) {
         const auto position = shownBy(array, entry);
         return fitsWidth(array, entry) && (!position || isUndefined(array.usageAt(*position)));
     };
-    // 0 is what devices use, then the number after the last one, then the one before the first.
+    // 0 is what devices use; the others are the number after the last one and the one before the first.
     const std::int64_t behind =
         std::max(array.logicalMaximum + 1, array.logicalMinimum + static_cast<std::int64_t>(array.usageCount));
     for (const std::int64_t candidate : {std::int64_t{0}, behind, array.logicalMinimum - 1}) {
@@ -101,7 +105,8 @@ std::optional<std::int64_t> nothingOf(const LayoutField& array)
     return std::nullopt;
 }
 
-/// The value of a variable field that is the one at `index` among those of the usage; `index` loses those passed over.
+/// Which value of a variable field is number `index` among those of the usage. Where the field has fewer, `index` is
+/// reduced by them, so that the caller goes on counting in the next field.
 std::optional<std::size_t> valueOf(const LayoutField& field, std::uint32_t usage, std::uint32_t& index)
 {
     for (std::size_t range = 0; range < field.usages.size(); ++range) {
@@ -113,7 +118,7 @@ std::optional<std::size_t> valueOf(const LayoutField& field, std::uint32_t usage
         if (at >= field.count) {
             return std::nullopt;
         }
-        // The last usage stands for the values that follow, too.
+        // The last usage also stands for the values that follow it.
         const std::uint64_t repeats = at + 1 == field.usageCount ? field.count - at : 1;
         if (index < repeats) {
             return static_cast<std::size_t>(at + index);
@@ -140,6 +145,7 @@ std::uint32_t LayoutField::usageOfValue(std::size_t index) const
 std::optional<std::uint64_t> LayoutField::positionOf(std::uint32_t usage) const
 {
     for (std::size_t range = 0; range < usages.size(); ++range) {
+        // Linear over the ranges, which are as few as the items of the descriptor; a range may cover a whole page.
         if (usage >= usages[range].first && usage <= usages[range].last) {
             return firstPositions[range] + (usage - usages[range].first);
         }
@@ -151,6 +157,7 @@ std::span<ReportValue> ReportValues::add(std::size_t count)
 {
     const std::size_t first = _count;
     if (_values.size() - first < count) {
+        // The list grows for the first reports and is then large enough: a report that arrives later allocates nothing.
         _values.resize(std::max(first + count, 2 * _values.size()));
     }
     _count += count;
@@ -161,10 +168,13 @@ ReportLayout::ReportLayout(const Descriptor& descriptor)
     : _numbersReports(descriptor.usesReportIDs()), _collections(descriptor.collections)
 {
     for (const Field& field : descriptor.fields) {
+        // The bits of padding were counted when the descriptor was read, so the offsets of the other fields are right
+        // without it.
         if (!isPadding(field) && canTravel(field.reportID)) {
             addField(field);
         }
     }
+    // Fields of one report become neighbours, so that a report is found once and its fields are a range.
     std::stable_sort(_fields.begin(), _fields.end(), [](const LayoutField& left, const LayoutField& right) {
         return std::tie(left.type, left.reportID, left.bitOffset) <
                std::tie(right.type, right.reportID, right.bitOffset);
@@ -211,7 +221,8 @@ void ReportLayout::addReports(const Descriptor& descriptor)
     std::sort(_reports.begin(), _reports.end(), [](const DeclaredReport& left, const DeclaredReport& right) {
         return std::tie(left.type, left.id) < std::tie(right.type, right.id);
     });
-    // Each field belongs to a report, so one walk along both finds where the fields of each begin.
+    // Both lists have the same order and each field belongs to a report, so one walk along both finds where the fields
+    // of each begin and end.
     std::size_t field = 0;
     for (DeclaredReport& report : _reports) {
         report.firstField = field;
@@ -258,10 +269,14 @@ public:
     void readVariable(const LayoutField& field, std::uint32_t fieldIndex)
     {
         const std::size_t count = valuesWithin(field, _bits);
+        // The usages are counted along with the values instead of being searched for each: this loop is what decoding
+        // costs.
         const std::span<ReportValue> value = _values.add(count);
         std::size_t index = 0;
         std::uint64_t position = 0;
         for (const UsageRange& range : field.usages) {
+            // The end of the range is tested inside, because a range may end at the largest number and `usage` would
+            // wrap round.
             for (std::uint32_t usage = range.first; index < count; ++usage, ++position) {
                 set(value[index], field, fieldIndex, index, usage, position);
                 ++index;
@@ -271,6 +286,7 @@ public:
                 }
             }
         }
+        // What is left has the last usage. `position` is one past it.
         for (; index < count; ++index) {
             set(value[index], field, fieldIndex, index, field.usages.back().last, position - 1);
         }
@@ -278,6 +294,7 @@ public:
 
     void addSelection(const LayoutField& array, std::uint32_t fieldIndex, std::uint64_t position, std::size_t entry)
     {
+        // A usage with the ID 0 is "nothing pressed" by definition, although it has a number like any other.
         const std::uint32_t usage = array.usageAt(position);
         if (isUndefined(usage)) {
             return;
@@ -321,6 +338,7 @@ void ReportLayout::decode(ReportType type, std::span<const std::uint8_t> report,
     ReportReading reading(report, values);
     for (std::size_t index = declared->firstField; index < declared->endField; ++index) {
         const LayoutField& field = _fields[index];
+        // Constant fields may have usages, but their values say nothing about the device.
         if (field.isConstant()) {
             continue;
         }
@@ -346,10 +364,13 @@ void ReportLayout::findShown(const LayoutField& array, std::span<const std::uint
             shown.push_back({*position, static_cast<std::uint32_t>(entry)});
         }
     }
+    // One entry is the usual case: nothing can be shown twice, and nothing has to be sorted.
     if (shown.size() < 2) {
         return;
     }
-    // The first of several entries that show the same usage counts.
+    // If several entries show the same usage, the first one counts. Sorting by usage puts them side by side; sorting
+    // back gives the order of the entries again. An array can have tens of thousands of entries, so they are not
+    // compared pair by pair.
     std::sort(shown.begin(), shown.end(), [](const auto& left, const auto& right) {
         return std::tie(left.position, left.entry) < std::tie(right.position, right.entry);
     });
@@ -383,6 +404,8 @@ public:
     {
         for (const LayoutField& field : fields) {
             if (!field.isConstant()) {
+                // Only bits of fields are copied, so that padding between them is 0 as HID wants it sent, whatever the
+                // caller's buffer had there.
                 copyBits(report, _bytes, field.bitOffset, std::size_t{field.count} * field.sizeBits);
             }
         }
@@ -396,6 +419,7 @@ public:
                 continue;
             }
             if (field.isArray) {
+                // An array shows a usage once, so it has no second value of the same usage.
                 if (const auto position = field.positionOf(wanted.usage); position && index == 0) {
                     return select(field, *position, wanted.value);
                 }
@@ -409,6 +433,7 @@ public:
     /// `failed` becomes the position of the value for which an array has no room.
     EncodeResult writeArrays()
     {
+        // Only arrays of which a usage was named are written; the others keep what the report had.
         for (const Selection& selection : _selections) {
             const auto nothing = nothingOf(*selection.array);
             if (selection.entries.size() < selection.array->count && !nothing) {
@@ -432,6 +457,8 @@ private:
 
     EncodeResult set(const LayoutField& field, std::size_t index, std::int64_t value)
     {
+        // Where the field has a null state, a value out of range is how a program says "none" (6.2.2.5); it must still
+        // fit the bits.
         const bool isNull = field.hasNullState() && !isWithin(field, value);
         if (!fitsWidth(field, value) || (!isWithin(field, value) && !isNull)) {
             return EncodeResult::outOfRange;
@@ -447,6 +474,7 @@ private:
             return EncodeResult::outOfRange;
         }
         Selection& selection = selectionOf(array);
+        // Naming a usage with 0 selects the array, so that it is written, and takes the usage out by not listing it.
         const bool isListed =
             std::find(selection.entries.begin(), selection.entries.end(), entry) != selection.entries.end();
         if (value == 0 || isListed) {
@@ -461,6 +489,7 @@ private:
 
     Selection& selectionOf(const LayoutField& array)
     {
+        // A linear search: a report has one or two arrays.
         const auto known = std::find_if(_selections.begin(), _selections.end(),
                                         [&array](const Selection& one) { return one.array == &array; });
         return known != _selections.end() ? *known : _selections.emplace_back(Selection{&array, {}});
@@ -488,6 +517,7 @@ EncodeResult ReportLayout::encode(ReportType type, std::uint32_t reportID, std::
     if (report.size() * 8 < declared->bits) {
         return EncodeResult::tooShort;
     }
+    // The caller's buffer may be longer; bytes beyond the report are not touched.
     report = report.first((declared->bits + 7) / 8);
     ReportWriting writing(fieldsOf(type, reportID), report);
     for (std::size_t at = 0; at < values.size(); ++at) {
@@ -504,6 +534,7 @@ EncodeResult ReportLayout::encode(ReportType type, std::uint32_t reportID, std::
         }
         return result;
     }
+    // Taken over in one step, after everything has succeeded: a failure leaves the caller's report as it was.
     const auto bytes = writing.bytes();
     std::copy(bytes.begin(), bytes.end(), report.begin());
     if (reportID != 0) {
