@@ -1,8 +1,10 @@
 #include "CommandTable.h"
 
 #include "commands/DemoCommand.h"
+#include "commands/DescriptorCommand.h"
 #include "commands/DoctorCommand.h"
 #include "commands/DumpCommand.h"
+#include "commands/LintCommand.h"
 #include "commands/ListCommand.h"
 #include "commands/RecordCommand.h"
 #include "commands/RuleCommand.h"
@@ -22,8 +24,9 @@ constexpr CommandRow rowOf()
 }
 
 constexpr CommandRow kCommands[] = {
-    rowOf<ListCommand>(),   rowOf<TreeCommand>(),   rowOf<DumpCommand>(), rowOf<WatchCommand>(),
-    rowOf<RecordCommand>(), rowOf<DoctorCommand>(), rowOf<RuleCommand>(), rowOf<DemoCommand>(),
+    rowOf<ListCommand>(), rowOf<TreeCommand>(),  rowOf<DumpCommand>(),   rowOf<DescriptorCommand>(),
+    rowOf<LintCommand>(), rowOf<WatchCommand>(), rowOf<RecordCommand>(), rowOf<DoctorCommand>(),
+    rowOf<RuleCommand>(), rowOf<DemoCommand>(),
 };
 
 } // namespace

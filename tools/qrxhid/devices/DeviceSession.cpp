@@ -26,38 +26,50 @@ QrxRecording readRecording(const std::string& fileName)
     return fileName == "-" ? QrxRecording::read(std::cin, "standard input") : QrxRecording::readFile(fileName);
 }
 
-/// "usb-0000:00:14.0-2.1" of "usb-0000:00:14.0-2.1/input0".
+} // namespace
+
 std::string recordedPlace(const QrxRecording& recording)
 {
+    // "usb-0000:00:14.0-2.1" of "usb-0000:00:14.0-2.1/input0".
     const std::string path = recording.interfaces.empty() ? "" : recording.interfaces.front().physicalPath;
     return path.substr(0, path.rfind("/input"));
 }
 
-} // namespace
+// One file that cannot be read does not keep the others from being worked on; the status tells of it in the end.
+std::vector<RecordedDevice> readRecordings(const std::vector<std::string>& fileNames, ExitStatus& status)
+{
+    std::vector<RecordedDevice> recorded;
+    for (const std::string& fileName : fileNames) {
+        try {
+            recorded.push_back({fileName, readRecording(fileName), nullptr, {}});
+        } catch (const QrxRecordingError& error) {
+            // FILE:LINE: first, where editors look for it.
+            std::cerr << shownText(error.what()) << "\n";
+            status = kBadRecording;
+        }
+    }
+    return recorded;
+}
+
+void throwIfAbsent(const DeviceFilter& filter, const std::vector<DeviceFacts>& present,
+                   const std::vector<std::string>& lines)
+{
+    const std::string absent = filter.absentPart(present);
+    if (!absent.empty()) {
+        throw UnknownDevice("no device is " + absent + "; " + (lines.empty() ? "no HID device is there" : "there are:"),
+                            lines);
+    }
+}
 
 DeviceSession::DeviceSession(const DeviceChoice& choice) : _filter(choice.filter()), _isRecorded(choice.hasRecordings())
 {
-    readRecordings(choice.recordings());
+    _recorded = readRecordings(choice.recordings(), _status);
     makeTree();
 }
 
 DeviceSession::DeviceSession(std::vector<RecordedDevice> recorded) : _isRecorded(true), _recorded(std::move(recorded))
 {
     makeTree();
-}
-
-// One file that cannot be read does not keep the others from being worked on; the status tells of it in the end.
-void DeviceSession::readRecordings(const std::vector<std::string>& fileNames)
-{
-    for (const std::string& fileName : fileNames) {
-        try {
-            _recorded.push_back({fileName, readRecording(fileName), nullptr, {}});
-        } catch (const QrxRecordingError& error) {
-            // FILE:LINE: first, where editors look for it.
-            std::cerr << shownText(error.what()) << "\n";
-            _status = kBadRecording;
-        }
-    }
 }
 
 void DeviceSession::makeTree()
@@ -132,11 +144,7 @@ void DeviceSession::checkChoice() const
         present.push_back(device.facts);
         lines.push_back(numberedTitle(device.facts.number, *device.handle));
     }
-    const std::string absent = _filter.absentPart(present);
-    if (!absent.empty()) {
-        throw UnknownDevice("no device is " + absent + "; " + (lines.empty() ? "no HID device is there" : "there are:"),
-                            lines);
-    }
+    throwIfAbsent(_filter, present, lines);
 }
 
 std::vector<PresentDevice> DeviceSession::devices() const

@@ -45,6 +45,17 @@ struct RecordedDevice {
     DeviceHandle handle;
 };
 
+/// Reads recordings. Those that cannot be read are told on standard error and left out, and `status` becomes
+/// kBadRecording.
+std::vector<RecordedDevice> readRecordings(const std::vector<std::string>& fileNames, ExitStatus& status);
+
+/// Where a recorded device was plugged in, as its recorder wrote it; empty if it did not.
+std::string recordedPlace(const QrxRecording& recording);
+
+/// Throws UnknownDevice, with `lines` as what is there, if something that the filter names is not `present`.
+void throwIfAbsent(const DeviceFilter& filter, const std::vector<DeviceFacts>& present,
+                   const std::vector<std::string>& lines);
+
 /// A device of the tree, and what it was known by when it came.
 struct PresentDevice {
     DeviceHandle handle;
@@ -100,7 +111,6 @@ public:
 
 private:
     void deviceAdded(DeviceHandle device) override;
-    void readRecordings(const std::vector<std::string>& fileNames);
     void makeTree();
     void plugRecordings();
     void note(const DeviceHandle& device);

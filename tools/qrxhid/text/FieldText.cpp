@@ -110,6 +110,13 @@ FieldWords fieldWords(const FieldOutline& field, std::uint32_t pageAround)
             rangeText(field.minimum, field.maximum), details};
 }
 
+std::string reportText(const ReportOutline& report)
+{
+    return std::string(fieldKindName(report.kind)) + " report" +
+           (report.reportID == 0 ? "" : " " + std::to_string(report.reportID)) + ": " +
+           countText(report.bytes(), "byte");
+}
+
 std::string flagText(const FieldOutline& field)
 {
     std::string text = field.isConstant() ? "constant, " : "";

@@ -26,6 +26,9 @@ struct FieldWords {
 
 FieldWords fieldWords(const FieldOutline& field, std::uint32_t pageAround);
 
+/// "input report 1: 10 bytes"
+std::string reportText(const ReportOutline& report);
+
 /// "variable, absolute, null state"
 std::string flagText(const FieldOutline& field);
 

@@ -29,13 +29,6 @@ std::string releaseText(std::uint32_t release)
     return (major.front() == '0' ? major.substr(1) : major) + "." + digits.substr(digits.size() - 2);
 }
 
-std::string reportText(const ReportOutline& report)
-{
-    return std::string(fieldKindName(report.kind)) + " report" +
-           (report.reportID == 0 ? "" : " " + std::to_string(report.reportID)) + ": " +
-           countText(report.bytes(), "byte");
-}
-
 /// By report, kind and place; collections stay in front.
 std::vector<ElementOutline> inReportOrder(std::vector<ElementOutline> elements)
 {

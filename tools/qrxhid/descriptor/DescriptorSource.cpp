@@ -1,0 +1,199 @@
+#include "descriptor/DescriptorSource.h"
+
+#include "UsageError.h"
+#include "devices/DeviceDescription.h"
+#include "devices/DeviceSession.h"
+#include "text/DeviceText.h"
+#include "text/Notice.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <optional>
+
+namespace qrxhid {
+
+namespace {
+
+// The most that is worth reading: a descriptor has 4 KiB at most, and text takes several characters a byte.
+constexpr std::size_t kMostBytes = std::size_t{1} << 16U;
+
+std::optional<std::string> contentOf(const std::string& fileName)
+{
+    std::ifstream file(fileName, std::ios::binary);
+    std::string content(kMostBytes, '\0');
+    file.read(content.data(), static_cast<std::streamsize>(content.size()));
+    if (!file.is_open() || file.bad()) {
+        return std::nullopt;
+    }
+    content.resize(static_cast<std::size_t>(file.gcount()));
+    return content;
+}
+
+/// C's comments would be read as numbers: "face" is one.
+std::string withoutComments(const std::string& text)
+{
+    std::string plain;
+    for (std::size_t at = 0; at < text.size();) {
+        const bool isLine = text.compare(at, 2, "//") == 0;
+        if (!isLine && text.compare(at, 2, "/*") != 0) {
+            plain += text[at++];
+            continue;
+        }
+        const std::size_t end = text.find(isLine ? "\n" : "*/", at + 2);
+        at = end == std::string::npos ? text.size() : end + (isLine ? 1 : 2);
+        plain += ' ';
+    }
+    return plain;
+}
+
+/// No value for what is no byte: one or two hexadecimal digits after "0x" or nothing.
+std::optional<std::uint8_t> byteOf(std::string word)
+{
+    if (word.starts_with("0x") || word.starts_with("0X")) {
+        word.erase(0, 2);
+    }
+    const bool isHex = std::ranges::all_of(word, [](unsigned char one) { return std::isxdigit(one) != 0; });
+    if (word.empty() || word.size() > 2 || !isHex) {
+        return std::nullopt;
+    }
+    constexpr int kHexadecimal = 16;
+    return static_cast<std::uint8_t>(std::stoul(word, nullptr, kHexadecimal));
+}
+
+std::optional<std::vector<std::uint8_t>> bytesOfText(const std::string& content)
+{
+    std::vector<std::uint8_t> bytes;
+    std::string word;
+    for (const char character : withoutComments(content) + " ") {
+        if (std::isalnum(static_cast<unsigned char>(character)) != 0) {
+            word += character;
+            continue;
+        }
+        if (std::string_view(", \t\r\n").find(character) == std::string_view::npos) {
+            return std::nullopt;
+        }
+        if (const std::optional<std::uint8_t> byte = byteOf(word)) {
+            bytes.push_back(*byte);
+        } else if (!word.empty()) {
+            return std::nullopt;
+        }
+        word.clear();
+    }
+    return bytes;
+}
+
+DeviceFacts factsOf(const QrxRecording& recording, unsigned int number)
+{
+    DeviceFacts facts;
+    facts.number = number;
+    facts.ids = {recording.vendorID, recording.productID};
+    facts.serialNumber = recording.serialNumber;
+    facts.place = recordedPlace(recording);
+    for (const QrxRecordedInterface& interface : recording.interfaces) {
+        facts.nodes[interface.number];
+    }
+    return facts;
+}
+
+std::string titleOf(const QrxRecording& recording)
+{
+    const std::string separator = recording.vendorName.empty() ? "" : " ";
+    const std::string name = recording.productName.empty() && !recording.interfaces.empty()
+                                 ? recording.interfaces.front().name
+                                 : recording.vendorName + separator + recording.productName;
+    return DeviceIdentity{recording.vendorID, recording.productID}.text() + "  " + shownText(name);
+}
+
+/// Of the interfaces that the filter lets pass.
+void addInterfaces(std::vector<InterfaceDescriptor>& descriptors, const QrxRecording& device, const std::string& title,
+                   const DeviceFilter& filter)
+{
+    for (const QrxRecordedInterface& interface : device.interfaces) {
+        if (filter.hasInterface(interface.number)) {
+            descriptors.push_back(
+                {title, {device.vendorID, device.productID}, interface.number, interface.reportDescriptor});
+        }
+    }
+}
+
+} // namespace
+
+std::vector<std::uint8_t> descriptorFromFile(const std::string& content)
+{
+    return bytesOfText(content).value_or(std::vector<std::uint8_t>(content.begin(), content.end()));
+}
+
+void DescriptorSource::declareOptions(CLI::App& app)
+{
+    app.add_option("--descriptor", _files,
+                   "Work on the report descriptors in these files: bytes, or their hexadecimal text as in C source")
+        ->type_name("FILE");
+    _choice.declareOptions(app);
+}
+
+void DescriptorSource::checkOptions()
+{
+    _choice.checkOptions();
+    if (!_files.empty() && (_choice.hasRecordings() || !_choice.filter().isEverything())) {
+        throw UsageError("--descriptor is a descriptor without a device", "--descriptor FILE alone");
+    }
+}
+
+DescriptorSource::Found DescriptorSource::read() const
+{
+    Found found;
+    if (!_files.empty()) {
+        addFiles(found);
+    } else if (_choice.hasRecordings()) {
+        addRecordings(found);
+    } else {
+        addDevices(found);
+    }
+    return found;
+}
+
+void DescriptorSource::addFiles(Found& found) const
+{
+    for (const std::string& name : _files) {
+        if (const std::optional<std::string> content = contentOf(name)) {
+            found.descriptors.push_back({shownText(name), {}, 0, descriptorFromFile(*content)});
+        } else {
+            notice(name + " cannot be read: " + std::strerror(errno));
+            found.status = kBadRecording;
+        }
+    }
+}
+
+void DescriptorSource::addRecordings(Found& found) const
+{
+    const std::vector<RecordedDevice> recorded = readRecordings(_choice.recordings(), found.status);
+    std::vector<DeviceFacts> present;
+    std::vector<std::string> lines;
+    for (std::size_t i = 0; i < recorded.size(); ++i) {
+        present.push_back(factsOf(recorded[i].recording, static_cast<unsigned int>(i) + 1));
+        lines.push_back("#" + std::to_string(i + 1) + "  " + titleOf(recorded[i].recording));
+    }
+    if (!recorded.empty()) {
+        throwIfAbsent(_choice.filter(), present, lines);
+    }
+    for (std::size_t i = 0; i < recorded.size(); ++i) {
+        if (_choice.filter().matches(present[i])) {
+            addInterfaces(found.descriptors, recorded[i].recording, titleOf(recorded[i].recording), _choice.filter());
+        }
+    }
+}
+
+void DescriptorSource::addDevices(Found& found) const
+{
+    DeviceSession session(_choice);
+    session.begin();
+    for (const PresentDevice& device : session.devices()) {
+        addInterfaces(found.descriptors, describeDevice(*device.handle), deviceTitle(*device.handle), _choice.filter());
+    }
+}
+
+} // namespace qrxhid
