@@ -69,6 +69,7 @@ public:
           _lock(lock), _outer(std::exchange(loop._innermost, this))
     {
         _mode.doubtFound(); // by whatever the application has done since
+        _loop.forgetStop(); // it was meant for a run that is over
     }
     Run(const Run&) = delete;
     Run& operator=(const Run&) = delete;
@@ -78,6 +79,7 @@ public:
             _lock.lock();
         }
         _loop._innermost = _outer;
+        _loop.forgetStop();
         if (_outer != nullptr) {
             _outer->_mode.doubtFound(); // this run may have served it
         }
@@ -203,6 +205,40 @@ void __CFRunLoop::stop()
     }
 }
 
+bool __CFRunLoop::request(RunLoopRequest request)
+{
+    _requests.fetch_or(static_cast<unsigned>(request));
+    if (_process.isInherited()) {
+        return true;
+    }
+    const int savedErrno = errno;
+    const bool isWritten = ::eventfd_write(_wakeEvent.get(), 1) == 0;
+    errno = savedErrno;
+    return isWritten;
+}
+
+void __CFRunLoop::drainWakeEvent()
+{
+    if (!_process.isInherited()) {
+        eventfd_t count = 0;
+        // Nothing there is what is wanted; a closed descriptor is found by whoever writes.
+        static_cast<void>(::eventfd_read(_wakeEvent.get(), &count));
+        _armed = false;
+    }
+}
+
+std::optional<SInt32> __CFRunLoop::answerRequests(bool servesOne)
+{
+    // First: a request that comes between the two finds the descriptor empty and makes it readable again.
+    drainWakeEvent();
+    const unsigned requests = _requests.fetch_and(static_cast<unsigned>(RunLoopRequest::end));
+    if ((requests & (static_cast<unsigned>(RunLoopRequest::stop) | static_cast<unsigned>(RunLoopRequest::end))) != 0) {
+        return kCFRunLoopRunStopped;
+    }
+    const bool isWoken = (requests & static_cast<unsigned>(RunLoopRequest::wake)) != 0;
+    return isWoken && servesOne ? std::optional(kRunLoopRunWoken) : std::nullopt;
+}
+
 bool __CFRunLoop::fireIfStillDue(CFRunLoopSourceRef source, const RunLoopMode& mode, Lock& lock)
 {
     if (!source->_signalled || source->membershipIn(mode) == nullptr) {
@@ -246,6 +282,9 @@ Reference<CFRunLoopSourceRef> __CFRunLoop::takeVersion1(RunLoopMode& mode, Deadl
     }
     for (; token; token = mode.takeFound()) {
         if (*token == RunLoopMode::kWakeToken) {
+            if (!_armed) {
+                drainWakeEvent(); // a request has written
+            }
             takeWake();
         } else if (auto source = mode.takeReported(*token)) {
             return source;
@@ -273,7 +312,9 @@ SInt32 __CFRunLoop::run(CFStringRef modeName, Deadline deadline, bool returnAfte
     RunLoopMode* const mode = findMode(modeName);
     if (mode == nullptr || mode->empty()) {
         if (mode == &defaultMode() && _innermost == nullptr) {
-            takeWake(); // else whoever watches the loop's descriptor would be told for ever
+            // Else whoever watches the loop's descriptor would be told for ever.
+            takeWake();
+            answerRequests(true);
         }
         return kCFRunLoopRunFinished;
     }
@@ -282,9 +323,15 @@ SInt32 __CFRunLoop::run(CFStringRef modeName, Deadline deadline, bool returnAfte
         requireOwnProcess();
         requireWake();
         bool handled = mode->hasSignalledVersion0() && fireVersion0(*mode, returnAfterSourceHandled, lock);
-        handled = fireVersion1(*mode, handled ? Deadline::now() : deadline, lock) || handled;
+        const bool isAsked = _requests.load(std::memory_order_relaxed) != 0;
+        handled = fireVersion1(*mode, handled || isAsked ? Deadline::now() : deadline, lock) || handled;
         if (handled && returnAfterSourceHandled) {
             return kCFRunLoopRunHandledSource;
+        }
+        if (_requests.load(std::memory_order_relaxed) != 0) [[unlikely]] {
+            if (const std::optional<SInt32> result = answerRequests(returnAfterSourceHandled)) {
+                return *result;
+            }
         }
         // Deliberate: a single look (seconds 0) that fires something is over by time all the same.
         if (deadline.passed()) {
@@ -316,7 +363,7 @@ void __CFRunLoop::end()
     if (_isWakeLost) {
         _wakeEvent.release(); // the number is nobody's now, or somebody else's
     }
-    _wakeEvent = {};
+    // Else it stays for as long as anybody holds the loop: who requests something takes no lock.
 }
 
 const TypeOperations qrx::cf::kRunLoopOperations{"a run loop", dispose<__CFRunLoop>, nullptr, nullptr};
@@ -326,6 +373,16 @@ int qrx::cf::runLoopDescriptor(CFRunLoopRef loop)
     auto& target = loopOf(loop, "runLoopDescriptor");
     const std::lock_guard lock(sm_RunLoopMutex);
     return target.defaultMode().descriptor();
+}
+
+bool qrx::cf::requestOfRunLoop(CFRunLoopRef loop, RunLoopRequest request)
+{
+    return loop->request(request);
+}
+
+void qrx::cf::takeBackOfRunLoop(CFRunLoopRef loop, RunLoopRequest request)
+{
+    loop->takeBack(request);
 }
 
 CFTypeID CFRunLoopGetTypeID(void)

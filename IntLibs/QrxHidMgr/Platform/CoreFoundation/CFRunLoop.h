@@ -9,9 +9,12 @@
 #include "Object.h"
 #include "Reference.h"
 #include "RunLoopMode.h"
+#include "RunLoopRequests.h"
 
+#include <atomic>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -52,6 +55,11 @@ struct __CFRunLoop : qrx::cf::Object {
         }
     }
 
+    // On any thread and in a signal handler, without the mutex.
+
+    bool request(qrx::cf::RunLoopRequest request);
+    void takeBack(qrx::cf::RunLoopRequest request) { _requests.fetch_and(~static_cast<unsigned>(request)); }
+
     // On the loop's thread, without the mutex.
 
     /// Throws std::system_error if the loop can wait no more: others have closed its descriptors, or this is a child
@@ -71,6 +79,15 @@ private:
     [[noreturn]] static void failInherited();
     [[noreturn]] static void failWakeLost();
     void arm();
+    void forgetStop()
+    {
+        if (_requests.load(std::memory_order_relaxed) != 0) [[unlikely]] {
+            takeBack(qrx::cf::RunLoopRequest::stop);
+        }
+    }
+    /// The result with which a run has to return for what was requested; no value if it goes on.
+    std::optional<SInt32> answerRequests(bool servesOne);
+    void drainWakeEvent();
     bool takeWake()
     {
         if (_armed) [[unlikely]] {
@@ -95,5 +112,7 @@ private:
     bool _armed = false;      ///< _wakeEvent is readable
     bool _isWakeLost = false; ///< others have closed _wakeEvent
     bool _ended = false;
+    /// Bits of RunLoopRequest. Who sets one makes _wakeEvent readable after that.
+    std::atomic<unsigned> _requests{0};
     Run* _innermost = nullptr;
 };

@@ -1,22 +1,28 @@
 #include "QrxRunLoop.h"
 
+#include "LoopTasks.h"
+
 #ifndef __APPLE__
 #include "RunLoopDescriptor.h"
+#include "RunLoopRequests.h"
 #endif
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <signal.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <stdexcept>
+#include <system_error>
 #include <utility>
 
 namespace {
 
 /// Counts as for ever to the run loop.
 constexpr CFTimeInterval kForever = 1.0e10;
-
-CFRunLoopRef loopOf(void* loop)
-{
-    return static_cast<CFRunLoopRef>(loop);
-}
 
 QrxRunLoop::Outcome outcomeOf(SInt32 result)
 {
@@ -27,67 +33,217 @@ QrxRunLoop::Outcome outcomeOf(SInt32 result)
         return QrxRunLoop::Outcome::stopped;
     case kCFRunLoopRunHandledSource:
         return QrxRunLoop::Outcome::handled;
+#ifndef __APPLE__
+    case qrx::cf::kRunLoopRunWoken:
+        return QrxRunLoop::Outcome::woken;
+#endif
     default:
         return QrxRunLoop::Outcome::timedOut;
     }
 }
 
+/// The loop that a signal ends, while there is one. Read by the handler.
+std::atomic<CFRunLoopRef> sm_Interrupted{nullptr};
+std::atomic<bool> sm_HasSignal{false};
+
+static_assert(std::atomic<CFRunLoopRef>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
+
+void noteSignal(int)
+{
+    sm_HasSignal = true;
+#ifndef __APPLE__
+    if (const CFRunLoopRef loop = sm_Interrupted) {
+        // Nobody to tell if the loop's descriptors were closed: then the run throws by itself.
+        static_cast<void>(qrx::cf::requestOfRunLoop(loop, qrx::cf::RunLoopRequest::end));
+    }
+#endif
+}
+
+/// Lets SIGINT and SIGTERM end the runs of a loop while it lives.
+class SignalWatch {
+public:
+    explicit SignalWatch(CFRunLoopRef loop)
+    {
+        CFRunLoopRef none = nullptr;
+        if (!sm_Interrupted.compare_exchange_strong(none, loop)) {
+            throw std::logic_error("a loop of this process runs until a signal already");
+        }
+        sm_HasSignal = false;
+        for (std::size_t index = 0; index < kSignals.size(); ++index) {
+            struct sigaction action {};
+            action.sa_handler = noteSignal;
+            sigemptyset(&action.sa_mask);
+            ::sigaction(kSignals[index], &action, &_earlier[index]);
+            if (_earlier[index].sa_handler == SIG_IGN) {
+                // As the shell starts what runs in the background.
+                ::sigaction(kSignals[index], &_earlier[index], nullptr);
+            }
+        }
+    }
+    SignalWatch(const SignalWatch&) = delete;
+    SignalWatch& operator=(const SignalWatch&) = delete;
+    ~SignalWatch()
+    {
+        for (std::size_t index = 0; index < kSignals.size(); ++index) {
+            ::sigaction(kSignals[index], &_earlier[index], nullptr);
+        }
+        const CFRunLoopRef loop = sm_Interrupted.exchange(nullptr);
+#ifndef __APPLE__
+        qrx::cf::takeBackOfRunLoop(loop, qrx::cf::RunLoopRequest::end);
+#else
+        static_cast<void>(loop);
+#endif
+    }
+
+    static bool hasSignal()
+    {
+        return sm_HasSignal;
+    }
+
+private:
+    static constexpr std::array<int, 2> kSignals{SIGINT, SIGTERM};
+    std::array<struct sigaction, kSignals.size()> _earlier{};
+};
+
+#ifndef __APPLE__
+void request(CFRunLoopRef loop, qrx::cf::RunLoopRequest request)
+{
+    if (!qrx::cf::requestOfRunLoop(loop, request)) {
+        throw std::system_error(EBADF, std::generic_category(),
+                                "the event descriptor of a run loop was closed by others");
+    }
+}
+#endif
+
 } // namespace
 
-QrxRunLoop QrxRunLoop::current()
+/// Shared by all handles on a thread's loop.
+struct QrxRunLoop::Body {
+    explicit Body(CFRunLoopRef current) : loop(current), tasks(std::make_shared<qrx::LoopTasks>(current))
+    {
+        CFRetain(loop);
+    }
+    Body(const Body&) = delete;
+    Body& operator=(const Body&) = delete;
+    ~Body()
+    {
+        tasks.reset();
+        CFRelease(loop);
+    }
+
+    void requireOwnThread() const
+    {
+        if (CFRunLoopGetCurrent() != loop) {
+            throw std::logic_error("a run loop is used on another thread than its own");
+        }
+    }
+    Outcome run(double seconds, bool servesOne) const
+    {
+        requireOwnThread();
+        return outcomeOf(CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, servesOne));
+    }
+
+    const CFRunLoopRef loop;
+    std::shared_ptr<qrx::LoopTasks> tasks;
+};
+
+QrxRunLoop QrxRunLoop::getCurrent()
 {
-    return QrxRunLoop(CFRunLoopGetCurrent());
+    // Functions wait in the loop for as long as its thread lives, whoever has a handle.
+    thread_local std::shared_ptr<Body> sm_Body;
+    if (!sm_Body) {
+        sm_Body = std::make_shared<Body>(CFRunLoopGetCurrent());
+    }
+    return QrxRunLoop(sm_Body);
 }
 
-QrxRunLoop::QrxRunLoop(void* loop) : _loop(loop)
-{
-    CFRetain(_loop);
-}
-
-QrxRunLoop::QrxRunLoop(const QrxRunLoop& other) : QrxRunLoop(other._loop) {}
-
-QrxRunLoop& QrxRunLoop::operator=(const QrxRunLoop& other)
-{
-    CFRetain(other._loop);
-    CFRelease(std::exchange(_loop, other._loop));
-    return *this;
-}
-
-QrxRunLoop::~QrxRunLoop()
-{
-    CFRelease(_loop);
-}
+QrxRunLoop::QrxRunLoop(std::shared_ptr<Body> body) : _body(std::move(body)) {}
+QrxRunLoop::QrxRunLoop(const QrxRunLoop& other) = default;
+QrxRunLoop& QrxRunLoop::operator=(const QrxRunLoop& other) = default;
+QrxRunLoop::~QrxRunLoop() = default;
 
 QrxRunLoop::Outcome QrxRunLoop::run()
 {
-    return runFor(kForever);
+    return _body->run(kForever, false);
 }
 
 QrxRunLoop::Outcome QrxRunLoop::runFor(double seconds)
 {
-    return outcomeOf(CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, false));
+    return _body->run(seconds, false);
 }
 
 QrxRunLoop::Outcome QrxRunLoop::runOnce(double seconds)
 {
-    return outcomeOf(CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, true));
+    return _body->run(seconds, true);
+}
+
+QrxRunLoop::Outcome QrxRunLoop::runUntilSignal()
+{
+    _body->requireOwnThread();
+    const SignalWatch watch(_body->loop);
+#ifdef __APPLE__
+    // The system's loop has no operation that a handler may call.
+    constexpr double kLookAgainSeconds = 0.1;
+    Outcome outcome = Outcome::timedOut;
+    while (outcome == Outcome::timedOut && !SignalWatch::hasSignal()) {
+        outcome = _body->run(kLookAgainSeconds, false);
+    }
+    return SignalWatch::hasSignal() ? Outcome::stopped : outcome;
+#else
+    return _body->run(kForever, false);
+#endif
 }
 
 void QrxRunLoop::stop()
 {
-    CFRunLoopStop(loopOf(_loop));
+#ifdef __APPLE__
+    CFRunLoopStop(_body->loop);
+#else
+    request(_body->loop, qrx::cf::RunLoopRequest::stop);
+#endif
 }
 
 void QrxRunLoop::wake()
 {
-    CFRunLoopWakeUp(loopOf(_loop));
+#ifdef __APPLE__
+    post([] {});
+#else
+    request(_body->loop, qrx::cf::RunLoopRequest::wake);
+#endif
 }
 
-int QrxRunLoop::fileDescriptor() const
+void QrxRunLoop::post(std::function<void()> function)
+{
+    _body->tasks->post(std::move(function));
+}
+
+QrxRunLoop::Timer QrxRunLoop::callAfter(std::chrono::nanoseconds delay, std::function<void()> function)
+{
+    _body->requireOwnThread();
+    return _body->tasks->start(std::chrono::duration_cast<qrx::LoopTasks::Clock::duration>(delay), {},
+                               std::move(function));
+}
+
+QrxRunLoop::Timer QrxRunLoop::callEvery(std::chrono::nanoseconds interval, std::function<void()> function)
+{
+    _body->requireOwnThread();
+    // Shorter than one tick would be once.
+    const auto every = std::max(std::chrono::duration_cast<qrx::LoopTasks::Clock::duration>(interval),
+                                qrx::LoopTasks::Clock::duration(1));
+    return _body->tasks->start(every, every, std::move(function));
+}
+
+bool QrxRunLoop::cancel(Timer timer)
+{
+    _body->requireOwnThread();
+    return _body->tasks->cancel(timer);
+}
+
+int QrxRunLoop::getFileDescriptor() const
 {
 #ifdef __APPLE__
     return -1;
 #else
-    return qrx::cf::runLoopDescriptor(loopOf(_loop));
+    return qrx::cf::runLoopDescriptor(_body->loop);
 #endif
 }

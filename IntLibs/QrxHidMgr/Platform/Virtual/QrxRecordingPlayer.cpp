@@ -1,6 +1,6 @@
 #include "QrxVirtualDevice.h"
 
-#include "PlaybackTimer.h"
+#include "Base/MonotonicTimer.h"
 #include "Recordings/RecordingRules.h"
 #include "VirtualDeviceBody.h"
 
@@ -41,7 +41,7 @@ private:
     void finish();
 
     /// Shared with the room listener, which may still run on a reader's thread after stop().
-    std::shared_ptr<qrx::PlaybackTimer> timer;
+    std::shared_ptr<qrx::platform::MonotonicTimer> timer;
     CFRunLoopSourceRef source = nullptr;
     double speed = 1;
     std::uint64_t startUs = 0;
@@ -57,10 +57,10 @@ constexpr double kMaximumDelayUs = 1.0e15;
 void QrxRecordingPlayer::Body::start(double newSpeed)
 {
     stop();
-    timer = std::make_shared<qrx::PlaybackTimer>();
+    timer = std::make_shared<qrx::platform::MonotonicTimer>();
     speed = newSpeed;
     sentCount = 0;
-    startUs = qrx::PlaybackTimer::nowUs();
+    startUs = qrx::platform::MonotonicTimer::nowUs();
     CFRunLoopSourceContext1 context{};
     context.version = 1;
     context.info = this;
@@ -100,7 +100,7 @@ bool QrxRecordingPlayer::Body::sendNext()
     const int interfaceNumber = recording.interfaces[event.interfaceIndex].number;
     if (isPaced()) {
         const std::uint64_t dueUs = dueTimeUs(event);
-        if (dueUs > qrx::PlaybackTimer::nowUs()) {
+        if (dueUs > qrx::platform::MonotonicTimer::nowUs()) {
             timer->setDue(dueUs);
             return false;
         }

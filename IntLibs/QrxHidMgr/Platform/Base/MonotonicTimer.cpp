@@ -1,4 +1,4 @@
-#include "PlaybackTimer.h"
+#include "MonotonicTimer.h"
 
 #include <unistd.h>
 
@@ -7,23 +7,23 @@
 #include <ctime>
 #include <system_error>
 
-namespace qrx {
+namespace qrx::platform {
 
-PlaybackTimer::PlaybackTimer() : _timer(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK))
+MonotonicTimer::MonotonicTimer() : _timer(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK))
 {
     if (!_timer.isOpen()) {
-        throw std::system_error(errno, std::generic_category(), "no timer for the playback");
+        throw std::system_error(errno, std::generic_category(), "no timer can be made");
     }
 }
 
-std::uint64_t PlaybackTimer::nowUs()
+std::uint64_t MonotonicTimer::nowUs()
 {
     timespec now{};
     ::clock_gettime(CLOCK_MONOTONIC, &now);
     return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000 + static_cast<std::uint64_t>(now.tv_nsec) / 1'000;
 }
 
-void PlaybackTimer::setDue(std::uint64_t timeUs)
+void MonotonicTimer::setDue(std::uint64_t timeUs)
 {
     // A time of 0 would disarm the timer.
     timeUs = std::max<std::uint64_t>(timeUs, 1);
@@ -33,16 +33,16 @@ void PlaybackTimer::setDue(std::uint64_t timeUs)
     set(due);
 }
 
-void PlaybackTimer::clear()
+void MonotonicTimer::clear()
 {
     set({});
 }
 
-void PlaybackTimer::set(const itimerspec& due)
+void MonotonicTimer::set(const itimerspec& due)
 {
     if (!_process.isInherited()) {
         ::timerfd_settime(_timer.get(), TFD_TIMER_ABSTIME, &due, nullptr);
     }
 }
 
-} // namespace qrx
+} // namespace qrx::platform

@@ -7,12 +7,12 @@
 
 #include <sys/timerfd.h>
 
-namespace qrx {
+namespace qrx::platform {
 
 /// A descriptor that becomes readable at a moment of the monotonic clock.
-class PlaybackTimer {
+class MonotonicTimer {
 public:
-    PlaybackTimer();
+    MonotonicTimer();
 
     /// Microseconds of the monotonic clock.
     static std::uint64_t nowUs();
@@ -26,8 +26,8 @@ public:
 private:
     void set(const itimerspec& due);
 
-    platform::FileDescriptor _timer;
-    const platform::ProcessMark _process;
+    FileDescriptor _timer;
+    const ProcessMark _process;
 };
 
-} // namespace qrx
+} // namespace qrx::platform

@@ -1,4 +1,4 @@
-#include "Virtual/PlaybackTimer.h"
+#include "Base/MonotonicTimer.h"
 
 #include "DescriptorLimit.h"
 
@@ -13,7 +13,7 @@
 
 namespace {
 
-using qrx::PlaybackTimer;
+using qrx::platform::MonotonicTimer;
 
 std::uint64_t steadyUs()
 {
@@ -22,7 +22,7 @@ std::uint64_t steadyUs()
 }
 
 /// Microseconds until it becomes readable; 0 if it never does, or is.
-std::uint64_t leftUs(const PlaybackTimer& timer)
+std::uint64_t leftUs(const MonotonicTimer& timer)
 {
     itimerspec left{};
     EXPECT_EQ(0, ::timerfd_gettime(timer.descriptor(), &left));
@@ -30,39 +30,39 @@ std::uint64_t leftUs(const PlaybackTimer& timer)
            static_cast<std::uint64_t>(left.it_value.tv_nsec) / 1'000;
 }
 
-bool isReadable(const PlaybackTimer& timer, int timeoutMs)
+bool isReadable(const MonotonicTimer& timer, int timeoutMs)
 {
     pollfd one{timer.descriptor(), POLLIN, 0};
     return ::poll(&one, 1, timeoutMs) == 1;
 }
 
-TEST(PlaybackTimer, NowIsTheTimeOfTheMonotonicClock)
+TEST(MonotonicTimer, NowIsTheTimeOfTheMonotonicClock)
 {
     const std::uint64_t before = steadyUs();
-    const std::uint64_t now = PlaybackTimer::nowUs();
+    const std::uint64_t now = MonotonicTimer::nowUs();
     EXPECT_LE(before, now);
     EXPECT_LE(now, steadyUs());
 }
 
-TEST(PlaybackTimer, ItIsDueAtThatMoment)
+TEST(MonotonicTimer, ItIsDueAtThatMoment)
 {
-    PlaybackTimer timer;
+    MonotonicTimer timer;
     constexpr std::uint64_t kFarUs = 1'234'567'890;
-    const std::uint64_t due = PlaybackTimer::nowUs() + kFarUs;
+    const std::uint64_t due = MonotonicTimer::nowUs() + kFarUs;
     timer.setDue(due);
-    const std::uint64_t before = PlaybackTimer::nowUs();
+    const std::uint64_t before = MonotonicTimer::nowUs();
     const std::uint64_t left = leftUs(timer);
     // Whole microseconds are counted, so that one may be lost.
-    EXPECT_GE(left + 2, due - PlaybackTimer::nowUs());
+    EXPECT_GE(left + 2, due - MonotonicTimer::nowUs());
     EXPECT_LE(left, due - before);
     EXPECT_FALSE(isReadable(timer, 0));
 }
 
-TEST(PlaybackTimer, WhatIsPastIsDueAtOnceAndStaysSo)
+TEST(MonotonicTimer, WhatIsPastIsDueAtOnceAndStaysSo)
 {
-    PlaybackTimer timer;
+    MonotonicTimer timer;
     EXPECT_FALSE(isReadable(timer, 0)) << "not set yet";
-    for (const std::uint64_t due : {std::uint64_t{0}, std::uint64_t{1}, PlaybackTimer::nowUs() - 1}) {
+    for (const std::uint64_t due : {std::uint64_t{0}, std::uint64_t{1}, MonotonicTimer::nowUs() - 1}) {
         timer.setDue(due);
         EXPECT_TRUE(isReadable(timer, 10'000)) << due;
         EXPECT_TRUE(isReadable(timer, 0)) << due;
@@ -72,20 +72,20 @@ TEST(PlaybackTimer, WhatIsPastIsDueAtOnceAndStaysSo)
     }
 }
 
-TEST(PlaybackTimer, ItNeitherBlocksNorReachesOtherPrograms)
+TEST(MonotonicTimer, ItNeitherBlocksNorReachesOtherPrograms)
 {
-    const PlaybackTimer timer;
+    const MonotonicTimer timer;
     EXPECT_NE(0, ::fcntl(timer.descriptor(), F_GETFL) & O_NONBLOCK);
     EXPECT_NE(0, ::fcntl(timer.descriptor(), F_GETFD) & FD_CLOEXEC);
 }
 
-TEST(PlaybackTimer, WithoutADescriptorItCannotBe)
+TEST(MonotonicTimer, WithoutADescriptorItCannotBe)
 {
     {
         const DescriptorLimit limit(0);
-        EXPECT_THROW(PlaybackTimer(), std::system_error);
+        EXPECT_THROW(MonotonicTimer(), std::system_error);
     }
-    EXPECT_NO_THROW(PlaybackTimer());
+    EXPECT_NO_THROW(MonotonicTimer());
 }
 
 } // namespace

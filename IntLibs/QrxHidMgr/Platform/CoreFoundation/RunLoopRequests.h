@@ -1,0 +1,23 @@
+#pragma once
+
+/// What another thread or a signal handler asks of a loop without taking its lock.
+
+#include <CoreFoundation/CoreFoundation.h>
+
+namespace qrx::cf {
+
+enum class RunLoopRequest : unsigned {
+    stop = 1, ///< ends the innermost run; forgotten if there is none
+    wake = 2, ///< lets a run that serves one source return, the next one if there is none
+    end = 4   ///< ends every run, also those that begin, until it is taken back
+};
+
+/// In place of the published results, for a run that was woken.
+constexpr SInt32 kRunLoopRunWoken = 5;
+
+/// From any thread and from a signal handler, as long as somebody holds the loop. False if others have closed the
+/// descriptor by which a waiting loop is reached.
+bool requestOfRunLoop(CFRunLoopRef loop, RunLoopRequest request);
+void takeBackOfRunLoop(CFRunLoopRef loop, RunLoopRequest request);
+
+} // namespace qrx::cf
