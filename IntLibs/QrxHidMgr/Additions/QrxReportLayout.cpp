@@ -252,6 +252,11 @@ uint64_t QrxReportValues::getUnsignedValue(size_t index) const
     return static_cast<uint64_t>(_body->at(index).value);
 }
 
+double QrxReportValues::getPhysicalValue(size_t index) const
+{
+    return getField(index).getPhysicalValue(getValue(index));
+}
+
 bool QrxReportValues::isSigned(size_t index) const
 {
     return _body->at(index).isSigned;

@@ -108,6 +108,9 @@ public:
     int64_t getValue(size_t index) const;
     /// The same without that limit for a value that is not signed. Of a negative one the two's complement.
     uint64_t getUnsignedValue(size_t index) const;
+    /// What the value measures, in the field's unit (getField(index).getUnit(), QrxGetUnitText); see
+    /// QrxReportField::getPhysicalValue.
+    double getPhysicalValue(size_t index) const;
     bool isSigned(size_t index) const;
     /// The device says with this value that it has none (a hat switch at rest).
     bool isNull(size_t index) const;
