@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -43,17 +45,26 @@ TEST(UsageNames, AreEmptyWhereThereAreNone)
     EXPECT_EQ("", QrxGetUsageName(0x01, 0x10030));
 }
 
-TEST(UsageNames, AreAllThere)
+TEST(UsageNames, AreAllThatTheDataHave)
 {
+    std::ifstream data(QRX_USAGE_TABLES);
     int pages = 0;
     int usages = 0;
-    for (std::uint32_t page = 0; page <= 0xFFFF; ++page) {
-        if (QrxGetUsagePageName(page).empty()) {
-            continue;
-        }
-        ++pages;
-        for (std::uint32_t usage = 0; usage <= 0xFFF && QrxGetUsageName(page, 0xFFFF).empty(); ++usage) {
-            usages += QrxGetUsageName(page, usage).empty() ? 0 : 1;
+    for (std::string line; std::getline(data, line);) {
+        std::istringstream fields(line);
+        std::string kind, page, usage, name;
+        std::getline(fields, kind, '\t');
+        std::getline(fields, page, '\t');
+        std::getline(fields, usage, '\t');
+        std::getline(fields, name);
+        const auto number = [](const std::string& text) { return std::stoul("0" + text, nullptr, 16); };
+        if (kind == "page") {
+            ++pages;
+            EXPECT_EQ(name, QrxGetUsagePageName(static_cast<std::uint32_t>(number(page))));
+        } else if (kind == "usage") {
+            ++usages;
+            EXPECT_EQ(name, QrxGetUsageName(static_cast<std::uint32_t>(number(page)),
+                                            static_cast<std::uint32_t>(number(usage))));
         }
     }
     EXPECT_EQ(33, pages);
