@@ -19,7 +19,9 @@ const char* find(std::uint32_t page, UsageEntry::Kind kind, std::uint32_t usage)
 {
     const std::span<const UsageEntry> entries = usageTables();
     const Place wanted(page, kind, usage);
-    const auto found = std::ranges::lower_bound(entries, wanted, {}, placeOf);
+    const auto found =
+        std::lower_bound(entries.begin(), entries.end(), wanted,
+                         [](const UsageEntry& entry, const Place& place) { return placeOf(entry) < place; });
     return found != entries.end() && placeOf(*found) == wanted ? found->name : nullptr;
 }
 

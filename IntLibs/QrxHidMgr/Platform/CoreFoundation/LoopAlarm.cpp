@@ -55,4 +55,10 @@ void LoopAlarm::clear()
     CFRunLoopRemoveSource(_body->loop, _body->source, kCFRunLoopDefaultMode);
 }
 
+std::shared_ptr<void>& loopKeptByThread()
+{
+    thread_local std::shared_ptr<void> sm_Kept;
+    return sm_Kept;
+}
+
 } // namespace qrx

@@ -38,4 +38,7 @@ private:
     const std::unique_ptr<Body> _body;
 };
 
+/// What the calling thread keeps of its loop until it ends; empty at first. Its own file on each system too.
+std::shared_ptr<void>& loopKeptByThread();
+
 } // namespace qrx

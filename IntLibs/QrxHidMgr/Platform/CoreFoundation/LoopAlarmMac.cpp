@@ -1,5 +1,9 @@
 #include "LoopAlarm.h"
 
+#include <pthread.h>
+
+#include <system_error>
+
 namespace qrx {
 
 namespace {
@@ -53,6 +57,25 @@ void LoopAlarm::setDue(Clock::time_point due)
 void LoopAlarm::clear()
 {
     CFRunLoopRemoveTimer(_body->loop, _body->timer, kCFRunLoopDefaultMode);
+}
+
+// Not a thread_local object: its destructor would need a function that the system's published libraries do not name.
+std::shared_ptr<void>& loopKeptByThread()
+{
+    using Kept = std::shared_ptr<void>;
+    static const pthread_key_t sm_Key = [] {
+        pthread_key_t key{};
+        if (const int error = ::pthread_key_create(&key, [](void* kept) { delete static_cast<Kept*>(kept); })) {
+            throw std::system_error(error, std::generic_category(), "no run loop can be kept");
+        }
+        return key;
+    }();
+    auto* kept = static_cast<Kept*>(::pthread_getspecific(sm_Key));
+    if (kept == nullptr) {
+        kept = new Kept;
+        ::pthread_setspecific(sm_Key, kept);
+    }
+    return *kept;
 }
 
 } // namespace qrx

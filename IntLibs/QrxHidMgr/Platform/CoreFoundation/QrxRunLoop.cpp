@@ -150,11 +150,11 @@ struct QrxRunLoop::Body {
 QrxRunLoop QrxRunLoop::getCurrent()
 {
     // Functions wait in the loop for as long as its thread lives, whoever has a handle.
-    thread_local std::shared_ptr<Body> sm_Body;
-    if (!sm_Body) {
-        sm_Body = std::make_shared<Body>(CFRunLoopGetCurrent());
+    std::shared_ptr<void>& kept = qrx::loopKeptByThread();
+    if (!kept) {
+        kept = std::make_shared<Body>(CFRunLoopGetCurrent());
     }
-    return QrxRunLoop(sm_Body);
+    return QrxRunLoop(std::static_pointer_cast<Body>(kept));
 }
 
 QrxRunLoop::QrxRunLoop(std::shared_ptr<Body> body) : _body(std::move(body)) {}

@@ -1,0 +1,89 @@
+/// @file
+/// Functions in place of delegates, for short programs.
+
+#ifndef QRX_FUNCTIONS_H
+#define QRX_FUNCTIONS_H
+
+#include "QrxDeviceTree.h"
+#include "QrxDeviceTreeDelegateInterface.h"
+#include "QrxDeviceTreeRemovalInterface.h"
+#include "QrxExport.h"
+#include "QrxHIDDevice.h"
+#include "QrxHIDDeviceDelegateInterface.h"
+#include "QrxHIDDeviceEventInterface.h"
+#include "swizzler"
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+// A function may do anything, replace itself and drop its owner included; it is kept until it returns. An empty one,
+// and one that was never set, does nothing. An exception goes where that of a delegate would.
+
+/// Is the delegate of a tree while it lives, and holds the tree.
+///
+///     QrxTreeFunctions functions(tree);
+///     functions.onAdded([](const mis::swizzler<QrxHIDDevice>& device) { ... });
+///     tree->observe(0x046d, 0);
+class QRX_EXPORT QrxTreeFunctions : public QrxDeviceTreeDelegateInterface, public QrxDeviceTreeRemovalInterface {
+public:
+    using DeviceFunction = std::function<void(const mis::swizzler<QrxHIDDevice>& device)>;
+
+    explicit QrxTreeFunctions(const mis::swizzler<QrxDeviceTree>& tree);
+    QrxTreeFunctions(const QrxTreeFunctions&) = delete;
+    QrxTreeFunctions& operator=(const QrxTreeFunctions&) = delete;
+    /// Leaves the tree without a delegate.
+    ~QrxTreeFunctions() override;
+
+    /// As QrxDeviceTreeDelegateInterface::deviceAdded.
+    QrxTreeFunctions& onAdded(DeviceFunction function);
+    /// As QrxDeviceTreeRemovalInterface::deviceRemoved. Also without it a device that leaves is closed.
+    QrxTreeFunctions& onRemoved(DeviceFunction function);
+
+    void deviceAdded(mis::swizzler<QrxHIDDevice> device) override;
+    void deviceRemoved(mis::swizzler<QrxHIDDevice> device) override;
+
+private:
+    struct Body;
+    std::unique_ptr<Body> _body;
+};
+
+/// The delegate of a device, which owns it. Set the functions before the device is opened.
+class QRX_EXPORT QrxDeviceFunctions : public QrxHIDDeviceDelegateInterface, public QrxHIDDeviceEventInterface {
+public:
+    using ReportFunction = std::function<void(const uint8_t* bytes, size_t size, int interfaceNumber)>;
+    using SetReportFunction = std::function<void(unsigned int reportType, unsigned int reportID, const uint8_t* bytes,
+                                                 size_t size, int interfaceNumber)>;
+    using LossFunction = std::function<void(int interfaceNumber, uint64_t count)>;
+
+    /// Makes one and sets it as the device's delegate. It lives until the device ends; one that is replaced before
+    /// (setDelegate, or this again) is the caller's to delete.
+    static QrxDeviceFunctions& installOn(QrxHIDDevice& device);
+
+    QrxDeviceFunctions();
+    QrxDeviceFunctions(const QrxDeviceFunctions&) = delete;
+    QrxDeviceFunctions& operator=(const QrxDeviceFunctions&) = delete;
+    ~QrxDeviceFunctions() override;
+
+    /// As QrxHIDDeviceDelegateInterface::handleReport; the bytes live until the function returns.
+    QrxDeviceFunctions& onReport(ReportFunction function);
+    /// As QrxHIDDeviceDelegateInterface::handleSetReport.
+    QrxDeviceFunctions& onSetReport(SetReportFunction function);
+    /// As QrxHIDDeviceEventInterface::deviceRemoved. Also without it a device that leaves is closed.
+    QrxDeviceFunctions& onRemoved(std::function<void()> function);
+    /// As QrxHIDDeviceEventInterface::inputMayBeLost.
+    QrxDeviceFunctions& onPossibleLoss(LossFunction function);
+
+    void handleReport(std::valarray<uint8_t> report, mis::swizzler<QrxHIDDevice> device, int interfaceNumber) override;
+    void handleSetReport(unsigned int reportType, unsigned int reportID, std::valarray<uint8_t> report,
+                         mis::swizzler<QrxHIDDevice> device, int interfaceNumber) override;
+    void deviceRemoved(mis::swizzler<QrxHIDDevice> device) override;
+    void inputMayBeLost(mis::swizzler<QrxHIDDevice> device, int interfaceNumber, uint64_t count) override;
+
+private:
+    struct Body;
+    std::unique_ptr<Body> _body;
+};
+
+#endif
