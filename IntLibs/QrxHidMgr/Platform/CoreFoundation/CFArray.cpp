@@ -5,7 +5,8 @@
 
 using namespace qrx::cf;
 
-/// An array's values stand behind the object while it is immutable, and in a block of their own once it can grow.
+/// The values of an immutable array lie behind the object, in the same allocation, because most arrays are made once
+/// from a known list. A mutable one keeps them in a block of its own that grows.
 struct __CFArray : Object {
     static constexpr Type kType = Type::array;
     static constexpr std::uint8_t kMutable = kTypeFlag;
@@ -52,12 +53,15 @@ void __CFArray::append(const void* value)
         _values = _grown.get();
         _capacity = capacity;
     }
+    // Retained after the memory is there: a failing allocation leaves the array and the value as they were.
     _values[_count] = _callBacks.retain(value);
     ++_count;
 }
 
 void __CFArray::removeAll()
 {
+    // The callback may be the caller's own. It must not touch this array: until the loop has ended, the array still
+    // counts values that are released already.
     releaseValues();
     _values = nullptr;
     _count = 0;
@@ -76,6 +80,7 @@ bool equalArrays(CFTypeRef first, CFTypeRef second)
 {
     const auto& a = checked<__CFArray>(first, "CFEqual");
     const auto& b = checked<__CFArray>(second, "CFEqual");
+    // Raw pointers are compared by address and objects by content, so arrays of different kinds cannot be compared.
     if (a._callBacks.holdsObjects() != b._callBacks.holdsObjects()) {
         return false;
     }
@@ -85,6 +90,7 @@ bool equalArrays(CFTypeRef first, CFTypeRef second)
 
 CFHashCode hashArray(CFTypeRef array)
 {
+    // Equal arrays have equal counts; a hash of the values would cost a walk for arrays that are rarely keys.
     return checked<__CFArray>(array, "CFHash")._count;
 }
 
@@ -121,6 +127,7 @@ CFArrayRef CFArrayCreate(CFAllocatorRef, const void** values, CFIndex count, con
         array->requireValue(values[index], "CFArrayCreate");
         array->_values[index] = array->_callBacks.retain(values[index]);
     }
+    // Set last: `_count` is what the destructor releases.
     array->_count = size;
     return array;
 }

@@ -1,3 +1,11 @@
+// Counting and checking, common to all property objects. Callers hand over untyped references, so every operation first
+// makes sure that what it got is one of our objects, of the right type. A wrong reference is an error of the program,
+// not of a device; the published interface has no way to report it, so the process ends with a line that names the
+// call.
+//
+// Numbers that are held in the reference itself and constants are not counted. For everything else the count is atomic:
+// property objects are immutable after they were published and are read on any thread.
+
 #include "LiveObjects.h"
 #include "Object.h"
 
@@ -11,6 +19,8 @@ namespace qrx::cf {
 
 namespace {
 
+// Counters for the tests: what is left at the end of a case is a leak. Run loops live as long as their threads and are
+// counted apart.
 std::atomic<long> sm_LiveObjects{0};
 std::atomic<long> sm_LiveRunLoops{0};
 
@@ -36,6 +46,7 @@ const TypeOperations& operationsOf(Type type)
     case Type::runLoopSource:
         return kRunLoopSourceOperations;
     }
+    // Reached by a foreign pointer whose bytes happen to hold the mark.
     fail("CFBase", "an object of a type that does not exist");
 }
 
@@ -54,6 +65,7 @@ const Object* countedObject(CFTypeRef reference, const char* function)
 
 void fail(const char* function, const char* text)
 {
+    // No allocation and no stream: the heap may be what is broken.
     char line[256];
     const int length = std::snprintf(line, sizeof line, "QrxHIDManager: %s: %s\n", function, text);
     if (length > 0) {
@@ -97,6 +109,8 @@ Type typeOf(CFTypeRef reference, const char* function)
 
 void endLastReference(const Object& object, std::int32_t before)
 {
+    // The count of an object that was deleted by its last release may still read 0: releasing it once more is noticed
+    // for as long as its memory is not used again.
     if (before < 1) {
         fail("CFRelease", "the object has been released more often than retained");
     }
@@ -141,6 +155,7 @@ void CFRelease(CFTypeRef object)
 CFIndex CFGetRetainCount(CFTypeRef object)
 {
     const Object* counted = countedObject(object, "CFGetRetainCount");
+    // Uncounted references live for ever; the platform answers with the largest number.
     return counted == nullptr ? std::numeric_limits<CFIndex>::max() : counted->_count.load(std::memory_order_relaxed);
 }
 
@@ -152,6 +167,7 @@ CFTypeID CFGetTypeID(CFTypeRef object)
 Boolean CFEqual(CFTypeRef first, CFTypeRef second)
 {
     const Type type = typeOf(first, "CFEqual");
+    // Both references are checked before they are compared, so that a wrong one is noticed also when both are the same.
     if (type != typeOf(second, "CFEqual")) {
         return false;
     }

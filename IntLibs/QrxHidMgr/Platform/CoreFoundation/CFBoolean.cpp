@@ -12,6 +12,8 @@ struct __CFBoolean : Object {
 
 namespace {
 
+// The two values of the process, made by the compiler: they can be used before and after all static objects. Equality
+// is identity.
 constinit const __CFBoolean sm_True(true);
 constinit const __CFBoolean sm_False(false);
 

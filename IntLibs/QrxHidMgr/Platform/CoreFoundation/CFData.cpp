@@ -28,6 +28,7 @@ bool equalData(CFTypeRef first, CFTypeRef second)
 
 CFHashCode hashData(CFTypeRef data)
 {
+    // The whole content: report descriptors of similar devices differ in single bytes.
     return std::hash<std::string_view>{}(checked<__CFData>(data, "CFHash").content());
 }
 
@@ -47,6 +48,7 @@ CFDataRef CFDataCreate(CFAllocatorRef, const UInt8* bytes, CFIndex length)
     }
     const auto size = static_cast<std::size_t>(length);
     auto* data = create<__CFData>(size, size);
+    // `memcpy` must not be called with a null pointer, even for no bytes.
     if (size > 0) {
         std::memcpy(data->bytes(), bytes, size);
     }

@@ -1,3 +1,11 @@
+// The published operations on dictionaries, which come in two forms behind one type. A shaped dictionary is what the
+// registry publishes: its keys are those of a shape that hundreds of dictionaries share, so an element of a report
+// descriptor costs one allocation. A pair dictionary is what callers make and change. The functions of the first part
+// hide the difference from the operations below.
+//
+// A dictionary of objects counts its keys and values and compares them by content; one made without callbacks stores
+// raw pointers.
+
 #include "CFDictionary.h"
 
 #include "PairDictionary.h"
@@ -22,7 +30,8 @@ const PairDictionary& paired(const __CFDictionary& dictionary)
     return static_cast<const PairDictionary&>(dictionary);
 }
 
-/// Ends the process if a dictionary of objects is asked for, or given, something else.
+/// Ends the process if a dictionary of objects is asked for, or given, something that is no object: comparing it by
+/// content would read foreign memory.
 void requireKey(const PairDictionary& dictionary, const void* key, const char* function)
 {
     if (dictionary._keyCallBacks.holdsObjects()) {
@@ -36,6 +45,7 @@ PairDictionary& changing(CFMutableDictionaryRef dictionary, const void* key, con
     if (!target.has(__CFDictionary::kMutable)) {
         fail(function, "the dictionary is immutable");
     }
+    // Only pair dictionaries are mutable, so the flag has told the form as well.
     auto& pairs = static_cast<PairDictionary&>(target);
     requireKey(pairs, key, function);
     return pairs;
@@ -48,7 +58,7 @@ void requireValue(const PairDictionary& dictionary, const void* value, const cha
     }
 }
 
-/// Whether the key is there, and with which value (which may be null in a dictionary of raw pointers).
+/// The result of a lookup. The value may be null in a dictionary of raw pointers, so presence is a field of its own.
 struct Found {
     bool present;
     const void* value;
@@ -80,6 +90,7 @@ bool forEach(const __CFDictionary& dictionary, Visit visit)
     const auto keys = shaped(dictionary).keys();
     const auto values = shaped(dictionary).values();
     for (std::size_t index = 0; index < keys.size(); ++index) {
+        // A null value in a shaped dictionary means that the key is absent.
         if (values[index] != nullptr && !visit(keys[index], values[index])) {
             return false;
         }
@@ -117,6 +128,7 @@ bool equalDictionaries(CFTypeRef first, CFTypeRef second)
         return false;
     }
     return forEach(a, [&](const void* key, const void* value) {
+        // The counts are equal, so it is enough that every pair of one is in the other.
         const Found found = find(b, key, "CFEqual");
         return found.present && equalValues(a, value, found.value);
     });
@@ -124,6 +136,8 @@ bool equalDictionaries(CFTypeRef first, CFTypeRef second)
 
 CFHashCode hashDictionary(CFTypeRef dictionary)
 {
+    // Equal dictionaries may list their pairs in different orders and have different forms; their counts agree in any
+    // case.
     return countOf(dictionaryOf(dictionary, "CFHash"));
 }
 
@@ -162,6 +176,7 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void
     for (CFIndex index = 0; index < count; ++index) {
         requireKey(*dictionary.get(), keys[index], "CFDictionaryCreate");
         requireValue(*dictionary.get(), values[index], "CFDictionaryCreate");
+        // The first of two equal keys wins.
         if (dictionary->find(keys[index]) == nullptr) {
             dictionary->append(keys[index], values[index]);
         }
@@ -178,6 +193,7 @@ CFMutableDictionaryRef CFDictionaryCreateMutable(CFAllocatorRef, CFIndex, const 
 CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef, CFIndex, CFDictionaryRef dictionary)
 {
     const auto& original = dictionaryOf(dictionary, "CFDictionaryCreateMutableCopy");
+    // The copy is always a pair dictionary: the caller will add keys that no shape has.
     const bool isShaped = original.has(__CFDictionary::kShaped);
     auto copy = Reference<PairDictionary*>::adopting(create<PairDictionary>(
         0, __CFDictionary::kMutable,
@@ -209,6 +225,8 @@ void CFDictionaryAddValue(CFMutableDictionaryRef dictionary, const void* key, co
 
 void CFDictionaryRemoveValue(CFMutableDictionaryRef dictionary, const void* key)
 {
+    // Removing may release the last reference on a value, whose end may run a callback of the caller; it must not use
+    // this dictionary.
     changing(dictionary, key, "CFDictionaryRemoveValue").remove(key);
 }
 

@@ -1,3 +1,10 @@
+// A shape is a fixed list of keys with an index from the address of a key to its place. It works by address because
+// constant strings are unique: two constants are the same text exactly if they are the same object. Nearly all lookups
+// come with a constant (CFSTR), and then cost one probe of a small table, with no comparison of text. Any other string
+// is compared with each key in turn.
+//
+// Shapes live for ever, are few, and are found again by their list of keys.
+
 #include "CFDictionaryShape.h"
 
 #include "CFDictionary.h"
@@ -12,7 +19,8 @@ namespace qrx::cf {
 
 namespace {
 
-/// The shapes of the process. Never destroyed: dictionaries may outlive every static object.
+/// The shapes of the process, never destroyed because dictionaries may outlive every static object. A list, so that the
+/// address of a shape stays when others are added.
 struct Shapes {
     std::mutex mutex;
     std::list<DictionaryShape> all;
@@ -26,6 +34,7 @@ Shapes& shapes()
 
 void requireConstants(std::span<const CFStringRef> keys)
 {
+    // Places are one byte, and one value of it means "none".
     if (keys.size() >= DictionaryShape::kNone) {
         fail("makeShape", "too many keys");
     }
@@ -47,6 +56,7 @@ DictionaryShape::DictionaryShape(std::span<const CFStringRef> keys)
     : _keys(keys.begin(), keys.end()), _slots(std::bit_ceil(2 * keys.size() + 1), kNone)
 {
     for (std::size_t place = 0; place < _keys.size(); ++place) {
+        // Linear probing. At most half of the slots are used, so a search for an absent key ends soon, and always ends.
         std::size_t slot = firstSlot(_keys[place]);
         while (_slots[slot] != kNone) {
             slot = (slot + 1) & (_slots.size() - 1);
@@ -55,7 +65,7 @@ DictionaryShape::DictionaryShape(std::span<const CFStringRef> keys)
     }
 }
 
-/// Constants lie close together, so their lower bits tell most of them apart; the lowest are those of alignment.
+/// Constants lie close together, so their lower bits tell most of them apart; the lowest three are zero by alignment.
 std::size_t DictionaryShape::firstSlot(CFTypeRef key) const
 {
     const auto address = reinterpret_cast<std::uintptr_t>(key);
@@ -80,6 +90,7 @@ const DictionaryShape* makeShape(std::span<const CFStringRef> keys)
             return &shape;
         }
     }
+    // Checked only for a new shape: a known one has been checked.
     requireConstants(keys);
     return &known.all.emplace_back(keys);
 }
@@ -101,6 +112,7 @@ ShapedDictionary::ShapedDictionary(const DictionaryShape* shape, std::span<const
     : __CFDictionary(kShaped), _shape(shape),
       _count(values.size() - static_cast<std::size_t>(std::count(values.begin(), values.end(), nullptr)))
 {
+    // The references come along with the pointers: nothing is retained here.
     std::copy(values.begin(), values.end(), reinterpret_cast<CFTypeRef*>(this + 1));
 }
 
@@ -120,6 +132,8 @@ CFTypeRef ShapedDictionary::value(CFTypeRef key) const
     if (place != DictionaryShape::kNone) {
         return all[place];
     }
+    // A constant that the index does not know is not a key of this shape, so the search by text is only for strings
+    // that were made at run time.
     if (typeOf(key, "CFDictionaryGetValue") != Type::string || isConstantString(key)) {
         return nullptr;
     }

@@ -1,6 +1,10 @@
-/// A whole number is kept as a sign-extended 64-bit value together with the type it was made of. Most fit into the
-/// pointer itself (TaggedNumber.h). What does not fit, and every real number, is an object on the heap. Reals are kept
-/// as a double; a float is exact in it.
+/// Numbers. A whole number is kept as a sign-extended 64-bit value together with the type that it was made of. Most fit
+/// into the reference itself (TaggedNumber.h) and cost nothing; nearly every property of a device is one of these. What
+/// does not fit, and every real number, is an object on the heap. Reals are kept as a double, which holds every float
+/// exactly.
+///
+/// Reading converts between all types. The result says whether the conversion was exact, and a value is stored in
+/// either case: the nearest real, the low bits of an integer, a real cut toward zero.
 
 #include "TaggedNumber.h"
 
@@ -28,6 +32,7 @@ struct __CFNumber : Object {
 namespace {
 
 constexpr std::uintptr_t kTypeMask = 3;
+// The smallest real above every 64-bit integer; as a double it is exact, which the largest integer is not.
 constexpr double kTwoTo63 = 9223372036854775808.0;
 
 struct NumberContent {
@@ -63,6 +68,7 @@ CFNumberType canonicalType(CFNumberType type, const char* function)
     default:
         break;
     }
+    // The types of fixed width are the first six of the published numbering.
     if (type < kCFNumberSInt8Type || type > kCFNumberFloat64Type) {
         fail(function, "no such number type");
     }
@@ -71,6 +77,7 @@ CFNumberType canonicalType(CFNumberType type, const char* function)
 
 std::int64_t taggedValue(CFNumberRef number)
 {
+    // An arithmetic shift: the sign is in the top bit of the reference.
     return reinterpret_cast<std::intptr_t>(number) >> kTagBits;
 }
 
@@ -94,6 +101,7 @@ CFNumberRef makeInteger(CFNumberType type, std::int64_t value)
 template <class T>
 T readAs(const void* value)
 {
+    // The caller's value may be at any address.
     T read;
     std::memcpy(&read, value, sizeof read);
     return read;
@@ -127,6 +135,7 @@ bool storeTruncated(double value, void* target)
 {
     constexpr auto kLow = std::numeric_limits<T>::min();
     constexpr auto kHigh = std::numeric_limits<T>::max();
+    // A power of two is exact in a double, while the largest integer itself is not; so the limit is compared with ">=".
     const double limit = std::ldexp(1.0, std::numeric_limits<T>::digits);
     const double whole = std::trunc(value);
     T result = 0;
@@ -210,6 +219,7 @@ bool equalNumbers(CFTypeRef first, CFTypeRef second)
 {
     const auto a = wholeIfPossible(contentOf(static_cast<CFNumberRef>(first), "CFEqual"));
     const auto b = wholeIfPossible(contentOf(static_cast<CFNumberRef>(second), "CFEqual"));
+    // One is whole and the other is not, or lies beyond all integers: they differ.
     if (a.isReal() != b.isReal()) {
         return false;
     }
@@ -222,6 +232,7 @@ CFHashCode hashNumber(CFTypeRef number)
     if (!content.isReal()) {
         return static_cast<CFHashCode>(content.integer);
     }
+    // NaNs count as equal here, whatever their bits, so they need one common hash.
     return std::isnan(content.real) ? 1 : static_cast<CFHashCode>(std::bit_cast<std::uint64_t>(content.real));
 }
 

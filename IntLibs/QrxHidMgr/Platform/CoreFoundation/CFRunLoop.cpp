@@ -1,12 +1,20 @@
+/// A run loop waits on one thread for descriptors and for signals of other threads, and calls back what is due. A
+/// source of version 1 is due when its descriptor is readable; a source of version 0 when somebody has signalled it. A
+/// mode is a set of sources; a run serves one mode. Runs nest: a callback may run the loop again.
+///
 /// A pass of a run: fire the version-0 sources that are signalled, in their order; then fire one version-1 source; then
 /// see whether the run is over. The version-1 source is the next of those that the last look at the descriptors has
 /// found. If none of them is left, the pass waits for one, or only looks if something has been fired or the loop was
-/// woken. A look finds several sources only for a run that may serve several, and what it has found is looked for again
-/// after a run, which leaves to the application's code what may become of it, nested runs included.
+/// woken. A look finds several sources only for a run that may serve several. What it has found is looked for again
+/// after a run, since the application's code, nested runs included, decides in between what becomes of it.
 ///
 /// Waking costs a write to an event descriptor only if the loop's thread may be waiting, or somebody else waits for the
 /// loop's descriptor. A callback that wakes or signals in its own loop only leaves a note, which the next pass sees;
 /// what is left when the outermost run returns makes the descriptor readable then.
+///
+/// One mutex guards what loops, modes and sources know of each other. It is released around every callback, and every
+/// callback may do anything: remove or destroy sources, stop or run this loop, end with an exception. After each one
+/// the state is read anew, and references that were taken before keep alive what is still used.
 ///
 /// A mode without sources is empty on every thread, the main thread included: a run in it returns at once.
 
@@ -28,7 +36,8 @@ namespace {
 /// The calling thread's loop. It has no destructor, so that it can still be asked for while the thread ends.
 thread_local CFRunLoopRef sm_Current = nullptr;
 
-/// A loop that is asked for after this (by the destructor of another thread-local object) lives on without its thread.
+/// Releases the thread's loop when the thread ends. A loop that is asked for after this (by the destructor of another
+/// thread-local object) lives on without its thread.
 struct ThreadEnd {
     ~ThreadEnd()
     {
@@ -61,7 +70,8 @@ inline void requireMode(CFStringRef mode, const char* function)
 
 } // namespace
 
-/// Made with the mutex held. Its end needs it too, and takes it where a callback's exception has left it free.
+/// Made with the mutex held. Its destructor needs the mutex too; an exception of a callback arrives there without it,
+/// so the destructor takes it then.
 class __CFRunLoop::Run {
 public:
     Run(__CFRunLoop& loop, RunLoopMode& mode, bool servesOne, Lock& lock)
@@ -125,11 +135,13 @@ bool __CFRunLoop::attach(CFRunLoopSourceRef source, CFStringRef modeName)
     if (source->membershipIn(*mode) != nullptr) {
         return false;
     }
+    // All memory is taken first: a failure leaves the source and its other modes as they were.
     source->_memberships.reserve(source->_memberships.size() + 1);
     const std::uint32_t slot = mode->add(source);
     // From here on nothing takes memory.
     CFRetain(source);
     source->_memberships.push_back({this, mode, slot});
+    // The source may have been signalled before it became a member; a loop that waits already would not see it.
     if (mode->hasSignalled()) {
         wakeIfWaiting();
     }
@@ -138,6 +150,7 @@ bool __CFRunLoop::attach(CFRunLoopSourceRef source, CFStringRef modeName)
 
 Reference<CFRunLoopSourceRef> __CFRunLoop::detach(__CFRunLoopSource& source, RunLoopMode& mode)
 {
+    // The mode first: it finds its place for the source in the membership that is erased next.
     mode.remove(source, source.membershipIn(mode)->slot);
     std::erase_if(source._memberships, [&mode](const auto& membership) { return membership.mode == &mode; });
     if (mode.empty() && _innermost != nullptr) {
@@ -154,6 +167,8 @@ bool __CFRunLoop::isRunningHere() const
 void __CFRunLoop::arm()
 {
     if (!_armed && !_process.isInherited()) {
+        // A write can only fail if others have closed the descriptor: the counter never comes near its limit, since it
+        // is written once for each time that it is read.
         _isWakeLost = _isWakeLost || ::eventfd_write(_wakeEvent.get(), 1) != 0;
         _armed = true;
     }
@@ -174,6 +189,8 @@ void __CFRunLoop::wake()
     if (_ended) {
         return;
     }
+    // The note is enough for a loop that is in a callback of its own; `Run` makes the descriptor readable if it is left
+    // over.
     _woken = true;
     if (!isRunningHere()) {
         arm();
@@ -244,6 +261,7 @@ bool __CFRunLoop::fireIfStillDue(CFRunLoopSourceRef source, const RunLoopMode& m
     if (!source->_signalled || source->membershipIn(mode) == nullptr) {
         return false;
     }
+    // Before the callback, so that a signal during the callback counts for the next pass.
     source->clearSignal();
     lock.unlock();
     source->perform();
@@ -253,6 +271,8 @@ bool __CFRunLoop::fireIfStillDue(CFRunLoopSourceRef source, const RunLoopMode& m
 
 bool __CFRunLoop::fireVersion0(RunLoopMode& mode, bool onlyOne, Lock& lock)
 {
+    // A copy with references: callbacks may add, remove or destroy sources of the mode. Each one is asked again before
+    // it is fired.
     auto due = mode.signalledVersion0();
     bool fired = false;
     for (const auto& source : due) {
@@ -269,12 +289,17 @@ bool __CFRunLoop::fireVersion0(RunLoopMode& mode, bool onlyOne, Lock& lock)
 
 Reference<CFRunLoopSourceRef> __CFRunLoop::takeVersion1(RunLoopMode& mode, Deadline deadline, Lock& lock)
 {
+    // A wake means "look, but do not wait": whoever woke the loop wants its state to be seen now.
     const bool woken = takeWake();
+    // Signals and descriptors take turns: neither a source that is signalled all the time nor a descriptor that is
+    // always readable can starve the other kind.
     if (mode.isSignalsTurn()) {
         return mode.takeSignalled();
     }
     auto token = mode.takeFound();
     if (!token) {
+        // Looking without waiting is also right for a run that is over, because it was stopped or its last source was
+        // removed: the pass then ends it.
         const bool onlyLook = deadline.isNow() || woken || mode.hasSignalled() || mode.empty() || _innermost->_stopped;
         lock.unlock();
         token = mode.wait(onlyLook ? Deadline::now() : deadline, _innermost->_look);
@@ -290,6 +315,7 @@ Reference<CFRunLoopSourceRef> __CFRunLoop::takeVersion1(RunLoopMode& mode, Deadl
             return source;
         }
     }
+    // A signal may have come during the wait, when the mutex was free.
     return mode.hasSignalled() ? mode.takeSignalled() : Reference<CFRunLoopSourceRef>();
 }
 
@@ -300,6 +326,8 @@ bool __CFRunLoop::fireVersion1(RunLoopMode& mode, Deadline deadline, Lock& lock)
         return false;
     }
     lock.unlock();
+    // The mode does not retain the source during the call: the reference taken above does, even if the callback removes
+    // it.
     source->perform();
     source = {}; // may destroy the source, which calls out
     lock.lock();
@@ -309,6 +337,7 @@ bool __CFRunLoop::fireVersion1(RunLoopMode& mode, Deadline deadline, Lock& lock)
 SInt32 __CFRunLoop::run(CFStringRef modeName, Deadline deadline, bool returnAfterSourceHandled)
 {
     Lock lock;
+    // A mode is made when its first source is added, so an unknown one is empty.
     RunLoopMode* const mode = findMode(modeName);
     if (mode == nullptr || mode->empty()) {
         if (mode == &defaultMode() && _innermost == nullptr) {
@@ -334,6 +363,7 @@ SInt32 __CFRunLoop::run(CFStringRef modeName, Deadline deadline, bool returnAfte
             }
         }
         // Deliberate: a single look (seconds 0) that fires something is over by time all the same.
+        // The platform's order of results: handled, timed out, stopped, finished.
         if (deadline.passed()) {
             return kCFRunLoopRunTimedOut;
         }
@@ -352,6 +382,7 @@ void __CFRunLoop::end()
     _ended = true;
     for (const auto& mode : _modes) {
         while (CFRunLoopSourceRef source = mode->anyMember()) {
+            // One source at a time with the mutex free in between, because the cancel callback may remove others.
             auto membersReference = detach(*source, *mode);
             lock.unlock();
             source->cancel(this, mode->name());
@@ -393,6 +424,7 @@ CFTypeID CFRunLoopGetTypeID(void)
 CFRunLoopRef CFRunLoopGetCurrent(void)
 {
     if (sm_Current == nullptr) {
+        // Constructed with the thread's first loop, so that threads without a loop have nothing to destroy.
         thread_local const ThreadEnd sm_ThreadEnd;
         sm_Current = create<__CFRunLoop>(0);
     }
@@ -403,6 +435,7 @@ void CFRunLoopRun(void)
 {
     SInt32 result = 0;
     do {
+        // "For ever" is a time on the platform, 300 years; a timeout is no reason to return.
         result = CFRunLoopRunInMode(kCFRunLoopDefaultMode, 1e10, false);
     } while (result != kCFRunLoopRunStopped && result != kCFRunLoopRunFinished);
 }
@@ -410,6 +443,7 @@ void CFRunLoopRun(void)
 SInt32 CFRunLoopRunInMode(CFStringRef mode, CFTimeInterval seconds, Boolean returnAfterSourceHandled)
 {
     requireMode(mode, "CFRunLoopRunInMode");
+    // The usual case without the call of a function, which is measurable for a loop that is run once per report.
     const CFRunLoopRef loop = sm_Current != nullptr ? sm_Current : CFRunLoopGetCurrent();
     return loop->run(mode, Deadline::after(seconds), returnAfterSourceHandled != 0);
 }
@@ -419,6 +453,7 @@ void CFRunLoopStop(CFRunLoopRef loop)
     auto& target = loopOf(loop, "CFRunLoopStop");
     const std::lock_guard lock(sm_RunLoopMutex);
     target.stop();
+    // After the note is left: if waking cannot reach the loop, its owner must learn of it, but what is noted counts.
     target.requireWake();
 }
 
@@ -441,6 +476,7 @@ void CFRunLoopAddSource(CFRunLoopRef loop, CFRunLoopSourceRef source, CFStringRe
             return;
         }
     }
+    // The callbacks run without the mutex: they may use the loop.
     source->schedule(loop, mode);
 }
 

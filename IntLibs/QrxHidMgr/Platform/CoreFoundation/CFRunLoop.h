@@ -18,8 +18,8 @@
 #include <utility>
 #include <vector>
 
-/// Made when its thread first asks for it and held by the thread until that ends; others may hold it longer, and then
-/// nothing happens to it any more. Fields are guarded by sm_RunLoopMutex.
+/// Made when its thread first asks for it, and held by the thread until the thread ends. Others may hold it longer; it
+/// then does nothing any more. Fields are guarded by sm_RunLoopMutex.
 struct __CFRunLoop : qrx::cf::Object {
     static constexpr qrx::cf::Type kType = qrx::cf::Type::runLoop;
 
@@ -43,8 +43,7 @@ struct __CFRunLoop : qrx::cf::Object {
     qrx::cf::Reference<CFRunLoopSourceRef> detach(__CFRunLoopSource& source, qrx::cf::RunLoopMode& mode);
     /// The next wait, or the present one, ends at once.
     void wake();
-    /// As wake, but for a change that the present pass will see by itself if it is a callback of the loop's that made
-    /// it.
+    /// As wake, but skipped inside this loop's own callbacks: the pass that called them sees the change by itself.
     void wakeIfWaiting();
     void stop();
     /// Throws std::system_error if others have closed the descriptor by which waking reaches a loop that waits.

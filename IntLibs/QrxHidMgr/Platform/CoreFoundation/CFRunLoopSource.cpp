@@ -1,3 +1,8 @@
+// A source is what a run loop calls. Version 0 is signalled by hand; version 1 waits for a "port", which here is a file
+// descriptor. A source can be in several modes of several loops; each of these memberships is one reference of the mode
+// on the source. The fields of the context are copied when the source is made: its owner is retained once and released
+// with the source.
+
 #include "CFRunLoopSource.h"
 
 #include "CFRunLoop.h"
@@ -17,6 +22,7 @@ __CFRunLoopSource::__CFRunLoopSource(CFIndex order, const CFRunLoopSourceContext
     const auto take = [this](const auto& context) {
         _info = context.info;
         _release = context.release;
+        // What `retain` returns is what the other callbacks get: it need not be the pointer that was given.
         if (context.retain != nullptr) {
             _info = const_cast<void*>(context.retain(context.info));
         }
@@ -24,6 +30,7 @@ __CFRunLoopSource::__CFRunLoopSource(CFIndex order, const CFRunLoopSourceContext
     if (version1 != nullptr) {
         take(*version1);
         _perform1 = version1->perform;
+        // Asked once: a descriptor that changes is reported through `setRunLoopSourceDescriptor`.
         _descriptor = version1->getPort != nullptr ? static_cast<int>(version1->getPort(_info)) : -1;
     } else {
         take(*version0);
@@ -35,6 +42,7 @@ __CFRunLoopSource::__CFRunLoopSource(CFIndex order, const CFRunLoopSourceContext
 
 __CFRunLoopSource::~__CFRunLoopSource()
 {
+    // The owner may end here, which runs foreign code. No loop knows the source any more.
     if (_release != nullptr) {
         _release(_info);
     }
@@ -127,6 +135,8 @@ void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source)
     checked<__CFRunLoopSource>(source, "CFRunLoopSourceInvalidate");
     // The loops may hold the last references.
     const auto alive = Reference<CFRunLoopSourceRef>::retaining(source);
+    // One membership at a time, and the state is read anew for each: the cancel callback runs without the mutex and may
+    // remove the source from other modes itself.
     for (;;) {
         Reference<CFRunLoopRef> loop;
         Reference<CFRunLoopSourceRef> membersReference;
@@ -138,6 +148,7 @@ void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source)
             if (source->_memberships.empty()) {
                 return;
             }
+            // The loop is held for the callback, since its thread may end meanwhile.
             loop = Reference<CFRunLoopRef>::retaining(source->_memberships.back().loop);
             mode = source->_memberships.back().mode;
             membersReference = loop->detach(*source, *mode);
@@ -157,6 +168,7 @@ void CFRunLoopSourceSignal(CFRunLoopSourceRef source)
 {
     checked<__CFRunLoopSource>(source, "CFRunLoopSourceSignal");
     const std::lock_guard lock(sm_RunLoopMutex);
+    // Signals do not count: a source that is signalled twice before it is served is called once.
     if (source->_valid && !source->_signalled) {
         source->noteSignal();
     }

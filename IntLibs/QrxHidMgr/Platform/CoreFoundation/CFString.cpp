@@ -1,3 +1,10 @@
+// Strings in two forms. Text that is all ASCII is kept as bytes and serves every encoding as it is; names of keys and
+// most names of devices are of this kind. All other text is kept as UTF-16, whose units are what lengths count,
+// followed by the same text as UTF-8, which is what callers mostly ask for.
+//
+// Constants (CFSTR) are unique by their text and live for ever, so comparing two of them is comparing addresses. A
+// table finds the constant of a text.
+
 #include "CFString.h"
 
 #include "StringEncoding.h"
@@ -48,6 +55,7 @@ CFStringRef makeNarrow(std::string_view text, std::uint8_t flags)
 {
     auto* string = allocate(text.size() + 1, flags, text.size());
     char* bytes = reinterpret_cast<char*>(string + 1);
+    // A narrow string ends with a zero, so that its bytes can be handed out as a C string without a copy.
     text.copy(bytes, text.size()); // an empty text may have no address
     bytes[text.size()] = '\0';
     return string;
@@ -74,6 +82,7 @@ CFStringRef makeString(std::string_view bytes, CFStringEncoding encoding, std::u
     if (encoding == kCFStringEncodingUTF8) {
         bytes = withoutByteOrderMark(bytes);
     }
+    // All known encodings agree on ASCII, so nothing has to be decoded.
     if (isAscii(bytes)) {
         return makeNarrow(bytes, flags);
     }
@@ -85,6 +94,7 @@ bool equalStrings(CFTypeRef first, CFTypeRef second)
 {
     const auto& a = checked<__CFString>(first, "CFEqual");
     const auto& b = checked<__CFString>(second, "CFEqual");
+    // Two constants, or texts of different forms, are equal only if they are one object.
     if ((a.has(kImmortal) && b.has(kImmortal)) || a.wide() != b.wide()) {
         return &a == &b;
     }
@@ -94,6 +104,7 @@ bool equalStrings(CFTypeRef first, CFTypeRef second)
 CFHashCode hashString(CFTypeRef reference)
 {
     const auto& string = checked<__CFString>(reference, "CFHash");
+    // The form is decided by the text, so equal texts have the same form and the same hash.
     return string.wide() ? std::hash<std::u16string_view>{}(string.wideText())
                          : std::hash<std::string_view>{}(string.narrowText());
 }
@@ -156,6 +167,7 @@ CFIndex CFStringGetLength(CFStringRef string)
 const char* CFStringGetCStringPtr(CFStringRef string, CFStringEncoding encoding)
 {
     const auto& text = checked<__CFString>(string, "CFStringGetCStringPtr");
+    // A wide text as UTF-8 is ready; other encodings would need memory that nobody could release.
     if (text.wide()) {
         return encoding == kCFStringEncodingUTF8 ? text.wideTextAsUtf8() : nullptr;
     }
@@ -193,6 +205,7 @@ CFStringRef __CFStringMakeConstantString(const char* text)
     }
     auto& all = constants();
     const std::lock_guard lock(all.mutex);
+    // Searched without the byte order mark, because the string is made without it: both spellings are one constant.
     const auto known = all.byText.find(withoutByteOrderMark(text));
     if (known != all.byText.end()) {
         return known->second;

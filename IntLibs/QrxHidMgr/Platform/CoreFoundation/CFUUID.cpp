@@ -23,6 +23,8 @@ using Key = std::array<UInt8, sizeof(CFUUIDBytes)>;
 /// Never destroyed: constants outlive every static object.
 struct Constants {
     std::mutex mutex;
+    // One object for each value, so that comparing UUIDs is comparing addresses. There are as many as the program's
+    // headers name.
     std::map<Key, CFUUIDRef> byBytes;
 };
 

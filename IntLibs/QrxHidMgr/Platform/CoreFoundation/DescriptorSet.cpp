@@ -1,3 +1,9 @@
+// epoll, with three additions. A descriptor can be watched more than once, which epoll refuses: the second watcher gets
+// a duplicate. A look can find several ready members, which are handed out one by one without further system calls;
+// what was found and not handed out is remembered ("owed") and comes first after the next look, so that no member waits
+// twice. And a child made by fork keeps its hands off: it shares the parent's epoll instance, so a change in the child
+// would change what the parent waits for.
+
 #include "DescriptorSet.h"
 
 #include <algorithm>
@@ -24,7 +30,7 @@ struct KernelTime {
 
 std::atomic<bool> sm_HasPreciseWait{true};
 
-/// Milliseconds, rounded up so that a wait never ends early and tries again at once.
+/// In milliseconds, rounded up: rounded down, a wait would end early and be tried again at once, over and over.
 int roundedMs(std::chrono::nanoseconds remaining)
 {
     const auto ms = std::chrono::ceil<std::chrono::milliseconds>(remaining).count();
@@ -43,6 +49,7 @@ int timedWait(int epollFd, std::span<epoll_event> events, std::chrono::nanosecon
         if (count >= 0 || (errno != ENOSYS && errno != EPERM)) {
             return static_cast<int>(count);
         }
+        // Found out once for the process. Several threads may find out at the same time, with the same result.
         sm_HasPreciseWait.store(false, std::memory_order_relaxed);
     }
 #endif
@@ -69,6 +76,7 @@ int DescriptorSet::watch(int descriptor, std::uint64_t token)
     if (::epoll_ctl(_epoll.get(), EPOLL_CTL_ADD, descriptor, &event) == 0) {
         return descriptor;
     }
+    // A member already, and epoll takes a descriptor only once. The duplicate is closed by `unwatch`.
     if (errno != EEXIST) {
         return -1;
     }
@@ -89,6 +97,7 @@ void DescriptorSet::unwatch(int watched, int descriptor)
     }
     epoll_event unused{};
     if (_epoll.isOpen() && !_process.isInherited()) {
+        // The result does not matter: if the owner has closed the descriptor already, it has left the set by itself.
         ::epoll_ctl(_epoll.get(), EPOLL_CTL_DEL, watched, &unused);
     }
     if (watched != descriptor) {
@@ -107,6 +116,7 @@ int DescriptorSet::waitUntil(Deadline deadline, std::size_t most)
 
 void DescriptorSet::noteFailure()
 {
+    // An interrupted wait found nothing. It is not repeated here: the caller decides whether its deadline has passed.
     if (errno != EINTR) {
         const int error = errno;
         _epoll.release(); // the number is nobody's now, or somebody else's
@@ -114,7 +124,8 @@ void DescriptorSet::noteFailure()
     }
 }
 
-/// Members that were found, but not given, come before others. To epoll they are as good as given.
+/// Looks again when members are left that were found, but not handed out. To epoll they have had their turn, so the new
+/// look may list them last; here they come first, in their earlier order, as far as they are still ready.
 void DescriptorSet::lookForOwed(Deadline deadline)
 {
     const Found before = _found;

@@ -61,8 +61,8 @@ public:
         }
         return takeFound();
     }
-    /// What the last look has found may not be so any more. It is not given before another look has found it again, and
-    /// then before all else.
+    /// Marks what the last look has found as doubtful: a member is then handed out only after another look has found it
+    /// again, and before all others.
     void doubtFound() { _isFoundDoubtful = true; }
 
     void close() { _epoll = platform::FileDescriptor(); }

@@ -1,3 +1,6 @@
+// There is no system version outside of macOS, so the question fails unless a test has set a version. The backend then
+// takes the way that works on every version.
+
 #include "SystemVersion.h"
 
 #include <CoreServices/CoreServices.h>
@@ -7,7 +10,8 @@
 
 namespace {
 
-/// Holds a version, or a number that is none.
+/// A 32-bit version, or a number outside of 32 bits that stands for none. Atomic, because a test may set it while
+/// another thread opens a device.
 constexpr std::int64_t kNoVersion = std::numeric_limits<std::int64_t>::min();
 std::atomic<std::int64_t> sm_Version{kNoVersion};
 

@@ -1,3 +1,6 @@
+// A list of pairs in the order of their addition. Dictionaries are small: up to a few dozen pairs, comparing keys one
+// by one is cheaper than hashing their text. Above that an index from key to place is kept beside the list.
+
 #include "PairDictionary.h"
 
 #include "CFString.h"
@@ -26,6 +29,7 @@ bool PairDictionary::sameKey(const void* first, const void* second) const
     if (first == second) {
         return true;
     }
+    // Two constants that are not the same object have different texts.
     if (_keyCallBacks.holdsObjects() && isConstantString(first) && isConstantString(second)) {
         return false;
     }
@@ -47,6 +51,8 @@ void PairDictionary::set(const void* key, const void* value)
 {
     if (const Pair* known = find(key)) {
         const auto place = static_cast<std::size_t>(known - _pairs.data());
+        // The new value is retained before the old one is released: they may be the same object. The pair stores the
+        // new value before the release, whose callback may look at the dictionary.
         const void* previous = known->value;
         _pairs[place].value = _valueCallBacks.retain(value);
         _valueCallBacks.release(previous);
@@ -67,6 +73,7 @@ void PairDictionary::append(const void* key, const void* value)
             makeIndex();
         }
     } catch (...) {
+        // Out of memory in the list or in the index: the pair is taken back, so that list and index agree.
         _pairs.resize(place, pair);
         _valueCallBacks.release(pair.value);
         _keyCallBacks.release(pair.key);
@@ -76,6 +83,7 @@ void PairDictionary::append(const void* key, const void* value)
 
 void PairDictionary::makeIndex()
 {
+    // Built aside and stored when it is complete: if memory runs out, the list is searched as before.
     auto index = std::make_unique<Index>(2 * _pairs.size(), KeyHash{&_keyCallBacks}, KeyEqual{&_keyCallBacks});
     for (std::size_t place = 0; place < _pairs.size(); ++place) {
         index->emplace(_pairs[place].key, place);
@@ -89,6 +97,7 @@ void PairDictionary::remove(const void* key)
     if (known == nullptr) {
         return;
     }
+    // A copy: the pair's place is used again before the references are released.
     const Pair removed = *known;
     const auto place = static_cast<std::size_t>(known - _pairs.data());
     if (_index != nullptr) {

@@ -21,7 +21,7 @@
 
 namespace {
 
-/// Counts as for ever to the run loop.
+/// A time that the run loop takes for "for ever": 300 years.
 constexpr CFTimeInterval kForever = 1.0e10;
 
 QrxRunLoop::Outcome outcomeOf(SInt32 result)
@@ -242,6 +242,7 @@ bool QrxRunLoop::cancel(Timer timer)
 int QrxRunLoop::getFileDescriptor() const
 {
 #ifdef __APPLE__
+    // The system's run loop waits on a Mach port, which has no descriptor.
     return -1;
 #else
     return qrx::cf::runLoopDescriptor(_body->loop);

@@ -1,3 +1,9 @@
+// The sources of one mode. Version-0 sources are kept sorted by their order, which is the order in which they fire.
+// Version-1 sources have slots: the descriptor set reports a token made of a slot's index and generation, so a report
+// finds its source without a search, and a report of a source that has left, or that has changed its descriptor
+// meanwhile, is recognised by the generation and dropped. A signalled version-1 source is due as if its descriptor were
+// readable.
+
 #include "RunLoopMode.h"
 
 #include <algorithm>
@@ -15,6 +21,8 @@ RunLoopMode::RunLoopMode(CFStringRef name, int wakeFd) : _name(Reference<CFStrin
 
 std::uint32_t RunLoopMode::freeSlot()
 {
+    // Slots are used again, so tokens stay small. The search is linear: sources come and go with devices, not with
+    // reports.
     const auto free =
         std::find_if(_slots.begin(), _slots.end(), [](const Slot& slot) { return slot.source == nullptr; });
     if (free == _slots.end()) {
@@ -38,6 +46,7 @@ std::uint32_t RunLoopMode::add(CFRunLoopSourceRef source)
 {
     if (source->isVersion0()) {
         const auto place =
+            // Equal orders fire in the order of their addition.
             std::upper_bound(_version0.begin(), _version0.end(), source,
                              [](CFRunLoopSourceRef a, CFRunLoopSourceRef b) { return a->_order < b->_order; });
         _version0.insert(place, source);
@@ -50,6 +59,7 @@ std::uint32_t RunLoopMode::add(CFRunLoopSourceRef source)
         _signalled.reserve(2 * _version1Count + 1);
     }
     _slots[index].source = source;
+    // A descriptor that cannot be watched is no error: the source can still be signalled, or get another descriptor.
     watch(*source, index);
     ++_version1Count;
     if (source->_signalled) {
@@ -79,6 +89,7 @@ void RunLoopMode::remove(const __CFRunLoopSource& source, std::uint32_t index)
         return;
     }
     Slot& slot = _slots[index];
+    // The generation goes up with the end of the membership, so reports under way reach nobody.
     _descriptors.unwatch(slot.watched, source._descriptor);
     slot = Slot{nullptr, slot.generation + 1, -1};
     --_version1Count;

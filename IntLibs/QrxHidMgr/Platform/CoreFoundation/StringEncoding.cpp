@@ -1,3 +1,7 @@
+// Conversions between UTF-16 and the four encodings that the published headers name. UTF-8 is taken strictly: names of
+// devices come from foreign bytes, and whatever passes here is later printed, compared and put into rules. One wrong
+// sequence makes the whole text invalid, so that no two byte sequences give the same name.
+
 #include "StringEncoding.h"
 
 #include <algorithm>
@@ -21,8 +25,8 @@ constexpr std::array<char16_t, 128> kMacRoman = {
     0x00CB, 0x00C8, 0x00CD, 0x00CE, 0x00CF, 0x00CC, 0x00D3, 0x00D4, 0xF8FF, 0x00D2, 0x00DA, 0x00DB, 0x00D9,
     0x0131, 0x02C6, 0x02DC, 0x00AF, 0x02D8, 0x02D9, 0x02DA, 0x00B8, 0x02DD, 0x02DB, 0x02C7};
 
-/// How a UTF-8 sequence goes on after its first byte: this many bytes, the first of them within these limits, which
-/// shut out overlong forms, surrogates and numbers above U+10FFFF.
+/// How a UTF-8 sequence goes on after its first byte: how many bytes follow, and the limits of the first of them, which
+/// exclude overlong forms (0xC0, 0xC1, 0xE0, 0xF0), surrogates (0xED) and numbers above U+10FFFF (0xF4).
 struct Utf8Lead {
     std::size_t following;
     std::uint8_t low;
@@ -32,6 +36,7 @@ struct Utf8Lead {
 
 std::optional<Utf8Lead> leadOf(std::uint8_t byte)
 {
+    // 0xC0 and 0xC1 could only begin overlong forms of ASCII.
     if (byte >= 0xC2 && byte <= 0xDF) {
         return Utf8Lead{1, 0x80, 0xBF, 0x1F};
     }
@@ -54,6 +59,7 @@ void appendCharacter(std::u16string& text, char32_t character)
         text.push_back(static_cast<char16_t>(character));
         return;
     }
+    // A surrogate pair: ten bits in each half.
     const char32_t offset = character - 0x10000;
     text.push_back(static_cast<char16_t>(0xD800 + (offset >> 10)));
     text.push_back(static_cast<char16_t>(0xDC00 + (offset & 0x3FF)));
@@ -64,6 +70,7 @@ std::optional<char32_t> decodeSequence(std::string_view bytes, std::size_t& posi
 {
     const auto first = static_cast<std::uint8_t>(bytes[position]);
     const auto lead = leadOf(first);
+    // Cut off by the end of the text.
     if (!lead || bytes.size() - position <= lead->following) {
         return std::nullopt;
     }
@@ -151,6 +158,7 @@ std::optional<std::uint8_t> encodeAbove(char16_t unit, CFStringEncoding encoding
     if (encoding == kCFStringEncodingISOLatin1 && unit <= 0xFF) {
         return static_cast<std::uint8_t>(unit);
     }
+    // A linear search of 128 entries: conversions to MacRoman are rare and texts are short.
     if (encoding == kCFStringEncodingMacRoman) {
         const auto* found = std::find(kMacRoman.begin(), kMacRoman.end(), unit);
         if (found != kMacRoman.end()) {
