@@ -20,6 +20,7 @@ std::string placeOf(const std::string& fileName, std::size_t line)
 } // namespace
 
 QrxRecordingError::QrxRecordingError(const std::string& fileName, std::size_t line, const std::string& reason)
+    // The message quotes bytes of the file, so it is made fit to be shown here, once for all callers.
     : std::runtime_error(qrx::shownText(placeOf(fileName, line) + ": " + reason)), _line(line)
 {
 }
@@ -31,6 +32,7 @@ QrxRecording QrxRecording::read(std::istream& text, const std::string& fileName)
 
 QrxRecording QrxRecording::readFile(const std::string& fileName)
 {
+    // A stream does not promise to set errno; without this, a message could show the error of an earlier call.
     errno = 0;
     std::ifstream text(fileName);
     if (!text) {
@@ -51,5 +53,6 @@ void QrxRecording::writeEvent(std::ostream& text, const QrxRecordedEvent& event,
     const bool switchesInterface = interfaces.size() > 1 && afterInterface != event.interfaceIndex;
     qrx::RecordingWriter(text).writeEvent(event, switchesInterface);
     afterInterface = event.interfaceIndex;
+    // A recorder may be ended by a signal at any time; what it has written must be in the file.
     text.flush();
 }

@@ -1,3 +1,11 @@
+// A recording is read line by line; the first letter and a colon say what a line is (see QrxRecording.h for the
+// format). Lines of one interface need not stand together: a D: line switches to an interface, by a number that is only
+// a name, and interfaces are listed in the order in which they first appear. Notes ("#@") are comments to other tools
+// and carry what the format lacks; notes with unknown names belong to later versions and are skipped.
+//
+// A recording may come from a bug report. Every number has a limit, a line has a longest length, and the first line
+// that is not understood ends the reading with its number, so that no half of a device is ever returned.
+
 #include "RecordingReader.h"
 
 #include "RecordingRules.h"
@@ -13,6 +21,7 @@ using namespace recording;
 
 namespace {
 
+// The carriage return is a blank, so files with the line ends of other systems read the same.
 constexpr std::string_view kBlanks = " \t\r";
 
 std::string_view trimmed(std::string_view text)
@@ -37,6 +46,7 @@ std::string_view nextWord(std::string_view& text)
 std::optional<std::uint64_t> number(std::string_view word, int base, std::uint64_t maximum)
 {
     std::uint64_t value = 0;
+    // `from_chars` takes no sign for unsigned numbers, no prefix and no blank, and knows no locale.
     const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value, base);
     if (word.empty() || error != std::errc() || end != word.data() + word.size() || value > maximum) {
         return std::nullopt;
@@ -46,6 +56,7 @@ std::optional<std::uint64_t> number(std::string_view word, int base, std::uint64
 
 std::string quoted(std::string_view text)
 {
+    // Messages quote the beginning of what was wrong: a whole line could be 256 KiB.
     constexpr std::size_t kShown = 40;
     return "\"" + std::string(text.substr(0, kShown)) + (text.size() > kShown ? "...\"" : "\"");
 }
@@ -61,6 +72,7 @@ char unescaped(char escape)
         return ' ';
     case 't':
         return '\t';
+    // A backslash before any other character stands for that character.
     default:
         return escape;
     }
@@ -88,8 +100,10 @@ void RecordingReader::fail(const std::string& reason) const
 
 QrxRecording RecordingReader::read(std::istream& text)
 {
-    // One more than a line may have, and one for the end that getline sets.
+    // Room for one byte more than a line may have, which shows that it is too long, and for the terminator that getline
+    // writes.
     std::vector<char> buffer(kMaximumLineBytes + 2);
+    // `getline` into a buffer of fixed size: with a string, one endless line would take all memory.
     while (text.getline(buffer.data(), static_cast<std::streamsize>(buffer.size())) || text.gcount() > 0) {
         ++_line;
         // The line's end is counted where there is one.
@@ -98,6 +112,7 @@ QrxRecording RecordingReader::read(std::istream& text)
         if (length > kMaximumLineBytes) {
             fail("a line of more than " + std::to_string(kMaximumLineBytes) + " bytes");
         }
+        // After a read error the last line may be incomplete; it is not judged.
         if (text.bad()) {
             break;
         }
@@ -158,7 +173,7 @@ void RecordingReader::readComment(std::string_view text)
     readNote(trimmed(text.substr(0, colon)), trimmed(text.substr(colon + 1)));
 }
 
-// Unknown names are passed over: they are of a later version.
+// Unknown names are skipped: they belong to a later version.
 void RecordingReader::readNote(std::string_view key, std::string_view value)
 {
     if (key == "vendor-name") {
@@ -234,6 +249,7 @@ void RecordingReader::readInterfaceNote(std::string_view value)
 
 void RecordingReader::switchInterface(std::string_view value)
 {
+    // The number is used as a name: recorders begin to count at 0 or 1 and may leave numbers out.
     if (!number(value, 10, 0xFFFF)) {
         fail("D: needs a number, not " + quoted(value));
     }
@@ -242,6 +258,7 @@ void RecordingReader::switchInterface(std::string_view value)
 
 QrxRecordedInterface& RecordingReader::currentInterface()
 {
+    // Without a note the interface gets the number of its place; a note may replace it later.
     const auto [known, isNew] = _interfaceByName.try_emplace(_currentName, _recording.interfaces.size());
     if (isNew) {
         if (known->second > kMaximumInterfaceNumber) {
@@ -255,6 +272,7 @@ QrxRecordedInterface& RecordingReader::currentInterface()
 void RecordingReader::readDescriptor(std::string_view value)
 {
     QrxRecordedInterface& interface = currentInterface();
+    // One descriptor for each interface: a second one would change what the events before it mean.
     if (!_describedInterfaces.insert(_interfaceByName.find(_currentName)->second).second) {
         fail("a second R: line for the same interface; put a D: line before it if it is another one's");
     }
@@ -271,6 +289,7 @@ void RecordingReader::readIdentity(std::string_view value)
         fail("I: needs bus, vendor ID and product ID in hexadecimal, not " + quoted(whole));
     }
     currentInterface();
+    // The bus may differ, since recorders write it for each node; vendor and product name the device.
     if (_hasIdentity && (_recording.vendorID != *vendorID || _recording.productID != *productID)) {
         fail("all interfaces of a recording belong to one device, but this I: line names another; "
              "put each device into a file of its own");
@@ -288,6 +307,7 @@ void RecordingReader::readEvent(std::string_view value)
     if (!_recording.events.empty() && event.timeUs < _recording.events.back().timeUs) {
         fail("time runs backwards");
     }
+    // Found and not made: a D: line with a new number must not create an interface that has only events.
     const auto interface = _interfaceByName.find(_currentName);
     if (interface == _interfaceByName.end() || !_describedInterfaces.contains(interface->second)) {
         fail("an event before the R: line of its interface");
@@ -303,6 +323,7 @@ std::uint64_t RecordingReader::readTime(std::string_view value) const
     const std::size_t point = value.find('.');
     const auto seconds = number(value.substr(0, point), 10, kMaximumSeconds);
     std::string fraction(point == std::string_view::npos ? "0" : value.substr(point + 1));
+    // ".25" means 250,000 microseconds: the fraction is filled up at its right end before it is read as a number.
     fraction.resize(std::max(fraction.size(), kMicrosecondDigits), '0');
     const auto microseconds = number(fraction, 10, 999'999);
     if (!seconds || fraction.size() > kMicrosecondDigits || !microseconds) {
@@ -318,6 +339,7 @@ std::vector<std::uint8_t> RecordingReader::readBytes(std::string_view value, con
         fail(std::string(what) + " needs a length of at most " + std::to_string(kMaximumBytes) + " bytes");
     }
     std::vector<std::uint8_t> bytes;
+    // The stated length is not believed before the bytes are there: it must not decide about memory.
     bytes.reserve(std::min<std::size_t>(*length, value.size() / 2 + 1));
     for (std::string_view word = nextWord(value); !word.empty(); word = nextWord(value)) {
         const auto byte = number(word, 16, 0xFF);
@@ -326,6 +348,7 @@ std::vector<std::uint8_t> RecordingReader::readBytes(std::string_view value, con
         }
         bytes.push_back(static_cast<std::uint8_t>(*byte));
     }
+    // Checked at the end, so that a line that was cut off is told from one with a wrong byte.
     if (bytes.size() != *length) {
         fail(std::string(what) + " states " + std::to_string(*length) + " bytes, but " + std::to_string(bytes.size()) +
              " follow");
@@ -335,6 +358,7 @@ std::vector<std::uint8_t> RecordingReader::readBytes(std::string_view value, con
 
 void RecordingReader::finish()
 {
+    // What is missing has no line; the message names the file alone.
     _line = 0;
     if (_recording.interfaces.empty() || _describedInterfaces.size() != _recording.interfaces.size()) {
         fail("no R: line with a report descriptor");
@@ -343,6 +367,7 @@ void RecordingReader::finish()
         fail("no I: line with bus, vendor ID and product ID");
     }
     std::set<int> numbers;
+    // Numbers are compared at the end, because notes may change them up to the last line.
     for (const QrxRecordedInterface& interface : _recording.interfaces) {
         if (!numbers.insert(interface.number).second) {
             fail("two interfaces have the number " + std::to_string(interface.number));

@@ -1,3 +1,6 @@
+// What a recording must keep to, whoever made it. The reader accepts nothing else, and the writer refuses to begin: a
+// program that records for hours should learn of a fault at the event, not when the file is read.
+
 #include "RecordingRules.h"
 
 #include <set>
@@ -36,6 +39,7 @@ void checkInterfaces(const std::vector<QrxRecordedInterface>& interfaces)
         if (interface.number < 0 || interface.number > kMaximumInterfaceNumber) {
             refuse("the interface number " + number + " is not in 0..255");
         }
+        // Interfaces are named by their USB number from here on, so two with the same one could not be told apart.
         if (!numbers.insert(interface.number).second) {
             refuse("two interfaces have the number " + number);
         }
@@ -53,6 +57,7 @@ void checkEvent(const QrxRecording& recording, const QrxRecordedEvent& event)
         refuse("an event of interface index " + std::to_string(event.interfaceIndex) + ", and there are " +
                std::to_string(recording.interfaces.size()) + " interfaces");
     }
+    // The longest time that the reader takes.
     if (event.timeUs > kMaximumTimeUs) {
         refuse("an event after more than " + std::to_string(kMaximumSeconds) + " seconds");
     }
@@ -64,6 +69,7 @@ void checkEvents(const QrxRecording& recording)
     std::uint64_t lastUs = 0;
     for (const QrxRecordedEvent& event : recording.events) {
         checkEvent(recording, event);
+        // Equal times are fine: several reports of one transfer carry the same one.
         if (event.timeUs < lastUs) {
             refuse("time runs backwards, from " + std::to_string(lastUs) + " to " + std::to_string(event.timeUs) +
                    " microseconds");

@@ -1,3 +1,7 @@
+// Writes what the reader gives back unchanged. The basic lines of the format have no escapes, so a text with a line end
+// or with a blank at its end is written twice: in the basic line as far as it can be shown, for other tools, and in a
+// note with escapes, which counts for this library.
+
 #include "RecordingWriter.h"
 
 #include <algorithm>
@@ -14,6 +18,7 @@ constexpr std::string_view kBlanks = " \t";
 
 std::string hex(unsigned int value, int digits)
 {
+    // `snprintf` and not the stream: its flags and its locale belong to the caller.
     std::array<char, 16> text{};
     std::snprintf(text.data(), text.size(), "%0*x", digits, value);
     return text.data();
@@ -24,7 +29,7 @@ bool isBlank(char character)
     return kBlanks.find(character) != std::string_view::npos;
 }
 
-/// A blank at an end would be lost, as lines are read without those.
+/// A blank at an end is escaped, because lines are read without blanks at their ends.
 std::string escaped(std::string_view text)
 {
     std::string safe;
@@ -67,11 +72,16 @@ void RecordingWriter::write(const QrxRecording& recording)
     for (const std::string& comment : recording.comments) {
         addComment(comment);
     }
+    // The notes of the device stand before the first interface: readers take what follows a D: line as that
+    // interface's.
     addNotes(recording);
     for (std::size_t index = 0; index < recording.interfaces.size(); ++index) {
         addInterface(recording, index);
     }
+    // The head of the file is handed over at once, then each event by itself, so that memory does not grow with the
+    // recording.
     handOver();
+    // The last interface described is the one that events without a D: line belong to.
     std::size_t current = recording.interfaces.size() - 1;
     for (const QrxRecordedEvent& event : recording.events) {
         writeEvent(event, event.interfaceIndex != current);
@@ -92,7 +102,7 @@ void RecordingWriter::writeEvent(const QrxRecordedEvent& event, bool switchesInt
     handOver();
 }
 
-// Unformatted, as a width or the like that the stream keeps must not change the lines.
+// Unformatted output: a width or a fill character that the stream keeps must not change the lines.
 void RecordingWriter::handOver()
 {
     _text.write(_lines.data(), static_cast<std::streamsize>(_lines.size()));
@@ -113,6 +123,7 @@ void RecordingWriter::addNotes(const QrxRecording& recording)
     if (!recording.vendorName.empty()) {
         addNote("vendor-name", recording.vendorName);
     }
+    // Left out where it is what the reader assumes anyway.
     if (recording.productName != recording.interfaces.front().name) {
         addNote("product-name", recording.productName);
     }
@@ -145,8 +156,8 @@ void RecordingWriter::addInterface(const QrxRecording& recording, std::size_t in
     _lines.append(hex(recording.vendorID, 4)).append(" ").append(hex(recording.productID, 4)).append("\n");
 }
 
-// The basic lines have no escapes in the format, and a backslash in them is one. What they cannot carry follows in a
-// note; other tools still have something to show.
+// The basic lines have no escapes, so a backslash in them is one. A text that they cannot carry follows in a note; the
+// basic line still gives other tools something to show.
 void RecordingWriter::addText(std::string_view start, std::string_view noteKey, const std::string& text)
 {
     _lines.append(start).append(oneLine(text)).append("\n");

@@ -1,3 +1,8 @@
+// Text of a device made fit to be shown. A terminal acts on control characters, and a reader is misled by characters
+// that are invisible or change the direction of writing. What is valid and visible stays as it is; every byte that is
+// not part of valid UTF-8, and every hidden character, becomes a visible escape. The result can be shown as one line,
+// and two different inputs are distinguishable in it unless a name spells an escape itself.
+
 #include "ShownText.h"
 
 #include "Utf8.h"
@@ -16,8 +21,8 @@ struct Range {
     char32_t last;
 };
 
-/// What is not shown as it is. The general categories Cc, Cf, Zl, Zp, Co and the noncharacters of Unicode 15, but for
-/// the formatting characters of a few scripts (U+0600 and others), which are visible.
+/// The characters that are escaped: the general categories Cc, Cf, Zl, Zp, Co and the noncharacters of Unicode 15,
+/// except for the formatting characters of a few scripts (U+0600 and others), which are visible.
 constexpr Range kHidden[] = {{0x0000, 0x001F},   // C0
                              {0x007F, 0x009F},   // DEL, C1
                              {0x00AD, 0x00AD},   // soft hyphen
@@ -57,6 +62,7 @@ std::string shownText(std::string_view text)
     while (!text.empty()) {
         const std::size_t length = utf8Length(text);
         const char32_t character = length == 0 ? 0 : utf8Character(text.substr(0, length));
+        // A length of 0 is a byte that begins no valid character; the character 0 stands for it here and is hidden.
         if (length < 2 && isHidden(character)) {
             shown += escape("\\x%02x", static_cast<unsigned char>(text[0]));
         } else if (isHidden(character)) {
@@ -64,6 +70,8 @@ std::string shownText(std::string_view text)
         } else {
             shown += text.substr(0, length);
         }
+        // After an invalid byte the search goes on with the next one, so a cut-off sequence does not swallow what
+        // follows.
         text.remove_prefix(std::max<std::size_t>(length, 1));
     }
     return shown;

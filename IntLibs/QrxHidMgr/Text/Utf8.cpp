@@ -1,11 +1,14 @@
+// UTF-8 read strictly, one character at a time. The first byte says how many follow and limits the second one; all
+// later ones have the form 10xxxxxx.
+
 #include "Utf8.h"
 
 namespace qrx {
 
 namespace {
 
-/// What the first byte of a character promises: its length, and the range of its second byte that keeps out overlong
-/// forms, surrogates and numbers above U+10FFFF (Unicode, table 3-7).
+/// What the first byte of a character says: the length, and a range for the second byte that excludes overlong forms,
+/// surrogates and numbers above U+10FFFF (Unicode, table 3-7).
 struct Promise {
     std::size_t length = 0;
     unsigned char secondLow = 0x80;
@@ -28,6 +31,7 @@ Promise promiseOf(unsigned char first)
         return {4, static_cast<unsigned char>(first == 0xF0 ? 0x90 : 0x80),
                 static_cast<unsigned char>(first == 0xF4 ? 0x8F : 0xBF)};
     }
+    // 0x80 to 0xC1 and 0xF5 to 0xFF begin nothing.
     return {};
 }
 
@@ -60,6 +64,7 @@ char32_t utf8Character(std::string_view bytes)
         return first;
     }
     // 110xxxxx, 1110xxxx or 11110xxx, then 10xxxxxx.
+    // The mask keeps the x of the first byte: 5, 4 or 3 bits for 2, 3 or 4 bytes.
     char32_t character = first & (0xFFU >> (bytes.size() + 1));
     for (const char byte : bytes.substr(1)) {
         character = (character << 6U) | (static_cast<unsigned char>(byte) & 0x3FU);

@@ -18,6 +18,7 @@ namespace {
 LogLevel chosenLevel()
 {
     const char* choice = std::getenv("QRX_LOG");
+    // An unknown word counts as "error": a mistyped level must not hide what a person has to act on.
     const std::string_view name = choice != nullptr ? choice : "error";
     if (name == "off") {
         return LogLevel::off;
@@ -35,13 +36,15 @@ constexpr std::string_view kBegin = "QrxHIDManager: ";
 
 void writeLine(std::string_view line)
 {
-    // One write, so that lines of several threads do not mix. There is nobody to tell if it fails.
+    // One write, so that lines of several threads do not mix. Nobody could be told if it fails. Callers log between a
+    // system call and their use of errno, so it is kept.
     const int savedErrno = errno;
     [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
     errno = savedErrno;
 }
 
-/// The beginning of the line, with '?' for what may not be shown as it is.
+/// Used when memory has run out: the beginning of the line, in a fixed buffer, with '?' for every byte that is not
+/// printable ASCII.
 void logWithoutMemory(std::string_view text)
 {
     std::array<char, 256> line;
@@ -58,6 +61,8 @@ void logWithoutMemory(std::string_view text)
 
 bool logs(LogLevel level)
 {
+    // Read once: the environment of a running program does not change, and reading it is not safe while another thread
+    // sets it.
     static const LogLevel sm_Chosen = chosenLevel();
     return level != LogLevel::off && level <= sm_Chosen;
 }
@@ -69,6 +74,7 @@ void log(LogLevel level, std::string_view text) noexcept
     }
     try {
         std::string line(kBegin);
+        // Names of devices are part of many lines. They are foreign bytes, and standard error is often a terminal.
         line.append(shownText(text)).push_back('\n');
         writeLine(line);
     } catch (const std::bad_alloc&) {

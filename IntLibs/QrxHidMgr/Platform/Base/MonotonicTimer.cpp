@@ -9,6 +9,7 @@
 
 namespace qrx::platform {
 
+// The monotonic clock: setting the time of day neither delays a timer nor fires it.
 MonotonicTimer::MonotonicTimer() : _timer(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK))
 {
     if (!_timer.isOpen()) {

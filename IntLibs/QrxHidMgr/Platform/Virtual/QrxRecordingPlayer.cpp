@@ -10,8 +10,8 @@
 #include <stdexcept>
 #include <utility>
 
-/// A version 1 source on a timer. At a pace the timer is set to the next event; without one it is due at once while
-/// the device has room, and becomes due again when a reader has made room.
+/// A run loop source on a timer. At a pace, the timer is set to the time of the next event. Without one, events are
+/// sent as long as the device has room, and the timer is set again when a reader has made room.
 struct __attribute__((visibility("hidden"))) QrxRecordingPlayer::Body
     : std::enable_shared_from_this<QrxRecordingPlayer::Body> {
     Body(QrxRecording played, std::shared_ptr<qrx::platform::VirtualUsbDevice> playedThrough)
@@ -57,6 +57,8 @@ constexpr double kMaximumDelayUs = 1.0e15;
 void QrxRecordingPlayer::Body::start(double newSpeed)
 {
     stop();
+    // A new timer for each start: a room listener of an earlier playback may still run on another thread and set the
+    // old one.
     timer = std::make_shared<qrx::platform::MonotonicTimer>();
     speed = newSpeed;
     sentCount = 0;
@@ -69,6 +71,7 @@ void QrxRecordingPlayer::Body::start(double newSpeed)
     source = CFRunLoopSourceCreate(kCFAllocatorDefault, 0, reinterpret_cast<CFRunLoopSourceContext*>(&context));
     CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
     if (!isPaced()) {
+        // The listener runs on the reader's thread. It only sets the timer, which the loop of this thread then notices.
         device->setRoomListener(this, [waker = timer] { waker->setDue(0); });
     }
     timer->setDue(0);
@@ -89,6 +92,7 @@ void QrxRecordingPlayer::Body::stop()
 
 std::uint64_t QrxRecordingPlayer::Body::dueTimeUs(const QrxRecordedEvent& event) const
 {
+    // Times count from the first event, since recorders begin their clocks when they please.
     const std::uint64_t sinceFirst = event.timeUs - recording.events.front().timeUs;
     return startUs + static_cast<std::uint64_t>(std::fmin(static_cast<double>(sinceFirst) / speed, kMaximumDelayUs));
 }
@@ -98,6 +102,7 @@ bool QrxRecordingPlayer::Body::sendNext()
 {
     const QrxRecordedEvent& event = recording.events[sentCount];
     const int interfaceNumber = recording.interfaces[event.interfaceIndex].number;
+    // At a pace the report is sent whether or not there is room, as a real device would: it may be lost.
     if (isPaced()) {
         const std::uint64_t dueUs = dueTimeUs(event);
         if (dueUs > qrx::platform::MonotonicTimer::nowUs()) {
@@ -136,6 +141,7 @@ void QrxRecordingPlayer::Body::sendDueEvents()
 void QrxRecordingPlayer::Body::finish()
 {
     stop();
+    // A copy: the handler may set another one or destroy the player while it runs.
     const std::function<void()> handler = finishedHandler;
     if (handler) {
         handler();
@@ -151,6 +157,7 @@ void* QrxRecordingPlayer::Body::perform(void*, CFIndex, CFAllocatorRef, void* in
 QrxRecordingPlayer::QrxRecordingPlayer(QrxRecording recording, QrxVirtualDevice& device)
     : _body(std::make_shared<Body>(std::move(recording), device._heldBody().device))
 {
+    // Checked before anything is played, so that playing needs no error of its own.
     qrx::checkEvents(_body->recording);
 }
 

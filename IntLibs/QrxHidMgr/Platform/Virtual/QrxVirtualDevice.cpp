@@ -1,3 +1,7 @@
+// The public face of a virtual device: it checks what an application gives and turns it into the facts that a provider
+// would read from a real device. The device itself is shared with the registry and with open channels, which may
+// outlive this object.
+
 #include "QrxVirtualDevice.h"
 
 #include "VirtualDeviceBody.h"
@@ -32,6 +36,7 @@ InterfaceFacts factsOf(const QrxVirtualInterface& interface)
     InterfaceFacts facts;
     facts.number = static_cast<std::uint8_t>(interface.number);
     facts.endpointCount = 1;
+    // An interface without a report descriptor stands for one that is not HID: it is listed and has no driver.
     facts.interfaceClass = interface.reportDescriptor.empty() ? kVendorSpecificClass : kHIDClass;
     facts.interfaceSubclass = interface.interfaceSubclass;
     facts.interfaceProtocol = interface.interfaceProtocol;
@@ -40,7 +45,7 @@ InterfaceFacts factsOf(const QrxVirtualInterface& interface)
     return facts;
 }
 
-/// A port of its own for each virtual device, into which it is plugged every time.
+/// Each virtual device has a place of its own, as if it were always plugged into the same port.
 std::string nextPlace()
 {
     static std::atomic<unsigned> sm_Count{0};
@@ -56,6 +61,7 @@ DeviceFacts factsOf(const QrxVirtualIdentity& identity, const std::vector<QrxVir
     facts.deviceClass = identity.deviceClass;
     facts.deviceSubclass = identity.deviceSubclass;
     facts.deviceProtocol = identity.deviceProtocol;
+    // What a high speed device has on endpoint 0 (USB 2.0, 5.5.3).
     facts.maxPacketSize0 = 64;
     facts.vendorName = presentText(identity.vendorName);
     facts.productName = presentText(identity.productName);
@@ -111,6 +117,7 @@ QrxVirtualDevice::QrxVirtualDevice(const QrxRecording& recording)
 
 QrxVirtualDevice::~QrxVirtualDevice()
 {
+    // Open channels keep the device alive, but a device without its owner must not stay plugged.
     unplug();
 }
 
@@ -119,6 +126,7 @@ QrxVirtualDevice::QrxVirtualDevice(QrxVirtualDevice&& other) noexcept = default;
 QrxVirtualDevice& QrxVirtualDevice::operator=(QrxVirtualDevice&& other) noexcept
 {
     QrxVirtualDevice moved(std::move(other));
+    // The earlier device leaves with `moved`, which unplugs it.
     std::swap(_body, moved._body);
     return *this;
 }

@@ -1,3 +1,8 @@
+// Two buffers that change places. Writers fill one under the lock; when the reader has used up the other, they are
+// exchanged. The event descriptor is readable while the writers' buffer holds something or the queue has ended, and its
+// counter is cleared with the exchange. The reader must go on until its own buffer is empty, for which nothing is
+// readable any more (`hasFetchedReports`).
+
 #include "ReportQueue.h"
 
 #include <sys/eventfd.h>
@@ -15,10 +20,12 @@ ReportQueue::ReportQueue(std::size_t depth)
 bool ReportQueue::push(std::span<const std::uint8_t> report)
 {
     const std::scoped_lock lock(_mutex);
+    // The newest report is lost, as in the kernel's ring.
     if (_ended || _waitingCount == _waiting.size()) {
         ++_lost;
         return false;
     }
+    // Into the memory of an earlier report: nothing is allocated once all places have been used.
     _waiting[_waitingCount].assign(report.begin(), report.end());
     if (_waitingCount++ == 0) {
         raiseEvent();
@@ -53,6 +60,7 @@ HIDChannel::Next ReportQueue::take(std::span<const std::uint8_t>& report, bool& 
     if (!hasFetchedReports()) {
         const std::scoped_lock lock(_mutex);
         if (_waitingCount == 0) {
+            // The end is reported only when everything that was sent has been handed out.
             return _ended ? HIDChannel::Next::gone : HIDChannel::Next::empty;
         }
         fetched = fetchWaiting();
@@ -67,6 +75,7 @@ bool ReportQueue::fetchWaiting()
     std::swap(_waiting, _fetched);
     _fetchedCount = std::exchange(_waitingCount, 0);
     _nextFetched = 0;
+    // At the end the descriptor stays readable, so that a loop that looks later still finds the end.
     if (!_ended) {
         clearEvent();
     }

@@ -12,11 +12,7 @@
 
 namespace qrx::platform {
 
-/// Input reports on their way from a virtual device to one reader, with a descriptor that tells of them.
-///
-/// Writers may be on any thread; there is one reader. The queue is two buffers that change places: the reader takes
-/// all that waits in one go, so a burst costs one lock and one system call, and no memory once the buffers have grown
-/// to the size of the reports.
+/// Input reports on their way from a virtual device to one reader, with a descriptor that is readable while some wait.
 class ReportQueue {
 public:
     explicit ReportQueue(std::size_t depth);

@@ -24,6 +24,7 @@ Status VirtualPort::open(std::unique_ptr<HIDChannel>& channel)
     try {
         channel = std::make_unique<VirtualChannel>(_device, _plugging, _interfaceNumber, queue);
     } catch (...) {
+        // The device knows the queue by now; without a channel nobody would ever close it.
         _device->closeQueue(queue);
         throw;
     }
@@ -50,6 +51,7 @@ HIDChannel::Next VirtualChannel::takeReport(std::span<const std::uint8_t>& repor
 {
     bool fetched = false;
     const Next next = _queue->take(report, fetched);
+    // Room is made when the buffers change places, not for each report that is handed out.
     if (fetched) {
         _device->roomMade();
     }
@@ -64,7 +66,8 @@ bool VirtualChannel::hasFetchedReports() const
 Status VirtualChannel::setReport(ReportType type, std::uint32_t reportID, std::span<const std::uint8_t> bytes)
 {
     if (reportID != 0 && (bytes.empty() || bytes.front() != reportID)) {
-        // As with a real device of this platform: the mistake should show in tests, not on the user's desk.
+        // As with a real device on Linux, where the kernel sends the first byte as the number. The mistake should show
+        // in tests, not with a user's device.
         log(LogLevel::error, "a report sent to the virtual device's interface " + std::to_string(_interfaceNumber) +
                                  " was refused: the bytes of report " + std::to_string(reportID) +
                                  " must begin with its number");
@@ -79,6 +82,7 @@ Status VirtualChannel::getReport(ReportType type, std::uint32_t reportID, std::s
     std::vector<std::uint8_t> answer;
     const Status status = _device->answerRequest(_plugging, _interfaceNumber, type, reportID, answer);
     if (status == Status::success) {
+        // A longer answer is cut, as a control transfer ends with the buffer.
         size = std::min(answer.size(), buffer.size());
         std::copy_n(answer.begin(), size, buffer.begin());
     }

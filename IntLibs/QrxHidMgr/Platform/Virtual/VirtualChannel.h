@@ -10,7 +10,7 @@ namespace qrx::platform {
 class ReportQueue;
 class VirtualUsbDevice;
 
-/// A HID interface of a virtual device, for one time of its being plugged.
+/// A HID interface of a virtual device for one plug-in period.
 class VirtualPort final : public HIDPort {
 public:
     VirtualPort(std::shared_ptr<VirtualUsbDevice> device, std::uint64_t plugging, int interfaceNumber);

@@ -1,3 +1,11 @@
+// A USB device in memory. To the registry it is a device like any other: plugging publishes its facts, unplugging
+// terminates its entry. Each time of plugging has a number, and ports and channels carry the number of theirs; after an
+// unplug they answer "not attached" for ever, as the nodes of a real device do, even when the device is plugged again.
+//
+// Every open channel has a queue of its own, so that each reader gets every report, as with several programs that open
+// one hidraw node. Handlers of the application run without the lock: they may call the device, unplug it or replace
+// themselves.
+
 #include "VirtualUsbDevice.h"
 
 #include "Base/Log.h"
@@ -12,10 +20,10 @@ namespace qrx::platform {
 
 namespace {
 
-/// The virtual bus, above any number that a machine gives its own.
+/// The number of the virtual bus in locations, above any that a machine gives its own buses.
 constexpr std::uint32_t kVirtualBus = 0xFE;
 
-/// A location of its own for each plugging: the ports of the virtual bus are filled one after the other.
+/// Each plugging has a location of its own: the ports of the virtual bus are filled one after the other.
 std::uint32_t nextLocation()
 {
     static std::atomic<std::uint32_t> sm_Count{0};
@@ -32,6 +40,7 @@ std::shared_ptr<const Handler> shared(Handler handler)
 
 VirtualUsbDevice::VirtualUsbDevice(DeviceFacts facts) : _facts(std::move(facts))
 {
+    // The registry lists interfaces by number.
     std::ranges::sort(_facts.interfaces, {}, &InterfaceFacts::number);
 }
 
@@ -39,6 +48,7 @@ DeviceFacts VirtualUsbDevice::factsWithPorts()
 {
     DeviceFacts facts = _facts;
     facts.locationID = nextLocation();
+    // Like a real bus, which gives a device a new address each time it is plugged.
     facts.address = static_cast<std::uint16_t>(_plugging);
     for (InterfaceFacts& interface : facts.interfaces) {
         if (!interface.reportDescriptor.empty()) {
@@ -66,6 +76,8 @@ void VirtualUsbDevice::unplug()
             return;
         }
         for (const OpenQueue& open : _openQueues) {
+            // What waits in the queues stays readable: a reader gets everything that was sent before the unplug, and
+            // then the end.
             open.queue->end();
         }
         _openQueues.clear();
@@ -97,6 +109,7 @@ bool VirtualUsbDevice::sendInputReport(int interfaceNumber, std::span<const std:
             allTook = open.queue->push(report) && allTook;
         }
     }
+    // Without a reader the report is lost, as the kernel drops input that no open node waits for.
     return anyReader && allTook;
 }
 
@@ -137,6 +150,7 @@ Status VirtualUsbDevice::openQueue(std::uint64_t plugging, int interfaceNumber, 
         return Status::notAttached;
     }
     auto opened = std::make_shared<ReportQueue>(kQueuedReports);
+    // Said at error level, because the operation of the model that opens reports no failure to its caller.
     if (opened->descriptor() < 0) {
         log(LogLevel::error, "Interface " + std::to_string(interfaceNumber) + " of the virtual device \"" +
                                  _facts.productName.value_or("") + "\" cannot be opened: no file descriptor is free.");
@@ -164,6 +178,7 @@ Status VirtualUsbDevice::takeSentReport(std::uint64_t plugging, SentReport repor
         if (_key == 0 || plugging != _plugging) {
             return Status::notAttached;
         }
+        // Kept for requests without a handler: a device answers with what was last written to it.
         _lastReports[{report.interfaceNumber, {report.type, report.reportID}}] = report.bytes;
         handler = _sentReportHandler;
         if (handler == nullptr) {
@@ -171,6 +186,8 @@ Status VirtualUsbDevice::takeSentReport(std::uint64_t plugging, SentReport repor
             return Status::success;
         }
     }
+    // Called without the lock, on the thread that sends. The handler decides: a refusal reaches the sender as a stall,
+    // as when a real device refuses a control transfer.
     return (*handler)(report) ? Status::success : Status::pipeStalled;
 }
 
@@ -199,7 +216,8 @@ Status VirtualUsbDevice::answerRequest(std::uint64_t plugging, int interfaceNumb
 void VirtualUsbDevice::roomMade()
 {
     std::unique_lock lock(_mutex);
-    // A listener may remove itself and others while it is called, so each time the next one is looked up.
+    // A listener may remove itself and others while it is called, so the next one is looked up anew each time. The
+    // order by owner makes sure that each is called at most once.
     for (auto next = _roomListeners.begin(); next != _roomListeners.end();) {
         const auto [owner, listener] = *next;
         lock.unlock();

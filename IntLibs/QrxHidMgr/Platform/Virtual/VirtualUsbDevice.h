@@ -24,11 +24,8 @@ struct SentReport {
     std::vector<std::uint8_t> bytes;
 };
 
-/// A USB device that exists in memory. Shared by its owner, the registry's ports and the open channels; any thread may
-/// call it.
-///
-/// It may be plugged more than once. Each time is a new device to the registry: ports and channels of an earlier time
-/// stay dead.
+/// It may be plugged more than once. Each plug-in period is a new device to the registry: ports and channels of an
+/// earlier one answer "not attached" for ever.
 class VirtualUsbDevice : public std::enable_shared_from_this<VirtualUsbDevice> {
 public:
     using SentReportHandler = std::function<bool(const SentReport&)>;
@@ -70,7 +67,7 @@ public:
     /// closed, or that unplugs. No lock is held. Each owner has one; an empty function removes it.
     void setRoomListener(const void* owner, RoomListener listener);
 
-    // For ports and channels; `plugging` is the time of plugging they belong to.
+    // For ports and channels; `plugging` is the plug-in period that they belong to.
 
     Status openQueue(std::uint64_t plugging, int interfaceNumber, std::shared_ptr<ReportQueue>& queue);
     void closeQueue(const std::shared_ptr<ReportQueue>& queue);
@@ -91,7 +88,7 @@ private:
 
     DeviceFacts _facts;
     mutable std::mutex _mutex;
-    /// Counts the times of plugging; the device's current one is the last.
+    /// Counts the plug-in periods; the current one is the last.
     std::uint64_t _plugging = 0;
     DeviceKey _key = 0;
     std::vector<OpenQueue> _openQueues;
