@@ -6,7 +6,7 @@ namespace qrx {
 
 namespace {
 
-/// A UTF-16 unit becomes at most so many bytes of UTF-8.
+/// The most bytes of UTF-8 that one UTF-16 unit becomes. A surrogate pair, two units, becomes four.
 constexpr CFIndex kBytesOfUnit = 3;
 
 CFTypeRef valueOf(CFDictionaryRef properties, CFStringRef key, CFTypeID type)
@@ -27,6 +27,7 @@ std::string textOf(CFDictionaryRef properties, CFStringRef key)
     if (CFStringGetCString(value, text.data(), static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8) == 0) {
         return {};
     }
+    // A text with a zero inside ends there. The buffer always holds one: the terminator.
     text.resize(text.find('\0'));
     return text;
 }

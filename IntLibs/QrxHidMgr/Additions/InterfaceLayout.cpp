@@ -1,3 +1,9 @@
+// Reports are decoded from the published report descriptor, while applications know a device by its tree of elements.
+// This file finds the element for each value: it builds the elements of the descriptor once more, as our own ground
+// would publish them, and walks both trees side by side. On our own ground they are the same; on macOS the platform has
+// built its tree from the same bytes, but by rules that may differ between its versions. Where the trees differ, values
+// have no element from there on; they are decoded all the same.
+
 #include "InterfaceLayout.h"
 
 #include "DriverProperties.h"
@@ -25,6 +31,7 @@ ModelElements childrenOf(const QrxHIDCollection& collection)
 ModelElements topElementsOf(const QrxHIDDevice& device, int interfaceNumber)
 {
     ModelElements elements;
+    // The device lists the elements of all interfaces, one after the other.
     for (unsigned int i = 0; i < device.getElementCount(); ++i) {
         const QrxHIDElementPtr element = device.getElementAtIndex(i);
         if (element && element->getInterfaceNumber() == interfaceNumber) {
@@ -42,6 +49,7 @@ public:
     /// False from the first element on that is another one in the device's tree.
     bool walk(const std::vector<std::uint32_t>& cookies, const ModelElements& elements)
     {
+        // Another number of children means other rules, so no pair of them can be trusted.
         if (cookies.size() != elements.size()) {
             return false;
         }
@@ -58,10 +66,12 @@ public:
 private:
     bool match(const hid::Element& ours, const QrxHIDElementPtr& theirs)
     {
+        // Cookies are not compared: another ground may number its elements differently.
         if (!theirs || theirs->getUsage() != ours.usage || theirs->getUsagePage() != ours.usagePage) {
             return false;
         }
         if (ours.role == hid::ElementRole::collection) {
+            // The recursion ends with our own tree, whose depth the reader of descriptors limits.
             const auto* collection = dynamic_cast<const QrxHIDCollection*>(theirs.get());
             return collection != nullptr && walk(ours.children, childrenOf(*collection));
         }
@@ -80,6 +90,8 @@ private:
 
 bool namesUsage(const hid::Element& element)
 {
+    // Heads and slots of arrays and duplicates stand for no usage of their own: a value of one of several is shown by
+    // its head.
     return element.role == hid::ElementRole::field || element.role == hid::ElementRole::arraySelector;
 }
 
@@ -91,6 +103,7 @@ std::shared_ptr<const InterfaceLayout> InterfaceLayout::of(const QrxHIDDevice& d
     if (!interface) {
         return nullptr;
     }
+    // Made when it is first asked for: most devices of a tree are never decoded.
     if (!interface->_keptLayout()) {
         const std::span<const std::uint8_t> descriptor = reportDescriptorOf(*interface);
         if (descriptor.empty()) {
@@ -104,6 +117,7 @@ std::shared_ptr<const InterfaceLayout> InterfaceLayout::of(const QrxHIDDevice& d
 InterfaceLayout::InterfaceLayout(std::span<const std::uint8_t> reportDescriptor, const QrxHIDDevice& device,
                                  int interfaceNumber)
 {
+    // Faults of the descriptor are not reported again here: the ground has logged them when it published the device.
     hid::Descriptor descriptor = hid::parseReportDescriptor(reportDescriptor);
     _reports = std::make_shared<const hid::ReportLayout>(descriptor);
     const std::span<const hid::LayoutField> fields = _reports->fields();
@@ -114,12 +128,15 @@ InterfaceLayout::InterfaceLayout(std::span<const std::uint8_t> reportDescriptor,
     match.walk(tree.elements.front().children, topElementsOf(device, interfaceNumber));
     std::unordered_map<std::size_t, std::size_t> fieldByItem;
     for (std::size_t index = 0; index < fields.size(); ++index) {
+        // An element and the field that it comes from share the offset of their main item, which is unique in a
+        // descriptor.
         fieldByItem[fields[index].itemOffset] = index;
     }
     for (const hid::Element& element : tree.elements) {
         const auto field = namesUsage(element) ? fieldByItem.find(element.itemOffset) : fieldByItem.end();
         if (field != fieldByItem.end()) {
-            // In the order of the usages, so the position is that of the usage.
+            // Elements of an item come in the order of its usages, so the position in this list is the position of the
+            // usage.
             _elements[field->second].push_back(match.at(element.cookie));
         }
     }

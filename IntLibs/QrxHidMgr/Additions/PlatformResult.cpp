@@ -6,7 +6,7 @@ namespace qrx {
 
 namespace {
 
-// Of the USB family, whose header not every system has.
+// Results of the USB family (IOUSBLib.h): the header of some systems lacks them.
 constexpr IOReturn kPipeStalled = static_cast<IOReturn>(0xe000404f);
 constexpr IOReturn kTransactionTimeout = static_cast<IOReturn>(0xe0004051);
 
@@ -23,6 +23,7 @@ std::error_code errorOfResult(IOReturn result)
     case kIOReturnNotAttached:
     case kIOReturnOffline:
         return QrxError::gone;
+    // A stall is how a device refuses a control transfer (USB 2.0, 8.5.3.4).
     case kPipeStalled:
         return QrxError::refused;
     case kIOReturnTimeout:
@@ -35,6 +36,7 @@ std::error_code errorOfResult(IOReturn result)
     case kIOReturnExclusiveAccess:
     case kIOReturnBusy:
         return QrxError::busy;
+    // Of all resources, the ground runs out of descriptors only.
     case kIOReturnNoResources:
         return QrxError::outOfDescriptors;
     case kIOReturnNoMemory:

@@ -1,3 +1,8 @@
+// What tells a device from others of its kind, read once and then kept as a value that outlives the device. The model
+// has the IDs and the names; the rest comes from the properties of the device's entry and, for the place and the nodes,
+// from the ground through the device interface of a driver. A device of an application's own class has only what the
+// model says.
+
 #include "QrxDeviceIdentity.h"
 
 #include "DriverProperties.h"
@@ -21,6 +26,7 @@ struct InterfaceIdentity {
 
 QrxUsbSpeed speedOf(std::int32_t value)
 {
+    // The platform's numbers for "Device Speed". Faster generations than the first super speed count as super.
     switch (value) {
     case 0:
         return QrxUsbSpeed::low;
@@ -85,6 +91,7 @@ struct QrxDeviceIdentity::Body {
         for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : device._getInterfaces()) {
             interfaces.push_back(identityOf(*interface));
             const _QrxHIDDeviceConnectionImpl* connection = interface->_borrowedConnection();
+            // All interfaces are plugged at one place; any that has a driver can say it.
             if (portChain.empty() && connection != nullptr && connection->_borrowedDeviceInterface() != nullptr) {
                 const Place place = placeOf(connection->_borrowedDeviceInterface(), locationID);
                 portChain = place.portChain;
@@ -95,6 +102,7 @@ struct QrxDeviceIdentity::Body {
 
     const InterfaceIdentity& interface(int number) const
     {
+        // Answers of the operations are references, so "none" needs an object that stays.
         static const InterfaceIdentity sm_None;
         for (const InterfaceIdentity& one : interfaces) {
             if (one.number == number) {
@@ -109,6 +117,7 @@ QrxDeviceIdentity::QrxDeviceIdentity() : _body(std::make_shared<const Body>()) {
 
 QrxDeviceIdentity::QrxDeviceIdentity(const QrxHIDDevice& device)
 {
+    // Copies share one body, which nobody changes once it is made.
     auto body = std::make_shared<Body>();
     body->vendorID = device.getVendorID();
     body->productID = device.getProductID();
@@ -162,6 +171,7 @@ const std::string& QrxDeviceIdentity::getPortChain() const
 
 uint32_t QrxDeviceIdentity::getBusNumber() const
 {
+    // The chain begins with the number of the bus: "1-2.1". An empty chain gives 0, which no bus has.
     return static_cast<uint32_t>(std::strtoul(_body->portChain.c_str(), nullptr, 10));
 }
 
@@ -215,6 +225,7 @@ const std::vector<uint8_t>& QrxDeviceIdentity::getReportDescriptor(int interface
 
 bool QrxDeviceIdentity::operator==(const QrxDeviceIdentity& other) const
 {
+    // The address is left out, because it changes with every plugging, and so are the names, which IDs imply.
     return _body->vendorID == other._body->vendorID && _body->productID == other._body->productID &&
            _body->releaseNumber == other._body->releaseNumber && _body->serialNumber == other._body->serialNumber &&
            _body->portChain == other._body->portChain;
@@ -228,6 +239,7 @@ mis::swizzler<QrxHIDDevice> QrxFindDevice(QrxDeviceTree& tree, const QrxDeviceId
 mis::swizzler<QrxHIDDevice> QrxFindDeviceBySerialNumber(QrxDeviceTree& tree, const std::string& serialNumber)
 {
     return findDevice(tree, [&](const QrxDeviceIdentity& one) {
+        // Many devices have no serial number: an empty one must not find the first of them.
         return !serialNumber.empty() && one.getSerialNumber() == serialNumber;
     });
 }

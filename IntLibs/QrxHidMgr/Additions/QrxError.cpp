@@ -1,3 +1,7 @@
+// The library's error category. Messages are sentences that can be shown to a person. Each error maps to the generic
+// condition that comes nearest, so that programs can also compare with `std::errc`; an error that has no counterpart
+// there equals only itself.
+
 #include "QrxError.h"
 
 #include <string>
@@ -44,6 +48,7 @@ public:
         case QrxError::failed:
             return "The transfer failed.";
         }
+        // A code can be made of any number, so the text must exist for all.
         return "An unknown error, number " + std::to_string(value) + ".";
     }
 
@@ -80,6 +85,8 @@ public:
         case QrxError::noSuchReport:
             break;
         }
+        // The nearest generic condition would be "invalid argument", but a report that is not declared is a fact about
+        // the device.
         return {value, *this};
     }
 };
@@ -88,6 +95,7 @@ public:
 
 const std::error_category& QrxErrorCategory() noexcept
 {
+    // Error codes hold the address of their category, so there is one object for the process.
     static const Category category;
     return category;
 }

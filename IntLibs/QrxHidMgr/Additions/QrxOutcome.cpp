@@ -12,7 +12,7 @@ QrxOutcome::QrxOutcome(std::error_code error, const std::string& subject) : _err
     try {
         _subject = std::make_shared<const std::string>(subject);
     } catch (const std::bad_alloc&) {
-        // The reason alone has to do.
+        // Out of memory is no reason to lose the error: it is reported without its subject.
     }
 }
 

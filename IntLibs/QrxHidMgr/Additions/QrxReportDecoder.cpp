@@ -1,3 +1,7 @@
+// The convenient way to decode: a list of values with their elements, made anew for each report. Programs that decode
+// every report of a fast device use QrxReportLayout, which allocates nothing; both read with the same layout, so they
+// cannot differ.
+
 #include "QrxReportDecoder.h"
 
 #include "HID/ReportLayout.h"
@@ -40,6 +44,7 @@ QrxDecodedValue QrxDecodedValue::withValue(uint64_t bits) const
 {
     QrxDecodedValue changed = *this;
     changed._bits = bits;
+    // Somebody has put a value into the place of "none".
     changed._isNull = false;
     return changed;
 }
@@ -48,6 +53,7 @@ std::vector<QrxDecodedValue> QrxDecodeReport(const QrxHIDDevice& device, unsigne
                                              size_t count, int interfaceNumber)
 {
     const auto layout = reportType <= kLastReportType ? InterfaceLayout::of(device, interfaceNumber) : nullptr;
+    // Nothing can be said about such a report, which is no error of the caller.
     if (!layout) {
         return {};
     }

@@ -1,3 +1,7 @@
+// The public face of the layout of reports. Layouts are immutable and shared: a copy of a layout, and the values
+// decoded with it, cost a reference and stay valid when the device goes. Types of the inner layer do not appear in the
+// header, so facts can be added without changing what programs were compiled against.
+
 #include "QrxReportLayout.h"
 
 #include "HID/ReportLayout.h"
@@ -35,8 +39,8 @@ const Item& itemAt(std::span<const Item> items, std::size_t index)
     return items[index];
 }
 
-/// As near as a double comes for -22 to 22, and every exponent that a device may choose is allowed. Not std::pow: clang
-/// makes a call of it that macOS has only from 10.9 on.
+/// Powers of 10 by squaring: exact for 0 to 22, the nearest double for their inverses, and defined for every exponent
+/// that a device may choose. Not std::pow: clang compiles it to a function that macOS has only from 10.9 on.
 double powerOfTen(std::int32_t exponent)
 {
     double power = 1;
@@ -52,6 +56,7 @@ double powerOfTen(std::int32_t exponent)
 
 std::shared_ptr<const hid::ReportLayout> emptyLayout()
 {
+    // One object serves all empty layouts, so that making one allocates nothing.
     static const auto empty = std::make_shared<const hid::ReportLayout>();
     return empty;
 }
@@ -162,6 +167,7 @@ uint32_t QrxReportField::getFlags() const
     return _field->flags;
 }
 
+// The limits are those that decoding and encoding use: as far as the field can hold them, and not inverted.
 int64_t QrxReportField::getLogicalMinimum() const
 {
     return _field->logicalMinimum;
@@ -195,11 +201,14 @@ int32_t QrxReportField::getUnitExponent() const
 double QrxReportField::getPhysicalValue(int64_t logicalValue) const
 {
     const auto logicalRange = static_cast<double>(_field->logicalMaximum - _field->logicalMinimum);
+    // Without a range there is no scale; dividing by it would give infinity.
     if (logicalRange == 0) {
         return static_cast<double>(logicalValue);
     }
     const auto physicalRange = static_cast<double>(_field->physicalMaximum - _field->physicalMinimum);
     const double fromMinimum = static_cast<double>(logicalValue) - static_cast<double>(_field->logicalMinimum);
+    // HID 1.11, 6.2.2.7, solved for the physical value: multiplied before it is divided, so that whole results stay
+    // whole.
     const double scaled = fromMinimum * physicalRange / logicalRange + static_cast<double>(_field->physicalMinimum);
     return scaled * powerOfTen(_field->unitExponent);
 }
@@ -216,6 +225,7 @@ size_t QrxReportField::getDescriptorOffset() const
 
 // --- the values of a report --------------------------------------------------------------------------------------
 
+// The values refer to fields of a layout by index, so they hold the layout that they were read with.
 struct QrxReportValues::Body {
     std::shared_ptr<const hid::ReportLayout> layout = emptyLayout();
     hid::ReportValues values;
@@ -363,6 +373,7 @@ uint32_t QrxReportLayout::getCollectionType(size_t index) const
 
 uint32_t QrxReportLayout::getCollectionUsage(size_t index) const
 {
+    // Usages are one number here, page and ID, as for fields; the descriptor keeps them apart.
     const hid::Collection& collection = itemAt(_layout->collections(), index);
     return static_cast<uint32_t>(collection.usagePage) << kPageShift | (collection.usage & kUsageIDMask);
 }
@@ -374,7 +385,7 @@ size_t QrxReportLayout::getCollectionParent(size_t index) const
 
 void QrxReportLayout::decode(QrxReportType type, const uint8_t* bytes, size_t size, QrxReportValues& values) const
 {
-    // The bytes first: they may be the application's way to say that there is no report.
+    // An unknown type reads as a report without bytes, which has no values.
     const std::span<const uint8_t> report = isKnown(type) ? std::span(bytes, size) : std::span<const uint8_t>();
     values._body->layout = _layout;
     _layout->decode(typeOf(type), report, values._body->values);
@@ -383,12 +394,14 @@ void QrxReportLayout::decode(QrxReportType type, const uint8_t* bytes, size_t si
 std::error_code QrxReportLayout::encode(QrxReportType type, uint32_t reportID, const QrxUsageValue* values,
                                         size_t count, uint8_t* bytes, size_t size, size_t* failed) const
 {
+    // "None of the values" unless the inner layer names one.
     if (failed != nullptr) {
         *failed = count;
     }
     if (!isKnown(type)) {
         return QrxError::noSuchReport;
     }
+    // Copied member by member: the public type may get members that the inner one has not.
     std::vector<hid::UsageValue> wanted;
     wanted.reserve(count);
     for (size_t i = 0; i < count; ++i) {

@@ -1,3 +1,11 @@
+// Opening, sending and asking with an outcome. The operations of the model report nothing, so these go around it where
+// they must: the connection keeps what the platform answered to its last open or send, and that answer is taken here.
+// Checks that need no device come first: a report of the wrong length or with a wrong first byte is refused before
+// anything is sent, where a device might stall, or misread it without a word.
+//
+// Each operation holds the device: a virtual device answers within the call, and its handler may drop every other
+// handle.
+
 #include "QrxRequests.h"
 
 #include "InterfaceAccess.h"
@@ -64,6 +72,7 @@ struct Request {
     std::optional<std::size_t> declaredSize() const
     {
         const auto layout = InterfaceLayout::of(device, interfaceNumber);
+        // Without a published descriptor nothing can be checked, and the platform decides.
         if (!layout || layout->reports()->reports().empty()) {
             return std::nullopt;
         }
@@ -79,9 +88,12 @@ struct Request {
         if (size == 0U) {
             return QrxError::noSuchReport;
         }
+        // The kernel and the devices accept other lengths, but what they make of them differs: a short report is sent
+        // short, and a long one may be cut.
         if (count == 0 || count != size.value_or(count)) {
             return QrxError::wrongLength;
         }
+        // The first byte is what the device takes for the number, whatever number the request has.
         return reportID != 0 && bytes[0] != reportID ? QrxError::wrongFirstByte : std::error_code();
     }
 
@@ -91,6 +103,7 @@ struct Request {
         if (size == 0U) {
             return QrxError::noSuchReport;
         }
+        // A smaller buffer would lose the end of the answer without a word.
         return capacity == 0 || capacity < size.value_or(0) ? QrxError::wrongLength : std::error_code();
     }
 };
@@ -107,9 +120,10 @@ std::size_t largestSize(const _QrxHIDDeviceConnectionImpl& connection, QrxReport
     }
 }
 
-/// Only what opening itself throws passes here: it calls nothing of the application's.
+/// Opening calls nothing of the application's, so what is caught here is the platform's own: no descriptor is left.
 std::error_code open(_QrxHIDDeviceConnectionImpl& connection)
 {
+    // An answer to an earlier call must not be taken for one to this call.
     static_cast<void>(connection._takeResult());
     try {
         connection.open();
@@ -128,6 +142,7 @@ QrxOutcome QrxOpen(QrxHIDDevice& device, int interfaceNumber)
     if (!connection) {
         return failure(QrxError::noSuchInterface, device, interfaceNumber, "opened");
     }
+    // Opening twice would start input twice; a program that opens what is open has what it wants.
     if (connection->_isOpen()) {
         return {};
     }
@@ -143,6 +158,7 @@ QrxOutcome QrxOpen(QrxHIDDevice& device)
         return failure(QrxError::noSuchInterface, device, 0, "opened");
     }
     QrxOutcome first;
+    // Only what this call has opened is closed again: other interfaces may be in use.
     std::vector<Connection> opened;
     opened.reserve(found->_getInterfaces().size());
     try {
@@ -151,7 +167,10 @@ QrxOutcome QrxOpen(QrxHIDDevice& device)
             if (!connection || connection->_isOpen()) {
                 continue;
             }
+            // Remembered before it is opened: an exception may leave it half open, and closing that is harmless.
             opened.push_back(connection);
+            // One interface that fails does not keep the others closed: a keyboard that the system reserves is common
+            // beside a vendor interface that may be opened. The first error is reported.
             const std::error_code error = open(*connection);
             if (error && !first.hasFailed()) {
                 first = failure(error, device, interface->getInterfaceNumber(), "opened");
@@ -208,9 +227,10 @@ QrxOutcome QrxSetReport(QrxHIDDevice& device, QrxReportType reportType, unsigned
         return request.fail(error, "sent");
     }
     static_cast<void>(connection->_takeResult());
+    // By way of the model, so that the delegate is told as with any other send.
     device.setReport(static_cast<unsigned int>(reportType), reportID, std::valarray<uint8_t>(bytes, count),
                      interfaceNumber);
-    // Without a result nothing was sent: the driver offers no way to it.
+    // No result means that nothing was sent: the driver offered no device interface.
     return request.fail(errorOfResult(connection->_takeResult().value_or(kIOReturnError)), "sent");
 }
 
@@ -221,6 +241,7 @@ QrxOutcome QrxGetReport(QrxHIDDevice& device, QrxReportType reportType, unsigned
     const SelfHold hold(device);
     const Request request{device, reportType, reportID, interfaceNumber};
     const Connection connection = connectionOf(device, interfaceNumber);
+    // The model has no operation that asks a device for a report, so this one goes to the driver itself.
     IOHIDDeviceInterface122** const driver = connection ? connection->_borrowedDeviceInterface() : nullptr;
     if (driver == nullptr) {
         return request.fail(QrxError::noSuchInterface, "received");
@@ -233,6 +254,7 @@ QrxOutcome QrxGetReport(QrxHIDDevice& device, QrxReportType reportType, unsigned
     const IOReturn result = (*driver)->getReport(driver, static_cast<IOHIDReportType>(reportType), reportID, buffer,
                                                  &size, 0, nullptr, nullptr, nullptr);
     if (result == kIOReturnSuccess) {
+        // Never more than the buffer, whatever a driver says.
         received = std::min<std::size_t>(size, capacity);
     }
     return request.fail(errorOfResult(result), "received");
@@ -241,6 +263,7 @@ QrxOutcome QrxGetReport(QrxHIDDevice& device, QrxReportType reportType, unsigned
 QrxOutcome QrxGetReport(QrxHIDDevice& device, QrxReportType reportType, unsigned int reportID,
                         std::vector<uint8_t>& report, int interfaceNumber)
 {
+    // Empty on every failure, so that an old answer is not taken for a new one.
     report.clear();
     const Request request{device, reportType, reportID, interfaceNumber};
     const Connection connection = connectionOf(device, interfaceNumber);

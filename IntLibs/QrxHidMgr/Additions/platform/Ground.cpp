@@ -7,6 +7,7 @@ namespace qrx {
 
 std::uint64_t possibleLosses(IOHIDDeviceInterface122** driver, std::error_code& error)
 {
+    // Counted per open channel, so an interface that is not open has no count.
     const std::optional<std::uint64_t> losses = iokit::HidDevice::ofDevice(driver).possibleLosses();
     if (!losses) {
         error = QrxError::notOpen;
