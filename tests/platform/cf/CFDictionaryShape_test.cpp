@@ -134,6 +134,7 @@ TEST_F(CFDictionaryShapeDeathTest, MisuseEndsTheProcess)
     EXPECT_DEATH(makeShape({CFSTR("a"), CFSTR("a")}), "makeShape: a key stands twice");
     EXPECT_DEATH(makeShape(std::vector<CFStringRef>(255, CFSTR("a"))), "makeShape: too many keys");
     EXPECT_DEATH(createShapedDictionary(abcShape(), one), "the values do not match the shape");
+    EXPECT_DEATH(createShapedDictionary(nullptr, one), "the values do not match the shape");
     EXPECT_DEATH(CFDictionarySetValue(const_cast<CFMutableDictionaryRef>(dictionary), CFSTR("a"), CFSTR("x")),
                  "CFDictionarySetValue: the dictionary is immutable");
     EXPECT_DEATH(CFDictionaryGetValue(dictionary, nullptr), "CFDictionaryGetValue: null instead of an object");

@@ -20,7 +20,8 @@ CFNumberRef makeReal(double value)
 /// Releases both.
 bool areEqual(CFTypeRef first, CFTypeRef second)
 {
-    const bool result = CFEqual(first, second) != 0 && CFEqual(second, first) != 0;
+    const bool result = CFEqual(first, second) != 0;
+    EXPECT_EQ(result, CFEqual(second, first) != 0) << "whichever comes first";
     if (result) {
         EXPECT_EQ(CFHash(first), CFHash(second));
     }
@@ -41,6 +42,9 @@ TEST_F(ValuesAtLimits, ARealIsEqualToTheIntegerThatItIsUpToTheLargestOnes)
 {
     EXPECT_TRUE(areEqual(makeReal(-9223372036854775808.0), makeNumber(INT64_MIN)));
     EXPECT_FALSE(areEqual(makeReal(9223372036854775808.0), makeNumber(INT64_MAX)));
+    EXPECT_FALSE(areEqual(makeReal(-9223372036854777856.0), makeNumber(INT64_MIN))) << "the next one below";
+    EXPECT_FALSE(areEqual(makeReal(-1e30), makeReal(-2e30)));
+    EXPECT_FALSE(areEqual(makeReal(1e30), makeReal(2e30)));
     EXPECT_TRUE(areEqual(makeReal(-0.0), makeNumber(0)));
     EXPECT_FALSE(areEqual(makeReal(0.5), makeNumber(0)));
     const double infinity = std::numeric_limits<double>::infinity();
@@ -54,6 +58,19 @@ TEST_F(ValuesAtLimits, AnyTwoNaNsAreEqualAndHaveOneHash)
     EXPECT_TRUE(areEqual(makeReal(std::numeric_limits<double>::quiet_NaN()), makeReal(other)));
     EXPECT_FALSE(areEqual(makeReal(other), makeReal(1)));
     EXPECT_FALSE(areEqual(makeReal(other), makeReal(1.5)));
+}
+
+TEST_F(ValuesAtLimits, AKeyWithoutAValueIsNotAMissingKey)
+{
+    const auto with = [](CFStringRef key, const void* value) {
+        const void* keys[] = {key};
+        const void* values[] = {value};
+        return CFDictionaryCreate(nullptr, keys, values, 1, &kCFTypeDictionaryKeyCallBacks, nullptr);
+    };
+    EXPECT_FALSE(areEqual(with(CFSTR("a"), nullptr), with(CFSTR("b"), nullptr)));
+    EXPECT_TRUE(areEqual(with(CFSTR("a"), nullptr), with(CFSTR("a"), nullptr)));
+    const int number = 1;
+    EXPECT_FALSE(areEqual(with(CFSTR("a"), &number), with(CFSTR("a"), nullptr)));
 }
 
 TEST_F(ValuesAtLimits, DifferentValuesHaveDifferentHashes)
@@ -153,6 +170,7 @@ TEST_F(ValuesAtLimitsDeathTest, AnArrayOrTextOfNothingOrANegativeCountEndsThePro
     EXPECT_DEATH(CFStringCreateWithBytes(nullptr, nullptr, 1, kCFStringEncodingUTF8, false),
                  "CFStringCreateWithBytes: null instead of bytes");
     CFRelease(CFArrayCreate(nullptr, nullptr, 0, &kCFTypeArrayCallBacks));
+    EXPECT_DEATH(__CFStringMakeConstantString(nullptr), "CFSTR: null instead of text");
 }
 
 TEST_F(ValuesAtLimitsDeathTest, WhatIsNoSourceIsInNoLoop)
