@@ -236,6 +236,8 @@ class Finder:
         if first is None:
             return
         last = self.tokens[opened].match
+        if self.tokens[last + 1].text in ASSIGNMENTS:
+            return  # GCC 12 makes a wrong program of `(a ? b : c) = {d}`
         head = self.source.between(first, index - 1)
         tail = self.source.between(index + 1, last)
         self._replace("call", first, last, f"{head} {other} {tail}")

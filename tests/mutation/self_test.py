@@ -43,6 +43,10 @@ class WhatIsFound(unittest.TestCase):
     def test_brackets_of_templates_are_no_comparisons(self):
         self.assertEqual(changes("std::map<int, std::vector<T>> m;"), [])
 
+    def test_what_is_assigned_to_stays(self):
+        self.assertEqual([line for line in changes("x.front() = {1, 2};") if line.startswith("call")], [])
+        self.assertIn("call: x.front() -> x. back ()", changes("g(x.front());"))
+
     def test_a_body_of_a_lambda_is_code(self):
         self.assertIn("relation: x > 3 -> x >= 3", changes("g([](int x) { return x > 3; });"))
 
