@@ -133,6 +133,9 @@ TEST_F(Requests, ADeviceThatLeftCannotBeOpened)
     EXPECT_EQ(std::errc::no_such_device, outcome.getError());
     EXPECT_EQ(nameOf(device) + " was not opened: The device has left.", outcome.getMessage());
     EXPECT_FALSE(QrxIsOpen(*device));
+    for (const int number : {0, 1}) {
+        EXPECT_EQ(QrxError::gone, QrxOpen(*device, number).getError()) << number;
+    }
 }
 
 TEST_F(Requests, WithoutADescriptorOpeningFailsAndLaterSucceeds)

@@ -55,6 +55,14 @@ TEST(LogicalRangesOfItems, ASignedRangeFitsBetweenTheTwoHalves)
     EXPECT_TRUE(isTooWide("17 00 00 00 C0 27 00 00 00 40", "1F"));
 }
 
+TEST(LogicalRangesOfItems, AnyRangeFitsAFieldThatIsWiderThanItsItems)
+{
+    for (const char* size : {"21", "3F", "40", "41", "FF"}) {
+        EXPECT_FALSE(isTooWide("15 00 25 7F", size)) << size;
+        EXPECT_FALSE(isTooWide("17 00 00 00 80 27 FF FF FF 7F", size)) << size;
+    }
+}
+
 TEST(LogicalRangesOfItems, AFieldOf31BitsShowsNoMoreThanItsBits)
 {
     Descriptor descriptor = inApplication("15 00 27 FF FF FF FF 75 1F 09 30 81 02");

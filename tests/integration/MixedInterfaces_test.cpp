@@ -37,6 +37,30 @@ TEST_F(MixedInterfaces, OneHIDInterfaceMakesAHIDDeviceWhereverItStands)
     }
 }
 
+TEST_F(MixedInterfaces, ReportsComeByNumberAndInterfaceWithTheirFieldsInOrderHoweverTheDescriptorMixesThem)
+{
+    // A byte of usage 1 in report 3, of 2 in report 1, of 3 in report 3, of 4 in report 2, of 5 in report 1.
+    const Bytes mixed{0x06, 0x00, 0xff, 0x09, 0x7f, 0xa1, 0x01, 0x15, 0x00, 0x25, 0x7f, 0x75, 0x08, 0x95, 0x01, //
+                      0x85, 0x03, 0x09, 0x01, 0x81, 0x02, 0x85, 0x01, 0x09, 0x02, 0x81, 0x02,                   //
+                      0x85, 0x03, 0x09, 0x03, 0x81, 0x02, 0x85, 0x02, 0x09, 0x04, 0x81, 0x02,                   //
+                      0x85, 0x01, 0x09, 0x05, 0x81, 0x02, 0xc0};
+    QrxVirtualDevice device = deviceOf({mixed, mixed});
+    device.plug();
+    const TreeHandle tree = populatedTree();
+    ASSERT_EQ(1u, tree->getHIDDeviceCount());
+    const DeviceHandle found = tree->getDeviceAtIndex(0);
+    std::string text;
+    for (unsigned int index = 0; index < found->getReportCount(); ++index) {
+        const mis::swizzler<QrxHIDReport> report = found->getReportAtIndex(index);
+        text += std::to_string(report->getReportID()) + " of " + std::to_string(report->getInterfaceNumber()) + ":";
+        for (unsigned int field = 0; field < report->getCapabilityCount(); ++field) {
+            text += " " + std::to_string(report->getCapabilityAtIndex(field)->getUsage());
+        }
+        text += "; ";
+    }
+    EXPECT_EQ("1 of 0: 2 5; 1 of 1: 2 5; 2 of 0: 4; 2 of 1: 4; 3 of 0: 1 3; 3 of 1: 1 3; ", text);
+}
+
 TEST_F(MixedInterfaces, ADevicesReportSizesAreTheLargestOfItsInterfacesAndNothingWithoutAReport)
 {
     QrxVirtualDevice device = deviceOf({kInputOnly, kOutputOnly, kInputOnly});

@@ -60,6 +60,20 @@ TEST_F(ValuesAtLimits, AnyTwoNaNsAreEqualAndHaveOneHash)
     EXPECT_FALSE(areEqual(makeReal(other), makeReal(1.5)));
 }
 
+TEST_F(ValuesAtLimits, DictionariesOfObjectsAndOfPlainPointersAreNotEqual)
+{
+    const void* keys[] = {CFSTR("a")};
+    const void* values[] = {CFSTR("x")};
+    const auto with = [&](const CFDictionaryKeyCallBacks* ofKeys, const CFDictionaryValueCallBacks* ofValues) {
+        return CFDictionaryCreate(nullptr, keys, values, 1, ofKeys, ofValues);
+    };
+    EXPECT_FALSE(areEqual(with(&kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks),
+                          with(&kCFTypeDictionaryKeyCallBacks, nullptr)));
+    EXPECT_FALSE(areEqual(with(&kCFTypeDictionaryKeyCallBacks, &kCFTypeDictionaryValueCallBacks),
+                          with(nullptr, &kCFTypeDictionaryValueCallBacks)));
+    EXPECT_TRUE(areEqual(with(nullptr, nullptr), with(nullptr, nullptr)));
+}
+
 TEST_F(ValuesAtLimits, AKeyWithoutAValueIsNotAMissingKey)
 {
     const auto with = [](CFStringRef key, const void* value) {

@@ -246,6 +246,20 @@ TEST_F(DeviceLives, ASourceDeliversInWhateverModeItIs)
     }).join();
 }
 
+TEST_F(DeviceLives, NothingIsTakenForADeviceThatWasClosedInItsHandler)
+{
+    InterruptReader reader(plug(fake::makeMouse()));
+    int taken = 0;
+    device.wires[0]->onTakeReport = [&] { ++taken; };
+    reader.onReport = [&] { reader.close(); };
+    device.wires[0]->send({1, 0, 0, 0});
+    device.wires[0]->send({2, 0, 0, 0});
+    runDue();
+    EXPECT_EQ(1, reader.reports);
+    EXPECT_EQ(1, taken);
+    device.wires[0]->onTakeReport = nullptr;
+}
+
 TEST_F(DeviceLives, AFetchThatClosesTheDeviceGivesNoValue)
 {
     InterruptReader reader(plug(fake::makeVendorDevice()));

@@ -1,7 +1,9 @@
 /// What a port owes after an interruption: an exception, a pause of the watching, an end of the observation.
 
 #include "Observer.h"
+#include "Reader.h"
 
+#include <cstdlib>
 #include <new>
 #include <stdexcept>
 
@@ -95,6 +97,39 @@ TEST_F(PortLives, ACallbackWithoutMemoryIsCalledAgainThoughItTookNothing)
     mouse.unplug();
 }
 
+TEST_F(PortLives, AnEndDeliversTheRestOfItsOwnDeviceOnly)
+{
+    fake::Device mouse = fake::makeMouse();
+    fake::Device keyboard = fake::makeKeyboard();
+    mouse.plug();
+    keyboard.plug();
+    const auto drivers = servicesOf("IOHIDDevice");
+    ASSERT_EQ(2u, drivers.size());
+    InterruptReader ofMouse(drivers[0]);
+    InterruptReader ofKeyboard(drivers[1]);
+    Observer observer;
+    observer.take();
+    std::string before;
+    observer.onEnd = [&] { before = ofMouse.take() + "/" + ofKeyboard.take(); };
+    // Each time another one of the waiting sources may be served first.
+    mouse.wires[0]->send({1, 2, 3, 4});
+    mouse.unplug();
+    CFRunLoopRemoveSource(CFRunLoopGetCurrent(), ofMouse.source, kCFRunLoopDefaultMode);
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), ofMouse.source, kCFRunLoopDefaultMode);
+    keyboard.wires[0]->onTakeReport = [&] {
+        EXPECT_EQ("|-c077", observer.take()) << "the keyboard's turn is after the end";
+        keyboard.wires[0]->onTakeReport = nullptr;
+    };
+    keyboard.wires[0]->send({0, 0, 4, 0, 0, 0, 0, 0});
+    runDue();
+    EXPECT_EQ("01 02 03 04; /", before);
+    EXPECT_EQ("00 00 04 00 00 00 00 00; ", ofKeyboard.take());
+    for (const io_object_t entry : drivers) {
+        IOObjectRelease(entry);
+    }
+    keyboard.unplug();
+}
+
 TEST_F(PortLives, EachFirstObserverStartsTheWatchingAnew)
 {
     for (int round = 0; round < 3; ++round) {
@@ -158,4 +193,15 @@ TEST_F(PortLives, OnceEverythingIsWatchedNobodyIsWokenForAnotherTry)
         IOObjectRelease(service);
     }
     EXPECT_FALSE(isWoken(kMoreThanOnePeriod));
+}
+
+TEST(ProvidersDeathTest, AreMadeByAnObservationThatIsTheFirstCall)
+{
+    // In a process of its own, in which nothing was enumerated.
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const auto observe = [] {
+        const Observer observer;
+        std::_Exit(fake::provider().isWatching() ? 0 : 1);
+    };
+    EXPECT_EXIT(observe(), testing::ExitedWithCode(0), "");
 }

@@ -164,6 +164,32 @@ TEST_F(Enumeration, TellsThePresentAlternateSetting)
     EXPECT_EQ(sink.at("1-1").interfaces[0].endpointCount, 3);
 }
 
+TEST_F(Enumeration, TellsTheOtherOfTwoAlternateSettings)
+{
+    TreeDevice device = mouse();
+    device.interfaces[0].furtherSettings = 1;
+    device.interfaces[0].presentSetting = 1;
+    tree.plug(device);
+    refreshed();
+    EXPECT_EQ(sink.at("1-1").interfaces[0].alternateSetting, 1);
+    EXPECT_EQ(sink.at("1-1").interfaces[0].endpointCount, 2);
+}
+
+TEST_F(Enumeration, TellsTheSpeed)
+{
+    std::string place = "1-1";
+    for (const auto& [text, speed] : {std::pair("1.5", 0), {"12", 1}, {"480", 2}, {"5000", 3}, {"20000", 3}}) {
+        TreeDevice device = mouse(place);
+        device.speed = text;
+        device.address = 77;
+        tree.plug(device);
+        refreshed();
+        EXPECT_EQ(sink.at(place).speed, speed) << text;
+        EXPECT_EQ(sink.at(place).address, 77);
+        ++place.back();
+    }
+}
+
 TEST_F(Enumeration, TellsTheActiveConfiguration)
 {
     TreeDevice device = mouse();

@@ -294,6 +294,15 @@ TEST_F(HidrawInput, KeepsReportsOfDifferentLengthsApart)
     EXPECT_EQ(taken(), expected + "empty");
 }
 
+TEST_F(HidrawInput, HasRoomForANumberBeforeBitsThatFillNoByte)
+{
+    // Number 1, then 521 bits: 67 bytes with the number.
+    open(Bytes{0x06, 0x00, 0xff, 0x09, 0x01, 0xa1, 0x01, 0x85, 0x01, 0x15, 0x00, 0x25,
+               0x01, 0x75, 0x01, 0x96, 0x09, 0x02, 0x09, 0x02, 0x81, 0x02, 0xc0});
+    node->queueMany(3, 67);
+    EXPECT_EQ(taken(), series(0, 3, 67) + "empty");
+}
+
 TEST_F(HidrawInput, FindsWhatCameAfterAShortReport)
 {
     open(vendorDescriptor(8));

@@ -62,6 +62,7 @@ TEST_F(QrxVirtualDeviceTest, IsPublishedWhenPluggedWithItsInterfacesByNumber)
     EXPECT_EQ(0x04d8, facts().vendorID);
     EXPECT_EQ(0x003f, facts().productID);
     EXPECT_EQ(0x0110, facts().releaseNumber);
+    EXPECT_EQ(64, facts().maxPacketSize0);
     EXPECT_EQ(std::nullopt, facts().vendorName);
     EXPECT_EQ("Ærø", facts().productName);
     EXPECT_EQ("7", facts().serialNumber);

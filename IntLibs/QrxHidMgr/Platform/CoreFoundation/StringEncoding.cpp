@@ -144,7 +144,7 @@ std::string encodeUtf8(std::u16string_view text)
     std::string bytes;
     for (std::size_t index = 0; index < text.size(); ++index) {
         char32_t character = text[index];
-        if (character >= 0xD800 && character <= 0xDFFF) {
+        if (character >= 0xD800 && character <= 0xDBFF) {
             // What was decoded has its surrogates in pairs.
             character = 0x10000 + ((character - 0xD800) << 10) + (text[++index] - 0xDC00u);
         }
