@@ -1,3 +1,7 @@
+// Elements as property dictionaries. The keys of each kind are a shape that all dictionaries share, and the values are
+// numbers that are held in their references, so an element costs one allocation. A published tree is read by every
+// program on a device of the same kind, and never changes.
+
 #include "ElementProperties.h"
 
 #include "CoreFoundation/CFDictionaryShape.h"
@@ -85,11 +89,13 @@ CFRef<CFTypeRef> makeField(const hid::Element& element)
         number(element.unit),
         number(element.unitExponent),
         boolean((flags & hid::kFieldNullState) != 0),
+        // The flag in the descriptor says the opposite, "no preferred state".
         boolean((flags & hid::kFieldNoPreferred) == 0),
         boolean((flags & hid::kFieldNonLinear) != 0),
         boolean((flags & hid::kFieldRelative) != 0),
         boolean((flags & hid::kFieldWrap) != 0),
         boolean((flags & hid::kFieldVariable) == 0),
+        // Null stands for an absent key: only duplicates and slots have an index.
         element.duplicateIndex ? number(*element.duplicateIndex) : nullptr,
     };
     return makeShaped(fieldShape(), values);
@@ -138,6 +144,7 @@ CFRef<CFTypeRef> makeCollection(const hid::ElementTree& tree, const hid::Element
         children.get(),
     };
     CFRef<CFTypeRef> collection = makeShaped(shape, values);
+    // Not before the dictionary exists: if making it fails, the handle releases the children.
     children.leave(); // now the collection's
     return collection;
 }

@@ -1,3 +1,7 @@
+// One device may have many interfaces, and a hostile one may fill the element table of each. The limit of elements is
+// therefore the device's, and each interface gets a share. Whoever wants no more than an equal share gets all of it,
+// which is nearly always the case and needs no look at the other interfaces.
+
 #include "ElementShares.h"
 
 #include "HID/ElementBudget.h"
@@ -13,6 +17,8 @@ hid::Descriptor ElementShares::read(const platform::DeviceFacts& device, std::si
 {
     {
         const std::lock_guard guard(_mutex);
+        // A descriptor that was read for the shares of others waits here for its own interface, so none is parsed
+        // twice.
         _taken.insert(interfaceIndex);
         if (auto waiting = _waiting.extract(interfaceIndex)) {
             return std::move(waiting.mapped());

@@ -6,14 +6,15 @@
 
 namespace qrx::iokit {
 
-/// What the run loop source knows: it may live longer than its client.
+/// The run loop source's link to its client. The source may live longer, held by a run loop or by the application; the
+/// link is then empty.
 struct EventSource::Link {
     Client* client;
 };
 
 void* EventSource::perform(void*, CFIndex, CFAllocatorRef, void* info)
 {
-    // The link outlives the call: the run loop holds the source for it.
+    // The link outlives the call, because the run loop holds the source; the client may end within it.
     if (Client* const client = static_cast<Link*>(info)->client) {
         client->perform();
     }
@@ -26,6 +27,7 @@ EventSource::EventSource(Client& client)
     CFRunLoopSourceContext1 context{};
     context.version = 1;
     context.info = link.get();
+    // No `retain`: the source owns the link from the start.
     context.release = [](const void* info) { delete static_cast<const Link*>(info); };
     context.perform = perform;
     _source = CFRunLoopSourceCreate(kCFAllocatorDefault, 0, reinterpret_cast<CFRunLoopSourceContext*>(&context));

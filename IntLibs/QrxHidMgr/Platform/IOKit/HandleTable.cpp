@@ -7,6 +7,8 @@ namespace qrx::iokit {
 io_object_t HandleTable::unusedNumber()
 {
     for (;;) {
+        // Numbers are not used again before all 32 bits were through, so a handle that was released once too often
+        // names nothing instead of another device.
         const io_object_t number = _nextHandle++;
         if (_nextHandle < kFirstHandle) {
             _nextHandle = kFirstHandle;
@@ -21,6 +23,7 @@ io_object_t HandleTable::handOut(const Object& object)
 {
     if (object->_handle == IO_OBJECT_NULL) {
         const io_object_t number = unusedNumber();
+        // The slot first: if there is no memory for it, the object keeps no number.
         _slots.emplace(number, Slot{object, 0});
         object->_handle = number;
     }
@@ -51,6 +54,8 @@ bool HandleTable::release(io_object_t handle, Object& dropped)
         return false;
     }
     if (--slot->second.count == 0) {
+        // Handed to the caller instead of destroyed here: its end may run code of a provider, and the registry is
+        // locked.
         dropped = std::move(slot->second.object);
         dropped->_handle = IO_OBJECT_NULL;
         _slots.erase(slot);

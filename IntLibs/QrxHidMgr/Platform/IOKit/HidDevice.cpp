@@ -1,3 +1,13 @@
+// One program's access to one HID interface. Reports come from the channel whenever one of the run loop sources is
+// served, the device's own or that of one of its queues. A visit to the channel (Pass) takes a bounded number of
+// reports and hands each on at once: to the queues, then to the interrupt handler, then to the callout of the queue
+// whose source is served.
+//
+// Each of these may close the device, open it again, drop the last reference or throw. A generation number, which goes
+// up with every open and close, tells a pass whether the channel that it holds is still the device's. What a pass
+// leaves in the channel's memory is not announced by the descriptor any more, so the pass signals the sources for it at
+// its end, an exception included.
+
 #include "HidDevice.h"
 
 #include "HidQueue.h"
@@ -16,8 +26,8 @@ namespace qrx::iokit {
 
 namespace {
 
-/// Reports that one pass hands on before other sources of the run loop get their turn: what the kernel keeps for one
-/// reader, so that a pass catches up with any delay, while a device that sends without pause cannot keep the loop.
+/// The reports that one pass hands on before other sources of the run loop get their turn: as many as the kernel keeps
+/// for one reader. So a pass catches up with any delay, while a device that sends without pause cannot keep the loop.
 constexpr int kReportsPerPass = 64;
 
 IOReturn resultOf(platform::Status status)
@@ -65,6 +75,7 @@ void HidDevice::retire()
     closeChannel();
     _interrupt = {};
     _removal = {};
+    // Queues may be held longer than their device. They are told first and answer "no device" from then on.
     for (HidQueue* queue : std::exchange(_queues, {})) {
         queue->deviceGone();
     }
@@ -92,9 +103,11 @@ int HidDevice::descriptor() const
 
 IOReturn HidDevice::open(IOOptionBits flags)
 {
+    // hidraw has no exclusive opening; answering success would promise what is not so.
     if ((flags & kIOHIDOptionsTypeSeizeDevice) != 0) {
         return kIOReturnUnsupported;
     }
+    // Opening twice is harmless, unless the device has left since.
     if (_channel) {
         return _isGone ? kIOReturnNotAttached : kIOReturnSuccess;
     }
@@ -107,7 +120,7 @@ IOReturn HidDevice::open(IOOptionBits flags)
     }
     LocalShared<HIDChannel> opened(std::move(channel));
     open_devices::add(self);
-    // From here on nothing takes memory: the device is open or is not.
+    // Nothing takes memory from here on, so the device is either open or not.
     _channel = std::move(opened);
     ++_generation;
     _isGone = false;
@@ -133,13 +146,15 @@ void HidDevice::closeChannel()
     _completions.clear();
     _lastReports.clear();
     _keepsReports = false;
-    // The last step, with nothing of ours half done: a pass or request in progress may hold the channel longer.
+    // The last step: ending the channel may run foreign code, which finds this object closed. A pass or request in
+    // progress may hold the channel longer.
     const auto channel = std::move(_channel);
 }
 
 void HidDevice::setInterruptHandler(const InterruptHandler& handler)
 {
     _interrupt = handler;
+    // Without a buffer no byte is copied, but the handler is still called.
     if (_interrupt.buffer == nullptr) {
         _interrupt.size = 0;
     }
@@ -203,13 +218,14 @@ inline void HidDevice::interrupt(std::span<const std::uint8_t> bytes)
 
 inline bool HidDevice::deliversInterruptsFor(const HidQueue* origin) const
 {
-    // A queue's source serves the interrupt handler as well if the device's own source is there to be served.
+    // A visit from a queue's source also serves the interrupt handler, provided that the device's own source is in this
+    // run loop: otherwise the program does not expect its handler on this thread.
     return _interrupt.callback != nullptr && _source &&
            (origin == nullptr ||
             CFRunLoopContainsSource(CFRunLoopGetCurrent(), _source->source(), kCFRunLoopDefaultMode));
 }
 
-/// One visit to the channel.
+/// One visit to the channel. It holds the channel, and the state at its beginning.
 struct HidDevice::Pass {
     Pass(HidDevice& visited, HidQueue* servedQueue)
         : device(visited), origin(servedQueue), channel(visited._channel), generation(visited._generation),
@@ -219,8 +235,8 @@ struct HidDevice::Pass {
     Pass(const Pass&) = delete;
     Pass& operator=(const Pass&) = delete;
 
-    /// Comes back for what was fetched but not handed on: its descriptor does not tell of it any more. After an
-    /// exception too, which may also have passed over the queue's callout.
+    /// Makes the loop come back for what was fetched but not handed on: the descriptor does not announce it any more.
+    /// After an exception, too, which may have kept the queue's callout from being called.
     ~Pass()
     {
         if (!isOver && isCurrent() && (channel->hasFetchedReports() || (origin != nullptr && origin->isCalloutDue()))) {
@@ -241,6 +257,7 @@ struct HidDevice::Pass {
 
 void HidDevice::perform()
 {
+    // Keeps this object until the callback returns, whatever is released within it.
     const Call call(*this);
     if (!_completions.empty()) {
         deliverCompletions();
@@ -266,7 +283,8 @@ inline bool HidDevice::takeReports(Pass& pass)
     std::span<const std::uint8_t> report;
     for (int taken = 0; taken < kReportsPerPass; ++taken) {
         const HIDChannel::Next next = pass.channel->takeReport(report);
-        // Taking a report may run foreign code, which hears of the room that it makes.
+        // A virtual device announces the room that taking a report makes, so foreign code may run here and close this
+        // device.
         if (_generation != pass.generation) {
             return false;
         }
@@ -293,7 +311,8 @@ inline void HidDevice::deliver(std::span<const std::uint8_t> report, const Pass&
     if (pass.deliversInterrupts && _interrupt.callback != nullptr) {
         interrupt(report);
     }
-    // The queue may have been given up meanwhile; then it has no callout any more. Its source's call keeps it.
+    // The queue may have been released in the handler. Its callout is cleared then; the call of its source keeps the
+    // object.
     if (pass.origin != nullptr && pass.isCurrent()) {
         pass.origin->callOut();
     }
@@ -302,6 +321,7 @@ inline void HidDevice::deliver(std::span<const std::uint8_t> report, const Pass&
 void HidDevice::tellLosses(Pass& pass)
 {
     const std::uint64_t losses = pass.channel->possibleLosses();
+    // The channel counts from its opening; what is reported is the difference.
     const std::uint64_t count = losses - std::exchange(_toldLosses, losses);
     if (pass.deliversInterrupts && _interrupt.callback != nullptr) {
         _interrupt.callback(_interrupt.target, kIOReturnOverrun, _interrupt.refcon, &_deviceFace,
@@ -326,13 +346,13 @@ bool HidDevice::findServedSource(HidQueue*& origin) const
 void HidDevice::deliverRest()
 {
     const auto self = shared_from_this();
-    // What has left sends nothing more, so this ends; each pass may change what is served.
+    // A device that has left sends nothing more, so this ends. Each pass may change which sources are served.
     for (bool isMore = true; isMore;) {
         HidQueue* origin = nullptr;
         if (!findServedSource(origin)) {
             return;
         }
-        // A queue may be given up within its callout.
+        // The callout may release its own queue.
         const auto held = origin != nullptr ? origin->shared_from_this() : nullptr;
         isMore = pump(origin);
     }
@@ -340,6 +360,8 @@ void HidDevice::deliverRest()
 
 void HidDevice::noteInput(std::span<const std::uint8_t> bytes, const HidQueue* origin)
 {
+    // The number is the first byte where the interface numbers its reports, by its descriptor; the bytes alone do not
+    // tell.
     const bool isNumbered = elements()->usesReportIDs;
     const std::uint32_t id = isNumbered && !bytes.empty() ? bytes.front() : 0;
     note({hid::ReportType::input, id, bytes, true}, origin);
@@ -359,9 +381,10 @@ void HidDevice::note(const ReportView& report, const HidQueue* origin)
 
 void HidDevice::deviceLeft()
 {
-    // Its descriptor stays readable for ever: out of the sets with it.
+    // The descriptor of a device that has left stays readable for ever, so it leaves the sets before anything else.
     watch(-1);
     _isGone = true;
+    // Cleared before the call: it is called once, and may set another.
     const RemovalHandler handler = std::exchange(_removal, {});
     if (handler.callback != nullptr) {
         handler.callback(handler.target, kIOReturnSuccess, handler.refcon, &_deviceFace);
@@ -394,7 +417,8 @@ IOReturn HidDevice::finish(IOReturn result, std::uint32_t size, Completion compl
 
 void HidDevice::deliverCompletions()
 {
-    // As many as there are now: a callback may ask for more. Each is out of the list before its call.
+    // Only as many as there are now, since a callback may ask for more. Each leaves the list before its call, and the
+    // source is signalled before the call too, in case it throws.
     for (std::size_t left = _completions.size(); left > 0 && !_completions.empty(); --left) {
         const Completion completion = _completions.front();
         _completions.pop_front();
@@ -417,12 +441,13 @@ IOReturn HidDevice::setReport(std::uint32_t type, std::uint32_t id, Bytes bytes,
     if (completion.callback != nullptr && !_source) {
         return kIOReturnUnsupported;
     }
-    // Foreign code may run in the call: the owner of a virtual device.
+    // The owner of a virtual device may run in the call, and may close or release this object.
     const auto self = shared_from_this();
     const auto channel = _channel;
     const auto status = channel->setReport(static_cast<platform::ReportType>(type), id, bytes);
     if (status != platform::Status::success) {
         tellRefusedReport(_entry->record().facts, _entry->facts(), type, id, resultOf(status));
+        // Output that was sent is an event for queues with output elements, unless the device was closed meanwhile.
     } else if (channel == _channel && !_queues.empty()) {
         note({static_cast<hid::ReportType>(type), id, bytes, false}, nullptr);
     }
@@ -446,6 +471,7 @@ IOReturn HidDevice::getReport(std::uint32_t type, std::uint32_t id, Bytes buffer
     std::size_t received = 0;
     const auto status = channel->getReport(static_cast<platform::ReportType>(type), id, buffer, received);
     if (status == platform::Status::success) {
+        // A channel that reports more than it was given room for must not make a caller read beyond the buffer.
         received = std::min(received, buffer.size());
         size = static_cast<std::uint32_t>(received);
         if (channel == _channel && (!_queues.empty() || _keepsReports)) {
@@ -462,6 +488,7 @@ const std::vector<std::uint8_t>* HidDevice::lastReport(hid::ReportType type, std
     if (known != _lastReports.end() && !isFresh) {
         return &known->second;
     }
+    // The buffer has the longest size of the type; the answer says how long this report is.
     const std::uint32_t sizes[] = {elements()->maxInputReportSize, elements()->maxOutputReportSize,
                                    elements()->maxFeatureReportSize};
     std::vector<std::uint8_t> buffer(sizes[static_cast<std::size_t>(type)]);
@@ -485,6 +512,7 @@ IOReturn HidDevice::elementValue(IOHIDElementCookie cookie, IOHIDEventStruct& ev
     const auto self = shared_from_this();
     const auto* report = lastReport(*type, element.reportID, *type == hid::ReportType::feature);
     ElementValue value;
+    // A selector has no place in the report: its value depends on what all entries of its array show.
     if (element.role == hid::ElementRole::arraySelector) {
         HidQueueElement selector(*tree, cookie);
         auto taken = report != nullptr ? selector.take({*type, element.reportID, *report, false}, true)

@@ -24,24 +24,17 @@ namespace qrx::iokit {
 
 class HidQueue;
 
-/// A program's access to one HID driver: the object behind IOCFPlugInInterface and IOHIDDeviceInterface122, two faces
-/// with one count.
-///
-/// Making it opens nothing; open() gets a channel of its own, so that any number of objects read the same device. On
-/// one thread, with its queues. Inside a callback everything may be done, the last release included: the object lives
-/// until the callback returns, and nothing is called after it.
-///
 /// Input reports are taken from the channel by whichever source of the device or its queues is served, and go straight
 /// on: into the queues, and into the buffer of the interrupt handler, without being kept. The interrupt handler is
-/// called where the device's own source is in the run loop. What the platform's form of it has and this has not:
+/// called where the device's own source is in the run loop. Not supported here, or different:
 /// - exclusive opening (kIOHIDOptionsTypeSeizeDevice), setElementValue, queryElementValue, copyMatchingElements and the
 ///   asynchronous port answer kIOReturnUnsupported, allocOutputTransaction gives null;
 /// - setReport and getReport with a callback do their work at once and call back from the device's source, which must
 ///   exist (kIOReturnUnsupported otherwise); what has not been called back at a close is dropped;
 /// - where the channel may have lost input, the interrupt handler and a queue's callout are called with the result
 ///   kIOReturnOverrun;
-/// - getElementValue of an input element tells the last report since its first call, which asks the device for one; it
-///   asks for feature values each time.
+/// - getElementValue of an input element answers from the last report since its first call, which asks the device for
+///   one; it asks for feature values each time.
 class HidDevice final : public EventSource::Client, public CountedInterface<HidDevice> {
 public:
     /// What the user holds a pointer to; the tables lead back to the object.
@@ -92,7 +85,8 @@ public:
     IOReturn open(IOOptionBits flags);
     IOReturn close();
     void setRemovalHandler(RemovalHandler handler) { _removal = handler; }
-    /// Stays over close and open, as the platform has it: whoever frees the buffer sets another or does not open again.
+    /// Survives close and reopen, as on the platform: whoever frees the buffer sets another handler or does not open
+    /// again.
     void setInterruptHandler(const InterruptHandler& handler);
     IOReturn setReport(std::uint32_t type, std::uint32_t id, Bytes bytes, Completion completion);
     /// `size`: what came; unchanged on failure.

@@ -22,7 +22,7 @@ constexpr std::array<std::string_view, 4> kDriverClasses{"IOUSBHIDDriver", kIOHI
                                                          "IORegistryEntry"};
 constexpr std::array<std::string_view, 3> kClientClasses{"IOHIDInterface", "IOService", "IORegistryEntry"};
 
-/// Enough to see what is wrong; a hostile descriptor must not fill the log.
+/// Enough to see what is wrong. A hostile descriptor must not fill the log.
 constexpr std::size_t kDiagnosisLines = 8;
 
 std::string nameOf(const platform::DeviceFacts& device, const platform::InterfaceFacts& interface)
@@ -47,6 +47,7 @@ void tellDiagnoses(const platform::DeviceFacts& device, const platform::Interfac
             ++untold;
             continue;
         }
+        // Warnings are for those who look for them: nearly every device breaks some rule.
         const auto level = diagnosis.isError ? platform::LogLevel::error : platform::LogLevel::info;
         if (platform::logs(level)) {
             platform::log(level, name + ", byte " + std::to_string(diagnosis.offset) + ", " + diagnosis.item + ": " +
@@ -61,6 +62,8 @@ void tellDiagnoses(const platform::DeviceFacts& device, const platform::Interfac
 
 } // namespace
 
+// Called at the first look at what is below an interface. The descriptor is read, its faults are logged, and the tree
+// is turned into properties; afterwards the tree itself is not needed.
 std::shared_ptr<HidDriverEntry> makeHidDriverEntry(std::shared_ptr<DeviceRecord> record, std::size_t interfaceIndex)
 {
     const platform::InterfaceFacts& facts = record->facts.interfaces[interfaceIndex];
@@ -71,11 +74,14 @@ std::shared_ptr<HidDriverEntry> makeHidDriverEntry(std::shared_ptr<DeviceRecord>
     const hid::ElementTree tree =
         hid::buildElementTree(descriptor, record->elementShares.limitsFor(record->facts, descriptor));
     tellDiagnoses(record->facts, facts, descriptor);
+    // The platform publishes no driver for an interface without reports; an application would find a device that can do
+    // nothing.
     if (!tree.hasFields) {
         platform::log(platform::LogLevel::error,
                       nameOf(record->facts, facts) + " declares no report: the interface is left out");
         return nullptr;
     }
+    // Kept by the device, which releases it after all properties: those hold the array too.
     record->elements[interfaceIndex] = SharedElements::acquire(facts.reportDescriptor, tree);
     return std::make_shared<HidDriverEntry>(std::move(record), interfaceIndex, tree);
 }
@@ -85,6 +91,7 @@ HidDriverEntry::HidDriverEntry(std::shared_ptr<DeviceRecord> record, std::size_t
     : RegistryEntry(std::move(record), kDriverClasses), _index(interfaceIndex),
       _dictionary(makeHidProperties(_record->facts, facts(), tree, _record->elements[interfaceIndex]->array()))
 {
+    // Exactly one client: the elements of a driver are listed once for each child that it has.
     _clients.push_back(std::make_shared<HidClientEntry>(_record));
 }
 
@@ -96,6 +103,8 @@ CFRef<CFDictionaryRef> HidDriverEntry::makeProperties() const
 std::shared_ptr<const hid::ElementTree> HidDriverEntry::elements()
 {
     const std::lock_guard guard(_elementsMutex);
+    // Only open devices with queues, or that are asked for values, need the tree. It is made again when it is asked
+    // for, from the bytes, which costs less than keeping it for every device.
     std::shared_ptr<const hid::ElementTree> elements = _elements.lock();
     if (!elements) {
         hid::Descriptor descriptor = hid::parseReportDescriptor(facts().reportDescriptor);

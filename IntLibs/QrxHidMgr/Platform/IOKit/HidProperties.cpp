@@ -12,7 +12,8 @@ namespace qrx::iokit {
 
 namespace {
 
-/// Microseconds. The real interval stands in the endpoint descriptor, which nobody on the platform looks up for it.
+/// In microseconds. The endpoint descriptor has the real interval; no program reads it from here, so a usual value is
+/// published.
 constexpr std::int32_t kReportInterval = 8000;
 
 CFRef<CFTypeRef> makeUsagePair(const hid::UsagePair& pair)
@@ -29,6 +30,7 @@ CFRef<CFTypeRef> makeUsagePairs(const hid::ElementTree& tree)
     for (const hid::UsagePair& pair : tree.usagePairs) {
         pairs.push_back(makeUsagePair(pair));
     }
+    // Matching by usage needs at least one pair, also for a descriptor without collections.
     if (pairs.empty()) {
         pairs.push_back(makeUsagePair(tree.primaryUsage));
     }
@@ -72,6 +74,7 @@ CFRef<CFDictionaryRef> makeHidProperties(const platform::DeviceFacts& device, co
         CFSTR(kIOHIDReportDescriptorKey),
         CFRef<CFTypeRef>::adopt(CFDataCreate(kCFAllocatorDefault, bytes.data(), static_cast<CFIndex>(bytes.size()))));
     list.object(CFSTR(kIOHIDElementKey), CFRef<CFTypeRef>::retain(elements));
+    // What a queue of whole reports is made of, and what the model's reports take their sizes from.
     list.object(CFSTR("InputReportElements"), asObject(makeReportHandlers(tree)));
     return list.finish();
 }

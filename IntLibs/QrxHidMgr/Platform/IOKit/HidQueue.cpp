@@ -1,3 +1,8 @@
+// A queue of value changes. Each of its elements remembers its last value and turns a report into an event if the value
+// has changed (or always, as its kind demands). The events of one report are in the order of the cookies, report
+// handlers first. The callout is due when an event comes into the empty queue; it is called once, and its receiver is
+// expected to read until the queue is empty.
+
 #include "HidQueue.h"
 
 #include "HidDevice.h"
@@ -11,6 +16,7 @@ namespace qrx::iokit {
 
 namespace {
 
+// In nanoseconds of the monotonic clock, as all times of this ground.
 std::uint64_t now()
 {
     return static_cast<std::uint64_t>(std::chrono::steady_clock::now().time_since_epoch() /
@@ -22,8 +28,10 @@ bool isHandler(const HidQueueElement& element)
     return element.element().role == hid::ElementRole::reportHandler;
 }
 
+// The order of the events of one report.
 bool comesBefore(const HidQueueElement& first, const HidQueueElement& second)
 {
+    // Handlers carry whole reports, and their cookies are the highest; receivers expect them before the fields.
     return std::pair(!isHandler(first), first.element().cookie) <
            std::pair(!isHandler(second), second.element().cookie);
 }
@@ -109,8 +117,10 @@ IOReturn HidQueue::create(std::uint32_t flags, std::uint32_t depth)
         return kIOReturnNoDevice;
     }
     clear();
+    // Creating again begins anew: elements and events of before are gone, as on the platform.
     _isCreated = true;
     _isEveryValueQueued = (flags & kIOHIDQueueOptionsTypeEnqueueAll) != 0;
+    // A queue without room could never deliver.
     _depth = std::max<std::size_t>(depth, 1);
     return kIOReturnSuccess;
 }
@@ -133,6 +143,7 @@ IOReturn HidQueue::addElement(IOHIDElementCookie cookie)
     if (cookie == 0 || cookie >= elements->elements.size() || !reportTypeOf(elements->elements[cookie])) {
         return kIOReturnBadArgument;
     }
+    // The platform's answer for an element that is in the queue already.
     if (hasElement(cookie)) {
         return kIOReturnNoMemory;
     }
@@ -164,6 +175,7 @@ IOReturn HidQueue::start()
         return result;
     }
     _events.clear();
+    // What was queued, and what was seen, belongs to the time before the start.
     std::for_each(_elements.begin(), _elements.end(), [](auto& element) { element.forget(); });
     _isCalloutDue = false;
     _isStarted = _wasStarted = true;
@@ -190,6 +202,7 @@ IOReturn HidQueue::nextEvent(IOHIDEventStruct& event)
     if (!_device->isOpen()) {
         return kIOReturnNotOpen;
     }
+    // Before its first start a queue has no memory for events on the platform; hence this code and not "empty".
     if (!_wasStarted) {
         return kIOReturnNoMemory;
     }
@@ -202,6 +215,7 @@ IOReturn HidQueue::nextEvent(IOHIDEventStruct& event)
     event.value = next.value.value;
     event.timestamp = {static_cast<UInt32>(next.timestamp), static_cast<UInt32>(next.timestamp >> 32)};
     event.longValueSize = next.value.longSize;
+    // The block belongs to the receiver from here on, who frees it.
     event.longValue = next.value.longValue.release();
     _events.pop_front();
     return kIOReturnSuccess;
@@ -242,6 +256,7 @@ void HidQueue::signal()
     }
 }
 
+// Called for every report while the queue is started, from whichever source is served.
 bool HidQueue::take(const ReportView& report)
 {
     const bool wasDue = _isCalloutDue;
@@ -251,10 +266,11 @@ bool HidQueue::take(const ReportView& report)
     const std::uint64_t timestamp = now();
     for (HidQueueElement& element : _elements) {
         auto value = element.take(report, _isEveryValueQueued);
-        // A full queue drops what comes; what waits stays.
+        // A full queue drops the new event and keeps those that wait.
         if (!value || _events.size() >= _depth) {
             continue;
         }
+        // Due when the first event comes into the empty queue: its reader is called once and reads until it is empty.
         _isCalloutDue = _isCalloutDue || _events.empty();
         _events.push_back({static_cast<IOHIDElementType>(element.element().type), element.element().cookie, timestamp,
                            std::move(*value)});
@@ -275,7 +291,8 @@ void HidQueue::callOut()
     if (!_isCalloutDue || _callout.function == nullptr || _events.empty()) {
         return;
     }
-    /// A callout that is left by an exception is called again for what it has not taken.
+    /// An exception of the callout leaves events in the queue for which it is not called again by itself; so it is made
+    /// due again.
     struct Retry {
         HidQueue& queue;
         bool isOver = false;
@@ -289,6 +306,7 @@ void HidQueue::callOut()
     };
     _isCalloutDue = false;
     Retry retry{*this};
+    // A copy: the callout may set another one, or release the queue.
     const Callout callout = _callout;
     callout.function(callout.target, kIOReturnSuccess, callout.refcon, &_face);
     retry.isOver = true;
@@ -297,6 +315,7 @@ void HidQueue::callOut()
 void HidQueue::perform()
 {
     const Call call(*this);
+    // The callout may release the device, which clears `_device`; the reference keeps it for the comparison below.
     const auto device = _device != nullptr ? _device->shared_from_this() : nullptr;
     callOut();
     if (_device != nullptr && _device == device.get()) {

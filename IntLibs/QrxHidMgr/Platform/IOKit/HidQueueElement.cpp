@@ -12,6 +12,7 @@ constexpr std::uint32_t kBitsOfShortValue = 32;
 constexpr std::uint32_t kKeyboardPage = 7;
 constexpr std::uint32_t kErrorRollOver = 1;
 
+// The limits of an element are 32-bit patterns; a negative one means signed values. Whole reports have no sign.
 bool isSigned(const hid::Element& element)
 {
     return element.role != hid::ElementRole::reportHandler && (element.min < 0 || element.max < 0);
@@ -22,6 +23,7 @@ std::size_t bytesOf(std::uint32_t bits)
     return (std::size_t{bits} + 7) / 8;
 }
 
+// A long value begins at any bit; in the block it begins at bit 0.
 void copyBits(std::span<const std::uint8_t> report, std::size_t bitOffset, std::uint32_t bits, std::uint8_t* target)
 {
     for (std::uint32_t done = 0; done < bits; done += 8) {
@@ -57,6 +59,7 @@ ElementValue readValue(const hid::Element& element, std::span<const std::uint8_t
         return value;
     }
     const std::size_t size = bytesOf(bits);
+    // From malloc's heap, because the receiver of the event frees it. Cleared, so that bits beyond the value are 0.
     value.longValue.reset(std::calloc(size, 1));
     if (!value.longValue) {
         throw std::bad_alloc();
@@ -127,7 +130,8 @@ std::optional<ElementValue> HidQueueElement::takeSelector(std::span<const std::u
     ElementValue value;
     value.value = isSelected(report, isRolledOver) ? 1 : 0;
     if (isRolledOver && _element.usage != kErrorRollOver) {
-        // The keyboard cannot tell which keys are down: they stay as they were.
+        // Too many keys at once: every entry shows ErrorRollOver, and the keyboard cannot tell which keys are down.
+        // They stay as they were.
         return std::nullopt;
     }
     if (!hasChanged(value) && !isEveryValueQueued) {
@@ -141,6 +145,7 @@ bool HidQueueElement::hasChanged(const ElementValue& value)
     const std::uint8_t* bytes = value.longValue ? static_cast<const std::uint8_t*>(value.longValue.get())
                                                 : reinterpret_cast<const std::uint8_t*>(&value.value);
     const std::size_t size = value.longValue ? value.longSize : sizeof value.value;
+    // A value that was never seen counts as 0: the first report makes events only for what is not 0.
     _last.resize(size);
     if (std::equal(_last.begin(), _last.end(), bytes)) {
         return false;
@@ -154,7 +159,11 @@ std::optional<ElementValue> HidQueueElement::take(const ReportView& report, bool
     if (report.type != _type || report.id != _element.reportID) {
         return std::nullopt;
     }
+    // What is queued of a report: everything of a handler, every change of a relative value (0 included), and of all
+    // other elements what differs from the last time.
     const bool isHandler = _element.role == hid::ElementRole::reportHandler;
+    // A short input report is dropped as a whole: which of its fields it has is not certain. Reports that were asked
+    // for or sent do not concern handlers.
     if (report.isInput ? report.bytes.size() < _declaredBytes : isHandler) {
         return std::nullopt;
     }

@@ -19,7 +19,8 @@ struct ReportView {
     std::uint32_t id;
     /// As it travels, with the number of a numbered report.
     std::span<const std::uint8_t> bytes;
-    /// It came unasked: only such a report concerns report handlers and may be too short.
+    /// An unsolicited input report, as opposed to one that was asked for or sent. Only such a report concerns report
+    /// handlers and may be too short.
     bool isInput;
 };
 

@@ -1,5 +1,5 @@
-/// The functions of the tables: from a face to its object, with the arguments of the one turned into those of the
-/// other.
+/// The tables of functions behind the published interfaces. Each function finds the object behind the pointer that the
+/// caller holds (its "face"), and passes the arguments on. The order of the functions is the platform's.
 
 #include "HidTables.h"
 
@@ -25,6 +25,7 @@ HRESULT answerQuery(HidDevice& device, REFIID iid, LPVOID* interface)
     return *interface != nullptr ? S_OK : E_NOINTERFACE;
 }
 
+// There are no ports here; the run loop source is the way to be called.
 IOReturn noAsyncPort(void*, mach_port_t*)
 {
     return kIOReturnUnsupported;
@@ -70,6 +71,7 @@ IOReturn setRemovalHandler(void* self, IOHIDCallbackFunction callback, void* tar
     return kIOReturnSuccess;
 }
 
+// A queue has one face, so every ID that it knows gives the same pointer.
 HRESULT queryQueue(void* self, REFIID iid, LPVOID* interface)
 {
     const CFUUIDBytes known[] = {CFUUIDGetUUIDBytes(IUnknownUUID), CFUUIDGetUUIDBytes(kIOHIDQueueInterfaceID)};
@@ -95,6 +97,7 @@ const IOCFPlugInInterface kHidPlugInTable = {
     .Release = [](void* self) -> ULONG { return HidDevice::ofPlugIn(self).release(); },
     .version = 1,
     .revision = 0,
+    // The plug-in was made for this very driver, so there is nothing to probe and nothing to start.
     .Probe = [](void*, CFDictionaryRef, io_service_t, SInt32* order) -> IOReturn {
         if (order != nullptr) {
             *order = 0;
@@ -102,6 +105,7 @@ const IOCFPlugInInterface kHidPlugInTable = {
         return kIOReturnSuccess;
     },
     .Start = [](void*, CFDictionaryRef, io_service_t) -> IOReturn { return kIOReturnSuccess; },
+    // Destroying the plug-in closes what was opened through it.
     .Stop = [](void* self) -> IOReturn { return HidDevice::ofPlugIn(self).close(); },
 };
 

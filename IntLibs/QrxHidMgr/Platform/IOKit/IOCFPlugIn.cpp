@@ -21,12 +21,14 @@ kern_return_t IOCreatePlugInInterfaceForService(io_service_t service, CFUUIDRef 
     if (!driver || pluginType != kIOHIDDeviceUserClientTypeID) {
         return kIOReturnUnsupported;
     }
+    // A device that has left cannot be opened; a program that asks anyway has been overtaken by the unplug.
     if (!driver->isActive()) {
         return kIOReturnNoResources;
     }
     struct Release {
         void operator()(IOCFPlugInInterface** owned) const { (*owned)->Release(owned); }
     };
+    // The factory's own reference goes at the end, after the query has taken one for the caller.
     const std::unique_ptr<IOCFPlugInInterface*, Release> plugIn(HidDevice::create(driver));
     void* face = nullptr;
     const HRESULT result = (*plugIn)->QueryInterface(plugIn.get(), CFUUIDGetUUIDBytes(interfaceType), &face);

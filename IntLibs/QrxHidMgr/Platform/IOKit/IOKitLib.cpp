@@ -1,3 +1,7 @@
+// The published calls of the registry. Each turns handles into objects, checks what it was given, and answers with the
+// platform's codes. Calls that take a matching dictionary consume one reference on it, on failure too. Handle 0 is
+// "nothing", and most calls accept it without an error.
+
 #include "CFRef.h"
 #include "CoreFoundation/CFDictionaryShape.h"
 #include "Matching.h"
@@ -27,6 +31,7 @@ io_iterator_t handOutIterator(RegistryEntry::List entries)
     return Registry::instance().handOut(std::make_shared<RegistryIterator>(std::move(entries)));
 }
 
+// Devices here are matched by nobody but programs, so "matched" and "first match" are the same moment.
 std::optional<Notification::Kind> kindOf(std::string_view type)
 {
     if (type == kIOFirstMatchNotification || type == kIOMatchedNotification) {
@@ -42,6 +47,7 @@ std::optional<Notification::Kind> kindOf(std::string_view type)
 
 kern_return_t IOMasterPort(mach_port_t, mach_port_t* masterPort)
 {
+    // The one master port, never destroyed: handles on it may be released while the process ends.
     static const auto& port = *new std::shared_ptr<RegistryObject>(std::make_shared<MasterPort>());
     if (masterPort == nullptr) {
         return kIOReturnBadArgument;
@@ -68,6 +74,7 @@ boolean_t IOObjectConformsTo(io_object_t object, const io_name_t className)
 
 boolean_t IOObjectIsEqualTo(io_object_t object, io_object_t other)
 {
+    // An entry has one handle as long as it is held, so equal handles are equal entries.
     return object == other ? 1 : 0;
 }
 
@@ -110,8 +117,10 @@ kern_return_t IOServiceGetMatchingServices(mach_port_t, CFDictionaryRef matching
         return kIOReturnBadArgument;
     }
     Registry& registry = Registry::instance();
+    // An enumeration shows what is there now. While somebody observes, this costs one look for events.
     registry.providers().refresh();
     RegistryEntry::List entries = registry.matching(Matching(matching));
+    // The platform gives no iterator where nothing matches.
     *existing = entries.empty() ? IO_OBJECT_NULL : handOutIterator(std::move(entries));
     return KERN_SUCCESS;
 }
@@ -128,6 +137,7 @@ void IONotificationPortDestroy(IONotificationPortRef port)
     if (!found) {
         return;
     }
+    // The source first: its end closes the port, and nothing is delivered any more.
     found->dropSource();
     registry.destroyPort(found);
 }
@@ -142,6 +152,7 @@ kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef port, const
                                                CFDictionaryRef matching, IOServiceMatchingCallback callback,
                                                void* refcon, io_iterator_t* notification)
 {
+    // Consumed on every path, failures included.
     const auto consumed = CFRef<CFDictionaryRef>::adopt(matching);
     Registry& registry = Registry::instance();
     const auto found = registry.findPort(port);
@@ -163,11 +174,12 @@ kern_return_t IORegistryEntryGetChildIterator(io_registry_entry_t entry, const i
     if (!found || plane == nullptr || iterator == nullptr) {
         return kIOReturnBadArgument;
     }
+    // There is one plane; in any other one an entry has no children.
     if (std::strcmp(plane, kIOServicePlane) != 0) {
         *iterator = IO_OBJECT_NULL;
         return KERN_SUCCESS;
     }
-    // The children of an ended device are detached.
+    // The children of a device that has left are detached, as on the platform.
     *iterator = handOutIterator(found->isActive() ? found->children() : RegistryEntry::List{});
     return KERN_SUCCESS;
 }
@@ -179,6 +191,7 @@ kern_return_t IORegistryEntryCreateCFProperties(io_registry_entry_t entry, CFMut
     if (!found || properties == nullptr) {
         return kIOReturnBadArgument;
     }
+    // A copy, since the caller owns it and may change it; the values are shared.
     *properties = CFDictionaryCreateMutableCopy(kCFAllocatorDefault, 0, found->properties());
     return KERN_SUCCESS;
 }
@@ -190,5 +203,6 @@ CFTypeRef IORegistryEntryCreateCFProperty(io_registry_entry_t entry, CFStringRef
         return nullptr;
     }
     const void* value = CFDictionaryGetValue(found->properties(), key);
+    // The value itself, retained: values are immutable and shared.
     return value == nullptr ? nullptr : CFRetain(value);
 }

@@ -19,6 +19,7 @@ Matching::Matching(CFDictionaryRef dictionary)
     std::vector<const void*> values(static_cast<std::size_t>(count));
     CFDictionaryGetKeysAndValues(dictionary, keys.data(), values.data());
     for (std::size_t index = 0; index < keys.size(); ++index) {
+        // Each key and value is retained by itself: the dictionary is the caller's and may be changed.
         if (!CFEqual(keys[index], CFSTR(kIOProviderClassKey))) {
             _properties.push_back({CFRef<CFTypeRef>::retain(keys[index]), CFRef<CFTypeRef>::retain(values[index])});
             continue;
@@ -26,6 +27,7 @@ Matching::Matching(CFDictionaryRef dictionary)
         char name[kClassNameSize] = "";
         if (CFGetTypeID(values[index]) != CFStringGetTypeID() ||
             !CFStringGetCString(static_cast<CFStringRef>(values[index]), name, sizeof name, kCFStringEncodingUTF8)) {
+            // A class name of another type or too long matches nothing; it is not an error.
             _isImpossible = true;
         }
         _className = name;
@@ -39,7 +41,8 @@ bool Matching::accepts(RegistryEntry& entry) const
     }
     for (const Property& property : _properties) {
         const void* value = CFDictionaryGetValue(entry.properties(), property.key.get());
-        // Our value first: its own comparison is asked, which knows property objects only.
+        // The entry's own value is asked for the comparison: it is a property object for certain, while the other one
+        // comes from an application.
         if (value == nullptr || !CFEqual(value, property.value.get())) {
             return false;
         }

@@ -12,7 +12,7 @@ struct IONotificationPort;
 
 namespace qrx::iokit {
 
-/// A wish to be told of arrivals or of ends; its handle is the iterator that lists them. Its state belongs to the
+/// A subscription to arrivals or to ends; its handle is the iterator that lists them. Its state is guarded by the
 /// registry's lock.
 struct Notification final : RegistryObject {
     enum class Kind { arrival, end };
@@ -42,9 +42,10 @@ struct Notification final : RegistryObject {
 
     /// Not yet handed out, in order.
     Events events;
-    /// Of an arrival that is being published: joins `events` (or `unused`) when nothing can fail any more.
+    /// Events of an arrival that is being published. They join `events` (or `unused`) when nothing can fail any more.
     Events staged;
-    /// Of a notification of ends, one for each accepted entry that is present: an end is noted without memory.
+    /// For a notification of ends: one spare event for each accepted entry that is present, so that an end is noted
+    /// without memory.
     Events unused;
     /// Within a callback: where to keep what it is handed out.
     Events* handedOut = nullptr;

@@ -1,3 +1,12 @@
+// Notifications on their way to callbacks. Arrivals and ends are numbered in one sequence over all devices, and a port
+// hands them out in this order, over all its notifications. Each notification has a list of events that were not handed
+// out yet. It is armed when its iterator was read to the end; a callback is due when an armed notification has an
+// event. What is due wakes the run loop through an event descriptor.
+//
+// An arrival that ended before anybody was told is withdrawn: neither it nor its end is reported. Input that a device
+// sent before it left is delivered before its end is reported. A callback may do anything, to the port included, so
+// after each one everything is looked up again under the lock.
+
 #include "NotificationPort.h"
 
 #include "OpenDevices.h"
@@ -21,7 +30,7 @@ using qrx::platform::FileDescriptor;
 
 namespace {
 
-/// What the run loop source knows of its port: either may end first.
+/// The run loop source's link to its port. Either may end first, so it is weak.
 struct Link {
     std::weak_ptr<IONotificationPort> port;
     int descriptor;
@@ -34,14 +43,15 @@ unsigned int portOfLink(void* info)
 
 void* performLink(void*, CFIndex, CFAllocatorRef, void* info)
 {
-    // The link may end within the call.
+    // The link may be destroyed during the call; the local reference keeps the port.
     if (const auto port = static_cast<Link*>(info)->port.lock()) {
         port->perform();
     }
     return nullptr;
 }
 
-/// The source ends: through its user, who never destroys the port, or through IONotificationPortDestroy.
+/// Called when the source ends: its user has released it, or the port was destroyed. A user who never destroys the port
+/// is usual, so the end of the source closes it.
 void releaseLink(const void* info)
 {
     const std::unique_ptr<const Link> link(static_cast<const Link*>(info));
@@ -77,10 +87,10 @@ void IONotificationPort::dropSource()
     if (_source == nullptr) {
         return;
     }
-    // Within its own callback the run loop keeps the source alive, so that its life does not tell whether the port's
-    // reference is still there; a user who has invalidated it there has also released it.
+    // Has the user released the source already? Its life does not tell within its own callback, where the run loop
+    // keeps it alive. But a user who has invalidated it there has also released it.
     const bool isReleased = _performs > 0 && !CFRunLoopSourceIsValid(_source);
-    // Out of every run loop, which may be all that held it.
+    // Invalidating takes it out of every run loop, which may release the last reference and clear `_source`.
     CFRunLoopSourceInvalidate(_source);
     if (_source != nullptr && !isReleased) {
         CFRelease(_source);
@@ -113,6 +123,7 @@ void IONotificationPort::stage(const RegistryEntry::List& entries, std::uint64_t
         const bool isArrival = notification->kind == Notification::Kind::arrival;
         for (const auto& entry : entries) {
             if (notification->matching.accepts(*entry)) {
+                // A notification of ends gets an empty event now, which is filled when the device leaves.
                 notification->staged.push_back(isArrival ? Notification::Event{sequence, entry}
                                                          : Notification::Event{});
             }
@@ -152,9 +163,11 @@ void IONotificationPort::end(const std::shared_ptr<RegistryEntry>& entry, std::u
             wasToldBefore = true;
             continue;
         }
+        // The event goes out with its entry; moving it between lists takes no memory.
         withdrawn.splice(withdrawn.end(), events, place);
         isWithdrawn = true;
     }
+    // Whoever has been told of the arrival, or holds the entry, must hear of the end.
     const bool isTold = !isWithdrawn || wasToldBefore || isHeld;
     for (const auto& notification : _notifications) {
         if (notification->kind != Notification::Kind::end || !notification->matching.accepts(*entry)) {
@@ -174,6 +187,7 @@ std::shared_ptr<RegistryEntry> IONotificationPort::current(Notification& notific
     const auto precedes = [&](const auto& other) {
         return other->isDue() && other->events.front().sequence < events.front().sequence;
     };
+    // An iterator also ends where another notification's callback is due for something earlier: its turn comes first.
     if (events.empty() || events.front().sequence > notification.handsOutUpTo ||
         std::any_of(_notifications.begin(), _notifications.end(), precedes)) {
         notification.isArmed = true;
@@ -193,6 +207,7 @@ void IONotificationPort::advance(Notification& notification)
     }
 }
 
+// The order over all notifications. Ports have two or three, so a search is enough.
 std::shared_ptr<qrx::iokit::Notification> IONotificationPort::firstDue(std::uint64_t upTo) const
 {
     std::shared_ptr<Notification> first;
@@ -208,6 +223,7 @@ std::shared_ptr<qrx::iokit::Notification> IONotificationPort::firstDue(std::uint
 void IONotificationPort::wakeIfDue()
 {
     if (!_process.isInherited() && firstDue(UINT64_MAX)) {
+        // Written each time, whether or not the descriptor is readable already: one read takes all.
         const std::uint64_t one = 1;
         [[maybe_unused]] const auto written = ::write(_event.get(), &one, sizeof one);
     }
@@ -231,11 +247,12 @@ void IONotificationPort::perform()
     {
         const std::lock_guard guard(registryLock());
         forgetWake();
-        // What happens from here on comes later: other sources get their turn first.
+        // Events after this point wait for the next call, so that a device that comes and goes without end cannot keep
+        // the loop.
         upTo = registry.sequence();
         source = CFRef<CFRunLoopSourceRef>::retain(_source);
     }
-    /// However this ends, by an exception of a callback too: what is still due brings the run loop back.
+    /// Runs at the end of perform, by an exception of a callback too: what is still due makes the loop call again.
     struct Resumption {
         explicit Resumption(IONotificationPort& performing) : port(performing) { ++port._performs; }
         Resumption(const Resumption&) = delete;
@@ -249,7 +266,7 @@ void IONotificationPort::perform()
         IONotificationPort& port;
     };
     const Resumption resumption(*this);
-    // In a callback anything may happen: the iterators, the source and the port may be given up.
+    // A callback may release the iterators, the source and the port; the references taken above keep what is used here.
     const auto isServed = [&source] { return source && CFRunLoopSourceIsValid(source.get()); };
     do {
         deliverBeforeEnds(upTo);
@@ -262,6 +279,7 @@ void IONotificationPort::deliverBeforeEnds(std::uint64_t upTo)
     {
         const std::lock_guard guard(registryLock());
         const std::shared_ptr<Notification> due = firstDue(upTo);
+        // Only before ends: an arrival has nothing that waits.
         if (!due || due->kind != Notification::Kind::end) {
             return;
         }
@@ -288,6 +306,7 @@ bool IONotificationPort::callBackFirstDue(std::uint64_t upTo)
         }
         due->isArmed = false;
         if (due->kind == Notification::Kind::end) {
+            // Devices that leave during the callback have input that was not delivered yet, so their ends wait.
             due->handsOutUpTo = upTo;
         }
         iterator = Registry::instance().handleOf(*due);
@@ -304,6 +323,7 @@ void IONotificationPort::callBack(Notification& notification, io_iterator_t iter
     Notification::Events* outer = nullptr;
     {
         const std::lock_guard guard(registryLock());
+        // Callbacks nest when one runs the loop: each keeps a list of its own.
         outer = std::exchange(notification.handedOut, &handedOut);
     }
     const auto finish = [&] {
@@ -312,6 +332,8 @@ void IONotificationPort::callBack(Notification& notification, io_iterator_t iter
     };
     try {
         notification.callback(notification.refcon, iterator);
+    // Out of memory in the callback: the application could not take note of the entries, so it gets them again. Any
+    // other exception is the application's own.
     } catch (const std::bad_alloc&) {
         const std::lock_guard guard(registryLock());
         finish();
@@ -331,6 +353,7 @@ void IONotificationPort::handOutAgain(Notification& notification, Notification::
 {
     for (auto event = handedOut.begin(); event != handedOut.end();) {
         const auto next = std::next(event);
+        // It has left meanwhile: there is nothing to list any more.
         if (notification.kind == Notification::Kind::arrival && !event->entry->isActive()) {
             withdrawn.splice(withdrawn.end(), handedOut, event);
         }

@@ -22,7 +22,7 @@ struct Openings {
     std::unordered_map<const HidDevice*, Opening> byDevice;
 };
 
-/// Never destroyed: an application's last device may be closed by the end of a static object.
+/// Never destroyed, because a static object may close an application's last device.
 Openings& openings()
 {
     static platform::NeverDestroyed<Openings> sm_Openings;
@@ -45,10 +45,12 @@ void remove(const HidDevice& device)
 
 void deliverRest(const DeviceRecord& ended)
 {
+    // Collected first: delivering runs foreign code, which may change the table.
     std::vector<std::shared_ptr<HidDevice>> concerned;
     {
         const std::lock_guard guard(openings().mutex);
         for (const auto& [address, opening] : openings().byDevice) {
+            // Only devices of this thread: another thread serves its own, and delivers what waits when its loop runs.
             if (opening.thread == std::this_thread::get_id() && address->isOf(ended)) {
                 if (auto device = opening.device.lock()) {
                     concerned.push_back(std::move(device));
@@ -56,6 +58,7 @@ void deliverRest(const DeviceRecord& ended)
             }
         }
     }
+    // Without the lock and with references: receivers may open and close devices, these included.
     for (const auto& device : concerned) {
         device->deliverRest();
     }

@@ -7,8 +7,9 @@ namespace qrx::iokit {
 class HidDevice;
 struct DeviceRecord;
 
-/// The HID devices that are open, and by which thread, so that what waits in them is delivered before their end is
-/// told. A device is opened, served and closed on one thread. Has a lock of its own, not held while foreign code runs.
+/// The HID devices that are open, and by which thread, so that their waiting input is delivered before their removal is
+/// announced. A device is opened, served and closed on one thread. Has a lock of its own, which is not held while
+/// foreign code runs.
 namespace open_devices {
 
 void add(const std::shared_ptr<HidDevice>& device);

@@ -9,7 +9,7 @@ namespace qrx::iokit {
 
 namespace {
 
-/// More than any entry has.
+/// More than any entry has, so that the lists are allocated once.
 constexpr std::size_t kUsualProperties = 32;
 
 } // namespace
@@ -20,6 +20,7 @@ PropertyList::PropertyList()
     _values.reserve(kUsualProperties);
 }
 
+// After `finish` nothing is left here; before, an exception has interrupted the making.
 PropertyList::~PropertyList()
 {
     for (const CFTypeRef value : _values) {
@@ -31,6 +32,7 @@ void PropertyList::object(CFStringRef key, CFRef<CFTypeRef> value)
 {
     if (value) {
         _keys.push_back(key);
+        // Room was reserved, so adding cannot fail after the reference was given up.
         _values.push_back(value.leave());
     }
 }
@@ -42,6 +44,7 @@ void PropertyList::number(CFStringRef key, std::int32_t value)
 
 void PropertyList::unsignedNumber(CFStringRef key, std::uint32_t value)
 {
+    // Published as 32 bits: readers of a property take the bits as signed or unsigned, whichever they mean.
     object(key, makeNumber(static_cast<std::int32_t>(value)));
 }
 
@@ -59,6 +62,7 @@ void PropertyList::text(CFStringRef key, const std::optional<std::string>& value
 
 CFRef<CFDictionaryRef> PropertyList::finish()
 {
+    // Entries of one kind with the same strings present have the same keys in the same order, and so share a shape.
     CFDictionaryRef dictionary = cf::createShapedDictionary(cf::makeShape(_keys), _values);
     _values.clear();
     return CFRef<CFDictionaryRef>::adopt(dictionary);
@@ -71,9 +75,11 @@ CFRef<CFTypeRef> makeNumber(std::int32_t value)
 
 CFRef<CFStringRef> makeText(const std::string& text)
 {
+    // A text ends at its first zero, as for every C caller.
     const auto length = static_cast<CFIndex>(std::min(text.find('\0'), text.size()));
     const auto* bytes = reinterpret_cast<const UInt8*>(text.data());
     auto* string = CFStringCreateWithBytes(kCFAllocatorDefault, bytes, length, kCFStringEncodingUTF8, false);
+    // Not UTF-8: every byte is a character of MacRoman, so the text is shown somehow and the conversion cannot fail.
     if (string == nullptr) {
         string = CFStringCreateWithBytes(kCFAllocatorDefault, bytes, length, kCFStringEncodingMacRoman, false);
     }

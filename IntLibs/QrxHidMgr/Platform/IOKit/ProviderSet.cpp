@@ -1,3 +1,7 @@
+// All calls of providers go through here, one at a time. Watching begins with the first port that observes and ends
+// with the last. A provider that cannot be watched now (no descriptor is free) has -1 in the list; it is asked again
+// before each enumeration, and once a second by a timer in the watcher's set.
+
 #include "ProviderSet.h"
 
 #include "EpollSet.h"
@@ -12,6 +16,7 @@ namespace qrx::iokit {
 
 void ProviderSet::makeOnce()
 {
+    // Not before somebody asks for devices: a program that only reads recordings opens nothing.
     if (!_isMade) {
         _providers = platform::makeProviders();
         _isMade = true;
@@ -36,6 +41,7 @@ void ProviderSet::updateWatcher(EpollSet& set, const std::function<bool()>& isWa
     const std::lock_guard guard(_mutex);
     const auto place = std::find(_watchers.begin(), _watchers.end(), &set);
     const bool isThere = place != _watchers.end();
+    // Asked under this lock: of two threads that change their minds, the later one decides.
     const bool isDue = isWanted();
     if (isDue && !isThere) {
         _watchers.push_back(&set);
@@ -43,6 +49,7 @@ void ProviderSet::updateWatcher(EpollSet& set, const std::function<bool()>& isWa
             try {
                 startWatching();
             } catch (...) {
+                // As if nothing had been asked: the caller gets the exception, and the next attempt begins anew.
                 _watchers.pop_back();
                 throw;
             }
@@ -69,7 +76,7 @@ void ProviderSet::startWatching()
             _descriptors.push_back(provider->startWatching(_sink));
         }
     } catch (...) {
-        // So that the next attempt is a whole one.
+        // What was started is stopped, so that the next attempt starts all providers.
         stopWatching();
         throw;
     }
@@ -100,7 +107,8 @@ void ProviderSet::watchWith(EpollSet& watcher)
 
 void ProviderSet::stopWatching()
 {
-    // Out of the sets first: the descriptors are the providers', and a closed number may come back as another file.
+    // The descriptors leave the sets before the providers close them: a number that was closed may come back as another
+    // file.
     const std::vector<int> descriptors = std::move(_descriptors);
     _descriptors.clear();
     _isWatching = false;
@@ -110,7 +118,8 @@ void ProviderSet::stopWatching()
             watcher->forget(fd);
         }
     }
-    // One that threw at the start of watching, and those after it, were never started.
+    // A provider that threw when it was started, and those after it, were never started; the list is as long as those
+    // that were.
     for (std::size_t index = 0; index < descriptors.size(); ++index) {
         _providers[index]->stopWatching();
     }
@@ -125,13 +134,14 @@ void ProviderSet::handleEvents(EpollSet& watcher)
             watchWith(watcher);
         }
         for (std::size_t index = 0; index < _descriptors.size(); ++index) {
+            // The set says that something is readable, but not what: it is watched as a whole by the run loop.
             pollfd state{_descriptors[index], POLLIN, 0};
             if (state.fd >= 0 && ::poll(&state, 1, 0) > 0) {
                 _providers[index]->handleEvents(_sink);
             }
         }
     } catch (const std::bad_alloc&) {
-        // Nobody has called. The providers come back to what they could not look at.
+        // There is no caller who could take the exception. Providers keep note of what they could not look at.
         platform::log(platform::LogLevel::error,
                       "There is no memory to look at devices that came or left. It is tried again.");
         watcher.setRetrying(true);
@@ -150,6 +160,7 @@ void ProviderSet::setEnabled(bool enabled)
         if (!_isWatching) {
             startWatching();
         }
+        // What came while they were left out.
         std::for_each(_providers.begin(), _providers.end(), [this](const auto& it) { it->refresh(_sink); });
     }
     _isEnabled = enabled;

@@ -12,6 +12,7 @@ namespace {
 
 std::string reasonOf(IOReturn result)
 {
+    // Reasons in the words of a person who uses the program; the numbers mean nothing to most.
     switch (static_cast<platform::Status>(result)) {
     case platform::Status::noMemory:
         return "there is no memory";
@@ -41,6 +42,7 @@ std::string reasonOf(IOReturn result)
 void tell(const platform::DeviceFacts& device, const platform::InterfaceFacts& interface, const std::string& what,
           IOReturn result)
 {
+    // IDs and place, no names: those are the device's own text.
     std::array<char, 16> ids{};
     std::snprintf(ids.data(), ids.size(), "%04x:%04x", device.vendorID, device.productID);
     log(platform::LogLevel::info, "device " + std::string(ids.data()) +
@@ -50,6 +52,7 @@ void tell(const platform::DeviceFacts& device, const platform::InterfaceFacts& i
 
 } // namespace
 
+// The level is asked first: nothing is put together for a line that nobody wants.
 void tellRefusedOpen(const platform::DeviceFacts& device, const platform::InterfaceFacts& interface, IOReturn result)
 {
     if (platform::logs(platform::LogLevel::info)) {

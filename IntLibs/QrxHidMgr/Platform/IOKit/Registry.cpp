@@ -1,3 +1,11 @@
+// The registry: devices in the order of their arrival, handles on their entries, and the notification ports. One lock
+// guards all of it. It is never held while foreign code runs, so whatever could end something of a provider's is moved
+// out of the state first and destroyed after the lock is released.
+//
+// Publishing a device and removing one must succeed as a whole. Publishing takes all memory in a first step that can be
+// undone ("stage"), and changes the state in a second one that cannot fail ("commit"). The memory for a device's end is
+// taken with its arrival, because an end must always be reported.
+
 #include "Registry.h"
 
 #include "NotificationPort.h"
@@ -25,12 +33,15 @@ Registry& Registry::instance()
 
 platform::DeviceKey Registry::publish(platform::DeviceFacts device)
 {
+    // Made before the lock is taken: it needs nothing of the registry.
     const auto entry = std::make_shared<UsbDeviceEntry>(std::move(device));
     RegistryEntry::List entries;
     const std::lock_guard guard(registryLock());
     entry->record().arrivalSequence = ++_sequence;
     const platform::DeviceKey key = ++_lastKey;
     try {
+        // Entries of HID drivers are made only if some notification could match them: making one parses a report
+        // descriptor.
         entry->collect(entries, reachesHid());
         for (const auto& port : _ports) {
             port->stage(entries, _sequence);
@@ -58,6 +69,7 @@ void Registry::terminate(platform::DeviceKey device)
     _devices.erase(place);
     entry->record().isActive = false;
     entry->record().endSequence = ++_sequence;
+    // Parents come before children here as at the arrival; all entries of the device share one place in the order.
     entry->forEach(reachesHid(), [&](const std::shared_ptr<RegistryEntry>& ended) {
         for (const auto& port : _ports) {
             port->end(ended, _sequence, _handles.isHeld(*ended), withdrawn);
@@ -85,6 +97,7 @@ kern_return_t Registry::retain(io_object_t handle)
 
 kern_return_t Registry::release(io_object_t handle)
 {
+    // Destroyed after the lock: the object may be the last holder of a device.
     std::shared_ptr<RegistryObject> dropped;
     std::shared_ptr<IONotificationPort> port;
     {
@@ -92,6 +105,7 @@ kern_return_t Registry::release(io_object_t handle)
         if (!_handles.release(handle, dropped)) {
             return KERN_INVALID_NAME;
         }
+        // Releasing a notification's iterator ends the subscription.
         if (const auto* notification = dynamic_cast<const Notification*>(dropped.get())) {
             port = notification->port.lock();
             if (port) {
@@ -151,6 +165,7 @@ std::size_t Registry::closedPorts()
 
 RegistryEntry::List Registry::matching(const Matching& matching)
 {
+    // A copy of the list, so that descriptors are parsed without the lock.
     std::vector<std::shared_ptr<UsbDeviceEntry>> devices;
     {
         const std::lock_guard guard(registryLock());
@@ -163,6 +178,7 @@ RegistryEntry::List Registry::matching(const Matching& matching)
     for (const auto& device : devices) {
         device->collect(entries, matching.reachesHid());
     }
+    // Compared after everything was collected: what does not match may lie above or below what does.
     std::erase_if(entries, [&matching](const auto& entry) { return !matching.accepts(*entry); });
     return entries;
 }
@@ -171,7 +187,7 @@ std::shared_ptr<IONotificationPort> Registry::createPort()
 {
     Ports made{std::make_shared<IONotificationPort>()};
     auto port = made.front();
-    // The last that takes memory: the source is the user's to release.
+    // The last step that takes memory: the source belongs to the user, so nothing may fail after it.
     port->makeSource();
     const std::lock_guard guard(registryLock());
     _ports.splice(_ports.end(), made);
@@ -181,6 +197,7 @@ std::shared_ptr<IONotificationPort> Registry::createPort()
 std::shared_ptr<IONotificationPort> Registry::findPort(IONotificationPortRef port)
 {
     const std::lock_guard guard(registryLock());
+    // Found by address: a pointer from the application may be anything, and is never followed before it is known.
     for (const auto* ports : {&_ports, &_closedPorts}) {
         const auto isIt = [port](const auto& other) { return other.get() == port; };
         const auto place = std::find_if(ports->begin(), ports->end(), isIt);
@@ -211,6 +228,7 @@ void Registry::closePort(IONotificationPort& port)
         const std::lock_guard guard(registryLock());
         port.close(dropped);
     }
+    // Without the registry's lock: the providers' lock comes first in the order of the two.
     updateWatcher(port);
     const std::lock_guard guard(registryLock());
     port.closeDescriptors();
@@ -234,6 +252,7 @@ io_iterator_t Registry::observe(const std::shared_ptr<Notification>& notificatio
     io_iterator_t iterator = IO_OBJECT_NULL;
     {
         const std::lock_guard guard(registryLock());
+        // An iterator that stays empty, as when nothing ever matches.
         if (!port || port->isClosed()) {
             return _handles.handOut(notification);
         }
@@ -242,11 +261,12 @@ io_iterator_t Registry::observe(const std::shared_ptr<Notification>& notificatio
         } else {
             listEnded(*notification);
         }
+        // Room first, so that adding the notification cannot fail after its handle is out.
         port->reserve();
         iterator = _handles.handOut(notification);
         port->add(notification);
     }
-    // Watched from here on, and looked at once more: what came before the watching is not missed.
+    // Watching has begun; what came between the last look and the watching is found by one more look.
     try {
         updateWatcher(*port);
         _providers.refresh();
@@ -278,6 +298,8 @@ void Registry::listPresent(Notification& notification)
 
 void Registry::listEnded(Notification& notification)
 {
+    // Ends that happened before somebody asked: of an entry that the application still holds, and that it may therefore
+    // list as present.
     _handles.forEach([&notification](const HandleTable::Object& object) {
         const auto entry = std::dynamic_pointer_cast<RegistryEntry>(object);
         if (entry && !entry->isActive() && notification.matching.accepts(*entry)) {
@@ -285,6 +307,7 @@ void Registry::listEnded(Notification& notification)
         }
     });
     notification.events.sort([](const auto& first, const auto& second) { return first.sequence < second.sequence; });
+    // One spare event for each entry that is present, for its end.
     forEachPresent(notification.matching,
                    [&notification](const std::shared_ptr<RegistryEntry>&) { notification.unused.emplace_back(); });
 }

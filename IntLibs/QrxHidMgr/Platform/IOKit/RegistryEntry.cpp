@@ -25,7 +25,8 @@ bool RegistryEntry::conformsTo(std::string_view className) const
 
 CFDictionaryRef RegistryEntry::properties()
 {
-    // Not std::call_once: glibc's ends every first call with a system call, whether or not anybody waits.
+    // A mutex and not std::call_once: glibc ends every first call of that with a system call, whether or not anybody
+    // waits.
     const std::lock_guard guard(_propertiesMutex);
     if (!_properties) {
         _properties = makeProperties();

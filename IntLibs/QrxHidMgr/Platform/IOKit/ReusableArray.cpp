@@ -1,3 +1,7 @@
+// A property that is read by `IORegistryEntryCreateCFProperty` and never released would stay allocated for good with
+// all that it holds. So the arrays that are published as "Elements" are emptied when their device goes, and if somebody
+// still holds one, it is used again for the next device.
+
 #include "ReusableArray.h"
 
 #include <mutex>
@@ -27,6 +31,7 @@ Pool& pool()
 ReusableArray::ReusableArray()
 {
     const std::lock_guard guard(pool().mutex);
+    // Room for every array in use is kept, so that the destructor never allocates.
     pool().arrays.reserve(pool().arrays.size() + pool().inUse + 1);
     if (pool().arrays.empty()) {
         _array = CFRef<CFMutableArrayRef>::adopt(CFArrayCreateMutable(kCFAllocatorDefault, 0, &kCFTypeArrayCallBacks));
@@ -39,6 +44,7 @@ ReusableArray::ReusableArray()
 
 ReusableArray::~ReusableArray()
 {
+    // Without the lock: releasing the elements may take a while.
     CFArrayRemoveAllValues(_array.get());
     const std::lock_guard guard(pool().mutex);
     --pool().inUse;

@@ -1,3 +1,6 @@
+// Devices with the same report descriptor share one array of element dictionaries: ten keyboards of one kind cost as
+// much as one. The array is found by the bytes of the descriptor and goes with the last device that uses it.
+
 #include "SharedElements.h"
 
 #include "ElementProperties.h"
@@ -10,7 +13,7 @@ namespace qrx::iokit {
 
 namespace {
 
-/// The length first: devices of one kind differ in it mostly.
+/// The length is compared first, because descriptors of different devices mostly differ in it.
 struct DescriptorOrder {
     bool operator()(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) const
     {
@@ -39,6 +42,7 @@ std::shared_ptr<const SharedElements> SharedElements::acquire(const std::vector<
                                                               const hid::ElementTree& tree)
 {
     const std::lock_guard guard(arrays().mutex);
+    // One lock for the search and the making: two devices of a kind that arrive at once must not make two arrays.
     const auto place = arrays().inUse.try_emplace(descriptor).first;
     std::shared_ptr<const SharedElements> elements = place->second.lock();
     if (elements != nullptr) {
@@ -60,6 +64,8 @@ SharedElements::SharedElements(const std::vector<std::uint8_t>& descriptor, cons
     const CFRef<CFArrayRef> elements = makeElements(tree);
     const CFIndex count = CFArrayGetCount(elements.get());
     for (CFIndex index = 0; index < count; ++index) {
+        // Copied into an array that can be emptied: whoever keeps the property longer than the device (the backend
+        // never releases it) then keeps only an empty array.
         CFArrayAppendValue(_array.get(), CFArrayGetValueAtIndex(elements.get(), index));
     }
 }

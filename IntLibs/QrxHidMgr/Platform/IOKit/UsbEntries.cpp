@@ -13,6 +13,7 @@ namespace qrx::iokit {
 
 namespace {
 
+// The classes of each entry, its own first. A matching dictionary may name any of them.
 constexpr std::array<std::string_view, 4> kDeviceClasses{kIOUSBDeviceClassName, "IOUSBNub", "IOService",
                                                          "IORegistryEntry"};
 constexpr std::array<std::string_view, 4> kInterfaceClasses{kIOUSBInterfaceClassName, "IOUSBNub", "IOService",
@@ -29,6 +30,7 @@ UsbDeviceEntry::UsbDeviceEntry(std::shared_ptr<DeviceRecord> record) : RegistryE
 {
     _interfaces.reserve(_record->facts.interfaces.size());
     for (std::size_t index = 0; index < _record->facts.interfaces.size(); ++index) {
+        // All interfaces of the active configuration, HID or not, as the platform lists them.
         _interfaces.push_back(std::make_shared<UsbInterfaceEntry>(_record, index));
     }
 }
@@ -51,6 +53,7 @@ CFRef<CFDictionaryRef> UsbDeviceEntry::makeProperties() const
     list.number(CFSTR("bMaxPacketSize0"), facts.maxPacketSize0);
     list.number(CFSTR("bNumConfigurations"), facts.configurationCount);
     list.text(CFSTR(kUSBVendorString), facts.vendorName);
+    // The platform publishes no empty product name, but an empty vendor name.
     if (!facts.productName.value_or("").empty()) {
         list.text(CFSTR(kUSBProductString), facts.productName);
     }
@@ -61,6 +64,7 @@ CFRef<CFDictionaryRef> UsbDeviceEntry::makeProperties() const
     }
     list.number(CFSTR("USB Address"), facts.address);
     list.number(CFSTR("Device Speed"), facts.speed);
+    // The time of arrival tells two plug-in periods of one device apart.
     list.longNumber(CFSTR("sessionID"), static_cast<std::int64_t>(_record->attachTime));
     return list.finish();
 }
@@ -70,6 +74,7 @@ UsbInterfaceEntry::UsbInterfaceEntry(std::shared_ptr<DeviceRecord> record, std::
 {
 }
 
+// A lock of its own: making a driver's entry parses a descriptor, and two threads may ask at once.
 const RegistryEntry::List& UsbInterfaceEntry::children()
 {
     const std::lock_guard guard(_driversMutex);
@@ -78,7 +83,7 @@ const RegistryEntry::List& UsbInterfaceEntry::children()
         if (auto driver = makeHidDriverEntry(_record, _index)) {
             _drivers.push_back(std::move(driver));
         }
-        // Only now: whoever asks after an exception gets another attempt.
+        // Set last: whoever asks after an exception gets another attempt.
         _driversMade = true;
     }
     return _drivers;
