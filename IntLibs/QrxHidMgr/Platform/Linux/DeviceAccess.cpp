@@ -27,7 +27,8 @@ std::string describe(const DeviceFacts& facts)
     return text + " at " + facts.place;
 }
 
-/// Lower-case digits: udev compares with the attribute's text.
+/// With lower-case digits, because udev compares with the text of the attribute. Only the IDs are part of the rule: a
+/// device's names must not be able to write one.
 std::string uaccessRule(const DeviceFacts& facts)
 {
     return R"(KERNEL=="hidraw*", ATTRS{idVendor}==")" + hexWord(facts.vendorID) + R"(", ATTRS{idProduct}==")" +
@@ -40,10 +41,12 @@ DeviceAccess::DeviceAccess(const DeviceFacts& facts) : _device(describe(facts)),
 
 void DeviceAccess::tellRefusal(const std::string& node, int error)
 {
+    // Once for each device: a program may try again every second.
     if (!logs(LogLevel::error) || !isFirst()) {
         return;
     }
     std::string text = failure(node, error);
+    // The two refusals that a person can act on: permissions of the node, and a sandbox around the program.
     if (error == EACCES) {
         text += " This line in a file of /etc/udev/rules.d whose name sorts before 73 lets whoever sits at the machine "
                 "use it: " +

@@ -25,7 +25,7 @@ void DeviceBook::rescan(RegistrySink& sink)
     std::vector<ListedDevice> devices;
     _owedSince.reset();
     if (!_scan.list(devices)) {
-        // No answer is no reason to believe that anything has left.
+        // A listing that failed says nothing about devices, so none is taken off.
         oweRescan();
         return;
     }
@@ -80,7 +80,7 @@ void DeviceBook::look(const std::string& name, RegistrySink& sink, Patience pati
     }
 }
 
-/// For what could not be told: no event will ask for this look again.
+/// Used when a look could not be completed: no event will ask for it again.
 void DeviceBook::askAgain(const std::string& name, Patience patience)
 {
     if (_mayWait && patience == Patience::fresh) {
@@ -113,11 +113,11 @@ void DeviceBook::consider(const ListedDevice& device, RegistrySink& sink, Patien
         }
         break;
     case DeviceScan::Result::scarce:
-        // What is missing is missing here, not in the device: it is read later, however long that takes.
+        // The lack is ours and not the device's: it is read later, however long that takes.
         askAgain(device.name, Patience::fresh);
         break;
     case DeviceScan::Result::failed:
-        // What could not be read a moment ago may be had later. Who cannot wait, or has, gets what there is.
+        // What could not be read now may be readable later. If no retry is left, publish what was read.
         if (_mayWait && patience == Patience::fresh) {
             askAgain(device.name, patience);
         } else if (scanned.access != nullptr) {
@@ -131,8 +131,8 @@ void DeviceBook::consider(const ListedDevice& device, RegistrySink& sink, Patien
     }
 }
 
-/// Whether an incomplete device is left alone for now. `isChange`: it was published a moment ago and looked different
-/// then, so however long it has been connected, what is missing may still come.
+/// Whether an incomplete device is not published yet. With `isChange` it was published a moment ago and then looked
+/// different: however long it has been connected, what is missing may still come.
 bool DeviceBook::mustWait(const std::string& name, bool isChange)
 {
     if (_gate.isWaiting(name)) {
@@ -140,7 +140,7 @@ bool DeviceBook::mustWait(const std::string& name, bool isChange)
     }
     const auto age = _scan.age(name);
     if (!_mayWait) {
-        // Nobody would come back to it. A kernel that does not tell the age gets no patience.
+        // Nobody would look again. A kernel that does not tell the age of a device gets no waiting.
         return !isChange && age && *age < _settleTime;
     }
     // A device that was not there at the first look is being set up now, however long ago it was connected: the kernel
@@ -156,7 +156,8 @@ bool DeviceBook::mustWait(const std::string& name, bool isChange)
 
 void DeviceBook::publish(const std::string& name, ScannedDevice scanned, RegistrySink& sink)
 {
-    // The record first: what is published must be known here, or it would be published again and never leave.
+    // The record is made first: a device that was published and is not recorded would be published again and never
+    // removed.
     const auto record = _records.try_emplace(name).first;
     try {
         record->second.key = sink.publish(std::move(scanned.facts));

@@ -15,7 +15,7 @@ namespace qrx::platform {
 
 namespace {
 
-/// What the machine does not offer stays so; this may change.
+/// A lack of descriptors or memory may pass; what the machine does not offer stays away for good.
 bool isScarcity(int error)
 {
     return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS;
@@ -26,6 +26,7 @@ bool isScarcity(int error)
 std::vector<std::unique_ptr<DeviceMonitor>> makeMonitors(const LinuxPaths& paths)
 {
     SystemCalls& calls = paths.calls != nullptr ? *paths.calls : SystemCalls::kernel();
+    // udevd keeps this socket while it runs. Without udevd nobody forwards events to the group "udev".
     const bool hasUdevd = calls.exists((paths.run + "/control").c_str()) == 0;
     std::vector<std::unique_ptr<DeviceMonitor>> monitors;
     int scarcity = 0;
@@ -39,7 +40,8 @@ std::vector<std::unique_ptr<DeviceMonitor>> makeMonitors(const LinuxPaths& paths
     add(UdevMonitor::make(hasUdevd ? UdevMonitor::Group::udev : UdevMonitor::Group::kernel));
     const bool hasSocket = !monitors.empty();
     if (hasSocket && hasUdevd) {
-        // At once the folder would only tell of nodes whose rules have not been applied yet.
+        // The folder is a second source, in case udevd never sends the event. It is looked at late, because at once it
+        // would only show nodes whose rules have not been applied yet.
         const std::size_t before = monitors.size();
         LateFolderMonitor::add(monitors, calls, paths.device, paths.rescanInterval);
         if (monitors.size() == before && isScarcity(errno)) {
@@ -48,12 +50,14 @@ std::vector<std::unique_ptr<DeviceMonitor>> makeMonitors(const LinuxPaths& paths
     } else {
         add(FolderMonitor::make(calls, paths.device));
     }
+    // In a network namespace of its own a container hears no device events, though the socket works.
     if (!hasSocket || !isNetworkOfMachine(calls)) {
         log(LogLevel::info, "Device events cannot be heard here: arrivals are found by looking from time to time");
         add(IntervalMonitor::make(calls, paths.rescanInterval));
     }
     if (scarcity != 0) {
-        // What watches less well for lack of a descriptor would do so for good.
+        // A lesser way of watching, chosen for lack of a descriptor, would stay for good; so nothing is chosen now, and
+        // the caller tries again.
         monitors.clear();
         errno = scarcity;
     }

@@ -1,3 +1,15 @@
+// The walk of the device tree in sysfs. One folder, /sys/bus/usb/devices, lists all devices and interfaces of the bus
+// by name ("1-4.2", "1-4.2:1.0"); one more, /sys/class/hidraw, has a link for each report node, whose target names
+// interface, HID device and node. These two listings find nearly everything. For a device that is new, one file with
+// its USB descriptors (cached by the kernel, so the device is not disturbed), its strings and the report descriptors
+// are read, each once.
+//
+// Anything may vanish between two steps, and anything may be missing because it has not appeared yet: the kernel sets a
+// device up piece by piece. So every reading has four outcomes. What is gone is left out. What is missing makes the
+// device incomplete. What failed for lack of descriptors or memory is read again later, because the lack is ours and
+// not the device's. Any other failure is told apart from "gone", so that no device is taken off for an error of
+// reading.
+
 #include "DeviceScan.h"
 
 #include "HidrawNode.h"
@@ -13,7 +25,7 @@ namespace qrx::platform {
 namespace {
 
 constexpr std::uint8_t kHIDClass = 3;
-/// The driver below which HID devices appear.
+/// The USB driver that makes HID devices; those of other buses have others.
 constexpr std::string_view kHIDDriver = "usbhid";
 /// The kernel refuses longer report descriptors (HID_MAX_DESCRIPTOR_SIZE).
 constexpr std::size_t kReportDescriptorLimit = 4096;
@@ -36,7 +48,7 @@ DeviceScan::Result resultOf(FileResult result)
     return DeviceScan::Result::failed;
 }
 
-/// The answer could not be had.
+/// Whether the file may exist, but could not be read.
 bool isUnknown(FileResult result)
 {
     return result == FileResult::failed || result == FileResult::scarce;
@@ -47,7 +59,7 @@ std::span<const std::uint8_t> bytesOf(const std::string& text)
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-/// By configuration and number: "1-1:1.10" comes after "1-1:1.9".
+/// Ordered by configuration and number, so that "1-1:1.10" comes after "1-1:1.9".
 bool comesBefore(const std::string& left, const std::string& right)
 {
     const auto a = usbInterfaceName(left);
@@ -57,7 +69,7 @@ bool comesBefore(const std::string& left, const std::string& right)
 
 } // namespace
 
-/// What is gathered while one device is read.
+/// The state of reading one device.
 struct DeviceScan::Reading {
     Reading(SystemCalls& calls, const ListedDevice& listedDevice, ScannedDevice& result)
         : directory(calls), listed(listedDevice), scanned(result)
@@ -95,6 +107,7 @@ bool DeviceScan::list(std::vector<ListedDevice>& devices)
     devices.clear();
     SysfsDirectory bus(_calls);
     const FileResult opened = bus.open(_busPath);
+    // No such folder: the machine, or the container, has no USB.
     if (opened == FileResult::gone) {
         return true;
     }
@@ -109,6 +122,8 @@ bool DeviceScan::list(std::vector<ListedDevice>& devices)
             device.name = entry.name;
             device.inode = entry.inode;
         } else if (const auto interface = usbInterfaceName(entry.name)) {
+            // The interface may be listed before its device; a device that is not listed at all leaves an entry without
+            // a name.
             byName[std::string(interface->device)].interfaces.push_back(entry.name);
         }
     }
@@ -122,8 +137,8 @@ bool DeviceScan::list(std::vector<ListedDevice>& devices)
     return true;
 }
 
-/// In sysfs inodes grow with time, so their order is that of arrival. In a copy of such a tree they mean nothing; there
-/// it is the order of the places.
+/// In sysfs, inode numbers grow with time, so their order is the order of arrival. In a copy of such a tree they have
+/// no meaning; the order of the places is used there.
 void DeviceScan::sort(std::vector<ListedDevice>& devices, const SysfsDirectory& bus)
 {
     if (devices.size() < 2) {
@@ -164,6 +179,7 @@ DeviceScan::Result DeviceScan::list(const std::string& name, ListedDevice& devic
 DeviceScan::Comparison DeviceScan::compare(const ListedDevice& device, const DeviceOutline& known)
 {
     const auto isSameName = [](const std::string& name, const InterfaceOutline& one) { return name == one.name; };
+    // An interface that came or went, with another configuration for instance, makes another device.
     if (!std::equal(device.interfaces.begin(), device.interfaces.end(), known.begin(), known.end(), isSameName)) {
         return Comparison::different;
     }
@@ -174,11 +190,13 @@ DeviceScan::Comparison DeviceScan::compare(const ListedDevice& device, const Dev
         InterfaceOutline now;
         now.name = old.name;
         now.isOfHID = true;
+        // Without a report node the interface's own folder has to tell; with one, the link has told all.
         if (!takeNode(now)) {
             SysfsDirectory folder(_calls);
             if (isUnknown(readFolder(folder, folder.open(pathOf(device.name) + "/" + old.name), now))) {
                 return Comparison::unknown;
             }
+            // A link could not be read: the interface may have a node that is not known.
             if (!now.hidDevice.empty() && !_reportNodes.isWhole()) {
                 return Comparison::unknown;
             }
@@ -195,6 +213,7 @@ std::optional<std::chrono::milliseconds> DeviceScan::age(const std::string& name
     SysfsDirectory directory(_calls);
     std::string text;
     if (directory.open(pathOf(name)) != FileResult::done ||
+        // In milliseconds, and present only on kernels with power management of USB.
         directory.read("power/connected_duration", text) != FileResult::done) {
         return std::nullopt;
     }
@@ -221,6 +240,7 @@ DeviceScan::Result DeviceScan::read(Reading& reading)
     if (usb != Result::complete) {
         return usb;
     }
+    // An interface that cannot be read does not stop the others: their facts are published if nothing better comes.
     for (const std::string& name : device.interfaces) {
         if (!readInterface(reading, name)) {
             reading.isComplete = false;
@@ -229,6 +249,7 @@ DeviceScan::Result DeviceScan::read(Reading& reading)
     if (!isOfHID(reading)) {
         return Result::notHID;
     }
+    // The kernel makes the interfaces one after the other; the descriptors say how many there will be.
     if (reading.configuration != nullptr && device.interfaces.size() < reading.configuration->interfaceCount()) {
         reading.isComplete = false;
     }
@@ -239,7 +260,7 @@ DeviceScan::Result DeviceScan::read(Reading& reading)
     return reading.isComplete ? Result::complete : Result::incomplete;
 }
 
-/// Also before its HID interface is there, if the descriptors announce one.
+/// True also before the HID interface exists, if the descriptors announce one: then the device is waited for.
 bool DeviceScan::isOfHID(const Reading& reading)
 {
     const auto& outline = reading.scanned.outline;
@@ -258,6 +279,8 @@ DeviceScan::Result DeviceScan::readUsbFacts(Reading& reading)
     auto usb = readText(reading, "descriptors", bytes, kUsbDescriptorsLimit) ? parseUsbDescriptors(bytesOf(bytes))
                                                                              : std::nullopt;
     if (!usb) {
+        // The file with the descriptors cannot be had or is not understood; attributes of their own have most of the
+        // same facts.
         usb.emplace();
         if (!readDeviceAttributes(reading.directory, *usb)) {
             return reading.hasFailed ? Result::failed : Result::gone;
@@ -332,6 +355,7 @@ UsbDescriptors::Interface DeviceScan::chooseSetting(Reading& reading, const std:
         readInterfaceAttributes(reading.directory, name, setting);
         return setting;
     }
+    // Only here the alternate setting matters: one file is read for the few interfaces that have several.
     if (settings.size() > 1) {
         std::string text;
         readText(reading, name + "/bAlternateSetting", text);
@@ -348,6 +372,7 @@ UsbDescriptors::Interface DeviceScan::chooseSetting(Reading& reading, const std:
 void DeviceScan::readInterfaceName(Reading& reading, const std::string& directory, std::uint8_t index,
                                    InterfaceFacts& facts)
 {
+    // An index of 0 means that there is no string, so no file is asked for.
     if (index != 0) {
         facts.name = readString(reading, directory + "/interface");
         if (facts.name == "") {
@@ -356,7 +381,7 @@ void DeviceScan::readInterfaceName(Reading& reading, const std::string& director
     }
 }
 
-/// Where there is a report node, it tells all that there is to know. False if there is none.
+/// Takes the outline from the report node's link, which says everything. False if there is no node.
 bool DeviceScan::takeNode(InterfaceOutline& outline) const
 {
     const ReportNodes::Node* node = _reportNodes.find(outline.name);
@@ -370,7 +395,7 @@ bool DeviceScan::takeNode(InterfaceOutline& outline) const
     return true;
 }
 
-/// The outline of an interface without a report node, of its folder; `result` is that of opening it.
+/// Reads the outline of an interface that has no report node from its folder; `result` is that of opening it.
 FileResult DeviceScan::readFolder(const SysfsDirectory& folder, FileResult result, InterfaceOutline& outline)
 {
     Entries entries;
@@ -383,6 +408,7 @@ FileResult DeviceScan::readFolder(const SysfsDirectory& folder, FileResult resul
     for (const auto& entry : entries) {
         outline.inode = entry.name == "." ? entry.inode : outline.inode;
         outline.hasDriver = outline.hasDriver || entry.name == "driver";
+        // A driver that is being exchanged may show two for a moment. The lower name is the same one on every look.
         if (isHIDDeviceName(entry.name) && (outline.hidDevice.empty() || entry.name < outline.hidDevice)) {
             outline.hidDevice = entry.name;
         }
@@ -398,7 +424,7 @@ void DeviceScan::readHIDFacts(Reading& reading, const InterfaceOutline& outline,
     const std::string hid = outline.name + "/" + outline.hidDevice;
     std::string descriptor;
     const bool isRead = readText(reading, hid + "/report_descriptor", descriptor, kReportDescriptorLimit);
-    // The file is empty until a HID driver is bound.
+    // The kernel fills the file when a HID driver is bound. With a node, an empty one is the device's own fault.
     if (!isRead || (descriptor.empty() && outline.node.empty())) {
         reading.isComplete = false;
         return;
@@ -422,7 +448,7 @@ bool DeviceScan::isComplete(const Reading& reading, const InterfaceOutline& outl
         return false; // the driver may be a module that is still being loaded
     }
     if (outline.hidDevice.empty()) {
-        // Some interfaces of class 3 are served by drivers of their own, which are no matter of HID.
+        // Drivers of their own serve some interfaces of class 3; those are complete without a HID device.
         return reading.directory.linkTarget(outline.name + "/driver") != kHIDDriver;
     }
     return !outline.node.empty() && _nodes.isReady(outline.hidDevice, outline.node);
@@ -473,7 +499,7 @@ std::optional<std::string> DeviceScan::readString(Reading& reading, const std::s
     return utf8Text(bytes);
 }
 
-/// False if there is no such file, or it could not be had.
+/// False if there is no such file, or if it could not be read; the reading notes the second case.
 bool DeviceScan::readText(Reading& reading, const std::string& file, std::string& text, std::size_t limitBytes) const
 {
     const FileResult result = reading.directory.read(file, text, limitBytes);

@@ -30,10 +30,10 @@ struct ListedDevice {
 /// outlines mean that nothing has changed.
 struct InterfaceOutline {
     std::string name;
-    /// False for interfaces that are no matter of HID; of these only the name is known.
+    /// False for interfaces that are not HID; only their name is known.
     bool isOfHID = false;
     bool hasDriver = false;
-    /// Of the interface; 0 where there is a report node, which tells more.
+    /// The inode of the interface's folder; 0 where there is a report node, whose inode tells more.
     std::uint64_t inode = 0;
     /// "0003:046D:C52B.0001"; empty if there is no HID device.
     std::string hidDevice;
@@ -66,7 +66,7 @@ public:
         incomplete,
         notHID,
         gone,
-        /// The answer could not be had, or not in full: no descriptor is free, or the kernel has no memory left.
+        /// It could not be read, or not in full: no descriptor is free, or the kernel has no memory left.
         scarce,
         /// The same for another reason: an I/O error, say.
         failed
@@ -87,7 +87,7 @@ public:
     Result read(const ListedDevice& device, ScannedDevice& scanned);
 
     enum class Comparison { same, different, unknown };
-    /// Whether the device still looks as it did; `unknown` if the answer could not be had.
+    /// Whether the device still looks as it did; `unknown` if that could not be read.
     Comparison compare(const ListedDevice& device, const DeviceOutline& known);
 
     /// How long the device has been connected; no value on kernels that do not tell.

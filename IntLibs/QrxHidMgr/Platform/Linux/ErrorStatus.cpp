@@ -6,7 +6,7 @@ namespace qrx::platform {
 
 namespace {
 
-/// What means the same in every call.
+/// Errors that mean the same in every call. Unknown ones become a general error.
 Status statusOfAny(int error)
 {
     switch (error) {
@@ -36,6 +36,7 @@ Status statusOfAny(int error)
 Status statusOfRequest(int error)
 {
     switch (error) {
+    // A stall: the device has refused the control transfer.
     case EPIPE:
         return Status::pipeStalled;
     case ETIMEDOUT:
@@ -44,6 +45,7 @@ Status statusOfRequest(int error)
     case EPERM:
     case EBADF: // the node is open for reading only
         return Status::notPermitted;
+    // The kernel's checks of the size, or a report that the device does not have.
     case EINVAL:
         return Status::badArgument;
     case ENOTTY:
@@ -62,6 +64,7 @@ Status statusOfOpen(int error)
     case EPERM:
     case EROFS:
         return Status::notPrivileged;
+    // The node was removed between the look and the opening.
     case ENOENT:
     case ENOTDIR:
         return Status::notAttached;

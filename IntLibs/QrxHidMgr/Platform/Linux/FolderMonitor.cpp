@@ -12,7 +12,7 @@ namespace qrx::platform {
 
 namespace {
 
-/// Whether one of the events in the buffer is about a report node, or tells that events were lost.
+/// Whether one of the events in the buffer is about a report node, or says that events were lost.
 bool concernsNodes(const char* bytes, std::size_t size)
 {
     for (std::size_t at = 0; at + sizeof(inotify_event) <= size;) {
@@ -42,7 +42,7 @@ std::unique_ptr<FolderMonitor> FolderMonitor::make(SystemCalls& calls, const std
 DeviceMonitor::Next FolderMonitor::take(DeviceEvent&)
 {
     alignas(inotify_event) char buffer[4096];
-    // Whatever is read in one go asks for one look at everything.
+    // All events that are read in one go lead to one rescan.
     for (;;) {
         const ssize_t size = _calls.read(_fd.get(), buffer, sizeof buffer);
         if (size < 0 && errno == EINTR) {

@@ -1,3 +1,12 @@
+// Input and requests through a hidraw node. The kernel keeps a ring of reports for every open file. A read takes the
+// oldest report; a vectored read takes one report for each segment, which saves system calls when several wait
+// (ReportBatch says how many are asked for). Whether the running kernel reads segment by segment is found out once, by
+// a question that reads nothing.
+//
+// Requests are synchronous: output goes by write, feature reports by ioctl, and either returns when the device has
+// answered. All bytes are framed as the kernel wants them, with the report's number first, which is 0 for a device that
+// does not number its reports.
+
 #include "HidrawChannel.h"
 
 #include "ErrorStatus.h"
@@ -23,7 +32,7 @@ constexpr std::size_t kLongestControl = 16383;
 /// Reports up to this length are framed on the stack.
 constexpr std::size_t kUsualReport = 1024;
 constexpr std::uint32_t kHighestReportID = 255;
-/// In place of a read's result.
+/// Stands for "no read was made" in place of a read's result.
 constexpr ssize_t kNotAsked = -2;
 
 template <typename Call>
@@ -92,15 +101,15 @@ HIDChannel::Next HidrawChannel::takeReport(std::span<const std::uint8_t>& report
         return Next::report;
     }
     if (_isVisitOver) {
-        // Whatever has come since makes the descriptor readable again. It may be much: an exception or a nested run of
-        // the loop comes between a fetch and the last report of it.
+        // Reports that have come since make the descriptor readable again, so there is no need to ask now. There may be
+        // many: an exception or a nested run of the loop may lie between a fetch and the last report of it.
         _isVisitOver = false;
         return Next::unasked;
     }
     return fetch(report);
 }
 
-/// Kept apart, so that the ways above, which all reports and visits pass, save no registers.
+/// Not inlined, so that the two cases above, which every report and every visit pass, save no registers.
 [[gnu::noinline]] HIDChannel::Next HidrawChannel::fetch(std::span<const std::uint8_t>& report)
 {
     if (_isGone) {
@@ -121,8 +130,9 @@ HIDChannel::Next HidrawChannel::takeReport(std::span<const std::uint8_t>& report
         _batch.setNothing();
         return Next::empty;
     }
-    // EIO and ENODEV are an unplug. No other error goes away by asking again, and a descriptor that stays readable
-    // without anything to read would keep its loop spinning. The kernel never gives a report without bytes.
+    // EIO and ENODEV mean an unplug. No other error goes away by asking again, and a descriptor that stays readable
+    // without anything to read would keep its loop spinning. A size of 0 counts as an error too: the kernel never gives
+    // a report without bytes.
     _isGone = true;
     return Next::gone;
 }
@@ -139,11 +149,12 @@ inline ssize_t HidrawChannel::readSegments()
     return uninterrupted([&] { return _calls.readv(_fd.get(), segments.data(), static_cast<int>(segments.size())); });
 }
 
-/// Finds the mode. What the question has read, or kNotAsked if it reads nothing.
+/// Finds the mode. Returns what the question has read, or kNotAsked if it reads nothing.
 ssize_t HidrawChannel::probe()
 {
     const iovec whole = _batch.whole();
-    // For a read, RWF_DSYNC asks for nothing that is not so anyway.
+    // For a read, RWF_DSYNC asks for nothing that is not so anyway. A file whose driver has a plain read operation
+    // refuses any flag with EOPNOTSUPP, before it reads.
     const ssize_t size = uninterrupted([&] { return _calls.readvFlagged(_fd.get(), &whole, 1, RWF_DSYNC); });
     if (size < 0 && errno == EOPNOTSUPP) {
         _mode = Mode::batches;
@@ -162,6 +173,8 @@ inline void HidrawChannel::accept(std::size_t size, bool isBatch)
         _batch.setWhole(size);
     }
     _isVisitOver = _batch.endedEmpty() || _batch.endedAsForeseen();
+    // The kernel drops the newest report when the ring is full and says nothing. As many reports in one burst as the
+    // ring holds mean that it may have been full.
     _burst += _batch.count();
     if (_burst >= kRingReports) [[unlikely]] {
         noteFullQueue();
@@ -179,6 +192,7 @@ void HidrawChannel::noteFullQueue()
 
 Status HidrawChannel::setReport(ReportType type, std::uint32_t reportID, std::span<const std::uint8_t> bytes)
 {
+    // Only write needs a node that was opened for writing; the ioctls work on any.
     if (type == ReportType::output && !_canWrite) {
         return Status::notPermitted;
     }
@@ -228,6 +242,7 @@ Status HidrawChannel::getReport(ReportType type, std::uint32_t reportID, std::sp
     if (result < 0) {
         return statusOfRequest(errno);
     }
+    // Never more than the buffer, whatever a driver answers.
     const std::size_t got = std::min(static_cast<std::size_t>(result), framed.size());
     const auto data = framed.first(got).subspan(std::min(got, skipped));
     std::copy(data.begin(), data.end(), buffer.begin());

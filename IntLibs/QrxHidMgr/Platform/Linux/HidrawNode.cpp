@@ -17,6 +17,8 @@ int openNode(SystemCalls& calls, const std::string& node, int mode)
 {
     int fd = -1;
     do {
+        // Non-blocking, because the run loop waits for all devices together; O_NOCTTY, since the path could be anything
+        // by now.
         fd = calls.openAt(AT_FDCWD, node.c_str(), mode | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
     } while (fd < 0 && errno == EINTR);
     return fd;
@@ -51,6 +53,7 @@ Status HidrawNode::open(std::unique_ptr<HIDChannel>& channel)
     }
     bool canWrite = true;
     OwnedFd fd(_calls, openNode(_calls, _place.node, O_RDWR));
+    // A mode of 0440 or a read-only file system lets the node be read: input without output is better than nothing.
     if (!fd.isOpen() && (errno == EACCES || errno == EROFS)) {
         const int refused = errno;
         canWrite = false;
@@ -64,8 +67,9 @@ Status HidrawNode::open(std::unique_ptr<HIDChannel>& channel)
     if (!fd.isOpen()) {
         return refuse(errno);
     }
-    // The number may have gone to another device since. While the node's folder stands below our HID device (whose
-    // running number comes only once), the number is ours; so it was a moment ago, when the node was opened.
+    // The node's number may have gone to another device since it was looked up. So its folder is looked up once more,
+    // now that the node is open: it stands below our HID device, whose running number is never used twice, hence the
+    // descriptor just opened is this device's.
     if (_access->hasLeft()) {
         return Status::notAttached;
     }

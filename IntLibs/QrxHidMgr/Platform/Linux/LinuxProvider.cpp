@@ -1,3 +1,8 @@
+// The provider of the kernel's devices: monitors say that something may have changed, the scan reads what there is, and
+// the book of devices compares it with what was published and decides. Events are hints and never facts: an event names
+// a device, and the device is then looked up in sysfs. So lost, doubled or reordered events do no harm beyond a look
+// too many.
+
 #include "LinuxProvider.h"
 
 #include "DeviceBook.h"
@@ -76,7 +81,7 @@ private:
     void beginWatching(RegistrySink& sink)
     {
         errno = 0;
-        // The monitors come first: what happens during the look at everything is heard, and tells nothing new.
+        // The monitors start first: what happens during the first scan is heard, and then found to be known.
         _watch = WatchSet::make(_calls, _paths.monitors ? _paths.monitors(_paths) : makeMonitors(_paths));
         tellWatching(errno);
         _book.setWaiting(_watch != nullptr);
@@ -86,8 +91,8 @@ private:
         }
     }
 
-    /// After an exception events may have been taken whose devices were not looked at: everything is looked at again,
-    /// at the next call or when the settle time has passed.
+    /// After an exception, events may have been taken whose devices were not looked at. So everything is looked at
+    /// again, at the next call or when the retry time has passed.
     template <typename Look>
     void keepBook(const Look& look)
     {
@@ -129,8 +134,8 @@ private:
         _isFailureTold = fails;
     }
 
-    /// Takes what waits first and looks at each device once then: a plug brings a dozen events, and the state that can
-    /// be read is that after the last of them.
+    /// First takes all waiting events, then looks at each device once: plugging brings a dozen events, and only the
+    /// state after the last one can be read.
     void hear(const std::vector<DeviceMonitor*>& monitors, RegistrySink& sink)
     {
         std::vector<std::string> devices;
@@ -147,7 +152,8 @@ private:
         }
     }
 
-    /// What is there already has its event behind it, so udevd's database is asked.
+    /// No further event will come for devices that are present already, so udevd's database is asked whether their
+    /// rules have run.
     void rescan(RegistrySink& sink)
     {
         using Rules = NodeReadiness::Rules;
@@ -191,6 +197,7 @@ private:
             if (event.subsystem == "hidraw") {
                 hearNode(event);
             }
+            // The device may be back in the same place already, and what it waited for was the other one's.
             if (event.type == "usb_device" && event.action == "remove") {
                 _book.restart(device);
             }

@@ -31,7 +31,8 @@ bool NodeReadiness::isReady(const std::string& hidDevice, const std::string& nod
     if (_rules == Rules::none || _told.contains(hidDevice + "/hidraw/" + node)) {
         return true;
     }
-    // A node's time of change is that of its making, or of the last rule that changed its owner, mode or access list.
+    // The time of a node's last change is the time at which it was made, or at which a rule last changed its owner,
+    // mode or access list.
     const auto changed = std::chrono::system_clock::time_point(
         std::chrono::seconds(facts.st_ctim.tv_sec) + std::chrono::duration_cast<std::chrono::system_clock::duration>(
                                                          std::chrono::nanoseconds(facts.st_ctim.tv_nsec)));

@@ -10,9 +10,10 @@ namespace {
 
 /// The kernel's ring holds 63 reports for each open file, so a call never finds more.
 constexpr std::size_t kMostSegments = 64;
-/// Offered at least. The kernel keeps up to 8 descriptions of segments on its stack, for more it allocates.
+/// At least so many are offered. The kernel keeps up to 8 descriptions of segments on its stack and allocates memory
+/// for more.
 constexpr std::size_t kFewestSegments = 4;
-/// So many times more are offered after a call that filled all: another call costs as much as some 25 segments.
+/// How many times more are offered after a call that filled all: another call costs as much as some 25 segments.
 constexpr std::size_t kGrowth = 4;
 /// Bound of the memory of one open node; long reports get fewer segments.
 constexpr std::size_t kMostBytes = 65536;
@@ -39,11 +40,12 @@ ReportBatch::ReportBatch(std::span<const std::uint8_t> reportDescriptor)
 {
     const hid::Descriptor descriptor = hid::parseReportDescriptor(reportDescriptor);
     const bool isCertain = !descriptor.hasErrors();
-    // An input report that exceeds the declared sizes is of no use beyond them, but a descriptor that was not
-    // understood to its end declares nothing.
+    // A report that is longer than declared has nothing of use beyond that. But a descriptor that was not understood to
+    // its end declares nothing, so every report gets a call and a buffer of the greatest length.
     _segmentBytes = isCertain ? longest(descriptor, true) : 0;
     const std::size_t wholeBytes = isCertain ? std::max(longest(descriptor, false), kLeastBuffer) : kLongestReport;
     const std::size_t count = _segmentBytes == 0 ? 0 : std::min(kMostSegments, kMostBytes / _segmentBytes);
+    // One allocation serves both kinds of call; nothing is allocated while reports come.
     _bytes.resize(std::max(wholeBytes, count * _segmentBytes));
     _segments.reserve(count);
     for (std::size_t at = 0; at < count; ++at) {
@@ -56,6 +58,7 @@ void ReportBatch::setSegments(std::size_t size)
 {
     const std::size_t full = size / _segmentBytes;
     const std::size_t rest = size % _segmentBytes;
+    // Full segments first, then at most one shorter report: the kernel stops after it.
     _count = full + (rest != 0 ? 1 : 0);
     _next = 0;
     _lastBytes = rest != 0 ? rest : _segmentBytes;
@@ -64,6 +67,7 @@ void ReportBatch::setSegments(std::size_t size)
     // After a short report the call stops although more may wait.
     _endedEmpty = rest == 0 && full < _offered;
     _burst += _count;
+    // All were filled, so more may wait: the next call offers more.
     if (full == _offered) {
         offer(kGrowth * _offered);
     } else if (_endedEmpty) {
@@ -75,6 +79,7 @@ void ReportBatch::setNothing()
 {
     _unproven = 0;
     if (_burst != 0) {
+        // The end of a burst was seen: its size is what the next one is compared with.
         _alikeInARow = _burst == _foreseen ? std::min(_alikeInARow + 1, kAlikeBeforeForeseen) : 1;
         _foreseen = _burst;
         offer(std::max(2 * _burst, kFewestSegments));

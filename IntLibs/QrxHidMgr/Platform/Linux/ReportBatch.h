@@ -69,7 +69,7 @@ public:
     std::size_t count() const { return _count; }
     /// True if the last call ended since nothing waited any more: some segments were not even begun.
     bool endedEmpty() const { return _endedEmpty; }
-    /// True if with the last call as many reports have come as were foreseen: asking for another is not worth it.
+    /// True if as many reports as were foreseen have come with the last call, so that another call would find nothing.
     bool endedAsForeseen() const { return _endedAsForeseen; }
 
 private:

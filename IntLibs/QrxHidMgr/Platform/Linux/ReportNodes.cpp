@@ -29,6 +29,7 @@ SysfsDirectory::Result ReportNodes::read()
     if (result == SysfsDirectory::Result::done) {
         result = folder.list(entries);
     }
+    // No such folder: the kernel was built without hidraw, or its module is not loaded.
     if (result != SysfsDirectory::Result::done) {
         return result == SysfsDirectory::Result::gone ? SysfsDirectory::Result::done : result;
     }
@@ -39,6 +40,7 @@ SysfsDirectory::Result ReportNodes::read()
         // "../../devices/pci0000:00/0000:00:14.0/usb1/1-1/1-1:1.0/0003:046D:C52B.0001/hidraw/hidraw0"
         std::string target;
         const SysfsDirectory::Result linked = folder.link(entry.name, target);
+        // An unread link is not a missing node: who finds none asks `isWhole`.
         if (linked != SysfsDirectory::Result::done && linked != SysfsDirectory::Result::gone) {
             _isWhole = false;
         }
@@ -47,6 +49,7 @@ SysfsDirectory::Result ReportNodes::read()
         takeLast(path);
         const std::string_view hidDevice = takeLast(path);
         const std::string_view interface = takeLast(path);
+        // Nodes of other buses (Bluetooth, I2C) have other paths and are skipped here.
         if (isHIDDeviceName(hidDevice) && usbInterfaceName(interface)) {
             _nodes.try_emplace(std::string(interface),
                                Node{std::move(entry.name), entry.inode, std::string(hidDevice)});

@@ -25,7 +25,7 @@ public:
 
     ReportNodes(SystemCalls& calls, const std::string& sysfsRoot) : _calls(calls), _path(sysfsRoot + "/class/hidraw") {}
 
-    /// Reads all links; a machine whose kernel has no report nodes has none. After anything but `done` none are known.
+    /// Reads all links. A machine whose kernel has no report nodes has none. On failure the map is empty.
     SysfsDirectory::Result read();
 
     /// The node of the interface "1-4.2:1.0" when the links were read; null if it had none.

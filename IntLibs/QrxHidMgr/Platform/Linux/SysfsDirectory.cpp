@@ -1,3 +1,7 @@
+// Reads of sysfs relative to an open folder. The path of a device is resolved once; files below it cost an open, a read
+// and a close each. If the folder is removed meanwhile, its descriptor names nothing any more, so facts of two devices
+// that follow each other in one place cannot mix.
+
 #include "SysfsDirectory.h"
 
 #include <algorithm>
@@ -20,6 +24,8 @@ constexpr std::size_t kMostEntries = 65536;
 
 SysfsDirectory::Result failure()
 {
+    // Errors fall into three kinds for the callers: the thing is gone, we lack a resource, or something else is wrong.
+    // ENODEV is what sysfs answers for an attribute whose device goes at this moment.
     switch (errno) {
     case ENOENT:
     case ENOTDIR:
@@ -36,7 +42,7 @@ SysfsDirectory::Result failure()
     }
 }
 
-/// Calls again while a signal interrupts.
+/// Repeats a call that a signal interrupts.
 template <typename Call>
 auto uninterrupted(Call call)
 {
@@ -53,6 +59,7 @@ void takeEntries(const char* bytes, std::size_t size, std::vector<SysfsDirectory
     for (std::size_t at = 0; at + kHeader < size;) {
         ino64_t inode = 0;
         unsigned short length = 0;
+        // Copied member by member: the entries are not aligned for every machine, and the buffer is bytes.
         std::memcpy(&inode, bytes + at + offsetof(dirent64, d_ino), sizeof inode);
         std::memcpy(&length, bytes + at + offsetof(dirent64, d_reclen), sizeof length);
         if (length <= kHeader || length > size - at) {
@@ -85,8 +92,10 @@ SysfsDirectory::Result SysfsDirectory::open(const SysfsDirectory& parent, const 
 
 SysfsDirectory::Result SysfsDirectory::list(std::vector<Entry>& entries) const
 {
+    // The system call and not readdir: one call for a listing of usual size, and no allocation.
     alignas(dirent64) char buffer[kListingBytes];
     entries.clear();
+    // The limit only bounds the memory for a folder that is not what it seems.
     while (entries.size() < kMostEntries) {
         const ssize_t size = uninterrupted([&] { return _calls.listEntries(_fd.get(), buffer, sizeof buffer); });
         if (size < 0) {
@@ -104,6 +113,7 @@ SysfsDirectory::Result SysfsDirectory::read(const std::string& path, std::string
 {
     bytes.clear();
     const OwnedFd file(_calls, uninterrupted([&] {
+                           // O_NONBLOCK, so that a pipe put in place of an attribute cannot stop the thread.
                            return _calls.openAt(_fd.get(), path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
                        }));
     if (!file.isOpen()) {
@@ -119,6 +129,7 @@ SysfsDirectory::Result SysfsDirectory::read(const std::string& path, std::string
             return errno == EAGAIN ? Result::gone : failure();
         }
         bytes.append(page, static_cast<std::size_t>(size));
+        // A short read is the end of an attribute; asking again would cost a call and give 0.
         if (static_cast<std::size_t>(size) < wanted) {
             break;
         }

@@ -35,6 +35,7 @@ std::optional<std::uint32_t> number(std::string_view text, int base, std::uint32
 
 std::string utf8Text(std::string_view bytes)
 {
+    // The kernel adds an end of line to every string. A zero ends the text, as for the tools that print it.
     bytes = bytes.substr(0, bytes.find('\0'));
     if (!bytes.empty() && bytes.back() == '\n') {
         bytes.remove_suffix(1);
@@ -43,6 +44,7 @@ std::string utf8Text(std::string_view bytes)
     text.reserve(bytes.size());
     while (!bytes.empty()) {
         const std::size_t length = utf8Length(bytes);
+        // An invalid byte becomes the replacement character, so that the name stays recognisable and is valid UTF-8.
         text.append(length != 0 ? bytes.substr(0, length) : kReplacement);
         bytes.remove_prefix(length != 0 ? length : 1);
     }
@@ -61,6 +63,7 @@ std::optional<std::uint32_t> decimalNumber(std::string_view text, std::uint32_t 
 
 std::uint8_t speedNumber(std::string_view text)
 {
+    // In megabits per second: 1.5, 12, 480, 5000 and more. Only the lowest is no whole number.
     if (text.starts_with("1.5")) {
         return 0;
     }

@@ -15,7 +15,7 @@ namespace qrx::platform {
 
 SystemCalls& SystemCalls::kernel()
 {
-    // Never destroyed: channels may be closed by destructors that run at the end of the process.
+    // Never destroyed: destructors that run at the end of the process may close channels.
     static SystemCalls* const sm_Kernel = new SystemCalls;
     return *sm_Kernel;
 }
@@ -30,8 +30,8 @@ int SystemCalls::close(int fd)
     return ::close(fd);
 }
 
-// Plain system calls: the C library's forms also ask whether the thread is to be cancelled (54 instructions each), and
-// nothing that is read here makes a thread wait.
+// Plain system calls. The C library's forms also ask whether the thread is to be cancelled, which costs 54 instructions
+// each; nothing that is read here makes a thread wait.
 
 ssize_t SystemCalls::read(int fd, void* buffer, std::size_t size)
 {
@@ -142,7 +142,8 @@ OwnedFd& OwnedFd::operator=(OwnedFd&& other) noexcept
 void OwnedFd::close()
 {
     if (_fd >= 0) {
-        // Linux frees the number even when close fails, and callers still want the errno of what went before.
+        // Linux frees the number even when close fails, so it is never closed again. Callers still want the errno of
+        // the call before.
         const int savedErrno = errno;
         _calls->close(std::exchange(_fd, -1));
         errno = savedErrno;

@@ -1,3 +1,8 @@
+// Device events by libudev, from one of two groups of the same socket family. The group "udev" carries events after
+// udevd has applied its rules, so that nodes have their final permissions; the group "kernel" carries them at once, on
+// machines without udevd. libudev drops events that do not match the filter, and messages that do not come from root or
+// udevd.
+
 #include "UdevMonitor.h"
 
 #include <array>
@@ -9,7 +14,8 @@ namespace qrx::platform {
 
 namespace {
 
-/// The default of 208 KiB holds the events of 8 keyboards. Memory is only used while events wait.
+/// The default of 208 KiB holds the events of 8 keyboards that are plugged in at once. Memory is used only while events
+/// wait.
 constexpr int kReceiveBytes = 8 * 1024 * 1024;
 
 constexpr std::array<const char*, 3> kSubsystems = {"usb", "hid", "hidraw"};
@@ -51,12 +57,14 @@ std::unique_ptr<UdevMonitor> UdevMonitor::make(Group group)
     for (const char* subsystem : kSubsystems) {
         const int added = udev_monitor_filter_add_match_subsystem_devtype(monitor.get(), subsystem, nullptr);
         if (added < 0) {
+            // The cause is in the result and not in errno, which closing may change: callers read errno.
             monitor.reset();
             errno = -added;
             return nullptr;
         }
     }
-    // Beyond the system's limit only with privileges, so it may get less. Lost events are told and made up for.
+    // More than the system's limit is granted only with privileges, so this may have less effect. Lost events are
+    // reported as ENOBUFS, and a rescan recovers.
     udev_monitor_set_receive_buffer_size(monitor.get(), kReceiveBytes);
     const int enabled = udev_monitor_enable_receiving(monitor.get());
     if (enabled < 0) {
@@ -77,7 +85,7 @@ DeviceMonitor::Next UdevMonitor::take(DeviceEvent& event)
     errno = 0;
     udev_device* const device = udev_monitor_receive_device(_monitor.get());
     if (device == nullptr) {
-        // Nothing waits, or what waited was none of ours. Anything else (ENOBUFS, no memory) may have cost a message.
+        // Nothing waits, or what waited was not for us. Any other error (ENOBUFS, no memory) may have cost a message.
         const bool isQuiet = errno == 0 || errno == EAGAIN || errno == EINTR;
         return isQuiet ? Next::none : Next::rescan;
     }

@@ -18,13 +18,14 @@ bool readNumber(const SysfsDirectory& directory, const std::string& file, Parse 
         return false;
     }
     const auto number = parse(text, std::numeric_limits<Number>::max());
+    // A value that cannot be parsed leaves the default: a strange attribute does not hide the device.
     if (number) {
         value = static_cast<Number>(*number);
     }
     return number.has_value();
 }
 
-/// Not known from attributes; any number but 0 lets the file with the string decide.
+/// The index of a string is not an attribute. Any number but 0 makes the file with the string decide.
 constexpr std::uint8_t kUnknownIndex = 0xFF;
 
 } // namespace

@@ -1,3 +1,8 @@
+// The file "descriptors" of a device: its device descriptor, then all configurations, each followed by its interfaces,
+// their alternate settings, and the descriptors of classes and endpoints. Every descriptor begins with its length and
+// its type, so unknown ones are stepped over. The kernel has checked the bytes, but a device chose them, so no length
+// is trusted.
+
 #include "UsbDescriptors.h"
 
 #include <algorithm>
@@ -62,6 +67,7 @@ void readOne(Bytes descriptor, UsbDescriptors& device)
         device.configurations.push_back({descriptor[5], {}});
         return;
     }
+    // An interface before any configuration belongs to nothing.
     if (device.configurations.empty()) {
         return;
     }
@@ -81,6 +87,7 @@ std::size_t UsbDescriptors::Configuration::interfaceCount() const
 {
     std::bitset<256> seen;
     for (const Interface& interface : interfaces) {
+        // Counted by number: alternate settings repeat it. "bNumInterfaces" may be wrong.
         seen.set(interface.number);
     }
     return seen.count();
@@ -101,6 +108,7 @@ std::optional<UsbDescriptors> parseUsbDescriptors(Bytes bytes)
     UsbDescriptors device = readDevice(bytes);
     while (bytes.size() >= 2) {
         const std::size_t length = bytes[0];
+        // A length below 2 would never end; one beyond the end is cut off. What was read so far is kept.
         if (length < 2 || length > bytes.size()) {
             break;
         }

@@ -1,3 +1,7 @@
+// Names in sysfs: devices by bus and ports ("1-4.2"), interfaces by configuration and number ("1-4.2:1.0"), HID devices
+// by bus, IDs and a running number ("0003:046D:C52B.0001"), report nodes ("hidraw0"). Root hubs ("usb1") are none of
+// these.
+
 #include "UsbNames.h"
 
 #include <algorithm>
@@ -32,6 +36,7 @@ std::optional<std::uint32_t> digits(std::string_view text, std::uint32_t limit)
 bool isHex(std::string_view text)
 {
     for (const char character : text) {
+        // The kernel writes capital letters; lower case is accepted for trees that were made by hand.
         const char small = static_cast<char>(character | 0x20);
         if (!isDigit(character) && (small < 'a' || small > 'f')) {
             return false;
@@ -67,6 +72,8 @@ std::optional<UsbPlace> usbPlace(std::string_view name)
         return std::nullopt;
     }
     UsbPlace place;
+    // As the platform builds it: the bus in the top byte, then four bits for each port on the way. Hubs nest at most
+    // five deep, so six ports fit.
     place.locationID = *bus << 24;
     for (int shift = 20; !chain.empty(); shift -= 4) {
         const auto port = digits(takeUpTo(chain, '.'), kHighestByte);
@@ -118,6 +125,7 @@ std::string_view usbDeviceOf(std::string_view path)
     std::string_view device;
     while (!path.empty()) {
         const std::string_view component = takeUpTo(path, '/');
+        // The last device on the path: hubs come before the device that is plugged into them.
         if (usbPlace(component)) {
             device = component;
         }

@@ -9,6 +9,7 @@ namespace qrx::platform {
 
 namespace {
 
+// There are at most three monitors and a timer.
 constexpr std::size_t kMostReady = 8;
 
 } // namespace
@@ -29,7 +30,9 @@ std::unique_ptr<WatchSet> WatchSet::make(SystemCalls& calls, std::vector<std::un
     for (const auto& monitor : set->_monitors) {
         isWhole = isWhole && set->add(monitor->descriptor(), monitor.get());
     }
+    // All or nothing: a set that lacks a monitor would miss events and never know.
     if (!isWhole) {
+        // Closing what was opened may change errno, which the caller reports.
         const int error = errno;
         set.reset();
         errno = error;
@@ -63,6 +66,7 @@ std::vector<DeviceMonitor*> WatchSet::ready()
             monitors.push_back(static_cast<DeviceMonitor*>(events[static_cast<std::size_t>(at)].data.ptr));
             continue;
         }
+        // Read, so that the timer is quiet until it is set again.
         std::uint64_t expirations = 0;
         _calls.read(_timer.get(), &expirations, sizeof expirations);
         _due.reset();
@@ -72,6 +76,7 @@ std::vector<DeviceMonitor*> WatchSet::ready()
 
 void WatchSet::setTimer(std::optional<Time> due)
 {
+    // Set anew after every visit, mostly to the same time: then nothing is done.
     if (due == _due || _process.isInherited()) {
         return;
     }

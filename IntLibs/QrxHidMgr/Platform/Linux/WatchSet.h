@@ -29,7 +29,7 @@ public:
     /// The monitors that have something now: one system call, and another if the timer has run out.
     std::vector<DeviceMonitor*> ready();
 
-    /// The descriptor becomes readable then at the latest; no value: never by itself. Costs a call only for a change.
+    /// Sets the time at which the descriptor becomes readable at the latest, or clears it.
     void setTimer(std::optional<Time> due);
 
 private:
