@@ -255,6 +255,11 @@ CFStringRef __CFStringMakeConstantString(const char* text)
     return reinterpret_cast<CFStringRef>(constant.get());
 }
 
+CFStringRef __CFStringUseLiteral(const void*, const char* text, std::uint32_t)
+{
+    return __CFStringMakeConstantString(text);
+}
+
 CFIndex CFStringGetLength(CFStringRef string)
 {
     CFIndex length = 0;

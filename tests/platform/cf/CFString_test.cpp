@@ -227,6 +227,16 @@ TEST_F(CFString, TheMaximumSizeIsEnoughForAnyText)
               std::numeric_limits<CFIndex>::max());
 }
 
+TEST_F(CFString, OurChoiceIsThatALiteralIsTheConstantThatWasThereBeforeIt)
+{
+    EXPECT_EQ(CFSTR("LiteralTwice"), CFSTR("LiteralTwice"));
+    const CFStringRef early = __CFStringMakeConstantString("MadeBeforeItsLiteral");
+    EXPECT_EQ(CFSTR("MadeBeforeItsLiteral"), early);
+    const CFStringRef wide = __CFStringMakeConstantString("\xC3\x89t\xC3\xA9");
+    EXPECT_EQ(CFSTR("\xC3\x89t\xC3\xA9"), wide);
+    EXPECT_EQ(CFStringGetLength(CFSTR("")), 0);
+}
+
 TEST_F(CFString, OurChoiceIsThatAConstantIsOneObjectForEachText)
 {
     const std::string text = std::string("One") + "Object";

@@ -7,53 +7,96 @@
 
 #include "CFString.h"
 
+#include "ShortMutex.h"
 #include "StringEncoding.h"
 
+#include <array>
+#include <cstddef>
 #include <cstring>
 #include <functional>
 #include <limits>
-#include <memory_resource>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 
 using namespace qrx::cf;
 
 namespace {
 
-/// More constants, and more bytes, than the library has of its own; what others add takes further memory.
-constexpr std::size_t kUsualConstants = 256;
-constexpr std::size_t kUsualMemory = 16 * 1024;
+/// The constants of the process, by their UTF-8 text: an open hash table that stays at most half full. Never destroyed,
+/// as constants outlive every static object.
+class Constants {
+public:
+    constexpr Constants() = default;
 
-/// The constants of the process, by their UTF-8 text. Never destroyed: constants outlive every static object, so they
-/// and their table come out of memory that is only ever added to.
-struct Constants {
-    std::mutex mutex;
-    std::pmr::monotonic_buffer_resource memory{kUsualMemory};
-    std::pmr::unordered_map<std::string_view, CFStringRef> byText{kUsualConstants, &memory};
+    /// The constant of that text. make() makes it where there is none yet.
+    template <typename Make>
+    CFStringRef find(std::string_view text, std::uint32_t hash, Make make)
+    {
+        const std::lock_guard lock(_mutex);
+        CFStringRef* slot = slotOf(text, hash);
+        if (*slot != nullptr) {
+            return *slot;
+        }
+        if (2 * (_count + 1) > _slots.size()) {
+            grow();
+            slot = slotOf(text, hash);
+        }
+        *slot = make();
+        ++_count;
+        return *slot;
+    }
+
+private:
+    /// Room for more constants than the library has of its own.
+    static constexpr std::size_t kUsualSlots = 512;
+
+    static std::string_view textOf(CFStringRef constant)
+    {
+        return constant->wide() ? constant->wideTextAsUtf8() : constant->narrowText();
+    }
+    CFStringRef* slotOf(std::string_view text, std::uint32_t hash)
+    {
+        std::size_t at = hash & (_slots.size() - 1);
+        while (_slots[at] != nullptr && textOf(_slots[at]) != text) {
+            at = (at + 1) & (_slots.size() - 1);
+        }
+        return &_slots[at];
+    }
+    void grow()
+    {
+        const std::span before = _slots;
+        _slots = {new CFStringRef[2 * before.size()](), 2 * before.size()};
+        for (CFStringRef constant : before) {
+            if (constant != nullptr) {
+                const std::string_view text = textOf(constant);
+                *slotOf(text, __CFStringHashConstant(text.data(), text.size())) = constant;
+            }
+        }
+        if (before.data() != _usual.data()) {
+            delete[] before.data();
+        }
+    }
+
+    ShortMutex _mutex;
+    std::array<CFStringRef, kUsualSlots> _usual{};
+    std::span<CFStringRef> _slots = _usual;
+    std::size_t _count = 0;
 };
 
-Constants& constants()
-{
-    static auto& sm_Constants = *new Constants;
-    return sm_Constants;
-}
+constinit Constants sm_Constants;
 
-/// A string with `trailingBytes` behind it for its units.
-__CFString* allocate(std::size_t trailingBytes, std::uint8_t flags, std::size_t length)
-{
-    if ((flags & kImmortal) == 0) {
-        return create<__CFString>(trailingBytes, flags, length);
-    }
-    void* memory = constants().memory.allocate(sizeof(__CFString) + trailingBytes, alignof(__CFString));
-    return new (memory) __CFString(flags, length);
-}
+// A literal is the object itself.
+using AnyLiteral = __CFLiteral<1>;
+static_assert(offsetof(AnyLiteral, length) == sizeof(Object) && offsetof(AnyLiteral, text) == sizeof(__CFString));
+static_assert(AnyLiteral("").mark == Object::kMark && AnyLiteral("").type == std::uint8_t(Type::string) &&
+              AnyLiteral("").flags == kImmortal);
 
 CFStringRef makeNarrow(std::string_view text, std::uint8_t flags)
 {
-    auto* string = allocate(text.size() + 1, flags, text.size());
+    auto* string = create<__CFString>(text.size() + 1, flags, text.size());
     char* bytes = reinterpret_cast<char*>(string + 1);
     // A narrow string ends with a zero, so that its bytes can be handed out as a C string without a copy.
     text.copy(bytes, text.size()); // an empty text may have no address
@@ -66,7 +109,8 @@ CFStringRef makeWide(std::u16string_view text, std::uint8_t flags)
 {
     const std::size_t size = text.size() * sizeof(char16_t);
     const std::string utf8 = encode(text, kCFStringEncodingUTF8).value_or("");
-    auto* string = allocate(size + utf8.size() + 1, static_cast<std::uint8_t>(flags | __CFString::kWide), text.size());
+    auto* string =
+        create<__CFString>(size + utf8.size() + 1, static_cast<std::uint8_t>(flags | __CFString::kWide), text.size());
     char* storage = reinterpret_cast<char*>(string + 1);
     std::memcpy(storage, text.data(), size);
     std::memcpy(storage + size, utf8.c_str(), utf8.size() + 1);
@@ -203,16 +247,19 @@ CFStringRef __CFStringMakeConstantString(const char* text)
     if (text == nullptr) {
         fail("CFSTR", "null instead of text");
     }
-    auto& all = constants();
-    const std::lock_guard lock(all.mutex);
     // Searched without the byte order mark, because the string is made without it: both spellings are one constant.
-    const auto known = all.byText.find(withoutByteOrderMark(text));
-    if (known != all.byText.end()) {
-        return known->second;
-    }
-    const CFStringRef constant = makeString(text, kCFStringEncodingUTF8, kImmortal);
-    if (constant == nullptr) {
-        fail("CFSTR", "the text of a constant is not valid UTF-8");
-    }
-    return all.byText.emplace(CFStringGetCStringPtr(constant, kCFStringEncodingUTF8), constant).first->second;
+    const std::string_view key = withoutByteOrderMark(text);
+    return sm_Constants.find(key, __CFStringHashConstant(key.data(), key.size()), [text] {
+        const CFStringRef made = makeString(text, kCFStringEncodingUTF8, kImmortal);
+        if (made == nullptr) {
+            fail("CFSTR", "the text of a constant is not valid UTF-8");
+        }
+        return made;
+    });
+}
+
+CFStringRef __CFStringUseLiteral(const void* literal, const char*, std::uint32_t hash)
+{
+    const auto constant = static_cast<CFStringRef>(literal);
+    return sm_Constants.find(constant->narrowText(), hash, [constant] { return constant; });
 }

@@ -7,6 +7,7 @@
 /// callbacks retain what is put in. CFRetain and CFRelease may be called from any thread; nothing else is locked.
 /// A null or foreign object, where an object is needed, ends the process with a diagnosis.
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -136,11 +137,59 @@ CFIndex CFStringGetMaximumSizeForEncoding(CFIndex length, CFStringEncoding encod
 
 /// An immortal string, one object for each different text in the process. `text` is UTF-8.
 CFStringRef __CFStringMakeConstantString(const char* text);
+
+} // extern "C"
+
+/// FNV-1a, by which constants are looked up.
+constexpr std::uint32_t __CFStringHashConstant(const char* text, std::size_t length)
+{
+    std::uint32_t hash = 2166136261;
+    for (std::size_t at = 0; at < length; ++at) {
+        hash = (hash ^ static_cast<unsigned char>(text[at])) * 16777619;
+    }
+    return hash;
+}
+
+/// A literal as the compiler lays it out: the string object itself where the text is ASCII (__CFString).
+template <std::size_t size>
+struct __CFLiteral {
+    consteval explicit __CFLiteral(const char (&literal)[size])
+    {
+        while (literal[length] != '\0') {
+            text[length] = literal[length];
+            isASCII = isASCII && static_cast<unsigned char>(literal[length]) < 0x80;
+            ++length;
+        }
+        hash = __CFStringHashConstant(text, length);
+    }
+
+    std::uint16_t mark = 0xC0F5;
+    std::uint8_t type = 7;
+    std::uint8_t flags = 1;
+    std::int32_t count = 1;
+    std::size_t length = 0;
+    char text[size] = {};
+    std::uint32_t hash = 0;
+    bool isASCII = true;
+};
+
+extern "C" {
+
+/// The constant of a text: `literal`, the object of a __CFLiteral that is ASCII, or the one that was known before it.
+CFStringRef __CFStringUseLiteral(const void* literal, const char* text, std::uint32_t hash);
+
 /// A constant from a literal: looked up once at each place of use, a pointer from then on.
-#define CFSTR(literal)                                                                     \
-    ([]() -> CFStringRef {                                                                 \
-        static const CFStringRef constant = __CFStringMakeConstantString("" literal "");   \
-        return constant;                                                                   \
+#define CFSTR(literal)                                                                                  \
+    ([]() -> CFStringRef {                                                                              \
+        static constexpr __CFLiteral object("" literal "");                                             \
+        static constinit std::atomic<CFStringRef> constant{nullptr};                                    \
+        CFStringRef known = constant.load(std::memory_order_acquire);                                   \
+        if (known == nullptr) [[unlikely]] {                                                            \
+            known = object.isASCII ? __CFStringUseLiteral(&object, object.text, object.hash)            \
+                                   : __CFStringMakeConstantString(object.text);                         \
+            constant.store(known, std::memory_order_release);                                           \
+        }                                                                                               \
+        return known;                                                                                   \
     }())
 
 // --- arrays, dictionaries, data --------------------------------------------------------------------------------
