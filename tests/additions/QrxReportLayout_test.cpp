@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cmath>
 #include <cstdlib>
 #include <new>
 #include <optional>
@@ -84,6 +85,32 @@ std::error_code encode(const QrxReportLayout& layout, QrxReportType type, std::u
                        const std::vector<QrxUsageValue>& values, Bytes& bytes, std::size_t* failed = nullptr)
 {
     return layout.encode(type, id, values.data(), values.size(), bytes.data(), bytes.size(), failed);
+}
+
+TEST(QrxReportLayout, EveryExponentThatAnItemCanHaveScalesThePhysicalValue)
+{
+    for (int exponent = -8; exponent <= 7; ++exponent) {
+        const auto nibble = static_cast<std::uint8_t>(exponent & 0x0F);
+        const QrxReportLayout layout = layoutOf({0x05, 0x20,   0x09, 0x01, 0xA1, 0x00, 0x09, 0x34, 0x15, 0x00, 0x25,
+                                                 0x64, 0x35,   0x00, 0x45, 0x64, //
+                                                 0x55, nibble, 0x65, 0x11, 0x75, 0x08, 0x95, 0x01, 0x81, 0x02, 0xC0});
+        ASSERT_EQ(layout.getFieldCount(), 1U);
+        EXPECT_DOUBLE_EQ(layout.getField(0).getPhysicalValue(std::int64_t{3}), 3 * std::pow(10.0, exponent))
+            << exponent;
+    }
+}
+
+TEST(QrxReportLayout, AnUnsignedValueOf64BitsIsReadAsSuch)
+{
+    const QrxReportLayout layout = layoutOf({0x05, 0x20, 0x09, 0x01, 0xA1, 0x00, 0x09, 0x34, 0x15, 0x00, 0x25, 0x64, //
+                                             0x75, 0x40, 0x95, 0x01, 0x81, 0x02, 0xC0});
+    const Bytes report(8, 0xFF);
+    QrxReportValues values;
+    layout.decode(QrxReportType::input, report.data(), report.size(), values);
+    ASSERT_EQ(values.getCount(), 1U);
+    EXPECT_EQ(values.getUnsignedValue(0), UINT64_MAX);
+    EXPECT_EQ(values.getValue(0), -1);
+    EXPECT_THROW(values.getUnsignedValue(1), std::out_of_range);
 }
 
 TEST(QrxReportLayout, AnEmptyLayoutKnowsNothing)

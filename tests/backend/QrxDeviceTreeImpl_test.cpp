@@ -307,6 +307,13 @@ TEST_F(QrxDeviceTreeImplTest, AnExceptionLeavesNoHandleAndNoDictionaryBehind)
     EXPECT_NO_THROW(tree->observe(kAnything)) << "both are listed already";
 }
 
+TEST_F(QrxDeviceTreeImplTest, NoEntryIsNoDeviceWhateverIsWanted)
+{
+    const auto tree = newTree();
+    tree->populate(kAnything);
+    EXPECT_FALSE(tree->_probeDevice(0));
+}
+
 TEST_F(QrxDeviceTreeImplTest, ATreeOnAStackMayPopulateAndObserve)
 {
     addDevice("usb1", {Sample::kPedal});

@@ -104,6 +104,32 @@ TEST(MissingItems, HalfARangeBeforeAnEndIsAUsageThatIsLost)
     EXPECT_EQ(diagnosesText(inApplication("09 30 81 02") /* nothing is open */), "");
 }
 
+TEST(MissingItems, ACountThatLinuxStillTakesIsNotTold)
+{
+    EXPECT_EQ(diagnosesText(inApplication("96 00 30 0B 30 00 01 00 81 02")), "");
+    EXPECT_NE(diagnosesText(inApplication("96 01 30 0B 30 00 01 00 81 02")), "");
+}
+
+TEST(MissingItems, ALongItemMayBeTheLast)
+{
+    const std::string start = "05 01 09 05 A1 01 15 00 25 01 75 01 95 01 09 30 81 02 C0 ";
+    EXPECT_EQ(diagnosesText(read(start + "FE 00 F1")), "warning at 19, long item: skipped, tag: 241\n");
+    EXPECT_EQ(diagnosesText(read(start + "FE 00")), "error at 19, long item: cut off by the end of the descriptor\n");
+}
+
+TEST(MissingItems, InputWithoutBitsIsNoReport)
+{
+    Descriptor descriptor = inApplication("95 00 09 30 81 02");
+    EXPECT_TRUE(buildElementTree(descriptor).reportHandlers.empty());
+}
+
+TEST(UsagePages, ARangeOfOtherThanUsagesHasNone)
+{
+    for (const char* items : {"49 01 05 09 59 02 05 01", "89 01 05 09 99 02 05 01"}) {
+        EXPECT_EQ(diagnosesText(inApplication(std::string(items) + " 09 30 81 02")), "") << items;
+    }
+}
+
 TEST(UsagePages, AnExtendedUsageKeepsItsPageAndSoIsNotToldOf)
 {
     EXPECT_EQ(diagnosesText(inApplication("0B 30 00 01 00 05 09 81 02")), "");

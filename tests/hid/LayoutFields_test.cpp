@@ -176,6 +176,11 @@ TEST(LayoutWidths, AnUnsignedFieldTakesWhatItsBitsHold)
     EXPECT_EQ(written(wide, -1), EncodeResult::outOfRange);
 }
 
+TEST(LayoutWidths, AFieldOfMoreThan64BitsCannotBeWritten)
+{
+    EXPECT_EQ(written(nullable("41", "15 00 25 01"), 1), EncodeResult::noSuchUsage);
+}
+
 TEST(LayoutWidths, AFieldOf64BitsTakesEveryNumberOfItsSign)
 {
     const ReportLayout withSign = nullable("40", "15 FF 25 01");

@@ -21,6 +21,15 @@ TEST_F(CFData, TheBytesAreCopied)
     CFRelease(data);
 }
 
+TEST_F(CFData, MayBeOneByte)
+{
+    const UInt8 byte = 0x5A;
+    CFDataRef data = CFDataCreate(nullptr, &byte, 1);
+    ASSERT_EQ(CFDataGetLength(data), 1);
+    EXPECT_EQ(*CFDataGetBytePtr(data), 0x5A);
+    CFRelease(data);
+}
+
 TEST_F(CFData, MayBeEmpty)
 {
     CFDataRef data = CFDataCreate(nullptr, nullptr, 0);

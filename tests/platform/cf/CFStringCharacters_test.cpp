@@ -52,6 +52,31 @@ TEST_F(CFStringCharacters, EachIsKeptAmongOthers)
     }
 }
 
+TEST_F(CFStringCharacters, WhatFollowsABeginningIsBetween80AndBF)
+{
+    const auto isText = [](const std::string& bytes) {
+        CFStringRef string = CFStringCreateWithBytes(nullptr, reinterpret_cast<const UInt8*>(bytes.data()),
+                                                     static_cast<CFIndex>(bytes.size()), kCFStringEncodingUTF8, false);
+        if (string != nullptr) {
+            CFRelease(string);
+        }
+        return string != nullptr;
+    };
+    for (const std::string start : {"\xC3", "\xE2\x82", "\xF0\x9F", "\xF0\x9F\x8E"}) {
+        const std::string end = start == "\xF0\x9F" ? "\x80" : "";
+        EXPECT_TRUE(isText(start + "\x80" + end)) << testing::PrintToString(start);
+        EXPECT_TRUE(isText(start + "\xBF" + end)) << testing::PrintToString(start);
+        EXPECT_FALSE(isText(start + "\x7F" + end)) << testing::PrintToString(start);
+        EXPECT_FALSE(isText(start + "\xC0" + end)) << testing::PrintToString(start);
+    }
+}
+
+TEST_F(CFStringCharacters, TextThatIsUtf8IsNotAsciiForThat)
+{
+    const UInt8 bytes[] = {0xC3, 0xA9};
+    EXPECT_EQ(CFStringCreateWithBytes(nullptr, bytes, 2, kCFStringEncodingASCII, false), nullptr);
+}
+
 TEST_F(CFStringCharacters, OneOfLatin1IsItsNumberAndNoOtherHasAForm)
 {
     for (char32_t character = 1; character < 0x400; ++character) {

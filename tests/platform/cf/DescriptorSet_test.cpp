@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <csignal>
 #include <cstddef>
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +13,7 @@
 #include <linux/seccomp.h>
 #include <sys/prctl.h>
 #include <sys/syscall.h>
+#include <sys/time.h>
 
 namespace {
 
@@ -137,6 +139,26 @@ TEST(DescriptorSet, ADuplicateMayHaveTheNumberZero)
     set.unwatch(0, pipe.reader());
     EXPECT_EQ(set.wait(Deadline::now()), std::nullopt);
     EXPECT_EQ(::fcntl(0, F_GETFD), -1) << "closed with its membership";
+}
+
+TEST(DescriptorSet, ASignalInterruptsAWait)
+{
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    struct sigaction before {};
+    ASSERT_EQ(::sigaction(SIGALRM, &action, &before), 0);
+    const Pipe pipe;
+    DescriptorSet set;
+    set.watch(pipe.reader(), 1);
+    // Again and again, for one that comes before the wait interrupts nothing.
+    const itimerval often{{0, 20000}, {0, 20000}};
+    const itimerval never{};
+    ::setitimer(ITIMER_REAL, &often, nullptr);
+    const Deadline deadline = Deadline::after(kDeadlineSeconds);
+    EXPECT_EQ(set.wait(deadline), std::nullopt);
+    ::setitimer(ITIMER_REAL, &never, nullptr);
+    EXPECT_FALSE(deadline.passed());
+    ::sigaction(SIGALRM, &before, nullptr);
 }
 
 TEST(DescriptorSet, WhatCannotBeWatchedIsRefusedAndNothingIsLeftBehind)

@@ -97,6 +97,23 @@ TEST_F(PortLives, ACallbackWithoutMemoryIsCalledAgainThoughItTookNothing)
     mouse.unplug();
 }
 
+TEST_F(PortLives, AnEndDuringACallbackLeavesTheEarlierOneToIt)
+{
+    fake::Device mouse = fake::makeMouse();
+    fake::Device keyboard = fake::makeKeyboard();
+    mouse.plug();
+    keyboard.plug();
+    Observer observer;
+    observer.take();
+    observer.onEnd = [&] {
+        observer.onEnd = nullptr;
+        keyboard.unplug();
+    };
+    mouse.unplug();
+    runDue();
+    EXPECT_EQ("|-c077|-1503", observer.take());
+}
+
 TEST_F(PortLives, AnEndDeliversTheRestOfItsOwnDeviceOnly)
 {
     fake::Device mouse = fake::makeMouse();

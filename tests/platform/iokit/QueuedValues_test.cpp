@@ -75,6 +75,34 @@ TEST_F(QueuedValues, AReportThatEndsWithinAByteNeedsThatByte)
     EXPECT_EQ("|2=7 3=7 4=7 ", told(reader, {0xFF, 0x01}));
 }
 
+TEST_F(QueuedValues, AnElementHearsOnlyReportsOfItsType)
+{
+    // A byte of input and one of output, in reports without a number.
+    QueueReader reader(plug({0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08, 0x95, 0x01, 0x09, 0x02, 0x81, 0x02, //
+                             0x09, 0x03, 0x91, 0x02}),
+                       {2, 3});
+    EXPECT_EQ("|2=7 ", told(reader, {7}));
+    std::uint8_t sent[] = {9};
+    EXPECT_EQ(
+        kIOReturnSuccess,
+        (*reader.device)->setReport(reader.device, kIOHIDReportTypeOutput, 0, sent, 1, 0, nullptr, nullptr, nullptr));
+    runDue();
+    EXPECT_EQ("|3=9 ", reader.take());
+}
+
+TEST_F(QueuedValues, EventsThatWereTakenBeforeTheCalloutNeedNone)
+{
+    QueueReader reader(plug({0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08, 0x95, 0x01, 0x09, 0x02, 0x91, 0x02}), {2});
+    std::uint8_t sent[] = {9};
+    EXPECT_EQ(
+        kIOReturnSuccess,
+        (*reader.device)->setReport(reader.device, kIOHIDReportTypeOutput, 0, sent, 1, 0, nullptr, nullptr, nullptr));
+    reader.drainEvents();
+    EXPECT_EQ("2=9 ", reader.take());
+    runDue();
+    EXPECT_EQ("", reader.take());
+}
+
 TEST_F(QueuedValues, OfTwoArraysInAReportEachHasItsOwnSlotsAndSelectors)
 {
     // Two slots of the usages 1 to 3, then two slots of 4 to 6; both count from 1.

@@ -90,6 +90,7 @@ TEST_F(RegistryHandles, ADeviceThatReturnsIsAnotherEntry)
 
 TEST_F(RegistryHandles, TheMasterPortGivesOneReferenceACall)
 {
+    EXPECT_EQ(kIOReturnBadArgument, IOMasterPort(MACH_PORT_NULL, nullptr));
     mach_port_t first = 0;
     mach_port_t second = 0;
     EXPECT_EQ(KERN_SUCCESS, IOMasterPort(bootstrap_port, &first));

@@ -175,6 +175,16 @@ TEST_F(Enumeration, TellsTheOtherOfTwoAlternateSettings)
     EXPECT_EQ(sink.at("1-1").interfaces[0].endpointCount, 2);
 }
 
+TEST_F(Enumeration, AnInterfaceWhoseNameIsEmptyHasNone)
+{
+    TreeDevice device = mouse();
+    device.interfaces[0].name = "Pointer";
+    tree.plug(device);
+    test::SysfsTree::write(tree.interfacePath(device, device.interfaces[0]) / "interface", "\n");
+    refreshed();
+    EXPECT_EQ(sink.at("1-1").interfaces[0].name, std::nullopt);
+}
+
 TEST_F(Enumeration, TellsTheSpeed)
 {
     std::string place = "1-1";

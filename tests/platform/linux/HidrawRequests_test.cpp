@@ -143,6 +143,50 @@ TEST_F(HidrawRequests, TakeTheZeroFromAnUnnumberedReport)
     EXPECT_EQ(node.takeRequests(), "ioctl 07 00 00 00 00\nioctl 0a 00 00 00 00\nioctl 0c 00 00 00 00\n");
 }
 
+TEST_F(HidrawRequests, AskForTheHighestNumberAndNoneBeyond)
+{
+    node.answer(Bytes{255, 7});
+    EXPECT_EQ(get(ReportType::feature, 255, 8), "got ff 07");
+    EXPECT_EQ(get(ReportType::feature, 256, 8), "refused");
+}
+
+/// The kernel says that it has done nothing, long after a signal has interrupted something else.
+class NodeOfNothing : public FakeNode {
+public:
+    ssize_t write(int, const void*, std::size_t) override { return nothing(); }
+    int control(int, unsigned long, void*) override { return nothing(); }
+
+    int calls = 0;
+
+private:
+    int nothing()
+    {
+        ++calls;
+        return 0;
+    }
+};
+
+TEST(HidrawRequestsOfNothing, AreDoneAndNotMadeAgain)
+{
+    NodeOfNothing node;
+    HidrawChannel channel(node, OwnedFd(node, node.takeChannelEnd()), vendorDescriptor(8, 8, 8), true,
+                          test::nodeOwner(), 0);
+    const Bytes bytes{1, 2};
+    for (const ReportType type : {ReportType::output, ReportType::feature}) {
+        node.calls = 0;
+        errno = EINTR;
+        EXPECT_EQ(channel.setReport(type, 0, bytes), Status::success);
+        EXPECT_EQ(node.calls, 1);
+    }
+    Bytes buffer(8);
+    std::size_t size = 99;
+    node.calls = 0;
+    errno = EINTR;
+    EXPECT_EQ(channel.getReport(ReportType::feature, 1, buffer, size), Status::success);
+    EXPECT_EQ(size, 0U);
+    EXPECT_EQ(node.calls, 1);
+}
+
 TEST_F(HidrawRequests, NeedRoomForAnAnswer)
 {
     EXPECT_EQ(get(ReportType::feature, 0, 0), "refused");

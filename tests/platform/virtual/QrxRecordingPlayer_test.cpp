@@ -1,6 +1,7 @@
 #include "QrxRunLoop.h"
 #include "QrxVirtualDevice.h"
 
+#include "CoreFoundation/LiveObjects.h"
 #include "DescriptorLimit.h"
 #include "ForkedChild.h"
 #include "RecordingRegistry.h"
@@ -388,6 +389,7 @@ TEST_F(QrxRecordingPlayerTest, WhatHasPlayedHoldsNothing)
     open(device);
     QrxRunLoop::current();
     const std::size_t before = openDescriptors();
+    const long objectsBefore = qrx::cf::liveObjects();
     QrxRecordingPlayer player(recording, device);
     for (const double speed : {0.0, 1.0}) {
         player.start(speed);
@@ -398,6 +400,7 @@ TEST_F(QrxRecordingPlayerTest, WhatHasPlayedHoldsNothing)
         ASSERT_TRUE(playToEnd(player));
         runWhileBusy();
         EXPECT_EQ(before, openDescriptors()) << "finished, speed " << speed;
+        EXPECT_EQ(objectsBefore, qrx::cf::liveObjects()) << "finished, speed " << speed;
     }
 }
 

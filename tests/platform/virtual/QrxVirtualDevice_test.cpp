@@ -6,6 +6,7 @@
 
 #include <array>
 #include <optional>
+#include <set>
 #include <sstream>
 #include <stdexcept>
 
@@ -92,6 +93,17 @@ TEST_F(QrxVirtualDeviceTest, LeavesOnceAndComesBackAsAnotherDeviceElsewhere)
     EXPECT_EQ(Status::notAttached, first.facts.interfaces[0].hid->open(channel)) << "the old port stays dead";
     EXPECT_EQ(nullptr, channel);
     EXPECT_NE(nullptr, opened());
+}
+
+TEST_F(QrxVirtualDeviceTest, EachTimeItComesItHasAPlaceOfItsOwn)
+{
+    std::set<std::uint32_t> places;
+    for (int time = 1; time <= 4; ++time) {
+        _device.plug();
+        places.insert(facts().locationID);
+        EXPECT_EQ(places.size(), static_cast<std::size_t>(time));
+        _device.unplug();
+    }
 }
 
 TEST_F(QrxVirtualDeviceTest, IsUnpluggedByItsDestructor)
