@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Base/SystemCalls.h"
 #include "Linux/LinuxProvider.h"
-#include "Linux/SystemCalls.h"
 
 #include <fuzzer/FuzzedDataProvider.h>
 

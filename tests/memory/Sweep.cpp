@@ -1,7 +1,7 @@
 #include "Sweep.h"
 
 #include "CoreFoundation/LiveObjects.h"
-#include "IOKit/Registry.h"
+#include "IOKit/registry/Registry.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "IOKit/EpollSet.h"
+#include "IOKit/registry/EpollSet.h"
 
 #include <gtest/gtest.h>
 

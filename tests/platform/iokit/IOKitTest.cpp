@@ -1,7 +1,7 @@
 #include "IOKitTest.h"
 
 #include "CoreFoundation/LiveObjects.h"
-#include "IOKit/Registry.h"
+#include "IOKit/registry/Registry.h"
 
 #include <algorithm>
 #include <chrono>

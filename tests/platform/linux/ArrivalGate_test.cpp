@@ -1,4 +1,4 @@
-#include "Linux/ArrivalGate.h"
+#include "Linux/policy/ArrivalGate.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "Linux/ErrorStatus.h"
+#include "Linux/hidraw/ErrorStatus.h"
 
 #include <gtest/gtest.h>
 

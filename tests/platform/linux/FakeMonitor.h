@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Linux/DeviceMonitor.h"
+#include "Linux/LinuxProvider.h"
 
 #include <deque>
 #include <memory>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "FaultyCalls.h"
-#include "Linux/DeviceAccess.h"
+#include "Linux/hidraw/DeviceAccess.h"
 
 #include <cstdint>
 #include <deque>

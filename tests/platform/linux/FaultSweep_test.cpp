@@ -2,9 +2,9 @@
 
 #include "FakeMonitor.h"
 #include "FakeNetlink.h"
-#include "Linux/FolderMonitor.h"
-#include "Linux/IntervalMonitor.h"
-#include "Linux/UdevMonitor.h"
+#include "Linux/monitors/FolderMonitor.h"
+#include "Linux/monitors/IntervalMonitor.h"
+#include "Linux/monitors/UdevMonitor.h"
 #include "ProviderStory.h"
 
 #include <gtest/gtest.h>

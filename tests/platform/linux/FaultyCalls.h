@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Linux/SystemCalls.h"
+#include "Base/SystemCalls.h"
 
 #include <chrono>
 #include <functional>

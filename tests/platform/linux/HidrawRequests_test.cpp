@@ -1,5 +1,5 @@
 #include "FakeNode.h"
-#include "Linux/HidrawChannel.h"
+#include "Linux/hidraw/HidrawChannel.h"
 
 #include <gtest/gtest.h>
 

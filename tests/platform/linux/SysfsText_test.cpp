@@ -1,4 +1,4 @@
-#include "Linux/SysfsText.h"
+#include "Linux/sysfs/SysfsText.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "Linux/UsbDescriptors.h"
+#include "Linux/sysfs/UsbDescriptors.h"
 #include "SysfsTree.h"
 
 #include <gtest/gtest.h>

@@ -1,8 +1,8 @@
 /// Numbers, names and descriptors at their exact limits, and text that is nearly a number.
 
-#include "Linux/SysfsText.h"
-#include "Linux/UsbDescriptors.h"
-#include "Linux/UsbNames.h"
+#include "Linux/sysfs/SysfsText.h"
+#include "Linux/sysfs/UsbDescriptors.h"
+#include "Linux/sysfs/UsbNames.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "Linux/UsbNames.h"
+#include "Linux/sysfs/UsbNames.h"
 
 #include <gtest/gtest.h>
 

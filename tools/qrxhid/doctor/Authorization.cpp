@@ -2,8 +2,8 @@
 
 #include "doctor/SysfsAttribute.h"
 
-#include "Linux/SystemCalls.h"
-#include "Linux/UsbDescriptors.h"
+#include "Base/SystemCalls.h"
+#include "Linux/sysfs/UsbDescriptors.h"
 
 #include <algorithm>
 #include <span>

@@ -7,9 +7,9 @@
 #include "doctor/UdevDatabase.h"
 #include "doctor/UdevRule.h"
 
-#include "Linux/DeviceScan.h"
-#include "Linux/NodeReadiness.h"
-#include "Linux/UsbNames.h"
+#include "Linux/sysfs/DeviceScan.h"
+#include "Linux/sysfs/NodeReadiness.h"
+#include "Linux/sysfs/UsbNames.h"
 
 #include <algorithm>
 #include <optional>

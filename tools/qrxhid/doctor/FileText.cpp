@@ -1,6 +1,6 @@
 #include "doctor/FileText.h"
 
-#include "Linux/SysfsDirectory.h"
+#include "Linux/sysfs/SysfsDirectory.h"
 
 namespace qrxhid {
 

@@ -3,7 +3,7 @@
 #include "doctor/Authorization.h"
 #include "doctor/SysfsAttribute.h"
 
-#include "Linux/SystemCalls.h"
+#include "Base/SystemCalls.h"
 
 #include <algorithm>
 #include <vector>

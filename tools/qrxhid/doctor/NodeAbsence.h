@@ -2,7 +2,7 @@
 
 #include "doctor/Checkup.h"
 
-#include "Linux/DeviceScan.h"
+#include "Linux/sysfs/DeviceScan.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "Linux/SysfsDirectory.h"
+#include "Linux/sysfs/SysfsDirectory.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 #include "../Ground.h"
 
-#include "IOKit/HidDevice.h"
+#include "IOKit/hid/HidDevice.h"
 #include "QrxError.h"
 
 namespace qrx {

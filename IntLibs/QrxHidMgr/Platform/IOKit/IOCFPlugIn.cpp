@@ -1,6 +1,6 @@
-#include "HidDevice.h"
-#include "HidEntries.h"
-#include "Registry.h"
+#include "IOKit/hid/HidDevice.h"
+#include "IOKit/registry/HidEntries.h"
+#include "IOKit/registry/Registry.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOCFPlugIn.h>

@@ -2,12 +2,13 @@
 // platform's codes. Calls that take a matching dictionary consume one reference on it, on failure too. Handle 0 is
 // "nothing", and most calls accept it without an error.
 
-#include "CFRef.h"
 #include "CoreFoundation/CFDictionaryShape.h"
-#include "Matching.h"
-#include "NotificationPort.h"
-#include "Registry.h"
-#include "RegistryIterator.h"
+#include "IOKit/registry/CFRef.h"
+#include "IOKit/registry/Matching.h"
+#include "IOKit/registry/NotificationPort.h"
+#include "IOKit/registry/Registry.h"
+#include "IOKit/registry/RegistryIterator.h"
+#include "Provider/Provider.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOKitLib.h>
@@ -25,6 +26,14 @@ mach_port_t bootstrap_port = MACH_PORT_NULL;
 const mach_port_t kIOMasterPortDefault = MACH_PORT_NULL;
 
 namespace {
+
+/// The registry for who enumerates or observes, which is when it needs its providers.
+Registry& suppliedRegistry()
+{
+    Registry& registry = Registry::instance();
+    registry.providers().setFactory(&qrx::platform::makeProviders);
+    return registry;
+}
 
 io_iterator_t handOutIterator(RegistryEntry::List entries)
 {
@@ -116,7 +125,7 @@ kern_return_t IOServiceGetMatchingServices(mach_port_t, CFDictionaryRef matching
     if (matching == nullptr || existing == nullptr) {
         return kIOReturnBadArgument;
     }
-    Registry& registry = Registry::instance();
+    Registry& registry = suppliedRegistry();
     // An enumeration shows what is there now. While somebody observes, this costs one look for events.
     registry.providers().refresh();
     RegistryEntry::List entries = registry.matching(Matching(matching));
@@ -154,7 +163,7 @@ kern_return_t IOServiceAddMatchingNotification(IONotificationPortRef port, const
 {
     // Consumed on every path, failures included.
     const auto consumed = CFRef<CFDictionaryRef>::adopt(matching);
-    Registry& registry = Registry::instance();
+    Registry& registry = suppliedRegistry();
     const auto found = registry.findPort(port);
     if (!found || type == nullptr || matching == nullptr || callback == nullptr || notification == nullptr) {
         return kIOReturnBadArgument;

@@ -5,12 +5,12 @@
 
 #include "LinuxProvider.h"
 
-#include "DeviceBook.h"
-#include "NodeReadiness.h"
 #include "Base/Log.h"
-#include "SystemCalls.h"
-#include "UsbNames.h"
-#include "WatchSet.h"
+#include "Base/SystemCalls.h"
+#include "Linux/monitors/WatchSet.h"
+#include "Linux/policy/DeviceBook.h"
+#include "Linux/sysfs/NodeReadiness.h"
+#include "Linux/sysfs/UsbNames.h"
 
 #include <algorithm>
 #include <array>

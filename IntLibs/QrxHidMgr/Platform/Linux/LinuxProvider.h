@@ -1,15 +1,21 @@
 #pragma once
 
-#include "DeviceMonitor.h"
+#include "Linux/monitors/DeviceMonitor.h"
 #include "Provider/Provider.h"
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace qrx::platform {
 
 class SystemCalls;
+struct LinuxPaths;
+
+/// Makes the monitors of one observation; all of them are heard.
+using MonitorFactory = std::function<std::vector<std::unique_ptr<DeviceMonitor>>(const LinuxPaths&)>;
 
 /// Where the provider finds things; what differs from the default is for tests.
 struct LinuxPaths {
@@ -26,6 +32,13 @@ struct LinuxPaths {
     /// Empty: makeMonitors.
     MonitorFactory monitors;
 };
+
+/// What this machine offers. Where udevd runs, the events that it sends after its rules, so that a node's mode is right
+/// when its device is announced; and a late look after nodes have come or gone, since udevd's events stay in its
+/// network namespace. Else the kernel's own events, and a look at the device folder besides. Where no event socket can
+/// be had, or the kernel sends nothing to this network namespace, the device folder and a slow timer. None, with errno,
+/// while descriptors or memory are lacking for one of them.
+std::vector<std::unique_ptr<DeviceMonitor>> makeMonitors(const LinuxPaths& paths);
 
 /// The USB devices of this machine that have a HID interface, through sysfs, udev and hidraw. Hubs and other devices
 /// without any are left out: nothing could be done with them here, and they would cost calls at each enumeration.

@@ -190,7 +190,7 @@ public:
 };
 
 /// The providers that a process has from the start. Defined in Platform/Providers.cpp, the one place that
-/// names them; the registry asks once, at its first use.
+/// names them; called once, at the first enumeration or observation.
 std::vector<std::unique_ptr<Provider>> makeProviders();
 
 /// The process's registry, for providers that need not be asked (virtual devices publish themselves). Defined by

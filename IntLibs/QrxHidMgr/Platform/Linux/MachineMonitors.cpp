@@ -1,13 +1,12 @@
-#include "DeviceMonitor.h"
-
-#include "FolderMonitor.h"
-#include "IntervalMonitor.h"
-#include "LateFolderMonitor.h"
 #include "LinuxProvider.h"
-#include "NetworkNamespace.h"
+
 #include "Base/Log.h"
-#include "SystemCalls.h"
-#include "UdevMonitor.h"
+#include "Base/SystemCalls.h"
+#include "Linux/monitors/FolderMonitor.h"
+#include "Linux/monitors/IntervalMonitor.h"
+#include "Linux/monitors/LateFolderMonitor.h"
+#include "Linux/monitors/NetworkNamespace.h"
+#include "Linux/monitors/UdevMonitor.h"
 
 #include <cerrno>
 

@@ -2,6 +2,7 @@
 
 #include "Base/NeverDestroyed.h"
 #include "HidDevice.h"
+#include "IOKit/registry/NotificationPort.h"
 
 #include <mutex>
 #include <thread>
@@ -33,6 +34,7 @@ Openings& openings()
 
 void add(const std::shared_ptr<HidDevice>& device)
 {
+    setBeforeEnd(&deliverRest);
     const std::lock_guard guard(openings().mutex);
     openings().byDevice[device.get()] = {std::this_thread::get_id(), device};
 }

@@ -12,7 +12,7 @@
 
 #include "DeviceScan.h"
 
-#include "HidrawNode.h"
+#include "Linux/hidraw/HidrawNode.h"
 #include "SysfsText.h"
 #include "UsbAttributes.h"
 #include "UsbNames.h"

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Base/SystemCalls.h"
 #include "DeviceMonitor.h"
-#include "SystemCalls.h"
 
 #include <chrono>
 #include <memory>

@@ -2,8 +2,8 @@
 
 #include "CountedInterface.h"
 #include "EventSource.h"
-#include "HidEntries.h"
 #include "HidQueueElement.h"
+#include "IOKit/registry/HidEntries.h"
 #include "LocalShared.h"
 #include "Provider/Provider.h"
 

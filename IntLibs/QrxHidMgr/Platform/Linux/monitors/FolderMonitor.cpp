@@ -1,6 +1,6 @@
 #include "FolderMonitor.h"
 
-#include "UsbNames.h"
+#include "Linux/sysfs/UsbNames.h"
 
 #include <cerrno>
 #include <cstring>

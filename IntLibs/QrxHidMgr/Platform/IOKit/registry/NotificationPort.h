@@ -13,6 +13,17 @@
 #include <mutex>
 #include <vector>
 
+namespace qrx::iokit {
+
+/// Called on the thread of an observer before the end of a device is announced to it, so that what still waits in the
+/// device can be delivered first. It may run foreign code, and may throw.
+using BeforeEnd = void (*)(const DeviceRecord& ended);
+
+/// Sets the one function of this kind; from any thread. The registry knows no open devices: whoever opens them sets it.
+void setBeforeEnd(BeforeEnd function);
+
+} // namespace qrx::iokit
+
 /// What notifications are delivered through: a run loop source over an event descriptor of its own and the providers'
 /// descriptors.
 ///

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "Base/SystemCalls.h"
 #include "SysfsDirectory.h"
-#include "SystemCalls.h"
 
 #include <cstdint>
 #include <map>

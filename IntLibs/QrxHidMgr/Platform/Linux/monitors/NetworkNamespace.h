@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SystemCalls.h"
+#include "Base/SystemCalls.h"
 
 namespace qrx::platform {
 

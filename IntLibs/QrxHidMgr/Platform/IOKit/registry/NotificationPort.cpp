@@ -9,10 +9,10 @@
 
 #include "NotificationPort.h"
 
-#include "OpenDevices.h"
 #include "Registry.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <iterator>
 #include <new>
@@ -29,6 +29,8 @@ using qrx::iokit::registryLock;
 using qrx::platform::FileDescriptor;
 
 namespace {
+
+constinit std::atomic<qrx::iokit::BeforeEnd> sm_BeforeEnd{nullptr};
 
 /// The run loop source's link to its port. Either may end first, so it is weak.
 struct Link {
@@ -61,6 +63,11 @@ void releaseLink(const void* info)
 }
 
 } // namespace
+
+void qrx::iokit::setBeforeEnd(BeforeEnd function)
+{
+    sm_BeforeEnd.store(function, std::memory_order_release);
+}
 
 IONotificationPort::IONotificationPort() : _event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
 {
@@ -275,6 +282,10 @@ void IONotificationPort::perform()
 
 void IONotificationPort::deliverBeforeEnds(std::uint64_t upTo)
 {
+    const auto beforeEnd = sm_BeforeEnd.load(std::memory_order_acquire);
+    if (beforeEnd == nullptr) {
+        return;
+    }
     RegistryEntry::List ended;
     {
         const std::lock_guard guard(registryLock());
@@ -290,7 +301,7 @@ void IONotificationPort::deliverBeforeEnds(std::uint64_t upTo)
         }
     }
     for (const auto& entry : ended) {
-        qrx::iokit::open_devices::deliverRest(entry->record());
+        beforeEnd(entry->record());
     }
 }
 

@@ -1,8 +1,8 @@
 #include "HidEntries.h"
 
+#include "Base/Log.h"
 #include "HidProperties.h"
 #include "PropertyList.h"
-#include "Base/Log.h"
 #include "SharedElements.h"
 
 #include <IOKit/hid/IOHIDKeys.h>

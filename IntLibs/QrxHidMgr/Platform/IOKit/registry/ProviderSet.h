@@ -2,6 +2,7 @@
 
 #include "Provider/Provider.h"
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -18,6 +19,11 @@ class EpollSet;
 class ProviderSet {
 public:
     explicit ProviderSet(platform::RegistrySink& sink) : _sink(sink) {}
+
+    using Factory = std::vector<std::unique_ptr<platform::Provider>> (*)();
+    /// Who makes the providers when they are first needed. Set before that, each time to the same function: the list of
+    /// providers is above the registry, which does not need it.
+    void setFactory(Factory factory) { _factory.store(factory, std::memory_order_release); }
 
     /// Lets every provider show what is there now.
     void refresh();
@@ -44,6 +50,7 @@ private:
 
     platform::RegistrySink& _sink;
     std::mutex _mutex;
+    std::atomic<Factory> _factory{nullptr};
     bool _isMade = false;
     bool _isEnabled = true;
     bool _isWatching = false;

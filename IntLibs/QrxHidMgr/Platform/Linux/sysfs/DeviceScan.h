@@ -1,11 +1,11 @@
 #pragma once
 
-#include "DeviceAccess.h"
+#include "Base/SystemCalls.h"
+#include "Linux/hidraw/DeviceAccess.h"
 #include "NodeReadiness.h"
 #include "Provider/Provider.h"
 #include "ReportNodes.h"
 #include "SysfsDirectory.h"
-#include "SystemCalls.h"
 #include "UsbDescriptors.h"
 
 #include <chrono>

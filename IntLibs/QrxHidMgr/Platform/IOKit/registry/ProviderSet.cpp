@@ -4,8 +4,8 @@
 
 #include "ProviderSet.h"
 
-#include "EpollSet.h"
 #include "Base/Log.h"
+#include "EpollSet.h"
 
 #include <algorithm>
 #include <new>
@@ -17,8 +17,9 @@ namespace qrx::iokit {
 void ProviderSet::makeOnce()
 {
     // Not before somebody asks for devices: a program that only reads recordings opens nothing.
-    if (!_isMade) {
-        _providers = platform::makeProviders();
+    const Factory factory = _factory.load(std::memory_order_acquire);
+    if (!_isMade && factory != nullptr) {
+        _providers = factory();
         _isMade = true;
     }
 }

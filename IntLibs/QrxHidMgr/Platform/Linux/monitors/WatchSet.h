@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Base/ProcessMark.h"
+#include "Base/SystemCalls.h"
 #include "DeviceMonitor.h"
-#include "SystemCalls.h"
 
 #include <chrono>
 #include <functional>

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Base/SystemCalls.h"
 #include "DeviceAccess.h"
 #include "Provider/Provider.h"
-#include "SystemCalls.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,9 +1,9 @@
 #pragma once
 
+#include "Base/SystemCalls.h"
 #include "DeviceAccess.h"
 #include "Provider/Provider.h"
 #include "ReportBatch.h"
-#include "SystemCalls.h"
 
 #include <cstdint>
 #include <memory>

@@ -1,8 +1,8 @@
 #include "HidrawNode.h"
 
+#include "Base/Log.h"
 #include "ErrorStatus.h"
 #include "HidrawChannel.h"
-#include "Base/Log.h"
 
 #include <cerrno>
 #include <new>

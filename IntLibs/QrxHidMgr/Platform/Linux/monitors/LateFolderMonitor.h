@@ -1,8 +1,8 @@
 #pragma once
 
+#include "Base/SystemCalls.h"
 #include "DelayMonitor.h"
 #include "FolderMonitor.h"
-#include "SystemCalls.h"
 
 #include <chrono>
 #include <memory>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "ArrivalGate.h"
-#include "DeviceScan.h"
+#include "Linux/sysfs/DeviceScan.h"
 #include "Provider/Provider.h"
 
 #include <chrono>

@@ -1,13 +1,8 @@
 #pragma once
 
-#include <functional>
-#include <memory>
 #include <string>
-#include <vector>
 
 namespace qrx::platform {
-
-struct LinuxPaths;
 
 /// One device event of the kernel.
 struct DeviceEvent {
@@ -42,15 +37,5 @@ public:
     /// True if events come after udevd has carried out its rules.
     virtual bool followsRules() const { return false; }
 };
-
-/// Makes the monitors of one observation; all of them are heard.
-using MonitorFactory = std::function<std::vector<std::unique_ptr<DeviceMonitor>>(const LinuxPaths&)>;
-
-/// What this machine offers. Where udevd runs, the events that it sends after its rules, so that a node's mode is right
-/// when its device is announced; and a late look after nodes have come or gone, since udevd's events stay in its
-/// network namespace. Else the kernel's own events, and a look at the device folder besides. Where no event socket can
-/// be had, or the kernel sends nothing to this network namespace, the device folder and a slow timer. None, with errno,
-/// while descriptors or memory are lacking for one of them.
-std::vector<std::unique_ptr<DeviceMonitor>> makeMonitors(const LinuxPaths& paths);
 
 } // namespace qrx::platform

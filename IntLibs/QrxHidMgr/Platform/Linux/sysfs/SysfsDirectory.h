@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SystemCalls.h"
+#include "Base/SystemCalls.h"
 
 #include <cstdint>
 #include <optional>
