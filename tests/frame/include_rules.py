@@ -9,7 +9,7 @@ import pathlib
 import re
 import sys
 
-LIBRARY = "IntLibs/QrxHidMgr"
+from layers import CREATION_POINTS, GUESTS, LIBRARY, ORDER, OWN_PUBLIC, RULES, folder_of
 
 STANDARD = set("""algorithm array atomic bit cctype cerrno charconv chrono cmath compare concepts condition_variable csignal
 cstddef cstdint cstdio cstdlib cstring ctime deque exception filesystem fstream functional initializer_list iomanip ios
@@ -19,65 +19,7 @@ unordered_set utility valarray variant vector version cassert cinttypes cstdarg 
 semaphore stop_token latch barrier future memory_resource any bitset stack regex ratio source_location
 numbers""".split())
 
-# What <...> headers stand for.
-PUBLISHED = re.compile(r"(CoreFoundation/CoreFoundation|IOKit/.*|Carbon/Carbon|CoreServices/CoreServices|mach/mach)\.h")
-SYSTEM = re.compile(r"(sys|linux|asm)/.*\.h|unistd\.h|fcntl\.h|poll\.h|pthread\.h|dirent\.h|signal\.h|libudev\.h|errno\.h|time\.h|limits\.h")
-
-# Folder -> (what <...> it may include besides the standard library, folders whose "..." headers it may include).
-RULES = {
-    "Headers": ((), ("Headers",)),
-    "Text": ((), ("Text",)),
-    "HID": ((), ("HID",)),
-    "Recordings": ((), ("Recordings", "Text", "Headers")),
-    "Sources": ((), ("Headers", "Sources")),
-    "Sources/mac": ((PUBLISHED,), ("Headers", "Sources", "Sources/mac")),
-    "Additions": ((PUBLISHED,), ("Additions", "Headers", "Sources", "Sources/mac", "HID")),
-    "Additions/platform": ((PUBLISHED,), ("Additions", "Headers", "Platform/IOKit/hid")),
-    "Platform/Base": ((SYSTEM,), ("Platform/Base", "Text")),
-    "Platform/Provider": ((), ("Platform/Provider",)),
-    "Platform/CoreFoundation": ((PUBLISHED, SYSTEM), ("Platform/CoreFoundation", "Platform/Base", "Headers")),
-    "Platform/IOKit/registry": ((PUBLISHED, SYSTEM),
-                                ("Platform/IOKit/registry", "Platform/CoreFoundation", "HID", "Platform/Provider",
-                                 "Platform/Base")),
-    "Platform/IOKit/hid": ((PUBLISHED, SYSTEM),
-                           ("Platform/IOKit/hid", "Platform/IOKit/registry", "Platform/CoreFoundation", "HID",
-                            "Platform/Provider", "Platform/Base")),
-    "Platform/IOKit": ((PUBLISHED,),
-                       ("Platform/IOKit/hid", "Platform/IOKit/registry", "Platform/CoreFoundation",
-                        "Platform/Provider")),
-    "Platform/Linux/hidraw": ((SYSTEM,), ("Platform/Linux/hidraw", "HID", "Platform/Provider", "Platform/Base")),
-    "Platform/Linux/sysfs": ((SYSTEM,),
-                             ("Platform/Linux/sysfs", "Platform/Linux/hidraw", "Platform/Provider", "Platform/Base",
-                              "Text")),
-    "Platform/Linux/monitors": ((SYSTEM,), ("Platform/Linux/monitors", "Platform/Linux/sysfs", "Platform/Base")),
-    "Platform/Linux/policy": ((), ("Platform/Linux/policy", "Platform/Linux/sysfs", "Platform/Linux/hidraw",
-                                   "Platform/Provider", "Platform/Base")),
-    "Platform/Linux": ((SYSTEM,),
-                       ("Platform/Linux", "Platform/Linux/policy", "Platform/Linux/monitors", "Platform/Linux/sysfs",
-                        "Platform/Provider", "Platform/Base")),
-    "Platform/Virtual": ((PUBLISHED, SYSTEM),
-                         ("Platform/Virtual", "Recordings", "Platform/Provider", "Platform/Base", "Headers")),
-    "Platform/include": ((PUBLISHED,), ()),
-    # The list of providers.
-    "Platform": ((), ("Platform/Provider", "Platform/Linux")),
-}
-
-# The model knows its backend in two places: where it makes a tree.
-CREATION_POINTS = {"QrxDeviceTree.cpp", "QrxDeviceTreeInterface.cpp"}
-# Of the public headers, these folders know those that they define.
-OWN_PUBLIC = {
-    "Recordings": {"QrxRecording.h"},
-    "Platform/CoreFoundation": {"QrxRunLoop.h"},
-    "Platform/Virtual": {"QrxVirtualDevice.h"},
-}
-
 INCLUDE = re.compile(r'\s*#\s*include\s*([<"])([^>"]+)[>"]')
-
-
-def folder_of(path, library):
-    relative = path.relative_to(library).parent.as_posix()
-    candidates = [rule for rule in RULES if relative == rule or relative.startswith(rule + "/")]
-    return max(candidates, key=len, default=None)
 
 
 def locate(name, path, library):
@@ -106,8 +48,34 @@ def breach(bracket, name, path, rule, library):
     return f'"{name}" of {target} is not for {rule}'
 
 
-def main(project):
-    library = pathlib.Path(project) / LIBRARY
+def upward():
+    """Rules of the table by which a folder would know one that comes after it."""
+    return [f"the table lets {rule} know {folder}, which comes after it"
+            for rule, (_, folders) in RULES.items() for folder in folders
+            if ORDER.index(folder) > ORDER.index(rule)]
+
+
+def guest_breach(bracket, name, path, project, folders):
+    """A program of the project may know public headers, its own, and the private ones that it is let into."""
+    library = project / LIBRARY
+    if bracket == "<":
+        return None
+    target = locate(name, path, library)
+    own = any((base / name).is_file() for base in (path.parent, *path.parents) if project in (base, *base.parents))
+    if own or target in (None, "Headers", *folders):
+        return None
+    return f'"{name}" of {target} is not for {path.parent.relative_to(project)}'
+
+
+def included(path):
+    for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
+        include = INCLUDE.match(line)
+        if include:
+            yield number, include[1], include[2]
+
+
+def check_library(project):
+    library = project / LIBRARY
     checked, breaches = 0, []
     for path in sorted(library.rglob("*")):
         if not path.is_file() or path.name == "CMakeLists.txt":
@@ -117,15 +85,37 @@ def main(project):
             breaches.append(f"{path}: a folder without a rule")
             continue
         checked += 1
-        for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
-            include = INCLUDE.match(line)
-            if include:
-                reason = breach(include[1], include[2], path, rule, library)
+        for number, bracket, name in included(path):
+            reason = breach(bracket, name, path, rule, library)
+            if reason:
+                breaches.append(f"{path}:{number}: {reason}")
+    return checked, breaches
+
+
+def check_guests(project):
+    checked, breaches = 0, []
+    for top in sorted({guest.split("/")[0] for guest in GUESTS}):
+        for path in sorted((project / top).rglob("*")):
+            if path.suffix not in (".h", ".cpp"):
+                continue
+            relative = path.relative_to(project).as_posix()
+            guest = max((one for one in GUESTS if relative.startswith(one + "/")), key=len)
+            checked += 1
+            for number, bracket, name in included(path):
+                reason = guest_breach(bracket, name, path, project, GUESTS[guest])
                 if reason:
                     breaches.append(f"{path}:{number}: {reason}")
-    print("\n".join(breaches) or f"{checked} files keep the layers apart")
-    if checked < 20:
-        print(f"only {checked} files found below {library}")
+    return checked, breaches
+
+
+def main(folder):
+    project = pathlib.Path(folder).resolve()
+    checked, breaches = check_library(project)
+    guests, guest_breaches = check_guests(project)
+    breaches += upward() + guest_breaches
+    print("\n".join(breaches) or f"{checked} files of the library and {guests} of programs keep the layers apart")
+    if checked < 20 or guests < 20:
+        print(f"only {checked} and {guests} files found below {project}")
         return 1
     return 1 if breaches else 0
 

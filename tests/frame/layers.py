@@ -1,0 +1,78 @@
+"""The folders of the library and who may know whom. include_rules.py and link_rules.py hold it."""
+import re
+
+LIBRARY = "IntLibs/QrxHidMgr"
+
+# What <...> headers stand for.
+PUBLISHED = re.compile(r"(CoreFoundation/CoreFoundation|IOKit/.*|Carbon/Carbon|CoreServices/CoreServices|mach/mach)\.h")
+SYSTEM = re.compile(r"(sys|linux|asm)/.*\.h|unistd\.h|fcntl\.h|poll\.h|pthread\.h|dirent\.h|signal\.h|libudev\.h|errno\.h|time\.h|limits\.h")
+
+# Folder -> (what <...> it may include besides the standard library, folders whose "..." headers it may include). From
+# the bottom to the top: a folder may only know folders above it in this list, so there is no cycle.
+RULES = {
+    "Headers": ((), ("Headers",)),
+    "Text": ((), ("Text",)),
+    "HID": ((), ("HID",)),
+    "Recordings": ((), ("Recordings", "Text", "Headers")),
+    "Platform/include": ((PUBLISHED,), ()),
+    "Platform/Provider": ((), ("Platform/Provider",)),
+    "Platform/Base": ((SYSTEM,), ("Platform/Base", "Text")),
+    "Platform/CoreFoundation": ((PUBLISHED, SYSTEM), ("Platform/CoreFoundation", "Platform/Base", "Headers")),
+    "Platform/IOKit/registry": ((PUBLISHED, SYSTEM),
+                                ("Platform/IOKit/registry", "Platform/CoreFoundation", "HID", "Platform/Provider",
+                                 "Platform/Base")),
+    "Platform/IOKit/hid": ((PUBLISHED, SYSTEM),
+                           ("Platform/IOKit/hid", "Platform/IOKit/registry", "Platform/CoreFoundation", "HID",
+                            "Platform/Provider", "Platform/Base")),
+    "Platform/Virtual": ((PUBLISHED, SYSTEM),
+                         ("Platform/Virtual", "Recordings", "Platform/Provider", "Platform/Base", "Headers")),
+    "Platform/Linux/hidraw": ((SYSTEM,), ("Platform/Linux/hidraw", "HID", "Platform/Provider", "Platform/Base")),
+    "Platform/Linux/sysfs": ((SYSTEM,),
+                             ("Platform/Linux/sysfs", "Platform/Linux/hidraw", "Platform/Provider", "Platform/Base",
+                              "Text")),
+    "Platform/Linux/monitors": ((SYSTEM,), ("Platform/Linux/monitors", "Platform/Linux/sysfs", "Platform/Base")),
+    "Platform/Linux/policy": ((), ("Platform/Linux/policy", "Platform/Linux/sysfs", "Platform/Linux/hidraw",
+                                   "Platform/Provider", "Platform/Base")),
+    "Platform/Linux": ((SYSTEM,),
+                       ("Platform/Linux", "Platform/Linux/policy", "Platform/Linux/monitors", "Platform/Linux/sysfs",
+                        "Platform/Provider", "Platform/Base")),
+    # The list of providers.
+    "Platform": ((), ("Platform/Provider", "Platform/Linux")),
+    # The published functions.
+    "Platform/IOKit": ((PUBLISHED,),
+                       ("Platform/IOKit/hid", "Platform/IOKit/registry", "Platform/CoreFoundation",
+                        "Platform/Provider")),
+    "Sources": ((), ("Headers", "Sources")),
+    "Sources/mac": ((PUBLISHED,), ("Headers", "Sources", "Sources/mac")),
+    "Additions": ((PUBLISHED,), ("Additions", "Headers", "Sources", "Sources/mac", "HID")),
+    # Where the grounds differ.
+    "Additions/mac": ((PUBLISHED,), ("Additions", "Headers")),
+    "Additions/platform": ((PUBLISHED,), ("Additions", "Headers", "Platform/IOKit/hid")),
+}
+
+# The model knows its backend in two places: where it makes a tree.
+CREATION_POINTS = {"QrxDeviceTree.cpp", "QrxDeviceTreeInterface.cpp"}
+# What the additions ask of their ground (Ground.h) is defined above them.
+GROUND = ("Additions", "Additions/platform")
+# Of the public headers, these folders know those that they define.
+OWN_PUBLIC = {
+    "Recordings": {"QrxRecording.h"},
+    "Platform/CoreFoundation": {"QrxRunLoop.h"},
+    "Platform/Virtual": {"QrxVirtualDevice.h"},
+}
+# Programs and tests -> the private folders that they may look into, besides what is public.
+GUESTS = {
+    "tools/qrxhid/text": ("Text",),
+    "tools/qrxhid/devices": ("Sources/mac", "Platform/IOKit/registry"),
+    "tools/qrxhid/doctor": ("Platform/Linux/sysfs", "Platform/Base"),
+    "tools/qrxhid": (),
+    "examples": (),
+}
+ORDER = list(RULES)
+
+
+def folder_of(path, library):
+    """The folder of the table that a file of the library belongs to; None without one."""
+    relative = path.relative_to(library).parent.as_posix()
+    candidates = [rule for rule in RULES if relative == rule or relative.startswith(rule + "/")]
+    return max(candidates, key=len, default=None)
