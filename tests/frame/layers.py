@@ -64,6 +64,7 @@ OWN_PUBLIC = {
 GUESTS = {
     "tools/qrxhid/text": ("Text",),
     "tools/qrxhid/devices": ("Sources/mac", "Platform/IOKit/registry"),
+    "tools/qrxhid/descriptor": ("HID",),
     "tools/qrxhid/doctor": ("Platform/Linux/sysfs", "Platform/Base"),
     "tools/qrxhid": (),
     "examples": (),
