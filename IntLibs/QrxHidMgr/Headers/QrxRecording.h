@@ -1,4 +1,5 @@
-#pragma once
+#ifndef QRX_RECORDING_H
+#define QRX_RECORDING_H
 
 #include "QrxExport.h"
 
@@ -108,3 +109,5 @@ struct QRX_EXPORT QrxRecording {
     /// run backwards is left to the caller.
     void writeEvent(std::ostream& text, const QrxRecordedEvent& event, std::size_t& afterInterface) const;
 };
+
+#endif

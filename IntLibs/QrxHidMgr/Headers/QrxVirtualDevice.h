@@ -1,4 +1,5 @@
-#pragma once
+#ifndef QRX_VIRTUAL_DEVICE_H
+#define QRX_VIRTUAL_DEVICE_H
 
 #include "QrxExport.h"
 #include "QrxRecording.h"
@@ -153,3 +154,5 @@ private:
     struct Body;
     std::shared_ptr<Body> _body;
 };
+
+#endif

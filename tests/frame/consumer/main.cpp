@@ -2,7 +2,7 @@
 #include <QrxDeviceTree.h>
 #include <QrxHIDDevice.h>
 #include <QrxHIDDeviceDelegateInterface.h>
-#include <QrxRunLoop.h>
+#include <QrxHIDManager/QrxRunLoop.h>
 #include <QrxVirtualDevice.h>
 
 #include <cstdio>

@@ -1,0 +1,6 @@
+#include "QrxVersion.h"
+
+unsigned int QrxGetVersion()
+{
+    return QRX_VERSION;
+}
