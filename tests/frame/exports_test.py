@@ -32,8 +32,9 @@ def exported(library):
 
 def owner_of(name, classes, functions):
     """The class or function of the public headers that `name` belongs to, or None."""
-    if name.split("(")[0] in functions:
-        return name.split("(")[0]
+    function = name.split("(")[0].removesuffix("[abi:cxx11]")
+    if function in functions:
+        return function
     match = OF_A_CLASS.fullmatch(name)
     return match.group(1) if match and match.group(1) in classes else None
 

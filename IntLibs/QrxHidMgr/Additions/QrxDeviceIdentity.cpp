@@ -53,6 +53,33 @@ InterfaceIdentity identityOf(const _QrxHIDInterfaceMac& interface)
     return identity;
 }
 
+struct BusFacts {
+    std::string serialNumber;
+    std::uint32_t locationID = 0;
+    std::uint32_t address = 0;
+    QrxUsbSpeed speed = QrxUsbSpeed::unknown;
+    Place place;
+};
+
+BusFacts busFactsOf(const _QrxHIDDeviceImpl& device)
+{
+    const CFDictionaryRef properties = device._borrowedProperties();
+    BusFacts facts;
+    facts.serialNumber = textOf(properties, CFSTR("USB Serial Number"));
+    facts.locationID = properties::bits(properties, CFSTR("locationID"));
+    facts.address = properties::bits(properties, CFSTR("USB Address"));
+    facts.speed = speedOf(properties::number(properties, CFSTR("Device Speed"), -1));
+    for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : device._getInterfaces()) {
+        const _QrxHIDDeviceConnectionImpl* connection = interface->_borrowedConnection();
+        // All interfaces are plugged at one place; any that has a driver can say it.
+        if (connection != nullptr && connection->_borrowedDeviceInterface() != nullptr) {
+            facts.place = placeOf(connection->_borrowedDeviceInterface(), facts.locationID);
+            break;
+        }
+    }
+    return facts;
+}
+
 template <class Wanted>
 mis::swizzler<QrxHIDDevice> findDevice(QrxDeviceTree& tree, Wanted isWanted)
 {
@@ -73,32 +100,8 @@ struct QrxDeviceIdentity::Body {
     std::uint32_t releaseNumber = 0;
     std::string vendorName;
     std::string productName;
-    std::string serialNumber;
-    std::string portChain;
-    std::uint32_t locationID = 0;
-    std::uint32_t address = 0;
-    QrxUsbSpeed speed = QrxUsbSpeed::unknown;
-    bool isVirtual = false;
+    BusFacts bus;
     std::vector<InterfaceIdentity> interfaces;
-
-    void readBus(const _QrxHIDDeviceImpl& device)
-    {
-        const CFDictionaryRef properties = device._borrowedProperties();
-        serialNumber = textOf(properties, CFSTR("USB Serial Number"));
-        locationID = properties::bits(properties, CFSTR("locationID"));
-        address = properties::bits(properties, CFSTR("USB Address"));
-        speed = speedOf(properties::number(properties, CFSTR("Device Speed"), -1));
-        for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : device._getInterfaces()) {
-            interfaces.push_back(identityOf(*interface));
-            const _QrxHIDDeviceConnectionImpl* connection = interface->_borrowedConnection();
-            // All interfaces are plugged at one place; any that has a driver can say it.
-            if (portChain.empty() && connection != nullptr && connection->_borrowedDeviceInterface() != nullptr) {
-                const Place place = placeOf(connection->_borrowedDeviceInterface(), locationID);
-                portChain = place.portChain;
-                isVirtual = place.isVirtual;
-            }
-        }
-    }
 
     const InterfaceIdentity& interface(int number) const
     {
@@ -125,7 +128,10 @@ QrxDeviceIdentity::QrxDeviceIdentity(const QrxHIDDevice& device)
     body->vendorName = device.getVendorName();
     body->productName = device.getProductName();
     if (const auto* found = dynamic_cast<const _QrxHIDDeviceImpl*>(&device)) {
-        body->readBus(*found);
+        body->bus = busFactsOf(*found);
+        for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : found->_getInterfaces()) {
+            body->interfaces.push_back(identityOf(*interface));
+        }
     }
     _body = std::move(body);
 }
@@ -161,38 +167,38 @@ const std::string& QrxDeviceIdentity::getProductName() const
 
 const std::string& QrxDeviceIdentity::getSerialNumber() const
 {
-    return _body->serialNumber;
+    return _body->bus.serialNumber;
 }
 
 const std::string& QrxDeviceIdentity::getPortChain() const
 {
-    return _body->portChain;
+    return _body->bus.place.portChain;
 }
 
 uint32_t QrxDeviceIdentity::getBusNumber() const
 {
     // The chain begins with the number of the bus: "1-2.1". An empty chain gives 0, which no bus has.
-    return static_cast<uint32_t>(std::strtoul(_body->portChain.c_str(), nullptr, 10));
+    return static_cast<uint32_t>(std::strtoul(_body->bus.place.portChain.c_str(), nullptr, 10));
 }
 
 uint32_t QrxDeviceIdentity::getLocationID() const
 {
-    return _body->locationID;
+    return _body->bus.locationID;
 }
 
 uint32_t QrxDeviceIdentity::getAddress() const
 {
-    return _body->address;
+    return _body->bus.address;
 }
 
 QrxUsbSpeed QrxDeviceIdentity::getSpeed() const
 {
-    return _body->speed;
+    return _body->bus.speed;
 }
 
 bool QrxDeviceIdentity::isVirtual() const
 {
-    return _body->isVirtual;
+    return _body->bus.place.isVirtual;
 }
 
 size_t QrxDeviceIdentity::getInterfaceCount() const
@@ -227,8 +233,9 @@ bool QrxDeviceIdentity::operator==(const QrxDeviceIdentity& other) const
 {
     // The address is left out, because it changes with every plugging, and so are the names, which IDs imply.
     return _body->vendorID == other._body->vendorID && _body->productID == other._body->productID &&
-           _body->releaseNumber == other._body->releaseNumber && _body->serialNumber == other._body->serialNumber &&
-           _body->portChain == other._body->portChain;
+           _body->releaseNumber == other._body->releaseNumber &&
+           _body->bus.serialNumber == other._body->bus.serialNumber &&
+           _body->bus.place.portChain == other._body->bus.place.portChain;
 }
 
 mis::swizzler<QrxHIDDevice> QrxFindDevice(QrxDeviceTree& tree, const QrxDeviceIdentity& identity)

@@ -42,6 +42,11 @@ QrxRunLoop::Outcome outcomeOf(SInt32 result)
     }
 }
 
+QrxRunLoop::Outcome runDefaultMode(double seconds, bool servesOne)
+{
+    return outcomeOf(CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, servesOne));
+}
+
 /// The loop that a signal ends, while there is one. Read by the handler.
 std::atomic<CFRunLoopRef> sm_Interrupted{nullptr};
 std::atomic<bool> sm_HasSignal{false};
@@ -140,7 +145,7 @@ struct QrxRunLoop::Body {
     Outcome run(double seconds, bool servesOne) const
     {
         requireOwnThread();
-        return outcomeOf(CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, servesOne));
+        return runDefaultMode(seconds, servesOne);
     }
 
     const CFRunLoopRef loop;
