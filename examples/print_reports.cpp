@@ -18,7 +18,9 @@ public:
         }
         std::printf("\n");
     }
-    void handleSetReport(unsigned int, unsigned int, std::valarray<uint8_t>, mis::swizzler<QrxHIDDevice>, int) override {}
+    void handleSetReport(unsigned int, unsigned int, std::valarray<uint8_t>, mis::swizzler<QrxHIDDevice>, int) override
+    {
+    }
 };
 
 class OpenArrivals : public QrxDeviceTreeDelegateInterface, public QrxDeviceTreeRemovalInterface {

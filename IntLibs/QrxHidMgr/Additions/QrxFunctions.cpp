@@ -45,6 +45,11 @@ QrxTreeFunctions::~QrxTreeFunctions()
     _body->tree->setDelegate(nullptr);
 }
 
+const mis::swizzler<QrxDeviceTree>& QrxTreeFunctions::getTree() const
+{
+    return _body->tree;
+}
+
 QrxTreeFunctions& QrxTreeFunctions::onAdded(DeviceFunction function)
 {
     _body->added = kept(std::move(function));

@@ -23,9 +23,9 @@
 
 /// Is the delegate of a tree while it lives, and holds the tree.
 ///
-///     QrxTreeFunctions functions(tree);
+///     QrxTreeFunctions functions(QrxDeviceTree::NewInstance());
 ///     functions.onAdded([](const mis::swizzler<QrxHIDDevice>& device) { ... });
-///     tree->observe(0x046d, 0);
+///     functions.getTree()->observe(0x046d, 0);
 class QRX_EXPORT QrxTreeFunctions : public QrxDeviceTreeDelegateInterface, public QrxDeviceTreeRemovalInterface {
 public:
     using DeviceFunction = std::function<void(const mis::swizzler<QrxHIDDevice>& device)>;
@@ -35,6 +35,8 @@ public:
     QrxTreeFunctions& operator=(const QrxTreeFunctions&) = delete;
     /// Leaves the tree without a delegate.
     ~QrxTreeFunctions() override;
+
+    const mis::swizzler<QrxDeviceTree>& getTree() const;
 
     /// As QrxDeviceTreeDelegateInterface::deviceAdded.
     QrxTreeFunctions& onAdded(DeviceFunction function);
