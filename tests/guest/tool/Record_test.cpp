@@ -87,6 +87,12 @@ std::string shown(std::vector<std::string> words, bool isRecorded)
     return run.text;
 }
 
+/// A recorded device has no report nodes.
+std::string withoutNodes(const std::string& list)
+{
+    return std::regex_replace(list, std::regex(", /dev/hidraw[0-9]+"), "");
+}
+
 /// Object ids differ from run to run.
 std::string maskedDump(const std::string& text)
 {
@@ -108,7 +114,7 @@ INSTANTIATE_TEST_SUITE_P(Shipped, QemuRecordings, testing::ValuesIn(qemuRecordin
 TEST_F(CompositeRecording, IsTheSameDeviceAgainWhenItIsPlayed)
 {
     plugWhole(plug);
-    const std::string list = shown({"list"}, false);
+    const std::string list = withoutNodes(shown({"list"}, false));
     const std::string tree = shown({"tree"}, false);
     const std::string json = shown({"tree", "--json"}, false);
     const std::string dump = shown({"dump"}, false);
@@ -122,6 +128,23 @@ TEST_F(CompositeRecording, IsTheSameDeviceAgainWhenItIsPlayed)
     EXPECT_EQ(shown({"tree"}, true), tree);
     EXPECT_EQ(shown({"tree", "--json"}, true), json);
     EXPECT_EQ(maskedDump(shown({"dump"}, true)), maskedDump(dump));
+}
+
+TEST_F(CompositeRecording, ListTellsPlaceSerialNumberAndNodesOfADeviceThatIsChosenByThem)
+{
+    plugWhole(plug);
+    const std::vector<std::string> nodes = waitForHidrawNodes(0x1234, 0xC0DE, 2);
+    ASSERT_EQ(nodes.size(), 2U);
+    const std::string list = shown({"list"}, false);
+    std::smatch place;
+    ASSERT_TRUE(std::regex_search(list, place, std::regex("\n    at ([0-9]+-[0-9.]+), serial number S-1\n"))) << list;
+    for (const std::string& node : nodes) {
+        EXPECT_NE(list.find(", " + node + "\n"), std::string::npos) << node << list;
+    }
+    EXPECT_EQ(shown({"list", "--serial", "S-1"}, false), list);
+    EXPECT_EQ(shown({"list", "--port", place[1]}, false), list);
+    EXPECT_EQ(runTool({"list", "--port", "9-9", "--device", "1234:c0de"}).status, 1);
+    EXPECT_EQ(shown({"list", "--interface", "2"}, false).find("interface 0"), std::string::npos);
 }
 
 TEST_F(CompositeRecording, HasEveryReportOfEveryInterfaceAsItCame)

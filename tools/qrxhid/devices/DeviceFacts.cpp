@@ -1,17 +1,23 @@
 #include "devices/DeviceFacts.h"
 
-#include "devices/DeviceDescription.h"
+#include "QrxDeviceIdentity.h"
 
 namespace qrxhid {
 
 DeviceFacts DeviceFacts::read(const QrxHIDDevice& device)
 {
-    const QrxRecording description = describeDevice(device);
+    const QrxDeviceIdentity identity(device);
     DeviceFacts facts;
-    facts.ids = {description.vendorID, description.productID};
-    facts.serialNumber = description.serialNumber;
-    for (const QrxRecordedInterface& interface : description.interfaces) {
-        facts.nodes[interface.number];
+    facts.ids = {static_cast<std::uint16_t>(identity.getVendorID()),
+                 static_cast<std::uint16_t>(identity.getProductID())};
+    facts.serialNumber = identity.getSerialNumber();
+    // The number of a virtual device says nothing to a person.
+    facts.place = identity.isVirtual() ? "" : identity.getPortChain();
+    for (std::size_t i = 0; i < identity.getInterfaceCount(); ++i) {
+        const int number = identity.getInterfaceNumber(i);
+        if (!identity.getReportDescriptor(number).empty()) {
+            facts.nodes[number] = identity.getNodePath(number);
+        }
     }
     return facts;
 }

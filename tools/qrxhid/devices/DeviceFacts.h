@@ -21,7 +21,7 @@ struct DeviceFacts {
     /// By the number of the HID interface its report node, "/dev/hidraw0"; empty where there is none.
     std::map<int, std::string> nodes;
 
-    /// `number` and `place` are the caller's to fill in.
+    /// `number` is the caller's to fill in, and the place of a virtual device.
     static DeviceFacts read(const QrxHIDDevice& device);
 };
 
