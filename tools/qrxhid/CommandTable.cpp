@@ -1,13 +1,17 @@
 #include "CommandTable.h"
 
+#include "commands/DecodeCommand.h"
 #include "commands/DemoCommand.h"
 #include "commands/DescriptorCommand.h"
 #include "commands/DoctorCommand.h"
 #include "commands/DumpCommand.h"
+#include "commands/EncodeCommand.h"
+#include "commands/GetCommand.h"
 #include "commands/LintCommand.h"
 #include "commands/ListCommand.h"
 #include "commands/RecordCommand.h"
 #include "commands/RuleCommand.h"
+#include "commands/SendCommand.h"
 #include "commands/TreeCommand.h"
 #include "commands/WatchCommand.h"
 
@@ -24,9 +28,10 @@ constexpr CommandRow rowOf()
 }
 
 constexpr CommandRow kCommands[] = {
-    rowOf<ListCommand>(), rowOf<TreeCommand>(),  rowOf<DumpCommand>(),   rowOf<DescriptorCommand>(),
-    rowOf<LintCommand>(), rowOf<WatchCommand>(), rowOf<RecordCommand>(), rowOf<DoctorCommand>(),
-    rowOf<RuleCommand>(), rowOf<DemoCommand>(),
+    rowOf<ListCommand>(),   rowOf<TreeCommand>(),   rowOf<DumpCommand>(),   rowOf<DescriptorCommand>(),
+    rowOf<LintCommand>(),   rowOf<DecodeCommand>(), rowOf<EncodeCommand>(), rowOf<WatchCommand>(),
+    rowOf<RecordCommand>(), rowOf<SendCommand>(),   rowOf<GetCommand>(),    rowOf<DoctorCommand>(),
+    rowOf<RuleCommand>(),   rowOf<DemoCommand>(),
 };
 
 } // namespace

@@ -21,8 +21,8 @@ namespace {
 constexpr const char* kShipped = "/data/recordings/";
 constexpr const char* kFile = "/tmp/composite.hid";
 
-/// Without what may differ from one recording to the next: words to people, times, and the serial number, in which QEMU
-/// names the place where the device is plugged.
+/// Without what may differ from one recording to the next: words to people, times, the place where the device is
+/// plugged, and the serial number, in which QEMU names that place.
 std::string masked(const std::string& text)
 {
     std::istringstream lines(text);
@@ -32,6 +32,7 @@ std::string masked(const std::string& text)
             continue;
         }
         line = std::regex_replace(line, std::regex("^E: [0-9]{6}\\.[0-9]{6} "), "E: TIME ");
+        line = std::regex_replace(line, std::regex("^P: .*"), "P: ");
         line = std::regex_replace(line, std::regex("^#@ serial-number: .+"), "#@ serial-number: SERIAL");
         result += line + "\n";
     }

@@ -1,6 +1,9 @@
 #include "text/ReportText.h"
 
+#include "text/UnitText.h"
 #include "text/UsageNames.h"
+
+#include <sstream>
 
 namespace qrxhid {
 
@@ -20,7 +23,51 @@ nlohmann::ordered_json numberJson(const QrxDecodedValue& value)
     return value.getUnsignedValue();
 }
 
+nlohmann::ordered_json numberJson(const QrxReportValues& values, std::size_t index)
+{
+    if (values.isSigned(index)) {
+        return values.getValue(index);
+    }
+    return values.getUnsignedValue(index);
+}
+
+/// "(90 deg)"; empty where the number as it stands is the measure.
+std::string measureText(const QrxReportValues& values, std::size_t index)
+{
+    const QrxReportField field = values.getField(index);
+    const bool isPlain = field.getPhysicalMinimum() == field.getLogicalMinimum() &&
+                         field.getPhysicalMaximum() == field.getLogicalMaximum() && field.getUnitExponent() == 0;
+    const std::string unit = unitText(field.getUnit(), 0);
+    if (values.isArraySelection(index) || values.isNull(index) || (isPlain && unit.empty())) {
+        return {};
+    }
+    std::ostringstream text;
+    text << field.getPhysicalValue(values.getValue(index));
+    return " (" + text.str() + (unit.empty() ? "" : " " + unit) + ")";
+}
+
 } // namespace
+
+void writeValues(std::ostream& out, const QrxReportValues& values, const char* indent)
+{
+    for (std::size_t i = 0; i < values.getCount(); ++i) {
+        out << indent << usageText(values.getUsagePage(i), values.getUsage(i)) << " = " << numberJson(values, i)
+            << (values.isNull(i) ? " (null)" : "") << measureText(values, i) << "\n";
+    }
+}
+
+nlohmann::ordered_json valuesJson(const QrxReportValues& values)
+{
+    auto list = nlohmann::ordered_json::array();
+    for (std::size_t i = 0; i < values.getCount(); ++i) {
+        list.push_back({{"usagePage", values.getUsagePage(i)},
+                        {"usage", values.getUsage(i)},
+                        {"name", usageText(values.getUsagePage(i), values.getUsage(i))},
+                        {"value", numberJson(values, i)},
+                        {"isNull", values.isNull(i)}});
+    }
+    return list;
+}
 
 void writeValues(std::ostream& out, const std::vector<QrxDecodedValue>& values, const char* indent)
 {

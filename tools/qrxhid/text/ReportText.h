@@ -1,6 +1,7 @@
 #pragma once
 
 #include "QrxReportDecoder.h"
+#include "QrxReportLayout.h"
 
 #include <nlohmann/json.hpp>
 
@@ -15,5 +16,9 @@ void writeValues(std::ostream& out, const std::vector<QrxDecodedValue>& values, 
 
 /// An array of {usagePage, usage, name, value, isNull}.
 nlohmann::ordered_json valuesJson(const std::vector<QrxDecodedValue>& values);
+
+/// The same for a report of which there is no device: a line for each value, in its unit as well where it has one.
+void writeValues(std::ostream& out, const QrxReportValues& values, const char* indent);
+nlohmann::ordered_json valuesJson(const QrxReportValues& values);
 
 } // namespace qrxhid

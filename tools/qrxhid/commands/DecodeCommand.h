@@ -1,0 +1,33 @@
+#pragma once
+
+#include "Command.h"
+#include "descriptor/ReportSearch.h"
+
+#include <string>
+#include <vector>
+
+namespace qrxhid {
+
+/// The values of a report that is given as bytes.
+class DecodeCommand : public Command {
+public:
+    static constexpr CommandText kText = {
+        "decode", "Say what the bytes of a report mean",
+        "The bytes stand before the options. A report's number comes first where reports are numbered.\n"
+        "Examples:\n"
+        "  qrxhid decode 00 05 fb 00 --recording mouse.hid\n"
+        "  qrxhid decode 02ff --device 04d8:003f --type output"};
+
+    void declareOptions(CLI::App& app) override;
+    void checkOptions() override;
+    ExitStatus run(std::ostream& out) override;
+
+private:
+    DescriptorSource _source;
+    ReportOptions _options;
+    std::vector<std::string> _words;
+    std::vector<std::uint8_t> _bytes;
+    bool _isJson = false;
+};
+
+} // namespace qrxhid

@@ -1,0 +1,52 @@
+#include "commands/EncodeCommand.h"
+
+#include "descriptor/ValueWords.h"
+#include "text/DeviceText.h"
+#include "text/TextFormat.h"
+
+#include <algorithm>
+
+namespace qrxhid {
+
+void EncodeCommand::declareOptions(CLI::App& app)
+{
+    app.add_option("values", _words, "What the report says")->type_name("USAGE=VALUE")->required();
+    _options.declareOptions(app);
+    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
+    _source.declareOptions(app);
+}
+
+void EncodeCommand::checkOptions()
+{
+    _source.checkOptions();
+    _options.checkOptions();
+    for (const std::string& word : _words) {
+        ValueWord::parse(word);
+    }
+}
+
+ExitStatus EncodeCommand::run(std::ostream& out)
+{
+    const DescriptorSource::Found found = _source.read();
+    if (found.descriptors.empty()) {
+        return std::max(found.status, kFailure);
+    }
+    requireOneDevice(found.descriptors, "encode USAGE=VALUE");
+    std::vector<ValueWord> values;
+    std::ranges::transform(_words, std::back_inserter(values), &ValueWord::parse);
+    const DeclaredReport report =
+        onlyReport(reportsWith(_options.reportsOf(found.descriptors), values), "encode USAGE=VALUE");
+    const std::vector<std::uint8_t> bytes = encoded(report, values);
+    if (_isJson) {
+        out << jsonText({{"interface", report.interfaceNumber},
+                         {"type", report.typeName()},
+                         {"reportID", report.reportID},
+                         {"bytes", bytesText(bytes, "")}},
+                        true);
+    } else {
+        out << bytesText(bytes) << "\n";
+    }
+    return found.status;
+}
+
+} // namespace qrxhid

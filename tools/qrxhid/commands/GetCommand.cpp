@@ -1,0 +1,51 @@
+#include "commands/GetCommand.h"
+
+#include "UsageError.h"
+#include "descriptor/Exchange.h"
+#include "text/DecodedReport.h"
+
+#include "QrxRequests.h"
+
+#include <algorithm>
+
+namespace qrxhid {
+
+void GetCommand::declareOptions(CLI::App& app)
+{
+    _choice.declareOptions(app);
+    _options.declareOptions(app);
+    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
+}
+
+void GetCommand::checkOptions()
+{
+    _choice.checkOptions();
+    _options.checkOptions();
+}
+
+ExitStatus GetCommand::run(std::ostream& out)
+{
+    DeviceSession session(_choice);
+    const ExchangePartner partner = ExchangePartner::choose(session, _choice.filter(), "get");
+    if (!partner.handle) {
+        return std::max(session.status(), kFailure);
+    }
+    std::vector<DeclaredReport> reports = _options.reportsOf(partner.descriptors);
+    if (!_options.type()) {
+        // What a device is asked for are its settings; input comes by itself.
+        std::erase_if(reports, [](const DeclaredReport& report) { return report.type != QrxReportType::feature; });
+    }
+    const DeclaredReport report = onlyReport(reports, "get");
+    std::vector<std::uint8_t> bytes;
+    QrxOutcome outcome = QrxOpen(*partner.handle, report.interfaceNumber);
+    if (!outcome.hasFailed()) {
+        outcome = QrxGetReport(*partner.handle, report.type, report.reportID, bytes, report.interfaceNumber);
+    }
+    partner.handle->close();
+    if (!outcome.hasFailed()) {
+        writeDecoded(out, report, bytes, _isJson);
+    }
+    return std::max(statusOf(outcome, *partner.handle), session.status());
+}
+
+} // namespace qrxhid
