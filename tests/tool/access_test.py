@@ -296,7 +296,7 @@ class Doctor(DoctorTest):
         self.assertIn("04d8:003f  Button Box  at 1-2: usable\n", outcome.out)
 
     def test_a_machine_without_devices_has_none(self):
-        self.assertEqual({"remarks": [], "devices": []}, self.ask(3))
+        self.assertEqual({"version": 1, "remarks": [], "devices": []}, self.ask(3))
 
     def test_a_device_whose_id_is_0_is_named_and_never_by_a_pattern(self):
         for vendor, product in (("04d8", "0000"), ("0000", "003f"), ("0000", "0000")):

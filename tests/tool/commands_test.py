@@ -208,13 +208,13 @@ class Tree(ToolTest):
 
     def test_units_and_physical_ranges_are_told(self):
         self.assertRegex(self.succeed("tree", "--recording", GAMEPAD),
-                         r"├─ Hat switch +input +byte 2 +4 bits +0 \.\. 7\n      │    = 0 \.\. 315 deg, null state\n")
+                         r"├─ Hat Switch +input +byte 2 +4 bits +0 \.\. 7\n      │    = 0 \.\. 315 deg, null state\n")
         self.assertRegex(self.succeed("tree", "--recording", THERMOMETER),
                          r"├─ 0x0010 +input 1 +byte 1 +4 x 16 bits +-32768 \.\. 32767  in 10\^-2 K\n")
 
     def test_fields_stand_in_the_order_of_their_report(self):
         lines = self.succeed("tree", "--recording", GAMEPAD).splitlines()
-        names = ["X .. Y", "Hat switch", "Button 1 .. 12", "Accelerator"]
+        names = ["X .. Y", "Hat Switch", "Button 1 .. 12", "Accelerator"]
         places = [next(i for i, line in enumerate(lines) if name in line) for name in names]
         self.assertEqual(sorted(places), places)
 
@@ -301,7 +301,7 @@ report   #1  interface 0: 00 05 fb 00
                           "Caps Lock = 0"], re.findall(r"^    Keyboard: (.*)$", text, re.M))
 
     def test_a_value_out_of_range_of_a_field_with_null_state_is_marked(self):
-        self.assertIn("    Generic Desktop: Hat switch = 8 (null)\n",
+        self.assertIn("    Generic Desktop: Hat Switch = 8 (null)\n",
                       self.succeed("watch", "--speed", "0", "--count", "1", "--recording", GAMEPAD))
 
     def test_values_that_one_field_counts_stand_in_one_line(self):

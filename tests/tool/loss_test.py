@@ -44,7 +44,7 @@ class Losses(ToolTest):
                          [event["event"] for event in events])
         loss = events[QUEUED + 1]
         del loss["time"]
-        self.assertEqual({"event": "possibleLoss", "device": 1, "interface": 0, "count": 7}, loss)
+        self.assertEqual({"version": 1, "event": "possibleLoss", "device": 1, "interface": 0, "count": 7}, loss)
 
     def test_a_full_queue_that_lost_nothing_is_not_told(self):
         self.assertNotIn("loss?", self.succeed("watch", "--recording", self.burst(QUEUED)))

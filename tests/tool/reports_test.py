@@ -14,7 +14,7 @@ class Decode(ToolTest):
     def test_bytes_become_values_with_their_measure(self):
         text = self.succeed("decode", "00", "00", "12", "00", "00", "ff", "--recording", GAMEPAD)
         self.assertTrue(text.startswith("input report of interface 0: 00 00 12 00 00 ff\n    Generic Desktop: X = 0\n"))
-        for line in ("    Generic Desktop: Hat switch = 2 (90 deg)\n", "    Button 1 = 1\n", "    Simulation: Brake = 255\n"):
+        for line in ("    Generic Desktop: Hat Switch = 2 (90 deg)\n", "    Button 1 = 1\n", "    Simulation Controls: Brake = 255\n"):
             self.assertIn(line, text)
 
     def test_bytes_may_be_written_in_several_ways(self):
@@ -43,7 +43,7 @@ Try: qrxhid decode BYTES --interface 0 --type input --report 1
 
     def test_json_has_numbers(self):
         found = json.loads(self.succeed("decode", "04e803", "--json", "--recording", THERMOMETER))
-        self.assertEqual({"interface": 0, "type": "feature", "reportID": 4, "bytes": "04e803",
+        self.assertEqual({"version": 1, "interface": 0, "type": "feature", "reportID": 4, "bytes": "04e803",
                           "values": [{"usagePage": 0xFF00, "usage": 0x31, "name": "Vendor 0xff00: 0x0031", "value": 1000,
                                       "isNull": False}]}, found)
 
@@ -95,7 +95,7 @@ class Encode(ToolTest):
                       self.refuse(64, "encode", "Mute=1", "Dial=1", "--recording", THERMOMETER))
 
     def test_json_has_the_bytes(self):
-        self.assertEqual({"interface": 0, "type": "input", "reportID": 0, "bytes": "00050000"},
+        self.assertEqual({"version": 1, "interface": 0, "type": "input", "reportID": 0, "bytes": "00050000"},
                          json.loads(self.succeed("encode", "X=5", "--json", "--recording", MOUSE)))
 
 

@@ -3,6 +3,7 @@
 #include "CommandTable.h"
 #include "NearestWord.h"
 #include "UsageError.h"
+#include "commands/CompleteCommand.h"
 
 #include <algorithm>
 #include <iterator>
@@ -157,6 +158,13 @@ struct Parser {
 
 CommandLine CommandLine::parse(int count, const char* const* words)
 {
+    if (count > 1 && std::string_view(words[1]) == CompleteCommand::kName) {
+        // What is being typed is no command line yet: it is not parsed. The scripts put "--" in front of it.
+        constexpr int kBefore = 3;
+        return {std::make_unique<CompleteCommand>(
+                    std::vector<std::string>(words + std::min(count, kBefore), words + count)),
+                {}};
+    }
     const std::vector<const char*> asked = withoutHelpWord({words, words + count});
     const int askedCount = static_cast<int>(asked.size());
     checkFirstWord(askedCount, asked.data());

@@ -16,6 +16,12 @@ public:
     /// Throws UsageError.
     void checkOptions() { _filter.checkOptions(); }
 
+    /// As if the command line had named them.
+    void addRecordings(const std::vector<std::string>& files)
+    {
+        _recordings.insert(_recordings.end(), files.begin(), files.end());
+    }
+
     /// Files; none means the real devices.
     const std::vector<std::string>& recordings() const { return _recordings; }
     bool hasRecordings() const { return !_recordings.empty(); }

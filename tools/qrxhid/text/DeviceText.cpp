@@ -55,8 +55,10 @@ std::string jsonText(const nlohmann::ordered_json& json, bool isDocument)
     constexpr int kOneLine = -1;
     // What a terminal would obey is escaped as well.
     constexpr bool kOnlyAscii = true;
-    return json.dump(isDocument ? kIndent : kOneLine, ' ', kOnlyAscii,
-                     nlohmann::ordered_json::error_handler_t::replace) +
+    nlohmann::ordered_json whole = {{"version", kJsonVersion}};
+    whole.update(json);
+    return whole.dump(isDocument ? kIndent : kOneLine, ' ', kOnlyAscii,
+                      nlohmann::ordered_json::error_handler_t::replace) +
            "\n";
 }
 

@@ -28,7 +28,12 @@ std::string interfacePurpose(const QrxHIDDevice& device, int interfaceNumber);
 /// Identity and names; texts as the device has them.
 nlohmann::ordered_json deviceJson(const QrxHIDDevice& device);
 
-/// One line or document of JSON in ASCII; bytes that are not UTF-8 become the replacement character.
+/// What docs/qrxhid.schema.json describes. It rises when something that programs read changes its meaning or goes;
+/// that something is added does not change it.
+constexpr int kJsonVersion = 1;
+
+/// One line or document of JSON in ASCII, with its version in front; bytes that are not UTF-8 become the replacement
+/// character.
 std::string jsonText(const nlohmann::ordered_json& json, bool isDocument);
 
 } // namespace qrxhid

@@ -6,7 +6,7 @@
 namespace qrxhid {
 
 /// A HID unit code (HID 1.11, 6.2.2.7) with its exponent: "10^-2 K", "deg", "cm s^-1"; empty for no unit and no
-/// exponent. Exponents 8 to 15 are the nibble codes of -8 to -1.
+/// exponent.
 std::string unitText(std::uint32_t unit, std::int32_t exponent);
 
 } // namespace qrxhid

@@ -1,58 +1,46 @@
 #include "text/UsageNames.h"
 
+#include "text/KeyNames.h"
 #include "text/TextFormat.h"
-#include "text/UsageTables.h"
 
-#include <algorithm>
+#include "QrxUsageNames.h"
 
 namespace qrxhid {
 
 namespace {
 
+constexpr std::uint32_t kKeyboardPage = 0x07;
+constexpr std::uint32_t kButtonPage = 0x09;
 constexpr std::uint32_t kFirstVendorPage = 0xFF00;
 constexpr int kUsageDigits = 4;
-
-const UsagePageEntry* findPage(std::uint32_t page)
-{
-    const auto pages = usagePages();
-    const auto found = std::ranges::lower_bound(pages, page, {}, &UsagePageEntry::page);
-    return found != pages.end() && found->page == page ? &*found : nullptr;
-}
-
-std::string_view findUsage(const UsagePageEntry& page, std::uint32_t usage)
-{
-    const auto found = std::ranges::lower_bound(page.usages, usage, {}, &UsageEntry::usage);
-    return found != page.usages.end() && found->usage == usage ? found->name : std::string_view();
-}
 
 /// "Button 3" says its page itself.
 bool isNumbered(std::uint32_t page, std::uint32_t usage)
 {
-    const UsagePageEntry* entry = findPage(page);
-    return entry != nullptr && !entry->numberedPrefix.empty() && usage != 0;
+    return page == kButtonPage && usage != 0;
 }
 
 } // namespace
 
 std::string usagePageName(std::uint32_t page)
 {
-    if (const UsagePageEntry* entry = findPage(page)) {
-        return std::string(entry->name);
+    if (page == kKeyboardPage) {
+        return "Keyboard";
+    }
+    const std::string name = QrxGetUsagePageName(page);
+    if (!name.empty()) {
+        return name;
     }
     return (page >= kFirstVendorPage ? "Vendor " : "Page ") + hexText(page, kUsageDigits);
 }
 
 std::string usageName(std::uint32_t page, std::uint32_t usage)
 {
-    if (const UsagePageEntry* entry = findPage(page)) {
-        if (const std::string_view name = findUsage(*entry, usage); !name.empty()) {
-            return std::string(name);
-        }
-        if (isNumbered(page, usage)) {
-            return std::string(entry->numberedPrefix) + " " + std::to_string(usage);
-        }
+    std::string name(page == kKeyboardPage ? keyName(usage) : "");
+    if (name.empty()) {
+        name = QrxGetUsageName(page, usage);
     }
-    return hexText(usage, kUsageDigits);
+    return name.empty() ? hexText(usage, kUsageDigits) : name;
 }
 
 std::string usageText(std::uint32_t page, std::uint32_t usage)

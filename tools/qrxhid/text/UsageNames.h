@@ -5,8 +5,8 @@
 
 namespace qrxhid {
 
-/// Names of the HID usage tables, for people. Pages and usages that have no name here are shown by their numbers, so
-/// every function answers for every number.
+/// Names of the HID usage tables, for people; keys by what is printed on them. Pages and usages that have no name here
+/// are shown by their numbers, so every function answers for every number.
 
 /// "Generic Desktop"; "Vendor 0xff00" from 0xff00 on; "Page 0x0020" for other pages.
 std::string usagePageName(std::uint32_t page);
