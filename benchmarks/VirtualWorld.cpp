@@ -1,5 +1,6 @@
 #include "VirtualWorld.h"
 
+#include <QrxInput.h>
 #include <QrxRunLoop.h>
 
 #include <stdexcept>
@@ -11,6 +12,21 @@ void CountingDelegate::handleReport(std::valarray<uint8_t>, mis::swizzler<QrxHID
 
 void CountingDelegate::handleSetReport(unsigned int, unsigned int, std::valarray<uint8_t>, mis::swizzler<QrxHIDDevice>,
                                        int)
+{
+}
+
+void ExtendedCountingDelegate::handleReport(std::valarray<uint8_t>, mis::swizzler<QrxHIDDevice> device,
+                                            int interfaceNumber)
+{
+    std::error_code error;
+    if (_asksTime && QrxGetArrivalTime(*device, interfaceNumber, error) == std::chrono::steady_clock::time_point()) {
+        throw std::runtime_error("a report has no time");
+    }
+    ++_delivered;
+}
+
+void ExtendedCountingDelegate::handleSetReport(unsigned int, unsigned int, std::valarray<uint8_t>,
+                                               mis::swizzler<QrxHIDDevice>, int)
 {
 }
 
@@ -57,6 +73,12 @@ void VirtualWorld::open(bool all)
         device->setDelegate(new CountingDelegate(_delivered));
         device->open();
     }
+}
+
+void VirtualWorld::extend(bool asksTime)
+{
+    // The one that is replaced is not the device's any more, and small.
+    _tree->getDeviceAtIndex(0)->setDelegate(new ExtendedCountingDelegate(_delivered, asksTime));
 }
 
 void VirtualWorld::send(const std::vector<std::uint8_t>& report)

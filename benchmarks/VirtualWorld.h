@@ -4,6 +4,7 @@
 #include <QrxDeviceTreeDelegateInterface.h>
 #include <QrxHIDDevice.h>
 #include <QrxHIDDeviceDelegateInterface.h>
+#include <QrxHIDDeviceEventInterface.h>
 #include <QrxVirtualDevice.h>
 
 #include <cstddef>
@@ -24,6 +25,20 @@ private:
     std::size_t& _delivered;
 };
 
+/// The same, with the extension, and asking each report for its time if `asksTime`.
+class ExtendedCountingDelegate final : public QrxHIDDeviceDelegateInterface, public QrxHIDDeviceEventInterface {
+public:
+    ExtendedCountingDelegate(std::size_t& delivered, bool asksTime) : _delivered(delivered), _asksTime(asksTime) {}
+
+    void handleReport(std::valarray<uint8_t> report, mis::swizzler<QrxHIDDevice> device, int interfaceNumber) override;
+    void handleSetReport(unsigned int reportType, unsigned int reportID, std::valarray<uint8_t> report,
+                         mis::swizzler<QrxHIDDevice> device, int interfaceNumber) override;
+
+private:
+    std::size_t& _delivered;
+    const bool _asksTime;
+};
+
 /// Takes arrivals without a word.
 class SilentTreeDelegate final : public QrxDeviceTreeDelegateInterface {
 public:
@@ -41,6 +56,8 @@ public:
     mis::swizzler<QrxDeviceTree> populate();
     /// Populates once and opens the first device, or all.
     void open(bool all);
+    /// From now on the first device has the other delegate.
+    void extend(bool asksTime);
     void send(const std::vector<std::uint8_t>& report);
     void sendFromEach(const std::vector<std::uint8_t>& report);
     /// Runs the loop until `count` further reports have reached the delegates.

@@ -126,10 +126,15 @@ void populateMice(benchmark::State& state)
 
 // --- work to be counted -----------------------------------------------------------------------------------------
 
-void deliverReports(std::size_t bytes, std::size_t count)
+enum class Delegate { plain, extended, timed };
+
+void deliverReports(std::size_t bytes, std::size_t count, Delegate delegate = Delegate::plain)
 {
     VirtualWorld world(1, vendorDescriptor(bytes));
     world.open(false);
+    if (delegate != Delegate::plain) {
+        world.extend(delegate == Delegate::timed);
+    }
     const std::vector<std::uint8_t> report(bytes, 0x5a);
     for (std::size_t i = 0; i < count; ++i) {
         world.send(report);
@@ -196,6 +201,8 @@ const std::map<std::string, std::function<void(std::size_t)>>& works()
         {"reports-64", [](std::size_t n) { deliverReports(64, n); }},
         {"reports-1024", [](std::size_t n) { deliverReports(1024, n); }},
         {"60-reports-64", deliverWaiting},
+        {"extended-64", [](std::size_t n) { deliverReports(64, n, Delegate::extended); }},
+        {"timed-64", [](std::size_t n) { deliverReports(64, n, Delegate::timed); }},
         {"plain-64", [](std::size_t n) { deliverPlainly(64, n); }},
         {"decode-gamepad-17", [](std::size_t n) { decoding::decode("gamepad-17", n); }},
         {"decode-keyboard-122", [](std::size_t n) { decoding::decode("keyboard-122", n); }},

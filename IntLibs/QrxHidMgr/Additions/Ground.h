@@ -4,6 +4,7 @@
 #include <IOKit/IOCFPlugIn.h>
 #include <IOKit/hid/IOHIDLib.h>
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <system_error>
@@ -14,6 +15,16 @@ namespace qrx {
 
 /// As QrxGetPossibleLosses.
 std::uint64_t possibleLosses(IOHIDDeviceInterface122** driver, std::error_code& error);
+
+struct InputCounts {
+    std::uint64_t reports = 0;
+    std::uint64_t bytes = 0;
+    std::uint64_t wakeUps = 0;
+    std::uint64_t fullQueues = 0;
+};
+/// As QrxGetInputCounts and QrxGetArrivalTime.
+InputCounts inputCounts(IOHIDDeviceInterface122** driver, std::error_code& error);
+std::chrono::steady_clock::time_point arrivalTime(IOHIDDeviceInterface122** driver, std::error_code& error);
 
 struct Place {
     /// "1-2.1"; empty where it cannot be told.

@@ -3,6 +3,7 @@
 #include <QrxHIDManager/QrxDeviceTree.h>
 #include <QrxHIDManager/QrxFunctions.h>
 #include <QrxHIDManager/QrxHandles.h>
+#include <QrxHIDManager/QrxInput.h>
 #include <QrxHIDManager/QrxInputLoss.h>
 #include <QrxHIDManager/QrxReportLayout.h>
 #include <QrxHIDManager/QrxRequests.h>

@@ -11,6 +11,19 @@ std::uint64_t possibleLosses(IOHIDDeviceInterface122**, std::error_code& error)
     return 0;
 }
 
+// Neither is told by the system's device interface.
+InputCounts inputCounts(IOHIDDeviceInterface122**, std::error_code& error)
+{
+    error = QrxError::notPossible;
+    return {};
+}
+
+std::chrono::steady_clock::time_point arrivalTime(IOHIDDeviceInterface122**, std::error_code& error)
+{
+    error = QrxError::notPossible;
+    return {};
+}
+
 Place placeOf(IOHIDDeviceInterface122**, std::uint32_t locationID)
 {
     constexpr unsigned kBusShift = 24;

@@ -15,6 +15,24 @@ std::uint64_t possibleLosses(IOHIDDeviceInterface122** driver, std::error_code& 
     return losses.value_or(0);
 }
 
+InputCounts inputCounts(IOHIDDeviceInterface122** driver, std::error_code& error)
+{
+    const iokit::HidDevice& device = iokit::HidDevice::ofDevice(driver);
+    const std::uint64_t losses = possibleLosses(driver, error);
+    return error ? InputCounts()
+                 : InputCounts{device.counts().reports, device.counts().bytes, device.counts().wakeUps, losses};
+}
+
+std::chrono::steady_clock::time_point arrivalTime(IOHIDDeviceInterface122** driver, std::error_code& error)
+{
+    iokit::HidDevice& device = iokit::HidDevice::ofDevice(driver);
+    if (!device.isOpen()) {
+        error = QrxError::notOpen;
+        return {};
+    }
+    return device.arrivalTime();
+}
+
 Place placeOf(IOHIDDeviceInterface122** driver, std::uint32_t)
 {
     const platform::DeviceFacts& device = iokit::HidDevice::ofDevice(driver).device();

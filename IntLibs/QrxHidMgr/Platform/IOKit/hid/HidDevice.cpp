@@ -125,6 +125,8 @@ IOReturn HidDevice::open(IOOptionBits flags)
     ++_generation;
     _isGone = false;
     _toldLosses = 0;
+    _counts = {};
+    _takesTimes = false;
     watch(descriptor());
     return kIOReturnSuccess;
 }
@@ -270,6 +272,7 @@ bool HidDevice::pump(HidQueue* origin)
     if (!_channel || _isGone) {
         return false;
     }
+    ++_counts.wakeUps;
     Pass pass(*this, origin);
     const bool isMore = takeReports(pass);
     if (pass.isCurrent() && pass.channel->possibleLosses() != _toldLosses) [[unlikely]] {
@@ -282,6 +285,7 @@ inline bool HidDevice::takeReports(Pass& pass)
 {
     std::span<const std::uint8_t> report;
     for (int taken = 0; taken < kReportsPerPass; ++taken) {
+        const bool isTimed = _takesTimes && !pass.channel->hasFetchedReports();
         const HIDChannel::Next next = pass.channel->takeReport(report);
         // A virtual device announces the room that taking a report makes, so foreign code may run here and close this
         // device.
@@ -295,6 +299,11 @@ inline bool HidDevice::takeReports(Pass& pass)
             }
             return next == HIDChannel::Next::unasked;
         }
+        if (isTimed) [[unlikely]] {
+            _arrivalTime = std::chrono::steady_clock::now();
+        }
+        ++_counts.reports;
+        _counts.bytes += report.size();
         deliver(report, pass);
         if (_generation != pass.generation) {
             return false;
@@ -316,6 +325,14 @@ inline void HidDevice::deliver(std::span<const std::uint8_t> report, const Pass&
     if (pass.origin != nullptr && pass.isCurrent()) {
         pass.origin->callOut();
     }
+}
+
+std::chrono::steady_clock::time_point HidDevice::arrivalTime()
+{
+    if (!std::exchange(_takesTimes, true)) {
+        _arrivalTime = std::chrono::steady_clock::now();
+    }
+    return _arrivalTime;
 }
 
 void HidDevice::tellLosses(Pass& pass)

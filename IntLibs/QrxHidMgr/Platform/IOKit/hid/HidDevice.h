@@ -10,6 +10,7 @@
 #include <IOKit/IOCFPlugIn.h>
 #include <IOKit/hid/IOHIDLib.h>
 
+#include <chrono>
 #include <cstdint>
 #include <deque>
 #include <map>
@@ -116,6 +117,17 @@ public:
         return _channel ? std::optional(_channel->possibleLosses()) : std::nullopt;
     }
 
+    /// Since the device was opened.
+    struct Counts {
+        std::uint64_t reports = 0;
+        std::uint64_t bytes = 0;
+        std::uint64_t wakeUps = 0;
+    };
+    const Counts& counts() const { return _counts; }
+    /// When the report was read that is being handed on, or was last. From the first call on: that is answered with the
+    /// present time.
+    std::chrono::steady_clock::time_point arrivalTime();
+
     const platform::DeviceFacts& device() const { return _entry->record().facts; }
     /// As HIDPort::nodePath.
     std::string nodePath() const { return _entry->facts().hid->nodePath(); }
@@ -170,6 +182,10 @@ private:
     bool _isGone = false;
     /// Of the channel's possible losses.
     std::uint64_t _toldLosses = 0;
+    Counts _counts;
+    /// Arrival times are taken from the first question for one on.
+    bool _takesTimes = false;
+    std::chrono::steady_clock::time_point _arrivalTime;
 
     std::unique_ptr<EventSource> _source;
     std::vector<HidQueue*> _queues;
