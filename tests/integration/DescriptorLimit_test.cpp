@@ -38,8 +38,8 @@ struct Machine {
     LinuxPaths paths()
     {
         LinuxPaths paths = tree.paths();
-        paths.settleTime = std::chrono::milliseconds(20);
-        paths.rescanInterval = std::chrono::milliseconds(20);
+        qrx::platform::test::setWaits(paths, std::chrono::milliseconds(20));
+        paths.times.rescanInterval = paths.times.lateRescan = std::chrono::milliseconds(20);
         paths.calls = &nodes;
         return paths;
     }

@@ -163,7 +163,7 @@ std::vector<std::unique_ptr<qrx::platform::Provider>> qrx::platform::makeProvide
         {
             const memory::Pause pause;
             paths = sm_Machine->tree.paths();
-            paths.settleTime = kSettle;
+            qrx::platform::test::setWaits(paths, kSettle);
             paths.monitors = sm_Machine->events.factory();
         }
         providers.push_back(makeLinuxProvider(paths));

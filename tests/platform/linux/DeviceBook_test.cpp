@@ -212,5 +212,38 @@ TEST_F(DeviceBook, AMachineThatCannotBeListedIsListedWhenItCanBe)
     EXPECT_EQ(callsOfOneLook(), 1) << "nothing is owed";
 }
 
+TEST_F(DeviceBook, EachReasonToWaitHasItsOwnTimeWhichNoEventProlongs)
+{
+    LinuxPaths different = paths();
+    different.times.deviceWait = milliseconds(400);
+    different.times.reread = milliseconds(200);
+    different.times.rescanRetry = milliseconds(100);
+    provider = makeLinuxProvider(different);
+    started();
+
+    TreeDevice half = composite();
+    half.interfaces[1].hidraw = -1;
+    tree.plug(half);
+    tell("bind usb_device", half);
+    EXPECT_EQ(handled(), "");
+    EXPECT_EQ(handledAfter(milliseconds(300)), "");
+    tell("bind usb_device", half);
+    EXPECT_EQ(handledAfter(milliseconds(99)), "");
+    EXPECT_EQ(handledAfter(milliseconds(1)), "+ 1-1 hid 2\n");
+
+    const TreeDevice unread = composite("1-2", 2);
+    tree.plug(unread);
+    tellArrival(unread);
+    EXPECT_EQ(handledInVainAfter(milliseconds(0)), "");
+    EXPECT_EQ(handledAfter(milliseconds(199)), "");
+    EXPECT_EQ(handledAfter(milliseconds(1)), "+ 1-2 hid 2\n");
+
+    tree.unplug("1-2");
+    events.lose();
+    EXPECT_EQ(handledInVainAfter(milliseconds(0)), "");
+    EXPECT_EQ(handledAfter(milliseconds(99)), "");
+    EXPECT_EQ(handledAfter(milliseconds(1)), "- 1-2\n");
+}
+
 } // namespace
 } // namespace qrx::platform

@@ -3,7 +3,7 @@
 #include "FakeMonitor.h"
 #include "FakeNetlink.h"
 #include "Linux/monitors/FolderMonitor.h"
-#include "Linux/monitors/IntervalMonitor.h"
+#include "Linux/monitors/TimerMonitor.h"
 #include "Linux/monitors/UdevMonitor.h"
 #include "ProviderStory.h"
 
@@ -142,7 +142,7 @@ private:
         watched.monitors = [this](const LinuxPaths& given) {
             std::vector<std::unique_ptr<DeviceMonitor>> monitors;
             monitors.push_back(FolderMonitor::make(_calls, given.device));
-            monitors.push_back(IntervalMonitor::make(_calls, kPatience));
+            monitors.push_back(TimerMonitor::makeRepeating(_calls, kPatience));
             std::erase(monitors, nullptr);
             return monitors;
         };

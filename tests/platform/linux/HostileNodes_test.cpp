@@ -40,7 +40,7 @@ protected:
     {
         LinuxPaths paths = tree.paths();
         paths.calls = &calls;
-        paths.settleTime = std::chrono::seconds(1); // which has passed long ago
+        test::setWaits(paths, std::chrono::seconds(1)); // which has passed long ago
         makeLinuxProvider(paths)->refresh(sink);
         const DeviceFacts& facts = sink.at("1-1");
         std::unique_ptr<HIDChannel> other;

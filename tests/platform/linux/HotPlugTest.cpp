@@ -25,7 +25,7 @@ TreeDevice withoutDrivers(TreeDevice device)
 LinuxPaths HotPlugTest::paths()
 {
     LinuxPaths paths = tree.paths();
-    paths.settleTime = kSettle;
+    test::setWaits(paths, kSettle);
     paths.calls = &calls;
     paths.monitors = events.factory();
     return paths;

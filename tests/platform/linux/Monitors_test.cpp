@@ -1,8 +1,8 @@
 #include "FakeNetlink.h"
 #include "Linux/monitors/FolderMonitor.h"
-#include "Linux/monitors/IntervalMonitor.h"
 #include "Linux/monitors/LateFolderMonitor.h"
 #include "Linux/monitors/NetworkNamespace.h"
+#include "Linux/monitors/TimerMonitor.h"
 #include "Linux/monitors/UdevMonitor.h"
 #include "Linux/monitors/WatchSet.h"
 #include "RecordingSink.h"
@@ -78,9 +78,9 @@ TEST(FolderMonitor, IsNotToBeHadWithoutTheFolder)
     EXPECT_EQ(FolderMonitor::make(SystemCalls::kernel(), "/nowhere/at/all"), nullptr);
 }
 
-TEST(IntervalMonitor, AsksForARescanEachTime)
+TEST(TimerMonitor, ThatRepeatsAsksForARescanEachTime)
 {
-    const auto monitor = IntervalMonitor::make(SystemCalls::kernel(), milliseconds(2));
+    const auto monitor = TimerMonitor::makeRepeating(SystemCalls::kernel(), milliseconds(2));
     ASSERT_NE(monitor, nullptr);
     DeviceEvent event;
     for (int times = 0; times < 3; ++times) {
@@ -237,7 +237,7 @@ TEST(WatchSet, TellsWhichMonitorHasSomething)
 {
     const test::SysfsTree tree;
     std::vector<std::unique_ptr<DeviceMonitor>> monitors;
-    monitors.push_back(IntervalMonitor::make(SystemCalls::kernel(), std::chrono::hours(1)));
+    monitors.push_back(TimerMonitor::makeRepeating(SystemCalls::kernel(), std::chrono::hours(1)));
     monitors.push_back(FolderMonitor::make(SystemCalls::kernel(), (tree.root() / "dev").string()));
     const DeviceMonitor* folder = monitors[1].get();
     const auto set = WatchSet::make(SystemCalls::kernel(), std::move(monitors));
@@ -251,7 +251,7 @@ TEST(WatchSet, TellsWhichMonitorHasSomething)
 TEST(WatchSet, BecomesReadableWhenItsTimerRunsOutAndQuietAfterIt)
 {
     std::vector<std::unique_ptr<DeviceMonitor>> monitors;
-    monitors.push_back(IntervalMonitor::make(SystemCalls::kernel(), std::chrono::hours(1)));
+    monitors.push_back(TimerMonitor::makeRepeating(SystemCalls::kernel(), std::chrono::hours(1)));
     const auto set = WatchSet::make(SystemCalls::kernel(), std::move(monitors));
     ASSERT_NE(set, nullptr);
     EXPECT_FALSE(isReadable(set->descriptor(), 0));
@@ -273,8 +273,7 @@ std::vector<std::string> kindsOf(const LinuxPaths& paths)
         kinds.emplace_back(dynamic_cast<const UdevMonitor*>(raw) != nullptr         ? "events"
                            : dynamic_cast<const FolderMonitor*>(raw) != nullptr     ? "folder"
                            : dynamic_cast<const LateFolderMonitor*>(raw) != nullptr ? "late folder"
-                           : dynamic_cast<const DelayMonitor*>(raw) != nullptr      ? "delay"
-                           : dynamic_cast<const IntervalMonitor*>(raw) != nullptr   ? "interval"
+                           : dynamic_cast<const TimerMonitor*>(raw) != nullptr      ? "timer"
                                                                                     : "unknown");
     }
     return kinds;
@@ -284,7 +283,7 @@ std::vector<std::string> kindsOf(const LinuxPaths& paths)
 std::vector<std::string> withTimerIfNeeded(std::vector<std::string> kinds)
 {
     if (!isNetworkOfMachine(SystemCalls::kernel())) {
-        kinds.emplace_back("interval");
+        kinds.emplace_back("timer");
     }
     return kinds;
 }
@@ -340,7 +339,7 @@ TEST(Monitors, AreTheEventsAndALateLookAtTheFolderWhereUdevdRuns)
     }
     const test::SysfsTree tree;
     test::SysfsTree::write(tree.root() / "run/control", "");
-    EXPECT_EQ(kindsOf(tree.paths()), withTimerIfNeeded({"events", "late folder", "delay"}));
+    EXPECT_EQ(kindsOf(tree.paths()), withTimerIfNeeded({"events", "late folder", "timer"}));
 }
 
 TEST(Monitors, AreTheKernelsEventsAndTheFolderWithoutUdevd)
@@ -358,13 +357,13 @@ protected:
     Fallback()
     {
         LinuxPaths paths = tree.paths();
-        paths.settleTime = milliseconds(5);
+        test::setWaits(paths, milliseconds(5));
         paths.monitors = [this](const LinuxPaths& given) {
             std::vector<std::unique_ptr<DeviceMonitor>> monitors;
             if (watchesFolder) {
                 monitors.push_back(FolderMonitor::make(SystemCalls::kernel(), given.device));
             }
-            monitors.push_back(IntervalMonitor::make(
+            monitors.push_back(TimerMonitor::makeRepeating(
                 SystemCalls::kernel(), watchesFolder ? milliseconds(std::chrono::hours(1)) : milliseconds(2)));
             return monitors;
         };

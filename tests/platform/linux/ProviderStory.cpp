@@ -12,7 +12,7 @@ ProviderStory::ProviderStory()
 LinuxPaths ProviderStory::paths()
 {
     LinuxPaths paths = _tree.paths();
-    paths.settleTime = kSettle;
+    test::setWaits(paths, kSettle);
     paths.calls = &_calls;
     return paths;
 }

@@ -137,7 +137,7 @@ TEST_F(SettleTime, IsWokenWhenTheSettleTimeHasPassed)
 {
     LinuxPaths quick = paths();
     quick.calls = nullptr;
-    quick.settleTime = milliseconds(5);
+    test::setWaits(quick, milliseconds(5));
     provider = makeLinuxProvider(quick);
     TreeDevice device = plugHalf();
     EXPECT_EQ(started(), "");

@@ -131,13 +131,19 @@ SysfsTree::~SysfsTree()
     fs::remove_all(_root, error);
 }
 
+void setWaits(LinuxPaths& paths, std::chrono::milliseconds time)
+{
+    HotPlugTimes& times = paths.times;
+    times.deviceWait = times.unwatchedAge = times.reread = times.rescanRetry = times.nodeAge = time;
+}
+
 LinuxPaths SysfsTree::paths() const
 {
     LinuxPaths paths;
     paths.sysfs = _root / "sys";
     paths.device = _root / "dev";
     paths.run = _root / "run";
-    paths.settleTime = std::chrono::seconds(1000);
+    setWaits(paths, std::chrono::seconds(1000));
     return paths;
 }
 

@@ -2,6 +2,7 @@
 
 #include "Linux/LinuxProvider.h"
 
+#include <chrono>
 #include <cstdint>
 #include <filesystem>
 #include <optional>
@@ -10,6 +11,9 @@
 #include <vector>
 
 namespace qrx::platform::test {
+
+/// The same patience with everything that the provider waits for.
+void setWaits(LinuxPaths& paths, std::chrono::milliseconds time);
 
 /// An interface of a device in a SysfsTree.
 struct TreeInterface {

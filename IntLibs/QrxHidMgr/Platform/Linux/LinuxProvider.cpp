@@ -38,8 +38,8 @@ class LinuxProvider : public Provider {
 public:
     explicit LinuxProvider(LinuxPaths paths)
         : _paths(std::move(paths)), _calls(_paths.calls != nullptr ? *_paths.calls : SystemCalls::kernel()),
-          _nodes(_calls, _paths.device, _paths.run, _paths.settleTime),
-          _book(_calls, DeviceScan(_calls, _paths.sysfs, _paths.device, _nodes), _paths.settleTime)
+          _nodes(_calls, _paths.device, _paths.run, _paths.times.nodeAge),
+          _book(_calls, DeviceScan(_calls, _paths.sysfs, _paths.device, _nodes), _paths.times)
     {
     }
 

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "Linux/monitors/DeviceMonitor.h"
+#include "Linux/policy/HotPlugTimes.h"
 #include "Provider/Provider.h"
 
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <string>
@@ -22,11 +22,7 @@ struct LinuxPaths {
     std::string sysfs = "/sys";
     std::string device = "/dev";
     std::string run = "/run/udev";
-    /// How long a device is waited for that has not all of its HID interfaces yet.
-    std::chrono::milliseconds settleTime{1000};
-    /// How often everything is looked at where no event can be heard, and how long after a change of the device folder
-    /// where udevd's events may not be.
-    std::chrono::milliseconds rescanInterval{2000};
+    HotPlugTimes times;
     /// Null: the kernel's. Must outlive the provider and all ports and channels that it made.
     SystemCalls* calls = nullptr;
     /// Empty: makeMonitors.
@@ -44,12 +40,12 @@ std::vector<std::unique_ptr<DeviceMonitor>> makeMonitors(const LinuxPaths& paths
 /// without any are left out: nothing could be done with them here, and they would cost calls at each enumeration.
 ///
 /// A device is published when all of it is there: every interface of its configuration, a driver on each one of class
-/// HID, and below the HID driver a HID device with its report node. What is still missing after the settle time is
-/// not waited for. A device whose HID part changes (a driver is exchanged, an interface unbound) leaves and arrives
-/// anew.
+/// HID, and below the HID driver a HID device with its report node. What is still missing when its
+/// time is over is not waited for (policy/DeviceBook.h). A device whose HID part changes (a driver is exchanged, an
+/// interface unbound) leaves and arrives anew.
 ///
 /// While nobody observes, refresh compares the machine with what is published and takes incomplete devices only if they
-/// have been connected for longer than the settle time (or the kernel does not tell). While somebody observes, events
+/// have been connected for some time (or the kernel does not tell). While somebody observes, events
 /// do that, and refresh looks whether any wait: one system call.
 std::unique_ptr<Provider> makeLinuxProvider(LinuxPaths paths = {});
 

@@ -3,9 +3,9 @@
 #include "Base/Log.h"
 #include "Base/SystemCalls.h"
 #include "Linux/monitors/FolderMonitor.h"
-#include "Linux/monitors/IntervalMonitor.h"
 #include "Linux/monitors/LateFolderMonitor.h"
 #include "Linux/monitors/NetworkNamespace.h"
+#include "Linux/monitors/TimerMonitor.h"
 #include "Linux/monitors/UdevMonitor.h"
 
 #include <cerrno>
@@ -42,7 +42,7 @@ std::vector<std::unique_ptr<DeviceMonitor>> makeMonitors(const LinuxPaths& paths
         // The folder is a second source, in case udevd never sends the event. It is looked at late, because at once it
         // would only show nodes whose rules have not been applied yet.
         const std::size_t before = monitors.size();
-        LateFolderMonitor::add(monitors, calls, paths.device, paths.rescanInterval);
+        LateFolderMonitor::add(monitors, calls, paths.device, paths.times.lateRescan);
         if (monitors.size() == before && isScarcity(errno)) {
             scarcity = errno;
         }
@@ -52,7 +52,7 @@ std::vector<std::unique_ptr<DeviceMonitor>> makeMonitors(const LinuxPaths& paths
     // In a network namespace of its own a container hears no device events, though the socket works.
     if (!hasSocket || !isNetworkOfMachine(calls)) {
         log(LogLevel::info, "Device events cannot be heard here: arrivals are found by looking from time to time");
-        add(IntervalMonitor::make(calls, paths.rescanInterval));
+        add(TimerMonitor::makeRepeating(calls, paths.times.rescanInterval));
     }
     if (scarcity != 0) {
         // A lesser way of watching, chosen for lack of a descriptor, would stay for good; so nothing is chosen now, and

@@ -8,10 +8,10 @@ void LateFolderMonitor::add(std::vector<std::unique_ptr<DeviceMonitor>>& monitor
                             const std::string& folder, std::chrono::milliseconds delay)
 {
     auto early = FolderMonitor::make(calls, folder);
-    auto late = DelayMonitor::make(calls, delay);
+    auto late = TimerMonitor::make(calls);
     if (early != nullptr && late != nullptr) {
         // Both live as long as the observation, in the same list.
-        monitors.emplace_back(new LateFolderMonitor(std::move(early), *late));
+        monitors.emplace_back(new LateFolderMonitor(std::move(early), *late, delay));
         monitors.push_back(std::move(late));
     }
 }
@@ -19,7 +19,7 @@ void LateFolderMonitor::add(std::vector<std::unique_ptr<DeviceMonitor>>& monitor
 DeviceMonitor::Next LateFolderMonitor::take(DeviceEvent& event)
 {
     while (_folder->take(event) != Next::none) {
-        _delay.start();
+        _timer.start(_delay);
     }
     return Next::none;
 }

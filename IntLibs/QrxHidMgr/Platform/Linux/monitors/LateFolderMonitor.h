@@ -1,8 +1,8 @@
 #pragma once
 
 #include "Base/SystemCalls.h"
-#include "DelayMonitor.h"
 #include "FolderMonitor.h"
+#include "TimerMonitor.h"
 
 #include <chrono>
 #include <memory>
@@ -12,11 +12,11 @@
 namespace qrx::platform {
 
 /// Watches the device folder where udevd runs, in case its messages do not get here: a container may see udevd's files
-/// and have a network namespace of its own, and nobody tells it so. What udevd tells comes first and makes the late
-/// look an idle one; it comes once for each burst of nodes.
+/// and have a network namespace of its own, and nobody tells it so. What udevd tells comes first, and the delayed
+/// rescan then finds nothing new; it comes once for each burst of nodes.
 class LateFolderMonitor : public DeviceMonitor {
 public:
-    /// Adds it and the monitor that asks for the look; nothing if one of them cannot be had.
+    /// Adds it and the timer that asks for the rescan; nothing if one of them cannot be had.
     static void add(std::vector<std::unique_ptr<DeviceMonitor>>& monitors, SystemCalls& calls,
                     const std::string& folder, std::chrono::milliseconds delay);
 
@@ -25,13 +25,14 @@ public:
     Next take(DeviceEvent& event) override;
 
 private:
-    LateFolderMonitor(std::unique_ptr<FolderMonitor> folder, DelayMonitor& delay)
-        : _folder(std::move(folder)), _delay(delay)
+    LateFolderMonitor(std::unique_ptr<FolderMonitor> folder, TimerMonitor& timer, std::chrono::milliseconds delay)
+        : _folder(std::move(folder)), _timer(timer), _delay(delay)
     {
     }
 
     std::unique_ptr<FolderMonitor> _folder;
-    DelayMonitor& _delay;
+    TimerMonitor& _timer;
+    const std::chrono::milliseconds _delay;
 };
 
 } // namespace qrx::platform

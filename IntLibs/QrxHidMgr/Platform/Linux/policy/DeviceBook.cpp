@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <set>
+#include <string_view>
+#include <utility>
 
 namespace qrx::platform {
 
@@ -11,7 +13,10 @@ void DeviceBook::setWaiting(bool isAllowed)
     _hasLooked = false;
     _owedSince.reset();
     if (!isAllowed) {
-        _gate.forgetAll();
+        for (auto& [name, entry] : _entries) {
+            entry.until.reset();
+        }
+        std::erase_if(_entries, [](const auto& one) { return !one.second.published; });
     }
 }
 
@@ -25,13 +30,13 @@ void DeviceBook::rescan(RegistrySink& sink)
     std::vector<ListedDevice> devices;
     _owedSince.reset();
     if (!_scan.list(devices)) {
-        // A listing that failed says nothing about devices, so none is taken off.
+        // A failure says nothing about which devices are there.
         oweRescan();
         return;
     }
     leaveUnlisted(devices, sink);
     for (const ListedDevice& device : devices) {
-        consider(device, sink, Patience::fresh);
+        consider(device, sink, Look::early);
     }
     _hasLooked = true;
 }
@@ -43,61 +48,50 @@ void DeviceBook::leaveUnlisted(const std::vector<ListedDevice>& devices, Registr
         listed.insert(device.name);
     }
     std::vector<std::pair<DeviceKey, std::string>> left;
-    for (const auto& [name, record] : _records) {
+    for (auto& [name, entry] : _entries) {
         if (!listed.contains(name)) {
-            left.emplace_back(record.key, name);
+            entry.until.reset();
+            left.emplace_back(entry.published ? entry.published->key : 0, name);
         }
     }
-    // In the order of their arrival.
+    // Ends are announced in the order of the arrivals.
     std::sort(left.begin(), left.end());
     for (const auto& [key, name] : left) {
         leave(name, sink);
     }
-    for (const std::string& name : _gate.devices()) {
-        if (!listed.contains(name)) {
-            _gate.forget(name);
-        }
-    }
 }
 
-void DeviceBook::look(const std::string& name, RegistrySink& sink, Patience patience)
+void DeviceBook::restart(const std::string& name)
+{
+    stopWaiting(name);
+}
+
+void DeviceBook::look(const std::string& name, RegistrySink& sink, Look kind)
 {
     ListedDevice device;
     switch (_scan.list(name, device)) {
     case DeviceScan::Result::complete:
-        consider(device, sink, patience);
+        consider(device, sink, kind);
         break;
     case DeviceScan::Result::gone:
         leave(name, sink);
-        _gate.forget(name);
+        stopWaiting(name);
         break;
     case DeviceScan::Result::scarce:
-        askAgain(name, Patience::fresh);
+        retry(name, Look::early);
         break;
     default:
-        askAgain(name, patience);
+        retry(name, kind);
         break;
     }
 }
 
-/// Used when a look could not be completed: no event will ask for it again.
-void DeviceBook::askAgain(const std::string& name, Patience patience)
+void DeviceBook::consider(const ListedDevice& device, RegistrySink& sink, Look kind)
 {
-    if (_mayWait && patience == Patience::fresh) {
-        _gate.wait(name, _calls.now() + _settleTime);
-    }
-}
-
-void DeviceBook::consider(const ListedDevice& device, RegistrySink& sink, Patience patience)
-{
-    const auto known = _records.find(device.name);
-    const bool isChange = known != _records.end();
+    const auto known = _entries.find(device.name);
+    const bool isChange = known != _entries.end() && known->second.published;
     if (isChange) {
-        const DeviceScan::Comparison comparison = _scan.compare(device, known->second.outline);
-        if (comparison == DeviceScan::Comparison::unknown) {
-            askAgain(device.name, patience);
-        }
-        if (comparison != DeviceScan::Comparison::different) {
+        if (isUnchanged(device, *known->second.published, kind)) {
             return;
         }
         leave(device.name, sink);
@@ -108,96 +102,170 @@ void DeviceBook::consider(const ListedDevice& device, RegistrySink& sink, Patien
         publish(device.name, std::move(scanned), sink);
         break;
     case DeviceScan::Result::incomplete:
-        if (patience == Patience::ended || !mustWait(device.name, isChange)) {
+        if (kind == Look::timeOver) {
             publish(device.name, std::move(scanned), sink);
+        } else {
+            considerIncomplete(device.name, std::move(scanned), sink, isChange);
         }
         break;
     case DeviceScan::Result::scarce:
-        // The lack is ours and not the device's: it is read later, however long that takes.
-        askAgain(device.name, Patience::fresh);
+        // The lack is this machine's, not the device's, so there is no limit to the retries.
+        retry(device.name, Look::early);
         break;
     case DeviceScan::Result::failed:
-        // What could not be read now may be readable later. If no retry is left, publish what was read.
-        if (_mayWait && patience == Patience::fresh) {
-            askAgain(device.name, patience);
+        if (_mayWait && kind == Look::early) {
+            retry(device.name, kind);
         } else if (scanned.access != nullptr) {
+            // No retry is left: publish what was read.
             publish(device.name, std::move(scanned), sink);
         }
         break;
     case DeviceScan::Result::notHID:
     case DeviceScan::Result::gone:
-        _gate.forget(device.name);
+        stopWaiting(device.name);
         break;
     }
 }
 
-/// Whether an incomplete device is not published yet. With `isChange` it was published a moment ago and then looked
-/// different: however long it has been connected, what is missing may still come.
-bool DeviceBook::mustWait(const std::string& name, bool isChange)
+/// Whether the published device stays, because it is as it was or could not be compared.
+bool DeviceBook::isUnchanged(const ListedDevice& device, const Published& known, Look kind)
 {
-    if (_gate.isWaiting(name)) {
-        return true;
+    const DeviceScan::Comparison comparison = _scan.compare(device, known.outline);
+    if (comparison == DeviceScan::Comparison::unknown) {
+        retry(device.name, kind);
     }
-    const auto age = _scan.age(name);
+    return comparison != DeviceScan::Comparison::different;
+}
+
+/// `isChange`: it was published a moment ago and looked different then.
+void DeviceBook::considerIncomplete(const std::string& name, ScannedDevice scanned, RegistrySink& sink, bool isChange)
+{
+    if (isWaitedFor(name)) {
+        return;
+    }
+    const std::chrono::milliseconds patience = patienceWith(name, isChange);
+    if (patience <= std::chrono::milliseconds(0)) {
+        publish(name, std::move(scanned), sink);
+    } else if (_mayWait) {
+        waitFor(name, patience);
+    }
+}
+
+/// How much longer what is missing may take to come.
+std::chrono::milliseconds DeviceBook::patienceWith(const std::string& name, bool isChange)
+{
+    constexpr std::chrono::milliseconds kNone{0};
     if (!_mayWait) {
-        // Nobody would look again. A kernel that does not tell the age of a device gets no waiting.
-        return !isChange && age && *age < _settleTime;
+        // Nobody looks again unasked. A kernel that does not tell the age gets no patience.
+        return isChange ? kNone : _times.unwatchedAge - _scan.age(name).value_or(_times.unwatchedAge);
     }
     // A device that was not there at the first look is being set up now, however long ago it was connected: the kernel
     // may have needed several attempts before it showed the device.
     const bool isNew = isChange || _hasLooked;
-    const auto waited = isNew ? std::chrono::milliseconds(0) : age.value_or(std::chrono::milliseconds(0));
-    if (waited >= _settleTime) {
-        return false;
+    return _times.deviceWait - (isNew ? kNone : _scan.age(name).value_or(kNone));
+}
+
+/// A device that is waited for already keeps its earlier time.
+void DeviceBook::waitFor(const std::string& name, std::chrono::milliseconds duration)
+{
+    Entry& entry = _entries[name];
+    if (!entry.until) {
+        entry.until = _calls.now() + duration;
     }
-    _gate.wait(name, _calls.now() + _settleTime - waited);
-    return true;
+}
+
+/// No event will ask for another look at what could not be read or compared.
+void DeviceBook::retry(const std::string& name, Look kind)
+{
+    if (_mayWait && kind == Look::early) {
+        waitFor(name, _times.reread);
+    }
+}
+
+bool DeviceBook::isWaitedFor(const std::string& name) const
+{
+    const auto found = _entries.find(name);
+    return found != _entries.end() && found->second.until;
+}
+
+void DeviceBook::stopWaiting(const std::string& name)
+{
+    const auto found = _entries.find(name);
+    if (found == _entries.end()) {
+        return;
+    }
+    found->second.until.reset();
+    if (!found->second.published) {
+        _entries.erase(found);
+    }
 }
 
 void DeviceBook::publish(const std::string& name, ScannedDevice scanned, RegistrySink& sink)
 {
-    // The record is made first: a device that was published and is not recorded would be published again and never
-    // removed.
-    const auto record = _records.try_emplace(name).first;
+    // The entry first: if there is no memory for it, the device must not be in the registry, where it would be
+    // published again and never leave.
+    Entry& entry = _entries[name];
+    DeviceKey key = 0;
     try {
-        record->second.key = sink.publish(std::move(scanned.facts));
+        key = sink.publish(std::move(scanned.facts));
     } catch (...) {
-        _records.erase(record);
+        if (!entry.until) {
+            _entries.erase(name);
+        }
         throw;
     }
-    record->second.outline = std::move(scanned.outline);
-    record->second.access = std::move(scanned.access);
-    _gate.forget(name);
+    entry.published = Published{key, std::move(scanned.outline), std::move(scanned.access)};
+    entry.until.reset();
 }
 
+/// The wait, if there is one, goes on: it is for whatever has this name.
 void DeviceBook::leave(const std::string& name, RegistrySink& sink)
 {
-    const auto found = _records.find(name);
-    if (found == _records.end()) {
+    const auto found = _entries.find(name);
+    if (found == _entries.end()) {
         return;
     }
-    const Published record = std::move(found->second);
-    _records.erase(found);
-    record.access->leave();
-    sink.terminate(record.key);
+    const std::optional<Published> published = std::exchange(found->second.published, std::nullopt);
+    if (!found->second.until) {
+        _entries.erase(found);
+    }
+    if (published) {
+        published->access->leave();
+        sink.terminate(published->key);
+    }
 }
 
-std::optional<ArrivalGate::Time> DeviceBook::nextExpiry() const
+std::optional<DeviceBook::Time> DeviceBook::nextExpiry() const
 {
-    const auto next = _gate.nextExpiry();
-    if (!_owedSince) {
-        return next;
+    std::optional<Time> next;
+    if (_owedSince) {
+        next = *_owedSince + _times.rescanRetry;
     }
-    const ArrivalGate::Time again = *_owedSince + _settleTime;
-    return next ? std::min(*next, again) : again;
+    for (const auto& [name, entry] : _entries) {
+        if (entry.until) {
+            next = next ? std::min(*next, *entry.until) : *entry.until;
+        }
+    }
+    return next;
 }
 
 void DeviceBook::expire(RegistrySink& sink)
 {
-    if (_gate.nextExpiry()) {
-        for (const std::string& name : _gate.takeExpired(_calls.now())) {
-            look(name, sink, Patience::ended);
+    std::vector<std::pair<Time, std::string>> over;
+    std::optional<Time> now;
+    for (const auto& [name, entry] : _entries) {
+        if (!entry.until) {
+            continue;
         }
+        now = now ? now : _calls.now();
+        if (*entry.until <= *now) {
+            over.emplace_back(*entry.until, name);
+        }
+    }
+    std::sort(over.begin(), over.end());
+    for (const auto& [until, name] : over) {
+        stopWaiting(name);
+        look(name, sink, Look::timeOver);
     }
 }
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "ArrivalGate.h"
+#include "HotPlugTimes.h"
 #include "Linux/sysfs/DeviceScan.h"
 #include "Provider/Provider.h"
 
@@ -9,39 +9,73 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace qrx::platform {
 
-/// Which devices are published and which are waited for, and what is to be done about one that has changed. Every look
-/// at a device ends in one of the same few outcomes, whether an event, a rescan or the clock was the reason, so the
-/// same device is never published twice nor terminated twice.
+/// The hot-plug policy: which devices are published, which are waited for, and what is done about one that changed.
+///
+/// Every device of the bus is in one state:
+/// - unseen: nothing is known of it;
+/// - waiting: it was seen, is not published, and is looked at again at a known time;
+/// - published: it is in the registry; if the last look could not be had, it is looked at again at a known time;
+/// - gone: it was published and has left, or is of no interest. The book keeps nothing of it; a later device of the
+///   same name is unseen.
+///
+/// A look at a device reads it. The reason may be an event, a rescan or the clock; the result alone decides:
+///
+///     result        | unseen                    | waiting     | waiting, time over  | published
+///     --------------+---------------------------+-------------+---------------------+---------------------------
+///     unchanged     |                           |             |                     | published
+///     changed       |                           |             |                     | gone, then as unseen, new
+///     not compared  |                           |             |                     | published, look in reread
+///     complete      | published                 | published   | published           |
+///     incomplete    | waiting for deviceWait(1) | waiting     | published as it is  |
+///     failed        | waiting for reread        | waiting     | published as read(2)|
+///     scarce        | waiting for reread        | waiting     | waiting for reread  | published, look in reread
+///     not HID       | unseen                    | unseen      | unseen              |
+///     not there     | unseen                    | unseen      | unseen              | gone
+///
+/// (1) Less the time that it was connected before the observation began; published as it is when nothing is left of
+///     that. A device that is new, that is, changed or first seen after the first look at everything, has all of it.
+/// (2) Unseen if not even its identity was read.
+///
+/// A wait is never prolonged by another look before its time is over. While nobody observes there is no waiting: an
+/// incomplete device is published from unwatchedAge on and else left for the next look, what failed is published as
+/// read, and what was scarce is left for the next look.
+///
+/// Why there is a wait at all: the kernel shows a device before its interfaces, drivers and report nodes. Its word that
+/// it has finished with a device ("bind" of the usb_device) does not end the wait: where a driver is a module that is
+/// not loaded yet, it comes before the driver does.
 class DeviceBook {
 public:
-    DeviceBook(SystemCalls& calls, DeviceScan scan, std::chrono::milliseconds settleTime)
-        : _calls(calls), _scan(std::move(scan)), _settleTime(settleTime)
+    using Time = std::chrono::steady_clock::time_point;
+
+    DeviceBook(SystemCalls& calls, DeviceScan scan, const HotPlugTimes& times)
+        : _calls(calls), _scan(std::move(scan)), _times(times)
     {
     }
 
-    /// While devices are waited for, somebody must call `expire`; otherwise an incomplete one is published or left for
-    /// the next look.
+    /// Whether somebody observes from now on, who must call `expire` in time; otherwise there is no waiting.
     void setWaiting(bool isAllowed);
 
-    /// Looks at everything. While devices are waited for, a look that cannot be had (no descriptor free) is still owed.
+    /// Looks at everything. If the bus cannot be listed (no descriptor free), nothing is taken to have left; while
+    /// somebody observes, the rescan is then retried.
     void rescan(RegistrySink& sink);
-    /// An exception has ended a look: while devices are waited for, everything is to be looked at again.
+    /// An exception has ended a look: while somebody observes, everything is to be looked at again.
     void oweRescan();
-    /// True if the last look at everything could not be had: what is published may be wrong, and no event says so.
+    /// True if the last rescan failed: what is published may be wrong, and no event says so.
     bool owesRescan() const { return _owedSince.has_value(); }
-    /// True if it is time to try again.
-    bool isRescanDue() const { return _owedSince && _calls.now() >= *_owedSince + _settleTime; }
+    /// True if it is time to retry.
+    bool isRescanDue() const { return _owedSince && _calls.now() >= *_owedSince + _times.rescanRetry; }
     /// Looks at one device again.
-    void look(const std::string& name, RegistrySink& sink) { look(name, sink, Patience::fresh); }
-    /// The device was seen to leave: should one be there of that name, it is another.
-    void restart(const std::string& name) { _gate.forget(name); }
-    /// Publishes the devices whose time has come.
+    void look(const std::string& name, RegistrySink& sink) { look(name, sink, Look::early); }
+    /// The device was seen to leave: a later device of this name is new, and is waited for from the beginning.
+    void restart(const std::string& name);
+    /// Looks at the devices whose time is over, the longest waiting first.
     void expire(RegistrySink& sink);
-    /// When `expire`, or a rescan that is owed, has something to do.
-    std::optional<ArrivalGate::Time> nextExpiry() const;
+    /// When `expire`, or a rescan that is owed, has something to do; no value if nothing is waited for.
+    std::optional<Time> nextExpiry() const;
 
 private:
     struct Published {
@@ -49,29 +83,37 @@ private:
         DeviceOutline outline;
         std::shared_ptr<DeviceAccess> access;
     };
-    using Records = std::map<std::string, Published>;
+    /// What the book keeps of a device that is waiting or published; of others there is no entry.
+    struct Entry {
+        std::optional<Published> published;
+        /// When it is looked at again, whatever happens until then.
+        std::optional<Time> until;
+    };
+    /// Whether the time of the device is over at this look.
+    enum class Look { early, timeOver };
 
-    /// Whether what is missing may still be waited for.
-    enum class Patience { fresh, ended };
-
-    void look(const std::string& name, RegistrySink& sink, Patience patience);
-    void consider(const ListedDevice& device, RegistrySink& sink, Patience patience);
-    void askAgain(const std::string& name, Patience patience);
-    bool mustWait(const std::string& name, bool isChange);
+    void look(const std::string& name, RegistrySink& sink, Look kind);
+    void consider(const ListedDevice& device, RegistrySink& sink, Look kind);
+    bool isUnchanged(const ListedDevice& device, const Published& known, Look kind);
+    void considerIncomplete(const std::string& name, ScannedDevice scanned, RegistrySink& sink, bool isChange);
+    std::chrono::milliseconds patienceWith(const std::string& name, bool isChange);
+    void waitFor(const std::string& name, std::chrono::milliseconds duration);
+    void retry(const std::string& name, Look kind);
+    bool isWaitedFor(const std::string& name) const;
+    void stopWaiting(const std::string& name);
+    void publish(const std::string& name, ScannedDevice scanned, RegistrySink& sink);
     void leave(const std::string& name, RegistrySink& sink);
     void leaveUnlisted(const std::vector<ListedDevice>& devices, RegistrySink& sink);
-    void publish(const std::string& name, ScannedDevice scanned, RegistrySink& sink);
 
     SystemCalls& _calls;
     DeviceScan _scan;
-    const std::chrono::milliseconds _settleTime;
+    const HotPlugTimes _times;
     bool _mayWait = false;
     /// Whether everything has been looked at since waiting was allowed or forbidden.
     bool _hasLooked = false;
-    /// When a look at everything failed; no value after one that did not.
-    std::optional<ArrivalGate::Time> _owedSince;
-    Records _records;
-    ArrivalGate _gate;
+    /// When a rescan failed; no value after one that did not.
+    std::optional<Time> _owedSince;
+    std::map<std::string, Entry> _entries;
 };
 
 } // namespace qrx::platform

@@ -97,8 +97,8 @@ struct DeviceScan::Reading {
 };
 
 DeviceScan::DeviceScan(SystemCalls& calls, const std::string& sysfsRoot, std::string deviceRoot, NodeReadiness& nodes)
-    : _calls(calls), _busPath(sysfsRoot + "/bus/usb/devices"), _deviceRoot(std::move(deviceRoot)), _nodes(nodes),
-      _reportNodes(calls, sysfsRoot)
+    : _calls(calls), _busPath(sysfsRoot + "/bus/usb/devices"), _nodesPath(sysfsRoot + "/class/hidraw"),
+      _deviceRoot(std::move(deviceRoot)), _nodes(nodes)
 {
 }
 
@@ -112,7 +112,11 @@ bool DeviceScan::list(std::vector<ListedDevice>& devices)
         return true;
     }
     Entries entries;
-    if (opened != FileResult::done || bus.list(entries) != FileResult::done || listReportNodes() != FileResult::done) {
+    if (opened != FileResult::done || bus.list(entries) != FileResult::done) {
+        return false;
+    }
+    const auto nodes = std::make_shared<ReportNodes>();
+    if (nodes->read(_calls, _nodesPath) != FileResult::done) {
         return false;
     }
     std::map<std::string, ListedDevice, std::less<>> byName;
@@ -130,6 +134,7 @@ bool DeviceScan::list(std::vector<ListedDevice>& devices)
     for (auto& [name, device] : byName) {
         if (!device.name.empty()) {
             std::sort(device.interfaces.begin(), device.interfaces.end(), comesBefore);
+            device.nodes = nodes;
             devices.push_back(std::move(device));
         }
     }
@@ -156,7 +161,7 @@ void DeviceScan::sort(std::vector<ListedDevice>& devices, const SysfsDirectory& 
 
 DeviceScan::Result DeviceScan::list(const std::string& name, ListedDevice& device)
 {
-    device = {name, 0, {}};
+    device = {name, 0, {}, {}};
     SysfsDirectory directory(_calls);
     Entries entries;
     FileResult result = directory.open(pathOf(name));
@@ -173,7 +178,10 @@ DeviceScan::Result DeviceScan::list(const std::string& name, ListedDevice& devic
         }
     }
     std::sort(device.interfaces.begin(), device.interfaces.end(), comesBefore);
-    return resultOf(listReportNodes());
+    const auto nodes = std::make_shared<ReportNodes>();
+    result = nodes->read(_calls, _nodesPath);
+    device.nodes = nodes;
+    return resultOf(result);
 }
 
 DeviceScan::Comparison DeviceScan::compare(const ListedDevice& device, const DeviceOutline& known)
@@ -191,13 +199,13 @@ DeviceScan::Comparison DeviceScan::compare(const ListedDevice& device, const Dev
         now.name = old.name;
         now.isOfHID = true;
         // Without a report node the interface's own folder has to tell; with one, the link has told all.
-        if (!takeNode(now)) {
+        if (!takeNode(device, now)) {
             SysfsDirectory folder(_calls);
             if (isUnknown(readFolder(folder, folder.open(pathOf(device.name) + "/" + old.name), now))) {
                 return Comparison::unknown;
             }
             // A link could not be read: the interface may have a node that is not known.
-            if (!now.hidDevice.empty() && !_reportNodes.isWhole()) {
+            if (!now.hidDevice.empty() && !device.nodes->isWhole()) {
                 return Comparison::unknown;
             }
         }
@@ -313,7 +321,7 @@ bool DeviceScan::readInterface(Reading& reading, const std::string& name)
     facts.interfaceProtocol = setting.interfaceProtocol;
     InterfaceOutline outline;
     outline.name = name;
-    const bool hasNode = takeNode(outline);
+    const bool hasNode = takeNode(reading.listed, outline);
     // A HID driver can be told to take interfaces of other classes as well.
     outline.isOfHID =
         hasNode || setting.interfaceClass == kHIDClass || reading.directory.linkTarget(name + "/driver") == kHIDDriver;
@@ -382,9 +390,9 @@ void DeviceScan::readInterfaceName(Reading& reading, const std::string& director
 }
 
 /// Takes the outline from the report node's link, which says everything. False if there is no node.
-bool DeviceScan::takeNode(InterfaceOutline& outline) const
+bool DeviceScan::takeNode(const ListedDevice& device, InterfaceOutline& outline)
 {
-    const ReportNodes::Node* node = _reportNodes.find(outline.name);
+    const ReportNodes::Node* node = device.nodes->find(outline.name);
     if (node == nullptr) {
         return false;
     }

@@ -17,13 +17,15 @@
 
 namespace qrx::platform {
 
-/// A device of the bus as a folder listing shows it.
+/// A device of the bus as folder listings show it.
 struct ListedDevice {
     /// "1-4.2"
     std::string name;
     std::uint64_t inode = 0;
     /// "1-4.2:1.0"; by name.
     std::vector<std::string> interfaces;
+    /// The machine's report nodes as they were when the device was listed.
+    std::shared_ptr<const ReportNodes> nodes;
 };
 
 /// What tells one state of a device's HID part from another: names that the kernel gives once only, and inodes. Equal
@@ -80,8 +82,6 @@ public:
     bool list(std::vector<ListedDevice>& devices);
     Result list(const std::string& name, ListedDevice& device);
 
-    // What follows is about a device as it was listed last: the report nodes are looked up then.
-
     /// All facts of a device. `scanned` holds what there is after `complete` and `incomplete`; after `failed`
     /// too, if it has its `access`.
     Result read(const ListedDevice& device, ScannedDevice& scanned);
@@ -103,7 +103,7 @@ private:
     bool readInterface(Reading& reading, const std::string& name);
     UsbDescriptors::Interface chooseSetting(Reading& reading, const std::string& name);
     void readInterfaceName(Reading& reading, const std::string& directory, std::uint8_t index, InterfaceFacts& facts);
-    bool takeNode(InterfaceOutline& outline) const;
+    static bool takeNode(const ListedDevice& device, InterfaceOutline& outline);
     static SysfsDirectory::Result readFolder(const SysfsDirectory& folder, SysfsDirectory::Result result,
                                              InterfaceOutline& outline);
     void readHIDFacts(Reading& reading, const InterfaceOutline& outline, InterfaceFacts& facts);
@@ -112,14 +112,13 @@ private:
     std::optional<std::string> readString(Reading& reading, const std::string& file) const;
     bool readText(Reading& reading, const std::string& file, std::string& text,
                   std::size_t limitBytes = SysfsDirectory::kTextLimit) const;
-    SysfsDirectory::Result listReportNodes() { return _reportNodes.read(); }
     std::string pathOf(const std::string& name) const { return _busPath + "/" + name; }
 
     SystemCalls& _calls;
     const std::string _busPath;
+    const std::string _nodesPath;
     const std::string _deviceRoot;
     NodeReadiness& _nodes;
-    ReportNodes _reportNodes;
     std::optional<bool> _isSysfs;
 };
 

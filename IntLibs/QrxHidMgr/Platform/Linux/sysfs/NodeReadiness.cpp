@@ -6,8 +6,8 @@
 namespace qrx::platform {
 
 NodeReadiness::NodeReadiness(SystemCalls& calls, std::string deviceRoot, std::string runRoot,
-                             std::chrono::milliseconds settleTime)
-    : _calls(calls), _deviceRoot(std::move(deviceRoot)), _runRoot(std::move(runRoot)), _settleTime(settleTime)
+                             std::chrono::milliseconds takenAge)
+    : _calls(calls), _deviceRoot(std::move(deviceRoot)), _runRoot(std::move(runRoot)), _takenAge(takenAge)
 {
 }
 
@@ -36,7 +36,7 @@ bool NodeReadiness::isReady(const std::string& hidDevice, const std::string& nod
     const auto changed = std::chrono::system_clock::time_point(
         std::chrono::seconds(facts.st_ctim.tv_sec) + std::chrono::duration_cast<std::chrono::system_clock::duration>(
                                                          std::chrono::nanoseconds(facts.st_ctim.tv_nsec)));
-    if (_calls.wallTime() - changed >= _settleTime) {
+    if (_calls.wallTime() - changed >= _takenAge) {
         return true;
     }
     return _rules == Rules::database && isInDatabase(major(facts.st_rdev), minor(facts.st_rdev));

@@ -12,9 +12,9 @@ namespace qrx::platform {
 /// Whether report nodes are there as they are meant to be. The kernel makes a node for root alone; udevd gives it to
 /// its users later, by rules that may take their time. A device that is announced in between could not be opened.
 ///
-/// udevd's own event tells the end of it. Who does not hear that event can ask udevd's database, which is written
-/// shortly before the last rules (those with access lists) are carried out. Nodes that are older than the settle time
-/// are taken as they are.
+/// udevd's own event marks the rules complete. Who does not hear that event can ask udevd's database, which is written
+/// shortly before the last rules (those with access lists) are carried out. Nodes that are older than `takenAge` are
+/// taken as they are.
 class NodeReadiness {
 public:
     enum class Rules {
@@ -23,8 +23,7 @@ public:
         events    ///< and udevd has told of it
     };
 
-    NodeReadiness(SystemCalls& calls, std::string deviceRoot, std::string runRoot,
-                  std::chrono::milliseconds settleTime);
+    NodeReadiness(SystemCalls& calls, std::string deviceRoot, std::string runRoot, std::chrono::milliseconds takenAge);
 
     void setRules(Rules rules) { _rules = rules; }
 
@@ -43,7 +42,7 @@ private:
     SystemCalls& _calls;
     const std::string _deviceRoot;
     const std::string _runRoot;
-    const std::chrono::milliseconds _settleTime;
+    const std::chrono::milliseconds _takenAge;
     Rules _rules = Rules::database;
     /// HID device and node: the running number in the device's name makes it unique for ever.
     std::set<std::string> _told;

@@ -19,13 +19,13 @@ std::string_view takeLast(std::string_view& path)
 
 } // namespace
 
-SysfsDirectory::Result ReportNodes::read()
+SysfsDirectory::Result ReportNodes::read(SystemCalls& calls, const std::string& path)
 {
     _nodes.clear();
     _isWhole = true;
-    SysfsDirectory folder(_calls);
+    SysfsDirectory folder(calls);
     std::vector<SysfsDirectory::Entry> entries;
-    SysfsDirectory::Result result = folder.open(_path);
+    SysfsDirectory::Result result = folder.open(path);
     if (result == SysfsDirectory::Result::done) {
         result = folder.list(entries);
     }
@@ -39,16 +39,16 @@ SysfsDirectory::Result ReportNodes::read()
         }
         // "../../devices/pci0000:00/0000:00:14.0/usb1/1-1/1-1:1.0/0003:046D:C52B.0001/hidraw/hidraw0"
         std::string target;
-        const SysfsDirectory::Result linked = folder.link(entry.name, target);
+        const SysfsDirectory::Result read = folder.link(entry.name, target);
         // An unread link is not a missing node: who finds none asks `isWhole`.
-        if (linked != SysfsDirectory::Result::done && linked != SysfsDirectory::Result::gone) {
+        if (read != SysfsDirectory::Result::done && read != SysfsDirectory::Result::gone) {
             _isWhole = false;
         }
-        std::string_view path = target;
-        takeLast(path);
-        takeLast(path);
-        const std::string_view hidDevice = takeLast(path);
-        const std::string_view interface = takeLast(path);
+        std::string_view linked = target;
+        takeLast(linked);
+        takeLast(linked);
+        const std::string_view hidDevice = takeLast(linked);
+        const std::string_view interface = takeLast(linked);
         // Nodes of other buses (Bluetooth, I2C) have other paths and are skipped here.
         if (isHIDDeviceName(hidDevice) && usbInterfaceName(interface)) {
             _nodes.try_emplace(std::string(interface),

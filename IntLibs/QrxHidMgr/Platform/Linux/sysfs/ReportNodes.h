@@ -23,10 +23,9 @@ public:
         std::string hidDevice;
     };
 
-    ReportNodes(SystemCalls& calls, const std::string& sysfsRoot) : _calls(calls), _path(sysfsRoot + "/class/hidraw") {}
-
-    /// Reads all links. A machine whose kernel has no report nodes has none. On failure the map is empty.
-    SysfsDirectory::Result read();
+    /// Reads all links of the folder /sys/class/hidraw; a machine whose kernel has no report nodes has none. On failure
+    /// the map is empty.
+    SysfsDirectory::Result read(SystemCalls& calls, const std::string& path);
 
     /// The node of the interface "1-4.2:1.0" when the links were read; null if it had none.
     const Node* find(std::string_view interface) const;
@@ -34,8 +33,6 @@ public:
     bool isWhole() const { return _isWhole; }
 
 private:
-    SystemCalls& _calls;
-    const std::string _path;
     std::map<std::string, Node, std::less<>> _nodes;
     bool _isWhole = true;
 };

@@ -1,0 +1,41 @@
+#include "TimerMonitor.h"
+
+#include <cstdint>
+
+namespace qrx::platform {
+
+namespace {
+
+timespec timeOf(std::chrono::milliseconds duration)
+{
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
+    return {seconds.count(), std::chrono::nanoseconds(duration - seconds).count()};
+}
+
+} // namespace
+
+std::unique_ptr<TimerMonitor> TimerMonitor::make(SystemCalls& calls)
+{
+    OwnedFd fd(calls, calls.timerCreate());
+    return fd.isOpen() ? std::unique_ptr<TimerMonitor>(new TimerMonitor(calls, std::move(fd))) : nullptr;
+}
+
+std::unique_ptr<TimerMonitor> TimerMonitor::makeRepeating(SystemCalls& calls, std::chrono::milliseconds interval)
+{
+    auto monitor = make(calls);
+    const itimerspec period{timeOf(interval), timeOf(interval)};
+    return monitor != nullptr && calls.timerSet(monitor->_fd.get(), period) == 0 ? std::move(monitor) : nullptr;
+}
+
+void TimerMonitor::start(std::chrono::milliseconds delay)
+{
+    _calls.timerSet(_fd.get(), {{}, timeOf(delay)});
+}
+
+DeviceMonitor::Next TimerMonitor::take(DeviceEvent&)
+{
+    std::uint64_t expirations = 0;
+    return _calls.read(_fd.get(), &expirations, sizeof expirations) > 0 ? Next::rescan : Next::none;
+}
+
+} // namespace qrx::platform

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <chrono>
+
+namespace qrx::platform {
+
+/// How long the hot-plug policy has patience, and with what.
+struct HotPlugTimes {
+    using Duration = std::chrono::milliseconds;
+
+    /// While somebody observes: how long a device is waited for that has not all of its HID interfaces yet.
+    Duration deviceWait{1000};
+    /// While nobody observes: the age from which such a device is published as it is.
+    Duration unwatchedAge{1000};
+    /// After how long a device that could not be read or compared is looked at again.
+    Duration reread{1000};
+    /// After how long the bus is listed again when it could not be listed.
+    Duration rescanRetry{1000};
+    /// The age from which a report node is taken as it is, whether or not udevd is known to be done with it.
+    Duration nodeAge{1000};
+    /// How often everything is looked at where no event can be heard.
+    Duration rescanInterval{2000};
+    /// How long after a change of the device folder everything is looked at, where udevd's events may not arrive.
+    Duration lateRescan{2000};
+};
+
+} // namespace qrx::platform
