@@ -96,8 +96,8 @@ public:
 const std::error_category& QrxErrorCategory() noexcept
 {
     // Error codes hold the address of their category, so there is one object for the process.
-    static const Category category;
-    return category;
+    static const Category sm_Category;
+    return sm_Category;
 }
 
 std::error_code make_error_code(QrxError error) noexcept

@@ -57,8 +57,8 @@ double powerOfTen(std::int32_t exponent)
 std::shared_ptr<const hid::ReportLayout> emptyLayout()
 {
     // One object serves all empty layouts, so that making one allocates nothing.
-    static const auto empty = std::make_shared<const hid::ReportLayout>();
-    return empty;
+    static const auto sm_Empty = std::make_shared<const hid::ReportLayout>();
+    return sm_Empty;
 }
 
 std::error_code errorOf(hid::EncodeResult result)

@@ -55,7 +55,7 @@ private:
         std::uint32_t bits = 0;
     };
     std::vector<InputReport> _inputReports;
-    /// Of the field being added.
+    /// What is left of the share of the field being added, and where its elements hang.
     std::size_t _left = 0;
     std::uint32_t _parentCookie = 0;
     bool _makesHiddenDuplicates = true;

@@ -10,7 +10,7 @@ namespace qrx::hid {
 inline constexpr char kUsageTablesVersion[] = "1.6";
 
 struct UsageEntry {
-    /// Of one page they stand in this order. A numbered page names its usages by a word and their number.
+    /// The entries of one page stand in this order. A numbered page names its usages by a word and their number.
     enum class Kind : std::uint8_t { page, numbered, usage };
 
     Kind kind;

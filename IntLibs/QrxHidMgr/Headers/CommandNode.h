@@ -18,8 +18,8 @@ public:
     CommandNode();
     virtual ~CommandNode();
 
-    CommandNode(CommandNode const&) = default;
-    CommandNode& operator=(CommandNode const&) = default;
+    CommandNode(const CommandNode&) = default;
+    CommandNode& operator=(const CommandNode&) = default;
 
     /// The report type: 0 input, 1 output, 2 feature.
     virtual unsigned int getReportType();
@@ -33,7 +33,7 @@ public:
     virtual std::valarray<signed char>& getReport();
 
     /// Replaces the bytes and their number by those of `report`.
-    virtual void setReport(std::valarray<signed char> const& report);
+    virtual void setReport(const std::valarray<signed char>& report);
 
     /// The USB interface number to send on.
     virtual int getInterfaceNumber();

@@ -1,6 +1,6 @@
 /// @file
 /// What happens when the library meets a programming error: one line on standard error, then the end of the process.
-/// Applications need nothing of this; `VCollectable` and `swizzler` use it.
+/// Applications do not need this header; `VCollectable` and `swizzler` use it.
 
 #ifndef MIS_ASSERTION_H
 #define MIS_ASSERTION_H
@@ -8,9 +8,8 @@
 #include <cstdio>
 #include <cstdlib>
 
-/// `condition`, of which the compiler is told that it seldom holds, so that the usual way gets shorter. For this file's
-/// users, whose checks run with every handle that is copied. A macro, since compilers lose the advice of an inline
-/// function.
+/// `condition`, marked as unlikely for the compiler, which makes the usual path shorter. For this file's users, whose
+/// checks run with every handle that is copied. A macro, because compilers lose the mark of an inline function.
 #if defined(__GNUC__)
 #define MIS_SELDOM(condition) __builtin_expect(static_cast<bool>(condition), false)
 #else
@@ -25,7 +24,7 @@ namespace mis {
 /// @param file        path of the header as messages name it, the same in every build and in installed headers
 /// @param line        number that identifies the check; a constant of the message, not a position in today's file
 /// @param expression  the text of the condition that did not hold
-[[noreturn]] inline void _failAssertion(char const* file, unsigned int line, char const* expression)
+[[noreturn]] inline void _failAssertion(const char* file, unsigned int line, const char* expression)
 {
     std::fprintf(stderr, "%s:%u: failed assertion `%s'\n", file, line, expression);
     std::fflush(stderr);

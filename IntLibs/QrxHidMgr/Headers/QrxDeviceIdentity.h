@@ -25,9 +25,10 @@ enum class QrxUsbSpeed { unknown, low, full, high, super };
 /// "".
 class QRX_EXPORT QrxDeviceIdentity {
 public:
-    /// Of no device.
+    /// The identity of no device: every number is 0 and every text "".
     QrxDeviceIdentity();
-    /// Of a device that the library found; of any other, its IDs and names only. On the device's thread.
+    /// The identity of a device that the library found; for any other device, its IDs and names only. Call it on the
+    /// device's thread.
     explicit QrxDeviceIdentity(const QrxHIDDevice& device);
     QrxDeviceIdentity(const QrxDeviceIdentity& other);
     QrxDeviceIdentity& operator=(const QrxDeviceIdentity& other);
@@ -59,7 +60,7 @@ public:
     /// The USB interfaces, those that are not HID included. Operations by index throw std::out_of_range past the end.
     size_t getInterfaceCount() const;
     int getInterfaceNumber(size_t index) const;
-    /// Of an interface by its number; "" if there is none.
+    /// The name of an interface, chosen by its number; "" if there is none.
     const std::string& getInterfaceName(int interfaceNumber) const;
     /// The file by which the system offers the interface: "/dev/hidraw3". "" on macOS, for a virtual device and for an
     /// interface that is not HID.

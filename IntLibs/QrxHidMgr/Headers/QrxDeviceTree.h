@@ -35,8 +35,8 @@ public:
     QrxDeviceTree();
 
     /// The devices below a tree know one parent: it has no copies.
-    QrxDeviceTree(QrxDeviceTree const&) = delete;
-    QrxDeviceTree& operator=(QrxDeviceTree const&) = delete;
+    QrxDeviceTree(const QrxDeviceTree&) = delete;
+    QrxDeviceTree& operator=(const QrxDeviceTree&) = delete;
 
     /// Tells every listed device to forget its parent, then releases them, first to last.
     ~QrxDeviceTree() override;
@@ -48,7 +48,7 @@ public:
     /// present now, each with a notification of kind 1. Adds none for an empty list. Returns when all are added.
     ///
     /// For backends: this class's own body replaces the pairs; an override calls it first.
-    virtual void populate(std::vector<std::pair<unsigned short, unsigned short>> const& ids) = 0;
+    virtual void populate(const std::vector<std::pair<unsigned short, unsigned short>>& ids) = 0;
 
     /// As `observe(ids)` with this one pair.
     virtual void observe(unsigned short vendorID, unsigned short productID);
@@ -58,7 +58,7 @@ public:
     /// returns. Later calls change the pairs only. Watching ends with the tree.
     ///
     /// For backends: this class's own body replaces the pairs; an override calls it first.
-    virtual void observe(std::vector<std::pair<unsigned short, unsigned short>> const& ids) = 0;
+    virtual void observe(const std::vector<std::pair<unsigned short, unsigned short>>& ids) = 0;
 
     /// Tells the world of a device.
     ///
@@ -102,11 +102,11 @@ public:
 protected:
     /// Lists a HID device that no listed one equals, becomes its parent, and raises the notification of kind 1. What
     /// `_addDevice` does in the end; for backends that compare devices by themselves.
-    void _listDevice(mis::swizzler<QrxHIDDevice> const& device);
+    void _listDevice(const mis::swizzler<QrxHIDDevice>& device);
 
     /// Raises the notification of kind 2 for a device that is off the list, then tells those whose delegates ask for
     /// removals, and closes the device for them. The tree may be gone afterwards.
-    void _announceRemoval(mis::swizzler<QrxHIDDevice> const& device);
+    void _announceRemoval(const mis::swizzler<QrxHIDDevice>& device);
 
     /// The pairs (vendor ID, product ID) wanted, in the order given.
     std::vector<std::pair<unsigned short, unsigned short>> _vendorAndProductIDs;

@@ -40,7 +40,7 @@ public:
 
     /// Makes a new tree for the pairs (vendor ID, product ID), 0 in either half accepting any value, and adds the
     /// matching devices that are present. A tree made before is released.
-    virtual void createDeviceTree(std::vector<std::pair<unsigned short, unsigned short>> const& ids);
+    virtual void createDeviceTree(const std::vector<std::pair<unsigned short, unsigned short>>& ids);
 
     /// Sends one report to the first device of the tree (index 0), whatever its number of interfaces, and blocks until
     /// the platform returns. Throws `std::out_of_range` with the text "vector [] access out of range" when there is no

@@ -25,10 +25,10 @@ public:
     QrxDeviceTreeNode();
 
     /// A copy hangs nowhere: the parent of `other` does not know it.
-    QrxDeviceTreeNode(QrxDeviceTreeNode const& other);
+    QrxDeviceTreeNode(const QrxDeviceTreeNode& other);
 
     /// Keeps the place in the tree, which belongs to an object's identity.
-    QrxDeviceTreeNode& operator=(QrxDeviceTreeNode const&);
+    QrxDeviceTreeNode& operator=(const QrxDeviceTreeNode&);
 
     /// Does not touch the parent.
     ~QrxDeviceTreeNode() override;
@@ -51,7 +51,7 @@ public:
 
     /// Clears the link to the parent if it is `parent`, or, with null, whatever it is. Naming another node does
     /// nothing.
-    virtual void _forgetParent(QrxDeviceTreeNode const* parent);
+    virtual void _forgetParent(const QrxDeviceTreeNode* parent);
 
 protected:
     /// The node above this one, not held, or null.

@@ -22,8 +22,8 @@ public:
     QrxHIDCollection();
 
     /// The elements below a collection know one parent: it has no copies.
-    QrxHIDCollection(QrxHIDCollection const&) = delete;
-    QrxHIDCollection& operator=(QrxHIDCollection const&) = delete;
+    QrxHIDCollection(const QrxHIDCollection&) = delete;
+    QrxHIDCollection& operator=(const QrxHIDCollection&) = delete;
 
     /// Tells every child to forget its parent, then releases them, first to last. A child that somebody else holds
     /// lives on without a parent.

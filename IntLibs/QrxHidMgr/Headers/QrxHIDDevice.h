@@ -37,8 +37,8 @@ public:
     QrxHIDDevice();
 
     /// A device is one and the same thing, and owns its delegate: it has no copies.
-    QrxHIDDevice(QrxHIDDevice const&) = delete;
-    QrxHIDDevice& operator=(QrxHIDDevice const&) = delete;
+    QrxHIDDevice(const QrxHIDDevice&) = delete;
+    QrxHIDDevice& operator=(const QrxHIDDevice&) = delete;
 
     /// Deletes the delegate, whose destructor must not call the device, tells every report to forget its parent, and
     /// releases the reports, first to last.
@@ -157,8 +157,8 @@ public:
 
     /// Installs `delegate`, or none with null, in place of any earlier one. The device owns the one it has: it deletes
     /// it when the device goes. One that is replaced is not deleted and belongs to the caller again. Call it on the
-    /// thread that delivers the device's reports. A delegate that also derives from `QrxHIDDeviceEventInterface` hears of
-    /// more than reports.
+    /// thread that delivers the device's reports. A delegate that also derives from `QrxHIDDeviceEventInterface` hears
+    /// of more than reports.
     virtual void setDelegate(QrxHIDDeviceDelegateInterface* delegate);
 
     /// The delegate, if it hears of more than reports, or null; borrowed.

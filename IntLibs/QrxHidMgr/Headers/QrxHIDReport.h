@@ -27,8 +27,8 @@ public:
     QrxHIDReport();
 
     /// A report is its device's: it has no copies.
-    QrxHIDReport(QrxHIDReport const&) = delete;
-    QrxHIDReport& operator=(QrxHIDReport const&) = delete;
+    QrxHIDReport(const QrxHIDReport&) = delete;
+    QrxHIDReport& operator=(const QrxHIDReport&) = delete;
 
     /// Releases the capabilities, first to last.
     ~QrxHIDReport() override;

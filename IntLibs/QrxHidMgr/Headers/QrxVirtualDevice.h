@@ -123,7 +123,8 @@ private:
 };
 
 /// Plays the events of a recording through a virtual device, on the run loop of the thread that calls start(). The
-/// device must have the recording's interfaces, and outlive the player or be moved nowhere while it plays.
+/// device must have the recording's interfaces. It need not outlive the player and may be moved while it plays; a
+/// device that is destroyed is unplugged, and the rest of the recording reaches nobody.
 ///
 /// Events of an interface that nobody has open are lost, as with a real device: open it before start().
 class QRX_EXPORT QrxRecordingPlayer {

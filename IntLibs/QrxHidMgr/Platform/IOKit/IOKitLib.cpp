@@ -57,11 +57,11 @@ std::optional<Notification::Kind> kindOf(std::string_view type)
 kern_return_t IOMasterPort(mach_port_t, mach_port_t* masterPort)
 {
     // The one master port, never destroyed: handles on it may be released while the process ends.
-    static const auto& port = *new std::shared_ptr<RegistryObject>(std::make_shared<MasterPort>());
+    static const auto& sm_Port = *new std::shared_ptr<RegistryObject>(std::make_shared<MasterPort>());
     if (masterPort == nullptr) {
         return kIOReturnBadArgument;
     }
-    *masterPort = Registry::instance().handOut(port);
+    *masterPort = Registry::instance().handOut(sm_Port);
     return KERN_SUCCESS;
 }
 

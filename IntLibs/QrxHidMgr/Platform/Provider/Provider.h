@@ -63,8 +63,9 @@ public:
     /// descriptor calls again.
     virtual Next takeReport(std::span<const std::uint8_t>& report) = 0;
 
-    /// True while reports are held in memory of which the descriptor no longer tells (they were fetched in one go).
-    /// Whoever stops taking reports before `empty` asks this and comes back unbidden.
+    /// True while reports are held in memory that the descriptor does not announce any more, because they were fetched
+    /// in one go. Whoever stops taking reports before `empty` asks this and must poll again without waiting for the
+    /// descriptor.
     virtual bool hasFetchedReports() const = 0;
 
     /// Sends one report; returns when the device has taken or refused it. `bytes` are as the application gave them:
@@ -91,8 +92,7 @@ public:
     HIDPort& operator=(const HIDPort&) = delete;
     virtual ~HIDPort() = default;
 
-    /// The first and only moment at which a report node is opened. Failures that a person must act on are told on
-    /// standard error, once per device.
+    /// The node is opened only here. Failures that a person must act on are written to standard error, once per device.
     virtual Status open(std::unique_ptr<HIDChannel>& channel) = 0;
 
     /// The file that open opens; empty without one.
@@ -160,7 +160,7 @@ class RegistrySink {
 public:
     /// The device has arrived, whole. It is in the registry, and waits for whoever observes, when this returns.
     virtual DeviceKey publish(DeviceFacts device) = 0;
-    /// The device has left. Its key means nothing from now on.
+    /// The device has left. Its key is invalid from now on.
     virtual void terminate(DeviceKey device) = 0;
 
 protected:
@@ -181,8 +181,8 @@ public:
     virtual void refresh(RegistrySink& sink) = 0;
 
     /// Somebody observes from now on. Returns a descriptor that is readable while handleEvents has work (an epoll set
-    /// where several are watched), the provider's until stopWatching; -1 when arrivals cannot be watched now: told on
-    /// standard error, and asked again later.
+    /// where several are watched), the provider's until stopWatching. -1 if arrivals cannot be watched now: this is
+    /// written to standard error, and the registry asks again later.
     virtual int startWatching(RegistrySink& sink) = 0;
     virtual void handleEvents(RegistrySink& sink) = 0;
     /// Nobody observes any more.

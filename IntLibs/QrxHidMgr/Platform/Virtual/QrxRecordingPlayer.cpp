@@ -31,20 +31,20 @@ struct __attribute__((visibility("hidden"))) QrxRecordingPlayer::Body
     std::function<void()> finishedHandler;
 
 private:
-    static unsigned int portOf(void* info) { return static_cast<unsigned int>(bodyOf(info).timer->descriptor()); }
+    static unsigned int portOf(void* info) { return static_cast<unsigned int>(bodyOf(info)._timer->descriptor()); }
     static void* perform(void* message, CFIndex size, CFAllocatorRef allocator, void* info);
     static Body& bodyOf(void* info) { return *static_cast<Body*>(info); }
 
-    bool isPaced() const { return speed != kAsFastAsTaken; }
+    bool isPaced() const { return _speed != kAsFastAsTaken; }
     std::uint64_t dueTimeUs(const QrxRecordedEvent& event) const;
     bool sendNext();
     void finish();
 
     /// Shared with the room listener, which may still run on a reader's thread after stop().
-    std::shared_ptr<qrx::platform::MonotonicTimer> timer;
-    CFRunLoopSourceRef source = nullptr;
-    double speed = 1;
-    std::uint64_t startUs = 0;
+    std::shared_ptr<qrx::platform::MonotonicTimer> _timer;
+    CFRunLoopSourceRef _source = nullptr;
+    double _speed = 1;
+    std::uint64_t _startUs = 0;
 };
 
 namespace {
@@ -59,42 +59,42 @@ void QrxRecordingPlayer::Body::start(double newSpeed)
     stop();
     // A new timer for each start: a room listener of an earlier playback may still run on another thread and set the
     // old one.
-    timer = std::make_shared<qrx::platform::MonotonicTimer>();
-    speed = newSpeed;
+    _timer = std::make_shared<qrx::platform::MonotonicTimer>();
+    _speed = newSpeed;
     sentCount = 0;
-    startUs = qrx::platform::MonotonicTimer::nowUs();
+    _startUs = qrx::platform::MonotonicTimer::nowUs();
     CFRunLoopSourceContext1 context{};
     context.version = 1;
     context.info = this;
     context.getPort = portOf;
     context.perform = perform;
-    source = CFRunLoopSourceCreate(kCFAllocatorDefault, 0, reinterpret_cast<CFRunLoopSourceContext*>(&context));
-    CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
+    _source = CFRunLoopSourceCreate(kCFAllocatorDefault, 0, reinterpret_cast<CFRunLoopSourceContext*>(&context));
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), _source, kCFRunLoopDefaultMode);
     if (!isPaced()) {
         // The listener runs on the reader's thread. It only sets the timer, which the loop of this thread then notices.
-        device->setRoomListener(this, [waker = timer] { waker->setDue(0); });
+        device->setRoomListener(this, [waker = _timer] { waker->setDue(0); });
     }
-    timer->setDue(0);
+    _timer->setDue(0);
 }
 
 void QrxRecordingPlayer::Body::stop()
 {
-    if (source == nullptr) {
+    if (_source == nullptr) {
         return;
     }
     if (!isPaced()) {
         device->setRoomListener(this, {});
     }
-    CFRunLoopSourceInvalidate(source);
-    CFRelease(std::exchange(source, nullptr));
-    timer.reset();
+    CFRunLoopSourceInvalidate(_source);
+    CFRelease(std::exchange(_source, nullptr));
+    _timer.reset();
 }
 
 std::uint64_t QrxRecordingPlayer::Body::dueTimeUs(const QrxRecordedEvent& event) const
 {
     // Times count from the first event, since recorders begin their clocks when they please.
     const std::uint64_t sinceFirst = event.timeUs - recording.events.front().timeUs;
-    return startUs + static_cast<std::uint64_t>(std::fmin(static_cast<double>(sinceFirst) / speed, kMaximumDelayUs));
+    return _startUs + static_cast<std::uint64_t>(std::fmin(static_cast<double>(sinceFirst) / _speed, kMaximumDelayUs));
 }
 
 /// False if the next event has to wait.
@@ -106,16 +106,16 @@ bool QrxRecordingPlayer::Body::sendNext()
     if (isPaced()) {
         const std::uint64_t dueUs = dueTimeUs(event);
         if (dueUs > qrx::platform::MonotonicTimer::nowUs()) {
-            timer->setDue(dueUs);
+            _timer->setDue(dueUs);
             return false;
         }
     } else if (!device->hasRoom(interfaceNumber)) {
         // Cleared before the second look: room made in between is seen here, later room sets the timer.
-        timer->clear();
+        _timer->clear();
         if (!device->hasRoom(interfaceNumber)) {
             return false;
         }
-        timer->setDue(0);
+        _timer->setDue(0);
     }
     device->sendInputReport(interfaceNumber, event.bytes);
     ++sentCount;

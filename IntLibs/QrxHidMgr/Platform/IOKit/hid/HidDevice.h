@@ -102,7 +102,7 @@ public:
     bool isOpen() const { return bool(_channel); }
     /// The device has left, and all that it had sent before has been taken.
     bool isTerminated() const { return _isGone || (!isOpen() && !_entry->isActive()); }
-    /// Of the channel; -1 while there is none to watch.
+    /// The channel's descriptor; -1 while there is none to watch.
     int descriptor() const;
     std::shared_ptr<const hid::ElementTree> elements();
     /// Takes reports and hands them on, a bounded number: true if more may wait (the bound ended it, or the channel did
@@ -180,7 +180,7 @@ private:
     /// Goes up with every open and close: a pass that finds another number than it began with is over.
     std::uint64_t _generation = 0;
     bool _isGone = false;
-    /// Of the channel's possible losses.
+    /// How many of the channel's possible losses were reported.
     std::uint64_t _toldLosses = 0;
     Counts _counts;
     /// Arrival times are taken from the first question for one on.

@@ -42,7 +42,7 @@ CFRef<CFTypeRef> makeShaped(const cf::DictionaryShape* shape, std::span<const CF
 
 const cf::DictionaryShape* fieldShape()
 {
-    static const cf::DictionaryShape* const shape = cf::makeShape({
+    static const cf::DictionaryShape* const sm_Shape = cf::makeShape({
         CFSTR(kIOHIDElementCookieKey),
         CFSTR(kIOHIDElementTypeKey),
         CFSTR(kIOHIDElementUsageKey),
@@ -66,7 +66,7 @@ const cf::DictionaryShape* fieldShape()
         CFSTR(kIOHIDElementIsArrayKey),
         CFSTR(kIOHIDElementDuplicateIndexKey),
     });
-    return shape;
+    return sm_Shape;
 }
 
 CFRef<CFTypeRef> makeField(const hid::Element& element)
@@ -103,7 +103,7 @@ CFRef<CFTypeRef> makeField(const hid::Element& element)
 
 CFRef<CFTypeRef> makeReportHandler(const hid::Element& element)
 {
-    static const cf::DictionaryShape* const shape = cf::makeShape({
+    static const cf::DictionaryShape* const sm_Shape = cf::makeShape({
         CFSTR(kIOHIDElementCookieKey),
         CFSTR(kIOHIDElementTypeKey),
         CFSTR(kIOHIDElementUsageKey),
@@ -119,7 +119,7 @@ CFRef<CFTypeRef> makeReportHandler(const hid::Element& element)
         number(element.reportID),   number(element.sizeBits()),
         number(element.reportSize), number(element.reportCount),
     };
-    return makeShaped(shape, values);
+    return makeShaped(sm_Shape, values);
 }
 
 CFRef<CFArrayRef> makeChildren(const hid::ElementTree& tree, const std::vector<std::uint32_t>& cookies);
@@ -127,7 +127,7 @@ CFRef<CFArrayRef> makeChildren(const hid::ElementTree& tree, const std::vector<s
 /// Depth is bounded: the descriptor's reader limits the nesting of collections.
 CFRef<CFTypeRef> makeCollection(const hid::ElementTree& tree, const hid::Element& element)
 {
-    static const cf::DictionaryShape* const shape = cf::makeShape({
+    static const cf::DictionaryShape* const sm_Shape = cf::makeShape({
         CFSTR(kIOHIDElementCookieKey),
         CFSTR(kIOHIDElementTypeKey),
         CFSTR(kIOHIDElementUsageKey),
@@ -143,7 +143,7 @@ CFRef<CFTypeRef> makeCollection(const hid::ElementTree& tree, const hid::Element
         number(element.reportID), number(element.collectionType),
         children.get(),
     };
-    CFRef<CFTypeRef> collection = makeShaped(shape, values);
+    CFRef<CFTypeRef> collection = makeShaped(sm_Shape, values);
     // Not before the dictionary exists: if making it fails, the handle releases the children.
     children.leave(); // now the collection's
     return collection;

@@ -10,10 +10,8 @@
 
 namespace qrx::iokit {
 
-/// Handles and their counts. All operations under the registry's lock.
-///
-/// An object has one handle as long as any reference on that handle is held. Numbers go up and come round after some
-/// four thousand million, so that a stale handle is found to be unknown rather than to be something else.
+/// An object has one handle as long as any reference on that handle is held. Numbers go up and wrap after 2^32, so a
+/// stale handle is found to be unknown instead of naming something else.
 class HandleTable {
 public:
     using Object = std::shared_ptr<RegistryObject>;

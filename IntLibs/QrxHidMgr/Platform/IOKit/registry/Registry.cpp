@@ -20,15 +20,15 @@ namespace qrx::iokit {
 std::mutex& registryLock()
 {
     // Needs no destructor, and so outlives every static object.
-    static constinit std::mutex lock;
-    return lock;
+    static constinit std::mutex sm_Lock;
+    return sm_Lock;
 }
 
 Registry& Registry::instance()
 {
     // Never destroyed: devices may be unplugged, and ports released, while the process ends.
-    static Registry& registry = *new Registry;
-    return registry;
+    static Registry& sm_Registry = *new Registry;
+    return sm_Registry;
 }
 
 platform::DeviceKey Registry::publish(platform::DeviceFacts device)

@@ -72,7 +72,7 @@ public:
 
     // --- with the lock held ---
 
-    /// Of the last arrival or end.
+    /// The number of the last arrival or end.
     std::uint64_t sequence() const { return _sequence; }
     /// Without a new reference; 0 if nobody holds a handle.
     io_object_t handleOf(const RegistryObject& object) const { return _handles.handleOf(object); }
@@ -100,8 +100,8 @@ private:
     platform::DeviceKey _lastKey = 0;
     std::uint64_t _sequence = 0;
     Ports _ports;
-    /// Ports whose source has ended and whose user does not destroy them: they stay here for good, some hundred bytes
-    /// each, within reach, so that they are no leak.
+    /// Ports whose source has ended and whose user does not destroy them. They stay here for good, some hundred bytes
+    /// each, still referenced, so that no leak checker reports them.
     Ports _closedPorts;
 };
 

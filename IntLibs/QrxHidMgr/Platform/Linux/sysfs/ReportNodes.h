@@ -17,7 +17,7 @@ public:
     struct Node {
         /// "hidraw0"
         std::string name;
-        /// Of the link: another one each time that the node is made.
+        /// The inode of the link; it differs each time that the node is made.
         std::uint64_t inode = 0;
         /// "0003:046D:C52B.0001"
         std::string hidDevice;
