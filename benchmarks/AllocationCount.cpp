@@ -1,3 +1,6 @@
+// Counts allocations by standing in for malloc and its relatives in this program, the library's and the C++ library's
+// calls included. The count is one atomic addition, so it does not change what is measured beside it.
+
 #include "AllocationCount.h"
 
 #include <malloc.h>

@@ -78,6 +78,7 @@ void layoutReads(benchmark::State& state, const Device& device)
         layout.decode(QrxReportType::input, device.report.data(), device.report.size(), values);
         benchmark::DoNotOptimize(values.getCount());
     };
+    // The first report takes memory for the values; later ones must not.
     decodeOne();
     const std::uint64_t before = allocationCount();
     for (auto iteration : state) {
@@ -95,6 +96,7 @@ void loopReads(benchmark::State& state, const Device& device)
         unsigned int bits;
     };
     const QrxReportLayout layout = layoutOf(device);
+    // Found before the clock runs: the loop itself only shifts bits.
     std::vector<Place> places;
     for (std::size_t i = 0; i < layout.getFieldCount(); ++i) {
         const QrxReportField field = layout.getField(i);

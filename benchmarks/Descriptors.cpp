@@ -1,7 +1,11 @@
+// Report descriptors of the shapes that cost differently: a mouse and a keyboard as most machines have them, a report
+// of any length, any number of elements, and as many reports as there are numbers.
+
 #include "Descriptors.h"
 
 #include <initializer_list>
 
+// Three buttons, X, Y and wheel: what a boot mouse declares (HID 1.11, E.10), with a wheel.
 std::vector<std::uint8_t> mouseDescriptor()
 {
     return {0x05, 0x01, 0x09, 0x02, 0xa1, 0x01, 0x09, 0x01, 0xa1, 0x00, 0x05, 0x09, 0x19, 0x01, 0x29, 0x03, 0x15, 0x00,
@@ -9,6 +13,8 @@ std::vector<std::uint8_t> mouseDescriptor()
             0x09, 0x31, 0x09, 0x38, 0x15, 0x81, 0x25, 0x7f, 0x75, 0x08, 0x95, 0x03, 0x81, 0x06, 0xc0, 0xc0};
 }
 
+// Eight modifier bits, a reserved byte, five LEDs with padding, and an array of six keys (HID 1.11, E.6). `lastUsage`
+// decides how many usages the array has.
 std::vector<std::uint8_t> keyboardDescriptor(std::uint8_t lastUsage)
 {
     return {0x05, 0x01, 0x09, 0x06, 0xa1, 0x01,      0x05, 0x07, 0x19, 0xe0, 0x29, 0xe7, 0x15,      0x00, 0x25, 0x01,
@@ -27,6 +33,7 @@ std::vector<std::uint8_t> vendorDescriptor(std::size_t bytes)
 
 std::vector<std::uint8_t> descriptorOfElements(std::size_t count)
 {
+    // Items of 128 bits each, so that the number of elements grows and the number of items hardly does.
     constexpr std::size_t kPerItem = 128;
     std::vector<std::uint8_t> descriptor{0x05, 0x09, 0x09, 0x01, 0xa1, 0x01, 0x15,
                                          0x00, 0x25, 0x01, 0x75, 0x01, 0x95, kPerItem};
@@ -50,6 +57,7 @@ std::vector<std::uint8_t> descriptorOfReports(std::uint8_t elementsEach, std::ui
             descriptor.push_back(byte);
         }
     }
+    // Filled up with padding items to the length that Linux accepts at most, because every item costs the reader time.
     constexpr std::size_t kMostBytes = 4096;
     while (descriptor.size() + 3 <= kMostBytes) {
         descriptor.push_back(0x81);

@@ -1,3 +1,6 @@
+// The floor that the report path is measured against: what a program would write by hand for one descriptor, a poll and
+// a read for each report. A socket of packets keeps reports apart as a report node does.
+
 #include "PlainLoop.h"
 
 #include <poll.h>
@@ -9,6 +12,7 @@
 
 namespace {
 
+// No HID report is longer on Linux (HID_MAX_BUFFER_SIZE).
 constexpr std::size_t kLongestReport = 16384;
 
 } // namespace
@@ -36,6 +40,7 @@ void PlainLoop::send(const std::vector<std::uint8_t>& report)
 void PlainLoop::deliver(std::size_t count)
 {
     for (std::size_t delivered = 0; delivered < count;) {
+        // One poll for each report, also when several wait: the loop of an application does not know that.
         pollfd entry{_ends[0], POLLIN, 0};
         ::poll(&entry, 1, -1);
         const ssize_t length = ::read(_ends[0], _buffer.data(), _buffer.size());

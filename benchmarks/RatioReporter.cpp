@@ -1,3 +1,5 @@
+// Ratios of medians instead of times: a machine's speed cancels out, and a single slow run does not matter.
+
 #include "RatioReporter.h"
 
 #include <algorithm>
@@ -11,6 +13,7 @@ void RatioReporter::addRatio(const std::string& what, const std::string& name, c
 void RatioReporter::ReportRuns(const std::vector<Run>& runs)
 {
     for (const Run& run : runs) {
+        // Aggregates of repetitions are left out; the median is taken here.
         if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
             _times[run.run_name.function_name + (run.run_name.args.empty() ? "" : "/" + run.run_name.args)].push_back(
                 run.GetAdjustedRealTime());
@@ -35,6 +38,7 @@ void RatioReporter::Finalize()
     std::printf("\n%-58s %8s %8s\n", "ratio of medians", "measured", "at most");
     for (const Ratio& ratio : _ratios) {
         const double floor = medianOf(ratio.floor);
+        // A benchmark that a filter has left out has no time, and so no ratio.
         if (floor > 0) {
             std::printf("%-58s %8.2f %8.2f\n", ratio.what.c_str(), medianOf(ratio.name) / floor, ratio.limit);
         }

@@ -1,3 +1,6 @@
+// A world of virtual devices and one application on them. Real devices are left out, so that figures do not depend on
+// what is plugged into the machine.
+
 #include "VirtualWorld.h"
 
 #include <QrxInput.h>
@@ -44,6 +47,7 @@ VirtualWorld::VirtualWorld(std::size_t count, const std::vector<std::vector<std:
     identity.productName = "Benchmark device";
     identity.serialNumber = "0001";
     for (std::size_t i = 0; i < count; ++i) {
+        // Devices differ in their product IDs only, so they share a report descriptor as devices of one kind do.
         identity.productID = static_cast<std::uint16_t>(i + 1);
         std::vector<QrxVirtualInterface> interfaces;
         for (const std::vector<std::uint8_t>& descriptor : descriptors) {
@@ -59,6 +63,7 @@ mis::swizzler<QrxDeviceTree> VirtualWorld::populate()
     mis::swizzler<QrxDeviceTree> tree = QrxDeviceTree::NewInstance();
     tree->setDelegate(&_treeDelegate);
     tree->populate(0x1234, 0);
+    // A figure of fewer devices than asked for would look like a good one.
     if (tree->getHIDDeviceCount() != _devices.size()) {
         throw std::runtime_error("not all devices were found");
     }
@@ -102,6 +107,7 @@ void VirtualWorld::deliver(std::size_t count)
     const std::size_t wanted = _delivered + count;
     QrxRunLoop loop = QrxRunLoop::current();
     while (_delivered < wanted) {
+        // The time only bounds a failure: reports wait already.
         loop.runOnce(10);
     }
 }

@@ -52,6 +52,7 @@ void libraryReports(benchmark::State& state)
             world.send(report);
         }
         const std::uint64_t before = allocationCount();
+        // Sending is the device's part and is not measured.
         state.SetIterationTime(secondsOf([&] { world.deliver(waiting); }));
         allocations += allocationCount() - before;
     }
@@ -142,7 +143,7 @@ void deliverReports(std::size_t bytes, std::size_t count, Delegate delegate = De
     }
 }
 
-/// Of 64 bytes, 60 at a time.
+/// Reports of 64 bytes, 60 at a time.
 void deliverWaiting(std::size_t count)
 {
     constexpr std::size_t kWaiting = 60;

@@ -1,3 +1,6 @@
+// hidapi in the three ways in which programs read with it: with a timeout of 0, non-blocking, and blocking. Each reads
+// one report per call. The blocking way can only stop by counting, so it is told how many reports wait.
+
 #include "Drain.h"
 
 #include <hidapi.h>
@@ -23,6 +26,7 @@ private:
 
     hid_device* _device;
     const Way _way;
+    // One byte more than the longest report, so that one that is too long is noticed.
     unsigned char _bytes[kMostBytes + 1];
 };
 

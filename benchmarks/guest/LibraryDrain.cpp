@@ -1,3 +1,6 @@
+// The library as an application uses it: a tree that observes, one open device, a delegate that takes the bytes. The
+// run loop is stepped until nothing is left.
+
 #include "Drain.h"
 
 #include <QrxDeviceTree.h>

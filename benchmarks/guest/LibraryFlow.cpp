@@ -1,3 +1,6 @@
+// Many open devices on one run loop, which is stopped by the delegate that takes the last report. Devices are virtual,
+// so that the other thread can send at a rate that no kernel in an emulated machine would keep.
+
 #include "Flow.h"
 
 #include <QrxDeviceTree.h>

@@ -1,3 +1,6 @@
+// Floors for reports that wait: a read for each of them, and a vectored read that takes all. The second one is the best
+// that Linux offers, and works only where every report has the length of its segment.
+
 #include "Drain.h"
 
 #include <fcntl.h>

@@ -1,3 +1,6 @@
+// The floor for many devices: a pipe for each, one poll on all of them, and a read for each that is ready. Reports of
+// these sizes are written and read whole (PIPE_BUF), so a pipe keeps them apart.
+
 #include "Flow.h"
 
 #include <fcntl.h>
