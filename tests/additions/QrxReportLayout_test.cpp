@@ -177,8 +177,21 @@ TEST(QrxReportLayout, APhysicalValueLiesOnTheLineBetweenTheLimits)
 
 TEST(QrxReportLayout, CollectionsNest)
 {
-    const Bytes nested = {0x05, 0x01, 0x09, 0x02, 0xA1, 0x01, 0x09, 0x01, 0xA1, 0x00, 0x09, 0x30,
-                          0x15, 0x81, 0x25, 0x7F, 0x75, 0x08, 0x95, 0x01, 0x81, 0x06, 0xC0, 0xC0};
+    const Bytes nested = {
+        0x05, 0x01, // Usage Page (Generic Desktop)
+        0x09, 0x02, // Usage (Mouse)
+        0xA1, 0x01, // Collection (Application)
+        0x09, 0x01, //   Usage (Pointer)
+        0xA1, 0x00, //   Collection (Physical)
+        0x09, 0x30, //     Usage (X)
+        0x15, 0x81, //     Logical Minimum (-127)
+        0x25, 0x7F, //     Logical Maximum (127)
+        0x75, 0x08, //     Report Size (8)
+        0x95, 0x01, //     Report Count (1)
+        0x81, 0x06, //     Input (Data, Variable, Relative)
+        0xC0,       //   End Collection
+        0xC0        // End Collection
+    };
     const QrxReportLayout layout = layoutOf(nested);
     ASSERT_EQ(layout.getCollectionCount(), 2U);
     EXPECT_EQ(layout.getCollectionUsage(0), 0x10002U);

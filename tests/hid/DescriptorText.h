@@ -12,7 +12,17 @@
 
 namespace qrx::hid {
 
-/// Bytes from hex; white space is skipped.
+/// Bytes from hex; white space is skipped. Descriptors in the tests are items in a row, each a prefix and its data. The
+/// last digit of a prefix says how long its data is (1, 5, 9, D: one byte; 2, 6, A, E: two; 3, 7, B, F: four; 0, 4, 8, C:
+/// none):
+///
+///     05 usage page          09 usage               A1 collection      81 input      15 logical minimum
+///     75 report size         19 usage minimum       C0 end collection  91 output     25 logical maximum
+///     95 report count        29 usage maximum       A4 push            B1 feature    35 physical minimum
+///     85 report ID           A9 delimiter           B4 pop             65 unit       45 physical maximum
+///
+/// Data of A1: 00 physical, 01 application, 02 logical. Data of 81, 91, B1: bit 0 constant, bit 1 variable (else array),
+/// bit 2 relative, bit 6 null state.
 std::vector<std::uint8_t> bytesOf(std::string_view hex);
 /// "05 01 09 02".
 std::string hexOf(std::span<const std::uint8_t> bytes);

@@ -39,8 +39,21 @@ protected:
 TEST_F(QueuedValues, AFieldOf32BitsIsAValueAndOneOf33ABlockOfFiveBytes)
 {
     // An unsigned field of 32 bits, one of 33, and 7 bits of padding.
-    QueueReader reader(plug({0x09, 0x02, 0x15, 0x00, 0x27, 0xFF, 0xFF, 0xFF, 0x7F, 0x75, 0x20, 0x95, 0x01, 0x81, 0x02,
-                             0x09, 0x03, 0x75, 0x21, 0x95, 0x01, 0x81, 0x02, 0x75, 0x07, 0x95, 0x01, 0x81, 0x03}),
+    QueueReader reader(plug({
+                           0x09, 0x02,                   // Usage (2)
+                           0x15, 0x00,                   // Logical Minimum (0)
+                           0x27, 0xFF, 0xFF, 0xFF, 0x7F, // Logical Maximum (2147483647)
+                           0x75, 0x20,                   // Report Size (32)
+                           0x95, 0x01,                   // Report Count (1)
+                           0x81, 0x02,                   // Input (Data, Variable, Absolute)
+                           0x09, 0x03,                   // Usage (3)
+                           0x75, 0x21,                   // Report Size (33)
+                           0x95, 0x01,                   // Report Count (1)
+                           0x81, 0x02,                   // Input (Data, Variable, Absolute)
+                           0x75, 0x07,                   // Report Size (7)
+                           0x95, 0x01,                   // Report Count (1)
+                           0x81, 0x03                    // Input (Constant, Variable)
+                       }),
                        {2, 3});
     EXPECT_EQ("|2=-1 3=[ff 00 00 00 01] ", told(reader, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 1}));
     EXPECT_EQ("|3=[ff 00 00 00 00] ", told(reader, {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0xFE}))
@@ -106,8 +119,19 @@ TEST_F(QueuedValues, EventsThatWereTakenBeforeTheCalloutNeedNone)
 TEST_F(QueuedValues, OfTwoArraysInAReportEachHasItsOwnSlotsAndSelectors)
 {
     // Two slots of the usages 1 to 3, then two slots of 4 to 6; both count from 1.
-    const io_object_t entry = plug({0x05, 0x09, 0x19, 0x01, 0x29, 0x03, 0x15, 0x01, 0x25, 0x03, 0x75,
-                                    0x08, 0x95, 0x02, 0x81, 0x00, 0x19, 0x04, 0x29, 0x06, 0x81, 0x00});
+    const io_object_t entry = plug({
+        0x05, 0x09, // Usage Page (Button)
+        0x19, 0x01, // Usage Minimum (1)
+        0x29, 0x03, // Usage Maximum (3)
+        0x15, 0x01, // Logical Minimum (1)
+        0x25, 0x03, // Logical Maximum (3)
+        0x75, 0x08, // Report Size (8)
+        0x95, 0x02, // Report Count (2)
+        0x81, 0x00, // Input (Data, Array, Absolute)
+        0x19, 0x04, // Usage Minimum (4)
+        0x29, 0x06, // Usage Maximum (6)
+        0x81, 0x00  // Input (Data, Array, Absolute)
+    });
     // Of each array: the head, its slots, its selectors.
     QueueReader reader(entry, {2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13});
     EXPECT_EQ("|2=513 3=1 4=2 5=1 6=1 8=3 9=3 13=1 ", told(reader, {1, 2, 3, 0}));
