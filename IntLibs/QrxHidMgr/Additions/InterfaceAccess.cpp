@@ -4,6 +4,7 @@ namespace qrx {
 
 mis::swizzler<_QrxHIDInterfaceMac> interfaceOf(const QrxHIDDevice& device, int interfaceNumber)
 {
+    // A device of an application's own class, a double in a test for instance, has no interfaces of the backend.
     const auto* found = dynamic_cast<const _QrxHIDDeviceImpl*>(&device);
     return found != nullptr ? found->_getInterface(interfaceNumber) : mis::swizzler<_QrxHIDInterfaceMac>();
 }

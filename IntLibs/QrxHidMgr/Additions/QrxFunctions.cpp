@@ -1,3 +1,8 @@
+// Functions in place of delegates: each of the two classes is a delegate that calls the function which the application
+// has set for an event, if there is one. While a function runs, it may set another one in its own place, or drop the
+// last handle on the device, which deletes this delegate; so the function is held for the call by a reference of its
+// own, and no field is used after it.
+
 #include "QrxFunctions.h"
 
 #include <utility>
@@ -24,6 +29,7 @@ void call(Kept<Function> function, const Arguments&... arguments)
 
 const uint8_t* bytesOf(const std::valarray<uint8_t>& report)
 {
+    // An empty array has no first element whose address could be taken.
     return report.size() != 0 ? &report[0] : nullptr;
 }
 
@@ -42,6 +48,7 @@ QrxTreeFunctions::QrxTreeFunctions(const mis::swizzler<QrxDeviceTree>& tree) : _
 
 QrxTreeFunctions::~QrxTreeFunctions()
 {
+    // The tree may live longer, and it does not own its delegate.
     _body->tree->setDelegate(nullptr);
 }
 
@@ -82,6 +89,7 @@ struct QrxDeviceFunctions::Body {
 QrxDeviceFunctions& QrxDeviceFunctions::installOn(QrxHIDDevice& device)
 {
     auto* functions = new QrxDeviceFunctions;
+    // From here on the device owns the functions and deletes them at its end.
     device.setDelegate(functions);
     return *functions;
 }

@@ -10,6 +10,8 @@ QrxOutcome::QrxOutcome(std::error_code error, const std::string& subject) : _err
         return;
     }
     try {
+        // Shared, so that copies of an outcome do not copy the text; an outcome without a failure has none and
+        // allocates nothing.
         _subject = std::make_shared<const std::string>(subject);
     } catch (const std::bad_alloc&) {
         // Out of memory is no reason to lose the error: it is reported without its subject.
