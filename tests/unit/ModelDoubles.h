@@ -1,8 +1,7 @@
+#pragma once
+
 // Concrete forms of the model's abstract classes, which answer what a test tells them to, and what tests need to look
 // at them: a record of what happened, captured streams, printed text with the object ids masked.
-
-#ifndef QRX_MODEL_DOUBLES_H
-#define QRX_MODEL_DOUBLES_H
 
 #include "QrxDeviceTree.h"
 #include "QrxDeviceTreeDelegateInterface.h"
@@ -297,5 +296,3 @@ public:
 private:
     Events& _events;
 };
-
-#endif

@@ -1,7 +1,6 @@
-// The bodies of operations that a backend has to supply.
+#pragma once
 
-#ifndef QRX_ABSTRACT_OPERATION_H
-#define QRX_ABSTRACT_OPERATION_H
+// The bodies of operations that a backend has to supply.
 
 #include <iostream>
 
@@ -11,5 +10,3 @@ inline void reportAbstract(const char* declaration)
 {
     std::cerr << declaration << " is abstract\n";
 }
-
-#endif

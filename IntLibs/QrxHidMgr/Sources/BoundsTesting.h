@@ -1,7 +1,6 @@
-// Element access with the message that applications know.
+#pragma once
 
-#ifndef QRX_BOUNDS_TESTING_H
-#define QRX_BOUNDS_TESTING_H
+// Element access with the message that applications know.
 
 #include <cstddef>
 #include <stdexcept>
@@ -17,5 +16,3 @@ const Entry& entryAt(const std::vector<Entry>& entries, std::size_t index)
     }
     return entries[index];
 }
-
-#endif

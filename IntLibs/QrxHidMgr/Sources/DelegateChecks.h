@@ -1,7 +1,6 @@
-// What debug builds diagnose about delegates, which their devices own in the end. Other builds check nothing.
+#pragma once
 
-#ifndef QRX_DELEGATE_CHECKS_H
-#define QRX_DELEGATE_CHECKS_H
+// What debug builds diagnose about delegates, which their devices own in the end. Other builds check nothing.
 
 #include "QrxHIDDeviceDelegateInterface.h"
 
@@ -11,5 +10,3 @@ void noteDelegateChange(const QrxHIDDeviceDelegateInterface* before, const QrxHI
 /// Deletes the delegate of a device that ends. A debug build tells on standard error if another device has it too, and
 /// if its destructor calls an operation that the device has no more, which ends the process in every build.
 void deleteDelegate(QrxHIDDeviceDelegateInterface* delegate);
-
-#endif

@@ -1,7 +1,6 @@
-// Looking through a list of devices that may change meanwhile.
+#pragma once
 
-#ifndef QRX_DEVICE_SEARCH_H
-#define QRX_DEVICE_SEARCH_H
+// Looking through a list of devices that may change meanwhile.
 
 #include "QrxHIDDevice.h"
 #include "swizzler"
@@ -34,5 +33,3 @@ std::size_t placeOfFirst(const std::vector<mis::swizzler<QrxHIDDevice>>& devices
     }
     return devices.size();
 }
-
-#endif

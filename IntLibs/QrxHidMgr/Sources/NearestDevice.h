@@ -1,7 +1,6 @@
-// The way up from a node to its device.
+#pragma once
 
-#ifndef QRX_NEAREST_DEVICE_H
-#define QRX_NEAREST_DEVICE_H
+// The way up from a node to its device.
 
 #include "swizzler"
 
@@ -10,5 +9,3 @@ class QrxHIDDevice;
 
 /// The first device in the chain that begins with `node` itself and goes up by parents; empty when it ends without one.
 mis::swizzler<QrxHIDDevice> findNearestDevice(const QrxDeviceTreeNode& node);
-
-#endif

@@ -1,11 +1,10 @@
+#pragma once
+
 // What a device and a collection have in common when they look through their elements for reports.
 //
 // Both walk their children in order and ask of each one what the functions below ask. A collection is asked for the
 // result of its own walk, so the tree is walked depth first. Whether an element is a collection and whether it is a
 // capability are independent questions; one that is neither adds nothing.
-
-#ifndef QRX_REPORT_DISCOVERY_H
-#define QRX_REPORT_DISCOVERY_H
 
 #include "QrxHIDCapability.h"
 #include "QrxHIDElement.h"
@@ -19,5 +18,3 @@ void appendReportIDs(const QrxHIDElementPtr& element, std::vector<unsigned int>&
 /// and is none appends an empty handle.
 void appendCapabilities(const QrxHIDElementPtr& element, unsigned int reportID,
                         std::vector<QrxHIDCapabilityPtr>& capabilities);
-
-#endif

@@ -1,7 +1,6 @@
-// References that an object takes on itself while one of its own operations calls the application.
+#pragma once
 
-#ifndef QRX_SELF_REFERENCE_H
-#define QRX_SELF_REFERENCE_H
+// References that an object takes on itself while one of its own operations calls the application.
 
 #include "VCollectable"
 
@@ -48,5 +47,3 @@ public:
 private:
     std::optional<SelfHold> _hold;
 };
-
-#endif

@@ -1,8 +1,7 @@
+#pragma once
+
 // Stands in for the backend's header of this name where the model's sources are built for the unit tests: a tree whose
 // platform is a script of the test's.
-
-#ifndef QRX_FAKE_DEVICE_TREE_IMPL_H
-#define QRX_FAKE_DEVICE_TREE_IMPL_H
 
 #include "QrxDeviceTree.h"
 
@@ -36,5 +35,3 @@ public:
     static inline Script sm_OnPopulate;
     static inline Script sm_OnObserve;
 };
-
-#endif
