@@ -33,6 +33,7 @@ class Json(ToolTest):
             document = self.check(kind, self.succeed(kind, "--json", "--recording", *ALL))
             self.assertEqual(1, document["version"])
         self.check("lint", run("lint", "--json", "--notes", "--recording", *ALL, recording("qemu-keyboard")).out)
+        self.check("diff", run("diff", ALL[0], ALL[1], "--json").out)
         self.check("decode", self.succeed("decode", "0005fb00", "--json", "--recording", ALL[1]))
         self.check("encode", self.succeed("encode", "X=5", "--json", "--recording", ALL[1]))
 

@@ -3,6 +3,7 @@
 #include "commands/DecodeCommand.h"
 #include "commands/DemoCommand.h"
 #include "commands/DescriptorCommand.h"
+#include "commands/DiffCommand.h"
 #include "commands/DoctorCommand.h"
 #include "commands/DumpCommand.h"
 #include "commands/EncodeCommand.h"
@@ -29,9 +30,9 @@ constexpr CommandRow rowOf()
 
 constexpr CommandRow kCommands[] = {
     rowOf<ListCommand>(),   rowOf<TreeCommand>(),   rowOf<DumpCommand>(),   rowOf<DescriptorCommand>(),
-    rowOf<LintCommand>(),   rowOf<DecodeCommand>(), rowOf<EncodeCommand>(), rowOf<WatchCommand>(),
-    rowOf<RecordCommand>(), rowOf<SendCommand>(),   rowOf<GetCommand>(),    rowOf<DoctorCommand>(),
-    rowOf<RuleCommand>(),   rowOf<DemoCommand>(),
+    rowOf<LintCommand>(),   rowOf<DecodeCommand>(), rowOf<EncodeCommand>(), rowOf<DiffCommand>(),
+    rowOf<WatchCommand>(),  rowOf<RecordCommand>(), rowOf<SendCommand>(),   rowOf<GetCommand>(),
+    rowOf<DoctorCommand>(), rowOf<RuleCommand>(),   rowOf<DemoCommand>(),
 };
 
 } // namespace

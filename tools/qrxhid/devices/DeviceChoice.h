@@ -22,6 +22,9 @@ public:
         _recordings.insert(_recordings.end(), files.begin(), files.end());
     }
 
+    /// As if the command line had named this device without an option. Throws UsageError.
+    void chooseDevice(const std::string& word) { _filter.checkOptions({&word, 1}); }
+
     /// Files; none means the real devices.
     const std::vector<std::string>& recordings() const { return _recordings; }
     bool hasRecordings() const { return !_recordings.empty(); }

@@ -1,0 +1,180 @@
+#include "commands/DiffCommand.h"
+
+#include "UsageError.h"
+#include "devices/DeviceDescription.h"
+#include "devices/DeviceSession.h"
+#include "text/DeviceText.h"
+#include "text/FieldText.h"
+#include "text/LineDiff.h"
+#include "text/Notice.h"
+#include "text/Terminal.h"
+#include "text/TextFormat.h"
+#include "text/UsageNames.h"
+
+#include <filesystem>
+#include <iostream>
+#include <optional>
+
+namespace qrxhid {
+
+namespace {
+
+/// A part of a device's description, as lines that are compared with those of the same part of another one.
+struct Part {
+    std::string name;
+    std::vector<std::string> lines;
+};
+
+/// A recording, or a device as a recording without input; nothing if it cannot be read, which has been told.
+std::optional<QrxRecording> readSide(const std::string& word)
+{
+    std::error_code unreadable;
+    if (word == "-" || std::filesystem::exists(word, unreadable) || word.find_first_of(":#") == std::string::npos) {
+        ExitStatus status = kSuccess;
+        std::vector<RecordedDevice> recorded = readRecordings({word}, status);
+        return recorded.empty() ? std::nullopt : std::optional(std::move(recorded.front().recording));
+    }
+    DeviceChoice choice;
+    choice.chooseDevice(word);
+    DeviceSession session(choice);
+    session.begin();
+    return describeDevice(*session.onlyDevice("diff", "each side is one").handle);
+}
+
+Part identityOf(const QrxRecording& device)
+{
+    return {"identity",
+            {"IDs " + DeviceIdentity{device.vendorID, device.productID}.text(),
+             "release " + hexText(device.releaseNumber, 4), "vendor name \"" + device.vendorName + "\"",
+             "product name \"" + device.productName + "\"", "serial number \"" + device.serialNumber + "\"",
+             "class " + std::to_string(device.deviceClass) + ", " + std::to_string(device.deviceSubclass) + ", " +
+                 std::to_string(device.deviceProtocol)}};
+}
+
+void addElements(std::vector<std::string>& lines, const std::vector<ElementOutline>& elements)
+{
+    constexpr std::uint32_t kNoPage = 0;
+    for (const ElementOutline& element : elements) {
+        if (element.field) {
+            const FieldWords words = fieldWords(*element.field, kNoPage);
+            lines.push_back(words.report + ", " + words.place + ", " + words.size + ", " + words.usages + ", " +
+                            words.range + (words.details.empty() ? "" : ", " + words.details));
+        } else {
+            lines.push_back("collection " + usageText(element.usagePage, element.usage));
+            addElements(lines, element.elements);
+        }
+    }
+}
+
+Part interfaceOf(const QrxRecordedInterface& interface)
+{
+    const QrxReportLayout layout(interface.reportDescriptor.data(), interface.reportDescriptor.size());
+    const InterfaceOutline outline = outlineOf(layout, interface.number);
+    Part part{"interface " + std::to_string(interface.number), {"name \"" + interface.name + "\""}};
+    for (const ReportOutline& report : outline.reports) {
+        part.lines.push_back(reportText(report));
+    }
+    addElements(part.lines, outline.elements);
+    return part;
+}
+
+Part inputOf(const QrxRecording& device)
+{
+    Part part{"input", {}};
+    for (const QrxRecordedEvent& event : device.events) {
+        part.lines.push_back("interface " + std::to_string(device.interfaces[event.interfaceIndex].number) + ": " +
+                             bytesText(event.bytes));
+    }
+    return part;
+}
+
+std::vector<Part> partsOf(const QrxRecording& device)
+{
+    std::vector<Part> parts = {identityOf(device)};
+    for (const QrxRecordedInterface& interface : device.interfaces) {
+        parts.push_back(interfaceOf(interface));
+    }
+    parts.push_back(inputOf(device));
+    return parts;
+}
+
+std::vector<std::string> linesOf(const std::vector<Part>& parts, const std::string& name)
+{
+    const auto found = std::ranges::find(parts, name, &Part::name);
+    return found == parts.end() ? std::vector<std::string>() : found->lines;
+}
+
+/// The names of the parts of both, those of the first one first; the input stays last.
+std::vector<std::string> namesOf(const std::vector<Part>& before, const std::vector<Part>& after)
+{
+    std::vector<std::string> names;
+    for (const std::vector<Part>* parts : {&before, &after}) {
+        for (const Part& part : *parts) {
+            if (part.name != "input" && std::ranges::find(names, part.name) == names.end()) {
+                names.push_back(part.name);
+            }
+        }
+    }
+    names.emplace_back("input");
+    return names;
+}
+
+void writePart(std::ostream& out, const std::string& name, const std::vector<DiffLine>& lines, const Terminal& terminal)
+{
+    out << terminal.painted(name, Terminal::Look::title) << "\n";
+    for (const DiffLine& line : lines) {
+        const bool isAdded = line.kind == DiffLine::Kind::added;
+        out << terminal.painted((isAdded ? "+ " : "- ") + shownText(line.text),
+                                isAdded ? Terminal::Look::good : Terminal::Look::bad)
+            << "\n";
+    }
+}
+
+} // namespace
+
+void DiffCommand::declareOptions(CLI::App& app)
+{
+    app.add_option("sides", _sides, "Two recordings or devices")->type_name("FILE|VID:PID|#N")->required();
+    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
+}
+
+void DiffCommand::checkOptions()
+{
+    constexpr std::size_t kSides = 2;
+    if (_sides.size() != kSides) {
+        throw UsageError("two recordings or devices are compared, not " + std::to_string(_sides.size()),
+                         "qrxhid diff old.hid new.hid");
+    }
+}
+
+ExitStatus DiffCommand::run(std::ostream& out)
+{
+    const std::optional<QrxRecording> before = readSide(_sides.front());
+    const std::optional<QrxRecording> after = readSide(_sides.back());
+    if (!before || !after) {
+        return kBadRecording;
+    }
+    const std::vector<Part> left = partsOf(*before);
+    const std::vector<Part> right = partsOf(*after);
+    const Terminal terminal = Terminal::ofStandardOutput();
+    nlohmann::ordered_json document = {{"differences", nlohmann::ordered_json::array()}};
+    bool isSame = true;
+    for (const std::string& name : namesOf(left, right)) {
+        const std::vector<DiffLine> lines = diffLines(linesOf(left, name), linesOf(right, name));
+        isSame = isSame && lines.empty();
+        if (!_isJson && !lines.empty()) {
+            writePart(out, name, lines, terminal);
+        }
+        for (const DiffLine& line : lines) {
+            document["differences"].push_back({{"part", name},
+                                               {"kind", line.kind == DiffLine::Kind::added ? "added" : "removed"},
+                                               {"text", line.text}});
+        }
+    }
+    if (_isJson) {
+        out << jsonText(document, true);
+    }
+    return isSame ? kSuccess : kFailure;
+}
+
+} // namespace qrxhid
