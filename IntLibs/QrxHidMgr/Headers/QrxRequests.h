@@ -16,7 +16,8 @@ class QrxHIDDevice;
 
 // All of them are called on the thread of the device's tree, also within callbacks, and work with devices that the
 // library found; for a device of another class the error is QrxError::noSuchInterface. An interface number is that of a
-// USB interface. The device lives until the call returns, whatever its delegate does meanwhile.
+// USB interface. The device lives until the call returns, whatever its delegate does meanwhile. A request that is under
+// way when the device is pulled may end with another error than `gone`; the next one is `gone`.
 
 /// Opens every HID interface of the device that is not open yet, as QrxHIDDevice::open does. One that cannot be opened
 /// does not keep the others closed; the outcome is that of the first that failed: gone, noPermission (the message names
