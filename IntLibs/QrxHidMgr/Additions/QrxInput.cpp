@@ -21,6 +21,7 @@ IOHIDDeviceInterface122** driverOf(const QrxHIDDevice& device, int interfaceNumb
 
 } // namespace
 
+// A value that is copied cheaply: the counts as they were when they were asked for, shared by all copies.
 QrxInputCounts::QrxInputCounts() : _body(std::make_shared<const Body>()) {}
 QrxInputCounts::QrxInputCounts(const QrxInputCounts& other) = default;
 QrxInputCounts& QrxInputCounts::operator=(const QrxInputCounts& other) = default;
@@ -48,6 +49,7 @@ uint64_t QrxInputCounts::getFullQueueCount() const
 
 QrxInputCounts QrxGetInputCounts(const QrxHIDDevice& device, int interfaceNumber, std::error_code& error)
 {
+    // All counts are 0 where there is no such interface, and `error` says so.
     QrxInputCounts counts;
     if (IOHIDDeviceInterface122** const driver = driverOf(device, interfaceNumber, error)) {
         counts._body =

@@ -22,11 +22,13 @@ SystemCalls& SystemCalls::kernel()
 
 int SystemCalls::openAt(int directory, const char* path, int flags)
 {
+    // No retry here, or in any other call: what an interruption means is decided where the call is made.
     return ::openat(directory, path, flags);
 }
 
 int SystemCalls::close(int fd)
 {
+    // Never repeated after EINTR: Linux has released the number by then.
     return ::close(fd);
 }
 
@@ -75,6 +77,7 @@ int SystemCalls::status(const char* path, struct stat& facts)
 
 int SystemCalls::exists(const char* path)
 {
+    // `access` follows links and opens nothing, so it cannot wake a device.
     return ::access(path, F_OK);
 }
 
@@ -86,6 +89,8 @@ bool SystemCalls::isSysfs(int directory)
 
 int SystemCalls::epollCreate()
 {
+    // Every descriptor of the library is close-on-exec: a program that the application starts must not keep devices
+    // open.
     return ::epoll_create1(EPOLL_CLOEXEC);
 }
 

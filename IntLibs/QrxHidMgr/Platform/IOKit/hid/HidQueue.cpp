@@ -209,6 +209,7 @@ IOReturn HidQueue::nextEvent(IOHIDEventStruct& event)
     if (_events.empty()) {
         return kIOReturnUnderrun;
     }
+    // A reader may call this at any time, in the callout or without one.
     Event& next = _events.front();
     event.type = next.type;
     event.elementCookie = next.cookie;
@@ -300,6 +301,7 @@ void HidQueue::callOut()
         {
             if (!isOver && !queue._events.empty()) {
                 queue._isCalloutDue = true;
+                // The source is asked to call again, since nothing may become readable for the events that are left.
                 queue.signal();
             }
         }

@@ -19,6 +19,7 @@ std::span<std::uint8_t> bytesOf(void* bytes, std::uint32_t size)
     return {static_cast<std::uint8_t*>(bytes), size};
 }
 
+// By the rules of COM: the result is null on failure, and a face that is given out carries a reference.
 HRESULT answerQuery(HidDevice& device, REFIID iid, LPVOID* interface)
 {
     *interface = device.query(iid);
@@ -36,6 +37,7 @@ mach_port_t nullAsyncPort(void*)
     return MACH_PORT_NULL;
 }
 
+// Single values are written as reports: `setReport` is what drivers and devices know.
 IOReturn noElementRequest(void*, IOHIDElementCookie, IOHIDEventStruct*, UInt32, IOHIDElementCallbackFunction, void*,
                           void*)
 {

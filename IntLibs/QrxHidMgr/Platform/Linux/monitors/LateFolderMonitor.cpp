@@ -18,6 +18,7 @@ void LateFolderMonitor::add(std::vector<std::unique_ptr<DeviceMonitor>>& monitor
 
 DeviceMonitor::Next LateFolderMonitor::take(DeviceEvent& event)
 {
+    // A change of the folder only starts the timer, whose own turn asks for the rescan.
     while (_folder->take(event) != Next::none) {
         _timer.start(_delay);
     }

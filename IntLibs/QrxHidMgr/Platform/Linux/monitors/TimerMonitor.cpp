@@ -16,6 +16,7 @@ timespec timeOf(std::chrono::milliseconds duration)
 
 std::unique_ptr<TimerMonitor> TimerMonitor::make(SystemCalls& calls)
 {
+    // A timer that was never started is never readable.
     OwnedFd fd(calls, calls.timerCreate());
     return fd.isOpen() ? std::unique_ptr<TimerMonitor>(new TimerMonitor(calls, std::move(fd))) : nullptr;
 }
@@ -29,6 +30,7 @@ std::unique_ptr<TimerMonitor> TimerMonitor::makeRepeating(SystemCalls& calls, st
 
 void TimerMonitor::start(std::chrono::milliseconds delay)
 {
+    // Starting it again moves the time: a series of changes is followed by one rescan.
     _calls.timerSet(_fd.get(), {{}, timeOf(delay)});
 }
 

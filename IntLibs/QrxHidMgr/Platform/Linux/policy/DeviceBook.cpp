@@ -16,6 +16,7 @@ void DeviceBook::setWaiting(bool isAllowed)
         for (auto& [name, entry] : _entries) {
             entry.until.reset();
         }
+        // Without an observer nobody looks again in time; devices that were waited for are unseen again.
         std::erase_if(_entries, [](const auto& one) { return !one.second.published; });
     }
 }
@@ -51,6 +52,7 @@ void DeviceBook::leaveUnlisted(const std::vector<ListedDevice>& devices, Registr
     for (auto& [name, entry] : _entries) {
         if (!listed.contains(name)) {
             entry.until.reset();
+            // Collected first: leaving changes the book, and keys grow with the arrivals.
             left.emplace_back(entry.published ? entry.published->key : 0, name);
         }
     }
@@ -94,6 +96,7 @@ void DeviceBook::consider(const ListedDevice& device, RegistrySink& sink, Look k
         if (isUnchanged(device, *known->second.published, kind)) {
             return;
         }
+        // A device never changes in the registry: it leaves, and what is there now arrives as a new one.
         leave(device.name, sink);
     }
     ScannedDevice scanned;
@@ -170,6 +173,7 @@ void DeviceBook::waitFor(const std::string& name, std::chrono::milliseconds dura
 {
     Entry& entry = _entries[name];
     if (!entry.until) {
+        // The clock is asked only when a wait begins, not at each look.
         entry.until = _calls.now() + duration;
     }
 }
@@ -225,6 +229,8 @@ void DeviceBook::leave(const std::string& name, RegistrySink& sink)
     if (found == _entries.end()) {
         return;
     }
+    // Out of the book before the registry hears of it: an exception on the way must not leave an entry for a device
+    // that has gone.
     const std::optional<Published> published = std::exchange(found->second.published, std::nullopt);
     if (!found->second.until) {
         _entries.erase(found);
@@ -251,6 +257,7 @@ std::optional<DeviceBook::Time> DeviceBook::nextExpiry() const
 
 void DeviceBook::expire(RegistrySink& sink)
 {
+    // Names and not iterators: each look may change the book.
     std::vector<std::pair<Time, std::string>> over;
     std::optional<Time> now;
     for (const auto& [name, entry] : _entries) {
