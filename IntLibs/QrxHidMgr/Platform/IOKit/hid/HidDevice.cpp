@@ -123,7 +123,6 @@ IOReturn HidDevice::open(IOOptionBits flags)
     // Nothing takes memory from here on, so the device is either open or not.
     _channel = std::move(opened);
     ++_generation;
-    _isGone = false;
     _toldLosses = 0;
     _counts = {};
     _takesTimes = false;
@@ -522,7 +521,7 @@ IOReturn HidDevice::elementValue(IOHIDElementCookie cookie, IOHIDEventStruct& ev
     }
     const auto tree = elements();
     const auto type = cookie < tree->elements.size() ? reportTypeOf(tree->elements[cookie]) : std::nullopt;
-    if (cookie == 0 || !type) {
+    if (!type) {
         return kIOReturnBadArgument;
     }
     const hid::Element& element = tree->elements[cookie];

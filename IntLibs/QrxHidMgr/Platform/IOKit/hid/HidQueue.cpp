@@ -140,7 +140,7 @@ IOReturn HidQueue::addElement(IOHIDElementCookie cookie)
         return result;
     }
     const auto elements = _device->elements();
-    if (cookie == 0 || cookie >= elements->elements.size() || !reportTypeOf(elements->elements[cookie])) {
+    if (cookie >= elements->elements.size() || !reportTypeOf(elements->elements[cookie])) {
         return kIOReturnBadArgument;
     }
     // The platform's answer for an element that is in the queue already.
