@@ -23,7 +23,7 @@ void* EventSource::perform(void*, CFIndex, CFAllocatorRef, void* info)
 
 EventSource::EventSource(Client& client)
 {
-    auto link = std::make_unique<Link>(&client);
+    auto link = std::make_unique<Link>(Link{&client});
     CFRunLoopSourceContext1 context{};
     context.version = 1;
     context.info = link.get();
