@@ -49,6 +49,15 @@ struct ThreadEnd {
     }
 };
 
+/// Apart from CFRunLoopGetCurrent, which is asked before each run and is not to save registers for this.
+[[gnu::noinline]] CFRunLoopRef makeCurrent()
+{
+    // Constructed with the thread's first loop, so that threads without a loop have nothing to destroy.
+    thread_local const ThreadEnd sm_ThreadEnd;
+    sm_Current = create<__CFRunLoop>(0);
+    return sm_Current;
+}
+
 __CFRunLoop& loopOf(CFRunLoopRef loop, const char* function)
 {
     return checkedMutable<__CFRunLoop>(loop, function);
@@ -423,12 +432,7 @@ CFTypeID CFRunLoopGetTypeID(void)
 
 CFRunLoopRef CFRunLoopGetCurrent(void)
 {
-    if (sm_Current == nullptr) {
-        // Constructed with the thread's first loop, so that threads without a loop have nothing to destroy.
-        thread_local const ThreadEnd sm_ThreadEnd;
-        sm_Current = create<__CFRunLoop>(0);
-    }
-    return sm_Current;
+    return sm_Current != nullptr ? sm_Current : makeCurrent();
 }
 
 void CFRunLoopRun(void)

@@ -48,12 +48,6 @@ bool ReportQueue::hasRoom() const
     return _waitingCount < _waiting.size();
 }
 
-std::uint64_t ReportQueue::lostCount() const
-{
-    const std::scoped_lock lock(_mutex);
-    return _lost;
-}
-
 HIDChannel::Next ReportQueue::take(std::span<const std::uint8_t>& report, bool& fetched)
 {
     fetched = false;

@@ -4,6 +4,7 @@
 #include "Base/ProcessMark.h"
 #include "Provider/Provider.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <mutex>
@@ -22,7 +23,7 @@ public:
     /// Nothing comes after this; the descriptor stays readable.
     void end();
     bool hasRoom() const;
-    std::uint64_t lostCount() const;
+    std::uint64_t lostCount() const { return _lost.load(std::memory_order_relaxed); }
 
     /// Readable while reports wait or the queue has ended. -1 if the system had no descriptor to give.
     int descriptor() const { return _event.get(); }
@@ -40,7 +41,7 @@ private:
     std::vector<std::vector<std::uint8_t>> _waiting;
     std::size_t _waitingCount = 0;
     bool _ended = false;
-    std::uint64_t _lost = 0;
+    std::atomic<std::uint64_t> _lost{0}; ///< read after each visit, so without the mutex
 
     std::vector<std::vector<std::uint8_t>> _fetched;
     std::size_t _fetchedCount = 0;
