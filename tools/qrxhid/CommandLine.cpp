@@ -114,6 +114,7 @@ void checkFirstWord(int count, const char* const* words)
     throw UsageError("\"" + first + "\" is not a command", nearest.empty() ? kGeneralForm : "qrxhid " + nearest);
 }
 
+// CLI11 would list the words without saying what could have been meant.
 [[noreturn]] void refuseSurplus(const CLI::App& command)
 {
     const std::vector<std::string> surplus = command.remaining(true);

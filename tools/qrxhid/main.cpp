@@ -58,6 +58,7 @@ void showLines(const std::vector<std::string>& lines)
     }
 }
 
+// All that ends a command early arrives here, so that each reason has one text and one status.
 ExitStatus run(int count, const char* const* words, std::ostream& out)
 {
     try {

@@ -1,7 +1,7 @@
 #include "commands/DecodeCommand.h"
 
 #include "UsageError.h"
-#include "text/DecodedReport.h"
+#include "descriptor/DecodedReport.h"
 #include "text/Notice.h"
 #include "text/TextFormat.h"
 

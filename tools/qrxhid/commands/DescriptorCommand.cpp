@@ -44,6 +44,7 @@ std::string commentText(std::string text)
     return text;
 }
 
+// unsigned char and not uint8_t: the text compiles without an include.
 void writeC(std::ostream& out, const InterfaceDescriptor& descriptor)
 {
     out << "/* " << commentText(headingOf(descriptor)) << " */\nstatic const unsigned char report_descriptor_"

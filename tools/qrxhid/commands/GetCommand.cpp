@@ -1,8 +1,8 @@
 #include "commands/GetCommand.h"
 
 #include "UsageError.h"
+#include "descriptor/DecodedReport.h"
 #include "descriptor/Exchange.h"
-#include "text/DecodedReport.h"
 
 #include "QrxRequests.h"
 

@@ -166,6 +166,7 @@ void Record::begin()
     }
 }
 
+// Times count from the first report: what passed before somebody touched the device is nothing to play.
 void Record::takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNumber)
 {
     const auto place = std::ranges::find(_recording.interfaces, interfaceNumber, &QrxRecordedInterface::number);
@@ -240,6 +241,7 @@ void Record::tellLosses()
     }
 }
 
+// By the handle: a device that was pulled and plugged in again is another one, with other queues.
 bool Record::isPresent() const
 {
     return std::ranges::any_of(_session.devices(), [this](const PresentDevice& one) { return one.handle == _device; });

@@ -59,6 +59,7 @@ DeclaredReport SendCommand::readWords(const std::vector<InterfaceDescriptor>& de
     return report;
 }
 
+// Only the interface that the report belongs to is opened: the user may have access to no other.
 ExitStatus SendCommand::run(std::ostream& out)
 {
     DeviceSession session(_choice);

@@ -115,6 +115,7 @@ void Watch::takeReport(unsigned int number, QrxHIDDevice& device, const std::vec
     _isEnough = _options.limits.isEnough(_reports);
 }
 
+// One wait for both the library and the signals: a signal that came between two waits is not missed.
 void Watch::watchUntilSignal()
 {
     while (!isOver() && _signals.waitFor(QrxRunLoop::current().fileDescriptor())) {
@@ -153,6 +154,7 @@ void Watch::playAtPace(Playback& playback)
     drain();
 }
 
+// So the end of a recording looks like the end of a device, which it is to whoever reads the output.
 void Watch::unplugRecorded()
 {
     for (RecordedDevice& recorded : _session.recordedDevices()) {

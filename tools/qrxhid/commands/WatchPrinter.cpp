@@ -58,6 +58,7 @@ std::string WatchPrinter::eventText(const char* event, unsigned int number, Term
     return time.data() + _terminal.painted(padded(event, kEventWidth), look) + " #" + std::to_string(number) + "  ";
 }
 
+// Each happening is flushed: a pipe would keep it until thousands of bytes have come together.
 void WatchPrinter::writeDevice(const char* event, unsigned int number, const QrxHIDDevice& device)
 {
     if (_style.isJson) {

@@ -64,6 +64,8 @@ std::optional<std::uint8_t> byteOf(std::string word)
     return static_cast<std::uint8_t>(std::stoul(word, nullptr, kHexadecimal));
 }
 
+// One character that no list of bytes has makes the file a binary one. A binary descriptor has such characters: it
+// begins with a Usage Page item, whose byte is a control character.
 std::optional<std::vector<std::uint8_t>> bytesOfText(const std::string& content)
 {
     std::vector<std::uint8_t> bytes;
@@ -187,6 +189,7 @@ void DescriptorSource::addRecordings(Found& found) const
     }
 }
 
+// Devices of the machine do go through the library: it is what reads their descriptors.
 void DescriptorSource::addDevices(Found& found) const
 {
     DeviceSession session(_choice);

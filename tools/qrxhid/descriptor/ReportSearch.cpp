@@ -75,6 +75,7 @@ std::vector<DeclaredReport> ReportOptions::reportsOf(const std::vector<Interface
     return reports;
 }
 
+// A length that fits nothing is kept as a candidate: some devices send short reports, and the caller says so.
 std::vector<DeclaredReport> reportsOfBytes(std::vector<DeclaredReport> reports, const std::vector<std::uint8_t>& bytes)
 {
     std::erase_if(reports, [&bytes](const DeclaredReport& report) {
@@ -101,6 +102,7 @@ DeclaredReport onlyReport(const std::vector<DeclaredReport>& reports, const std:
     return reports.front();
 }
 
+// Descriptors of one device come one after the other, by interface.
 void requireOneDevice(const std::vector<InterfaceDescriptor>& descriptors, const std::string& command)
 {
     std::vector<std::string> titles;

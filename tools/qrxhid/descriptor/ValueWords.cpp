@@ -44,6 +44,8 @@ struct NamedUsage {
     QrxReportField field;
 };
 
+// The first field wins: a usage that stands in two fields of a report is addressed by its index, which the layout
+// counts through both.
 std::optional<NamedUsage> findUsage(const DeclaredReport& report, const std::string& name)
 {
     const std::string wanted = lowered(name);

@@ -10,6 +10,7 @@ ChangeFilter::ValueKey ChangeFilter::keyOf(const QrxDecodedValue& value)
     return {value.getUsagePage(), value.getUsage(), place, value.isArraySelection()};
 }
 
+// An array lists what it shows and not what it does not: a key that is released is one that is missing this time.
 std::vector<QrxDecodedValue> ChangeFilter::changes(int interfaceNumber, std::uint32_t reportID,
                                                    const std::vector<QrxDecodedValue>& values)
 {

@@ -102,6 +102,7 @@ void describeEntry(QrxRecording& recording, io_registry_entry_t entry)
 
 } // namespace
 
+// By the registry entries rather than the model: of an interface's class and name the model says nothing.
 QrxRecording describeDevice(const QrxHIDDevice& device)
 {
     QrxRecording recording;

@@ -33,6 +33,7 @@ void DeviceFilter::checkOptions(std::span<const std::string> words)
     }
 }
 
+// Exact texts, no patterns: a serial number may hold any character, so none can be a wildcard.
 bool DeviceFilter::meetsConditions(const DeviceFacts& device) const
 {
     return (!_serialNumber || *_serialNumber == device.serialNumber) && (!_place || *_place == device.place) &&
@@ -56,6 +57,7 @@ std::string DeviceFilter::conditionsText() const
     return text;
 }
 
+// Each --device must be there. Whoever names two devices and gets one would not notice that the other is missing.
 std::string DeviceFilter::absentPart(std::span<const DeviceFacts> present) const
 {
     for (const DeviceSelector& selector : _selectors) {
@@ -76,6 +78,8 @@ bool DeviceFilter::hasNumbers() const
     return std::ranges::any_of(_selectors, [](const DeviceSelector& selector) { return selector.number != 0; });
 }
 
+// From what stays to what changes: IDs are the same on every machine, a serial number follows the device, a port is
+// only true here, and a number of list only now.
 std::vector<std::string> optionsThatTellApart(std::span<const DeviceFacts> devices)
 {
     const auto isAlone = [devices](const DeviceFacts& device, auto fact) {

@@ -9,6 +9,7 @@ namespace qrxhid {
 
 namespace {
 
+// 0 is any, as in the library's own pairs of IDs; an ID that really is 0 can only be named to `rule`.
 std::uint16_t parseHalf(std::string_view half, std::string_view whole, std::string_view option)
 {
     std::string_view digits = half;

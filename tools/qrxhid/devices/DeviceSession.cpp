@@ -81,6 +81,7 @@ void DeviceSession::makeTree()
     _tree->setDelegate(this);
 }
 
+// The tree does not own its delegate and may outlive this object in somebody's handle.
 DeviceSession::~DeviceSession()
 {
     _tree->setDelegate(nullptr);
@@ -99,6 +100,7 @@ void DeviceSession::begin()
     }
 }
 
+// Observed before anything is plugged in, so that each arrival is heard at its moment.
 void DeviceSession::plugRecordings()
 {
     _tree->observe(kAnyDevice);
@@ -126,6 +128,7 @@ void DeviceSession::plug(RecordedDevice& recorded)
     }
 }
 
+// Facts are read once, at the arrival: a device that has left cannot be asked any more, and is still spoken of.
 void DeviceSession::note(const DeviceHandle& device)
 {
     PresentDevice present{device, DeviceFacts::read(*device)};
@@ -162,6 +165,7 @@ std::vector<PresentDevice> DeviceSession::devices() const
     return chosen;
 }
 
+// Taking the first of several would act on a device that nobody has named.
 PresentDevice DeviceSession::onlyDevice(const std::string& command, const std::string& reason) const
 {
     const std::vector<PresentDevice> found = devices();
@@ -201,6 +205,7 @@ void DeviceSession::observe(std::function<void(const PresentDevice&)> handler)
     }
 }
 
+// Every device is numbered, chosen or not: numbers of watch are those of list.
 void DeviceSession::deviceAdded(DeviceHandle device)
 {
     note(device);

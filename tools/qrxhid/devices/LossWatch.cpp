@@ -8,6 +8,8 @@
 
 namespace qrxhid {
 
+// Asking costs a walk over the connections, hence only for interfaces that have just sent something: one that is silent
+// cannot have lost anything.
 std::vector<LossWatch::Loss> LossWatch::look(const QrxHIDDevice& device)
 {
     std::vector<Loss> losses;

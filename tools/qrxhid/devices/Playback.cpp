@@ -33,6 +33,7 @@ bool Playback::isFinished() const
     return std::ranges::all_of(_players, [](const auto& player) { return player->isFinished(); });
 }
 
+// One at a time, so that whoever plays can look at what came of it before the next one follows.
 bool Playback::sendNext()
 {
     if (_nextStep == _steps.size()) {

@@ -35,6 +35,8 @@ std::string letIn(const std::string& name)
     return std::string("echo 1 | sudo tee ") + kDevices + name + "/authorized";
 }
 
+// A device that is kept out has no configuration, so sysfs shows no interfaces: what it would be stands in the
+// descriptors that the kernel has read before.
 std::optional<UsbDescriptors> readDescriptors(const SysfsDirectory& device)
 {
     std::string bytes;
@@ -42,6 +44,7 @@ std::optional<UsbDescriptors> readDescriptors(const SysfsDirectory& device)
     return qrx::platform::parseUsbDescriptors({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()});
 }
 
+// Every configuration counts: which one it will get is not decided while it is kept out.
 bool announcesHID(const UsbDescriptors& usb)
 {
     return std::ranges::any_of(usb.configurations, [](const UsbDescriptors::Configuration& configuration) {
@@ -73,6 +76,7 @@ std::optional<DeviceFinding> findKeptOut(const std::string& root, const std::str
     return finding;
 }
 
+// Letting an interface in does not look for a driver, unlike letting a device in; drivers_probe does.
 bool explainKeptOut(InterfaceFinding& finding, const std::string& root, const std::string& interface)
 {
     SysfsDirectory folder(SystemCalls::kernel());

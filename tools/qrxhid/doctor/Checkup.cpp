@@ -83,6 +83,8 @@ private:
     DeviceScan _scan;
 };
 
+// The same scan as the library's: what it does not list an application does not see either. Nothing is waited for, so a
+// device that is still arriving is told as it stands.
 std::vector<DeviceFinding> Examiner::examine(const DeviceFilter& filter)
 {
     std::vector<qrx::platform::ListedDevice> listed;
@@ -106,6 +108,7 @@ std::vector<DeviceFinding> Examiner::examine(const DeviceFilter& filter)
     return findings;
 }
 
+// Interfaces of other classes are no matter of HID, and whoever may not use a printer's knows better tools.
 DeviceFinding Examiner::examineDevice(const qrx::platform::ScannedDevice& scanned)
 {
     DeviceFinding device;
@@ -137,6 +140,7 @@ InterfaceFinding Examiner::examineInterface(const DeviceFinding& device, const I
     return finding;
 }
 
+// The node is not opened for it: an open node makes the kernel power the device up and poll it.
 void Examiner::explainNode(InterfaceFinding& finding, const DeviceFinding& device)
 {
     const NodeAccess access = NodeAccess::examine(_place.root + finding.node, _place.userID);
@@ -195,6 +199,8 @@ void Examiner::explainRules(InterfaceFinding& finding, const DeviceFinding& devi
     finding.nextSteps.insert(finding.nextSteps.end(), {kReloadRules, kTriggerRules});
 }
 
+// The whole device and not the one interface: who lacks access to one of its interfaces usually lacks it to all, and
+// several rules for one device would have to be kept in step.
 void Examiner::adviseRule(InterfaceFinding& finding, const DeviceFinding& device) const
 {
     const UdevRule rule{device.ids, std::nullopt};

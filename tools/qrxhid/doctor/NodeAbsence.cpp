@@ -23,6 +23,7 @@ constexpr const char* kProgramsDriver = "usbfs";
 /// The kernel's HIDRAW_MAX_DEVICES.
 constexpr std::size_t kMostNodes = 64;
 
+// Entries of the class, not nodes in /dev: the kernel counts the former, and a container sees only some of the latter.
 std::size_t countReportNodes(const std::string& root)
 {
     SysfsDirectory nodes(SystemCalls::kernel());
@@ -34,6 +35,7 @@ std::size_t countReportNodes(const std::string& root)
         std::count_if(entries.begin(), entries.end(), [](const auto& entry) { return entry.name[0] != '.'; }));
 }
 
+// "sudo echo > file" would open the file as the user who asks; tee opens it as root.
 std::string writeCommand(const std::string& text, const std::string& file)
 {
     return "echo " + text + " | sudo tee /sys/bus/" + file;
@@ -100,6 +102,7 @@ void explainNoNode(InterfaceFinding& finding, const std::string& root, const std
     }
 }
 
+// Unbinding comes before binding: an interface has one driver at a time.
 void explainOtherDriver(InterfaceFinding& finding, const SysfsDirectory& device, const std::string& driver,
                         const std::string& interface)
 {
@@ -116,6 +119,8 @@ void explainOtherDriver(InterfaceFinding& finding, const SysfsDirectory& device,
 
 } // namespace
 
+// From the report node downwards: node, HID device, driver of the interface. The first one that is missing is the
+// cause, since each is made by the one below it.
 void explainAbsence(InterfaceFinding& finding, const std::string& root, const std::string& place,
                     const InterfaceOutline& outline)
 {

@@ -12,6 +12,7 @@ namespace qrxhid {
 
 namespace {
 
+// In containers most numbers have no name.
 std::string userText(uid_t id)
 {
     const passwd* user = getpwuid(id);
@@ -24,6 +25,7 @@ std::string groupText(gid_t id)
     return found == nullptr ? std::to_string(id) : std::string(found->gr_name) + " (" + std::to_string(id) + ")";
 }
 
+// The mode is told in octal, as chmod and udev's rules take it.
 std::string describe(const struct stat& facts, std::optional<unsigned int> userID)
 {
     std::array<char, 8> mode{};
@@ -45,6 +47,7 @@ bool isGranted(const std::string& path, const struct stat& facts, std::optional<
 
 } // namespace
 
+// AT_EACCESS asks for the effective user, as open() would; plain access() asks for the real one.
 NodeAccess NodeAccess::examine(const std::string& path, std::optional<unsigned int> userID)
 {
     struct stat facts = {};

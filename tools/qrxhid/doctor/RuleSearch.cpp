@@ -20,6 +20,7 @@ constexpr const char* kFolders[] = {"/etc/udev/rules.d", "/run/udev/rules.d", "/
 /// 73-seat-late.rules turns the tag into an access list.
 constexpr std::string_view kTagIsActedUpon = "73";
 
+// udev compares exactly, and the kernel writes lower case. The search does not, to find rules that were meant to match.
 std::string lowered(std::string text)
 {
     std::ranges::transform(text, text.begin(), [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
@@ -50,6 +51,7 @@ bool isTag(const RulePart& part)
     return part.key == "TAG" && (part.operation == "+=" || part.operation == "=") && part.value == "uaccess";
 }
 
+// A rule that only sets a name or a property is about this device and changes nothing for its user.
 bool givesAccess(const RulePart& part)
 {
     const bool assigns = part.operation == "=" || part.operation == ":=";
@@ -61,6 +63,7 @@ bool isID(const RulePart& part)
     return part.attribute == "idVendor" || part.attribute == "idProduct";
 }
 
+// The order is that of how surely each one keeps the rule from matching; a person is told one thing to mend at a time.
 FoundRule::Fault faultOf(const std::vector<RulePart>& parts, const std::string& fileName)
 {
     const auto any = [&parts](auto predicate) { return std::ranges::any_of(parts, predicate); };

@@ -94,6 +94,7 @@ private:
 
 } // namespace
 
+// A rule goes on in the next line after a backslash. Comments between two such lines are passed over, as udev does.
 std::vector<RuleLine> ruleLines(std::string_view file)
 {
     std::vector<RuleLine> lines;

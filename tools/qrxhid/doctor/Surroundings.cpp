@@ -34,6 +34,7 @@ bool exists(const std::string& path)
 
 } // namespace
 
+// Files before the environment: a sandbox makes the former, and anybody may set the latter.
 Surroundings Surroundings::examine(const std::string& root)
 {
     Surroundings found;

@@ -6,6 +6,7 @@
 
 namespace qrxhid {
 
+// udevd names its entries by the device's numbers, "c245:0", and writes tags as lines "G:".
 UdevDatabase::Tag UdevDatabase::tagOf(const std::string& node) const
 {
     const auto numbers = fileText(_root + "/sys/class/hidraw/" + node.substr(node.rfind('/') + 1) + "/dev");

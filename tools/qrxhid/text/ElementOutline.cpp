@@ -192,6 +192,8 @@ private:
     const std::vector<QrxReportField> _fields;
 };
 
+// Those that the descriptor declares. What the platform publishes beside them (a report of 1 byte of every type, where
+// reports are numbered) is for programs that allocate buffers.
 std::vector<ReportOutline> reportsOf(const QrxReportLayout& layout)
 {
     std::vector<ReportOutline> reports;

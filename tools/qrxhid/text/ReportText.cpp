@@ -9,6 +9,7 @@ namespace qrxhid {
 
 namespace {
 
+// Values that the last usage of a field stands for share a line: sixty bytes of a buffer are sixty values of one usage.
 bool isOfOneField(const QrxDecodedValue& left, const QrxDecodedValue& right)
 {
     return left.getCapability() && left.getCapability() == right.getCapability() && !left.isArraySelection() &&

@@ -39,6 +39,7 @@ const char* parametersOf(Terminal::Look look)
 
 } // namespace
 
+// Standard output decides alone: where it goes to a file, colours would be bytes in that file.
 Terminal Terminal::ofStandardOutput()
 {
     Terminal terminal;

@@ -55,6 +55,7 @@ std::size_t widthOf(std::string_view text)
     return static_cast<std::size_t>(std::ranges::count_if(text, beginsCharacter));
 }
 
+// A word that is too long stays whole: names that were cut could not be searched for.
 std::vector<std::string> wrapped(std::string_view text, std::size_t width)
 {
     std::vector<std::string> lines;

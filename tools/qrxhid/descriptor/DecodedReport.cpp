@@ -1,4 +1,4 @@
-#include "text/DecodedReport.h"
+#include "descriptor/DecodedReport.h"
 
 #include "text/DeviceText.h"
 #include "text/ReportText.h"
