@@ -10,8 +10,9 @@
 
 #include <IOKit/hid/IOHIDKeys.h>
 
+#include <algorithm>
+#include <array>
 #include <cstdint>
-#include <span>
 #include <vector>
 
 namespace qrx::iokit {
@@ -35,91 +36,91 @@ CFTypeRef boolean(bool value)
     return value ? kCFBooleanTrue : kCFBooleanFalse;
 }
 
-CFRef<CFTypeRef> makeShaped(const cf::DictionaryShape* shape, std::span<const CFTypeRef> values)
+/// One entry of a dictionary. A null value leaves the key out.
+struct Property {
+    CFStringRef key;
+    CFTypeRef value;
+};
+
+/// A dictionary of the pairs that `List` makes of `source`. The keys are the same each time, so they are a shape that
+/// is made once.
+template <auto List, typename Source>
+CFRef<CFTypeRef> makeListed(const Source& source)
 {
-    return CFRef<CFTypeRef>::adopt(cf::createShapedDictionary(shape, values));
+    const auto properties = List(source);
+    std::array<CFTypeRef, properties.size()> values;
+    std::transform(properties.begin(), properties.end(), values.begin(), [](const Property& one) { return one.value; });
+    static const cf::DictionaryShape* const sm_Shape = [&properties] {
+        std::array<CFStringRef, properties.size()> keys;
+        std::transform(properties.begin(), properties.end(), keys.begin(), [](const Property& one) { return one.key; });
+        return cf::makeShape(keys);
+    }();
+    return CFRef<CFTypeRef>::adopt(cf::createShapedDictionary(sm_Shape, values));
 }
 
-const cf::DictionaryShape* fieldShape()
-{
-    static const cf::DictionaryShape* const sm_Shape = cf::makeShape({
-        CFSTR(kIOHIDElementCookieKey),
-        CFSTR(kIOHIDElementTypeKey),
-        CFSTR(kIOHIDElementUsageKey),
-        CFSTR(kIOHIDElementUsagePageKey),
-        CFSTR(kIOHIDElementReportIDKey),
-        CFSTR(kIOHIDElementSizeKey),
-        CFSTR(kIOHIDElementReportSizeKey),
-        CFSTR(kIOHIDElementReportCountKey),
-        CFSTR(kIOHIDElementFlagsKey),
-        CFSTR(kIOHIDElementMinKey),
-        CFSTR(kIOHIDElementMaxKey),
-        CFSTR(kIOHIDElementScaledMinKey),
-        CFSTR(kIOHIDElementScaledMaxKey),
-        CFSTR(kIOHIDElementUnitKey),
-        CFSTR(kIOHIDElementUnitExponentKey),
-        CFSTR(kIOHIDElementHasNullStateKey),
-        CFSTR(kIOHIDElementHasPreferredStateKey),
-        CFSTR(kIOHIDElementIsNonLinearKey),
-        CFSTR(kIOHIDElementIsRelativeKey),
-        CFSTR(kIOHIDElementIsWrappingKey),
-        CFSTR(kIOHIDElementIsArrayKey),
-        CFSTR(kIOHIDElementDuplicateIndexKey),
-    });
-    return sm_Shape;
-}
-
-CFRef<CFTypeRef> makeField(const hid::Element& element)
+auto fieldProperties(const hid::Element& element)
 {
     const std::uint32_t flags = element.flags;
-    const CFTypeRef values[] = {
-        number(element.cookie),
-        number(static_cast<std::uint32_t>(element.type)),
-        number(element.usage),
-        number(element.usagePage),
-        number(element.reportID),
-        number(element.sizeBits()),
-        number(element.reportSize),
-        number(element.reportCount),
-        number(flags),
-        number(element.min),
-        number(element.max),
-        number(element.scaledMin),
-        number(element.scaledMax),
-        number(element.unit),
-        number(element.unitExponent),
-        boolean((flags & hid::kFieldNullState) != 0),
+    return std::to_array<Property>({
+        {CFSTR(kIOHIDElementCookieKey), number(element.cookie)},
+        {CFSTR(kIOHIDElementTypeKey), number(static_cast<std::uint32_t>(element.type))},
+        {CFSTR(kIOHIDElementUsageKey), number(element.usage)},
+        {CFSTR(kIOHIDElementUsagePageKey), number(element.usagePage)},
+        {CFSTR(kIOHIDElementReportIDKey), number(element.reportID)},
+        {CFSTR(kIOHIDElementSizeKey), number(element.sizeBits())},
+        {CFSTR(kIOHIDElementReportSizeKey), number(element.reportSize)},
+        {CFSTR(kIOHIDElementReportCountKey), number(element.reportCount)},
+        {CFSTR(kIOHIDElementFlagsKey), number(flags)},
+        {CFSTR(kIOHIDElementMinKey), number(element.min)},
+        {CFSTR(kIOHIDElementMaxKey), number(element.max)},
+        {CFSTR(kIOHIDElementScaledMinKey), number(element.scaledMin)},
+        {CFSTR(kIOHIDElementScaledMaxKey), number(element.scaledMax)},
+        {CFSTR(kIOHIDElementUnitKey), number(element.unit)},
+        {CFSTR(kIOHIDElementUnitExponentKey), number(element.unitExponent)},
+        {CFSTR(kIOHIDElementHasNullStateKey), boolean((flags & hid::kFieldNullState) != 0)},
         // The flag in the descriptor says the opposite, "no preferred state".
-        boolean((flags & hid::kFieldNoPreferred) == 0),
-        boolean((flags & hid::kFieldNonLinear) != 0),
-        boolean((flags & hid::kFieldRelative) != 0),
-        boolean((flags & hid::kFieldWrap) != 0),
-        boolean((flags & hid::kFieldVariable) == 0),
-        // Null stands for an absent key: only duplicates and slots have an index.
-        element.duplicateIndex ? number(*element.duplicateIndex) : nullptr,
-    };
-    return makeShaped(fieldShape(), values);
+        {CFSTR(kIOHIDElementHasPreferredStateKey), boolean((flags & hid::kFieldNoPreferred) == 0)},
+        {CFSTR(kIOHIDElementIsNonLinearKey), boolean((flags & hid::kFieldNonLinear) != 0)},
+        {CFSTR(kIOHIDElementIsRelativeKey), boolean((flags & hid::kFieldRelative) != 0)},
+        {CFSTR(kIOHIDElementIsWrappingKey), boolean((flags & hid::kFieldWrap) != 0)},
+        {CFSTR(kIOHIDElementIsArrayKey), boolean((flags & hid::kFieldVariable) == 0)},
+        // Only duplicates and slots have an index.
+        {CFSTR(kIOHIDElementDuplicateIndexKey), element.duplicateIndex ? number(*element.duplicateIndex) : nullptr},
+    });
 }
 
-CFRef<CFTypeRef> makeReportHandler(const hid::Element& element)
+auto reportHandlerProperties(const hid::Element& element)
 {
-    static const cf::DictionaryShape* const sm_Shape = cf::makeShape({
-        CFSTR(kIOHIDElementCookieKey),
-        CFSTR(kIOHIDElementTypeKey),
-        CFSTR(kIOHIDElementUsageKey),
-        CFSTR(kIOHIDElementUsagePageKey),
-        CFSTR(kIOHIDElementReportIDKey),
-        CFSTR(kIOHIDElementSizeKey),
-        CFSTR(kIOHIDElementReportSizeKey),
-        CFSTR(kIOHIDElementReportCountKey),
+    return std::to_array<Property>({
+        {CFSTR(kIOHIDElementCookieKey), number(element.cookie)},
+        {CFSTR(kIOHIDElementTypeKey), number(static_cast<std::uint32_t>(element.type))},
+        {CFSTR(kIOHIDElementUsageKey), number(element.usage)},
+        {CFSTR(kIOHIDElementUsagePageKey), number(element.usagePage)},
+        {CFSTR(kIOHIDElementReportIDKey), number(element.reportID)},
+        {CFSTR(kIOHIDElementSizeKey), number(element.sizeBits())},
+        {CFSTR(kIOHIDElementReportSizeKey), number(element.reportSize)},
+        {CFSTR(kIOHIDElementReportCountKey), number(element.reportCount)},
     });
-    const CFTypeRef values[] = {
-        number(element.cookie),     number(static_cast<std::uint32_t>(element.type)),
-        number(element.usage),      number(element.usagePage),
-        number(element.reportID),   number(element.sizeBits()),
-        number(element.reportSize), number(element.reportCount),
-    };
-    return makeShaped(sm_Shape, values);
+}
+
+/// A collection, and the array of what it holds; null if that is nothing.
+struct FilledCollection {
+    const hid::Element& element;
+    CFArrayRef children;
+};
+
+auto collectionProperties(const FilledCollection& collection)
+{
+    const hid::Element& element = collection.element;
+    return std::to_array<Property>({
+        {CFSTR(kIOHIDElementCookieKey), number(element.cookie)},
+        {CFSTR(kIOHIDElementTypeKey), number(static_cast<std::uint32_t>(element.type))},
+        {CFSTR(kIOHIDElementUsageKey), number(element.usage)},
+        {CFSTR(kIOHIDElementUsagePageKey), number(element.usagePage)},
+        {CFSTR(kIOHIDElementReportIDKey), number(element.reportID)},
+        {CFSTR(kIOHIDElementCollectionTypeKey), number(element.collectionType)},
+        {CFSTR(kIOHIDElementKey), collection.children},
+    });
 }
 
 CFRef<CFArrayRef> makeChildren(const hid::ElementTree& tree, const std::vector<std::uint32_t>& cookies);
@@ -127,23 +128,8 @@ CFRef<CFArrayRef> makeChildren(const hid::ElementTree& tree, const std::vector<s
 /// Depth is bounded: the descriptor's reader limits the nesting of collections.
 CFRef<CFTypeRef> makeCollection(const hid::ElementTree& tree, const hid::Element& element)
 {
-    static const cf::DictionaryShape* const sm_Shape = cf::makeShape({
-        CFSTR(kIOHIDElementCookieKey),
-        CFSTR(kIOHIDElementTypeKey),
-        CFSTR(kIOHIDElementUsageKey),
-        CFSTR(kIOHIDElementUsagePageKey),
-        CFSTR(kIOHIDElementReportIDKey),
-        CFSTR(kIOHIDElementCollectionTypeKey),
-        CFSTR(kIOHIDElementKey),
-    });
     auto children = element.children.empty() ? CFRef<CFArrayRef>() : makeChildren(tree, element.children);
-    const CFTypeRef values[] = {
-        number(element.cookie),   number(static_cast<std::uint32_t>(element.type)),
-        number(element.usage),    number(element.usagePage),
-        number(element.reportID), number(element.collectionType),
-        children.get(),
-    };
-    CFRef<CFTypeRef> collection = makeShaped(sm_Shape, values);
+    CFRef<CFTypeRef> collection = makeListed<collectionProperties>(FilledCollection{element, children.get()});
     // Not before the dictionary exists: if making it fails, the handle releases the children.
     children.leave(); // now the collection's
     return collection;
@@ -156,7 +142,7 @@ CFRef<CFArrayRef> makeChildren(const hid::ElementTree& tree, const std::vector<s
     for (const std::uint32_t cookie : cookies) {
         const hid::Element& element = tree.elements[cookie];
         children.push_back(element.role == hid::ElementRole::collection ? makeCollection(tree, element)
-                                                                        : makeField(element));
+                                                                        : makeListed<fieldProperties>(element));
     }
     return makeArray(children);
 }
@@ -173,7 +159,7 @@ CFRef<CFArrayRef> makeReportHandlers(const hid::ElementTree& tree)
     std::vector<CFRef<CFTypeRef>> handlers;
     handlers.reserve(tree.reportHandlers.size());
     for (const std::uint32_t cookie : tree.reportHandlers) {
-        handlers.push_back(makeReportHandler(tree.elements[cookie]));
+        handlers.push_back(makeListed<reportHandlerProperties>(tree.elements[cookie]));
     }
     return makeArray(handlers);
 }
