@@ -30,7 +30,7 @@ protected:
     {
         channel.reset();
         node = std::make_unique<FakeNode>(reading);
-        channel = std::make_unique<HidrawChannel>(*node, OwnedFd(*node, node->takeChannelEnd()), descriptor, true,
+        channel = std::make_unique<HidrawChannel>(*node, FileDescriptor(*node, node->takeChannelEnd()), descriptor, true,
                                                   test::nodeOwner(), 3);
     }
     /// The first byte and the length of each report until the channel gives no more: "0x8 1x8 gone".
@@ -440,7 +440,7 @@ TEST_F(HidrawInput, TriesAgainWhenASignalInterrupts)
     };
     Interrupting calls;
     calls.queueMany(2, 8);
-    HidrawChannel own(calls, OwnedFd(calls, calls.takeChannelEnd()), vendorDescriptor(8), true, test::nodeOwner(), 0);
+    HidrawChannel own(calls, FileDescriptor(calls, calls.takeChannelEnd()), vendorDescriptor(8), true, test::nodeOwner(), 0);
     std::span<const std::uint8_t> report;
     EXPECT_EQ(own.takeReport(report), Next::report);
     EXPECT_EQ(own.takeReport(report), Next::report);
@@ -462,7 +462,7 @@ TEST_F(HidrawInput, IsGoneAfterAnyOtherError)
             int error;
         };
         Failing calls(error);
-        HidrawChannel own(calls, OwnedFd(calls, calls.takeChannelEnd()), vendorDescriptor(8), true, test::nodeOwner(),
+        HidrawChannel own(calls, FileDescriptor(calls, calls.takeChannelEnd()), vendorDescriptor(8), true, test::nodeOwner(),
                           0);
         std::span<const std::uint8_t> report;
         EXPECT_EQ(own.takeReport(report), Next::gone) << error;
@@ -562,7 +562,7 @@ TEST(HidrawInputOfTheKernel, ComesInBatchesFromAFileThatIsReadBySegments)
         int batches = 0;
     };
     Counting calls;
-    OwnedFd fd(calls, ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    FileDescriptor fd(calls, ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
     ASSERT_GE(::inotify_add_watch(fd.get(), file.c_str(), IN_ATTRIB | IN_MODIFY), 0);
     HidrawChannel channel(calls, std::move(fd), vendorDescriptor(sizeof(inotify_event)), true, test::nodeOwner(), 0);
     for (const auto& [count, batches] : {std::pair{1, 1}, std::pair{19, 2}, std::pair{20, 1}, std::pair{5, 1}}) {

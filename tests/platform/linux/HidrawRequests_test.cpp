@@ -35,7 +35,7 @@ protected:
 
     FakeNode node;
     HidrawChannel channel{
-        node, OwnedFd(node, node.takeChannelEnd()), vendorDescriptor(8, 8, 8), true, test::nodeOwner(), 0};
+        node, FileDescriptor(node, node.takeChannelEnd()), vendorDescriptor(8, 8, 8), true, test::nodeOwner(), 0};
 };
 
 TEST_F(HidrawRequests, PutAZeroBeforeAnUnnumberedReport)
@@ -169,7 +169,7 @@ private:
 TEST(HidrawRequestsOfNothing, AreDoneAndNotMadeAgain)
 {
     NodeOfNothing node;
-    HidrawChannel channel(node, OwnedFd(node, node.takeChannelEnd()), vendorDescriptor(8, 8, 8), true,
+    HidrawChannel channel(node, FileDescriptor(node, node.takeChannelEnd()), vendorDescriptor(8, 8, 8), true,
                           test::nodeOwner(), 0);
     const Bytes bytes{1, 2};
     for (const ReportType type : {ReportType::output, ReportType::feature}) {
@@ -207,7 +207,7 @@ TEST_F(HidrawRequests, TakeTheRestOfAnOversizedBufferAsNotAsked)
 TEST_F(HidrawRequests, SendNoOutputThroughANodeThatMayOnlyBeRead)
 {
     FakeNode readOnly;
-    HidrawChannel reader(readOnly, OwnedFd(readOnly, readOnly.takeChannelEnd()), vendorDescriptor(8, 8, 8), false,
+    HidrawChannel reader(readOnly, FileDescriptor(readOnly, readOnly.takeChannelEnd()), vendorDescriptor(8, 8, 8), false,
                          test::nodeOwner(), 0);
     EXPECT_EQ(reader.setReport(ReportType::output, 0, Bytes{1}), Status::notPermitted);
     EXPECT_EQ(readOnly.takeRequests(), "");

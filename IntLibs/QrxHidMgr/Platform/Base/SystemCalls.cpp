@@ -134,25 +134,4 @@ std::chrono::steady_clock::time_point SystemCalls::now()
     return std::chrono::steady_clock::now();
 }
 
-OwnedFd& OwnedFd::operator=(OwnedFd&& other) noexcept
-{
-    if (this != &other) {
-        close();
-        _calls = other._calls;
-        _fd = std::exchange(other._fd, -1);
-    }
-    return *this;
-}
-
-void OwnedFd::close()
-{
-    if (_fd >= 0) {
-        // Linux frees the number even when close fails, so it is never closed again. Callers still want the errno of
-        // the call before.
-        const int savedErrno = errno;
-        _calls->close(std::exchange(_fd, -1));
-        errno = savedErrno;
-    }
-}
-
 } // namespace qrx::platform

@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
-#include <utility>
 
 #include <sys/epoll.h>
 #include <sys/stat.h>
@@ -14,7 +13,7 @@
 
 namespace qrx::platform {
 
-/// The calls by which the Linux provider reaches the kernel, one operation a call, with the kernel's own conventions:
+/// The calls by which the platform reaches the kernel, one operation a call, with the kernel's own conventions:
 /// -1 and errno on failure. The base class makes the real calls; a test derives from it to count them, to make one of
 /// them fail, or to answer in a device's place.
 ///
@@ -66,25 +65,6 @@ public:
     virtual std::chrono::steady_clock::time_point now();
     /// The time that files are stamped with.
     virtual std::chrono::system_clock::time_point wallTime();
-};
-
-/// Owns one descriptor and closes it. Move only.
-class OwnedFd {
-public:
-    OwnedFd() = default;
-    OwnedFd(SystemCalls& calls, int fd) : _calls(&calls), _fd(fd) {}
-    OwnedFd(OwnedFd&& other) noexcept : _calls(other._calls), _fd(std::exchange(other._fd, -1)) {}
-    OwnedFd& operator=(OwnedFd&& other) noexcept;
-    ~OwnedFd() { close(); }
-
-    bool isOpen() const { return _fd >= 0; }
-    /// -1 if there is none.
-    int get() const { return _fd; }
-    void close();
-
-private:
-    SystemCalls* _calls = nullptr;
-    int _fd = -1;
 };
 
 } // namespace qrx::platform

@@ -9,6 +9,7 @@
 
 #include "HidrawChannel.h"
 
+#include "Base/Uninterrupted.h"
 #include "ErrorStatus.h"
 
 #include <algorithm>
@@ -34,16 +35,6 @@ constexpr std::size_t kUsualReport = 1024;
 constexpr std::uint32_t kHighestReportID = 255;
 /// Stands for "no read was made" in place of a read's result.
 constexpr ssize_t kNotAsked = -2;
-
-template <typename Call>
-auto uninterrupted(Call call)
-{
-    auto result = call();
-    while (result < 0 && errno == EINTR) {
-        result = call();
-    }
-    return result;
-}
 
 /// Memory for one request: on the stack as long as the report is of usual length.
 class Frame {
@@ -84,7 +75,7 @@ unsigned long getRequest(ReportType type, std::size_t size)
 
 } // namespace
 
-HidrawChannel::HidrawChannel(SystemCalls& calls, OwnedFd fd, std::span<const std::uint8_t> reportDescriptor,
+HidrawChannel::HidrawChannel(SystemCalls& calls, FileDescriptor fd, std::span<const std::uint8_t> reportDescriptor,
                              bool canWrite, std::shared_ptr<const DeviceAccess> access, unsigned interfaceNumber)
     : _calls(calls), _fd(std::move(fd)), _batch(reportDescriptor), _canWrite(canWrite),
       _interfaceNumber(interfaceNumber), _access(std::move(access))

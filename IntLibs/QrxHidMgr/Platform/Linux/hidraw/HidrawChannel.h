@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Base/FileDescriptor.h"
 #include "Base/SystemCalls.h"
 #include "DeviceAccess.h"
 #include "Provider/Provider.h"
@@ -26,7 +27,7 @@ class HidrawChannel : public HIDChannel {
 public:
     /// `fd` is the node, open and non-blocking. All memory is taken here; at most 64 KiB unless one report needs more.
     /// `access` is the device's, for telling of possible losses.
-    HidrawChannel(SystemCalls& calls, OwnedFd fd, std::span<const std::uint8_t> reportDescriptor, bool canWrite,
+    HidrawChannel(SystemCalls& calls, FileDescriptor fd, std::span<const std::uint8_t> reportDescriptor, bool canWrite,
                   std::shared_ptr<const DeviceAccess> access, unsigned interfaceNumber);
 
     int descriptor() const override { return _fd.get(); }
@@ -56,7 +57,7 @@ private:
     Status send(ReportType type, std::span<std::uint8_t> framed);
 
     SystemCalls& _calls;
-    OwnedFd _fd;
+    FileDescriptor _fd;
     ReportBatch _batch;
     const bool _canWrite;
     const unsigned _interfaceNumber;

@@ -1,6 +1,7 @@
 #include "HidrawNode.h"
 
 #include "Base/Log.h"
+#include "Base/Uninterrupted.h"
 #include "ErrorStatus.h"
 #include "HidrawChannel.h"
 
@@ -15,13 +16,10 @@ namespace {
 
 int openNode(SystemCalls& calls, const std::string& node, int mode)
 {
-    int fd = -1;
-    do {
-        // Non-blocking, because the run loop waits for all devices together; O_NOCTTY, since the path could be anything
-        // by now.
-        fd = calls.openAt(AT_FDCWD, node.c_str(), mode | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    } while (fd < 0 && errno == EINTR);
-    return fd;
+    // Non-blocking, because the run loop waits for all devices together; O_NOCTTY, since the path could be anything by
+    // now.
+    constexpr int kFlags = O_NONBLOCK | O_CLOEXEC | O_NOCTTY;
+    return uninterrupted([&] { return calls.openAt(AT_FDCWD, node.c_str(), mode | kFlags); });
 }
 
 } // namespace
@@ -52,12 +50,12 @@ Status HidrawNode::open(std::unique_ptr<HIDChannel>& channel)
         return Status::unsupported;
     }
     bool canWrite = true;
-    OwnedFd fd(_calls, openNode(_calls, _place.node, O_RDWR));
+    FileDescriptor fd(_calls, openNode(_calls, _place.node, O_RDWR));
     // A mode of 0440 or a read-only file system lets the node be read: input without output is better than nothing.
     if (!fd.isOpen() && (errno == EACCES || errno == EROFS)) {
         const int refused = errno;
         canWrite = false;
-        fd = OwnedFd(_calls, openNode(_calls, _place.node, O_RDONLY));
+        fd = FileDescriptor(_calls, openNode(_calls, _place.node, O_RDONLY));
         if (fd.isOpen()) {
             log(LogLevel::info, _place.node + " may be read only: output is refused");
         } else {

@@ -1,5 +1,6 @@
 #include "FolderMonitor.h"
 
+#include "Base/Uninterrupted.h"
 #include "Linux/sysfs/UsbNames.h"
 
 #include <cerrno>
@@ -31,7 +32,7 @@ bool concernsNodes(const char* bytes, std::size_t size)
 
 std::unique_ptr<FolderMonitor> FolderMonitor::make(SystemCalls& calls, const std::string& folder)
 {
-    OwnedFd fd(calls, calls.inotifyCreate());
+    FileDescriptor fd(calls, calls.inotifyCreate());
     constexpr std::uint32_t kChanges = IN_CREATE | IN_DELETE | IN_MOVED_TO | IN_MOVED_FROM;
     if (!fd.isOpen() || calls.inotifyWatch(fd.get(), folder.c_str(), kChanges | IN_ONLYDIR) < 0) {
         return nullptr;
@@ -44,10 +45,7 @@ DeviceMonitor::Next FolderMonitor::take(DeviceEvent&)
     alignas(inotify_event) char buffer[4096];
     // All events that are read in one go lead to one rescan.
     for (;;) {
-        const ssize_t size = _calls.read(_fd.get(), buffer, sizeof buffer);
-        if (size < 0 && errno == EINTR) {
-            continue;
-        }
+        const ssize_t size = uninterrupted([&] { return _calls.read(_fd.get(), buffer, sizeof buffer); });
         if (size <= 0) {
             return Next::none;
         }

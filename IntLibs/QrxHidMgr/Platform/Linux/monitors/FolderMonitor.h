@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Base/FileDescriptor.h"
 #include "Base/SystemCalls.h"
 #include "DeviceMonitor.h"
 
@@ -19,10 +20,10 @@ public:
     Next take(DeviceEvent& event) override;
 
 private:
-    FolderMonitor(SystemCalls& calls, OwnedFd fd) : _calls(calls), _fd(std::move(fd)) {}
+    FolderMonitor(SystemCalls& calls, FileDescriptor fd) : _calls(calls), _fd(std::move(fd)) {}
 
     SystemCalls& _calls;
-    OwnedFd _fd;
+    FileDescriptor _fd;
 };
 
 } // namespace qrx::platform

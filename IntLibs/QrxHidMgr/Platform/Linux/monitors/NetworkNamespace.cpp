@@ -1,5 +1,7 @@
 #include "NetworkNamespace.h"
 
+#include "Base/FileDescriptor.h"
+
 #include <string>
 #include <string_view>
 
@@ -17,10 +19,10 @@ constexpr std::string_view kUserNamespaceOfMachine = "user:[4026531837]";
 
 bool isNetworkOfMachine(SystemCalls& calls)
 {
-    const OwnedFd network(calls, calls.openAt(AT_FDCWD, "/proc/self/ns/net", O_RDONLY | O_CLOEXEC));
+    const FileDescriptor network(calls, calls.openAt(AT_FDCWD, "/proc/self/ns/net", O_RDONLY | O_CLOEXEC));
     // If we may not look at the owner, the container shares the machine's network.
     // The kernel sends device events to network namespaces that the first user namespace owns.
-    const OwnedFd owner(calls, network.isOpen() ? calls.control(network.get(), NS_GET_USERNS, nullptr) : -1);
+    const FileDescriptor owner(calls, network.isOpen() ? calls.control(network.get(), NS_GET_USERNS, nullptr) : -1);
     if (!owner.isOpen()) {
         return true;
     }

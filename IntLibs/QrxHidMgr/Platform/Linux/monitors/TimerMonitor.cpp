@@ -17,7 +17,7 @@ timespec timeOf(std::chrono::milliseconds duration)
 std::unique_ptr<TimerMonitor> TimerMonitor::make(SystemCalls& calls)
 {
     // A timer that was never started is never readable.
-    OwnedFd fd(calls, calls.timerCreate());
+    FileDescriptor fd(calls, calls.timerCreate());
     return fd.isOpen() ? std::unique_ptr<TimerMonitor>(new TimerMonitor(calls, std::move(fd))) : nullptr;
 }
 

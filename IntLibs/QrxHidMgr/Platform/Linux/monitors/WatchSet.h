@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Base/FileDescriptor.h"
 #include "Base/ProcessMark.h"
 #include "Base/SystemCalls.h"
 #include "DeviceMonitor.h"
@@ -38,8 +39,8 @@ private:
 
     SystemCalls& _calls;
     std::vector<std::unique_ptr<DeviceMonitor>> _monitors;
-    OwnedFd _timer;
-    OwnedFd _epoll;
+    FileDescriptor _timer;
+    FileDescriptor _epoll;
     std::optional<Time> _due;
     const ProcessMark _process;
 };

@@ -4,6 +4,8 @@
 
 #include "SysfsDirectory.h"
 
+#include "Base/Uninterrupted.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -42,17 +44,6 @@ SysfsDirectory::Result failure()
     }
 }
 
-/// Repeats a call that a signal interrupts.
-template <typename Call>
-auto uninterrupted(Call call)
-{
-    auto result = call();
-    while (result < 0 && errno == EINTR) {
-        result = call();
-    }
-    return result;
-}
-
 void takeEntries(const char* bytes, std::size_t size, std::vector<SysfsDirectory::Entry>& entries)
 {
     constexpr std::size_t kHeader = offsetof(dirent64, d_name);
@@ -76,7 +67,7 @@ void takeEntries(const char* bytes, std::size_t size, std::vector<SysfsDirectory
 SysfsDirectory::Result SysfsDirectory::openIn(int directory, const std::string& path)
 {
     constexpr int kFlags = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
-    _fd = OwnedFd(_calls, uninterrupted([&] { return _calls.openAt(directory, path.c_str(), kFlags); }));
+    _fd = FileDescriptor(_calls, uninterrupted([&] { return _calls.openAt(directory, path.c_str(), kFlags); }));
     return _fd.isOpen() ? Result::done : failure();
 }
 
@@ -112,10 +103,11 @@ SysfsDirectory::Result SysfsDirectory::list(std::vector<Entry>& entries) const
 SysfsDirectory::Result SysfsDirectory::read(const std::string& path, std::string& bytes, std::size_t limitBytes) const
 {
     bytes.clear();
-    const OwnedFd file(_calls, uninterrupted([&] {
-                           // O_NONBLOCK, so that a pipe put in place of an attribute cannot stop the thread.
-                           return _calls.openAt(_fd.get(), path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
-                       }));
+    const FileDescriptor file(_calls, uninterrupted([&] {
+                                  // O_NONBLOCK, so that a pipe put in place of an attribute cannot stop the thread.
+                                  return _calls.openAt(_fd.get(), path.c_str(),
+                                                       O_RDONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK);
+                              }));
     if (!file.isOpen()) {
         return failure();
     }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Base/FileDescriptor.h"
 #include "Base/SystemCalls.h"
 
 #include <cstdint>
@@ -52,7 +53,7 @@ private:
     Result openIn(int directory, const std::string& path);
 
     SystemCalls& _calls;
-    OwnedFd _fd;
+    FileDescriptor _fd;
 };
 
 } // namespace qrx::platform
