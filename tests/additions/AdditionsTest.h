@@ -7,6 +7,9 @@
 /// A tree on virtual devices, for cases of what applications use beside the model.
 class AdditionsTest : public LibraryTest {
 protected:
+    /// Delegates end with the tree, while what they write to is still there.
+    void TearDown() override { _tree = {}; }
+
     /// Plugs the device and finds it.
     DeviceHandle arrived(TestDevice& device)
     {
