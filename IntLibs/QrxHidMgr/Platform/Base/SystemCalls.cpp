@@ -1,6 +1,6 @@
 #include "SystemCalls.h"
 
-#include <cerrno>
+#include "NeverDestroyed.h"
 
 #include <dirent.h>
 #include <fcntl.h>
@@ -15,9 +15,10 @@ namespace qrx::platform {
 
 SystemCalls& SystemCalls::kernel()
 {
-    // Never destroyed: destructors that run at the end of the process may close channels.
-    static SystemCalls* const sm_Kernel = new SystemCalls;
-    return *sm_Kernel;
+    // Never destroyed, because channels may be closed by destructors that run at the end of the process. Without an
+    // allocation, because descriptors are closed where memory is short.
+    static NeverDestroyed<SystemCalls> sm_Kernel;
+    return sm_Kernel.value;
 }
 
 int SystemCalls::openAt(int directory, const char* path, int flags)
