@@ -1,7 +1,7 @@
 // Lists the HID devices that are there.
 #include <QrxDeviceTree.h>
 #include <QrxHIDDevice.h>
-#include <QrxReportLayout.h>
+#include <QrxHIDManager/QrxReportLayout.h>
 #include <QrxRunLoop.h>
 
 #include <cstdio>
