@@ -22,7 +22,7 @@ using namespace qrx::platform;
 bool isUtf8(std::string_view text)
 {
     while (!text.empty()) {
-        const std::size_t length = utf8Length(text);
+        const std::size_t length = qrx::utf8Length(text);
         if (length == 0) {
             return false;
         }
