@@ -45,4 +45,5 @@ int main()
     first.unplug(), turn();
     first.plug(), turn();
     first.sendInputReport(0, {1}), turn();
+    first.unplug(), second.unplug(), turn(); // with onRemoved the library closes them
 }
