@@ -36,7 +36,7 @@ std::error_code errorOfResult(IOReturn result)
     case kIOReturnExclusiveAccess:
     case kIOReturnBusy:
         return QrxError::busy;
-    // Of all resources, the ground runs out of descriptors only.
+    // File descriptors are the only resource that our ground reports this result for.
     case kIOReturnNoResources:
         return QrxError::outOfDescriptors;
     case kIOReturnNoMemory:

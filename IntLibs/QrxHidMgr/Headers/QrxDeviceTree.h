@@ -96,7 +96,8 @@ public:
     /// delegate that also derives from `QrxDeviceTreeRemovalInterface` is told of removals as well.
     virtual void setDelegate(QrxDeviceTreeDelegateInterface* delegate);
 
-    /// Who is told of removals, or null; `setDelegate` sets it. Not owned. For the facade.
+    /// Replaces the listener that hears of removals, or clears it with null; not owned. `setDelegate` sets it from the
+    /// delegate; the facade, which is no delegate, sets itself.
     void _setRemovalListener(QrxDeviceTreeRemovalInterface* listener) { _removalListener = listener; }
 
 protected:

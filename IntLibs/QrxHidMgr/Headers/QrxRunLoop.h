@@ -82,7 +82,7 @@ public:
     void post(std::function<void()> function);
 
     /// Calls `function` once after that time, or every so often until it is cancelled; it may cancel itself. Calls that
-    /// a busy loop has missed are not made up for. Starting and firing takes O(log n) of n timers. Throws
+    /// a busy loop has missed are dropped. Starting and firing takes O(log n) of n timers. Throws
     /// std::system_error if no descriptor is free for the first timer of a thread.
     Timer callAfter(std::chrono::nanoseconds delay, std::function<void()> function);
     Timer callEvery(std::chrono::nanoseconds interval, std::function<void()> function);

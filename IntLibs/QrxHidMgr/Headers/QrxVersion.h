@@ -6,8 +6,8 @@
 
 #include "QrxExport.h"
 
-// Of these headers. While the major version is 0, a program runs with a library of the same minor version and an equal
-// or higher patch version; another minor version may need it built anew.
+// The version of these headers. While the major version is 0, a program runs with a library of the same minor version
+// and an equal or higher patch version; another minor version may need it built anew.
 #define QRX_VERSION_MAJOR 0
 #define QRX_VERSION_MINOR 1
 #define QRX_VERSION_PATCH 0

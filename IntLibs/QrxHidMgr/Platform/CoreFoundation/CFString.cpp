@@ -104,7 +104,7 @@ CFStringRef makeNarrow(std::string_view text, std::uint8_t flags)
     return string;
 }
 
-/// Behind the units stands the same text as UTF-8, for CFStringGetCStringPtr.
+/// A string of UTF-16 units, followed in memory by the same text as UTF-8 for CFStringGetCStringPtr.
 CFStringRef makeWide(std::u16string_view text, std::uint8_t flags)
 {
     const std::size_t size = text.size() * sizeof(char16_t);

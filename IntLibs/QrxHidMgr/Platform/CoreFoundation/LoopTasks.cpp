@@ -118,7 +118,7 @@ void LoopTasks::ring()
     if (interval == Clock::duration::zero()) {
         _moments.erase(timer);
     } else {
-        // What was missed is not made up for.
+        // Missed calls are dropped: the next one is due now at the earliest.
         const Clock::time_point next = std::max(node.key().first + interval, now);
         node.key().first = next;
         _moments.find(timer)->second = next;

@@ -21,8 +21,8 @@ public:
     explicit ProviderSet(platform::RegistrySink& sink) : _sink(sink) {}
 
     using Factory = std::vector<std::unique_ptr<platform::Provider>> (*)();
-    /// Who makes the providers when they are first needed. Set before that, each time to the same function: the list of
-    /// providers is above the registry, which does not need it.
+    /// Sets the function that makes the providers when they are first needed. The registry does not know which there
+    /// are, so the layer above sets it before the first use, always to the same function.
     void setFactory(Factory factory) { _factory.store(factory, std::memory_order_release); }
 
     /// Lets every provider show what is there now.

@@ -16,7 +16,7 @@ namespace qrx::platform {
 /// rescan then finds nothing new; it comes once for each burst of nodes.
 class LateFolderMonitor : public DeviceMonitor {
 public:
-    /// Adds it and the timer that asks for the rescan; nothing if one of them cannot be had.
+    /// Adds the monitor and the timer that asks for the rescan, or neither if one of them could not be made.
     static void add(std::vector<std::unique_ptr<DeviceMonitor>>& monitors, SystemCalls& calls,
                     const std::string& folder, std::chrono::milliseconds delay);
 

@@ -18,7 +18,7 @@ namespace qrx::platform {
 /// Every device of the bus is in one state:
 /// - unseen: nothing is known of it;
 /// - waiting: it was seen, is not published, and is looked at again at a known time;
-/// - published: it is in the registry; if the last look could not be had, it is looked at again at a known time;
+/// - published: it is in the registry; if it could not be read last time, it is looked at again at a known time;
 /// - gone: it was published and has left, or is of no interest. The book keeps nothing of it; a later device of the
 ///   same name is unseen.
 ///

@@ -287,8 +287,8 @@ DeviceScan::Result DeviceScan::readUsbFacts(Reading& reading)
     auto usb = readText(reading, "descriptors", bytes, kUsbDescriptorsLimit) ? parseUsbDescriptors(bytesOf(bytes))
                                                                              : std::nullopt;
     if (!usb) {
-        // The file with the descriptors cannot be had or is not understood; attributes of their own have most of the
-        // same facts.
+        // The file with the descriptors could not be read or is not valid. Separate attributes have most of the same
+        // facts.
         usb.emplace();
         if (!readDeviceAttributes(reading.directory, *usb)) {
             return reading.hasFailed ? Result::failed : Result::gone;
