@@ -9,7 +9,7 @@ import pathlib
 import re
 import sys
 
-from layers import CREATION_POINTS, GUESTS, LIBRARY, ORDER, OWN_PUBLIC, RULES, folder_of
+from layers import CREATION_POINTS, GUESTS, LIBRARY, ORDER, OWN_PUBLIC, RULES, TOOL, TOOL_ROOMS, folder_of
 
 STANDARD = set("""algorithm array atomic bit cctype cerrno charconv chrono cmath compare concepts condition_variable csignal
 cstddef cstdint cstdio cstdlib cstring ctime deque exception filesystem fstream functional initializer_list iomanip ios
@@ -67,6 +67,19 @@ def guest_breach(bracket, name, path, project, folders):
     return f'"{name}" of {target} is not for {path.parent.relative_to(project)}'
 
 
+def room_breach(name, path, project):
+    """A room of the tool may know itself and the rooms below it. What lies beside the rooms may be known to all."""
+    tool = project / TOOL
+    if tool not in path.parents or path.parent == tool or not (tool / name).is_file():
+        return None
+    own, other = path.relative_to(tool).parts[0], pathlib.PurePath(name).parts[0]
+    if own not in TOOL_ROOMS:
+        return f"{own} is a room without a place in the list"
+    if other in TOOL_ROOMS and TOOL_ROOMS.index(other) > TOOL_ROOMS.index(own):
+        return f'"{name}" is not for {own}, which lies below it'
+    return None
+
+
 def included(path):
     for number, line in enumerate(path.read_text(encoding="utf-8").splitlines(), 1):
         include = INCLUDE.match(line)
@@ -102,7 +115,7 @@ def check_guests(project):
             guest = max((one for one in GUESTS if relative.startswith(one + "/")), key=len)
             checked += 1
             for number, bracket, name in included(path):
-                reason = guest_breach(bracket, name, path, project, GUESTS[guest])
+                reason = guest_breach(bracket, name, path, project, GUESTS[guest]) or room_breach(name, path, project)
                 if reason:
                     breaches.append(f"{path}:{number}: {reason}")
     return checked, breaches

@@ -69,6 +69,9 @@ GUESTS = {
     "tools/qrxhid": (),
     "examples": (),
 }
+# The rooms of the tool, from the bottom to the top: each knows itself and those above it in this list.
+TOOL = "tools/qrxhid"
+TOOL_ROOMS = ("text", "devices", "descriptor", "doctor", "page", "commands")
 ORDER = list(RULES)
 
 

@@ -167,7 +167,7 @@ void Demo::showTrees()
     for (const RecordedDevice& recorded : _session.recordedDevices()) {
         _out << separator;
         separator = "\n";
-        writeTree(_out, *recorded.handle, DeviceFilter(), _terminal);
+        writeTree(_out, *recorded.handle, interfaceNumbers(*recorded.handle), _terminal);
         check(interfaceNumbers(*recorded.handle).size() == recorded.recording.interfaces.size(),
               recorded.fileName + " has all its interfaces");
     }

@@ -26,11 +26,12 @@ ExitStatus TreeCommand::run(std::ostream& out)
     const Terminal terminal = Terminal::ofStandardOutput();
     const char* separator = "";
     for (const PresentDevice& device : session.devices()) {
+        const std::vector<int> interfaces = _choice.filter().chosenOf(interfaceNumbers(*device.handle));
         if (_isJson) {
-            document["devices"].push_back(treeJson(*device.handle, _choice.filter()));
+            document["devices"].push_back(treeJson(*device.handle, interfaces));
         } else {
             out << separator;
-            writeTree(out, *device.handle, _choice.filter(), terminal);
+            writeTree(out, *device.handle, interfaces, terminal);
             separator = "\n";
         }
     }

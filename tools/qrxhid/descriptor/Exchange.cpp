@@ -16,7 +16,7 @@ ExchangePartner ExchangePartner::choose(DeviceSession& session, const DeviceFilt
     if (partner.handle) {
         for (const QrxRecordedInterface& interface : describeDevice(*partner.handle).interfaces) {
             if (filter.hasInterface(interface.number)) {
-                partner.descriptors.push_back({deviceTitle(*partner.handle), identityOf(*partner.handle),
+                partner.descriptors.push_back({deviceTitle(*partner.handle), DeviceIdentity::of(*partner.handle),
                                                interface.number, interface.reportDescriptor});
             }
         }
@@ -32,7 +32,7 @@ ExitStatus statusOf(const QrxOutcome& outcome, const QrxHIDDevice& device)
     notice(outcome.getMessage());
     const bool isRefused = outcome.getError() == QrxError::noPermission;
     if (isRefused) {
-        std::cerr << "Try: qrxhid doctor " << identityOf(device).text() << "\n";
+        std::cerr << "Try: qrxhid doctor " << DeviceIdentity::of(device).text() << "\n";
     }
     return isRefused ? kNoPermission : kFailure;
 }

@@ -73,6 +73,12 @@ std::string DeviceFilter::absentPart(std::span<const DeviceFacts> present) const
     return isThere ? "" : "there" + conditionsText();
 }
 
+std::vector<int> DeviceFilter::chosenOf(std::vector<int> interfaces) const
+{
+    std::erase_if(interfaces, [this](int number) { return !hasInterface(number); });
+    return interfaces;
+}
+
 bool DeviceFilter::hasNumbers() const
 {
     return std::ranges::any_of(_selectors, [](const DeviceSelector& selector) { return selector.number != 0; });

@@ -28,6 +28,8 @@ public:
 
     /// The only interface that is meant.
     bool hasInterface(int number) const { return !_interface || *_interface == number; }
+    /// Those of them that are meant.
+    std::vector<int> chosenOf(std::vector<int> interfaces) const;
 
 private:
     bool meetsConditions(const DeviceFacts& device) const;

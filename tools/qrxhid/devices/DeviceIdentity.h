@@ -1,5 +1,7 @@
 #pragma once
 
+#include "QrxHIDDevice.h"
+
 #include <cstdint>
 #include <string>
 
@@ -11,6 +13,7 @@ struct DeviceIdentity {
     std::uint16_t vendorID = 0;
     std::uint16_t productID = 0;
 
+    static DeviceIdentity of(const QrxHIDDevice& device);
     /// "04d8:003f"
     std::string text() const;
 };

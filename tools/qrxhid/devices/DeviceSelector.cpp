@@ -48,6 +48,11 @@ std::string halfText(std::uint16_t id)
 
 } // namespace
 
+DeviceIdentity DeviceIdentity::of(const QrxHIDDevice& device)
+{
+    return {static_cast<std::uint16_t>(device.getVendorID()), static_cast<std::uint16_t>(device.getProductID())};
+}
+
 std::string DeviceIdentity::text() const
 {
     return idText(vendorID, productID);

@@ -1,23 +1,19 @@
 #include "text/DeviceText.h"
 
 #include "text/Notice.h"
+#include "text/TextFormat.h"
 #include "text/UsageNames.h"
 
 #include <set>
 
 namespace qrxhid {
 
-DeviceIdentity identityOf(const QrxHIDDevice& device)
-{
-    return {static_cast<std::uint16_t>(device.getVendorID()), static_cast<std::uint16_t>(device.getProductID())};
-}
-
 std::string deviceTitle(const QrxHIDDevice& device)
 {
     const std::string vendor = device.getVendorName();
     const std::string product = device.getProductName();
     const std::string name = vendor + (vendor.empty() || product.empty() ? "" : " ") + product;
-    return identityOf(device).text() + "  " + (name.empty() ? "(no name)" : shownText(name));
+    return idText(device.getVendorID(), device.getProductID()) + "  " + (name.empty() ? "(no name)" : shownText(name));
 }
 
 std::string numberedTitle(unsigned int number, const QrxHIDDevice& device)

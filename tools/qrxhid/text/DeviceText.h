@@ -1,7 +1,5 @@
 #pragma once
 
-#include "devices/DeviceIdentity.h"
-
 #include "QrxHIDDevice.h"
 
 #include <nlohmann/json.hpp>
@@ -10,8 +8,6 @@
 #include <vector>
 
 namespace qrxhid {
-
-DeviceIdentity identityOf(const QrxHIDDevice& device);
 
 /// "1209:0002  Qrx Demo Wheel Mouse"
 std::string deviceTitle(const QrxHIDDevice& device);

@@ -206,13 +206,11 @@ void writeInterface(Branches& branches, const Terminal& terminal, const QrxHIDDe
     branches.end();
 }
 
-std::vector<InterfaceOutline> outlinesOf(const QrxHIDDevice& device, const DeviceFilter& filter)
+std::vector<InterfaceOutline> outlinesOf(const QrxHIDDevice& device, std::span<const int> interfaces)
 {
     std::vector<InterfaceOutline> outlines;
-    for (const int number : interfaceNumbers(device)) {
-        if (filter.hasInterface(number)) {
-            outlines.push_back(outlineOf(QrxReportLayout(device, number), number));
-        }
+    for (const int number : interfaces) {
+        outlines.push_back(outlineOf(QrxReportLayout(device, number), number));
     }
     return outlines;
 }
@@ -279,22 +277,22 @@ nlohmann::ordered_json reportsJson(const std::vector<ReportOutline>& reports)
 
 } // namespace
 
-void writeTree(std::ostream& out, const QrxHIDDevice& device, const DeviceFilter& filter, const Terminal& terminal)
+void writeTree(std::ostream& out, const QrxHIDDevice& device, std::span<const int> interfaces, const Terminal& terminal)
 {
     out << terminal.painted(deviceTitle(device), Terminal::Look::title) << ", release "
         << releaseText(device.getReleaseNumber()) << "\n";
     Branches branches(out, terminal);
-    const std::vector<InterfaceOutline> interfaces = outlinesOf(device, filter);
-    for (std::size_t i = 0; i < interfaces.size(); ++i) {
-        writeInterface(branches, terminal, device, interfaces[i], i + 1 == interfaces.size());
+    const std::vector<InterfaceOutline> outlines = outlinesOf(device, interfaces);
+    for (std::size_t i = 0; i < outlines.size(); ++i) {
+        writeInterface(branches, terminal, device, outlines[i], i + 1 == outlines.size());
     }
 }
 
-nlohmann::ordered_json treeJson(const QrxHIDDevice& device, const DeviceFilter& filter)
+nlohmann::ordered_json treeJson(const QrxHIDDevice& device, std::span<const int> interfaces)
 {
     nlohmann::ordered_json json = deviceJson(device);
     json["interfaces"] = nlohmann::ordered_json::array();
-    for (const InterfaceOutline& interface : outlinesOf(device, filter)) {
+    for (const InterfaceOutline& interface : outlinesOf(device, interfaces)) {
         json["interfaces"].push_back({{"number", interface.number},
                                       {"primaryUsagePage", device.getPrimaryUsagePage(interface.number)},
                                       {"primaryUsage", device.getPrimaryUsage(interface.number)},

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "devices/DeviceFilter.h"
 #include "text/Terminal.h"
 
 #include "QrxHIDDevice.h"
@@ -8,13 +7,15 @@
 #include <nlohmann/json.hpp>
 
 #include <ostream>
+#include <span>
 
 namespace qrxhid {
 
-/// The device for people: its interfaces, their reports, their nested elements, as branches that fit the terminal.
-void writeTree(std::ostream& out, const QrxHIDDevice& device, const DeviceFilter& filter, const Terminal& terminal);
+/// The device for people: of its interfaces those with these numbers, their reports, their nested elements, as branches
+/// that fit the terminal.
+void writeTree(std::ostream& out, const QrxHIDDevice& device, std::span<const int> interfaces, const Terminal& terminal);
 
 /// The same for programs.
-nlohmann::ordered_json treeJson(const QrxHIDDevice& device, const DeviceFilter& filter);
+nlohmann::ordered_json treeJson(const QrxHIDDevice& device, std::span<const int> interfaces);
 
 } // namespace qrxhid
