@@ -56,7 +56,7 @@ def upward():
 
 
 def guest_breach(bracket, name, path, project, folders):
-    """A program of the project may know public headers, its own, and the private ones that it is let into."""
+    """A program or test may know public headers, its own, and the private ones that it is let into."""
     library = project / LIBRARY
     if bracket == "<":
         return None
@@ -126,7 +126,7 @@ def main(folder):
     checked, breaches = check_library(project)
     guests, guest_breaches = check_guests(project)
     breaches += upward() + guest_breaches
-    print("\n".join(breaches) or f"{checked} files of the library and {guests} of programs keep the layers apart")
+    print("\n".join(breaches) or f"{checked} files of the library and {guests} of programs and tests keep the layers apart")
     if checked < 20 or guests < 20:
         print(f"only {checked} and {guests} files found below {project}")
         return 1

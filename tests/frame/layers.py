@@ -15,7 +15,7 @@ RULES = {
     "HID": ((), ("HID",)),
     "Recordings": ((), ("Recordings", "Text", "Headers")),
     "Platform/include": ((PUBLISHED,), ()),
-    "Platform/Provider": ((), ("Platform/Provider",)),
+    "Platform/Provider": ((), ("Platform/Provider", "HID")),
     "Platform/Base": ((SYSTEM,), ("Platform/Base", "Text")),
     "Platform/CoreFoundation": ((PUBLISHED, SYSTEM), ("Platform/CoreFoundation", "Platform/Base", "Headers")),
     "Platform/IOKit/registry": ((PUBLISHED, SYSTEM),
@@ -68,6 +68,28 @@ GUESTS = {
     "tools/qrxhid/doctor": ("Platform/Linux/sysfs", "Platform/Base"),
     "tools/qrxhid": (),
     "examples": (),
+    "benchmarks": (),
+    # Tests of a room look into that room, and into those below it from which they take what they check with. Others use
+    # what programs use.
+    "tests": (),
+    "tests/text": ("Text",),
+    "tests/hid": ("HID",),
+    "tests/unit": ("Sources", "Sources/mac"),
+    "tests/backend": ("Sources/mac",),
+    "tests/frame/release_order": ("Sources/mac",),
+    "tests/platform/base": ("Platform/Base",),
+    "tests/platform/cf": ("Platform/CoreFoundation", "Platform/Base"),
+    "tests/platform/iokit": ("Platform/IOKit/registry", "Platform/IOKit/hid", "Platform/CoreFoundation",
+                             "Platform/Provider", "Platform/Base"),
+    "tests/platform/linux": ("Platform/Linux", "Platform/Linux/policy", "Platform/Linux/monitors",
+                             "Platform/Linux/sysfs", "Platform/Linux/hidraw", "Platform/Provider", "Platform/Base"),
+    "tests/platform/virtual": ("Platform/Virtual", "Platform/CoreFoundation", "Platform/Provider"),
+    "tests/integration": ("HID", "Platform/CoreFoundation", "Platform/Provider"),
+    "tests/memory": ("Platform/IOKit/registry", "Platform/CoreFoundation", "Platform/Linux"),
+    "tests/fuzz": ("Text", "HID", "Platform/Linux", "Platform/Base"),
+    "tests/guest/library": ("Platform/CoreFoundation",),
+    "tests/guest/oracle": ("HID",),
+    "tests/guest/provider": ("Platform/Linux",),
 }
 # The rooms of the tool, from the bottom to the top: each knows itself and those above it in this list.
 TOOL = "tools/qrxhid"
