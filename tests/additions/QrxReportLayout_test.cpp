@@ -258,6 +258,14 @@ TEST(QrxReportLayout, AReportTypeThatDoesNotExistHasNoValues)
     EXPECT_EQ(encode(layoutOf(kKeyboard), static_cast<QrxReportType>(3), 0, {}, bytes), QrxError::noSuchReport);
 }
 
+TEST(QrxReportLayout, AReportTypeThatDoesNotExistHasNoSize)
+{
+    // 256 has the low byte of a type that exists.
+    for (const unsigned int type : {3U, 256U}) {
+        EXPECT_EQ(layoutOf(kKeyboard).getReportSizeBits(static_cast<QrxReportType>(type), 0), 0U) << type;
+    }
+}
+
 TEST(QrxReportLayout, EncodingTellsWhatCouldNotBeWritten)
 {
     const QrxReportLayout layout = layoutOf(kKeyboard);

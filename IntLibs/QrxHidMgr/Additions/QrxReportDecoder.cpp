@@ -6,6 +6,7 @@
 
 #include "HID/ReportLayout.h"
 #include "InterfaceLayout.h"
+#include "ReportTypes.h"
 
 #include <span>
 
@@ -13,7 +14,6 @@ using namespace qrx;
 
 namespace {
 
-constexpr unsigned int kLastReportType = 2;
 constexpr unsigned kPageShift = 16;
 constexpr std::uint32_t kUsageIDMask = 0xFFFF;
 
@@ -52,13 +52,14 @@ QrxDecodedValue QrxDecodedValue::withValue(uint64_t bits) const
 std::vector<QrxDecodedValue> QrxDecodeReport(const QrxHIDDevice& device, unsigned int reportType, const uint8_t* bytes,
                                              size_t count, int interfaceNumber)
 {
-    const auto layout = reportType <= kLastReportType ? InterfaceLayout::of(device, interfaceNumber) : nullptr;
+    const auto type = privateType(static_cast<QrxReportType>(reportType));
+    const auto layout = type ? InterfaceLayout::of(device, interfaceNumber) : nullptr;
     // Nothing can be said about such a report, which is no error of the caller.
     if (!layout) {
         return {};
     }
     hid::ReportValues read;
-    layout->reports()->decode(static_cast<hid::ReportType>(reportType), {bytes, count}, read);
+    layout->reports()->decode(*type, {bytes, count}, read);
     std::vector<QrxDecodedValue> values;
     values.reserve(read.values().size());
     for (const hid::ReportValue& value : read.values()) {

@@ -7,6 +7,7 @@
 #include "HID/ReportLayout.h"
 #include "InterfaceLayout.h"
 #include "QrxError.h"
+#include "ReportTypes.h"
 
 #include <cstdlib>
 #include <span>
@@ -19,16 +20,6 @@ namespace {
 
 constexpr unsigned kPageShift = 16;
 constexpr std::uint32_t kUsageIDMask = 0xFFFF;
-
-hid::ReportType typeOf(QrxReportType type)
-{
-    return static_cast<hid::ReportType>(type);
-}
-
-bool isKnown(QrxReportType type)
-{
-    return type == QrxReportType::input || type == QrxReportType::output || type == QrxReportType::feature;
-}
 
 template <class Item>
 const Item& itemAt(std::span<const Item> items, std::size_t index)
@@ -86,7 +77,7 @@ std::error_code errorOf(hid::EncodeResult result)
 
 QrxReportType QrxReportField::getReportType() const
 {
-    return static_cast<QrxReportType>(_field->type);
+    return publicType(_field->type);
 }
 
 uint32_t QrxReportField::getReportID() const
@@ -333,7 +324,7 @@ size_t QrxReportLayout::getReportCount() const
 
 QrxReportType QrxReportLayout::getReportType(size_t index) const
 {
-    return static_cast<QrxReportType>(itemAt(_layout->reports(), index).type);
+    return publicType(itemAt(_layout->reports(), index).type);
 }
 
 uint32_t QrxReportLayout::getReportID(size_t index) const
@@ -343,7 +334,8 @@ uint32_t QrxReportLayout::getReportID(size_t index) const
 
 size_t QrxReportLayout::getReportSizeBits(QrxReportType type, uint32_t reportID) const
 {
-    return _layout->reportBits(typeOf(type), reportID);
+    const auto known = privateType(type);
+    return known ? _layout->reportBits(*known, reportID) : 0;
 }
 
 size_t QrxReportLayout::getReportSizeBytes(QrxReportType type, uint32_t reportID) const
@@ -385,10 +377,12 @@ size_t QrxReportLayout::getCollectionParent(size_t index) const
 
 void QrxReportLayout::decode(QrxReportType type, const uint8_t* bytes, size_t size, QrxReportValues& values) const
 {
-    // An unknown type reads as a report without bytes, which has no values.
-    const std::span<const uint8_t> report = isKnown(type) ? std::span(bytes, size) : std::span<const uint8_t>();
     values._body->layout = _layout;
-    _layout->decode(typeOf(type), report, values._body->values);
+    if (const auto known = privateType(type)) {
+        _layout->decode(*known, {bytes, size}, values._body->values);
+    } else {
+        values._body->values.clear();
+    }
 }
 
 std::error_code QrxReportLayout::encode(QrxReportType type, uint32_t reportID, const QrxUsageValue* values,
@@ -398,7 +392,8 @@ std::error_code QrxReportLayout::encode(QrxReportType type, uint32_t reportID, c
     if (failed != nullptr) {
         *failed = count;
     }
-    if (!isKnown(type)) {
+    const auto known = privateType(type);
+    if (!known) {
         return QrxError::noSuchReport;
     }
     // Copied member by member: the public type may get members that the inner one has not.
@@ -407,5 +402,5 @@ std::error_code QrxReportLayout::encode(QrxReportType type, uint32_t reportID, c
     for (size_t i = 0; i < count; ++i) {
         wanted.push_back({values[i].usage, values[i].value, values[i].index});
     }
-    return errorOf(_layout->encode(typeOf(type), reportID, wanted, {bytes, size}, failed));
+    return errorOf(_layout->encode(*known, reportID, wanted, {bytes, size}, failed));
 }

@@ -12,6 +12,7 @@
 #include "InterfaceLayout.h"
 #include "PlatformResult.h"
 #include "QrxDeviceIdentity.h"
+#include "ReportTypes.h"
 #include "SelfReference.h"
 
 #include <algorithm>
@@ -76,10 +77,8 @@ struct Request {
         if (!layout || layout->reports()->reports().empty()) {
             return std::nullopt;
         }
-        if (type != QrxReportType::input && type != QrxReportType::output && type != QrxReportType::feature) {
-            return 0;
-        }
-        return (layout->reports()->reportBits(static_cast<hid::ReportType>(type), reportID) + 7) / 8;
+        const auto known = privateType(type);
+        return known ? (layout->reports()->reportBits(*known, reportID) + 7) / 8 : 0;
     }
 
     std::error_code checkToSend(const std::uint8_t* bytes, std::size_t count) const

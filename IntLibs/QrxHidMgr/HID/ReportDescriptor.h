@@ -3,6 +3,8 @@
 /// Reading is a pure function: no I/O, no state, bounded in time and memory by Limits whatever the bytes are. What was
 /// understood before a fault is kept, and each fault is reported with its place.
 
+#include "ReportType.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -11,8 +13,6 @@
 #include <vector>
 
 namespace qrx::hid {
-
-enum class ReportType : std::uint8_t { input = 0, output = 1, feature = 2 };
 
 /// Bounds for hostile input; see each one's reason.
 struct Limits {

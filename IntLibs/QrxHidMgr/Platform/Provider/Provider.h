@@ -6,6 +6,8 @@
 /// registry entries, property objects or run loops. The registry (Platform/IOKit) turns the facts into entries and
 /// does the rest, so a new provider is this page and nothing else.
 
+#include "HID/ReportType.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -35,7 +37,7 @@ enum class Status : std::int32_t {
     pipeStalled = static_cast<std::int32_t>(0xe000404f)
 };
 
-enum class ReportType : std::uint8_t { input = 0, output = 1, feature = 2 };
+using hid::ReportType;
 
 /// One open way to a HID interface, used on one thread. Every channel of an interface gets every input report.
 /// Destroying it closes it; nothing is called back afterwards.
