@@ -9,12 +9,10 @@ namespace qrx::hid {
 namespace {
 
 constexpr std::uint32_t kLargestReportID = 0xFF;
-constexpr std::uint32_t kUsageIDMask = 0xFFFF;
 
-/// Usage 0 is undefined on every page.
-bool isUndefined(const UsageRange& range)
+bool namesNothing(const UsageRange& range)
 {
-    return range.first == range.last && (range.first & kUsageIDMask) == 0;
+    return range.first == range.last && isUndefined(range.first);
 }
 
 } // namespace
@@ -33,7 +31,7 @@ bool isPadding(const Field& field)
     }
     // Constant alone does not make padding: some devices mark fields as constant that have a usage, and the platform
     // shows these.
-    return field.isConstant() && std::all_of(field.usages.begin(), field.usages.end(), isUndefined);
+    return field.isConstant() && std::all_of(field.usages.begin(), field.usages.end(), namesNothing);
 }
 
 std::uint64_t usageCount(const Field& field)

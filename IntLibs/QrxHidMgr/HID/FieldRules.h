@@ -22,6 +22,13 @@ inline bool isButton(const Field& field)
     return !field.isVariable() || field.sizeBits == 1;
 }
 
+/// Usage 0 is undefined on every page. The page is in the high half.
+inline bool isUndefined(std::uint32_t usage)
+{
+    constexpr std::uint32_t kUsageIDMask = 0xFFFF;
+    return (usage & kUsageIDMask) == 0;
+}
+
 /// Whether the field's report can travel at all: its number fits a byte.
 bool canTravel(std::uint32_t reportID);
 

@@ -17,6 +17,7 @@
 /// Padding, items without bits and reports whose number does not fit a byte are left out. Reading costs time in
 /// proportion to the values of the report that is read, not to the usages that an array could show.
 
+#include "LayoutField.h"
 #include "ReportDescriptor.h"
 
 #include <cstddef>
@@ -26,50 +27,6 @@
 #include <vector>
 
 namespace qrx::hid {
-
-/// A main item that has something to say, with what is needed to read and write it.
-struct LayoutField {
-    ReportType type = ReportType::input;
-    std::uint32_t reportID = 0;
-    /// From the first bit of the report as it travels: the byte with the report's number is counted where there is one.
-    std::size_t bitOffset = 0;
-    std::uint32_t sizeBits = 0;
-    /// Values that have a name; for an array its entries.
-    std::uint32_t count = 0;
-    bool isArray = false;
-    bool isSigned = false;
-    /// The item's data, FieldFlags.
-    std::uint32_t flags = 0;
-    /// As far as the field can hold them; an inverted range of a variable item is turned round.
-    std::int64_t logicalMinimum = 0;
-    std::int64_t logicalMaximum = 0;
-    /// Equal to the logical ones where none are declared, or none that increase (6.2.2.7).
-    std::int64_t physicalMinimum = 0;
-    std::int64_t physicalMaximum = 0;
-    /// Arrays measure nothing, so theirs is 0.
-    std::uint32_t unit = 0;
-    /// The power of ten.
-    std::int32_t unitExponent = 0;
-    /// The usage page is in the high half. Of a variable item those at positions from `count` on have no place.
-    std::vector<UsageRange> usages;
-    /// Position of each range's first usage among all of the field.
-    std::vector<std::uint64_t> firstPositions;
-    std::uint64_t usageCount = 0;
-    /// Index of the innermost enclosing collection of the descriptor.
-    std::optional<std::size_t> collection;
-    /// Byte offset of the item in the descriptor.
-    std::size_t itemOffset = 0;
-
-    bool isConstant() const { return (flags & kFieldConstant) != 0; }
-    bool hasNullState() const { return (flags & kFieldNullState) != 0; }
-    std::size_t valueOffset(std::size_t index) const { return bitOffset + index * sizeBits; }
-    /// `position` is below usageCount.
-    std::uint32_t usageAt(std::uint64_t position) const;
-    /// The usage of the value at `index`, which is below count. Variable items only.
-    std::uint32_t usageOfValue(std::size_t index) const;
-    /// The position of a usage among those of the field; none if the field does not have it. Of several, the first.
-    std::optional<std::uint64_t> positionOf(std::uint32_t usage) const;
-};
 
 /// One value of a report.
 struct ReportValue {
@@ -144,6 +101,8 @@ public:
     std::span<const LayoutField> fields() const { return _fields; }
     /// Those of one report, which stand next to each other in `fields`, by offset.
     std::span<const LayoutField> fieldsOf(ReportType type, std::uint32_t reportID) const;
+    /// The field of the main item at this byte of the descriptor; null if it has none.
+    const LayoutField* fieldOfItem(std::size_t itemOffset) const;
     /// Bits of the report as it travels, padding and the number included; 0 for a report that is not declared.
     std::size_t reportBits(ReportType type, std::uint32_t reportID) const;
 
@@ -179,7 +138,6 @@ public:
 private:
     static void findShown(const LayoutField& array, std::span<const std::uint8_t> report,
                           std::vector<ReportValues::Shown>& shown);
-    void addField(const Field& field);
     void addReports(const Descriptor& descriptor);
     const DeclaredReport* find(ReportType type, std::uint32_t reportID) const;
 
