@@ -67,6 +67,8 @@ struct Element {
     /// The item's value: -2 is 14 where the device codes it as a nibble.
     std::int32_t unitExponent = 0;
     std::optional<std::uint32_t> duplicateIndex;
+    /// Selectors only: which of the usages of its array.
+    std::uint32_t usagePosition = 0;
     /// Byte offset of the main item in the descriptor. Not for collections and report handlers.
     std::uint32_t itemOffset = 0;
     /// Where the value begins: from the first bit of the report as it travels, so the byte with the report's number is

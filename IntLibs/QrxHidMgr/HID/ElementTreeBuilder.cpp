@@ -253,6 +253,7 @@ void ElementTreeBuilder::_addArray(const Field& field)
         for (std::uint64_t usage = range.first; usage <= range.last && _left > 0; ++usage) {
             setUsage(selector, usage);
             _add(selector);
+            ++selector.usagePosition;
         }
     }
 }

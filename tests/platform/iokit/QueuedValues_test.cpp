@@ -188,3 +188,19 @@ TEST_F(QueuedValues, AnArrayThatCountsFromFourTellsItsSelectorsFromThere)
     EXPECT_EQ("|6=1 ", told(reader, {0x65}));
     EXPECT_EQ("|6=0 7=0 ", told(reader, {0x73})) << "neither is one of its usages";
 }
+
+TEST_F(QueuedValues, EntriesThatAnAnswerLacksShowNothing)
+{
+    // A feature array of two entries of a byte, whose value 0 shows the first of its three buttons.
+    const io_object_t entry =
+        plug({0x05, 0x09, 0x19, 0x01, 0x29, 0x03, 0x15, 0x00, 0x25, 0x02, 0x75, 0x08, 0x95, 0x02, 0xB1, 0x00});
+    QueueReader reader(entry, {5, 6, 7});
+    device.wires[0]->answer = {1};
+    std::uint8_t bytes[2] = {};
+    UInt32 size = sizeof bytes;
+    EXPECT_EQ(kIOReturnSuccess,
+              (*reader.device)
+                  ->getReport(reader.device, kIOHIDReportTypeFeature, 0, bytes, &size, 0, nullptr, nullptr, nullptr));
+    runDue();
+    EXPECT_EQ("|6=1 ", reader.take());
+}

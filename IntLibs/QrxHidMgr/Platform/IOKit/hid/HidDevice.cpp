@@ -197,7 +197,7 @@ IOReturn HidDevice::forEachQueue(IOReturn (HidQueue::*operation)())
     return result;
 }
 
-std::shared_ptr<const hid::ElementTree> HidDevice::elements()
+std::shared_ptr<const DriverElements> HidDevice::elements()
 {
     if (!_elements) {
         _elements = _entry->elements();
@@ -378,7 +378,7 @@ void HidDevice::noteInput(std::span<const std::uint8_t> bytes, const HidQueue* o
 {
     // The number is the first byte where the interface numbers its reports, by its descriptor; the bytes alone do not
     // tell.
-    const bool isNumbered = elements()->usesReportIDs;
+    const bool isNumbered = elements()->tree.usesReportIDs;
     const std::uint32_t id = isNumbered && !bytes.empty() ? bytes.front() : 0;
     note({hid::ReportType::input, id, bytes, true}, origin);
 }
@@ -460,7 +460,7 @@ IOReturn HidDevice::setReport(std::uint32_t type, std::uint32_t id, Bytes bytes,
     // The owner of a virtual device may run in the call, and may close or release this object.
     const auto self = shared_from_this();
     const auto channel = _channel;
-    const auto status = channel->setReport(static_cast<platform::ReportType>(type), id, bytes);
+    const auto status = channel->setReport(static_cast<hid::ReportType>(type), id, bytes);
     if (status != platform::Status::success) {
         tellRefusedReport(_entry->record().facts, _entry->facts(), type, id, resultOf(status));
         // Output that was sent is an event for queues with output elements, unless the device was closed meanwhile.
@@ -485,7 +485,7 @@ IOReturn HidDevice::getReport(std::uint32_t type, std::uint32_t id, Bytes buffer
     const auto self = shared_from_this();
     const auto channel = _channel;
     std::size_t received = 0;
-    const auto status = channel->getReport(static_cast<platform::ReportType>(type), id, buffer, received);
+    const auto status = channel->getReport(static_cast<hid::ReportType>(type), id, buffer, received);
     if (status == platform::Status::success) {
         // A channel that reports more than it was given room for must not make a caller read beyond the buffer.
         received = std::min(received, buffer.size());
@@ -505,8 +505,8 @@ const std::vector<std::uint8_t>* HidDevice::lastReport(hid::ReportType type, std
         return &known->second;
     }
     // The buffer has the longest size of the type; the answer says how long this report is.
-    const std::uint32_t sizes[] = {elements()->maxInputReportSize, elements()->maxOutputReportSize,
-                                   elements()->maxFeatureReportSize};
+    const hid::ElementTree& tree = elements()->tree;
+    const std::uint32_t sizes[] = {tree.maxInputReportSize, tree.maxOutputReportSize, tree.maxFeatureReportSize};
     std::vector<std::uint8_t> buffer(sizes[static_cast<std::size_t>(type)]);
     std::uint32_t size = 0;
     const IOReturn result = getReport(static_cast<std::uint32_t>(type), id, buffer, size, {});
@@ -519,18 +519,19 @@ IOReturn HidDevice::elementValue(IOHIDElementCookie cookie, IOHIDEventStruct& ev
     if (const IOReturn state = requestState(); state != kIOReturnSuccess) {
         return state;
     }
-    const auto tree = elements();
-    const auto type = cookie < tree->elements.size() ? reportTypeOf(tree->elements[cookie]) : std::nullopt;
+    const auto known = elements();
+    const hid::ElementTree& tree = known->tree;
+    const auto type = cookie < tree.elements.size() ? reportTypeOf(tree.elements[cookie]) : std::nullopt;
     if (!type) {
         return kIOReturnBadArgument;
     }
-    const hid::Element& element = tree->elements[cookie];
+    const hid::Element& element = tree.elements[cookie];
     const auto self = shared_from_this();
     const auto* report = lastReport(*type, element.reportID, *type == hid::ReportType::feature);
     ElementValue value;
     // A selector has no place in the report: its value depends on what all entries of its array show.
     if (element.role == hid::ElementRole::arraySelector) {
-        HidQueueElement selector(*tree, cookie);
+        HidQueueElement selector(known, cookie);
         auto taken = report != nullptr ? selector.take({*type, element.reportID, *report, false}, true)
                                        : std::optional<ElementValue>();
         value = taken ? std::move(*taken) : ElementValue{};

@@ -104,7 +104,7 @@ public:
     bool isTerminated() const { return _isGone || (!isOpen() && !_entry->isActive()); }
     /// The channel's descriptor; -1 while there is none to watch.
     int descriptor() const;
-    std::shared_ptr<const hid::ElementTree> elements();
+    std::shared_ptr<const DriverElements> elements();
     /// Takes reports and hands them on, a bounded number: true if more may wait (the bound ended it, or the channel did
     /// not ask). `origin`: the queue whose source is served; null for the device's own.
     bool pump(HidQueue* origin);
@@ -173,7 +173,7 @@ private:
     PlugInFace _plugInFace;
     DeviceFace _deviceFace;
     const std::shared_ptr<HidDriverEntry> _entry;
-    std::shared_ptr<const hid::ElementTree> _elements;
+    std::shared_ptr<const DriverElements> _elements;
 
     /// Shared with calls in progress: foreign code within them may close the device.
     LocalShared<platform::HIDChannel> _channel;

@@ -140,14 +140,14 @@ IOReturn HidQueue::addElement(IOHIDElementCookie cookie)
         return result;
     }
     const auto elements = _device->elements();
-    if (cookie >= elements->elements.size() || !reportTypeOf(elements->elements[cookie])) {
+    if (cookie >= elements->tree.elements.size() || !reportTypeOf(elements->tree.elements[cookie])) {
         return kIOReturnBadArgument;
     }
     // The platform's answer for an element that is in the queue already.
     if (hasElement(cookie)) {
         return kIOReturnNoMemory;
     }
-    HidQueueElement element(*elements, cookie);
+    HidQueueElement element(elements, cookie);
     const auto place = std::upper_bound(_elements.begin(), _elements.end(), element, comesBefore);
     _elements.insert(place, std::move(element));
     return kIOReturnSuccess;

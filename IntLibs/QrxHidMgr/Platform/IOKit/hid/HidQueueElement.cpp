@@ -3,14 +3,15 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace qrx::iokit {
 
 namespace {
 
 constexpr std::uint32_t kBitsOfShortValue = 32;
-constexpr std::uint32_t kKeyboardPage = 7;
-constexpr std::uint32_t kErrorRollOver = 1;
+/// A keyboard shows it in all entries when more keys are down than it can tell (HID usage tables, keyboard page).
+constexpr std::uint32_t kErrorRollOver = 0x00070001;
 
 // The limits of an element are 32-bit patterns; a negative one means signed values. Whole reports have no sign.
 bool isSigned(const hid::Element& element)
@@ -74,52 +75,33 @@ ElementValue readValue(const hid::Element& element, std::span<const std::uint8_t
     return value;
 }
 
-HidQueueElement::HidQueueElement(const hid::ElementTree& tree, std::uint32_t cookie)
-    : _element(tree.elements[cookie]), _type(reportTypeOf(_element).value_or(hid::ReportType::input))
+HidQueueElement::HidQueueElement(std::shared_ptr<const DriverElements> known, std::uint32_t cookie)
+    : _element(known->tree.elements[cookie]), _type(reportTypeOf(_element).value_or(hid::ReportType::input))
 {
-    for (const std::uint32_t handler : tree.reportHandlers) {
-        const hid::Element& report = tree.elements[handler];
+    for (const std::uint32_t handler : known->tree.reportHandlers) {
+        const hid::Element& report = known->tree.elements[handler];
         if (_type == hid::ReportType::input && report.reportID == _element.reportID) {
             _declaredBytes = bytesOf(report.reportSize);
         }
     }
     if (_element.role == hid::ElementRole::arraySelector) {
-        findArray(tree);
+        // The field belongs to the layout, which the pointer keeps with it.
+        const hid::LayoutField* array = known->layout.fieldOfItem(_element.itemOffset);
+        _rollOver = array->positionOf(kErrorRollOver);
+        _array = {std::move(known), array};
     }
-}
-
-void HidQueueElement::findArray(const hid::ElementTree& tree)
-{
-    // The head comes before its slots, and they before the selectors, one for each usage in order.
-    std::size_t head = _element.cookie;
-    while (head > 0 && tree.elements[head].role != hid::ElementRole::arrayHead) {
-        --head;
-    }
-    std::size_t first = head;
-    while (first < tree.elements.size() && tree.elements[first].role != hid::ElementRole::arraySelector) {
-        ++first;
-    }
-    ArrayPlace place{tree.elements[head], 0, std::nullopt};
-    place.value = place.head.min + static_cast<std::int32_t>(_element.cookie - first);
-    for (std::size_t cookie = first;
-         cookie < tree.elements.size() && tree.elements[cookie].role == hid::ElementRole::arraySelector; ++cookie) {
-        if (tree.elements[cookie].usagePage == kKeyboardPage && tree.elements[cookie].usage == kErrorRollOver) {
-            place.rollOver = place.head.min + static_cast<std::int32_t>(cookie - first);
-        }
-    }
-    _array = std::move(place);
 }
 
 bool HidQueueElement::isSelected(std::span<const std::uint8_t> report, bool& isRolledOver) const
 {
-    const hid::Element& head = _array->head;
+    // Entries that a short answer lacks show nothing.
+    const std::size_t entries = _array->valuesWithin(report.size() * 8);
     bool isThere = false;
-    isRolledOver = _array->rollOver.has_value();
-    for (std::uint32_t slot = 0; slot < head.reportCount; ++slot) {
-        const std::size_t offset = head.bitOffset + std::size_t{slot} * head.reportSize;
-        const std::int32_t value = hid::extractValue(report, offset, head.reportSize, isSigned(head));
-        isThere = isThere || value == _array->value;
-        isRolledOver = isRolledOver && value == *_array->rollOver;
+    isRolledOver = _rollOver.has_value() && entries != 0;
+    for (std::size_t entry = 0; entry < entries; ++entry) {
+        const auto shown = _array->shownBy(_array->logicalValue(report, entry));
+        isThere = isThere || shown == _element.usagePosition;
+        isRolledOver = isRolledOver && shown == _rollOver;
     }
     return isThere;
 }
@@ -129,9 +111,8 @@ std::optional<ElementValue> HidQueueElement::takeSelector(std::span<const std::u
     bool isRolledOver = false;
     ElementValue value;
     value.value = isSelected(report, isRolledOver) ? 1 : 0;
-    if (isRolledOver && _element.usage != kErrorRollOver) {
-        // Too many keys at once: every entry shows ErrorRollOver, and the keyboard cannot tell which keys are down.
-        // They stay as they were.
+    if (isRolledOver && _element.usagePosition != *_rollOver) {
+        // The keyboard cannot tell which keys are down: they stay as they were.
         return std::nullopt;
     }
     if (!hasChanged(value) && !isEveryValueQueued) {

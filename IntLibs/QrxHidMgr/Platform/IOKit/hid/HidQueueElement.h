@@ -1,6 +1,7 @@
 #pragma once
 
 #include "HID/ElementTree.h"
+#include "IOKit/registry/HidEntries.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -44,8 +45,8 @@ ElementValue readValue(const hid::Element& element, std::span<const std::uint8_t
 /// An element in a queue, with what is needed to know whether its value has changed.
 class HidQueueElement {
 public:
-    /// `cookie` names an element of the tree that is no collection.
-    HidQueueElement(const hid::ElementTree& tree, std::uint32_t cookie);
+    /// `cookie` names an element that is no collection.
+    HidQueueElement(std::shared_ptr<const DriverElements> known, std::uint32_t cookie);
 
     const hid::Element& element() const { return _element; }
 
@@ -57,15 +58,6 @@ public:
     void forget() { _last.clear(); }
 
 private:
-    /// For a selector: its place among the usages of its array.
-    struct ArrayPlace {
-        hid::Element head;
-        std::int32_t value = 0;
-        /// The array value that reports too many keys at once (HID usage tables, keyboard page, ErrorRollOver).
-        std::optional<std::int32_t> rollOver;
-    };
-
-    void findArray(const hid::ElementTree& tree);
     bool isSelected(std::span<const std::uint8_t> report, bool& isRolledOver) const;
     std::optional<ElementValue> takeSelector(std::span<const std::uint8_t> report, bool isEveryValueQueued);
     bool hasChanged(const ElementValue& value);
@@ -74,7 +66,10 @@ private:
     hid::ReportType _type;
     /// A shorter input report is left out as a whole.
     std::size_t _declaredBytes = 0;
-    std::optional<ArrayPlace> _array;
+    /// A selector's array; null for other elements.
+    std::shared_ptr<const hid::LayoutField> _array;
+    /// The position of the array's usage that reports too many keys at once, if it has that.
+    std::optional<std::uint64_t> _rollOver;
     /// The bytes of the last value; empty stands for 0.
     std::vector<std::uint8_t> _last;
 };

@@ -100,16 +100,17 @@ CFRef<CFDictionaryRef> HidDriverEntry::makeProperties() const
     return _dictionary;
 }
 
-std::shared_ptr<const hid::ElementTree> HidDriverEntry::elements()
+std::shared_ptr<const DriverElements> HidDriverEntry::elements()
 {
     const std::lock_guard guard(_elementsMutex);
-    // Only open devices with queues, or that are asked for values, need the tree. It is made again when it is asked
-    // for, from the bytes, which costs less than keeping it for every device.
-    std::shared_ptr<const hid::ElementTree> elements = _elements.lock();
+    // Only open devices with queues, or that are asked for values, need them. They are made again when they are asked
+    // for, from the bytes, which costs less than keeping them for every device.
+    std::shared_ptr<const DriverElements> elements = _elements.lock();
     if (!elements) {
         hid::Descriptor descriptor = hid::parseReportDescriptor(facts().reportDescriptor);
-        elements = std::make_shared<const hid::ElementTree>(
-            hid::buildElementTree(descriptor, _record->elementShares.limitsFor(_record->facts, descriptor)));
+        elements = std::make_shared<const DriverElements>(DriverElements{
+            hid::buildElementTree(descriptor, _record->elementShares.limitsFor(_record->facts, descriptor)),
+            hid::ReportLayout(descriptor)});
         _elements = elements;
     }
     return elements;

@@ -1,12 +1,20 @@
 #pragma once
 
 #include "HID/ElementTree.h"
+#include "HID/ReportLayout.h"
 #include "RegistryEntry.h"
 
 #include <cstddef>
 #include <mutex>
 
 namespace qrx::iokit {
+
+/// What queues and element values need of a report descriptor.
+struct DriverElements {
+    hid::ElementTree tree;
+    /// For what an element alone does not tell: which usages an array shows.
+    hid::ReportLayout layout;
+};
 
 /// The HID driver of a USB interface: carries the elements, and the way to the device.
 class HidDriverEntry final : public RegistryEntry {
@@ -20,7 +28,7 @@ public:
 
     /// The elements as plain records, for queues and values. Read from the descriptor anew when nobody has them any
     /// more: they are larger than the properties made from them, and few programs need them.
-    std::shared_ptr<const hid::ElementTree> elements();
+    std::shared_ptr<const DriverElements> elements();
 
 private:
     CFRef<CFDictionaryRef> makeProperties() const override;
@@ -29,7 +37,7 @@ private:
     List _clients;
     CFRef<CFDictionaryRef> _dictionary;
     std::mutex _elementsMutex;
-    std::weak_ptr<const hid::ElementTree> _elements;
+    std::weak_ptr<const DriverElements> _elements;
 };
 
 /// The one client of a HID driver; a leaf.
