@@ -19,6 +19,15 @@ namespace qrx::iokit {
 
 namespace {
 
+// Reading descriptors knows no published header, so the element types are numbered there; both must say the same.
+template <hid::ElementType type, IOHIDElementType published>
+constexpr bool kIsSame = static_cast<std::uint32_t>(type) == static_cast<std::uint32_t>(published);
+static_assert(kIsSame<hid::ElementType::inputMisc, kIOHIDElementTypeInput_Misc> &&
+              kIsSame<hid::ElementType::inputButton, kIOHIDElementTypeInput_Button> &&
+              kIsSame<hid::ElementType::output, kIOHIDElementTypeOutput> &&
+              kIsSame<hid::ElementType::feature, kIOHIDElementTypeFeature> &&
+              kIsSame<hid::ElementType::collection, kIOHIDElementTypeCollection>);
+
 /// Numbers of 32 bits are held in the reference itself, and booleans are constants: nothing here needs to be given back
 /// if the dictionary cannot be made.
 CFTypeRef number(std::int32_t value)
