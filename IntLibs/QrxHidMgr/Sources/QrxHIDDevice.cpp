@@ -4,6 +4,7 @@
 #include "DelegateChecks.h"
 #include "QrxHIDDeviceDelegateInterface.h"
 #include "QrxHIDDeviceEventInterface.h"
+#include "ReportDelivery.h"
 #include "ReportDiscovery.h"
 #include "SelfReference.h"
 
@@ -167,11 +168,10 @@ void QrxHIDDevice::setDelegate(QrxHIDDeviceDelegateInterface* delegate)
 void QrxHIDDevice::_handleReport(std::valarray<uint8_t> report, int interfaceNumber)
 {
     if (_delegate != nullptr) {
-        // The delegate may drop every other handle on this device, replace itself or throw: the device ends, if it
-        // does, with the handle that the delegate was given, and nothing of it is used afterwards. The array is this
-        // call's own, so the delegate takes it over.
-        const SelfLoan loan(*this);
-        _delegate->handleReport(std::move(report), mis::swizzler<QrxHIDDevice>(this), interfaceNumber);
+        // A device that somebody holds is held by the handle that the delegate is given: it ends, if it does, with
+        // that.
+        tellDelegate<SelfLoan>(
+            *this, *_delegate, [&report] { return std::move(report); }, interfaceNumber);
         return;
     }
     std::cout << "QrxHIDDevice dispatch report: ";

@@ -1,7 +1,7 @@
 #include "QrxHIDElement.h"
 
 #include "AbstractOperation.h"
-#include "NearestDevice.h"
+#include "NodeSearch.h"
 #include "QrxHIDDevice.h"
 
 #include <ostream>

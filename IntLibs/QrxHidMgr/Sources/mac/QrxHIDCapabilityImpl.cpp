@@ -6,6 +6,7 @@
 
 #include "NodeSearch.h"
 #include "PropertyReading.h"
+#include "QrxHIDCollectionImpl.h"
 #include "QrxHIDDeviceImpl.h"
 #include "QrxHIDInterfaceMac.h"
 
@@ -145,12 +146,12 @@ void _QrxHIDCapabilityImpl::_initWithProperties(const __CFDictionary* properties
 
 mis::swizzler<_QrxHIDInterfaceMac> _QrxHIDCapabilityImpl::_getInterface() const
 {
-    return nearestAbove<_QrxHIDInterfaceMac>(*this);
+    return nearestAbove<_QrxHIDInterfaceMac, _QrxHIDCollectionImpl>(*this);
 }
 
 mis::swizzler<_QrxHIDDeviceImpl> _QrxHIDCapabilityImpl::_getDevice() const
 {
-    return nearestAbove<_QrxHIDDeviceImpl>(*this);
+    return nearestAbove<_QrxHIDDeviceImpl, _QrxHIDCollectionImpl>(*this);
 }
 
 uint32_t _QrxHIDCapabilityImpl::getCookie() const

@@ -56,10 +56,10 @@ void _QrxHIDCollectionImpl::_initWithProperties(const __CFDictionary* properties
 
 mis::swizzler<_QrxHIDInterfaceMac> _QrxHIDCollectionImpl::_getInterface() const
 {
-    return nearestAbove<_QrxHIDInterfaceMac>(*this);
+    return nearestAbove<_QrxHIDInterfaceMac, _QrxHIDCollectionImpl>(*this);
 }
 
 mis::swizzler<_QrxHIDDeviceImpl> _QrxHIDCollectionImpl::_getDevice() const
 {
-    return nearestAbove<_QrxHIDDeviceImpl>(*this);
+    return nearestAbove<_QrxHIDDeviceImpl, _QrxHIDCollectionImpl>(*this);
 }

@@ -20,10 +20,12 @@
 #include "FirstException.h"
 #include "NodeSearch.h"
 #include "PropertyReading.h"
+#include "QrxHIDCollectionImpl.h"
 #include "QrxHIDDeviceDelegateInterface.h"
 #include "QrxHIDDeviceEventInterface.h"
 #include "QrxHIDDeviceImpl.h"
 #include "QrxHIDInterfaceMac.h"
+#include "ReportDelivery.h"
 #include "SelfReference.h"
 
 #include <CoreServices/CoreServices.h>
@@ -201,7 +203,7 @@ void _QrxHIDDeviceConnectionImpl::_initWithEntry(unsigned int entry)
 
 mis::swizzler<_QrxHIDInterfaceMac> _QrxHIDDeviceConnectionImpl::_getInterface()
 {
-    return nearestAbove<_QrxHIDInterfaceMac>(*this);
+    return nearestAbove<_QrxHIDInterfaceMac, _QrxHIDCollectionImpl>(*this);
 }
 
 void _QrxHIDDeviceConnectionImpl::_createDeviceInterface()
@@ -415,9 +417,9 @@ inline void _QrxHIDDeviceConnectionImpl::_deliver(const void* bytes, std::size_t
         return;
     }
     // Holding the device keeps its interface and this connection alive: parents hold their children.
-    const _QrxHIDDeviceImpl::ReportHold held(*device);
-    delegate->handleReport(bytesAt(bytes, count), mis::swizzler<QrxHIDDevice>(device),
-                           interface->_QrxHIDInterfaceMac::getInterfaceNumber());
+    tellDelegate<_QrxHIDDeviceImpl::ReportHold>(
+        *device, *delegate, [bytes, count] { return bytesAt(bytes, count); },
+        interface->_QrxHIDInterfaceMac::getInterfaceNumber());
 }
 
 [[gnu::noinline]] void _QrxHIDDeviceConnectionImpl::_deliverStepByStep(std::valarray<uint8_t>&& report)
