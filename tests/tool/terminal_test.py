@@ -56,7 +56,35 @@ def plain(text):
     return re.sub(r"\x1b\[\d+m", "", text)
 
 
+def run_beside_terminal(*words):
+    """Standard output, which goes to a pipe, and what the terminal shows meanwhile."""
+    master, slave = pty.openpty()
+    try:
+        tty.setraw(slave)
+        with subprocess.Popen([TOOL, *words], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=slave,
+                              env={**os.environ, "TERM": "xterm"}) as process:
+            os.close(slave)
+            shown = read_all(master)
+            return process.communicate(timeout=DEADLINE_SECONDS)[0].decode(), shown
+    finally:
+        os.close(master)
+
+
 class Terminals(ToolTest):
+    def test_long_work_on_a_file_shows_its_progress_on_the_terminal_and_takes_it_back(self):
+        # The second event is hours away at this speed.
+        for words in (["watch"], ["record", "--keep-serial"]):
+            out, shown = run_beside_terminal(*words, "--recording", MOUSE, "--speed", "0.000001", "--time", "1.3")
+            self.assertIn("\r1 of 5 reports, 0 s; Ctrl-C ends\x1b[K\r", shown)
+            self.assertTrue(shown.endswith("\r\x1b[K"), ascii(shown))
+            self.assertNotIn("\x1b", out)
+            self.assertNotIn("Ctrl-C", out)
+
+    def test_a_terminal_that_shows_the_work_gets_no_progress(self):
+        shown = run_in_terminal("watch", "--recording", MOUSE, "--speed", "0.000001", "--time", "1.3")
+        self.assertIn("report", shown)
+        self.assertNotIn("Ctrl-C", shown)
+
     def test_colours_are_for_terminals_that_nobody_refuses_them_for(self):
         for words in (["list"], ["tree"], ["watch", "--speed", "0"]):
             words = [*words, "--recording", MOUSE]

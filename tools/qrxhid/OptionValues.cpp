@@ -41,11 +41,11 @@ std::uint64_t parseCount(const std::string& text)
     return count;
 }
 
-double parseSeconds(const std::string& text)
+double parseSeconds(const std::string& option, const std::string& text)
 {
     double seconds = 0;
     if (!CLI::detail::lexical_cast(text, seconds) || !std::isfinite(seconds) || seconds <= 0) {
-        throw UsageError("--time " + text + ": not a number of seconds above 0", "--time 10");
+        throw UsageError(option + " " + text + ": not a number of seconds above 0", option + " 10");
     }
     constexpr double kLongest = 1e9;
     return std::min(seconds, kLongest);

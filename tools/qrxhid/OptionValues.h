@@ -14,8 +14,8 @@ double parseSpeed(const std::string& text);
 /// How many reports: from 1 on.
 std::uint64_t parseCount(const std::string& text);
 
-/// A time in seconds above 0; thirty years at most, which clocks can count in whole nanoseconds.
-double parseSeconds(const std::string& text);
+/// A time in seconds above 0, for `option`; thirty years at most, which clocks can count in whole nanoseconds.
+double parseSeconds(const std::string& option, const std::string& text);
 
 /// A whole decimal number from 0 to `limit`, for `option` ("--interface").
 unsigned int parseWhole(std::string_view option, const std::string& text, unsigned int limit);

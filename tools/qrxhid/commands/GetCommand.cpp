@@ -3,6 +3,7 @@
 #include "UsageError.h"
 #include "descriptor/DecodedReport.h"
 #include "descriptor/Exchange.h"
+#include "devices/OutcomeStatus.h"
 
 #include "QrxRequests.h"
 
@@ -45,7 +46,7 @@ ExitStatus GetCommand::run(std::ostream& out)
     if (!outcome.hasFailed()) {
         writeDecoded(out, report, bytes, _isJson);
     }
-    return std::max(statusOf(outcome, *partner.handle), session.status());
+    return std::max(toldStatus(outcome, *partner.handle), session.status());
 }
 
 } // namespace qrxhid

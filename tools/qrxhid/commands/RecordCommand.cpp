@@ -1,11 +1,11 @@
 #include "commands/RecordCommand.h"
 
-#include "OptionValues.h"
 #include "UsageError.h"
 #include "commands/RecordingOutput.h"
 #include "devices/DeviceDescription.h"
 #include "devices/DeviceSession.h"
 #include "devices/InputListener.h"
+#include "devices/InputProgress.h"
 #include "devices/LossWatch.h"
 #include "devices/Playback.h"
 #include "devices/SignalWatch.h"
@@ -20,6 +20,7 @@
 #include <chrono>
 #include <cmath>
 #include <iostream>
+#include <optional>
 
 #include <unistd.h>
 
@@ -68,6 +69,7 @@ private:
     DeviceHandle _device;
     QrxRecording _recording;
     LossWatch _losses;
+    std::optional<InputProgress> _progress;
     std::size_t _lastInterface = 0;
     std::optional<Clock::time_point> _firstEvent;
     Clock::time_point _end = Clock::time_point::max();
@@ -160,9 +162,13 @@ void Record::begin()
     _device->setDelegate(new InputListener([this](QrxHIDDevice&, const std::vector<std::uint8_t>& bytes,
                                                   int interfaceNumber) { takeReport(bytes, interfaceNumber); }));
     _device->open();
-    if (_options.seconds) {
+    // What is written to a terminal needs no other sign of life.
+    if (!_output.isTerminal()) {
+        _progress.emplace(eventCount(_session.recordedDevices()));
+    }
+    if (_options.limits.seconds()) {
         _end = Clock::now() +
-               std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(*_options.seconds));
+               std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(*_options.limits.seconds()));
     }
 }
 
@@ -183,6 +189,9 @@ void Record::takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNum
     _recording.writeEvent(_output.stream(), event, _lastInterface);
     _output.keep();
     _losses.noteReport(interfaceNumber);
+    if (_progress) {
+        _progress->noteReport();
+    }
     ++_reports;
     _isEnough = _options.limits.isEnough(_reports);
 }
@@ -249,7 +258,7 @@ bool Record::isPresent() const
 
 int Record::millisecondsLeft() const
 {
-    if (!_options.seconds) {
+    if (!_options.limits.seconds()) {
         return SignalWatch::kForever;
     }
     // Rounded up: a wait that ends a little early would be followed by one of no length, over and over.
@@ -267,16 +276,12 @@ void RecordCommand::declareOptions(CLI::App& app)
     app.add_option("--output", _options.output, "Write to this file instead of standard output")->type_name("FILE");
     app.add_flag("--keep-serial", _options.keepsSerialNumber, "Record the serial number, which is replaced otherwise")
         ->disable_flag_override();
-    app.add_option("--time", _secondsText, "End after this many seconds")->type_name("S");
 }
 
 void RecordCommand::checkOptions()
 {
     _choice.checkOptions();
     _options.limits.checkOptions("record", _choice.hasRecordings());
-    if (_secondsText) {
-        _options.seconds = parseSeconds(*_secondsText);
-    }
     if (_choice.filter().isEverything() && _choice.recordings().size() != 1) {
         throw UsageError("which device?", "qrxhid record --device VID:PID");
     }

@@ -1,18 +1,15 @@
 #pragma once
 
 #include "Command.h"
-#include "commands/InputLimits.h"
 #include "devices/DeviceChoice.h"
+#include "devices/InputLimits.h"
 
-#include <optional>
 #include <string>
 
 namespace qrxhid {
 
 struct RecordOptions {
     InputLimits limits;
-    /// After which recording ends.
-    std::optional<double> seconds;
     bool keepsSerialNumber = false;
     /// A file; empty or "-" is standard output.
     std::string output;
@@ -37,7 +34,6 @@ private:
     bool isRefused() const;
 
     DeviceChoice _choice;
-    std::optional<std::string> _secondsText;
     RecordOptions _options;
 };
 

@@ -36,6 +36,11 @@ bool RecordingOutput::open()
     return true;
 }
 
+bool RecordingOutput::isTerminal() const
+{
+    return !isFile() && isatty(STDOUT_FILENO) != 0;
+}
+
 void RecordingOutput::keep()
 {
     if (_stream.flush()) {

@@ -19,6 +19,8 @@ public:
     /// Empties the file; what it held is lost. Says on standard error why it cannot, and false.
     bool open();
     std::ostream& stream() const { return _stream; }
+    /// Whether a person sees what is written.
+    bool isTerminal() const;
     /// What has been written up to now is whole.
     void keep();
     /// Writes out what is left, or cuts off what is not whole. Says on standard error that a file could not be written,

@@ -3,6 +3,7 @@
 #include "UsageError.h"
 #include "descriptor/Exchange.h"
 #include "descriptor/ValueWords.h"
+#include "devices/OutcomeStatus.h"
 #include "text/TextFormat.h"
 
 #include "QrxRequests.h"
@@ -78,7 +79,7 @@ ExitStatus SendCommand::run(std::ostream& out)
     if (!outcome.hasFailed()) {
         out << "sent " << report.text() << ": " << bytesText(bytes) << "\n";
     }
-    return std::max(statusOf(outcome, *partner.handle), session.status());
+    return std::max(toldStatus(outcome, *partner.handle), session.status());
 }
 
 } // namespace qrxhid

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "Command.h"
-#include "commands/InputLimits.h"
 #include "commands/WatchPrinter.h"
 #include "devices/DeviceChoice.h"
+#include "devices/InputLimits.h"
 
 namespace qrxhid {
 

@@ -2,9 +2,6 @@
 
 #include "devices/DeviceDescription.h"
 #include "text/DeviceText.h"
-#include "text/Notice.h"
-
-#include <iostream>
 
 namespace qrxhid {
 
@@ -22,19 +19,6 @@ ExchangePartner ExchangePartner::choose(DeviceSession& session, const DeviceFilt
         }
     }
     return partner;
-}
-
-ExitStatus statusOf(const QrxOutcome& outcome, const QrxHIDDevice& device)
-{
-    if (!outcome.hasFailed()) {
-        return kSuccess;
-    }
-    notice(outcome.getMessage());
-    const bool isRefused = outcome.getError() == QrxError::noPermission;
-    if (isRefused) {
-        std::cerr << "Try: qrxhid doctor " << DeviceIdentity::of(device).text() << "\n";
-    }
-    return isRefused ? kNoPermission : kFailure;
 }
 
 } // namespace qrxhid

@@ -3,8 +3,6 @@
 #include "descriptor/ReportSearch.h"
 #include "devices/DeviceSession.h"
 
-#include "QrxOutcome.h"
-
 namespace qrxhid {
 
 /// The one device that a report goes to or comes from, with the descriptors of the interfaces that may be meant.
@@ -15,8 +13,5 @@ struct ExchangePartner {
     /// Throws UsageError, UnknownDevice. An empty handle if no recording could be read.
     static ExchangePartner choose(DeviceSession& session, const DeviceFilter& filter, const std::string& command);
 };
-
-/// Tells a failure on standard error, with the next step where there is one; the status that goes with it.
-ExitStatus statusOf(const QrxOutcome& outcome, const QrxHIDDevice& device);
 
 } // namespace qrxhid

@@ -51,6 +51,15 @@ std::vector<RecordedDevice> readRecordings(const std::vector<std::string>& fileN
     return recorded;
 }
 
+std::uint64_t eventCount(const std::vector<RecordedDevice>& recorded)
+{
+    std::uint64_t count = 0;
+    for (const RecordedDevice& one : recorded) {
+        count += one.handle ? one.recording.events.size() : 0;
+    }
+    return count;
+}
+
 void throwIfAbsent(const DeviceFilter& filter, const std::vector<DeviceFacts>& present,
                    const std::vector<std::string>& lines)
 {

@@ -49,6 +49,9 @@ struct RecordedDevice {
 /// kBadRecording.
 std::vector<RecordedDevice> readRecordings(const std::vector<std::string>& fileNames, ExitStatus& status);
 
+/// How many events the recordings of those devices have that are in the tree.
+std::uint64_t eventCount(const std::vector<RecordedDevice>& recorded);
+
 /// Where a recorded device was plugged in, as its recorder wrote it; empty if it did not.
 std::string recordedPlace(const QrxRecording& recording);
 

@@ -11,12 +11,18 @@ namespace {
 // A window of a few columns would leave nothing of a line; there it wraps.
 constexpr std::size_t kLeastWidth = 40;
 
+/// Whether a terminal obeys escape sequences.
+bool isDrawable()
+{
+    const char* const kind = std::getenv("TERM");
+    return kind != nullptr && std::string_view(kind) != "dumb";
+}
+
 /// As no-color.org has it: whatever the value, but empty means that colours are welcome.
 bool mayColor()
 {
     const char* const refused = std::getenv("NO_COLOR");
-    const char* const kind = std::getenv("TERM");
-    return (refused == nullptr || *refused == '\0') && kind != nullptr && std::string_view(kind) != "dumb";
+    return (refused == nullptr || *refused == '\0') && isDrawable();
 }
 
 /// SGR parameters of ECMA-48.
@@ -53,6 +59,11 @@ Terminal Terminal::ofStandardOutput()
         terminal.width = size.ws_col;
     }
     return terminal;
+}
+
+bool Terminal::isStandardErrorDrawable()
+{
+    return isatty(STDERR_FILENO) != 0 && isDrawable();
 }
 
 std::string Terminal::painted(std::string_view text, Look look) const

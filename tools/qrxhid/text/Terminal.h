@@ -16,6 +16,8 @@ struct Terminal {
     bool hasColor = false;
 
     static Terminal ofStandardOutput();
+    /// Standard error is a terminal that knows how to erase a line.
+    static bool isStandardErrorDrawable();
 
     enum class Look { title, good, bad, warning, faint };
     /// The text as it is, or between escape sequences that give it this look.

@@ -18,12 +18,16 @@ public:
     /// Times the recorded speed; 0 is as fast as the reports are taken.
     double speed() const { return _speed; }
     bool isEnough(std::uint64_t reports) const { return _count && reports >= *_count; }
+    /// After how many seconds to end.
+    std::optional<double> seconds() const { return _seconds; }
 
 private:
     std::optional<std::string> _speedText;
     std::optional<std::string> _countText;
+    std::optional<std::string> _secondsText;
     double _speed = 1;
     std::optional<std::uint64_t> _count;
+    std::optional<double> _seconds;
 };
 
 } // namespace qrxhid

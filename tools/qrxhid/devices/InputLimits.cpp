@@ -1,4 +1,4 @@
-#include "commands/InputLimits.h"
+#include "devices/InputLimits.h"
 
 #include "OptionValues.h"
 #include "UsageError.h"
@@ -10,6 +10,7 @@ void InputLimits::declareOptions(CLI::App& app)
     app.add_option("--speed", _speedText, "Play recordings at this multiple of their speed; 0: as fast as possible (1)")
         ->type_name("FACTOR");
     app.add_option("--count", _countText, "End after this many input reports")->type_name("N");
+    app.add_option("--time", _secondsText, "End after this many seconds")->type_name("S");
 }
 
 void InputLimits::checkOptions(const std::string& command, bool hasRecordings)
@@ -19,6 +20,9 @@ void InputLimits::checkOptions(const std::string& command, bool hasRecordings)
     }
     if (_countText) {
         _count = parseCount(*_countText);
+    }
+    if (_secondsText) {
+        _seconds = parseSeconds("--time", *_secondsText);
     }
     if (_speedText && !hasRecordings) {
         throw UsageError("--speed is for recordings", "qrxhid " + command + " --recording FILE... --speed FACTOR");
