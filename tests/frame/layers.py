@@ -72,6 +72,7 @@ GUESTS = {
     # Tests of a room look into that room, and into those below it from which they take what they check with. Others use
     # what programs use.
     "tests": (),
+    "tests/support": ("Platform/Base",),
     "tests/text": ("Text",),
     "tests/hid": ("HID",),
     "tests/unit": ("Sources", "Sources/mac"),

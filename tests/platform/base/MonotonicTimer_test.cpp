@@ -9,17 +9,14 @@
 #include <sys/timerfd.h>
 
 #include <chrono>
+#include <cstdint>
 #include <system_error>
 
 namespace {
 
 using qrx::platform::MonotonicTimer;
 
-std::uint64_t steadyUs()
-{
-    const auto passed = std::chrono::steady_clock::now().time_since_epoch();
-    return static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(passed).count());
-}
+using Clock = std::chrono::steady_clock;
 
 /// Microseconds until it becomes readable; 0 if it never does, or is.
 std::uint64_t leftUs(const MonotonicTimer& timer)
@@ -36,39 +33,53 @@ bool isReadable(const MonotonicTimer& timer, int timeoutMs)
     return ::poll(&one, 1, timeoutMs) == 1;
 }
 
-TEST(MonotonicTimer, NowIsTheTimeOfTheMonotonicClock)
-{
-    const std::uint64_t before = steadyUs();
-    const std::uint64_t now = MonotonicTimer::nowUs();
-    EXPECT_LE(before, now);
-    EXPECT_LE(now, steadyUs());
-}
-
 TEST(MonotonicTimer, ItIsDueAtThatMoment)
 {
     MonotonicTimer timer;
-    constexpr std::uint64_t kFarUs = 1'234'567'890;
-    const std::uint64_t due = MonotonicTimer::nowUs() + kFarUs;
-    timer.setDue(due);
-    const std::uint64_t before = MonotonicTimer::nowUs();
-    const std::uint64_t left = leftUs(timer);
-    // Whole microseconds are counted, so that one may be lost.
-    EXPECT_GE(left + 2, due - MonotonicTimer::nowUs());
-    EXPECT_LE(left, due - before);
+    const auto due = Clock::now() + std::chrono::seconds(1'234);
+    EXPECT_TRUE(timer.setDue(due));
+    const auto before = Clock::now();
+    const auto left = std::chrono::microseconds(leftUs(timer));
+    EXPECT_LE(left, due - before + std::chrono::milliseconds(1)) << "which the setting itself may take";
+    EXPECT_GE(left + std::chrono::microseconds(2), due - Clock::now()) << "whole microseconds are counted";
     EXPECT_FALSE(isReadable(timer, 0));
 }
 
-TEST(MonotonicTimer, WhatIsPastIsDueAtOnceAndStaysSo)
+TEST(MonotonicTimer, WhatIsPastIsDueAtOnceAndStaysSoUntilItIsTaken)
 {
     MonotonicTimer timer;
     EXPECT_FALSE(isReadable(timer, 0)) << "not set yet";
-    for (const std::uint64_t due : {std::uint64_t{0}, std::uint64_t{1}, MonotonicTimer::nowUs() - 1}) {
-        timer.setDue(due);
-        EXPECT_TRUE(isReadable(timer, 10'000)) << due;
-        EXPECT_TRUE(isReadable(timer, 0)) << due;
-        timer.clear();
-        EXPECT_FALSE(isReadable(timer, 0)) << due;
-        EXPECT_EQ(0u, leftUs(timer));
+    EXPECT_FALSE(timer.take());
+    int round = 0;
+    for (const auto due : {Clock::time_point::min(), Clock::time_point(), Clock::now()}) {
+        EXPECT_TRUE(timer.setDue(due));
+        EXPECT_TRUE(isReadable(timer, 10'000)) << round;
+        EXPECT_TRUE(isReadable(timer, 0)) << round;
+        EXPECT_TRUE(timer.take());
+        EXPECT_FALSE(isReadable(timer, 0)) << round;
+        EXPECT_FALSE(timer.take()) << round;
+        ++round;
+    }
+}
+
+TEST(MonotonicTimer, ATimerThatIsClearedDoesNotRunOut)
+{
+    MonotonicTimer timer;
+    timer.setDue({});
+    EXPECT_TRUE(timer.clear());
+    EXPECT_FALSE(isReadable(timer, 0));
+    EXPECT_EQ(0u, leftUs(timer));
+}
+
+TEST(MonotonicTimer, AnIntervalRunsOutAgainAndAgain)
+{
+    MonotonicTimer timer;
+    const auto began = Clock::now();
+    EXPECT_TRUE(timer.setInterval(std::chrono::milliseconds(20)));
+    for (int round = 1; round <= 3; ++round) {
+        ASSERT_TRUE(isReadable(timer, 10'000));
+        EXPECT_GE(Clock::now() - began, std::chrono::milliseconds(20 * round));
+        EXPECT_TRUE(timer.take());
     }
 }
 
@@ -86,6 +97,18 @@ TEST(MonotonicTimer, WithoutADescriptorItCannotBe)
         EXPECT_THROW(MonotonicTimer(), std::system_error);
     }
     EXPECT_NO_THROW(MonotonicTimer());
+}
+
+TEST(MonotonicTimer, AClosedTimerTakesEveryRequestAndSaysSo)
+{
+    MonotonicTimer timer;
+    timer.setDue({});
+    timer.close();
+    EXPECT_FALSE(timer.isOpen());
+    EXPECT_FALSE(timer.setDue({}));
+    EXPECT_FALSE(timer.setInterval(std::chrono::seconds(1)));
+    EXPECT_FALSE(timer.clear());
+    EXPECT_FALSE(timer.take());
 }
 
 } // namespace

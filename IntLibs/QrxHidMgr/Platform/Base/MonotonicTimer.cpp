@@ -1,49 +1,59 @@
 #include "MonotonicTimer.h"
 
-#include <unistd.h>
-
-#include <algorithm>
 #include <cerrno>
-#include <ctime>
+#include <cstdint>
 #include <system_error>
 
 namespace qrx::platform {
 
-// The monotonic clock: setting the time of day neither delays a timer nor fires it.
-MonotonicTimer::MonotonicTimer() : _timer(::timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC | TFD_NONBLOCK))
+namespace {
+
+timespec timeOf(std::chrono::nanoseconds duration)
+{
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(duration);
+    return {seconds.count(), (duration - seconds).count()};
+}
+
+} // namespace
+
+MonotonicTimer::MonotonicTimer() : MonotonicTimer(SystemCalls::ofProcess())
 {
     if (!_timer.isOpen()) {
         throw std::system_error(errno, std::generic_category(), "no timer can be made");
     }
 }
 
-std::uint64_t MonotonicTimer::nowUs()
+bool MonotonicTimer::setDue(Time due)
 {
-    timespec now{};
-    ::clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<std::uint64_t>(now.tv_sec) * 1'000'000 + static_cast<std::uint64_t>(now.tv_nsec) / 1'000;
+    const Time now = _calls.now();
+    // A length of 0 would switch the timer off.
+    return set(due > now ? due - now : std::chrono::nanoseconds(1), {});
 }
 
-void MonotonicTimer::setDue(std::uint64_t timeUs)
+bool MonotonicTimer::setInterval(std::chrono::nanoseconds interval)
 {
-    // A time of 0 would disarm the timer.
-    timeUs = std::max<std::uint64_t>(timeUs, 1);
-    itimerspec due{};
-    due.it_value.tv_sec = static_cast<time_t>(timeUs / 1'000'000);
-    due.it_value.tv_nsec = static_cast<long>(timeUs % 1'000'000 * 1'000);
-    set(due);
+    return set(interval, interval);
 }
 
-void MonotonicTimer::clear()
+bool MonotonicTimer::clear()
 {
-    set({});
+    return set({}, {});
 }
 
-void MonotonicTimer::set(const itimerspec& due)
+bool MonotonicTimer::set(std::chrono::nanoseconds first, std::chrono::nanoseconds interval)
 {
-    if (!_process.isInherited()) {
-        ::timerfd_settime(_timer.get(), TFD_TIMER_ABSTIME, &due, nullptr);
+    if (!_timer.isOpen() || _process.isInherited()) {
+        errno = EBADF;
+        return false;
     }
+    return _calls.timerSet(_timer.get(), {timeOf(interval), timeOf(first)}) == 0;
+}
+
+bool MonotonicTimer::take()
+{
+    std::uint64_t expirations = 0;
+    return _timer.isOpen() && !_process.isInherited() &&
+           _calls.read(_timer.get(), &expirations, sizeof expirations) == sizeof expirations;
 }
 
 } // namespace qrx::platform

@@ -2,9 +2,13 @@
 
 #include "NeverDestroyed.h"
 
+#include <atomic>
+#include <cerrno>
+
 #include <dirent.h>
 #include <fcntl.h>
 #include <linux/magic.h>
+#include <sys/eventfd.h>
 #include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <sys/statfs.h>
@@ -19,6 +23,29 @@ SystemCalls& SystemCalls::kernel()
     // allocation, because descriptors are closed where memory is short.
     static NeverDestroyed<SystemCalls> sm_Kernel;
     return sm_Kernel.value;
+}
+
+namespace {
+
+constinit std::atomic<SystemCalls*> sm_Replacement{nullptr};
+
+/// The kernel's own form of a time, 64 bits wide everywhere.
+struct KernelTime {
+    std::int64_t seconds;
+    std::int64_t nanoseconds;
+};
+
+} // namespace
+
+SystemCalls& SystemCalls::ofProcess()
+{
+    SystemCalls* const replacement = sm_Replacement.load(std::memory_order_acquire);
+    return replacement != nullptr ? *replacement : kernel();
+}
+
+SystemCalls* SystemCalls::replaceOfProcess(SystemCalls* calls)
+{
+    return sm_Replacement.exchange(calls, std::memory_order_acq_rel);
 }
 
 int SystemCalls::openAt(int directory, const char* path, int flags)
@@ -100,9 +127,49 @@ int SystemCalls::epollAdd(int epollFd, int fd, epoll_event& interest)
     return ::epoll_ctl(epollFd, EPOLL_CTL_ADD, fd, &interest);
 }
 
+int SystemCalls::epollRemove(int epollFd, int fd)
+{
+    epoll_event unused{}; // kernels before 2.6.9 wanted one
+    return ::epoll_ctl(epollFd, EPOLL_CTL_DEL, fd, &unused);
+}
+
 int SystemCalls::epollWait(int epollFd, epoll_event* events, int count, int timeoutMs)
 {
+#ifdef SYS_epoll_wait
+    // A look that does not wait is no place to be cancelled either, see above.
+    if (timeoutMs == 0) {
+        return static_cast<int>(::syscall(SYS_epoll_wait, epollFd, events, count, 0));
+    }
+#endif
     return ::epoll_wait(epollFd, events, count, timeoutMs);
+}
+
+int SystemCalls::epollWaitPrecisely(int epollFd, epoll_event* events, int count, std::chrono::nanoseconds timeout)
+{
+#ifdef SYS_epoll_pwait2
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(timeout);
+    const KernelTime time{seconds.count(), (timeout - seconds).count()};
+    return static_cast<int>(::syscall(SYS_epoll_pwait2, epollFd, events, count, &time, nullptr, std::size_t{0}));
+#else
+    static_cast<void>(epollFd), static_cast<void>(events), static_cast<void>(count), static_cast<void>(timeout);
+    errno = ENOSYS;
+    return -1;
+#endif
+}
+
+int SystemCalls::poll(pollfd* descriptors, std::size_t count, int timeoutMs)
+{
+    return ::poll(descriptors, count, timeoutMs);
+}
+
+int SystemCalls::duplicate(int fd)
+{
+    return ::fcntl(fd, F_DUPFD_CLOEXEC, 0);
+}
+
+int SystemCalls::eventCreate()
+{
+    return ::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
 }
 
 int SystemCalls::timerCreate()

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/stat.h>
 #include <sys/timerfd.h>
@@ -27,6 +28,12 @@ public:
 
     /// The real ones; lives as long as the process.
     static SystemCalls& kernel();
+    /// Those of whatever is made without being given any, as run loops and notification ports are: the kernel's, unless
+    /// a test has put others in their place.
+    static SystemCalls& ofProcess();
+    /// Puts others in the place of the kernel's, or takes them away again (null), for what is made from then on. They
+    /// must outlive that. Returns what was there.
+    static SystemCalls* replaceOfProcess(SystemCalls* calls);
 
     /// openat(2); `directory` is AT_FDCWD or an open directory.
     virtual int openAt(int directory, const char* path, int flags);
@@ -52,7 +59,17 @@ public:
     virtual int epollCreate();
     /// epoll_ctl(2) with EPOLL_CTL_ADD.
     virtual int epollAdd(int epollFd, int fd, epoll_event& interest);
+    /// epoll_ctl(2) with EPOLL_CTL_DEL.
+    virtual int epollRemove(int epollFd, int fd);
     virtual int epollWait(int epollFd, epoll_event* events, int count, int timeoutMs);
+    /// epoll_pwait2(2): with nanoseconds, where the kernel has it (5.11). ENOSYS where it has not; EPERM in sandboxes
+    /// that refuse unknown calls.
+    virtual int epollWaitPrecisely(int epollFd, epoll_event* events, int count, std::chrono::nanoseconds timeout);
+    virtual int poll(pollfd* descriptors, std::size_t count, int timeoutMs);
+    /// fcntl(2) with F_DUPFD_CLOEXEC.
+    virtual int duplicate(int fd);
+    /// eventfd(2): non-blocking, closed at an exec.
+    virtual int eventCreate();
     /// timerfd_create(2): of the monotonic clock, non-blocking, closed at an exec.
     virtual int timerCreate();
     /// timerfd_settime(2), relative.

@@ -44,8 +44,7 @@ LoopAlarm::~LoopAlarm() = default;
 
 void LoopAlarm::setDue(Clock::time_point due)
 {
-    const auto sinceStart = std::chrono::ceil<std::chrono::microseconds>(due.time_since_epoch()).count();
-    _body->timer.setDue(sinceStart > 0 ? static_cast<std::uint64_t>(sinceStart) : 1);
+    _body->timer.setDue(due);
     CFRunLoopAddSource(_body->loop, _body->source, kCFRunLoopDefaultMode);
 }
 

@@ -6,9 +6,12 @@
 
 #include <CoreFoundation/CoreFoundation.h>
 
+#include <chrono>
 #include <cmath>
 #include <stdexcept>
 #include <utility>
+
+using qrx::platform::MonotonicTimer;
 
 /// A run loop source on a timer. At a pace, the timer is set to the time of the next event. Without one, events are
 /// sent as long as the device has room, and the timer is set again when a reader has made room.
@@ -36,15 +39,15 @@ private:
     static Body& bodyOf(void* info) { return *static_cast<Body*>(info); }
 
     bool isPaced() const { return _speed != kAsFastAsTaken; }
-    std::uint64_t dueTimeUs(const QrxRecordedEvent& event) const;
+    MonotonicTimer::Time dueTime(const QrxRecordedEvent& event) const;
     bool sendNext();
     void finish();
 
     /// Shared with the room listener, which may still run on a reader's thread after stop().
-    std::shared_ptr<qrx::platform::MonotonicTimer> _timer;
+    std::shared_ptr<MonotonicTimer> _timer;
     CFRunLoopSourceRef _source = nullptr;
     double _speed = 1;
-    std::uint64_t _startUs = 0;
+    MonotonicTimer::Time _started;
 };
 
 namespace {
@@ -59,10 +62,10 @@ void QrxRecordingPlayer::Body::start(double newSpeed)
     stop();
     // A new timer for each start: a room listener of an earlier playback may still run on another thread and set the
     // old one.
-    _timer = std::make_shared<qrx::platform::MonotonicTimer>();
+    _timer = std::make_shared<MonotonicTimer>();
     _speed = newSpeed;
     sentCount = 0;
-    _startUs = qrx::platform::MonotonicTimer::nowUs();
+    _started = _timer->now();
     CFRunLoopSourceContext1 context{};
     context.version = 1;
     context.info = this;
@@ -72,9 +75,9 @@ void QrxRecordingPlayer::Body::start(double newSpeed)
     CFRunLoopAddSource(CFRunLoopGetCurrent(), _source, kCFRunLoopDefaultMode);
     if (!isPaced()) {
         // The listener runs on the reader's thread. It only sets the timer, which the loop of this thread then notices.
-        device->setRoomListener(this, [waker = _timer] { waker->setDue(0); });
+        device->setRoomListener(this, [waker = _timer] { waker->setDue({}); });
     }
-    _timer->setDue(0);
+    _timer->setDue({});
 }
 
 void QrxRecordingPlayer::Body::stop()
@@ -90,11 +93,12 @@ void QrxRecordingPlayer::Body::stop()
     _timer.reset();
 }
 
-std::uint64_t QrxRecordingPlayer::Body::dueTimeUs(const QrxRecordedEvent& event) const
+MonotonicTimer::Time QrxRecordingPlayer::Body::dueTime(const QrxRecordedEvent& event) const
 {
     // Times count from the first event, since recorders begin their clocks when they please.
     const std::uint64_t sinceFirst = event.timeUs - recording.events.front().timeUs;
-    return _startUs + static_cast<std::uint64_t>(std::fmin(static_cast<double>(sinceFirst) / _speed, kMaximumDelayUs));
+    const double delayUs = std::fmin(static_cast<double>(sinceFirst) / _speed, kMaximumDelayUs);
+    return _started + std::chrono::microseconds(static_cast<std::int64_t>(delayUs));
 }
 
 /// False if the next event has to wait.
@@ -104,9 +108,9 @@ bool QrxRecordingPlayer::Body::sendNext()
     const int interfaceNumber = recording.interfaces[event.interfaceIndex].number;
     // At a pace the report is sent whether or not there is room, as a real device would: it may be lost.
     if (isPaced()) {
-        const std::uint64_t dueUs = dueTimeUs(event);
-        if (dueUs > qrx::platform::MonotonicTimer::nowUs()) {
-            _timer->setDue(dueUs);
+        const auto due = dueTime(event);
+        if (due > _timer->now()) {
+            _timer->setDue(due);
             return false;
         }
     } else if (!device->hasRoom(interfaceNumber)) {
@@ -115,7 +119,7 @@ bool QrxRecordingPlayer::Body::sendNext()
         if (!device->hasRoom(interfaceNumber)) {
             return false;
         }
-        _timer->setDue(0);
+        _timer->setDue({});
     }
     device->sendInputReport(interfaceNumber, event.bytes);
     ++sentCount;

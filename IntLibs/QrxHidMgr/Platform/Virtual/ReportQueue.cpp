@@ -5,17 +5,11 @@
 
 #include "ReportQueue.h"
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 #include <utility>
 
 namespace qrx::platform {
 
-ReportQueue::ReportQueue(std::size_t depth)
-    : _waiting(depth), _fetched(depth), _event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
-{
-}
+ReportQueue::ReportQueue(std::size_t depth) : _waiting(depth), _fetched(depth), _event(SystemCalls::ofProcess()) {}
 
 bool ReportQueue::push(std::span<const std::uint8_t> report)
 {
@@ -28,7 +22,7 @@ bool ReportQueue::push(std::span<const std::uint8_t> report)
     // Into the memory of an earlier report: nothing is allocated once all places have been used.
     _waiting[_waitingCount].assign(report.begin(), report.end());
     if (_waitingCount++ == 0) {
-        raiseEvent();
+        _event.raise();
     }
     return true;
 }
@@ -38,7 +32,7 @@ void ReportQueue::end()
     const std::scoped_lock lock(_mutex);
     if (!_ended) {
         _ended = true;
-        raiseEvent();
+        _event.raise();
     }
 }
 
@@ -71,26 +65,9 @@ bool ReportQueue::fetchWaiting()
     _nextFetched = 0;
     // At the end the descriptor stays readable, so that a loop that looks later still finds the end.
     if (!_ended) {
-        clearEvent();
+        _event.clear();
     }
     return true;
-}
-
-// The counter is 0 or 1 (2 when a queue that has reports ends), so neither call can fail or block.
-void ReportQueue::raiseEvent()
-{
-    if (!_process.isInherited()) {
-        const std::uint64_t one = 1;
-        [[maybe_unused]] const ssize_t written = ::write(_event.get(), &one, sizeof one);
-    }
-}
-
-void ReportQueue::clearEvent()
-{
-    if (!_process.isInherited()) {
-        std::uint64_t count = 0;
-        [[maybe_unused]] const ssize_t taken = ::read(_event.get(), &count, sizeof count);
-    }
 }
 
 } // namespace qrx::platform

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "Base/FileDescriptor.h"
-#include "Base/ProcessMark.h"
+#include "Base/WakeEvent.h"
 #include "Provider/Provider.h"
 
 #include <atomic>
@@ -26,7 +25,7 @@ public:
     std::uint64_t lostCount() const { return _lost.load(std::memory_order_relaxed); }
 
     /// Readable while reports wait or the queue has ended. -1 if the system had no descriptor to give.
-    int descriptor() const { return _event.get(); }
+    int descriptor() const { return _event.descriptor(); }
     /// The reader's: as HIDChannel::takeReport. `fetched` tells whether the writers got their room back.
     HIDChannel::Next take(std::span<const std::uint8_t>& report, bool& fetched);
     /// The reader's: as HIDChannel::hasFetchedReports.
@@ -34,8 +33,6 @@ public:
 
 private:
     bool fetchWaiting();
-    void raiseEvent();
-    void clearEvent();
 
     mutable std::mutex _mutex;
     std::vector<std::vector<std::uint8_t>> _waiting;
@@ -47,8 +44,7 @@ private:
     std::size_t _fetchedCount = 0;
     std::size_t _nextFetched = 0;
 
-    FileDescriptor _event;
-    const ProcessMark _process;
+    WakeEvent _event;
 };
 
 } // namespace qrx::platform

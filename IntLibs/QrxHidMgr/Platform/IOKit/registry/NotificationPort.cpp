@@ -19,14 +19,10 @@
 #include <system_error>
 #include <utility>
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 using qrx::iokit::CFRef;
 using qrx::iokit::Registry;
 using qrx::iokit::RegistryEntry;
 using qrx::iokit::registryLock;
-using qrx::platform::FileDescriptor;
 
 namespace {
 
@@ -69,16 +65,16 @@ void qrx::iokit::setBeforeEnd(BeforeEnd function)
     sm_BeforeEnd.store(function, std::memory_order_release);
 }
 
-IONotificationPort::IONotificationPort() : _event(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+IONotificationPort::IONotificationPort() : _event(qrx::platform::SystemCalls::ofProcess())
 {
-    if (!_event.isOpen() || !_set.watch(_event.get())) {
+    if (!_event.isOpen() || !_watcher.watch(_event.descriptor())) {
         throw std::system_error(errno, std::generic_category(), "arrivals and removals cannot be waited for");
     }
 }
 
 void IONotificationPort::makeSource()
 {
-    auto link = std::make_unique<Link>(Link{weak_from_this(), _set.descriptor()});
+    auto link = std::make_unique<Link>(Link{weak_from_this(), _watcher.descriptor()});
     CFRunLoopSourceContext1 context{};
     context.version = 1;
     context.info = link.get();
@@ -229,31 +225,21 @@ std::shared_ptr<qrx::iokit::Notification> IONotificationPort::firstDue(std::uint
 
 void IONotificationPort::wakeIfDue()
 {
-    if (!_process.isInherited() && firstDue(UINT64_MAX)) {
-        // Written each time, whether or not the descriptor is readable already: one read takes all.
-        const std::uint64_t one = 1;
-        [[maybe_unused]] const auto written = ::write(_event.get(), &one, sizeof one);
-    }
-}
-
-void IONotificationPort::forgetWake()
-{
-    if (!_process.isInherited()) {
-        std::uint64_t count = 0;
-        [[maybe_unused]] const auto taken = ::read(_event.get(), &count, sizeof count);
+    if (firstDue(UINT64_MAX)) {
+        _event.raise();
     }
 }
 
 void IONotificationPort::perform()
 {
     Registry& registry = Registry::instance();
-    registry.providers().handleEvents(_set);
+    registry.providers().handleEvents(_watcher);
 
     CFRef<CFRunLoopSourceRef> source;
     std::uint64_t upTo = 0;
     {
         const std::lock_guard guard(registryLock());
-        forgetWake();
+        _event.clear();
         // Events after this point wait for the next call, so that a device that comes and goes without end cannot keep
         // the loop.
         upTo = registry.sequence();
@@ -343,8 +329,8 @@ void IONotificationPort::callBack(Notification& notification, io_iterator_t iter
     };
     try {
         notification.callback(notification.refcon, iterator);
-    // Out of memory in the callback: the application could not take note of the entries, so it gets them again. Any
-    // other exception is the application's own.
+        // Out of memory in the callback: the application could not take note of the entries, so it gets them again. Any
+        // other exception is the application's own.
     } catch (const std::bad_alloc&) {
         const std::lock_guard guard(registryLock());
         finish();
@@ -384,6 +370,6 @@ void IONotificationPort::close(std::vector<std::shared_ptr<Notification>>& dropp
 
 void IONotificationPort::closeDescriptors()
 {
-    _event = FileDescriptor();
-    _set.close();
+    _event.close();
+    _watcher.close();
 }

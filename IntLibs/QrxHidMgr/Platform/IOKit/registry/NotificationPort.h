@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Base/FileDescriptor.h"
-#include "EpollSet.h"
+#include "Base/WakeEvent.h"
 #include "Notification.h"
 #include "RegistryEntry.h"
+#include "Watcher.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 #include <IOKit/IOKitLib.h>
@@ -56,7 +56,7 @@ public:
     /// Some notification looks below the USB interfaces.
     bool reachesHid() const;
     /// Not under the lock: the set has its own order of use, see ProviderSet.
-    qrx::iokit::EpollSet& set() { return _set; }
+    qrx::iokit::Watcher& watcher() { return _watcher; }
 
     /// Room for one notification more, so that `add` takes no memory.
     void reserve() { _notifications.reserve(_notifications.size() + 1); }
@@ -100,11 +100,9 @@ private:
     void handOutAgain(Notification& notification, Notification::Events& handedOut, Notification::Events& withdrawn);
     /// Wakes the run loop if something is due.
     void wakeIfDue();
-    void forgetWake();
 
-    qrx::iokit::EpollSet _set;
-    qrx::platform::FileDescriptor _event;
-    const qrx::platform::ProcessMark _process;
+    qrx::iokit::Watcher _watcher;
+    qrx::platform::WakeEvent _event;
     /// A weak link: the one reference may be released by the user, who only borrowed it. Cleared when the source ends.
     CFRunLoopSourceRef _source = nullptr;
     bool _isClosed = false;

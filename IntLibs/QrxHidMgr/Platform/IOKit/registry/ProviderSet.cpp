@@ -1,11 +1,12 @@
 // All calls of providers go through here, one at a time. Watching begins with the first port that observes and ends
 // with the last. A provider that cannot be watched now (no descriptor is free) has -1 in the list; it is asked again
-// before each enumeration, and once a second by a timer in the watcher's set.
+// before each enumeration, and once a second by a timer in the watcher.
 
 #include "ProviderSet.h"
 
 #include "Base/Log.h"
-#include "EpollSet.h"
+#include "Base/SystemCalls.h"
+#include "Watcher.h"
 
 #include <algorithm>
 #include <new>
@@ -37,15 +38,15 @@ void ProviderSet::refresh()
     }
 }
 
-void ProviderSet::updateWatcher(EpollSet& set, const std::function<bool()>& isWanted)
+void ProviderSet::updateWatcher(Watcher& watcher, const std::function<bool()>& isWanted)
 {
     const std::lock_guard guard(_mutex);
-    const auto place = std::find(_watchers.begin(), _watchers.end(), &set);
+    const auto place = std::find(_watchers.begin(), _watchers.end(), &watcher);
     const bool isThere = place != _watchers.end();
     // Asked under this lock: of two threads that change their minds, the later one decides.
     const bool isDue = isWanted();
     if (isDue && !isThere) {
-        _watchers.push_back(&set);
+        _watchers.push_back(&watcher);
         if (_isEnabled && !_isWatching) {
             try {
                 startWatching();
@@ -55,12 +56,12 @@ void ProviderSet::updateWatcher(EpollSet& set, const std::function<bool()>& isWa
                 throw;
             }
         } else {
-            watchWith(set);
+            watchWith(watcher);
         }
     } else if (!isDue && isThere) {
         _watchers.erase(place);
-        set.setRetrying(false);
-        std::for_each(_descriptors.begin(), _descriptors.end(), [&set](int fd) { set.forget(fd); });
+        watcher.setRetrying(false);
+        std::for_each(_descriptors.begin(), _descriptors.end(), [&watcher](int fd) { watcher.forget(fd); });
         if (_watchers.empty() && _isWatching) {
             stopWatching();
         }
@@ -81,7 +82,7 @@ void ProviderSet::startWatching()
         stopWatching();
         throw;
     }
-    std::for_each(_watchers.begin(), _watchers.end(), [this](EpollSet* watcher) { watchWith(*watcher); });
+    std::for_each(_watchers.begin(), _watchers.end(), [this](Watcher* watcher) { watchWith(*watcher); });
 }
 
 void ProviderSet::watchMissing()
@@ -94,10 +95,10 @@ void ProviderSet::watchMissing()
             _descriptors[index] = _providers[index]->startWatching(_sink);
         }
     }
-    std::for_each(_watchers.begin(), _watchers.end(), [this](EpollSet* watcher) { watchWith(*watcher); });
+    std::for_each(_watchers.begin(), _watchers.end(), [this](Watcher* watcher) { watchWith(*watcher); });
 }
 
-void ProviderSet::watchWith(EpollSet& watcher)
+void ProviderSet::watchWith(Watcher& watcher)
 {
     bool isWhole = true;
     for (const int fd : _descriptors) {
@@ -113,9 +114,9 @@ void ProviderSet::stopWatching()
     const std::vector<int> descriptors = std::move(_descriptors);
     _descriptors.clear();
     _isWatching = false;
-    std::for_each(_watchers.begin(), _watchers.end(), [](EpollSet* watcher) { watcher->setRetrying(false); });
+    std::for_each(_watchers.begin(), _watchers.end(), [](Watcher* watcher) { watcher->setRetrying(false); });
     for (const int fd : descriptors) {
-        for (EpollSet* watcher : _watchers) {
+        for (Watcher* watcher : _watchers) {
             watcher->forget(fd);
         }
     }
@@ -126,7 +127,7 @@ void ProviderSet::stopWatching()
     }
 }
 
-void ProviderSet::handleEvents(EpollSet& watcher)
+void ProviderSet::handleEvents(Watcher& watcher)
 {
     const std::lock_guard guard(_mutex);
     try {
@@ -137,7 +138,7 @@ void ProviderSet::handleEvents(EpollSet& watcher)
         for (std::size_t index = 0; index < _descriptors.size(); ++index) {
             // The set says that something is readable, but not what: it is watched as a whole by the run loop.
             pollfd state{_descriptors[index], POLLIN, 0};
-            if (state.fd >= 0 && ::poll(&state, 1, 0) > 0) {
+            if (state.fd >= 0 && platform::SystemCalls::ofProcess().poll(&state, 1, 0) > 0) {
                 _providers[index]->handleEvents(_sink);
             }
         }

@@ -10,7 +10,7 @@
 
 namespace qrx::iokit {
 
-class EpollSet;
+class Watcher;
 
 /// The process's providers, and who watches them.
 ///
@@ -31,11 +31,11 @@ public:
     /// Adds the providers' descriptors to the watcher's set, or takes them out, as `isWanted` tells; it is asked with
     /// the lock held, so that of two threads that change their mind the last one counts. The first watcher starts the
     /// providers' watching, the last one ends it.
-    void updateWatcher(EpollSet& set, const std::function<bool()>& isWanted);
+    void updateWatcher(Watcher& watcher, const std::function<bool()>& isWanted);
 
     /// Lets the providers whose descriptors are readable look at their events. What could not be watched before is
     /// tried again, if the watcher's set says that the time has come.
-    void handleEvents(EpollSet& watcher);
+    void handleEvents(Watcher& watcher);
 
     void setEnabled(bool enabled);
 
@@ -46,7 +46,7 @@ private:
     /// Another try for the providers that could not be watched.
     void watchMissing();
     /// Lets the set have all descriptors, and try again later while one is missing.
-    void watchWith(EpollSet& watcher);
+    void watchWith(Watcher& watcher);
 
     platform::RegistrySink& _sink;
     std::mutex _mutex;
@@ -57,7 +57,7 @@ private:
     std::vector<std::unique_ptr<platform::Provider>> _providers;
     /// While watching: one for each provider, -1 where there is none.
     std::vector<int> _descriptors;
-    std::vector<EpollSet*> _watchers;
+    std::vector<Watcher*> _watchers;
 };
 
 } // namespace qrx::iokit

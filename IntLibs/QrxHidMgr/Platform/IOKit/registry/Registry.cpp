@@ -215,7 +215,7 @@ bool Registry::reachesHid() const
 
 void Registry::updateWatcher(IONotificationPort& port)
 {
-    _providers.updateWatcher(port.set(), [&port] {
+    _providers.updateWatcher(port.watcher(), [&port] {
         const std::lock_guard guard(registryLock());
         return port.isObserving();
     });

@@ -1,7 +1,6 @@
 #pragma once
 
-#include "Base/FileDescriptor.h"
-#include "Base/SystemCalls.h"
+#include "Base/MonotonicTimer.h"
 #include "DeviceMonitor.h"
 
 #include <chrono>
@@ -21,14 +20,13 @@ public:
     /// Asks once after the delay; a time that was set before is forgotten.
     void start(std::chrono::milliseconds delay);
 
-    int descriptor() const override { return _fd.get(); }
+    int descriptor() const override { return _timer.descriptor(); }
     Next take(DeviceEvent& event) override;
 
 private:
-    TimerMonitor(SystemCalls& calls, FileDescriptor fd) : _calls(calls), _fd(std::move(fd)) {}
+    explicit TimerMonitor(SystemCalls& calls) : _timer(calls) {}
 
-    SystemCalls& _calls;
-    FileDescriptor _fd;
+    MonotonicTimer _timer;
 };
 
 } // namespace qrx::platform

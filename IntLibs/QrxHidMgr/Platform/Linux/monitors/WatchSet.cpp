@@ -12,11 +12,13 @@ namespace {
 // There are at most three monitors and a timer.
 constexpr std::size_t kMostReady = 8;
 
+/// The other members have the index of their monitor.
+constexpr std::uint64_t kTimerToken = UINT64_MAX;
+
 } // namespace
 
 WatchSet::WatchSet(SystemCalls& calls, std::vector<std::unique_ptr<DeviceMonitor>> monitors)
-    : _calls(calls), _monitors(std::move(monitors)), _timer(calls, calls.timerCreate()),
-      _epoll(calls, calls.epollCreate())
+    : _monitors(std::move(monitors)), _timer(calls), _set(calls)
 {
 }
 
@@ -26,9 +28,9 @@ std::unique_ptr<WatchSet> WatchSet::make(SystemCalls& calls, std::vector<std::un
         return nullptr;
     }
     std::unique_ptr<WatchSet> set(new WatchSet(calls, std::move(monitors)));
-    bool isWhole = set->_timer.isOpen() && set->_epoll.isOpen() && set->add(set->_timer.get(), nullptr);
-    for (const auto& monitor : set->_monitors) {
-        isWhole = isWhole && set->add(monitor->descriptor(), monitor.get());
+    bool isWhole = set->_timer.isOpen() && set->_set.isOpen() && set->_set.add(set->_timer.descriptor(), kTimerToken);
+    for (std::size_t index = 0; index < set->_monitors.size(); ++index) {
+        isWhole = isWhole && set->_set.add(set->_monitors[index]->descriptor(), index);
     }
     // All or nothing: a set that lacks a monitor would miss events and never know.
     if (!isWhole) {
@@ -40,14 +42,6 @@ std::unique_ptr<WatchSet> WatchSet::make(SystemCalls& calls, std::vector<std::un
     return set;
 }
 
-bool WatchSet::add(int fd, DeviceMonitor* monitor)
-{
-    epoll_event interest{};
-    interest.events = EPOLLIN;
-    interest.data.ptr = monitor;
-    return _calls.epollAdd(_epoll.get(), fd, interest) == 0;
-}
-
 bool WatchSet::followsRules() const
 {
     return std::any_of(_monitors.begin(), _monitors.end(), [](const auto& monitor) { return monitor->followsRules(); });
@@ -55,20 +49,20 @@ bool WatchSet::followsRules() const
 
 std::vector<DeviceMonitor*> WatchSet::ready()
 {
-    if (_process.isInherited()) {
+    if (_set.isInherited()) {
         return {};
     }
     std::array<epoll_event, kMostReady> events{};
-    const int count = _calls.epollWait(_epoll.get(), events.data(), static_cast<int>(events.size()), 0);
+    const int count = _set.findReady(events);
     std::vector<DeviceMonitor*> monitors;
     for (int at = 0; at < count; ++at) {
-        if (events[static_cast<std::size_t>(at)].data.ptr != nullptr) {
-            monitors.push_back(static_cast<DeviceMonitor*>(events[static_cast<std::size_t>(at)].data.ptr));
+        const std::uint64_t token = events[static_cast<std::size_t>(at)].data.u64;
+        if (token != kTimerToken) {
+            monitors.push_back(_monitors[token].get());
             continue;
         }
-        // Read, so that the timer is quiet until it is set again.
-        std::uint64_t expirations = 0;
-        _calls.read(_timer.get(), &expirations, sizeof expirations);
+        // Taken, so that the timer is quiet until it is set again.
+        _timer.take();
         _due.reset();
     }
     return monitors;
@@ -77,18 +71,10 @@ std::vector<DeviceMonitor*> WatchSet::ready()
 void WatchSet::setTimer(std::optional<Time> due)
 {
     // Set anew after every visit, mostly to the same time: then nothing is done.
-    if (due == _due || _process.isInherited()) {
+    if (due == _due) {
         return;
     }
-    itimerspec when{};
-    if (due) {
-        // All zero would switch the timer off.
-        const auto rest = std::max(std::chrono::nanoseconds(*due - _calls.now()), std::chrono::nanoseconds(1));
-        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(rest);
-        when.it_value.tv_sec = seconds.count();
-        when.it_value.tv_nsec = (rest - seconds).count();
-    }
-    if (_calls.timerSet(_timer.get(), when) == 0) {
+    if (due ? _timer.setDue(*due) : _timer.clear()) {
         _due = due;
     }
 }

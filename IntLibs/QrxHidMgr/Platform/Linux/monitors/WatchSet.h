@@ -1,8 +1,7 @@
 #pragma once
 
-#include "Base/FileDescriptor.h"
-#include "Base/ProcessMark.h"
-#include "Base/SystemCalls.h"
+#include "Base/EpollSet.h"
+#include "Base/MonotonicTimer.h"
 #include "DeviceMonitor.h"
 
 #include <chrono>
@@ -22,7 +21,7 @@ public:
     static std::unique_ptr<WatchSet> make(SystemCalls& calls, std::vector<std::unique_ptr<DeviceMonitor>> monitors);
 
     /// Readable while a monitor has something or the timer has run out.
-    int descriptor() const { return _epoll.get(); }
+    int descriptor() const { return _set.descriptor(); }
 
     /// True if one of the monitors follows udevd's rules.
     bool followsRules() const;
@@ -35,14 +34,11 @@ public:
 
 private:
     WatchSet(SystemCalls& calls, std::vector<std::unique_ptr<DeviceMonitor>> monitors);
-    bool add(int fd, DeviceMonitor* monitor);
 
-    SystemCalls& _calls;
     std::vector<std::unique_ptr<DeviceMonitor>> _monitors;
-    FileDescriptor _timer;
-    FileDescriptor _epoll;
+    MonotonicTimer _timer;
+    EpollSet _set;
     std::optional<Time> _due;
-    const ProcessMark _process;
 };
 
 } // namespace qrx::platform

@@ -1,18 +1,18 @@
 #pragma once
 
-#include "Base/FileDescriptor.h"
-#include "Base/ProcessMark.h"
+#include "Base/EpollSet.h"
+#include "Base/MonotonicTimer.h"
 
 namespace qrx::iokit {
 
-/// An epoll descriptor: readable while any descriptor of its set is, and once a second while something could not be
-/// watched. A child that fork made leaves its parent's set and timer as they are.
-class EpollSet {
+/// The descriptors that a notification port waits for, behind one: readable while any of them is, and once a second
+/// while something could not be watched. A child that fork made leaves its parent's set and timer as they are.
+class Watcher {
 public:
     /// Throws std::system_error without a free descriptor.
-    EpollSet();
+    Watcher();
 
-    int descriptor() const { return _epoll.get(); }
+    int descriptor() const { return _set.descriptor(); }
 
     /// False if the descriptor cannot be watched now. One that is there already, and -1, are no matter.
     bool watch(int fd);
@@ -30,10 +30,9 @@ public:
     void close();
 
 private:
-    platform::FileDescriptor _epoll;
+    platform::EpollSet _set;
     /// Made with the set: when it is needed, no descriptor may be left.
-    platform::FileDescriptor _timer;
-    const platform::ProcessMark _process;
+    platform::MonotonicTimer _timer;
     bool _isRetrying = false;
 };
 

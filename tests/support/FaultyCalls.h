@@ -60,6 +60,11 @@ public:
     int epollCreate() override;
     int epollAdd(int epollFd, int fd, epoll_event& interest) override;
     int epollWait(int epollFd, epoll_event* events, int count, int timeoutMs) override;
+    int epollRemove(int epollFd, int fd) override;
+    int epollWaitPrecisely(int epollFd, epoll_event* events, int count, std::chrono::nanoseconds timeout) override;
+    int poll(pollfd* descriptors, std::size_t count, int timeoutMs) override;
+    int duplicate(int fd) override;
+    int eventCreate() override;
     int timerCreate() override;
     int timerSet(int fd, const itimerspec& when) override;
     int inotifyCreate() override;

@@ -1,4 +1,4 @@
-#include "IOKit/registry/EpollSet.h"
+#include "IOKit/registry/Watcher.h"
 
 #include <gtest/gtest.h>
 
@@ -21,7 +21,7 @@ constexpr int kDeadlineMs = 10000;
 /// Longer than the second between two tries.
 constexpr int kMoreThanOnePeriodMs = 1300;
 
-bool isReadable(const EpollSet& set, int timeoutMs = 0)
+bool isReadable(const Watcher& set, int timeoutMs = 0)
 {
     pollfd state{set.descriptor(), POLLIN, 0};
     return ::poll(&state, 1, timeoutMs) > 0;
@@ -33,9 +33,9 @@ platform::FileDescriptor readable()
     return platform::FileDescriptor(::eventfd(1, EFD_CLOEXEC | EFD_NONBLOCK));
 }
 
-TEST(EpollSet, IsReadableWhileADescriptorOfItIs)
+TEST(Watcher, IsReadableWhileADescriptorOfItIs)
 {
-    EpollSet set;
+    Watcher set;
     EXPECT_FALSE(isReadable(set));
     const platform::FileDescriptor event = readable();
     EXPECT_TRUE(set.watch(event.get()));
@@ -45,9 +45,9 @@ TEST(EpollSet, IsReadableWhileADescriptorOfItIs)
     EXPECT_FALSE(isReadable(set));
 }
 
-TEST(EpollSet, ADescriptorThatIsThereAlreadyAndNoneAtAllAreNoMatter)
+TEST(Watcher, ADescriptorThatIsThereAlreadyAndNoneAtAllAreNoMatter)
 {
-    EpollSet set;
+    Watcher set;
     const platform::FileDescriptor event = readable();
     EXPECT_TRUE(set.watch(event.get()));
     EXPECT_TRUE(set.watch(event.get()));
@@ -56,18 +56,18 @@ TEST(EpollSet, ADescriptorThatIsThereAlreadyAndNoneAtAllAreNoMatter)
     EXPECT_FALSE(isReadable(set)) << "it was there once";
 }
 
-TEST(EpollSet, SaysThatADescriptorCannotBeWatched)
+TEST(Watcher, SaysThatADescriptorCannotBeWatched)
 {
-    EpollSet set;
+    Watcher set;
     const platform::FileDescriptor event = readable();
     const int closed = ::fcntl(event.get(), F_DUPFD_CLOEXEC, 0);
     ::close(closed);
     EXPECT_FALSE(set.watch(closed));
 }
 
-TEST(EpollSet, WhatWasForgottenIsWatchedAnewOnRequest)
+TEST(Watcher, WhatWasForgottenIsWatchedAnewOnRequest)
 {
-    EpollSet set;
+    Watcher set;
     const platform::FileDescriptor event = readable();
     set.forget(event.get());
     set.forget(-1);
@@ -78,9 +78,9 @@ TEST(EpollSet, WhatWasForgottenIsWatchedAnewOnRequest)
     EXPECT_TRUE(isReadable(set));
 }
 
-TEST(EpollSet, RetryingIsReadableOnceASecond)
+TEST(Watcher, RetryingIsReadableOnceASecond)
 {
-    EpollSet set;
+    Watcher set;
     const auto began = Clock::now();
     set.setRetrying(true);
     for (int period = 1; period <= 2; ++period) {
@@ -93,9 +93,9 @@ TEST(EpollSet, RetryingIsReadableOnceASecond)
     }
 }
 
-TEST(EpollSet, AskingForRetriesAgainDoesNotPutThemOff)
+TEST(Watcher, AskingForRetriesAgainDoesNotPutThemOff)
 {
-    EpollSet set;
+    Watcher set;
     const auto deadline = Clock::now() + milliseconds(kDeadlineMs);
     do {
         ASSERT_LT(Clock::now(), deadline);
@@ -103,9 +103,9 @@ TEST(EpollSet, AskingForRetriesAgainDoesNotPutThemOff)
     } while (!isReadable(set, 10));
 }
 
-TEST(EpollSet, RetriesEndOnRequest)
+TEST(Watcher, RetriesEndOnRequest)
 {
-    EpollSet set;
+    Watcher set;
     set.setRetrying(true);
     ASSERT_TRUE(isReadable(set, kDeadlineMs));
     set.setRetrying(false);
@@ -113,9 +113,9 @@ TEST(EpollSet, RetriesEndOnRequest)
     EXPECT_FALSE(isReadable(set, kMoreThanOnePeriodMs));
 }
 
-TEST(EpollSet, AClosedSetHasNoDescriptorAndTakesEveryRequest)
+TEST(Watcher, AClosedSetHasNoDescriptorAndTakesEveryRequest)
 {
-    EpollSet set;
+    Watcher set;
     const platform::FileDescriptor event = readable();
     EXPECT_TRUE(set.watch(event.get()));
     set.close();

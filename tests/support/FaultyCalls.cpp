@@ -139,6 +139,31 @@ int FaultyCalls::epollWait(int epollFd, epoll_event* events, int count, int time
     return begin("epoll_wait") ? _next.epollWait(epollFd, events, count, timeoutMs) : -1;
 }
 
+int FaultyCalls::epollRemove(int epollFd, int fd)
+{
+    return begin("epoll_ctl del") ? _next.epollRemove(epollFd, fd) : -1;
+}
+
+int FaultyCalls::epollWaitPrecisely(int epollFd, epoll_event* events, int count, std::chrono::nanoseconds timeout)
+{
+    return begin("epoll_pwait2") ? _next.epollWaitPrecisely(epollFd, events, count, timeout) : -1;
+}
+
+int FaultyCalls::poll(pollfd* descriptors, std::size_t count, int timeoutMs)
+{
+    return begin("poll") ? _next.poll(descriptors, count, timeoutMs) : -1;
+}
+
+int FaultyCalls::duplicate(int fd)
+{
+    return begin("dup") ? opened(_next.duplicate(fd)) : -1;
+}
+
+int FaultyCalls::eventCreate()
+{
+    return begin("eventfd") ? opened(_next.eventCreate()) : -1;
+}
+
 int FaultyCalls::inotifyCreate()
 {
     return begin("inotify_init") ? opened(_next.inotifyCreate()) : -1;

@@ -1,0 +1,55 @@
+#pragma once
+
+#include "FileDescriptor.h"
+#include "ProcessMark.h"
+#include "SystemCalls.h"
+
+#include <chrono>
+#include <cstdint>
+#include <optional>
+#include <span>
+
+namespace qrx::platform {
+
+/// An epoll instance: descriptors that are waited for together. Level-triggered. A child that fork made shares its
+/// parent's instance, so there the set does nothing but close its descriptor.
+///
+/// add and remove may be called from any thread, the others by one thread at a time.
+class EpollSet {
+public:
+    /// Not open, with errno, if there is no descriptor free.
+    explicit EpollSet(SystemCalls& calls) : _calls(calls), _epoll(calls, calls.epollCreate()) {}
+
+    bool isOpen() const { return _epoll.isOpen(); }
+    /// Readable while a member is. -1 once closed.
+    int descriptor() const { return _epoll.get(); }
+    /// True in a child that fork has made since.
+    bool isInherited() const { return _process.isInherited(); }
+
+    /// Adds a descriptor under a token. False with errno if that is not possible: EEXIST for a member.
+    bool add(int fd, std::uint64_t token);
+    /// Says nothing about a descriptor that is no member: one that was closed has left the set by itself.
+    void remove(int fd);
+
+    /// Finds members that are readable or in a state of error, without waiting: their number, or -1 with errno.
+    int findReady(std::span<epoll_event> found)
+    {
+        return _calls.epollWait(_epoll.get(), found.data(), static_cast<int>(found.size()), 0);
+    }
+
+    /// As findReady, but waits for a member, until the time has passed (nothing: for ever) or a signal interrupts.
+    int waitReady(std::span<epoll_event> found, std::optional<std::chrono::nanoseconds> most);
+
+    void close() { _epoll.close(); }
+    /// The descriptor was closed by others: its number is nobody's now, or somebody else's.
+    void abandon() { _epoll.release(); }
+
+private:
+    SystemCalls& _calls;
+    FileDescriptor _epoll;
+    /// False once the kernel has refused to wait with nanoseconds. The waiting thread's.
+    bool _waitsPrecisely = true;
+    const ProcessMark _process;
+};
+
+} // namespace qrx::platform
