@@ -44,6 +44,13 @@ class Json(ToolTest):
             for line in lines:
                 self.check("watch", line)
 
+    def test_each_line_of_top_is_as_described(self):
+        lines = self.succeed("top", "--every", "0.1", "--time", "0.35", "--json", "--recording", *ALL).splitlines()
+        self.assertGreater(len(lines), 2)
+        documents = [self.check("top", line) for line in lines]
+        self.assertEqual(["total"], [one["event"] for one in documents if one["event"] != "period"])
+        self.assertEqual("total", documents[-1]["event"])
+
     def test_a_doctors_findings_are_as_described(self):
         self.check("doctor", run("doctor", "--json").out)
 

@@ -13,6 +13,7 @@
 #include "commands/RecordCommand.h"
 #include "commands/RuleCommand.h"
 #include "commands/SendCommand.h"
+#include "commands/TopCommand.h"
 #include "commands/TreeCommand.h"
 #include "commands/WatchCommand.h"
 
@@ -29,10 +30,10 @@ constexpr CommandRow rowOf()
 }
 
 constexpr CommandRow kCommands[] = {
-    rowOf<ListCommand>(),   rowOf<TreeCommand>(),   rowOf<DumpCommand>(),   rowOf<DescriptorCommand>(),
-    rowOf<LintCommand>(),   rowOf<DecodeCommand>(), rowOf<EncodeCommand>(), rowOf<DiffCommand>(),
-    rowOf<WatchCommand>(),  rowOf<RecordCommand>(), rowOf<SendCommand>(),   rowOf<GetCommand>(),
-    rowOf<DoctorCommand>(), rowOf<RuleCommand>(),   rowOf<DemoCommand>(),
+    rowOf<ListCommand>(),  rowOf<TreeCommand>(),   rowOf<DumpCommand>(),   rowOf<DescriptorCommand>(),
+    rowOf<LintCommand>(),  rowOf<DecodeCommand>(), rowOf<EncodeCommand>(), rowOf<DiffCommand>(),
+    rowOf<WatchCommand>(), rowOf<TopCommand>(),    rowOf<RecordCommand>(), rowOf<SendCommand>(),
+    rowOf<GetCommand>(),   rowOf<DoctorCommand>(), rowOf<RuleCommand>(),   rowOf<DemoCommand>(),
 };
 
 } // namespace

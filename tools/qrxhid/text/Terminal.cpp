@@ -10,6 +10,8 @@ namespace {
 
 // A window of a few columns would leave nothing of a line; there it wraps.
 constexpr std::size_t kLeastWidth = 40;
+// Room for a line, one that tells of others, and the cursor.
+constexpr std::size_t kLeastHeight = 3;
 
 /// Whether a terminal obeys escape sequences.
 bool isDrawable()
@@ -53,10 +55,12 @@ Terminal Terminal::ofStandardOutput()
     if (!terminal.isTerminal) {
         return terminal;
     }
+    terminal.canRedraw = isDrawable();
     terminal.hasColor = mayColor();
     winsize size = {};
-    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col >= kLeastWidth) {
-        terminal.width = size.ws_col;
+    if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0) {
+        terminal.width = size.ws_col >= kLeastWidth ? size.ws_col : kUsualWidth;
+        terminal.height = size.ws_row >= kLeastHeight ? size.ws_row : kUsualHeight;
     }
     return terminal;
 }

@@ -9,9 +9,13 @@ namespace qrxhid {
 /// What standard output is: a terminal with a width and colours, or a file or pipe, which gets neither.
 struct Terminal {
     static constexpr std::size_t kUsualWidth = 80;
+    static constexpr std::size_t kUsualHeight = 24;
 
     std::size_t width = kUsualWidth;
+    std::size_t height = kUsualHeight;
     bool isTerminal = false;
+    /// A terminal that obeys escape sequences.
+    bool canRedraw = false;
     /// A terminal that shows colours, and nobody has asked for none (NO_COLOR).
     bool hasColor = false;
 
