@@ -79,42 +79,34 @@ inline void requireMode(CFStringRef mode, const char* function)
 
 } // namespace
 
-/// Made with the mutex held. Its destructor needs the mutex too; an exception of a callback arrives there without it,
-/// so the destructor takes it then.
-class __CFRunLoop::Run {
+/// Makes a run the innermost one, and at its end the outer one again. Made with the mutex held. Its destructor needs
+/// the mutex too; an exception of a callback arrives there without it, so the destructor takes it then. Apart from the
+/// run, to which others point, so that the compiler keeps it in registers.
+class __CFRunLoop::RunScope {
 public:
-    Run(__CFRunLoop& loop, RunLoopMode& mode, bool servesOne, Lock& lock)
-        : _look(servesOne ? DescriptorSet::Look::one : DescriptorSet::Look::several), _loop(loop), _mode(mode),
-          _lock(lock), _outer(std::exchange(loop._innermost, this))
+    RunScope(__CFRunLoop& loop, Run& run, Lock& lock) : _loop(loop), _run(run), _lock(lock)
     {
-        _mode.doubtFound(); // by whatever the application has done since
-        _loop.forgetStop(); // it was meant for a run that is over
+        _loop._innermost = &run;
+        run.mode.doubtFound(); // by whatever the application has done since
+        _loop.forgetStop();    // it was meant for a run that is over
     }
-    Run(const Run&) = delete;
-    Run& operator=(const Run&) = delete;
-    [[gnu::always_inline]] ~Run()
+    RunScope(const RunScope&) = delete;
+    RunScope& operator=(const RunScope&) = delete;
+    [[gnu::always_inline]] ~RunScope()
     {
         if (!_lock.isHeld()) {
             _lock.lock();
         }
-        _loop._innermost = _outer;
-        _loop.forgetStop();
-        if (_outer != nullptr) {
-            _outer->_mode.doubtFound(); // this run may have served it
-        }
-        if (_outer == nullptr && (_loop._woken || _loop.defaultMode().hasDue())) {
-            _loop.wake();
+        _loop._innermost = _run.outer;
+        if (_loop.hasNotes() || _run.outer != nullptr || _loop.defaultMode().hasDue()) [[unlikely]] {
+            _loop.settle(_run.outer);
         }
     }
 
-    bool _stopped = false; ///< under the mutex
-    const DescriptorSet::Look _look;
-
 private:
     __CFRunLoop& _loop;
-    RunLoopMode& _mode;
+    Run& _run;
     Lock& _lock;
-    Run* const _outer;
 };
 
 __CFRunLoop::__CFRunLoop() : Object(kType, kMortal), _wakeEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
@@ -175,11 +167,11 @@ bool __CFRunLoop::isRunningHere() const
 
 void __CFRunLoop::arm()
 {
-    if (!_armed && !_process.isInherited()) {
+    if (!hasNote(kArmed) && !_process.isInherited()) {
         // A write can only fail if others have closed the descriptor: the counter never comes near its limit, since it
         // is written once for each time that it is read.
-        _isWakeLost = _isWakeLost || ::eventfd_write(_wakeEvent.get(), 1) != 0;
-        _armed = true;
+        const bool isWritten = !hasNote(kWakeLost) && ::eventfd_write(_wakeEvent.get(), 1) == 0;
+        note(isWritten ? kArmed : kArmed | kWakeLost);
     }
 }
 
@@ -200,7 +192,7 @@ void __CFRunLoop::wake()
     }
     // The note is enough for a loop that is in a callback of its own; `Run` makes the descriptor readable if it is left
     // over.
-    _woken = true;
+    note(kWoken);
     if (!isRunningHere()) {
         arm();
     }
@@ -210,8 +202,27 @@ void __CFRunLoop::disarm()
 {
     if (!_process.isInherited()) {
         eventfd_t count = 0;
-        _isWakeLost = _isWakeLost || ::eventfd_read(_wakeEvent.get(), &count) != 0;
-        _armed = false;
+        if (!hasNote(kWakeLost) && ::eventfd_read(_wakeEvent.get(), &count) != 0) {
+            note(kWakeLost);
+        }
+        forget(kArmed);
+    }
+}
+
+bool __CFRunLoop::takeWake()
+{
+    if (hasNote(kArmed)) {
+        disarm();
+    }
+    const bool isWoken = hasNote(kWoken);
+    forget(kWoken);
+    return isWoken;
+}
+
+void __CFRunLoop::forgetStop()
+{
+    if (hasNote(static_cast<Notes>(RunLoopRequest::stop))) [[unlikely]] {
+        takeBack(RunLoopRequest::stop);
     }
 }
 
@@ -226,14 +237,14 @@ void __CFRunLoop::stop()
 {
     // Deliberate: a stop of a loop that does not run is forgotten, not kept for its next run.
     if (_innermost != nullptr) {
-        _innermost->_stopped = true;
+        _innermost->isStopped = true;
         wakeIfWaiting();
     }
 }
 
 bool __CFRunLoop::request(RunLoopRequest request)
 {
-    _requests.fetch_or(static_cast<unsigned>(request));
+    note(static_cast<Notes>(request));
     if (_process.isInherited()) {
         return true;
     }
@@ -249,7 +260,7 @@ void __CFRunLoop::drainWakeEvent()
         eventfd_t count = 0;
         // Nothing there is what is wanted; a closed descriptor is found by whoever writes.
         static_cast<void>(::eventfd_read(_wakeEvent.get(), &count));
-        _armed = false;
+        forget(kArmed);
     }
 }
 
@@ -257,12 +268,34 @@ std::optional<SInt32> __CFRunLoop::answerRequests(bool servesOne)
 {
     // First: a request that comes between the two finds the descriptor empty and makes it readable again.
     drainWakeEvent();
-    const unsigned requests = _requests.fetch_and(static_cast<unsigned>(RunLoopRequest::end));
-    if ((requests & (static_cast<unsigned>(RunLoopRequest::stop) | static_cast<unsigned>(RunLoopRequest::end))) != 0) {
+    constexpr auto kStop = static_cast<Notes>(RunLoopRequest::stop);
+    constexpr auto kWake = static_cast<Notes>(RunLoopRequest::wake);
+    constexpr auto kEnd = static_cast<Notes>(RunLoopRequest::end);
+    static_assert((kStop | kWake | kEnd) == kRequests);
+    const Notes requests = _notes.fetch_and(~(kStop | kWake));
+    if ((requests & (kStop | kEnd)) != 0) {
         return kCFRunLoopRunStopped;
     }
-    const bool isWoken = (requests & static_cast<unsigned>(RunLoopRequest::wake)) != 0;
-    return isWoken && servesOne ? std::optional(kRunLoopRunWoken) : std::nullopt;
+    return (requests & kWake) != 0 && servesOne ? std::optional(kRunLoopRunWoken) : std::nullopt;
+}
+
+void __CFRunLoop::finishEmpty(const RunLoopMode* mode)
+{
+    if (mode == &defaultMode() && _innermost == nullptr) {
+        // Else whoever watches the loop's descriptor would be told for ever.
+        takeWake();
+        answerRequests(true);
+    }
+}
+
+void __CFRunLoop::settle(Run* outer)
+{
+    forgetStop();
+    if (outer != nullptr) {
+        outer->mode.doubtFound(); // the run that has ended may have served it
+    } else if (hasNote(kWoken) || defaultMode().hasDue()) {
+        wake();
+    }
 }
 
 bool __CFRunLoop::fireIfStillDue(CFRunLoopSourceRef source, const RunLoopMode& mode, Lock& lock)
@@ -296,51 +329,59 @@ bool __CFRunLoop::fireVersion0(RunLoopMode& mode, bool onlyOne, Lock& lock)
     return fired;
 }
 
-Reference<CFRunLoopSourceRef> __CFRunLoop::takeVersion1(RunLoopMode& mode, Deadline deadline, Lock& lock)
+inline void __CFRunLoop::fire(Reference<CFRunLoopSourceRef> source, Lock& lock)
 {
-    // A wake means "look, but do not wait": whoever woke the loop wants its state to be seen now.
-    const bool woken = takeWake();
+    lock.unlock();
+    // The mode does not retain the source during the call: this reference does, even if the callback removes it.
+    source->perform();
+    source = {}; // may destroy the source, which calls out
+    lock.lock();
+}
+
+/// Apart from the pass, since most passes have nothing of this.
+[[gnu::noinline]] __CFRunLoop::Served __CFRunLoop::serveSignals(Run& run, bool servesOne)
+{
+    Lock lock;
+    requireWake();
+    const bool isFired = run.mode.hasSignalledVersion0() && fireVersion0(run.mode, servesOne, lock);
+    const bool isWoken = takeWake();
     // Signals and descriptors take turns: neither a source that is signalled all the time nor a descriptor that is
     // always readable can starve the other kind.
-    if (mode.isSignalsTurn()) {
-        return mode.takeSignalled();
+    if (run.mode.isSignalsTurn()) {
+        fire(run.mode.takeSignalled(), lock);
+        return {true, true, true};
     }
+    // Looking without waiting is also right for a run that is over, because it was stopped or its last source was
+    // removed: the pass then ends it.
+    const bool isOver = run.mode.empty() || run.isStopped;
+    return {isFired, false, isFired || isWoken || run.mode.hasSignalled() || hasNote(kRequests) || isOver};
+}
+
+inline bool __CFRunLoop::fireReported(RunLoopMode& mode, Deadline deadline, DescriptorSet::Look look, Lock& lock)
+{
     auto token = mode.takeFound();
     if (!token) {
-        // Looking without waiting is also right for a run that is over, because it was stopped or its last source was
-        // removed: the pass then ends it.
-        const bool onlyLook = deadline.isNow() || woken || mode.hasSignalled() || mode.empty() || _innermost->_stopped;
         lock.unlock();
-        token = mode.wait(onlyLook ? Deadline::now() : deadline, _innermost->_look);
+        token = mode.wait(deadline, look);
         lock.lock();
     }
     for (; token; token = mode.takeFound()) {
-        if (*token == RunLoopMode::kWakeToken) {
-            if (!_armed) {
+        if (*token == RunLoopMode::kWakeToken) [[unlikely]] {
+            if (!hasNote(kArmed)) {
                 drainWakeEvent(); // a request has written
             }
             takeWake();
         } else if (auto source = mode.takeReported(*token)) {
-            return source;
+            fire(std::move(source), lock);
+            return true;
         }
     }
     // A signal may have come during the wait, when the mutex was free.
-    return mode.hasSignalled() ? mode.takeSignalled() : Reference<CFRunLoopSourceRef>();
-}
-
-bool __CFRunLoop::fireVersion1(RunLoopMode& mode, Deadline deadline, Lock& lock)
-{
-    auto source = takeVersion1(mode, deadline, lock);
-    if (!source) {
-        return false;
+    if (mode.hasSignalled()) [[unlikely]] {
+        fire(mode.takeSignalled(), lock);
+        return true;
     }
-    lock.unlock();
-    // The mode does not retain the source during the call: the reference taken above does, even if the callback removes
-    // it.
-    source->perform();
-    source = {}; // may destroy the source, which calls out
-    lock.lock();
-    return true;
+    return false;
 }
 
 SInt32 __CFRunLoop::run(CFStringRef modeName, Deadline deadline, bool returnAfterSourceHandled)
@@ -349,24 +390,28 @@ SInt32 __CFRunLoop::run(CFStringRef modeName, Deadline deadline, bool returnAfte
     // A mode is made when its first source is added, so an unknown one is empty.
     RunLoopMode* const mode = findMode(modeName);
     if (mode == nullptr || mode->empty()) {
-        if (mode == &defaultMode() && _innermost == nullptr) {
-            // Else whoever watches the loop's descriptor would be told for ever.
-            takeWake();
-            answerRequests(true);
-        }
+        finishEmpty(mode);
         return kCFRunLoopRunFinished;
     }
-    const Run run(*this, *mode, returnAfterSourceHandled, lock);
+    Run run{*mode, _innermost};
+    const RunScope scope(*this, run, lock);
+    const auto look = returnAfterSourceHandled ? DescriptorSet::Look::one : DescriptorSet::Look::several;
     for (;;) {
         requireOwnProcess();
-        requireWake();
-        bool handled = mode->hasSignalledVersion0() && fireVersion0(*mode, returnAfterSourceHandled, lock);
-        const bool isAsked = _requests.load(std::memory_order_relaxed) != 0;
-        handled = fireVersion1(*mode, handled || isAsked ? Deadline::now() : deadline, lock) || handled;
+        Served served{};
+        if (hasNotes() || mode->hasDue()) [[unlikely]] {
+            lock.unlock();
+            served = serveSignals(run, returnAfterSourceHandled);
+            lock.lock();
+        }
+        bool handled = served.any;
+        if (!served.signalsTurn) {
+            handled = fireReported(*mode, served.onlyLook ? Deadline::now() : deadline, look, lock) || handled;
+        }
         if (handled && returnAfterSourceHandled) {
             return kCFRunLoopRunHandledSource;
         }
-        if (_requests.load(std::memory_order_relaxed) != 0) [[unlikely]] {
+        if (hasNote(kRequests)) [[unlikely]] {
             if (const std::optional<SInt32> result = answerRequests(returnAfterSourceHandled)) {
                 return *result;
             }
@@ -376,7 +421,7 @@ SInt32 __CFRunLoop::run(CFStringRef modeName, Deadline deadline, bool returnAfte
         if (deadline.passed()) {
             return kCFRunLoopRunTimedOut;
         }
-        if (run._stopped) {
+        if (run.isStopped) {
             return kCFRunLoopRunStopped;
         }
         if (mode->empty()) {
@@ -400,7 +445,7 @@ void __CFRunLoop::end()
         }
         mode->close();
     }
-    if (_isWakeLost) {
+    if (hasNote(kWakeLost)) {
         _wakeEvent.release(); // the number is nobody's now, or somebody else's
     }
     // Else it stays for as long as anybody holds the loop: who requests something takes no lock.
@@ -418,6 +463,11 @@ int qrx::cf::runLoopDescriptor(CFRunLoopRef loop)
 bool qrx::cf::requestOfRunLoop(CFRunLoopRef loop, RunLoopRequest request)
 {
     return loop->request(request);
+}
+
+SInt32 qrx::cf::runDefaultMode(CFRunLoopRef loop, CFTimeInterval seconds, bool returnAfterSourceHandled)
+{
+    return loop->run(kCFRunLoopDefaultMode, Deadline::after(seconds), returnAfterSourceHandled);
 }
 
 void qrx::cf::takeBackOfRunLoop(CFRunLoopRef loop, RunLoopRequest request)

@@ -6,6 +6,7 @@
 #include "Base/ProcessMark.h"
 #include "CFRunLoopSource.h"
 #include "Deadline.h"
+#include "DescriptorSet.h"
 #include "Object.h"
 #include "Reference.h"
 #include "RunLoopMode.h"
@@ -15,16 +16,12 @@
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <utility>
 #include <vector>
 
 /// Made when its thread first asks for it, and held by the thread until the thread ends. Others may hold it longer; it
 /// then does nothing any more. Fields are guarded by sm_RunLoopMutex.
 struct __CFRunLoop : qrx::cf::Object {
     static constexpr qrx::cf::Type kType = qrx::cf::Type::runLoop;
-
-    /// A run in progress on the loop's thread; runs nest.
-    class Run;
 
     /// Throws std::system_error if the system has no descriptor left.
     __CFRunLoop();
@@ -49,7 +46,7 @@ struct __CFRunLoop : qrx::cf::Object {
     /// Throws std::system_error if others have closed the descriptor by which waking reaches a loop that waits.
     void requireWake() const
     {
-        if (_isWakeLost) [[unlikely]] {
+        if (hasNote(kWakeLost)) [[unlikely]] {
             failWakeLost();
         }
     }
@@ -57,7 +54,7 @@ struct __CFRunLoop : qrx::cf::Object {
     // On any thread and in a signal handler, without the mutex.
 
     bool request(qrx::cf::RunLoopRequest request);
-    void takeBack(qrx::cf::RunLoopRequest request) { _requests.fetch_and(~static_cast<unsigned>(request)); }
+    void takeBack(qrx::cf::RunLoopRequest request) { forget(static_cast<Notes>(request)); }
 
     // On the loop's thread, without the mutex.
 
@@ -68,6 +65,28 @@ struct __CFRunLoop : qrx::cf::Object {
     void end();
 
 private:
+    /// A run in progress on the loop's thread; runs nest.
+    struct Run {
+        qrx::cf::RunLoopMode& mode;
+        Run* const outer;
+        bool isStopped = false;
+    };
+    class RunScope;
+    using Lock = qrx::cf::ShortLock<qrx::cf::sm_RunLoopMutex>;
+
+    /// Bits of RunLoopRequest and those below: what a pass has to look at besides its sources. Mostly there is nothing,
+    /// which a pass sees with one test.
+    using Notes = unsigned;
+    static constexpr Notes kRequests = 7;
+    static constexpr Notes kWoken = 8;
+    static constexpr Notes kArmed = 16;    ///< _wakeEvent is readable
+    static constexpr Notes kWakeLost = 32; ///< others have closed _wakeEvent
+
+    bool hasNote(Notes notes) const { return (_notes.load(std::memory_order_relaxed) & notes) != 0; }
+    bool hasNotes() const { return _notes.load(std::memory_order_relaxed) != 0; }
+    void note(Notes notes) { _notes.fetch_or(notes); }
+    void forget(Notes notes) { _notes.fetch_and(~notes); }
+
     bool isRunningHere() const;
     void requireOwnProcess() const
     {
@@ -78,40 +97,39 @@ private:
     [[noreturn]] static void failInherited();
     [[noreturn]] static void failWakeLost();
     void arm();
-    void forgetStop()
-    {
-        if (_requests.load(std::memory_order_relaxed) != 0) [[unlikely]] {
-            takeBack(qrx::cf::RunLoopRequest::stop);
-        }
-    }
+    void disarm();
+    void drainWakeEvent();
+    bool takeWake();
+    void forgetStop();
     /// The result with which a run has to return for what was requested; no value if it goes on.
     std::optional<SInt32> answerRequests(bool servesOne);
-    void drainWakeEvent();
-    bool takeWake()
-    {
-        if (_armed) [[unlikely]] {
-            disarm();
-        }
-        return std::exchange(_woken, false);
-    }
-    void disarm();
-    using Lock = qrx::cf::ShortLock<qrx::cf::sm_RunLoopMutex>;
     qrx::cf::RunLoopMode* findModeByText(CFStringRef name) const;
-    // With the mutex, which they let go while something else runs. What each report passes is one piece of code.
+    /// A run in a mode without members.
+    void finishEmpty(const qrx::cf::RunLoopMode* mode);
+    /// What is left to do when a run has ended.
+    void settle(Run* outer);
+
+    /// What a pass has served without a descriptor.
+    struct Served {
+        bool any;
+        bool signalsTurn; ///< descriptors have theirs in the next pass
+        bool onlyLook;    ///< the pass does not wait for descriptors
+    };
+    // Without the mutex.
+    Served serveSignals(Run& run, bool servesOne);
+    // With the mutex, which they let go while something else runs.
     bool fireVersion0(qrx::cf::RunLoopMode& mode, bool onlyOne, Lock& lock);
     bool fireIfStillDue(CFRunLoopSourceRef source, const qrx::cf::RunLoopMode& mode, Lock& lock);
-    [[gnu::always_inline]] inline bool fireVersion1(qrx::cf::RunLoopMode& mode, qrx::cf::Deadline deadline, Lock& lock);
-    [[gnu::always_inline]] inline qrx::cf::Reference<CFRunLoopSourceRef>
-    takeVersion1(qrx::cf::RunLoopMode& mode, qrx::cf::Deadline deadline, Lock& lock);
+    // What each report passes is one piece of code.
+    [[gnu::always_inline]] static inline void fire(qrx::cf::Reference<CFRunLoopSourceRef> source, Lock& lock);
+    [[gnu::always_inline]] inline bool fireReported(qrx::cf::RunLoopMode& mode, qrx::cf::Deadline deadline,
+                                                    qrx::cf::DescriptorSet::Look look, Lock& lock);
 
     std::vector<std::unique_ptr<qrx::cf::RunLoopMode>> _modes; ///< the default mode first; never removed
     qrx::platform::FileDescriptor _wakeEvent;                  ///< an eventfd, a member of every mode's descriptors
     const qrx::platform::ProcessMark _process;
-    bool _woken = false;
-    bool _armed = false;      ///< _wakeEvent is readable
-    bool _isWakeLost = false; ///< others have closed _wakeEvent
     bool _ended = false;
-    /// Bits of RunLoopRequest. Who sets one makes _wakeEvent readable after that.
-    std::atomic<unsigned> _requests{0};
+    /// Requests come without the mutex; who makes one makes _wakeEvent readable after that.
+    std::atomic<Notes> _notes{0};
     Run* _innermost = nullptr;
 };

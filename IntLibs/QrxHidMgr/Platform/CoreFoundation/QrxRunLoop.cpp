@@ -42,9 +42,14 @@ QrxRunLoop::Outcome outcomeOf(SInt32 result)
     }
 }
 
-QrxRunLoop::Outcome runDefaultMode(double seconds, bool servesOne)
+SInt32 runDefaultMode([[maybe_unused]] CFRunLoopRef loop, double seconds, bool servesOne)
 {
-    return outcomeOf(CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, servesOne));
+#ifdef __APPLE__
+    return CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, servesOne);
+#else
+    // Without another search for the thread's loop, which counts where a loop is run once for each report.
+    return qrx::cf::runDefaultMode(loop, seconds, servesOne);
+#endif
 }
 
 /// The loop that a signal ends, while there is one. Read by the handler.
@@ -145,7 +150,7 @@ struct QrxRunLoop::Body {
     Outcome run(double seconds, bool servesOne) const
     {
         requireOwnThread();
-        return runDefaultMode(seconds, servesOne);
+        return outcomeOf(runDefaultMode(loop, seconds, servesOne));
     }
 
     const CFRunLoopRef loop;

@@ -50,7 +50,7 @@ std::uint32_t RunLoopMode::add(CFRunLoopSourceRef source)
             std::upper_bound(_version0.begin(), _version0.end(), source,
                              [](CFRunLoopSourceRef a, CFRunLoopSourceRef b) { return a->_order < b->_order; });
         _version0.insert(place, source);
-        _signalledVersion0 += source->_signalled ? 1 : 0;
+        _due += source->_signalled ? 1 : 0;
         return 0;
     }
     const std::uint32_t index = freeSlot();
@@ -85,7 +85,7 @@ void RunLoopMode::remove(const __CFRunLoopSource& source, std::uint32_t index)
 {
     if (source.isVersion0()) {
         std::erase(_version0, &source);
-        _signalledVersion0 -= source._signalled ? 1 : 0;
+        _due -= source._signalled ? 1 : 0;
         return;
     }
     Slot& slot = _slots[index];
@@ -100,18 +100,16 @@ void RunLoopMode::remove(const __CFRunLoopSource& source, std::uint32_t index)
 
 void RunLoopMode::noteSignal(__CFRunLoopSource& source)
 {
-    if (source.isVersion0()) {
-        ++_signalledVersion0;
-    } else {
+    ++_due;
+    if (!source.isVersion0()) {
         _signalled.push_back(&source);
     }
 }
 
 void RunLoopMode::forgetSignal(const __CFRunLoopSource& source)
 {
-    if (source.isVersion0()) {
-        --_signalledVersion0;
-    } else {
+    --_due;
+    if (!source.isVersion0()) {
         std::erase(_signalled, &source);
     }
 }

@@ -43,9 +43,9 @@ public:
 
     /// True if a version-1 member is due by a signal.
     bool hasSignalled() const { return !_signalled.empty(); }
-    bool hasSignalledVersion0() const { return _signalledVersion0 != 0; }
+    bool hasSignalledVersion0() const { return _due != _signalled.size(); }
     /// True if any member is due without a descriptor.
-    bool hasDue() const { return hasSignalled() || hasSignalledVersion0(); }
+    bool hasDue() const { return _due != 0; }
     /// True if a signalled member may be served before a descriptor is looked at: they take turns.
     bool isSignalsTurn() const { return hasSignalled() && !_servedSignalLast; }
 
@@ -94,10 +94,10 @@ private:
     const Reference<CFStringRef> _name;
     DescriptorSet _descriptors;
     std::vector<CFRunLoopSourceRef> _version0; ///< by order
-    std::size_t _signalledVersion0 = 0;
     std::vector<Slot> _slots;
     std::size_t _version1Count = 0;
     std::vector<CFRunLoopSourceRef> _signalled; ///< version 1, in the order of their signals; has room for all
+    std::size_t _due = 0;                       ///< members that are signalled, of both versions
     bool _servedSignalLast = false;
 };
 

@@ -1,11 +1,12 @@
 #pragma once
 
-/// What another thread or a signal handler asks of a loop without taking its lock.
+/// What QrxRunLoop needs of a loop besides the published calls.
 
 #include <CoreFoundation/CoreFoundation.h>
 
 namespace qrx::cf {
 
+/// What another thread or a signal handler asks of a loop without taking its lock.
 enum class RunLoopRequest : unsigned {
     stop = 1, ///< ends the innermost run; forgotten if there is none
     wake = 2, ///< lets a run that serves one source return, the next one if there is none
@@ -19,5 +20,8 @@ constexpr SInt32 kRunLoopRunWoken = 5;
 /// descriptor by which a waiting loop is reached.
 bool requestOfRunLoop(CFRunLoopRef loop, RunLoopRequest request);
 void takeBackOfRunLoop(CFRunLoopRef loop, RunLoopRequest request);
+
+/// As CFRunLoopRunInMode in the default mode; `loop` is the calling thread's.
+SInt32 runDefaultMode(CFRunLoopRef loop, CFTimeInterval seconds, bool returnAfterSourceHandled);
 
 } // namespace qrx::cf
