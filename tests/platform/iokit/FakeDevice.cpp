@@ -130,12 +130,8 @@ public:
             _wire->onTakeReport();
         }
         const std::lock_guard guard(_wire->_mutex);
-        if (_fetched.empty() && std::exchange(_isEndOfBatch, false)) {
-            return Next::unasked;
-        }
         if (_fetched.empty() && _wire->fetchesInBatches) {
             std::swap(_fetched, _waiting);
-            _isEndOfBatch = _wire->trustsItsDescriptor && !_fetched.empty();
         } else if (_fetched.empty() && !_waiting.empty()) {
             _fetched.push_back(std::move(_waiting.front()));
             _waiting.pop_front();
@@ -143,6 +139,7 @@ public:
         if (_waiting.empty() && !_wire->_isEnded) {
             lower(_event);
         }
+        setDescriptorNext(_wire->trustsItsDescriptor && _fetched.size() == 1);
         if (_fetched.empty()) {
             return _wire->_isEnded ? Next::gone : Next::empty;
         }
@@ -199,7 +196,6 @@ private:
     std::deque<Bytes> _waiting;
     std::deque<Bytes> _fetched;
     Bytes _current;
-    bool _isEndOfBatch = false;
 };
 
 class Port final : public qrx::platform::HIDPort {

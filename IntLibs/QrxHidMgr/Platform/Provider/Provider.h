@@ -44,10 +44,9 @@ using hid::ReportType;
 class HIDChannel {
 public:
     enum class Next {
-        report,  ///< one was given
-        empty,   ///< none waits now
-        unasked, ///< none of those fetched is left; whether others have come since was not asked, the descriptor tells
-        gone     ///< the device has left and all that was queued has been taken; for good
+        report, ///< one was given
+        empty,  ///< none waits now
+        gone    ///< the device has left and all that was queued has been taken; for good
     };
 
     HIDChannel() = default;
@@ -61,9 +60,13 @@ public:
 
     /// Takes the next input report without blocking. `report` begins with the report's number if the device numbers
     /// its reports, and is valid until the next call on this channel. Reports come in the order of their arrival; those
-    /// queued at an unplug come before `gone`. After `unasked` the next call asks: whoever cannot wait for the
-    /// descriptor calls again.
+    /// queued at an unplug come before `gone`.
     virtual Next takeReport(std::span<const std::uint8_t>& report) = 0;
+
+    /// True if the report that was given last was also the last of those that were fetched, and whether others have
+    /// come since was not asked. The descriptor tells that more cheaply than another call; whoever cannot wait for it
+    /// calls all the same. Not virtual, since it is asked after each report.
+    bool isDescriptorNext() const { return _isDescriptorNext; }
 
     /// True while reports are held in memory that the descriptor does not announce any more, because they were fetched
     /// in one go. Whoever stops taking reports before `empty` asks this and must poll again without waiting for the
@@ -83,6 +86,13 @@ public:
 
     /// How often the queue behind this channel was found full, i.e. reports may have been lost.
     virtual std::uint64_t possibleLosses() const { return 0; }
+
+protected:
+    /// For takeReport.
+    void setDescriptorNext(bool isNext) { _isDescriptorNext = isNext; }
+
+private:
+    bool _isDescriptorNext = false;
 };
 
 /// Opens channels to one HID interface. Shared with the registry entry, so it may outlive the device; `open` then

@@ -282,10 +282,11 @@ bool HidDevice::pump(HidQueue* origin)
 
 inline bool HidDevice::takeReports(Pass& pass)
 {
+    HIDChannel& channel = *pass.channel;
     std::span<const std::uint8_t> report;
     for (int taken = 0; taken < kReportsPerPass; ++taken) {
-        const bool isTimed = _takesTimes && !pass.channel->hasFetchedReports();
-        const HIDChannel::Next next = pass.channel->takeReport(report);
+        const bool isTimed = _takesTimes && !channel.hasFetchedReports();
+        const HIDChannel::Next next = channel.takeReport(report);
         // A virtual device announces the room that taking a report makes, so foreign code may run here and close this
         // device.
         if (_generation != pass.generation) {
@@ -296,7 +297,7 @@ inline bool HidDevice::takeReports(Pass& pass)
             if (next == HIDChannel::Next::gone) {
                 deviceLeft();
             }
-            return next == HIDChannel::Next::unasked;
+            return false;
         }
         if (isTimed) [[unlikely]] {
             _arrivalTime = std::chrono::steady_clock::now();
@@ -306,6 +307,10 @@ inline bool HidDevice::takeReports(Pass& pass)
         deliver(report, pass);
         if (_generation != pass.generation) {
             return false;
+        }
+        if (channel.isDescriptorNext()) {
+            pass.isOver = true;
+            break;
         }
     }
     return true;

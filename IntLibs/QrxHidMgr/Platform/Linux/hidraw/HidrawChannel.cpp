@@ -88,24 +88,29 @@ HidrawChannel::HidrawChannel(SystemCalls& calls, FileDescriptor fd, std::span<co
 HIDChannel::Next HidrawChannel::takeReport(std::span<const std::uint8_t>& report)
 {
     if (!_batch.isEmpty()) {
-        report = _batch.take();
-        return Next::report;
-    }
-    if (_isVisitOver) {
-        // Reports that have come since make the descriptor readable again, so there is no need to ask now. There may be
-        // many: an exception or a nested run of the loop may lie between a fetch and the last report of it.
-        _isVisitOver = false;
-        return Next::unasked;
+        return give(report);
     }
     return fetch(report);
 }
 
-/// Not inlined, so that the two cases above, which every report and every visit pass, save no registers.
+inline HIDChannel::Next HidrawChannel::give(std::span<const std::uint8_t>& report)
+{
+    report = _batch.take();
+    if (_batch.isEmpty()) {
+        // Reports that have come since the fetch make the descriptor readable again, so there is no need to ask now.
+        // There may be many: an exception or a nested run of the loop may lie between a fetch and its last report.
+        setDescriptorNext(_batch.endedEmpty() || _batch.endedAsForeseen());
+    }
+    return Next::report;
+}
+
+/// Not inlined, so that the case above, which every report of a batch passes, saves no registers.
 [[gnu::noinline]] HIDChannel::Next HidrawChannel::fetch(std::span<const std::uint8_t>& report)
 {
     if (_isGone) {
         return Next::gone;
     }
+    setDescriptorNext(false);
     ssize_t size = _mode == Mode::unknown ? probe() : kNotAsked;
     const bool isBatch = _mode == Mode::batches && !_batch.wantsWhole();
     if (size == kNotAsked) {
@@ -113,8 +118,7 @@ HIDChannel::Next HidrawChannel::takeReport(std::span<const std::uint8_t>& report
     }
     if (size > 0) [[likely]] {
         accept(static_cast<std::size_t>(size), isBatch);
-        report = _batch.take();
-        return Next::report;
+        return give(report);
     }
     if (size < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
         _burst = 0;
@@ -163,7 +167,6 @@ inline void HidrawChannel::accept(std::size_t size, bool isBatch)
     } else {
         _batch.setWhole(size);
     }
-    _isVisitOver = _batch.endedEmpty() || _batch.endedAsForeseen();
     // The kernel drops the newest report when the ring is full and says nothing. As many reports in one burst as the
     // ring holds mean that it may have been full.
     _burst += _batch.count();

@@ -49,6 +49,7 @@ private:
 
     // One piece of code, since short reports pass it one by one.
     Next fetch(std::span<const std::uint8_t>& report);
+    inline Next give(std::span<const std::uint8_t>& report);
     inline ssize_t readWhole();
     inline ssize_t readSegments();
     ssize_t probe();
@@ -63,8 +64,6 @@ private:
     const unsigned _interfaceNumber;
     const std::shared_ptr<const DeviceAccess> _access;
     Mode _mode = Mode::unknown;
-    /// What was fetched is all that this visit takes, so the node is not to be asked at once.
-    bool _isVisitOver = false;
     bool _isGone = false;
     /// Reports since the queue was last seen empty.
     std::size_t _burst = 0;
