@@ -33,8 +33,8 @@ GOAL_OBSERVING_CALLS = 1
 
 # Of hid_read_timeout's instructions, kernel included: of a report when so many wait.
 REPORT_LIMITS = {
-    ("full", 1): 1.17, ("full", 8): 0.62, ("full", 60): 0.45,
-    ("short", 1): 1.17, ("short", 8): 0.85, ("short", 60): 0.75,
+    ("full", 1): 1.15, ("full", 8): 0.62, ("full", 60): 0.45,
+    ("short", 1): 1.15, ("short", 8): 0.85, ("short", 60): 0.75,
 }
 REPORT_GOALS = {
     ("full", 1): 1.0, ("full", 8): 0.55, ("full", 60): 0.4,
