@@ -41,17 +41,14 @@ VirtualWorld::VirtualWorld(std::size_t count, const std::vector<std::uint8_t>& d
 VirtualWorld::VirtualWorld(std::size_t count, const std::vector<std::vector<std::uint8_t>>& descriptors)
 {
     QrxVirtualDevice::setRealDevicesEnabled(false);
-    QrxVirtualIdentity identity;
-    identity.vendorID = 0x1234;
-    identity.vendorName = "ACME";
-    identity.productName = "Benchmark device";
-    identity.serialNumber = "0001";
+    QrxVirtualIdentity identity(0x1234, 0);
+    identity.setVendorName("ACME").setProductName("Benchmark device").setSerialNumber("0001");
     for (std::size_t i = 0; i < count; ++i) {
         // Devices differ in their product IDs only, so they share a report descriptor as devices of one kind do.
-        identity.productID = static_cast<std::uint16_t>(i + 1);
+        identity.setProductID(static_cast<std::uint16_t>(i + 1));
         std::vector<QrxVirtualInterface> interfaces;
         for (const std::vector<std::uint8_t>& descriptor : descriptors) {
-            interfaces.push_back({static_cast<int>(interfaces.size()), descriptor, "", 0, 0});
+            interfaces.push_back({static_cast<int>(interfaces.size()), descriptor});
         }
         _devices.push_back(std::make_unique<QrxVirtualDevice>(identity, interfaces));
         _devices.back()->plug();
@@ -105,7 +102,7 @@ void VirtualWorld::sendFromEach(const std::vector<std::uint8_t>& report)
 void VirtualWorld::deliver(std::size_t count)
 {
     const std::size_t wanted = _delivered + count;
-    QrxRunLoop loop = QrxRunLoop::current();
+    QrxRunLoop loop = QrxRunLoop::getCurrent();
     while (_delivered < wanted) {
         // The time only bounds a failure: reports wait already.
         loop.runOnce(10);

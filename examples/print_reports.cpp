@@ -39,5 +39,5 @@ int main()
     mis::swizzler<QrxDeviceTree> tree = QrxDeviceTree::NewInstance();
     tree->setDelegate(&arrivals);
     tree->observe(0x046d, 0); // a vendor, and any of its products
-    QrxRunLoop::current().run();
+    QrxRunLoop::getCurrent().run();
 }

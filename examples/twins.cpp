@@ -29,12 +29,9 @@ int main()
     // Virtual ones stand in for those on the desk.
     QrxVirtualDevice::setRealDevicesEnabled(false);
     tree.getTree()->observe(0x1209, 0x0007);
-    QrxVirtualIdentity kind;
-    kind.vendorID = 0x1209;
-    kind.productID = 0x0007;
-    QrxVirtualInterface button;
-    button.reportDescriptor = {0x05, 0x09, 0x09, 0x01, 0xa1, 0x01, 0x15, 0x00, 0x25, 0x01,
-                               0x09, 0x01, 0x75, 0x08, 0x95, 0x01, 0x81, 0x02, 0xc0};
+    const QrxVirtualIdentity kind(0x1209, 0x0007);
+    const QrxVirtualInterface button(0, {0x05, 0x09, 0x09, 0x01, 0xa1, 0x01, 0x15, 0x00, 0x25, 0x01, 0x09, 0x01, 0x75,
+                                         0x08, 0x95, 0x01, 0x81, 0x02, 0xc0});
     QrxVirtualDevice first(kind, {button}), second(kind, {button});
     const auto turn = [] {
         while (QrxRunLoop::getCurrent().runOnce(0) == QrxRunLoop::Outcome::handled) {

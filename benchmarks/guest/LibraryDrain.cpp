@@ -51,7 +51,7 @@ private:
     };
 
     SilentTreeDelegate _treeDelegate;
-    QrxRunLoop _loop = QrxRunLoop::current();
+    QrxRunLoop _loop = QrxRunLoop::getCurrent();
     mis::swizzler<QrxDeviceTree> _tree;
     mis::swizzler<QrxHIDDevice> _device;
 };

@@ -55,7 +55,7 @@ private:
         device->open();
     }
 
-    QrxRunLoop _loop = QrxRunLoop::current();
+    QrxRunLoop _loop = QrxRunLoop::getCurrent();
     std::vector<QrxVirtualDevice> _devices;
     mis::swizzler<QrxDeviceTree> _tree = QrxDeviceTree::NewInstance();
     std::size_t _wanted = 0;
@@ -64,13 +64,10 @@ private:
 LibraryFlow::LibraryFlow(std::size_t devices)
 {
     QrxVirtualDevice::setRealDevicesEnabled(false);
-    QrxVirtualIdentity identity;
-    identity.vendorID = 0x1234;
-    QrxVirtualInterface interface;
-    interface.reportDescriptor = {0x06, 0x00, 0xFF, 0x09, 0x01,   0xA1, 0x01, 0x15, 0x00, 0x26, 0xFF,
-                                  0x00, 0x75, 0x08, 0x95, kBytes, 0x09, 0x02, 0x81, 0x02, 0xC0};
+    const QrxVirtualInterface interface(0, {0x06, 0x00, 0xFF, 0x09, 0x01,   0xA1, 0x01, 0x15, 0x00, 0x26, 0xFF,
+                                            0x00, 0x75, 0x08, 0x95, kBytes, 0x09, 0x02, 0x81, 0x02, 0xC0});
     for (std::size_t number = 0; number < devices; ++number) {
-        _devices.emplace_back(identity, std::vector{interface});
+        _devices.emplace_back(QrxVirtualIdentity(0x1234, 0), std::vector{interface});
         _devices.back().plug();
     }
     _tree->setDelegate(this);

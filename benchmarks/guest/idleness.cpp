@@ -74,18 +74,18 @@ unsigned long sleeps()
 
 void waitByPoll()
 {
-    const QrxRunLoop loop = QrxRunLoop::current();
-    pollfd entry{loop.fileDescriptor(), POLLIN, 0};
+    const QrxRunLoop loop = QrxRunLoop::getCurrent();
+    pollfd entry{loop.getFileDescriptor(), POLLIN, 0};
     const auto end = Clock::now() + kWatched;
     const auto left = [&] { return std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count(); };
     while (::poll(&entry, 1, static_cast<int>(left())) > 0) {
-        QrxRunLoop::current().runOnce(0);
+        QrxRunLoop::getCurrent().runOnce(0);
     }
 }
 
 void waitByRun()
 {
-    QrxRunLoop::current().runFor(static_cast<double>(kWatched.count()));
+    QrxRunLoop::getCurrent().runFor(static_cast<double>(kWatched.count()));
 }
 
 /// One of the two ways, in silence or with a report that `device` sends meanwhile.

@@ -12,7 +12,7 @@ void deliverFrom(asio::posix::stream_descriptor& descriptor)
 {
     descriptor.async_wait(asio::posix::stream_descriptor::wait_read, [&](const boost::system::error_code& error) {
         if (!error) {
-            QrxRunLoop::current().runOnce(0);
+            QrxRunLoop::getCurrent().runOnce(0);
             deliverFrom(descriptor);
         }
     });
@@ -22,7 +22,7 @@ int main()
 {
     asio::io_context context;
     MouseWatch watch([&] { context.stop(); });
-    asio::posix::stream_descriptor descriptor(context, QrxRunLoop::current().fileDescriptor());
+    asio::posix::stream_descriptor descriptor(context, QrxRunLoop::getCurrent().getFileDescriptor());
     deliverFrom(descriptor);
     context.run();
     descriptor.release(); // it belongs to the run loop

@@ -10,10 +10,10 @@ int main()
     GMainLoop* mainLoop = g_main_loop_new(nullptr, FALSE);
     MouseWatch watch([&] { g_main_loop_quit(mainLoop); });
     const auto deliver = [](gint, GIOCondition, gpointer) -> gboolean {
-        QrxRunLoop::current().runOnce(0);
+        QrxRunLoop::getCurrent().runOnce(0);
         return G_SOURCE_CONTINUE;
     };
-    g_unix_fd_add(QrxRunLoop::current().fileDescriptor(), G_IO_IN, deliver, nullptr);
+    g_unix_fd_add(QrxRunLoop::getCurrent().getFileDescriptor(), G_IO_IN, deliver, nullptr);
     g_main_loop_run(mainLoop);
     g_main_loop_unref(mainLoop);
     return watch.exitStatus();

@@ -8,9 +8,9 @@
 int main()
 {
     uv_poll_t poll;
-    uv_poll_init(uv_default_loop(), &poll, QrxRunLoop::current().fileDescriptor());
+    uv_poll_init(uv_default_loop(), &poll, QrxRunLoop::getCurrent().getFileDescriptor());
     MouseWatch watch([&] { uv_poll_stop(&poll); }); // the loop ends when nothing is left to wait for
-    uv_poll_start(&poll, UV_READABLE, [](uv_poll_t*, int, int) { QrxRunLoop::current().runOnce(0); });
+    uv_poll_start(&poll, UV_READABLE, [](uv_poll_t*, int, int) { QrxRunLoop::getCurrent().runOnce(0); });
     uv_run(uv_default_loop(), UV_RUN_DEFAULT);
     return watch.exitStatus();
 }

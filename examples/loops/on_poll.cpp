@@ -9,9 +9,9 @@ int main()
 {
     bool done = false;
     MouseWatch watch([&] { done = true; });
-    QrxRunLoop loop = QrxRunLoop::current();
+    QrxRunLoop loop = QrxRunLoop::getCurrent();
     while (!done) {
-        pollfd entries[] = {{loop.fileDescriptor(), POLLIN, 0}}; // beside the application's own
+        pollfd entries[] = {{loop.getFileDescriptor(), POLLIN, 0}}; // beside the application's own
         ::poll(entries, 1, -1);
         if (entries[0].revents != 0) {
             loop.runOnce(0);

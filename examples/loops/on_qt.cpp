@@ -10,8 +10,8 @@ int main(int argc, char** argv)
 {
     QCoreApplication application(argc, argv);
     MouseWatch watch([&] { application.quit(); });
-    QSocketNotifier notifier(QrxRunLoop::current().fileDescriptor(), QSocketNotifier::Read);
-    QObject::connect(&notifier, &QSocketNotifier::activated, [] { QrxRunLoop::current().runOnce(0); });
+    QSocketNotifier notifier(QrxRunLoop::getCurrent().getFileDescriptor(), QSocketNotifier::Read);
+    QObject::connect(&notifier, &QSocketNotifier::activated, [] { QrxRunLoop::getCurrent().runOnce(0); });
     application.exec();
     return watch.exitStatus();
 }

@@ -11,15 +11,13 @@ protected:
     /// Of the one kind that all devices of these cases are.
     static QrxVirtualDevice makeTwin(const std::string& serialNumber)
     {
-        QrxVirtualIdentity identity;
-        identity.vendorID = 0x1209;
-        identity.productID = 0x0001;
-        identity.releaseNumber = 0x0203;
-        identity.vendorName = "Köln";
-        identity.productName = "twin";
-        identity.serialNumber = serialNumber;
-        return {identity,
-                {{0, plainDescriptor(), "keys", 0, 0}, {2, {}, "ear €", 0, 0}, {5, numberedDescriptor(), "", 0, 0}}};
+        return {QrxVirtualIdentity(0x1209, 0x0001)
+                    .setReleaseNumber(0x0203)
+                    .setVendorName("Köln")
+                    .setProductName("twin")
+                    .setSerialNumber(serialNumber),
+                {QrxVirtualInterface(0, plainDescriptor()).setName("keys"), QrxVirtualInterface(2, {}).setName("ear €"),
+                 QrxVirtualInterface(5, numberedDescriptor())}};
     }
     DeviceHandle last() const { return _tree->getDeviceAtIndex(_tree->getHIDDeviceCount() - 1); }
     QrxDeviceIdentity plugged(QrxVirtualDevice& device)

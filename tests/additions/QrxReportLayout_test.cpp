@@ -307,12 +307,9 @@ protected:
         QrxVirtualDevice::setRealDevicesEnabled(false);
         std::vector<QrxVirtualInterface> interfaces;
         for (const Bytes& descriptor : descriptors) {
-            interfaces.push_back({static_cast<int>(interfaces.size()), descriptor, "", 0, 0});
+            interfaces.push_back({static_cast<int>(interfaces.size()), descriptor});
         }
-        QrxVirtualIdentity identity;
-        identity.vendorID = 0x1209;
-        identity.productID = 0x0009;
-        _plugged.emplace(identity, interfaces);
+        _plugged.emplace(QrxVirtualIdentity(0x1209, 0x0009), interfaces);
         _plugged->plug();
         tree = QrxDeviceTree::NewInstance();
         tree->setDelegate(&_quiet);

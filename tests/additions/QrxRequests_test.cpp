@@ -90,8 +90,8 @@ TEST_F(Requests, OpeningTwiceIsOpeningOnce)
     EXPECT_FALSE(QrxOpen(*device, 1).hasFailed());
     EXPECT_FALSE(QrxOpen(*device).hasFailed());
     EXPECT_FALSE(QrxOpen(*device, 1).hasFailed());
-    EXPECT_EQ(1u, plug.virtualDevice()->openCount(0));
-    EXPECT_EQ(1u, plug.virtualDevice()->openCount(1));
+    EXPECT_EQ(1u, plug.virtualDevice()->getOpenCount(0));
+    EXPECT_EQ(1u, plug.virtualDevice()->getOpenCount(1));
     device->close();
     EXPECT_FALSE(plug.isOpen(0));
     EXPECT_FALSE(plug.isOpen(1));
@@ -170,8 +170,8 @@ TEST_F(Requests, AReportIsSentAndTheDelegateIsToldFirst)
     EXPECT_FALSE(sent(device, QrxReportType::output, 3, {3, 1, 2, 3}).hasFailed());
     const auto reports = plug.takeSentReports();
     ASSERT_EQ(1u, reports.size());
-    EXPECT_EQ((Bytes{3, 1, 2, 3}), reports[0].bytes);
-    EXPECT_EQ(3u, reports[0].reportID);
+    EXPECT_EQ((Bytes{3, 1, 2, 3}), reports[0].getBytes());
+    EXPECT_EQ(3u, reports[0].getReportID());
     EXPECT_EQ(log->sent, (std::vector<ReceivedReport>{{{3, 1, 2, 3}, 0}}));
     device->close();
 }

@@ -19,12 +19,9 @@ PROGRAM = """#include "prelude.h"
 int main()
 {{
     QrxVirtualDevice::setRealDevicesEnabled(false);
-    QrxVirtualIdentity identity;
-    identity.vendorID = 0x1234;
-    QrxVirtualInterface interface;
-    interface.reportDescriptor = {{0x06, 0x00, 0xff, 0x09, 0x01, 0xa1, 0x01, 0x09, 0x02, 0x15, 0x00,
-                                  0x25, 0x7f, 0x75, 0x08, 0x95, 0x02, 0x81, 0x02, 0xc0}};
-    QrxVirtualDevice plug(identity, {{interface}});
+    QrxVirtualInterface interface(0, {{0x06, 0x00, 0xff, 0x09, 0x01, 0xa1, 0x01, 0x09, 0x02, 0x15, 0x00,
+                                      0x25, 0x7f, 0x75, 0x08, 0x95, 0x02, 0x81, 0x02, 0xc0}});
+    QrxVirtualDevice plug(QrxVirtualIdentity(0x1234, 0), {{interface}});
     plug.plug();
     mis::swizzler<QrxDeviceTree> tree = QrxDeviceTree::NewInstance();
     std::vector<std::pair<unsigned short, unsigned short>> list{{{{0x1234, 0}}}};

@@ -38,12 +38,9 @@ FuzzedDevice::FuzzedDevice(const std::uint8_t* data, std::size_t size)
 
 QrxVirtualDevice FuzzedDevice::makeDevice() const
 {
-    QrxVirtualIdentity identity;
-    identity.vendorID = 0x1209;
-    identity.productName = "fuzzed";
     std::vector<QrxVirtualInterface> interfaces;
     for (const std::vector<std::uint8_t>& descriptor : descriptors) {
-        interfaces.push_back({static_cast<int>(interfaces.size()), descriptor, "", 0, 0});
+        interfaces.push_back({static_cast<int>(interfaces.size()), descriptor});
     }
-    return {identity, interfaces};
+    return {QrxVirtualIdentity(0x1209, 0).setProductName("fuzzed"), interfaces};
 }

@@ -11,19 +11,20 @@ namespace {
 
 auto factsOf(const QrxRecordedInterface& one)
 {
-    return std::tie(one.number, one.reportDescriptor, one.name, one.physicalPath, one.interfaceSubclass,
-                    one.interfaceProtocol);
+    return std::tuple(one.getNumber(), one.getReportDescriptor(), one.getName(), one.getPhysicalPath(),
+                      one.getSubclass(), one.getProtocol());
 }
 
 auto factsOf(const QrxRecordedEvent& one)
 {
-    return std::tie(one.timeUs, one.interfaceIndex, one.bytes);
+    return std::tuple(one.getTimeUs(), one.getInterfaceIndex(), one.getBytes());
 }
 
 auto factsOf(const QrxRecording& one)
 {
-    return std::tie(one.bus, one.vendorID, one.productID, one.releaseNumber, one.deviceClass, one.deviceSubclass,
-                    one.deviceProtocol, one.vendorName, one.productName, one.serialNumber, one.comments);
+    return std::tuple(one.getBus(), one.getVendorID(), one.getProductID(), one.getReleaseNumber(), one.getDeviceClass(),
+                      one.getDeviceSubclass(), one.getDeviceProtocol(), one.getVendorName(), one.getProductName(),
+                      one.getSerialNumber(), one.getComments());
 }
 
 template <typename T>
@@ -38,8 +39,8 @@ void requireEqual(const QrxRecording& expected, const std::string& text)
     try {
         const QrxRecording found = QrxRecording::read(stream, "written");
         require(factsOf(found) == factsOf(expected), "a fact of the device");
-        require(areEqual(found.interfaces, expected.interfaces), "an interface");
-        require(areEqual(found.events, expected.events), "an event");
+        require(areEqual(found.getInterfaces(), expected.getInterfaces()), "an interface");
+        require(areEqual(found.getEvents(), expected.getEvents()), "an event");
     } catch (const QrxRecordingError& error) {
         fail(error.what() + ("\n" + text));
     }
@@ -54,12 +55,12 @@ void requireRoundTrip(const QrxRecording& recording)
     requireEqual(recording, whole.str());
 
     QrxRecording head = recording;
-    head.events.clear();
+    head.getEvents().clear();
     std::ostringstream parts;
     parts << std::hex << std::showbase << std::setw(9);
     head.write(parts);
-    std::size_t after = recording.interfaces.size() - 1;
-    for (const QrxRecordedEvent& event : recording.events) {
+    std::size_t after = recording.getInterfaces().size() - 1;
+    for (const QrxRecordedEvent& event : recording.getEvents()) {
         head.writeEvent(parts, event, after);
     }
     require(parts.str() == whole.str(), "written event by event it is another text");

@@ -67,7 +67,7 @@ void run()
 {
     // An iteration hands on what waits; a device cannot keep the loop busy by itself.
     int left = 1000;
-    while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
+    while (QrxRunLoop::getCurrent().runOnce(0) == QrxRunLoop::Outcome::handled) {
         require(--left > 0, "the loop comes to rest");
     }
 }

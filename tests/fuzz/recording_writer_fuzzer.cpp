@@ -24,31 +24,31 @@ std::vector<std::uint8_t> bytesOf(FuzzedDataProvider& input)
 QrxRecording recordingOf(FuzzedDataProvider& input)
 {
     QrxRecording made;
-    made.bus = input.ConsumeIntegral<std::uint16_t>();
-    made.vendorID = input.ConsumeIntegral<std::uint16_t>();
-    made.productID = input.ConsumeIntegral<std::uint16_t>();
-    made.releaseNumber = input.ConsumeIntegral<std::uint16_t>();
-    made.deviceClass = input.ConsumeIntegral<std::uint8_t>();
-    made.deviceProtocol = input.ConsumeIntegral<std::uint8_t>();
-    for (std::string* text : {&made.vendorName, &made.productName, &made.serialNumber}) {
-        *text = input.ConsumeRandomLengthString(kLongText);
+    made.setBus(input.ConsumeIntegral<std::uint16_t>());
+    made.setVendorID(input.ConsumeIntegral<std::uint16_t>());
+    made.setProductID(input.ConsumeIntegral<std::uint16_t>());
+    made.setReleaseNumber(input.ConsumeIntegral<std::uint16_t>());
+    made.setDeviceClass(input.ConsumeIntegral<std::uint8_t>());
+    made.setDeviceProtocol(input.ConsumeIntegral<std::uint8_t>());
+    made.setVendorName(input.ConsumeRandomLengthString(kLongText));
+    made.setProductName(input.ConsumeRandomLengthString(kLongText));
+    made.setSerialNumber(input.ConsumeRandomLengthString(kLongText));
+    for (auto left = input.ConsumeIntegralInRange(0, 3); left > 0; --left) {
+        made.getComments().push_back(input.ConsumeRandomLengthString(kLongText));
     }
     for (auto left = input.ConsumeIntegralInRange(0, 3); left > 0; --left) {
-        made.comments.push_back(input.ConsumeRandomLengthString(kLongText));
-    }
-    for (auto left = input.ConsumeIntegralInRange(0, 3); left > 0; --left) {
-        QrxRecordedInterface& one = made.interfaces.emplace_back();
-        one.number = input.ConsumeIntegralInRange(-1, 256);
-        one.reportDescriptor = bytesOf(input);
-        one.name = input.ConsumeRandomLengthString(kLongText);
-        one.physicalPath = input.ConsumeRandomLengthString(kLongText);
-        one.interfaceSubclass = input.ConsumeIntegral<std::uint8_t>();
+        QrxRecordedInterface& one = made.getInterfaces().emplace_back();
+        one.setNumber(input.ConsumeIntegralInRange(-1, 256));
+        one.setReportDescriptor(bytesOf(input));
+        one.setName(input.ConsumeRandomLengthString(kLongText));
+        one.setPhysicalPath(input.ConsumeRandomLengthString(kLongText));
+        one.setSubclass(input.ConsumeIntegral<std::uint8_t>());
     }
     for (std::uint64_t timeUs = 0; input.remaining_bytes() > 0;) {
         timeUs += input.ConsumeIntegralInRange<std::uint64_t>(0, 1) == 0 ? input.ConsumeIntegral<std::uint8_t>()
                                                                          : input.ConsumeIntegral<std::uint64_t>();
-        const auto index = input.ConsumeIntegralInRange<std::size_t>(0, made.interfaces.size());
-        made.events.push_back({timeUs, index, bytesOf(input)});
+        const auto index = input.ConsumeIntegralInRange<std::size_t>(0, made.getInterfaces().size());
+        made.getEvents().push_back({timeUs, index, bytesOf(input)});
     }
     return made;
 }

@@ -63,15 +63,7 @@ public:
     bool hasTakenOutput() override { return !_device.takeSentReports().empty(); }
 
 private:
-    static QrxVirtualIdentity identity()
-    {
-        QrxVirtualIdentity identity;
-        identity.vendorID = 0x1234;
-        identity.productID = 1;
-        identity.productName = "limited";
-        return identity;
-    }
-    QrxVirtualDevice _device{identity(), {{0, plainDescriptor(), "", 0, 0}}};
+    QrxVirtualDevice _device{QrxVirtualIdentity(0x1234, 1).setProductName("limited"), {{0, plainDescriptor()}}};
 };
 
 class LinuxWorld final : public World {
@@ -138,7 +130,7 @@ private:
         attempt([] {
             constexpr int kMostPasses = 100;
             int passes = 0;
-            while (passes < kMostPasses && QrxRunLoop::current().runOnce(0.002) == QrxRunLoop::Outcome::handled) {
+            while (passes < kMostPasses && QrxRunLoop::getCurrent().runOnce(0.002) == QrxRunLoop::Outcome::handled) {
                 ++passes;
             }
             EXPECT_LT(passes, kMostPasses) << "the loop spins";
@@ -148,7 +140,7 @@ private:
     {
         const auto deadline = std::chrono::steady_clock::now() + kDeadline;
         while (!condition() && std::chrono::steady_clock::now() < deadline) {
-            QrxRunLoop::current().runOnce(0.01);
+            QrxRunLoop::getCurrent().runOnce(0.01);
         }
         return condition();
     }

@@ -32,10 +32,10 @@ public:
 
     Next takeReport(std::span<const std::uint8_t>& report) override
     {
-        while (_next < _recording->events.size()) {
-            const QrxRecordedEvent& event = _recording->events[_next++];
-            if (event.interfaceIndex == _interface) {
-                report = event.bytes;
+        while (_next < _recording->getEvents().size()) {
+            const QrxRecordedEvent& event = _recording->getEvents()[_next++];
+            if (event.getInterfaceIndex() == _interface) {
+                report = event.getBytes();
                 return Next::report;
             }
         }
@@ -80,18 +80,18 @@ private:
 DeviceFacts factsOf(const std::shared_ptr<const QrxRecording>& recording, const std::string& name)
 {
     DeviceFacts facts;
-    facts.vendorID = recording->vendorID;
-    facts.productID = recording->productID;
-    facts.releaseNumber = recording->releaseNumber;
-    facts.productName = recording->interfaces.front().name;
+    facts.vendorID = recording->getVendorID();
+    facts.productID = recording->getProductID();
+    facts.releaseNumber = recording->getReleaseNumber();
+    facts.productName = recording->getInterfaces().front().getName();
     facts.place = name;
-    for (std::size_t index = 0; index < recording->interfaces.size(); ++index) {
-        const QrxRecordedInterface& recorded = recording->interfaces[index];
+    for (std::size_t index = 0; index < recording->getInterfaces().size(); ++index) {
+        const QrxRecordedInterface& recorded = recording->getInterfaces()[index];
         InterfaceFacts interface;
-        interface.number = static_cast<std::uint8_t>(recorded.number);
+        interface.number = static_cast<std::uint8_t>(recorded.getNumber());
         interface.interfaceClass = kHIDClass;
         interface.hid = std::make_shared<RecordedPort>(recording, index);
-        interface.reportDescriptor = recorded.reportDescriptor;
+        interface.reportDescriptor = recorded.getReportDescriptor();
         facts.interfaces.push_back(std::move(interface));
     }
     return facts;

@@ -49,7 +49,7 @@ protected:
         }
     }
 
-    static bool isAtRest() { return QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::timedOut; }
+    static bool isAtRest() { return QrxRunLoop::getCurrent().runOnce(0) == QrxRunLoop::Outcome::timedOut; }
 
     TestDevice _device = makeDevice("kept", plainDescriptor());
     TreeHandle _tree = makeTree();

@@ -50,10 +50,9 @@ TEST_F(HostileDevices, TenThousandDifferentDescriptorsLeaveNoMemoryBehind)
 TEST_F(HostileDevices, AllInterfacesTogetherHaveTheElementsOfOneTableAndTheSmallestHaveAllOfTheirs)
 {
     constexpr std::size_t kElements = 16'384;
-    std::vector<QrxVirtualInterface> interfaces{{0, arrayDescriptor(0, 40), "", 0, 0}};
+    std::vector<QrxVirtualInterface> interfaces{{0, arrayDescriptor(0, 40)}};
     for (int number = 1; number < 9; ++number) {
-        interfaces.push_back(
-            {number, arrayDescriptor(static_cast<std::uint32_t>(number), number < 8 ? 16'000 : 50), "", 0, 0});
+        interfaces.push_back({number, arrayDescriptor(static_cast<std::uint32_t>(number), number < 8 ? 16'000 : 50)});
     }
     QrxVirtualDevice device(QrxVirtualIdentity{}, interfaces);
     device.plug();

@@ -153,7 +153,7 @@ TEST_F(HotPlug, ADestroyedTreeIsToldNothing)
         _first.plug();
     }
     _second.plug();
-    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runOnce(0));
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::getCurrent().runOnce(0));
     EXPECT_EQ(Names{}, _treeDelegate.arrivals);
 }
 

@@ -46,14 +46,14 @@ bool LibraryTest::runUntil(const std::function<bool()>& condition)
 {
     const auto deadline = std::chrono::steady_clock::now() + kDeadline;
     while (!condition() && std::chrono::steady_clock::now() < deadline) {
-        QrxRunLoop::current().runOnce(0.01);
+        QrxRunLoop::getCurrent().runOnce(0.01);
     }
     return condition();
 }
 
 void LibraryTest::runWhileBusy()
 {
-    while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
+    while (QrxRunLoop::getCurrent().runOnce(0) == QrxRunLoop::Outcome::handled) {
     }
 }
 

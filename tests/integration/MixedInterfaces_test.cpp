@@ -10,11 +10,7 @@ QrxVirtualDevice deviceOf(const std::vector<Bytes>& descriptors)
 {
     std::vector<QrxVirtualInterface> interfaces;
     for (const Bytes& descriptor : descriptors) {
-        interfaces.push_back({.number = static_cast<int>(interfaces.size()),
-                              .reportDescriptor = descriptor,
-                              .name = "",
-                              .interfaceSubclass = 0,
-                              .interfaceProtocol = 0});
+        interfaces.push_back({static_cast<int>(interfaces.size()), descriptor});
     }
     return QrxVirtualDevice({}, interfaces);
 }

@@ -41,7 +41,7 @@ protected:
         }
         ASSERT_EQ(1u, tree->getHIDDeviceCount());
         const DeviceHandle found = tree->getDeviceAtIndex(0);
-        EXPECT_EQ(recording.productName, found->getProductName());
+        EXPECT_EQ(recording.getProductName(), found->getProductName());
         EXPECT_GT(found->getReportCount(), 0u);
         EXPECT_GT(found->getElementCount(), 0u);
         const auto interruptLog = playedEvents(device, found, recording);
@@ -53,8 +53,8 @@ protected:
 
     static bool declaresNothing(const QrxRecording& recording)
     {
-        return std::ranges::all_of(recording.interfaces, [](const QrxRecordedInterface& interface) {
-            return qrx::hid::parseReportDescriptor(interface.reportDescriptor).fields.empty();
+        return std::ranges::all_of(recording.getInterfaces(), [](const QrxRecordedInterface& interface) {
+            return qrx::hid::parseReportDescriptor(interface.getReportDescriptor()).fields.empty();
         });
     }
 
@@ -91,19 +91,19 @@ protected:
     void compare(const QrxRecording& recording, const QrxHIDDevice& device,
                  const std::vector<ReceivedReport>& interrupt, const std::vector<ReceivedReport>& queue)
     {
-        for (std::size_t index = 0; index < recording.interfaces.size(); ++index) {
-            const int number = recording.interfaces[index].number;
+        for (std::size_t index = 0; index < recording.getInterfaces().size(); ++index) {
+            const int number = recording.getInterfaces()[index].getNumber();
             SCOPED_TRACE("interface " + std::to_string(number));
             std::vector<std::string> expectedInterrupt, expectedDeclared;
-            for (const QrxRecordedEvent& event : recording.events) {
-                if (event.interfaceIndex == index) {
-                    expect(event.bytes, device, number, expectedInterrupt, expectedDeclared);
+            for (const QrxRecordedEvent& event : recording.getEvents()) {
+                if (event.getInterfaceIndex() == index) {
+                    expect(event.getBytes(), device, number, expectedInterrupt, expectedDeclared);
                 }
             }
             EXPECT_EQ(expectedInterrupt, textsOf(interrupt, number)) << "interrupt mode";
             EXPECT_EQ(expectedDeclared, textsOf(queue, number)) << "queue mode";
         }
-        _events += recording.events.size();
+        _events += recording.getEvents().size();
     }
 
     /// Interrupt mode cuts to the largest report; queue mode cuts to the declared length and drops what is shorter.

@@ -113,7 +113,7 @@ protected:
     {
         for (int pass = 0; pass < 1000; ++pass) {
             try {
-                if (QrxRunLoop::current().runOnce(0) != QrxRunLoop::Outcome::handled) {
+                if (QrxRunLoop::getCurrent().runOnce(0) != QrxRunLoop::Outcome::handled) {
                     return;
                 }
             } catch (const Refusal&) {

@@ -124,7 +124,7 @@ TEST_P(Reports_test, WhatWaitsAtTheUnplugIsDeliveredBeforeTheRemovalIsTold)
     runWhileBusy();
     EXPECT_EQ(20u, log->input.size());
     EXPECT_EQ("device notification: id 2\n", output.text());
-    EXPECT_EQ(QrxRunLoop::Outcome::timedOut, QrxRunLoop::current().runOnce(0.01)) << "a dead device does not spin";
+    EXPECT_EQ(QrxRunLoop::Outcome::timedOut, QrxRunLoop::getCurrent().runOnce(0.01)) << "a dead device does not spin";
 }
 
 TEST_P(Reports_test, TheRemovalWaitsForTheReportsHoweverManyInterfacesHaveThem)
@@ -162,11 +162,11 @@ TEST_P(Reports_test, OutputAndFeatureReportsReachTheDeviceAfterTheDelegate)
     EXPECT_EQ((Reports{{{3, 1, 2, 3}, 1}, {{4, 1, 2, 3, 4, 5}, 0}, {{3, 9}, 5}}), log->sent);
     const std::vector<QrxSentReport> sent = device.takeSentReports();
     ASSERT_EQ(2u, sent.size()) << "there is no interface 5";
-    EXPECT_EQ(1, sent[0].interfaceNumber);
-    EXPECT_EQ(1u, sent[0].reportType);
-    EXPECT_EQ(3u, sent[0].reportID);
-    EXPECT_EQ((Bytes{3, 1, 2, 3}), sent[0].bytes);
-    EXPECT_EQ(2u, sent[1].reportType);
+    EXPECT_EQ(1, sent[0].getInterfaceNumber());
+    EXPECT_EQ(1u, sent[0].getReportType());
+    EXPECT_EQ(3u, sent[0].getReportID());
+    EXPECT_EQ((Bytes{3, 1, 2, 3}), sent[0].getBytes());
+    EXPECT_EQ(2u, sent[1].getReportType());
 }
 
 TEST_P(Reports_test, TwoTreesWithOneDeviceOpenBothGetItsInput)

@@ -20,19 +20,16 @@ void useTheLibrary(std::uint16_t vendorID, std::atomic<int>& failures)
         std::vector<std::shared_ptr<RecordingDeviceDelegate::Log>> logs;
     } delegate;
 
-    QrxVirtualIdentity identity;
-    identity.vendorID = vendorID;
-    identity.productID = 1;
-    identity.productName = "thread's own";
+    const auto identity = QrxVirtualIdentity(vendorID, 1).setProductName("thread's own");
     TreeHandle tree = QrxDeviceTree::NewInstance();
     tree->setDelegate(&delegate);
     tree->populate(vendorID, 0);
     tree->observe(vendorID, 0);
-    QrxRunLoop loop = QrxRunLoop::current();
+    QrxRunLoop loop = QrxRunLoop::getCurrent();
     constexpr int kPlugs = 20;
     constexpr std::size_t kReports = 40;
     for (int plug = 1; plug <= kPlugs; ++plug) {
-        QrxVirtualDevice device(identity, {{0, plainDescriptor(), "", 0, 0}});
+        QrxVirtualDevice device(identity, {{0, plainDescriptor()}});
         device.plug();
         const auto wait = [&](auto condition) {
             for (int pass = 0; pass < 10000 && !condition(); ++pass) {
@@ -84,7 +81,7 @@ TEST_F(Threads, ADeviceOfOneThreadIsDrivenFromAnother)
     constexpr std::uint32_t kCount = 5000;
     std::thread driver([&] {
         device.plug();
-        while (device.openCount(0) == 0) {
+        while (device.getOpenCount(0) == 0) {
             std::this_thread::yield();
         }
         for (std::uint32_t i = 0; i < kCount; ++i) {

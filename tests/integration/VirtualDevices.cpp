@@ -18,7 +18,7 @@ public:
         return _device.sendInputReport(interfaceNumber, bytes);
     }
     std::vector<QrxSentReport> takeSentReports() override { return _device.takeSentReports(); }
-    bool isOpen(int interfaceNumber) override { return _device.openCount(interfaceNumber) != 0; }
+    bool isOpen(int interfaceNumber) override { return _device.getOpenCount(interfaceNumber) != 0; }
     QrxVirtualDevice* virtualDevice() override { return &_device; }
 
 private:
@@ -40,13 +40,9 @@ std::size_t TestDevice::mostAtOnce()
 std::unique_ptr<TestDevice::Part> TestDevice::makePart(const std::string& name, const Bytes& descriptor,
                                                        const std::vector<int>& interfaceNumbers)
 {
-    QrxVirtualIdentity identity;
-    identity.vendorID = 0x1234;
-    identity.productID = 0x5678;
-    identity.productName = name;
     std::vector<QrxVirtualInterface> interfaces;
     for (const int number : interfaceNumbers) {
-        interfaces.push_back({number, descriptor, "", 0, 0});
+        interfaces.push_back({number, descriptor});
     }
-    return std::make_unique<VirtualPart>(identity, interfaces);
+    return std::make_unique<VirtualPart>(QrxVirtualIdentity(0x1234, 0x5678).setProductName(name), interfaces);
 }

@@ -18,17 +18,15 @@ constexpr std::int32_t kQueueModeVersion = 0x1068;
 
 QrxVirtualDevice deviceOf(const DeviceDescription& description)
 {
-    QrxVirtualIdentity identity;
-    identity.vendorID = description.vendorID;
-    identity.productID = description.productID;
-    identity.releaseNumber = description.releaseNumber;
-    identity.vendorName = description.vendorName;
-    identity.productName = description.productName;
+    QrxVirtualIdentity identity(description.vendorID, description.productID);
+    identity.setReleaseNumber(description.releaseNumber)
+        .setVendorName(description.vendorName)
+        .setProductName(description.productName);
     std::vector<QrxVirtualInterface> interfaces;
     for (const InterfaceDescription& interface : description.interfaces) {
-        interfaces.push_back({interface.number, descriptorOf(interface.sample), "",
-                              static_cast<std::uint8_t>(interface.subclass),
-                              static_cast<std::uint8_t>(interface.protocol)});
+        interfaces.push_back(QrxVirtualInterface(interface.number, descriptorOf(interface.sample))
+                                 .setSubclass(static_cast<std::uint8_t>(interface.subclass))
+                                 .setProtocol(static_cast<std::uint8_t>(interface.protocol)));
     }
     return {identity, interfaces};
 }
@@ -61,14 +59,15 @@ public:
     {
         std::vector<Sent>& sent = _sent[device];
         for (const QrxSentReport& report : _devices.at(device).takeSentReports()) {
-            sent.push_back({report.interfaceNumber, report.reportType, report.reportID, report.bytes});
+            sent.push_back(
+                {report.getInterfaceNumber(), report.getReportType(), report.getReportID(), report.getBytes()});
         }
         return sent;
     }
 
     void pump() override
     {
-        while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
+        while (QrxRunLoop::getCurrent().runOnce(0) == QrxRunLoop::Outcome::handled) {
         }
     }
 

@@ -56,7 +56,7 @@ bool Application::attemptStep(const std::function<void()>& step)
 bool Application::runOnce()
 {
     try {
-        return QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled;
+        return QrxRunLoop::getCurrent().runOnce(0) == QrxRunLoop::Outcome::handled;
     } catch (const std::bad_alloc&) {
         ++_exceptions;
         ++_exceptionsOfLoop;
@@ -87,7 +87,7 @@ bool Application::runUntilTrue(const char* what, const std::function<bool()>& co
     const auto deadline = std::chrono::steady_clock::now() + patience;
     while (!condition() && std::chrono::steady_clock::now() < deadline) {
         if (!runOnce()) {
-            QrxRunLoop::current().runOnce(0.01);
+            QrxRunLoop::getCurrent().runOnce(0.01);
         }
     }
     const memory::Pause pause;

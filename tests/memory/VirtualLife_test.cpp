@@ -61,11 +61,13 @@ const Bytes kPlain = {
 
 /// What is made before the memory runs out: it is the application's own.
 struct Things {
-    const QrxVirtualIdentity firstIdentity{0x1234, 1, 0x0100, 0, 0, 0, "Maker", "First", "S1"};
-    const QrxVirtualIdentity secondIdentity{0x1234, 2, 0x0100, 0, 0, 0, "Maker", "Second", "S2"};
-    const std::vector<QrxVirtualInterface> firstInterfaces{{0, kNumbered, "Numbered", 0, 0},
-                                                           {1, kPlain, "Plain", 0, 0}};
-    const std::vector<QrxVirtualInterface> secondInterfaces{{0, kPlain, "", 0, 0}};
+    const QrxVirtualIdentity firstIdentity{
+        QrxVirtualIdentity(0x1234, 1).setVendorName("Maker").setProductName("First").setSerialNumber("S1")};
+    const QrxVirtualIdentity secondIdentity{
+        QrxVirtualIdentity(0x1234, 2).setVendorName("Maker").setProductName("Second").setSerialNumber("S2")};
+    const std::vector<QrxVirtualInterface> firstInterfaces{QrxVirtualInterface(0, kNumbered).setName("Numbered"),
+                                                           QrxVirtualInterface(1, kPlain).setName("Plain")};
+    const std::vector<QrxVirtualInterface> secondInterfaces{{0, kPlain}};
     Arrivals arrivals;
     std::size_t firstInput = 0;
     std::size_t secondInput = 0;
@@ -146,9 +148,9 @@ private:
                 return false;
             }
         }
-        EXPECT_EQ(_first->openCount(0), 1U);
-        EXPECT_EQ(_first->openCount(1), 1U);
-        EXPECT_EQ(_second->openCount(0), 1U);
+        EXPECT_EQ(_first->getOpenCount(0), 1U);
+        EXPECT_EQ(_first->getOpenCount(1), 1U);
+        EXPECT_EQ(_second->getOpenCount(0), 1U);
         return true;
     }
 
@@ -187,7 +189,7 @@ private:
     void closeAndOpenAgain()
     {
         _application.attempt([&] { _firstHandle->close(); });
-        EXPECT_EQ(_first->openCount(0), 0U);
+        EXPECT_EQ(_first->getOpenCount(0), 0U);
         _application.attempt([&] { _firstHandle->open(); });
         const std::size_t before = _things.firstInput;
         inject(*_first, 0, _long);

@@ -42,19 +42,19 @@ std::string withLine(const std::string& line)
 TEST(QrxRecording, ReadsIdentityDescriptorAndEvents)
 {
     const QrxRecording mouse = recordingOf(kMouse);
-    EXPECT_EQ(3, mouse.bus);
-    EXPECT_EQ(0x04d8, mouse.vendorID);
-    EXPECT_EQ(0x003f, mouse.productID);
-    EXPECT_EQ("ACME Mouse", mouse.productName);
-    EXPECT_EQ("", mouse.vendorName);
-    EXPECT_EQ(std::vector<std::string>{"a mouse"}, mouse.comments);
-    ASSERT_EQ(1u, mouse.interfaces.size());
-    EXPECT_EQ(0, mouse.interfaces[0].number);
-    EXPECT_EQ((Bytes{0x05, 0x01, 0x09}), mouse.interfaces[0].reportDescriptor);
-    EXPECT_EQ("usb-1/input0", mouse.interfaces[0].physicalPath);
-    ASSERT_EQ(2u, mouse.events.size());
-    EXPECT_EQ(1250000u, mouse.events[1].timeUs);
-    EXPECT_EQ((Bytes{0x00, 0xff}), mouse.events[1].bytes);
+    EXPECT_EQ(3, mouse.getBus());
+    EXPECT_EQ(0x04d8, mouse.getVendorID());
+    EXPECT_EQ(0x003f, mouse.getProductID());
+    EXPECT_EQ("ACME Mouse", mouse.getProductName());
+    EXPECT_EQ("", mouse.getVendorName());
+    EXPECT_EQ(std::vector<std::string>{"a mouse"}, mouse.getComments());
+    ASSERT_EQ(1u, mouse.getInterfaces().size());
+    EXPECT_EQ(0, mouse.getInterfaces()[0].getNumber());
+    EXPECT_EQ((Bytes{0x05, 0x01, 0x09}), mouse.getInterfaces()[0].getReportDescriptor());
+    EXPECT_EQ("usb-1/input0", mouse.getInterfaces()[0].getPhysicalPath());
+    ASSERT_EQ(2u, mouse.getEvents().size());
+    EXPECT_EQ(1250000u, mouse.getEvents()[1].getTimeUs());
+    EXPECT_EQ((Bytes{0x00, 0xff}), mouse.getEvents()[1].getBytes());
 }
 
 TEST(QrxRecording, LinesOfSeveralInterfacesAreToldApartByTheirNumberLine)
@@ -62,13 +62,13 @@ TEST(QrxRecording, LinesOfSeveralInterfacesAreToldApartByTheirNumberLine)
     const QrxRecording composite = recordingOf("D: 0\nR: 1 05\nN: one\nP:\nI: 3 0001 0002\n"
                                                "D: 1\nR: 1 06\nN: two\nP:\nI: 3 0001 0002\n"
                                                "D: 0\nE: 0.0 1 aa\nD: 1\nE: 0.5 1 bb\n");
-    ASSERT_EQ(2u, composite.interfaces.size());
-    EXPECT_EQ(1, composite.interfaces[1].number);
-    EXPECT_EQ("one", composite.productName);
-    ASSERT_EQ(2u, composite.events.size());
-    EXPECT_EQ(0u, composite.events[0].interfaceIndex);
-    EXPECT_EQ(1u, composite.events[1].interfaceIndex);
-    EXPECT_EQ(500000u, composite.events[1].timeUs);
+    ASSERT_EQ(2u, composite.getInterfaces().size());
+    EXPECT_EQ(1, composite.getInterfaces()[1].getNumber());
+    EXPECT_EQ("one", composite.getProductName());
+    ASSERT_EQ(2u, composite.getEvents().size());
+    EXPECT_EQ(0u, composite.getEvents()[0].getInterfaceIndex());
+    EXPECT_EQ(1u, composite.getEvents()[1].getInterfaceIndex());
+    EXPECT_EQ(500000u, composite.getEvents()[1].getTimeUs());
 }
 
 TEST(QrxRecording, TheNotesOfOurOwnNameStringsAndInterfaces)
@@ -78,16 +78,16 @@ TEST(QrxRecording, TheNotesOfOurOwnNameStringsAndInterfaces)
                                                        "#@ device-class: ef 02 01\n#@ interface: 5 01 02\n"
                                                        "#@ of-a-later-version: anything\n") +
                                            kMouse);
-    EXPECT_EQ("Ærø \\ Works", noted.vendorName);
-    EXPECT_EQ("北京", noted.productName);
-    EXPECT_EQ("1\n2", noted.serialNumber);
-    EXPECT_EQ(0x0110, noted.releaseNumber);
-    EXPECT_EQ(0xef, noted.deviceClass);
-    EXPECT_EQ(2, noted.deviceSubclass);
-    EXPECT_EQ(1, noted.deviceProtocol);
-    EXPECT_EQ(5, noted.interfaces[0].number);
-    EXPECT_EQ(1, noted.interfaces[0].interfaceSubclass);
-    EXPECT_EQ(2, noted.interfaces[0].interfaceProtocol);
+    EXPECT_EQ("Ærø \\ Works", noted.getVendorName());
+    EXPECT_EQ("北京", noted.getProductName());
+    EXPECT_EQ("1\n2", noted.getSerialNumber());
+    EXPECT_EQ(0x0110, noted.getReleaseNumber());
+    EXPECT_EQ(0xef, noted.getDeviceClass());
+    EXPECT_EQ(2, noted.getDeviceSubclass());
+    EXPECT_EQ(1, noted.getDeviceProtocol());
+    EXPECT_EQ(5, noted.getInterfaces()[0].getNumber());
+    EXPECT_EQ(1, noted.getInterfaces()[0].getSubclass());
+    EXPECT_EQ(2, noted.getInterfaces()[0].getProtocol());
 }
 
 TEST(QrxRecording, EveryFaultNamesFileLineAndReason)
@@ -125,7 +125,7 @@ TEST(QrxRecording, AnyPrefixOfARecordingIsReadOrRefusedCleanly)
     for (std::size_t length = 0; length <= text.size(); ++length) {
         try {
             const QrxRecording recording = recordingOf(text.substr(0, length));
-            EXPECT_EQ(1u, recording.interfaces.size());
+            EXPECT_EQ(1u, recording.getInterfaces().size());
         } catch (const QrxRecordingError&) {
         }
     }
@@ -138,7 +138,7 @@ TEST(QrxRecording, AFileThatIsNotThereIsAFaultWithItsName)
         FAIL() << "it was read";
     } catch (const QrxRecordingError& error) {
         EXPECT_STREQ("/nowhere/mouse.hid: cannot be opened: No such file or directory", error.what());
-        EXPECT_EQ(0u, error.line());
+        EXPECT_EQ(0u, error.getLine());
     }
 }
 
@@ -200,23 +200,23 @@ TEST(QrxRecording, TheGreatestNumbersAreRead)
     const QrxRecording great = recordingOf("D: 65535\nR: 1 05\nI: ffff ffff ffff\n#@ release: ffff\n"
                                            "#@ device-class: ff ff ff\n#@ interface: 255 ff ff\n"
                                            "E: 1000000000000.999999 1 ff\n");
-    EXPECT_EQ(0xffff, great.bus);
-    EXPECT_EQ(0xffff, great.vendorID);
-    EXPECT_EQ(0xffff, great.productID);
-    EXPECT_EQ(0xffff, great.releaseNumber);
-    EXPECT_EQ(0xff, great.deviceProtocol);
-    EXPECT_EQ(255, great.interfaces[0].number);
-    EXPECT_EQ(0xff, great.interfaces[0].interfaceProtocol);
-    EXPECT_EQ(1'000'000'000'000'999'999u, great.events[0].timeUs);
-    EXPECT_EQ(Bytes{0xff}, great.events[0].bytes);
+    EXPECT_EQ(0xffff, great.getBus());
+    EXPECT_EQ(0xffff, great.getVendorID());
+    EXPECT_EQ(0xffff, great.getProductID());
+    EXPECT_EQ(0xffff, great.getReleaseNumber());
+    EXPECT_EQ(0xff, great.getDeviceProtocol());
+    EXPECT_EQ(255, great.getInterfaces()[0].getNumber());
+    EXPECT_EQ(0xff, great.getInterfaces()[0].getProtocol());
+    EXPECT_EQ(1'000'000'000'000'999'999u, great.getEvents()[0].getTimeUs());
+    EXPECT_EQ(Bytes{0xff}, great.getEvents()[0].getBytes());
 }
 
 TEST(QrxRecording, AFractionOfASecondHasUpToSixDigits)
 {
     const QrxRecording timed = recordingOf(withLine("E: 2 0\nE: 2. 0\nE: 2.000001 0\nE: 2.5 0\nE: 2.50 0"));
     std::vector<std::uint64_t> times;
-    for (const QrxRecordedEvent& event : timed.events) {
-        times.push_back(event.timeUs);
+    for (const QrxRecordedEvent& event : timed.getEvents()) {
+        times.push_back(event.getTimeUs());
     }
     EXPECT_EQ((std::vector<std::uint64_t>{0, 1250000, 2000000, 2000000, 2000001, 2500000, 2500000}), times);
 }
@@ -225,18 +225,16 @@ TEST(QrxRecording, AnInterfaceWithoutANumberHasThatOfItsOrder)
 {
     const QrxRecording composite = recordingOf("D: 9\nR: 1 05\nI: 3 1 2\nD: 4\nR: 1 06\n#@ interface: 7 00 00\n"
                                                "D: 5\nR: 1 07\n");
-    ASSERT_EQ(3u, composite.interfaces.size());
-    EXPECT_EQ(0, composite.interfaces[0].number);
-    EXPECT_EQ(7, composite.interfaces[1].number);
-    EXPECT_EQ(2, composite.interfaces[2].number);
+    ASSERT_EQ(3u, composite.getInterfaces().size());
+    EXPECT_EQ(0, composite.getInterfaces()[0].getNumber());
+    EXPECT_EQ(7, composite.getInterfaces()[1].getNumber());
+    EXPECT_EQ(2, composite.getInterfaces()[2].getNumber());
 }
 
 TEST(QrxRecording, EveryInterfaceNeedsItsDescriptor)
 {
-    EXPECT_EQ("mouse.hid: no R: line with a report descriptor",
-              faultOf("D: 0\nR: 1 05\nI: 3 1 2\nD: 1\nN: two\n"));
-    EXPECT_EQ("mouse.hid: no R: line with a report descriptor",
-              faultOf("D: 0\nR: 1 05\nI: 3 1 2\nD: 1\nI: 3 1 2\n"));
+    EXPECT_EQ("mouse.hid: no R: line with a report descriptor", faultOf("D: 0\nR: 1 05\nI: 3 1 2\nD: 1\nN: two\n"));
+    EXPECT_EQ("mouse.hid: no R: line with a report descriptor", faultOf("D: 0\nR: 1 05\nI: 3 1 2\nD: 1\nI: 3 1 2\n"));
 }
 
 TEST(QrxRecording, AsManyInterfacesAsNumbersAreReadAndNoMore)
@@ -245,8 +243,8 @@ TEST(QrxRecording, AsManyInterfacesAsNumbersAreReadAndNoMore)
     for (int i = 0; i < 256; ++i) {
         text += "D: " + std::to_string(i) + "\nR: 1 05\nI: 3 1 2\n";
     }
-    EXPECT_EQ(256u, recordingOf(text).interfaces.size());
-    EXPECT_EQ(255, recordingOf(text).interfaces.back().number);
+    EXPECT_EQ(256u, recordingOf(text).getInterfaces().size());
+    EXPECT_EQ(255, recordingOf(text).getInterfaces().back().getNumber());
     EXPECT_EQ("mouse.hid:770: more than 256 interfaces", faultOf(text + "D: 256\nR: 1 05\nI: 3 1 2\n"));
 }
 
@@ -293,7 +291,7 @@ TEST(QrxRecording, ATextHasALimit)
     for (int i = 0; i < 65535; ++i) {
         lineEnds += "\\n";
     }
-    EXPECT_EQ(65535u, recordingOf(withLine("#@ vendor-name: " + lineEnds)).vendorName.size());
+    EXPECT_EQ(65535u, recordingOf(withLine("#@ vendor-name: " + lineEnds)).getVendorName().size());
 }
 
 TEST(QrxRecording, TheLongestReportAndDescriptorAreRead)
@@ -303,8 +301,8 @@ TEST(QrxRecording, TheLongestReportAndDescriptorAreRead)
         bytes += " ab";
     }
     const QrxRecording longest = recordingOf("R:" + bytes + "\nI: 3 1 2\nE: 0.0" + bytes + "\n");
-    EXPECT_EQ(65535u, longest.interfaces[0].reportDescriptor.size());
-    EXPECT_EQ(65535u, longest.events[0].bytes.size());
+    EXPECT_EQ(65535u, longest.getInterfaces()[0].getReportDescriptor().size());
+    EXPECT_EQ(65535u, longest.getEvents()[0].getBytes().size());
     EXPECT_EQ("mouse.hid:8: E: needs a length of at most 65535 bytes", faultOf(withLine("E: 2.0 65536")));
 }
 
@@ -315,31 +313,31 @@ TEST(QrxRecording, LinesMayEndWithCarriageReturns)
         text.insert(end, "\r");
     }
     const QrxRecording mouse = recordingOf(text);
-    EXPECT_EQ("ACME Mouse", mouse.interfaces[0].name);
-    EXPECT_EQ("V", mouse.vendorName);
-    EXPECT_EQ(std::vector<std::string>{"a mouse"}, mouse.comments);
-    EXPECT_EQ(2u, mouse.events.size());
+    EXPECT_EQ("ACME Mouse", mouse.getInterfaces()[0].getName());
+    EXPECT_EQ("V", mouse.getVendorName());
+    EXPECT_EQ(std::vector<std::string>{"a mouse"}, mouse.getComments());
+    EXPECT_EQ(2u, mouse.getEvents().size());
 }
 
 TEST(QrxRecording, ACarriageReturnAloneEndsNoLine)
 {
-    EXPECT_EQ("a\rE: 0.0 1 00", recordingOf(withLine("N: a\rE: 0.0 1 00")).interfaces[0].name);
+    EXPECT_EQ("a\rE: 0.0 1 00", recordingOf(withLine("N: a\rE: 0.0 1 00")).getInterfaces()[0].getName());
     EXPECT_EQ("mouse.hid:1: R: needs bytes of two hexadecimal digits, not \"I:\"", faultOf("R: 1 05\rI: 3 1 2\r"));
 }
 
 TEST(QrxRecording, ABackslashOfALineWithoutEscapesIsABackslash)
 {
     const QrxRecording old = recordingOf("# C:\\new\nR: 1 05\nN: A\\nB\\\\\nP: \\r\nI: 3 1 2\n");
-    EXPECT_EQ("A\\nB\\\\", old.interfaces[0].name);
-    EXPECT_EQ("A\\nB\\\\", old.productName);
-    EXPECT_EQ("\\r", old.interfaces[0].physicalPath);
-    EXPECT_EQ(std::vector<std::string>{"C:\\new"}, old.comments);
+    EXPECT_EQ("A\\nB\\\\", old.getInterfaces()[0].getName());
+    EXPECT_EQ("A\\nB\\\\", old.getProductName());
+    EXPECT_EQ("\\r", old.getInterfaces()[0].getPhysicalPath());
+    EXPECT_EQ(std::vector<std::string>{"C:\\new"}, old.getComments());
 }
 
 TEST(QrxRecording, NotesHaveEscapes)
 {
     const auto vendor = [](const std::string& text) {
-        return recordingOf(withLine("#@ vendor-name: " + text)).vendorName;
+        return recordingOf(withLine("#@ vendor-name: " + text)).getVendorName();
     };
     EXPECT_EQ("\\ \n \r", vendor("\\\\ \\n \\r"));
     EXPECT_EQ(" a\t", vendor("\\sa\\t"));
@@ -352,24 +350,24 @@ TEST(QrxRecording, ANoteReplacesTheTextOfItsInterface)
     const QrxRecording noted = recordingOf("D: 0\nR: 1 05\nN: one\nP: p\nI: 3 1 2\n"
                                            "D: 1\nR: 1 06\nN: two\nP: q\nI: 3 1 2\n#@ interface-name: 2\\n2\n"
                                            "#@ physical-path: q\\rq\nD: 0\n#@ interface-name: 1\\n1\n");
-    EXPECT_EQ("1\n1", noted.interfaces[0].name);
-    EXPECT_EQ("1\n1", noted.productName) << "where no note gives it";
-    EXPECT_EQ("p", noted.interfaces[0].physicalPath);
-    EXPECT_EQ("2\n2", noted.interfaces[1].name);
-    EXPECT_EQ("q\rq", noted.interfaces[1].physicalPath);
+    EXPECT_EQ("1\n1", noted.getInterfaces()[0].getName());
+    EXPECT_EQ("1\n1", noted.getProductName()) << "where no note gives it";
+    EXPECT_EQ("p", noted.getInterfaces()[0].getPhysicalPath());
+    EXPECT_EQ("2\n2", noted.getInterfaces()[1].getName());
+    EXPECT_EQ("q\rq", noted.getInterfaces()[1].getPhysicalPath());
 }
 
 TEST(QrxRecording, BlanksAroundWhatALineSaysDoNotMatter)
 {
     const QrxRecording spaced = recordingOf(" \t# a comment \n  #@  release :\t0110\n\tR:2  05\t01 \n N:  name\t\n"
                                             " I:\t3 1  2\r\n \t\r\n  E:  1.5   2 \t 0a 0b  \n");
-    EXPECT_EQ(std::vector<std::string>{"a comment"}, spaced.comments);
-    EXPECT_EQ(0x0110, spaced.releaseNumber);
-    EXPECT_EQ((Bytes{0x05, 0x01}), spaced.interfaces[0].reportDescriptor);
-    EXPECT_EQ("name", spaced.interfaces[0].name);
-    EXPECT_EQ(2, spaced.productID);
-    ASSERT_EQ(1u, spaced.events.size());
-    EXPECT_EQ((Bytes{0x0a, 0x0b}), spaced.events[0].bytes);
+    EXPECT_EQ(std::vector<std::string>{"a comment"}, spaced.getComments());
+    EXPECT_EQ(0x0110, spaced.getReleaseNumber());
+    EXPECT_EQ((Bytes{0x05, 0x01}), spaced.getInterfaces()[0].getReportDescriptor());
+    EXPECT_EQ("name", spaced.getInterfaces()[0].getName());
+    EXPECT_EQ(2, spaced.getProductID());
+    ASSERT_EQ(1u, spaced.getEvents().size());
+    EXPECT_EQ((Bytes{0x0a, 0x0b}), spaced.getEvents()[0].getBytes());
 }
 
 TEST(QrxRecording, ATextThatCannotBeReadToItsEndIsRefused)
@@ -405,11 +403,11 @@ TEST(QrxRecording, AnIdentityThatIsNoneIsRefused)
 TEST(QrxRecording, ANameIsNotAPlace)
 {
     const QrxRecording named = recordingOf("R: 1 05\nN: n\nI: 3 1 2\n");
-    EXPECT_EQ("n", named.interfaces[0].name);
-    EXPECT_EQ("", named.interfaces[0].physicalPath);
+    EXPECT_EQ("n", named.getInterfaces()[0].getName());
+    EXPECT_EQ("", named.getInterfaces()[0].getPhysicalPath());
     const QrxRecording placed = recordingOf("R: 1 05\nP: p\nI: 3 1 2\n");
-    EXPECT_EQ("", placed.interfaces[0].name);
-    EXPECT_EQ("p", placed.interfaces[0].physicalPath);
+    EXPECT_EQ("", placed.getInterfaces()[0].getName());
+    EXPECT_EQ("p", placed.getInterfaces()[0].getPhysicalPath());
 }
 
 TEST(QrxRecording, AFaultShowsNoMoreThanTheBeginningOfALongLine)

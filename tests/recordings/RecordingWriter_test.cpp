@@ -30,14 +30,19 @@ std::string textOf(const QrxRecording& recording)
 QrxRecording composite()
 {
     QrxRecording made;
-    made.vendorID = 0x04d8;
-    made.productID = 0x003f;
-    made.releaseNumber = 0x0110;
-    made.deviceClass = 0xef;
-    made.productName = "Both";
-    made.interfaces = {{0, {0x05, 0x01}, "one", "usb-1/input0", 1, 2}, {200, {}, "two", "", 0, 0}};
-    made.events = {{0, 1, {}}, {12'000'001, 0, {0xab, 0x0c}}};
-    made.comments = {"made by hand", ""};
+    made.setVendorID(0x04d8);
+    made.setProductID(0x003f);
+    made.setReleaseNumber(0x0110);
+    made.setDeviceClass(0xef);
+    made.setProductName("Both");
+    made.setInterfaces({QrxRecordedInterface(0, {0x05, 0x01})
+                            .setName("one")
+                            .setPhysicalPath("usb-1/input0")
+                            .setSubclass(1)
+                            .setProtocol(2),
+                        QrxRecordedInterface(200, {}).setName("two")});
+    made.setEvents({{0, 1, {}}, {12'000'001, 0, {0xab, 0x0c}}});
+    made.setComments({"made by hand", ""});
     return made;
 }
 
@@ -76,12 +81,12 @@ TEST(RecordingWriter, WhatIsWrittenIsReadBackUnchanged)
     std::stringstream secondText;
     again.write(secondText);
     EXPECT_EQ(text.str(), secondText.str());
-    EXPECT_EQ("", again.productName);
-    EXPECT_EQ("a\\b", again.serialNumber);
-    EXPECT_EQ(7, again.interfaces[1].number);
-    ASSERT_EQ(2u, again.events.size());
-    EXPECT_EQ(12000001u, again.events[1].timeUs);
-    EXPECT_EQ(0u, again.events[1].interfaceIndex);
+    EXPECT_EQ("", again.getProductName());
+    EXPECT_EQ("a\\b", again.getSerialNumber());
+    EXPECT_EQ(7, again.getInterfaces()[1].getNumber());
+    ASSERT_EQ(2u, again.getEvents().size());
+    EXPECT_EQ(12000001u, again.getEvents()[1].getTimeUs());
+    EXPECT_EQ(0u, again.getEvents()[1].getInterfaceIndex());
 }
 
 TEST(RecordingWriter, EventsWrittenOneByOneNameTheirInterfaceWhenItChanges)
@@ -103,12 +108,12 @@ TEST(RecordingWriter, EveryFactHasItsLine)
               "E: 000000.000000 0\nD: 0\nE: 000012.000001 2 ab 0c\n",
               textOf(composite()));
     QrxRecording single = composite();
-    single.interfaces.pop_back();
-    single.events = {{0, 0, {1}}};
-    single.comments = {};
-    single.vendorName = "V";
-    single.productName = "one";
-    single.serialNumber = "S";
+    single.getInterfaces().pop_back();
+    single.setEvents({{0, 0, {1}}});
+    single.setComments({});
+    single.setVendorName("V");
+    single.setProductName("one");
+    single.setSerialNumber("S");
     EXPECT_EQ("#@ vendor-name: V\n#@ serial-number: S\n#@ release: 0110\n#@ device-class: ef 00 00\n"
               "#@ interface: 0 01 02\nR: 2 05 01\nN: one\nP: usb-1/input0\nI: 3 04d8 003f\nE: 000000.000000 1 01\n",
               textOf(single));
@@ -117,12 +122,12 @@ TEST(RecordingWriter, EveryFactHasItsLine)
 TEST(RecordingWriter, AnInterfaceIsNamedOnlyWhereItChanges)
 {
     QrxRecording made = composite();
-    made.events = {{0, 1, {1}}, {1, 0, {2}}, {1, 0, {3}}, {2, 1, {4}}, {2, 1, {5}}};
+    made.setEvents({{0, 1, {1}}, {1, 0, {2}}, {1, 0, {3}}, {2, 1, {4}}, {2, 1, {5}}});
     const std::string text = textOf(made);
     EXPECT_EQ("E: 000000.000000 1 01\nD: 0\nE: 000000.000001 1 02\nE: 000000.000001 1 03\nD: 1\n"
               "E: 000000.000002 1 04\nE: 000000.000002 1 05\n",
               text.substr(text.find("E: ")));
-    made.interfaces.pop_back();
+    made.getInterfaces().pop_back();
     std::ostringstream single;
     std::size_t after = 7;
     made.writeEvent(single, {0, 0, {1}}, after);
@@ -132,32 +137,32 @@ TEST(RecordingWriter, AnInterfaceIsNamedOnlyWhereItChanges)
 TEST(RecordingWriter, ARecordingWithoutEventsIsWritten)
 {
     QrxRecording made = composite();
-    made.events.clear();
+    made.getEvents().clear();
     const QrxRecording again = recordingOf(textOf(made));
-    EXPECT_EQ(2u, again.interfaces.size());
-    EXPECT_EQ(0u, again.events.size());
+    EXPECT_EQ(2u, again.getInterfaces().size());
+    EXPECT_EQ(0u, again.getEvents().size());
 }
 
 TEST(RecordingWriter, TheProductsNameIsLeftOutWhereTheFirstInterfaceHasIt)
 {
     QrxRecording made = composite();
-    made.productName = "one";
+    made.setProductName("one");
     EXPECT_EQ(std::string::npos, textOf(made).find("product-name"));
-    EXPECT_EQ("one", recordingOf(textOf(made)).productName);
-    made.productName = "two";
-    EXPECT_EQ("two", recordingOf(textOf(made)).productName);
+    EXPECT_EQ("one", recordingOf(textOf(made)).getProductName());
+    made.setProductName("two");
+    EXPECT_EQ("two", recordingOf(textOf(made)).getProductName());
 }
 
 TEST(RecordingWriter, SmallNumbersHaveTheirZeros)
 {
     QrxRecording made = composite();
-    made.deviceClass = 1;
-    made.deviceSubclass = 2;
-    made.deviceProtocol = 3;
-    made.vendorID = 4;
-    made.productID = 5;
-    made.releaseNumber = 6;
-    made.bus = 0x1f;
+    made.setDeviceClass(1);
+    made.setDeviceSubclass(2);
+    made.setDeviceProtocol(3);
+    made.setVendorID(4);
+    made.setProductID(5);
+    made.setReleaseNumber(6);
+    made.setBus(0x1f);
     const std::string text = textOf(made);
     for (const char* line :
          {"#@ device-class: 01 02 03\n", "#@ release: 0006\n", "I: 1f 0004 0005\n", "#@ interface: 200 00 00\n"}) {
@@ -195,7 +200,7 @@ TEST(RecordingWriter, FlagsAndLocaleOfTheStreamChangeNothing)
     };
     const std::locale grouping(std::locale::classic(), new Grouping);
     QrxRecording made = composite();
-    made.events[1].bytes.resize(1000);
+    made.getEvents()[1].setBytes(Bytes(1000));
     const std::string plain = textOf(made);
 
     const std::locale before = std::locale::global(grouping);
@@ -215,23 +220,24 @@ TEST(RecordingWriter, NoTextCanForgeALine)
 {
     const std::string forged = "x\nE: 000000.000000 1 ff\r#@ release: 9999\r\n";
     QrxRecording made = composite();
-    made.vendorName = made.productName = made.serialNumber = forged;
-    made.interfaces[0].name = made.interfaces[1].physicalPath = forged;
-    made.comments = {"first", forged, "last"};
+    made.setVendorName(forged).setProductName(forged).setSerialNumber(forged);
+    made.getInterfaces()[0].setName(forged);
+    made.getInterfaces()[1].setPhysicalPath(forged);
+    made.setComments({"first", forged, "last"});
     const std::string text = textOf(made);
     EXPECT_NE(std::string::npos, text.find("\nN: x E: 000000.000000 1 ff #@ release: 9999  \n"
                                            "#@ interface-name: x\\nE: 000000.000000 1 ff\\r#@ release: 9999\\r\\n\n"))
         << text;
     EXPECT_EQ(std::string::npos, text.find('\r'));
     const QrxRecording again = recordingOf(text);
-    EXPECT_EQ(2u, again.events.size());
-    EXPECT_EQ(0x0110, again.releaseNumber);
-    EXPECT_EQ(forged, again.vendorName);
-    EXPECT_EQ(forged, again.productName);
-    EXPECT_EQ(forged, again.serialNumber);
-    EXPECT_EQ(forged, again.interfaces[0].name);
-    EXPECT_EQ(forged, again.interfaces[1].physicalPath);
-    EXPECT_EQ(made.comments, again.comments);
+    EXPECT_EQ(2u, again.getEvents().size());
+    EXPECT_EQ(0x0110, again.getReleaseNumber());
+    EXPECT_EQ(forged, again.getVendorName());
+    EXPECT_EQ(forged, again.getProductName());
+    EXPECT_EQ(forged, again.getSerialNumber());
+    EXPECT_EQ(forged, again.getInterfaces()[0].getName());
+    EXPECT_EQ(forged, again.getInterfaces()[1].getPhysicalPath());
+    EXPECT_EQ(made.getComments(), again.getComments());
 }
 
 TEST(RecordingWriter, TextsComeBackAsTheyAre)
@@ -239,18 +245,19 @@ TEST(RecordingWriter, TextsComeBackAsTheyAre)
     for (const std::string text : {"", " ", "\t", " a", "a ", "\ta \t", "  ", "\\", "\\n", "a\\", "@ release: 9999",
                                    "#", "a\tb", "D: 1", "\n", "\r"}) {
         QrxRecording made = composite();
-        made.vendorName = made.productName = made.serialNumber = text;
-        made.interfaces[0].name = made.interfaces[1].name = made.interfaces[0].physicalPath = text;
-        made.comments = {text};
+        made.setVendorName(text).setProductName(text).setSerialNumber(text);
+        made.getInterfaces()[0].setName(text).setPhysicalPath(text);
+        made.getInterfaces()[1].setName(text);
+        made.setComments({text});
         const QrxRecording again = recordingOf(textOf(made));
-        EXPECT_EQ(text, again.vendorName);
-        EXPECT_EQ(text, again.productName);
-        EXPECT_EQ(text, again.serialNumber);
-        EXPECT_EQ(text, again.interfaces[0].name);
-        EXPECT_EQ(text, again.interfaces[1].name);
-        EXPECT_EQ(text, again.interfaces[0].physicalPath);
-        EXPECT_EQ(made.comments, again.comments);
-        EXPECT_EQ(0x0110, again.releaseNumber);
+        EXPECT_EQ(text, again.getVendorName());
+        EXPECT_EQ(text, again.getProductName());
+        EXPECT_EQ(text, again.getSerialNumber());
+        EXPECT_EQ(text, again.getInterfaces()[0].getName());
+        EXPECT_EQ(text, again.getInterfaces()[1].getName());
+        EXPECT_EQ(text, again.getInterfaces()[0].getPhysicalPath());
+        EXPECT_EQ(made.getComments(), again.getComments());
+        EXPECT_EQ(0x0110, again.getReleaseNumber());
     }
 }
 
@@ -260,22 +267,22 @@ TEST(RecordingWriter, WhatCouldNotBeReadIsNotWritten)
     EXPECT_EQ("none", refusalOf(composite()));
     EXPECT_EQ("a recording: no interface", refusalOf({}));
     EXPECT_EQ("a recording: the interface number 256 is not in 0..255",
-              refusalAfter([](R& made) { made.interfaces[1].number = 256; }));
+              refusalAfter([](R& made) { made.getInterfaces()[1].setNumber(256); }));
     EXPECT_EQ("a recording: the interface number -1 is not in 0..255",
-              refusalAfter([](R& made) { made.interfaces[0].number = -1; }));
+              refusalAfter([](R& made) { made.getInterfaces()[0].setNumber(-1); }));
     EXPECT_EQ("a recording: two interfaces have the number 200",
-              refusalAfter([](R& made) { made.interfaces[0].number = 200; }));
+              refusalAfter([](R& made) { made.getInterfaces()[0].setNumber(200); }));
     EXPECT_EQ("a recording: an event of interface index 2, and there are 2 interfaces",
-              refusalAfter([](R& made) { made.events[1].interfaceIndex = 2; }));
+              refusalAfter([](R& made) { made.getEvents()[1].setInterfaceIndex(2); }));
     EXPECT_EQ("a recording: time runs backwards, from 12000001 to 12000000 microseconds", refusalAfter([](R& made) {
-                  made.events.push_back({12'000'000, 0, {}});
+                  made.getEvents().push_back({12'000'000, 0, {}});
               }));
     EXPECT_EQ("a recording: an event after more than 1000000000000 seconds",
-              refusalAfter([](R& made) { made.events[1].timeUs = 1'000'000'000'001'000'000; }));
+              refusalAfter([](R& made) { made.getEvents()[1].setTimeUs(1'000'000'000'001'000'000); }));
     EXPECT_EQ("a recording: an event of 65536 bytes, and 65535 are the most",
-              refusalAfter([](R& made) { made.events[1].bytes.resize(65536); }));
+              refusalAfter([](R& made) { made.getEvents()[1].setBytes(Bytes(65536)); }));
     EXPECT_EQ("a recording: a report descriptor of 65536 bytes, and 65535 are the most",
-              refusalAfter([](R& made) { made.interfaces[1].reportDescriptor.resize(65536); }));
+              refusalAfter([](R& made) { made.getInterfaces()[1].setReportDescriptor(Bytes(65536)); }));
 }
 
 TEST(RecordingWriter, ATextThatCouldNotBeReadIsNotWritten)
@@ -286,31 +293,32 @@ TEST(RecordingWriter, ATextThatCouldNotBeReadIsNotWritten)
     const std::string tooLong = longest + "n";
     const std::string reason = " of 65536 bytes, and 65535 are the most";
     EXPECT_EQ("none", refusalAfter([&](R& made) {
-                  made.vendorName = made.productName = made.serialNumber = longest;
-                  made.interfaces[0].name = made.interfaces[1].physicalPath = longest;
-                  made.comments = {longest};
+                  made.setVendorName(longest).setProductName(longest).setSerialNumber(longest);
+                  made.getInterfaces()[0].setName(longest);
+                  made.getInterfaces()[1].setPhysicalPath(longest);
+                  made.setComments({longest});
               }));
-    EXPECT_EQ("a recording: a name" + reason, refusalAfter([&](R& made) { made.vendorName = tooLong; }));
-    EXPECT_EQ("a recording: a name" + reason, refusalAfter([&](R& made) { made.productName = tooLong; }));
-    EXPECT_EQ("a recording: a name" + reason, refusalAfter([&](R& made) { made.serialNumber = tooLong; }));
-    EXPECT_EQ("a recording: a comment" + reason, refusalAfter([&](R& made) { made.comments.push_back(tooLong); }));
+    EXPECT_EQ("a recording: a name" + reason, refusalAfter([&](R& made) { made.setVendorName(tooLong); }));
+    EXPECT_EQ("a recording: a name" + reason, refusalAfter([&](R& made) { made.setProductName(tooLong); }));
+    EXPECT_EQ("a recording: a name" + reason, refusalAfter([&](R& made) { made.setSerialNumber(tooLong); }));
+    EXPECT_EQ("a recording: a comment" + reason, refusalAfter([&](R& made) { made.getComments().push_back(tooLong); }));
     EXPECT_EQ("a recording: an interface's name" + reason,
-              refusalAfter([&](R& made) { made.interfaces[1].name = tooLong; }));
+              refusalAfter([&](R& made) { made.getInterfaces()[1].setName(tooLong); }));
     EXPECT_EQ("a recording: a physical path" + reason,
-              refusalAfter([&](R& made) { made.interfaces[1].physicalPath = tooLong; }));
+              refusalAfter([&](R& made) { made.getInterfaces()[1].setPhysicalPath(tooLong); }));
 }
 
 TEST(RecordingWriter, TheGreatestRecordingIsWritten)
 {
     QrxRecording made = composite();
-    made.interfaces[1].reportDescriptor.resize(65535, 0xff);
-    made.events = {{5, 1, {}}, {5, 0, Bytes(65535, 0xff)}, {1'000'000'000'000'999'999, 0, {}}};
+    made.getInterfaces()[1].setReportDescriptor(Bytes(65535, 0xff));
+    made.setEvents({{5, 1, {}}, {5, 0, Bytes(65535, 0xff)}, {1'000'000'000'000'999'999, 0, {}}});
     for (int number = 1; number < 256; ++number) {
         if (number != 200) {
-            made.interfaces.push_back({number, {}, "", "", 0, 0});
+            made.getInterfaces().push_back({number, {}});
         }
     }
-    ASSERT_EQ(256u, made.interfaces.size());
+    ASSERT_EQ(256u, made.getInterfaces().size());
     EXPECT_EQ("none", refusalOf(made));
 }
 

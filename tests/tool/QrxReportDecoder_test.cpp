@@ -28,12 +28,9 @@ protected:
         QrxVirtualDevice::setRealDevicesEnabled(false);
         std::vector<QrxVirtualInterface> interfaces;
         for (const Bytes& descriptor : descriptors) {
-            interfaces.push_back({static_cast<int>(interfaces.size()), descriptor, "", 0, 0});
+            interfaces.push_back({static_cast<int>(interfaces.size()), descriptor});
         }
-        QrxVirtualIdentity identity;
-        identity.vendorID = 0x1209;
-        identity.productID = 0x0009;
-        _plugged.emplace_back(identity, interfaces);
+        _plugged.emplace_back(QrxVirtualIdentity(0x1209, 0x0009), interfaces);
         _plugged.back().plug();
         _tree = QrxDeviceTree::NewInstance();
         _tree->setDelegate(&_quiet);

@@ -7,7 +7,8 @@
 #include "QrxExport.h"
 
 // The version of these headers. While the major version is 0, a program runs with a library of the same minor version
-// and an equal or higher patch version; another minor version may need it built anew.
+// and an equal or higher patch version; another minor version may need it built anew. The guide ("Versions") says what
+// a minor version may change from 1.0 on.
 #define QRX_VERSION_MAJOR 0
 #define QRX_VERSION_MINOR 1
 #define QRX_VERSION_PATCH 0

@@ -11,41 +11,99 @@
 #include <string>
 #include <vector>
 
+// What describes a virtual device are values: copies are independent of each other. One that was moved from may be
+// assigned to and destroyed, nothing else. Setters return the object, so that one expression describes a device:
+//
+//     QrxVirtualDevice pedal(QrxVirtualIdentity(0x1209, 0x0008).setSerialNumber("T1"),
+//                            {QrxVirtualInterface(0, kPedalDescriptor).setName("pedal")});
+
 /// What a virtual USB device says of itself.
-struct QrxVirtualIdentity {
-    std::uint16_t vendorID = 0;
-    std::uint16_t productID = 0;
+class QRX_EXPORT QrxVirtualIdentity {
+public:
+    /// Release 1.0, no strings, every other number 0.
+    QrxVirtualIdentity();
+    /// The same with the IDs of its kind.
+    QrxVirtualIdentity(std::uint16_t vendorID, std::uint16_t productID);
+    QrxVirtualIdentity(const QrxVirtualIdentity& other);
+    QrxVirtualIdentity(QrxVirtualIdentity&& other) noexcept;
+    QrxVirtualIdentity& operator=(QrxVirtualIdentity other) noexcept;
+    ~QrxVirtualIdentity();
+
+    std::uint16_t getVendorID() const;
+    QrxVirtualIdentity& setVendorID(std::uint16_t vendorID);
+    std::uint16_t getProductID() const;
+    QrxVirtualIdentity& setProductID(std::uint16_t productID);
     /// bcdDevice: 0x0110 is release 1.10.
-    std::uint16_t releaseNumber = 0x0100;
-    std::uint8_t deviceClass = 0;
-    std::uint8_t deviceSubclass = 0;
-    std::uint8_t deviceProtocol = 0;
-    /// UTF-8; empty means that the device has no such string.
-    std::string vendorName;
-    std::string productName;
-    std::string serialNumber;
+    std::uint16_t getReleaseNumber() const;
+    QrxVirtualIdentity& setReleaseNumber(std::uint16_t releaseNumber);
+    std::uint8_t getDeviceClass() const;
+    QrxVirtualIdentity& setDeviceClass(std::uint8_t deviceClass);
+    std::uint8_t getDeviceSubclass() const;
+    QrxVirtualIdentity& setDeviceSubclass(std::uint8_t deviceSubclass);
+    std::uint8_t getDeviceProtocol() const;
+    QrxVirtualIdentity& setDeviceProtocol(std::uint8_t deviceProtocol);
+    /// UTF-8; empty means that the device has no such string. So are the next two.
+    const std::string& getVendorName() const;
+    QrxVirtualIdentity& setVendorName(std::string vendorName);
+    const std::string& getProductName() const;
+    QrxVirtualIdentity& setProductName(std::string productName);
+    const std::string& getSerialNumber() const;
+    QrxVirtualIdentity& setSerialNumber(std::string serialNumber);
+
+private:
+    struct Body;
+    std::unique_ptr<Body> _body;
 };
 
 /// One USB interface of a virtual device.
-struct QrxVirtualInterface {
+class QRX_EXPORT QrxVirtualInterface {
+public:
+    /// Number 0 and no descriptor.
+    QrxVirtualInterface();
+    QrxVirtualInterface(int number, std::vector<std::uint8_t> reportDescriptor);
+    QrxVirtualInterface(const QrxVirtualInterface& other);
+    QrxVirtualInterface(QrxVirtualInterface&& other) noexcept;
+    QrxVirtualInterface& operator=(QrxVirtualInterface other) noexcept;
+    ~QrxVirtualInterface();
+
     /// USB interface number, unique in the device.
-    int number = 0;
+    int getNumber() const;
+    QrxVirtualInterface& setNumber(int number);
     /// An interface without a descriptor is not a HID interface: it is listed, and no HID driver takes it.
-    std::vector<std::uint8_t> reportDescriptor;
+    const std::vector<std::uint8_t>& getReportDescriptor() const;
+    QrxVirtualInterface& setReportDescriptor(std::vector<std::uint8_t> reportDescriptor);
     /// UTF-8; empty for none.
-    std::string name;
-    std::uint8_t interfaceSubclass = 0;
-    std::uint8_t interfaceProtocol = 0;
+    const std::string& getName() const;
+    QrxVirtualInterface& setName(std::string name);
+    std::uint8_t getSubclass() const;
+    QrxVirtualInterface& setSubclass(std::uint8_t subclass);
+    std::uint8_t getProtocol() const;
+    QrxVirtualInterface& setProtocol(std::uint8_t protocol);
+
+private:
+    struct Body;
+    std::unique_ptr<Body> _body;
 };
 
 /// A report that the application sent to a virtual device.
-struct QrxSentReport {
-    int interfaceNumber = 0;
+class QRX_EXPORT QrxSentReport {
+public:
+    QrxSentReport(int interfaceNumber, unsigned int reportType, unsigned int reportID, std::vector<std::uint8_t> bytes);
+    QrxSentReport(const QrxSentReport& other);
+    QrxSentReport(QrxSentReport&& other) noexcept;
+    QrxSentReport& operator=(QrxSentReport other) noexcept;
+    ~QrxSentReport();
+
+    int getInterfaceNumber() const;
     /// 0 input, 1 output, 2 feature.
-    unsigned int reportType = 0;
-    unsigned int reportID = 0;
+    unsigned int getReportType() const;
+    unsigned int getReportID() const;
     /// As the application gave them.
-    std::vector<std::uint8_t> bytes;
+    const std::vector<std::uint8_t>& getBytes() const;
+
+private:
+    struct Body;
+    std::unique_ptr<Body> _body;
 };
 
 /// A USB HID device made by the program itself, for tests and demonstrations: once plugged, trees find it, observe it,
@@ -81,7 +139,7 @@ public:
     /// Unplugs the device that was here and lets it go. Moving an object to itself changes nothing.
     QrxVirtualDevice& operator=(QrxVirtualDevice&& other) noexcept;
 
-    const QrxVirtualIdentity& identity() const;
+    const QrxVirtualIdentity& getIdentity() const;
 
     /// Puts the device into the registry, as a new arrival each time; nothing if it is there.
     void plug();
@@ -90,7 +148,7 @@ public:
     bool isPlugged() const;
 
     /// How many connections have the interface open.
-    std::size_t openCount(int interfaceNumber) const;
+    std::size_t getOpenCount(int interfaceNumber) const;
 
     /// Sends an input report to every connection that has the interface open (as with a real device, nobody's input is
     /// kept for later). False if nobody has, if the device is not plugged or has no such HID interface, or if one of
@@ -147,7 +205,7 @@ public:
     /// All events have been sent. (They may still wait in the device's queue.)
     bool isFinished() const;
     /// How many events have been sent.
-    std::size_t sentCount() const;
+    std::size_t getSentCount() const;
     /// Called on the run loop after the last event was sent; may do anything, destroy the player included.
     void setFinishedHandler(std::function<void()> handler);
 

@@ -145,10 +145,10 @@ void RecordingReader::readLine(std::string_view line)
     case 'R':
         return readDescriptor(value);
     case 'N':
-        currentInterface().name = checkedText(std::string(value));
+        currentInterface().setName(checkedText(std::string(value)));
         return;
     case 'P':
-        currentInterface().physicalPath = checkedText(std::string(value));
+        currentInterface().setPhysicalPath(checkedText(std::string(value)));
         return;
     case 'I':
         return readIdentity(value);
@@ -162,7 +162,7 @@ void RecordingReader::readLine(std::string_view line)
 void RecordingReader::readComment(std::string_view text)
 {
     if (text.empty() || text.front() != '@') {
-        _recording.comments.push_back(checkedText(std::string(trimmed(text))));
+        _recording.getComments().push_back(checkedText(std::string(trimmed(text))));
         return;
     }
     text.remove_prefix(1);
@@ -177,18 +177,18 @@ void RecordingReader::readComment(std::string_view text)
 void RecordingReader::readNote(std::string_view key, std::string_view value)
 {
     if (key == "vendor-name") {
-        _recording.vendorName = noteText(value);
+        _recording.setVendorName(noteText(value));
     } else if (key == "product-name") {
-        _recording.productName = noteText(value);
+        _recording.setProductName(noteText(value));
         _hasProductName = true;
     } else if (key == "serial-number") {
-        _recording.serialNumber = noteText(value);
+        _recording.setSerialNumber(noteText(value));
     } else if (key == "interface-name") {
-        currentInterface().name = noteText(value);
+        currentInterface().setName(noteText(value));
     } else if (key == "physical-path") {
-        currentInterface().physicalPath = noteText(value);
+        currentInterface().setPhysicalPath(noteText(value));
     } else if (key == "comment") {
-        _recording.comments.push_back(noteText(value));
+        _recording.getComments().push_back(noteText(value));
     } else if (key == "release") {
         readReleaseNote(value);
     } else if (key == "device-class") {
@@ -217,7 +217,7 @@ void RecordingReader::readReleaseNote(std::string_view value)
     if (!release) {
         fail("release needs four hexadecimal digits, not " + quoted(value));
     }
-    _recording.releaseNumber = static_cast<std::uint16_t>(*release);
+    _recording.setReleaseNumber(static_cast<std::uint16_t>(*release));
 }
 
 void RecordingReader::readDeviceClassNote(std::string_view value)
@@ -228,9 +228,9 @@ void RecordingReader::readDeviceClassNote(std::string_view value)
     if (!deviceClass || !subclass || !protocol) {
         fail("device-class needs class, subclass and protocol, two hexadecimal digits each");
     }
-    _recording.deviceClass = static_cast<std::uint8_t>(*deviceClass);
-    _recording.deviceSubclass = static_cast<std::uint8_t>(*subclass);
-    _recording.deviceProtocol = static_cast<std::uint8_t>(*protocol);
+    _recording.setDeviceClass(static_cast<std::uint8_t>(*deviceClass));
+    _recording.setDeviceSubclass(static_cast<std::uint8_t>(*subclass));
+    _recording.setDeviceProtocol(static_cast<std::uint8_t>(*protocol));
 }
 
 void RecordingReader::readInterfaceNote(std::string_view value)
@@ -242,9 +242,9 @@ void RecordingReader::readInterfaceNote(std::string_view value)
         fail("interface needs its number, then subclass and protocol in hexadecimal");
     }
     QrxRecordedInterface& interface = currentInterface();
-    interface.number = static_cast<int>(*interfaceNumber);
-    interface.interfaceSubclass = static_cast<std::uint8_t>(*subclass);
-    interface.interfaceProtocol = static_cast<std::uint8_t>(*protocol);
+    interface.setNumber(static_cast<int>(*interfaceNumber));
+    interface.setSubclass(static_cast<std::uint8_t>(*subclass));
+    interface.setProtocol(static_cast<std::uint8_t>(*protocol));
 }
 
 void RecordingReader::switchInterface(std::string_view value)
@@ -259,14 +259,14 @@ void RecordingReader::switchInterface(std::string_view value)
 QrxRecordedInterface& RecordingReader::currentInterface()
 {
     // Without a note the interface gets the number of its place; a note may replace it later.
-    const auto [known, isNew] = _interfaceByName.try_emplace(_currentName, _recording.interfaces.size());
+    const auto [known, isNew] = _interfaceByName.try_emplace(_currentName, _recording.getInterfaces().size());
     if (isNew) {
         if (known->second > kMaximumInterfaceNumber) {
             fail("more than " + std::to_string(kMaximumInterfaceNumber + 1) + " interfaces");
         }
-        _recording.interfaces.emplace_back().number = static_cast<int>(known->second);
+        _recording.getInterfaces().emplace_back().setNumber(static_cast<int>(known->second));
     }
-    return _recording.interfaces[known->second];
+    return _recording.getInterfaces()[known->second];
 }
 
 void RecordingReader::readDescriptor(std::string_view value)
@@ -276,7 +276,7 @@ void RecordingReader::readDescriptor(std::string_view value)
     if (!_describedInterfaces.insert(_interfaceByName.find(_currentName)->second).second) {
         fail("a second R: line for the same interface; put a D: line before it if it is another one's");
     }
-    interface.reportDescriptor = readBytes(value, "R:");
+    interface.setReportDescriptor(readBytes(value, "R:"));
 }
 
 void RecordingReader::readIdentity(std::string_view value)
@@ -290,21 +290,21 @@ void RecordingReader::readIdentity(std::string_view value)
     }
     currentInterface();
     // The bus may differ, since recorders write it for each node; vendor and product name the device.
-    if (_hasIdentity && (_recording.vendorID != *vendorID || _recording.productID != *productID)) {
+    if (_hasIdentity && (_recording.getVendorID() != *vendorID || _recording.getProductID() != *productID)) {
         fail("all interfaces of a recording belong to one device, but this I: line names another; "
              "put each device into a file of its own");
     }
-    _recording.bus = static_cast<std::uint16_t>(*bus);
-    _recording.vendorID = static_cast<std::uint16_t>(*vendorID);
-    _recording.productID = static_cast<std::uint16_t>(*productID);
+    _recording.setBus(static_cast<std::uint16_t>(*bus));
+    _recording.setVendorID(static_cast<std::uint16_t>(*vendorID));
+    _recording.setProductID(static_cast<std::uint16_t>(*productID));
     _hasIdentity = true;
 }
 
 void RecordingReader::readEvent(std::string_view value)
 {
     QrxRecordedEvent event;
-    event.timeUs = readTime(nextWord(value));
-    if (!_recording.events.empty() && event.timeUs < _recording.events.back().timeUs) {
+    event.setTimeUs(readTime(nextWord(value)));
+    if (!_recording.getEvents().empty() && event.getTimeUs() < _recording.getEvents().back().getTimeUs()) {
         fail("time runs backwards");
     }
     // Found and not made: a D: line with a new number must not create an interface that has only events.
@@ -312,9 +312,9 @@ void RecordingReader::readEvent(std::string_view value)
     if (interface == _interfaceByName.end() || !_describedInterfaces.contains(interface->second)) {
         fail("an event before the R: line of its interface");
     }
-    event.interfaceIndex = interface->second;
-    event.bytes = readBytes(value, "E:");
-    _recording.events.push_back(std::move(event));
+    event.setInterfaceIndex(interface->second);
+    event.setBytes(readBytes(value, "E:"));
+    _recording.getEvents().push_back(std::move(event));
 }
 
 std::uint64_t RecordingReader::readTime(std::string_view value) const
@@ -360,7 +360,7 @@ void RecordingReader::finish()
 {
     // What is missing has no line; the message names the file alone.
     _line = 0;
-    if (_recording.interfaces.empty() || _describedInterfaces.size() != _recording.interfaces.size()) {
+    if (_recording.getInterfaces().empty() || _describedInterfaces.size() != _recording.getInterfaces().size()) {
         fail("no R: line with a report descriptor");
     }
     if (!_hasIdentity) {
@@ -368,13 +368,13 @@ void RecordingReader::finish()
     }
     std::set<int> numbers;
     // Numbers are compared at the end, because notes may change them up to the last line.
-    for (const QrxRecordedInterface& interface : _recording.interfaces) {
-        if (!numbers.insert(interface.number).second) {
-            fail("two interfaces have the number " + std::to_string(interface.number));
+    for (const QrxRecordedInterface& interface : _recording.getInterfaces()) {
+        if (!numbers.insert(interface.getNumber()).second) {
+            fail("two interfaces have the number " + std::to_string(interface.getNumber()));
         }
     }
     if (!_hasProductName) {
-        _recording.productName = _recording.interfaces.front().name;
+        _recording.setProductName(_recording.getInterfaces().front().getName());
     }
 }
 

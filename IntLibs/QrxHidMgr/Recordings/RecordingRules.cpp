@@ -35,17 +35,17 @@ void checkInterfaces(const std::vector<QrxRecordedInterface>& interfaces)
     }
     std::set<int> numbers;
     for (const QrxRecordedInterface& interface : interfaces) {
-        const std::string number = std::to_string(interface.number);
-        if (interface.number < 0 || interface.number > kMaximumInterfaceNumber) {
+        const std::string number = std::to_string(interface.getNumber());
+        if (interface.getNumber() < 0 || interface.getNumber() > kMaximumInterfaceNumber) {
             refuse("the interface number " + number + " is not in 0..255");
         }
         // Interfaces are named by their USB number from here on, so two with the same one could not be told apart.
-        if (!numbers.insert(interface.number).second) {
+        if (!numbers.insert(interface.getNumber()).second) {
             refuse("two interfaces have the number " + number);
         }
-        checkLength("a report descriptor", interface.reportDescriptor.size(), kMaximumBytes);
-        checkLength("an interface's name", interface.name.size(), kMaximumTextBytes);
-        checkLength("a physical path", interface.physicalPath.size(), kMaximumTextBytes);
+        checkLength("a report descriptor", interface.getReportDescriptor().size(), kMaximumBytes);
+        checkLength("an interface's name", interface.getName().size(), kMaximumTextBytes);
+        checkLength("a physical path", interface.getPhysicalPath().size(), kMaximumTextBytes);
     }
 }
 
@@ -53,38 +53,39 @@ void checkInterfaces(const std::vector<QrxRecordedInterface>& interfaces)
 
 void checkEvent(const QrxRecording& recording, const QrxRecordedEvent& event)
 {
-    if (event.interfaceIndex >= recording.interfaces.size()) {
-        refuse("an event of interface index " + std::to_string(event.interfaceIndex) + ", and there are " +
-               std::to_string(recording.interfaces.size()) + " interfaces");
+    if (event.getInterfaceIndex() >= recording.getInterfaces().size()) {
+        refuse("an event of interface index " + std::to_string(event.getInterfaceIndex()) + ", and there are " +
+               std::to_string(recording.getInterfaces().size()) + " interfaces");
     }
     // The longest time that the reader takes.
-    if (event.timeUs > kMaximumTimeUs) {
+    if (event.getTimeUs() > kMaximumTimeUs) {
         refuse("an event after more than " + std::to_string(kMaximumSeconds) + " seconds");
     }
-    checkLength("an event", event.bytes.size(), kMaximumBytes);
+    checkLength("an event", event.getBytes().size(), kMaximumBytes);
 }
 
 void checkEvents(const QrxRecording& recording)
 {
     std::uint64_t lastUs = 0;
-    for (const QrxRecordedEvent& event : recording.events) {
+    for (const QrxRecordedEvent& event : recording.getEvents()) {
         checkEvent(recording, event);
         // Equal times are fine: several reports of one transfer carry the same one.
-        if (event.timeUs < lastUs) {
-            refuse("time runs backwards, from " + std::to_string(lastUs) + " to " + std::to_string(event.timeUs) +
+        if (event.getTimeUs() < lastUs) {
+            refuse("time runs backwards, from " + std::to_string(lastUs) + " to " + std::to_string(event.getTimeUs()) +
                    " microseconds");
         }
-        lastUs = event.timeUs;
+        lastUs = event.getTimeUs();
     }
 }
 
 void checkRecording(const QrxRecording& recording)
 {
-    checkInterfaces(recording.interfaces);
-    for (const std::string* name : {&recording.vendorName, &recording.productName, &recording.serialNumber}) {
+    checkInterfaces(recording.getInterfaces());
+    for (const std::string* name :
+         {&recording.getVendorName(), &recording.getProductName(), &recording.getSerialNumber()}) {
         checkLength("a name", name->size(), kMaximumTextBytes);
     }
-    for (const std::string& comment : recording.comments) {
+    for (const std::string& comment : recording.getComments()) {
         checkLength("a comment", comment.size(), kMaximumTextBytes);
     }
     checkEvents(recording);

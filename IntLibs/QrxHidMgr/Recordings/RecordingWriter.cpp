@@ -69,36 +69,37 @@ std::string oneLine(std::string text)
 
 void RecordingWriter::write(const QrxRecording& recording)
 {
-    for (const std::string& comment : recording.comments) {
+    for (const std::string& comment : recording.getComments()) {
         addComment(comment);
     }
     // The notes of the device stand before the first interface: readers take what follows a D: line as that
     // interface's.
     addNotes(recording);
-    for (std::size_t index = 0; index < recording.interfaces.size(); ++index) {
+    for (std::size_t index = 0; index < recording.getInterfaces().size(); ++index) {
         addInterface(recording, index);
     }
     // The head of the file is handed over at once, then each event by itself, so that memory does not grow with the
     // recording.
     handOver();
     // The last interface described is the one that events without a D: line belong to.
-    std::size_t current = recording.interfaces.size() - 1;
-    for (const QrxRecordedEvent& event : recording.events) {
-        writeEvent(event, event.interfaceIndex != current);
-        current = event.interfaceIndex;
+    std::size_t current = recording.getInterfaces().size() - 1;
+    for (const QrxRecordedEvent& event : recording.getEvents()) {
+        writeEvent(event, event.getInterfaceIndex() != current);
+        current = event.getInterfaceIndex();
     }
 }
 
 void RecordingWriter::writeEvent(const QrxRecordedEvent& event, bool switchesInterface)
 {
     if (switchesInterface) {
-        addInterfaceSwitch(event.interfaceIndex);
+        addInterfaceSwitch(event.getInterfaceIndex());
     }
     std::array<char, 40> time{};
-    std::snprintf(time.data(), time.size(), "%06llu.%06llu", static_cast<unsigned long long>(event.timeUs / 1'000'000),
-                  static_cast<unsigned long long>(event.timeUs % 1'000'000));
+    std::snprintf(time.data(), time.size(), "%06llu.%06llu",
+                  static_cast<unsigned long long>(event.getTimeUs() / 1'000'000),
+                  static_cast<unsigned long long>(event.getTimeUs() % 1'000'000));
     _lines.append("E: ").append(time.data()).append(" ");
-    addBytes(event.bytes);
+    addBytes(event.getBytes());
     handOver();
 }
 
@@ -120,19 +121,19 @@ void RecordingWriter::addComment(const std::string& comment)
 
 void RecordingWriter::addNotes(const QrxRecording& recording)
 {
-    if (!recording.vendorName.empty()) {
-        addNote("vendor-name", recording.vendorName);
+    if (!recording.getVendorName().empty()) {
+        addNote("vendor-name", recording.getVendorName());
     }
     // Left out where it is what the reader assumes anyway.
-    if (recording.productName != recording.interfaces.front().name) {
-        addNote("product-name", recording.productName);
+    if (recording.getProductName() != recording.getInterfaces().front().getName()) {
+        addNote("product-name", recording.getProductName());
     }
-    if (!recording.serialNumber.empty()) {
-        addNote("serial-number", recording.serialNumber);
+    if (!recording.getSerialNumber().empty()) {
+        addNote("serial-number", recording.getSerialNumber());
     }
-    addNote("release", hex(recording.releaseNumber, 4));
-    addNote("device-class", hex(recording.deviceClass, 2) + " " + hex(recording.deviceSubclass, 2) + " " +
-                                hex(recording.deviceProtocol, 2));
+    addNote("release", hex(recording.getReleaseNumber(), 4));
+    addNote("device-class", hex(recording.getDeviceClass(), 2) + " " + hex(recording.getDeviceSubclass(), 2) + " " +
+                                hex(recording.getDeviceProtocol(), 2));
 }
 
 void RecordingWriter::addNote(std::string_view key, const std::string& value)
@@ -142,18 +143,18 @@ void RecordingWriter::addNote(std::string_view key, const std::string& value)
 
 void RecordingWriter::addInterface(const QrxRecording& recording, std::size_t index)
 {
-    const QrxRecordedInterface& interface = recording.interfaces[index];
-    if (recording.interfaces.size() > 1) {
+    const QrxRecordedInterface& interface = recording.getInterfaces()[index];
+    if (recording.getInterfaces().size() > 1) {
         addInterfaceSwitch(index);
     }
-    addNote("interface", std::to_string(interface.number) + " " + hex(interface.interfaceSubclass, 2) + " " +
-                             hex(interface.interfaceProtocol, 2));
+    addNote("interface", std::to_string(interface.getNumber()) + " " + hex(interface.getSubclass(), 2) + " " +
+                             hex(interface.getProtocol(), 2));
     _lines.append("R: ");
-    addBytes(interface.reportDescriptor);
-    addText("N: ", "interface-name", interface.name);
-    addText("P: ", "physical-path", interface.physicalPath);
-    _lines.append("I: ").append(hex(recording.bus, 1)).append(" ");
-    _lines.append(hex(recording.vendorID, 4)).append(" ").append(hex(recording.productID, 4)).append("\n");
+    addBytes(interface.getReportDescriptor());
+    addText("N: ", "interface-name", interface.getName());
+    addText("P: ", "physical-path", interface.getPhysicalPath());
+    _lines.append("I: ").append(hex(recording.getBus(), 1)).append(" ");
+    _lines.append(hex(recording.getVendorID(), 4)).append(" ").append(hex(recording.getProductID(), 4)).append("\n");
 }
 
 // The basic lines have no escapes, so a backslash in them is one. A text that they cannot carry follows in a note; the

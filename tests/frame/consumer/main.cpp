@@ -17,7 +17,9 @@ public:
     {
         sm_Received += static_cast<int>(report.size());
     }
-    void handleSetReport(unsigned int, unsigned int, std::valarray<uint8_t>, mis::swizzler<QrxHIDDevice>, int) override {}
+    void handleSetReport(unsigned int, unsigned int, std::valarray<uint8_t>, mis::swizzler<QrxHIDDevice>, int) override
+    {
+    }
 };
 
 } // namespace
@@ -25,12 +27,9 @@ public:
 int main()
 {
     QrxVirtualDevice::setRealDevicesEnabled(false);
-    QrxVirtualIdentity identity;
-    identity.vendorID = 0x1234;
-    QrxVirtualInterface interface;
-    interface.reportDescriptor = {0x06, 0x00, 0xff, 0x09, 0x01, 0xa1, 0x01, 0x09, 0x02, 0x15, 0x00,
-                                  0x25, 0x7f, 0x75, 0x08, 0x95, 0x02, 0x81, 0x02, 0xc0};
-    QrxVirtualDevice device(identity, {interface});
+    const QrxVirtualInterface interface(0, {0x06, 0x00, 0xff, 0x09, 0x01, 0xa1, 0x01, 0x09, 0x02, 0x15,
+                                            0x00, 0x25, 0x7f, 0x75, 0x08, 0x95, 0x02, 0x81, 0x02, 0xc0});
+    QrxVirtualDevice device(QrxVirtualIdentity(0x1234, 0), {interface});
     device.plug();
 
     mis::swizzler<QrxDeviceTree> tree = QrxDeviceTree::NewInstance();
@@ -39,7 +38,7 @@ int main()
     found->setDelegate(new Delegate);
     found->open();
     device.sendInputReport(0, {1, 2});
-    QrxRunLoop::current().runOnce(10);
+    QrxRunLoop::getCurrent().runOnce(10);
     std::printf("received %d bytes\n", sm_Received);
     return sm_Received == 2 ? 0 : 1;
 }

@@ -23,14 +23,14 @@ bool runUntil(const std::function<bool()>& condition)
 {
     const auto deadline = std::chrono::steady_clock::now() + kPatience;
     while (!condition() && std::chrono::steady_clock::now() < deadline) {
-        QrxRunLoop::current().runOnce(0.05);
+        QrxRunLoop::getCurrent().runOnce(0.05);
     }
     return condition();
 }
 
 void runWhileBusy()
 {
-    while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
+    while (QrxRunLoop::getCurrent().runOnce(0) == QrxRunLoop::Outcome::handled) {
     }
 }
 

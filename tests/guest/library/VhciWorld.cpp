@@ -125,7 +125,7 @@ public:
 
     void pump() override
     {
-        while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
+        while (QrxRunLoop::getCurrent().runOnce(0) == QrxRunLoop::Outcome::handled) {
         }
     }
 

@@ -161,19 +161,19 @@ TEST_F(CompositeRecording, HasEveryReportOfEveryInterfaceAsItCame)
     });
     EXPECT_EQ(record, (ToolRun{0, "qrxhid: the device has left\n"}));
     const QrxRecording recording = QrxRecording::readFile(kFile);
-    EXPECT_EQ(recording.productName, "Ærø 北京 \\ 🎹");
-    EXPECT_EQ(recording.vendorName, "Prøve");
-    EXPECT_EQ(recording.serialNumber, "S-1");
-    EXPECT_EQ(recording.releaseNumber, 0x0219);
-    ASSERT_EQ(recording.interfaces.size(), 2U);
-    EXPECT_EQ(recording.interfaces[1].number, 2);
-    EXPECT_EQ(recording.interfaces[1].name, "Zahlen");
-    EXPECT_EQ(recording.interfaces[1].interfaceSubclass, 1);
-    EXPECT_EQ(recording.interfaces[1].interfaceProtocol, 2);
-    EXPECT_EQ(hex(recording.interfaces[1].reportDescriptor), hex(qrx::guest::numberedDescriptor()));
+    EXPECT_EQ(recording.getProductName(), "Ærø 北京 \\ 🎹");
+    EXPECT_EQ(recording.getVendorName(), "Prøve");
+    EXPECT_EQ(recording.getSerialNumber(), "S-1");
+    EXPECT_EQ(recording.getReleaseNumber(), 0x0219);
+    ASSERT_EQ(recording.getInterfaces().size(), 2U);
+    EXPECT_EQ(recording.getInterfaces()[1].getNumber(), 2);
+    EXPECT_EQ(recording.getInterfaces()[1].getName(), "Zahlen");
+    EXPECT_EQ(recording.getInterfaces()[1].getSubclass(), 1);
+    EXPECT_EQ(recording.getInterfaces()[1].getProtocol(), 2);
+    EXPECT_EQ(hex(recording.getInterfaces()[1].getReportDescriptor()), hex(qrx::guest::numberedDescriptor()));
     std::vector<ReceivedReport> events;
-    for (const QrxRecordedEvent& event : recording.events) {
-        events.push_back({event.bytes, recording.interfaces[event.interfaceIndex].number});
+    for (const QrxRecordedEvent& event : recording.getEvents()) {
+        events.push_back({event.getBytes(), recording.getInterfaces()[event.getInterfaceIndex()].getNumber()});
     }
     // Interfaces have nodes of their own, so reports of two that wait together may change places.
     std::stable_sort(events.begin(), events.end(), [](const ReceivedReport& a, const ReceivedReport& b) {

@@ -14,6 +14,6 @@ int main()
         const mis::swizzler<QrxHIDDevice> device = tree->getDeviceAtIndex(index);
         std::printf("%04x:%04x %s\n", device->getVendorID(), device->getProductID(), device->getProductName().c_str());
     }
-    QrxRunLoop::current().runOnce(0);
+    QrxRunLoop::getCurrent().runOnce(0);
     return 0;
 }

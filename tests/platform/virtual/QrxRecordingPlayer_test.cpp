@@ -34,7 +34,7 @@ protected:
         std::istringstream text("R: 3 05 01 09\nN: n\nI: 3 1 2\n");
         QrxRecording recording = QrxRecording::read(text, "x");
         for (std::size_t n = 0; n < count; ++n) {
-            recording.events.push_back({5'000'000 + n * stepUs, 0, bytesOf(n)});
+            recording.getEvents().push_back({5'000'000 + n * stepUs, 0, bytesOf(n)});
         }
         return recording;
     }
@@ -53,7 +53,7 @@ protected:
     {
         const auto deadline = Clock::now() + std::chrono::duration<double>(kDeadlineSeconds);
         while (!player.isFinished() && Clock::now() < deadline) {
-            QrxRunLoop::current().runOnce(0.01);
+            QrxRunLoop::getCurrent().runOnce(0.01);
             takeAll();
         }
         return player.isFinished();
@@ -61,7 +61,7 @@ protected:
 
     static void runWhileBusy()
     {
-        while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
+        while (QrxRunLoop::getCurrent().runOnce(0) == QrxRunLoop::Outcome::handled) {
         }
     }
 
@@ -91,7 +91,7 @@ TEST_F(QrxRecordingPlayerTest, PlaysAsFastAsTakenAndLosesNothing)
     QrxRecordingPlayer player(recording, device);
     player.start(QrxRecordingPlayer::kAsFastAsTaken);
     ASSERT_TRUE(playToEnd(player));
-    EXPECT_EQ(1000u, player.sentCount());
+    EXPECT_EQ(1000u, player.getSentCount());
     ASSERT_EQ(1000u, _reports.size());
     for (std::size_t n = 0; n < _reports.size(); ++n) {
         ASSERT_EQ(bytesOf(n), _reports[n]) << "report " << n;
@@ -106,8 +106,8 @@ TEST_F(QrxRecordingPlayerTest, WaitsForAReaderThatDoesNotTake)
     QrxRecordingPlayer player(recording, device);
     player.start(QrxRecordingPlayer::kAsFastAsTaken);
     runWhileBusy();
-    EXPECT_EQ(QrxVirtualDevice::kQueuedReports, player.sentCount());
-    EXPECT_EQ(QrxRunLoop::Outcome::timedOut, QrxRunLoop::current().runOnce(0.01)) << "and does not spin";
+    EXPECT_EQ(QrxVirtualDevice::kQueuedReports, player.getSentCount());
+    EXPECT_EQ(QrxRunLoop::Outcome::timedOut, QrxRunLoop::getCurrent().runOnce(0.01)) << "and does not spin";
     ASSERT_TRUE(playToEnd(player));
     takeAll();
     EXPECT_EQ(100u, _reports.size());
@@ -158,7 +158,7 @@ TEST_F(QrxRecordingPlayerTest, TheFinishedHandlerMayDestroyThePlayer)
         player.reset();
     });
     player->start(QrxRecordingPlayer::kAsFastAsTaken);
-    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runFor(kDeadlineSeconds));
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::getCurrent().runFor(kDeadlineSeconds));
     EXPECT_TRUE(finished);
     EXPECT_EQ(nullptr, player);
 }
@@ -170,11 +170,11 @@ TEST_F(QrxRecordingPlayerTest, StoppedItSendsNoMore)
     open(device);
     QrxRecordingPlayer player(recording, device);
     player.start(1);
-    QrxRunLoop::current().runOnce(kDeadlineSeconds);
-    EXPECT_EQ(1u, player.sentCount());
+    QrxRunLoop::getCurrent().runOnce(kDeadlineSeconds);
+    EXPECT_EQ(1u, player.getSentCount());
     player.stop();
-    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runOnce(0)) << "its source has left the loop";
-    EXPECT_EQ(1u, player.sentCount());
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::getCurrent().runOnce(0)) << "its source has left the loop";
+    EXPECT_EQ(1u, player.getSentCount());
     EXPECT_FALSE(player.isFinished());
 }
 
@@ -206,13 +206,13 @@ TEST_F(QrxRecordingPlayerTest, ARecordingThatCannotBePlayedIsRefused)
 {
     QrxRecording recording = recordingOf(2, 1000);
     QrxVirtualDevice device(recording);
-    recording.events[1].interfaceIndex = 1;
+    recording.getEvents()[1].setInterfaceIndex(1);
     EXPECT_THROW(QrxRecordingPlayer(recording, device), std::invalid_argument);
-    recording.events[1].interfaceIndex = std::numeric_limits<std::size_t>::max();
+    recording.getEvents()[1].setInterfaceIndex(std::numeric_limits<std::size_t>::max());
     EXPECT_THROW(QrxRecordingPlayer(recording, device), std::invalid_argument);
-    recording.events[1] = {recording.events[0].timeUs - 1, 0, {}};
+    recording.getEvents()[1] = {recording.getEvents()[0].getTimeUs() - 1, 0, {}};
     EXPECT_THROW(QrxRecordingPlayer(recording, device), std::invalid_argument);
-    recording.events[1].timeUs = recording.events[0].timeUs;
+    recording.getEvents()[1].setTimeUs(recording.getEvents()[0].getTimeUs());
     EXPECT_NO_THROW(QrxRecordingPlayer(recording, device)) << "two at one time";
 }
 
@@ -242,7 +242,7 @@ TEST_F(QrxRecordingPlayerTest, ARecordingWithoutEventsIsFinishedOnTheLoop)
         EXPECT_TRUE(player.isFinished());
         player.start(speed);
         EXPECT_EQ(0, finished);
-        EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runFor(kDeadlineSeconds));
+        EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::getCurrent().runFor(kDeadlineSeconds));
         EXPECT_EQ(1, finished);
     }
 }
@@ -255,13 +255,13 @@ TEST_F(QrxRecordingPlayerTest, TheFinishedHandlerIsCalledOnceForEachPlaying)
     QrxRecordingPlayer player(recording, device);
     std::vector<std::size_t> finished;
     player.setFinishedHandler([&] {
-        finished.push_back(player.sentCount());
+        finished.push_back(player.getSentCount());
         if (finished.size() == 1) {
             player.start(0);
         }
     });
     player.start(1);
-    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runFor(kDeadlineSeconds));
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::getCurrent().runFor(kDeadlineSeconds));
     EXPECT_EQ((std::vector<std::size_t>{3, 3}), finished);
     takeAll();
     EXPECT_EQ(6u, _reports.size());
@@ -277,9 +277,10 @@ TEST_F(QrxRecordingPlayerTest, StartedWhileItPlaysItBeginsAnewWithTheNewPace)
     player.setFinishedHandler([&finished] { ++finished; });
     for (const double speed : {0.5, 0.0, 1.0, 2.0, 0.0}) {
         player.start(speed);
-        QrxRunLoop::current().runOnce(kDeadlineSeconds);
+        QrxRunLoop::getCurrent().runOnce(kDeadlineSeconds);
     }
-    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runFor(kDeadlineSeconds)) << "one source at a time";
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::getCurrent().runFor(kDeadlineSeconds))
+        << "one source at a time";
     EXPECT_EQ(2, finished) << "the two that set no pace";
     takeAll();
     EXPECT_EQ(9u, _reports.size()) << "the first event of each, and the other two where no pace is set";
@@ -293,10 +294,10 @@ TEST_F(QrxRecordingPlayerTest, AWaitThatNobodyLivesToSeeIsAWait)
     open(device);
     QrxRecordingPlayer player(recording, device);
     player.start(1e-300);
-    QrxRunLoop::current().runOnce(kDeadlineSeconds);
-    EXPECT_EQ(1u, player.sentCount());
-    EXPECT_EQ(QrxRunLoop::Outcome::timedOut, QrxRunLoop::current().runOnce(0.01));
-    EXPECT_EQ(1u, player.sentCount());
+    QrxRunLoop::getCurrent().runOnce(kDeadlineSeconds);
+    EXPECT_EQ(1u, player.getSentCount());
+    EXPECT_EQ(QrxRunLoop::Outcome::timedOut, QrxRunLoop::getCurrent().runOnce(0.01));
+    EXPECT_EQ(1u, player.getSentCount());
 }
 
 TEST_F(QrxRecordingPlayerTest, AWaitForRoomEndsWhenTheDeviceIsUnplugged)
@@ -309,11 +310,11 @@ TEST_F(QrxRecordingPlayerTest, AWaitForRoomEndsWhenTheDeviceIsUnplugged)
     player.setFinishedHandler([&isFinished] { isFinished = true; });
     player.start(QrxRecordingPlayer::kAsFastAsTaken);
     runWhileBusy();
-    EXPECT_EQ(QrxVirtualDevice::kQueuedReports, player.sentCount());
+    EXPECT_EQ(QrxVirtualDevice::kQueuedReports, player.getSentCount());
     device.unplug();
-    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runFor(kDeadlineSeconds));
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::getCurrent().runFor(kDeadlineSeconds));
     EXPECT_TRUE(isFinished) << "the other events are lost";
-    EXPECT_EQ(200u, player.sentCount());
+    EXPECT_EQ(200u, player.getSentCount());
 }
 
 TEST_F(QrxRecordingPlayerTest, AWaitForRoomEndsWhenTheReaderCloses)
@@ -324,10 +325,10 @@ TEST_F(QrxRecordingPlayerTest, AWaitForRoomEndsWhenTheReaderCloses)
     QrxRecordingPlayer player(recording, device);
     player.start(QrxRecordingPlayer::kAsFastAsTaken);
     runWhileBusy();
-    EXPECT_EQ(QrxVirtualDevice::kQueuedReports, player.sentCount());
+    EXPECT_EQ(QrxVirtualDevice::kQueuedReports, player.getSentCount());
     _channel.reset();
-    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runFor(kDeadlineSeconds));
-    EXPECT_EQ(200u, player.sentCount());
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::getCurrent().runFor(kDeadlineSeconds));
+    EXPECT_EQ(200u, player.getSentCount());
 }
 
 TEST_F(QrxRecordingPlayerTest, TwoThatWaitForRoomBothComeToTheirEnds)
@@ -349,7 +350,7 @@ TEST_F(QrxRecordingPlayerTest, TwoThatWaitForRoomBothComeToTheirEnds)
     ASSERT_TRUE(playToEnd(second));
     takeAll();
     EXPECT_EQ(400u, _reports.size());
-    EXPECT_EQ(0u, stopped.sentCount());
+    EXPECT_EQ(0u, stopped.getSentCount());
 }
 
 TEST_F(QrxRecordingPlayerTest, DestroyedItSendsNoMore)
@@ -361,7 +362,7 @@ TEST_F(QrxRecordingPlayerTest, DestroyedItSendsNoMore)
         std::optional<QrxRecordingPlayer> player(std::in_place, recording, device);
         player->start(speed);
         player.reset();
-        EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runOnce(0)) << "its source has left the loop";
+        EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::getCurrent().runOnce(0)) << "its source has left the loop";
     }
     takeAll();
     EXPECT_EQ(0u, _reports.size());
@@ -374,8 +375,8 @@ TEST_F(QrxRecordingPlayerTest, ABurstIsNoLongerThanAReadersQueue)
     open(device);
     QrxRecordingPlayer player(recording, device);
     player.start(1);
-    QrxRunLoop::current().runOnce(kDeadlineSeconds);
-    EXPECT_EQ(QrxVirtualDevice::kQueuedReports, player.sentCount()) << "a reader on this loop gets its turn";
+    QrxRunLoop::getCurrent().runOnce(kDeadlineSeconds);
+    EXPECT_EQ(QrxVirtualDevice::kQueuedReports, player.getSentCount()) << "a reader on this loop gets its turn";
     takeAll();
     ASSERT_TRUE(playToEnd(player));
     takeAll();
@@ -387,7 +388,7 @@ TEST_F(QrxRecordingPlayerTest, WhatHasPlayedHoldsNothing)
     const QrxRecording recording = recordingOf(3, 0);
     QrxVirtualDevice device(recording);
     open(device);
-    QrxRunLoop::current();
+    QrxRunLoop::getCurrent();
     const std::size_t before = openDescriptors();
     const long objectsBefore = qrx::cf::liveObjects();
     QrxRecordingPlayer player(recording, device);
@@ -417,7 +418,7 @@ TEST_F(QrxRecordingPlayerTest, TwoPlayAtTheirOwnPaces)
     ASSERT_TRUE(playToEnd(quickPlayer));
     runWhileBusy();
     takeAll();
-    EXPECT_EQ(1u, slowPlayer.sentCount());
+    EXPECT_EQ(1u, slowPlayer.getSentCount());
     EXPECT_EQ(4u, _reports.size());
 }
 
@@ -442,12 +443,12 @@ TEST_F(QrxRecordingPlayerTest, AStartThatFailsCanBeTriedAgain)
     QrxRecordingPlayer(recording, device).start(0); // see DescriptorLimit
     open(device);
     QrxRecordingPlayer player(recording, device);
-    QrxRunLoop::current();
+    QrxRunLoop::getCurrent();
     {
         const DescriptorLimit limit(0);
         EXPECT_THROW(player.start(0), std::system_error);
     }
-    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runOnce(0)) << "nothing plays";
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::getCurrent().runOnce(0)) << "nothing plays";
     player.start(0);
     ASSERT_TRUE(playToEnd(player));
     takeAll();

@@ -35,8 +35,8 @@ private:
     {
         std::istringstream text("R: 3 05 01 09\nN: n\nI: 3 1 2\n");
         QrxRecording recording = QrxRecording::read(text, "x");
-        recording.events.push_back({0, 0, {}});
-        recording.events.push_back({static_cast<std::uint64_t>(atSeconds * 1e6), 0, {}});
+        recording.getEvents().push_back({0, 0, {}});
+        recording.getEvents().push_back({static_cast<std::uint64_t>(atSeconds * 1e6), 0, {}});
         return recording;
     }
 
@@ -53,53 +53,53 @@ bool isReadable(int descriptor)
 
 TEST(QrxRunLoop, FinishesWhenNothingCouldHappen)
 {
-    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().run());
-    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().runOnce(kDeadlineSeconds));
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::getCurrent().run());
+    EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::getCurrent().runOnce(kDeadlineSeconds));
 }
 
 TEST(QrxRunLoop, ACopyAndAnAssignedHandleAreTheSameLoopAndKeepIt)
 {
     std::optional<QrxRunLoop> other;
-    std::thread([&] { other = QrxRunLoop::current(); }).join();
-    QrxRunLoop here = QrxRunLoop::current();
-    const int descriptor = here.fileDescriptor();
+    std::thread([&] { other = QrxRunLoop::getCurrent(); }).join();
+    QrxRunLoop here = QrxRunLoop::getCurrent();
+    const int descriptor = here.getFileDescriptor();
     const QrxRunLoop copy = here;
-    EXPECT_EQ(descriptor, copy.fileDescriptor());
+    EXPECT_EQ(descriptor, copy.getFileDescriptor());
     const QrxRunLoop& itself = here;
     here = itself;
-    EXPECT_EQ(descriptor, here.fileDescriptor());
+    EXPECT_EQ(descriptor, here.getFileDescriptor());
     const long loops = qrx::cf::liveRunLoops();
     here = *other;
     other.reset();
     EXPECT_EQ(loops, qrx::cf::liveRunLoops()) << "the assigned handle keeps it";
     here = copy;
     EXPECT_EQ(loops - 1, qrx::cf::liveRunLoops());
-    EXPECT_EQ(descriptor, here.fileDescriptor());
+    EXPECT_EQ(descriptor, here.getFileDescriptor());
 }
 
 TEST(QrxRunLoop, StopsFromACallback)
 {
     const Task later(1000, [] {});
-    const Task stopper(0, [] { QrxRunLoop::current().stop(); });
-    EXPECT_EQ(QrxRunLoop::Outcome::stopped, QrxRunLoop::current().runFor(kDeadlineSeconds));
+    const Task stopper(0, [] { QrxRunLoop::getCurrent().stop(); });
+    EXPECT_EQ(QrxRunLoop::Outcome::stopped, QrxRunLoop::getCurrent().runFor(kDeadlineSeconds));
 }
 
 TEST(QrxRunLoop, RunsForAtMostTheTimeGiven)
 {
     const Task later(1000, [] {});
-    EXPECT_EQ(QrxRunLoop::Outcome::timedOut, QrxRunLoop::current().runFor(0.02));
+    EXPECT_EQ(QrxRunLoop::Outcome::timedOut, QrxRunLoop::getCurrent().runFor(0.02));
 }
 
 TEST(QrxRunLoop, OneStepDeliversAndReturns)
 {
     const Task now(0, [] {});
-    EXPECT_EQ(QrxRunLoop::Outcome::handled, QrxRunLoop::current().runOnce(kDeadlineSeconds));
+    EXPECT_EQ(QrxRunLoop::Outcome::handled, QrxRunLoop::getCurrent().runOnce(kDeadlineSeconds));
 }
 
 TEST(QrxRunLoop, ItsDescriptorIsReadableExactlyWhileAStepHasWork)
 {
-    QrxRunLoop loop = QrxRunLoop::current();
-    const int descriptor = loop.fileDescriptor();
+    QrxRunLoop loop = QrxRunLoop::getCurrent();
+    const int descriptor = loop.getFileDescriptor();
     ASSERT_GE(descriptor, 0);
     const Task later(1000, [] {});
     while (loop.runOnce(0) == QrxRunLoop::Outcome::handled) {
@@ -123,14 +123,14 @@ TEST(QrxRunLoop, AnExceptionLeavesThroughItAndItRunsAgain)
     struct Refusal {};
     const Task later(1000, [] {});
     const Task thrower(0, [] { throw Refusal(); });
-    EXPECT_THROW(QrxRunLoop::current().runFor(kDeadlineSeconds), Refusal);
-    EXPECT_EQ(QrxRunLoop::Outcome::timedOut, QrxRunLoop::current().runFor(0.01));
+    EXPECT_THROW(QrxRunLoop::getCurrent().runFor(kDeadlineSeconds), Refusal);
+    EXPECT_EQ(QrxRunLoop::Outcome::timedOut, QrxRunLoop::getCurrent().runFor(0.01));
 }
 
 TEST(QrxRunLoopThreads, AnotherThreadStopsIt)
 {
     const Task later(1000, [] {});
-    QrxRunLoop loop = QrxRunLoop::current();
+    QrxRunLoop loop = QrxRunLoop::getCurrent();
     std::atomic<bool> ended = false;
     // A stop of a loop that does not run yet is forgotten, so it is repeated.
     std::thread stopper([&] {
@@ -148,12 +148,12 @@ TEST(QrxRunLoopThreads, AnotherThreadStopsIt)
 TEST(QrxRunLoopThreads, AHandleOutlivesItsThread)
 {
     std::optional<QrxRunLoop> loop;
-    std::thread([&] { loop = QrxRunLoop::current(); }).join();
+    std::thread([&] { loop = QrxRunLoop::getCurrent(); }).join();
     loop->stop();
     loop->wake();
     const QrxRunLoop copy = *loop;
     loop.reset();
-    EXPECT_NE(QrxRunLoop::current().fileDescriptor(), -1);
+    EXPECT_NE(QrxRunLoop::getCurrent().getFileDescriptor(), -1);
 }
 
 TEST(QrxRunLoop, IsHadAsSoonAsADescriptorIsFree)
@@ -162,13 +162,13 @@ TEST(QrxRunLoop, IsHadAsSoonAsADescriptorIsFree)
         {
             const DescriptorLimit limit(0);
             try {
-                QrxRunLoop::current();
+                QrxRunLoop::getCurrent();
                 FAIL() << "without a descriptor";
             } catch (const std::system_error& failure) {
                 EXPECT_EQ(std::errc::too_many_files_open, failure.code());
             }
         }
-        EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::current().run());
+        EXPECT_EQ(QrxRunLoop::Outcome::finished, QrxRunLoop::getCurrent().run());
     }).join();
 }
 

@@ -21,17 +21,9 @@ class QrxVirtualDeviceTest : public testing::Test {
 protected:
     RecordingRegistry& _registry = RecordingRegistry::emptied();
     QrxVirtualDevice _device{
-        {.vendorID = 0x04d8,
-         .productID = 0x003f,
-         .releaseNumber = 0x0110,
-         .deviceClass = 0,
-         .deviceSubclass = 0,
-         .deviceProtocol = 0,
-         .vendorName = "",
-         .productName = "Ærø",
-         .serialNumber = "7"},
-        {{.number = 2, .reportDescriptor = {}, .name = "debug", .interfaceSubclass = 0, .interfaceProtocol = 0},
-         {.number = 1, .reportDescriptor = kDescriptor, .name = "", .interfaceSubclass = 1, .interfaceProtocol = 2}}};
+        QrxVirtualIdentity(0x04d8, 0x003f).setReleaseNumber(0x0110).setProductName("Ærø").setSerialNumber("7"),
+        {QrxVirtualInterface(2, {}).setName("debug"),
+         QrxVirtualInterface(1, kDescriptor).setSubclass(1).setProtocol(2)}};
 
     const DeviceFacts& facts() const { return _registry.published.back().facts; }
 
@@ -122,13 +114,13 @@ TEST_F(QrxVirtualDeviceTest, ADeviceThatIsMovedStaysPluggedAndWhatItReplacesIsUn
 {
     QrxVirtualIdentity identity;
     QrxVirtualDevice first(identity, {});
-    identity.productName = "second";
+    identity.setProductName("second");
     QrxVirtualDevice second(identity, {});
     first.plug();
     second.plug();
     first = std::move(second);
     EXPECT_EQ(_registry.terminated.size(), 1U) << "the first device has gone with the assignment";
-    EXPECT_EQ(first.identity().productName, "second");
+    EXPECT_EQ(first.getIdentity().getProductName(), "second");
     EXPECT_TRUE(first.isPlugged());
     QrxVirtualDevice& same = first;
     first = std::move(same);
@@ -142,8 +134,8 @@ TEST_F(QrxVirtualDeviceTest, AnObjectThatWasMovedFromIsNoDeviceUntilOneIsMovedIn
     EXPECT_FALSE(_device.isPlugged());
     EXPECT_NO_THROW(_device.unplug());
     EXPECT_THROW(_device.plug(), std::logic_error);
-    EXPECT_THROW(_device.identity(), std::logic_error);
-    EXPECT_THROW(_device.openCount(1), std::logic_error);
+    EXPECT_THROW(_device.getIdentity(), std::logic_error);
+    EXPECT_THROW(_device.getOpenCount(1), std::logic_error);
     EXPECT_THROW(_device.sendInputReport(1, Bytes{1}), std::logic_error);
     EXPECT_THROW(_device.hasRoom(1), std::logic_error);
     EXPECT_THROW(_device.setSentReportHandler({}), std::logic_error);
@@ -158,7 +150,7 @@ TEST_F(QrxVirtualDeviceTest, AnObjectThatWasMovedFromIsNoDeviceUntilOneIsMovedIn
 TEST_F(QrxVirtualDeviceTest, InterfaceNumbersAreUniqueBytes)
 {
     const auto withNumbers = [](int first, int second) {
-        return std::vector<QrxVirtualInterface>{{first, {}, "", 0, 0}, {second, {}, "", 0, 0}};
+        return std::vector<QrxVirtualInterface>{{first, {}}, {second, {}}};
     };
     EXPECT_THROW(QrxVirtualDevice({}, withNumbers(1, 1)), std::invalid_argument);
     EXPECT_THROW(QrxVirtualDevice({}, withNumbers(-1, 0)), std::invalid_argument);
@@ -173,7 +165,7 @@ TEST_F(QrxVirtualDeviceTest, InputReachesEveryoneWhoHasTheInterfaceOpenAndNobody
     EXPECT_FALSE(_device.sendInputReport(1, {1})) << "not open";
     const auto first = opened();
     const auto second = opened();
-    EXPECT_EQ(2u, _device.openCount(1));
+    EXPECT_EQ(2u, _device.getOpenCount(1));
     EXPECT_TRUE(_device.sendInputReport(1, {1, 2}));
     EXPECT_FALSE(_device.sendInputReport(2, {9})) << "not a HID interface";
     EXPECT_EQ((Bytes{1, 2}), taken(*first));
@@ -205,7 +197,7 @@ TEST_F(QrxVirtualDeviceTest, WhatWaitsAtTheUnplugIsTakenBeforeTheChannelIsGone)
     const auto channel = opened();
     _device.sendInputReport(1, {5});
     _device.unplug();
-    EXPECT_EQ(0u, _device.openCount(1));
+    EXPECT_EQ(0u, _device.getOpenCount(1));
     EXPECT_EQ(Bytes{5}, taken(*channel));
     std::span<const std::uint8_t> report;
     EXPECT_EQ(HIDChannel::Next::gone, channel->takeReport(report));
@@ -220,11 +212,11 @@ TEST_F(QrxVirtualDeviceTest, SentReportsAreKeptUntilTaken)
     EXPECT_EQ(Status::success, channel->setReport(ReportType::feature, 4, Bytes{4, 9}));
     const std::vector<QrxSentReport> reports = _device.takeSentReports();
     ASSERT_EQ(2u, reports.size());
-    EXPECT_EQ(1, reports[0].interfaceNumber);
-    EXPECT_EQ(1u, reports[0].reportType);
-    EXPECT_EQ((Bytes{1, 2}), reports[0].bytes);
-    EXPECT_EQ(2u, reports[1].reportType);
-    EXPECT_EQ(4u, reports[1].reportID);
+    EXPECT_EQ(1, reports[0].getInterfaceNumber());
+    EXPECT_EQ(1u, reports[0].getReportType());
+    EXPECT_EQ((Bytes{1, 2}), reports[0].getBytes());
+    EXPECT_EQ(2u, reports[1].getReportType());
+    EXPECT_EQ(4u, reports[1].getReportID());
     EXPECT_TRUE(_device.takeSentReports().empty());
 }
 
@@ -243,7 +235,7 @@ TEST_F(QrxVirtualDeviceTest, AHandlerDecidesOnSentReportsAndMayUnplugTheDevice)
     const auto channel = opened();
     _device.setSentReportHandler([&](const QrxSentReport& report) {
         _device.unplug();
-        return report.bytes.front() == 1;
+        return report.getBytes().front() == 1;
     });
     EXPECT_EQ(Status::success, channel->setReport(ReportType::output, 0, Bytes{1}));
     EXPECT_FALSE(_device.isPlugged());
@@ -295,7 +287,7 @@ TEST_F(QrxVirtualDeviceTest, IsMadeFromARecordingWithEverythingTheRecordingSays)
     std::istringstream text("#@ vendor-name: V\n#@ release: 0203\n#@ interface: 9 01 02\n"
                             "R: 7 05 01 09 02 a1 01 c0\nN: name\nI: 3 046d c077\n");
     QrxVirtualDevice device(QrxRecording::read(text, "x"));
-    EXPECT_EQ(0x046d, device.identity().vendorID);
+    EXPECT_EQ(0x046d, device.getIdentity().getVendorID());
     device.plug();
     EXPECT_EQ("V", facts().vendorName);
     EXPECT_EQ("name", facts().productName);

@@ -18,14 +18,7 @@ const Bytes kDescriptor{0x05, 0x01, 0x09, 0x02, 0xa1, 0x01, 0xc0};
 
 class VirtualDeviceLives : public testing::Test {
 protected:
-    static QrxVirtualInterface interface(int number)
-    {
-        return {.number = number,
-                .reportDescriptor = kDescriptor,
-                .name = "",
-                .interfaceSubclass = 0,
-                .interfaceProtocol = 0};
-    }
+    static QrxVirtualInterface interface(int number) { return {number, kDescriptor}; }
 
     std::unique_ptr<HIDChannel> opened(std::size_t index)
     {
@@ -68,11 +61,11 @@ TEST_F(VirtualDeviceLives, AChannelOfBeforeTheReplugReachesNobodyAndHearsNothing
     std::array<std::uint8_t, 8> buffer{};
     std::size_t size = 0;
     EXPECT_EQ(Status::notAttached, before->getReport(ReportType::feature, 0, buffer, size));
-    EXPECT_EQ(1u, _device.openCount(1));
+    EXPECT_EQ(1u, _device.getOpenCount(1));
     EXPECT_TRUE(_device.sendInputReport(1, {5}));
     EXPECT_EQ(HIDChannel::Next::gone, next(*before));
     before.reset();
-    EXPECT_EQ(1u, _device.openCount(1)) << "the end of the old channel is not that of the new one";
+    EXPECT_EQ(1u, _device.getOpenCount(1)) << "the end of the old channel is not that of the new one";
     EXPECT_EQ(HIDChannel::Next::report, next(*after));
     EXPECT_EQ(HIDChannel::Next::empty, next(*after));
 }
@@ -99,12 +92,12 @@ TEST_F(VirtualDeviceLives, AnOpenChannelIsCountedUntilItEnds)
     auto second = opened(0);
     const auto other = opened(1);
     first.reset();
-    EXPECT_EQ(1u, _device.openCount(1));
+    EXPECT_EQ(1u, _device.getOpenCount(1));
     EXPECT_TRUE(_device.sendInputReport(1, {5}));
     EXPECT_EQ(HIDChannel::Next::report, next(*second));
     second.reset();
-    EXPECT_EQ(0u, _device.openCount(1));
-    EXPECT_EQ(1u, _device.openCount(2));
+    EXPECT_EQ(0u, _device.getOpenCount(1));
+    EXPECT_EQ(1u, _device.getOpenCount(2));
     EXPECT_FALSE(_device.sendInputReport(1, {5}));
 }
 

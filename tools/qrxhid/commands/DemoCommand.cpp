@@ -139,7 +139,7 @@ RecordedDevice& Demo::device(std::string_view name)
 
 void Demo::drain()
 {
-    while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
+    while (QrxRunLoop::getCurrent().runOnce(0) == QrxRunLoop::Outcome::handled) {
     }
 }
 
@@ -155,7 +155,7 @@ void Demo::showArrival()
     check(_arrivals == recorded.size(), "one arrival for each device");
     for (const RecordedDevice& each : recorded) {
         check(bool(each.handle), each.fileName + " is in the tree");
-        check(each.handle && each.handle->getProductName() == each.recording.productName,
+        check(each.handle && each.handle->getProductName() == each.recording.getProductName(),
               each.fileName + " has its product's name");
     }
 }
@@ -168,7 +168,7 @@ void Demo::showTrees()
         _out << separator;
         separator = "\n";
         writeTree(_out, *recorded.handle, interfaceNumbers(*recorded.handle), _terminal);
-        check(interfaceNumbers(*recorded.handle).size() == recorded.recording.interfaces.size(),
+        check(interfaceNumbers(*recorded.handle).size() == recorded.recording.getInterfaces().size(),
               recorded.fileName + " has all its interfaces");
     }
 }
@@ -188,7 +188,7 @@ void Demo::showInput()
         _out << deviceTitle(*recorded.handle) << "\n";
         open(recorded);
         ChangeFilter filter;
-        for (std::size_t i = 0; i < recorded.recording.events.size(); ++i) {
+        for (std::size_t i = 0; i < recorded.recording.getEvents().size(); ++i) {
             deliver(recorded, i, filter);
         }
     }
@@ -196,20 +196,21 @@ void Demo::showInput()
 
 void Demo::deliver(const RecordedDevice& recorded, std::size_t event, ChangeFilter& filter)
 {
-    const QrxRecordedEvent& sent = recorded.recording.events[event];
-    const int interfaceNumber = recorded.recording.interfaces[sent.interfaceIndex].number;
+    const QrxRecordedEvent& sent = recorded.recording.getEvents()[event];
+    const int interfaceNumber = recorded.recording.getInterfaces()[sent.getInterfaceIndex()].getNumber();
     const std::string name = recorded.fileName + ", report " + std::to_string(event);
     _received.clear();
-    check(recorded.device->sendInputReport(interfaceNumber, sent.bytes), name + " is taken");
+    check(recorded.device->sendInputReport(interfaceNumber, sent.getBytes()), name + " is taken");
     drain();
-    check(_received.size() == 1 && _received[0].bytes == sent.bytes && _received[0].interfaceNumber == interfaceNumber,
+    check(_received.size() == 1 && _received[0].bytes == sent.getBytes() &&
+              _received[0].interfaceNumber == interfaceNumber,
           name + " arrives once, whole, from its interface");
     for (const Received& received : _received) {
         const auto values = QrxDecodeReport(*recorded.handle, kInput, received.bytes.data(), received.bytes.size(),
                                             received.interfaceNumber);
         checkValues(recorded, event, values);
         _out << "  interface " << received.interfaceNumber << ": " << bytesText(received.bytes) << "\n";
-        const bool isNumbered = recorded.recording.interfaces.size() > 1;
+        const bool isNumbered = recorded.recording.getInterfaces().size() > 1;
         const std::uint32_t reportID = isNumbered ? received.bytes.front() : 0;
         writeValues(_out, filter.changes(received.interfaceNumber, reportID, values), kValueIndent);
     }
@@ -246,15 +247,15 @@ void Demo::send(std::string_view name, unsigned int type, unsigned int reportID,
     recorded.device->takeSentReports();
     recorded.handle->setReport(type, reportID, std::valarray<std::uint8_t>(bytes.data(), bytes.size()), kInterface);
     const std::vector<QrxSentReport> taken = recorded.device->takeSentReports();
-    check(taken.size() == 1 && taken[0].reportType == type && taken[0].reportID == reportID &&
-              taken[0].interfaceNumber == kInterface && taken[0].bytes == bytes,
+    check(taken.size() == 1 && taken[0].getReportType() == type && taken[0].getReportID() == reportID &&
+              taken[0].getInterfaceNumber() == kInterface && taken[0].getBytes() == bytes,
           recorded.fileName + " takes the report as it was sent");
     for (const QrxSentReport& report : taken) {
         _out << deviceTitle(*recorded.handle) << "\n  took " << (type == kOutput ? "output" : "feature") << " report"
-             << (report.reportID == 0 ? "" : " " + std::to_string(report.reportID)) << ": " << bytesText(report.bytes)
-             << "\n";
+             << (report.getReportID() == 0 ? "" : " " + std::to_string(report.getReportID())) << ": "
+             << bytesText(report.getBytes()) << "\n";
         const auto values =
-            QrxDecodeReport(*recorded.handle, type, report.bytes.data(), report.bytes.size(), kInterface);
+            QrxDecodeReport(*recorded.handle, type, report.getBytes().data(), report.getBytes().size(), kInterface);
         check(!values.empty(), "the report has values");
         writeValues(_out, values, kValueIndent);
     }
@@ -292,7 +293,8 @@ void Demo::showLeaving()
         drain();
         --left;
         check(_session.deviceCount() == left, recorded.fileName + " is in the tree no more");
-        check(!recorded.device->sendInputReport(0, recorded.recording.events.front().bytes) && _received.empty(),
+        check(!recorded.device->sendInputReport(0, recorded.recording.getEvents().front().getBytes()) &&
+                  _received.empty(),
               recorded.fileName + " says nothing after it has left");
         _out << "left     " << deviceTitle(*recorded.handle) << "\n";
         recorded.handle->close();

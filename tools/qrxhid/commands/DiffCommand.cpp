@@ -44,11 +44,11 @@ std::optional<QrxRecording> readSide(const std::string& word)
 Part identityOf(const QrxRecording& device)
 {
     return {"identity",
-            {"IDs " + DeviceIdentity{device.vendorID, device.productID}.text(),
-             "release " + hexText(device.releaseNumber, 4), "vendor name \"" + device.vendorName + "\"",
-             "product name \"" + device.productName + "\"", "serial number \"" + device.serialNumber + "\"",
-             "class " + std::to_string(device.deviceClass) + ", " + std::to_string(device.deviceSubclass) + ", " +
-                 std::to_string(device.deviceProtocol)}};
+            {"IDs " + DeviceIdentity{device.getVendorID(), device.getProductID()}.text(),
+             "release " + hexText(device.getReleaseNumber(), 4), "vendor name \"" + device.getVendorName() + "\"",
+             "product name \"" + device.getProductName() + "\"", "serial number \"" + device.getSerialNumber() + "\"",
+             "class " + std::to_string(device.getDeviceClass()) + ", " + std::to_string(device.getDeviceSubclass()) +
+                 ", " + std::to_string(device.getDeviceProtocol())}};
 }
 
 void addElements(std::vector<std::string>& lines, const std::vector<ElementOutline>& elements)
@@ -68,9 +68,9 @@ void addElements(std::vector<std::string>& lines, const std::vector<ElementOutli
 
 Part interfaceOf(const QrxRecordedInterface& interface)
 {
-    const QrxReportLayout layout(interface.reportDescriptor.data(), interface.reportDescriptor.size());
-    const InterfaceOutline outline = outlineOf(layout, interface.number);
-    Part part{"interface " + std::to_string(interface.number), {"name \"" + interface.name + "\""}};
+    const QrxReportLayout layout(interface.getReportDescriptor().data(), interface.getReportDescriptor().size());
+    const InterfaceOutline outline = outlineOf(layout, interface.getNumber());
+    Part part{"interface " + std::to_string(interface.getNumber()), {"name \"" + interface.getName() + "\""}};
     for (const ReportOutline& report : outline.reports) {
         part.lines.push_back(reportText(report));
     }
@@ -81,9 +81,10 @@ Part interfaceOf(const QrxRecordedInterface& interface)
 Part inputOf(const QrxRecording& device)
 {
     Part part{"input", {}};
-    for (const QrxRecordedEvent& event : device.events) {
-        part.lines.push_back("interface " + std::to_string(device.interfaces[event.interfaceIndex].number) + ": " +
-                             bytesText(event.bytes));
+    for (const QrxRecordedEvent& event : device.getEvents()) {
+        part.lines.push_back("interface " +
+                             std::to_string(device.getInterfaces()[event.getInterfaceIndex()].getNumber()) + ": " +
+                             bytesText(event.getBytes()));
     }
     return part;
 }
@@ -91,7 +92,7 @@ Part inputOf(const QrxRecording& device)
 std::vector<Part> partsOf(const QrxRecording& device)
 {
     std::vector<Part> parts = {identityOf(device)};
-    for (const QrxRecordedInterface& interface : device.interfaces) {
+    for (const QrxRecordedInterface& interface : device.getInterfaces()) {
         parts.push_back(interfaceOf(interface));
     }
     parts.push_back(inputOf(device));

@@ -91,10 +91,10 @@ void Record::chooseDevice()
     _device = chosen.handle;
     if (_device) {
         _recording = describeDevice(*_device);
-        _recording.comments = {"qrxhid " QRXHID_VERSION};
+        _recording.setComments({"qrxhid " QRXHID_VERSION});
         notePlace(chosen.facts.place);
-        std::erase_if(_recording.interfaces, [this](const QrxRecordedInterface& interface) {
-            return !_choice.filter().hasInterface(interface.number);
+        std::erase_if(_recording.getInterfaces(), [this](const QrxRecordedInterface& interface) {
+            return !_choice.filter().hasInterface(interface.getNumber());
         });
         hideSerialNumber();
     }
@@ -103,18 +103,18 @@ void Record::chooseDevice()
 // As recorders write it: the device's place, then which of its interfaces it is.
 void Record::notePlace(const std::string& place)
 {
-    for (QrxRecordedInterface& interface : _recording.interfaces) {
-        interface.physicalPath = place.empty() ? "" : place + "/input" + std::to_string(interface.number);
+    for (QrxRecordedInterface& interface : _recording.getInterfaces()) {
+        interface.setPhysicalPath(place.empty() ? "" : place + "/input" + std::to_string(interface.getNumber()));
     }
 }
 
 // Recordings are shown to others, and a serial number tells whose device it was.
 void Record::hideSerialNumber()
 {
-    if (_recording.serialNumber.empty() || _options.keepsSerialNumber) {
+    if (_recording.getSerialNumber().empty() || _options.keepsSerialNumber) {
         return;
     }
-    _recording.serialNumber = kHiddenSerialNumber;
+    _recording.setSerialNumber(kHiddenSerialNumber);
     notice(std::string("the serial number is recorded as ") + kHiddenSerialNumber + "; --keep-serial keeps it");
 }
 
@@ -123,7 +123,7 @@ ExitStatus Record::run()
     checkOutput();
     _session.begin();
     chooseDevice();
-    if (_recording.interfaces.empty()) {
+    if (_recording.getInterfaces().empty()) {
         if (!_session.isRecorded()) {
             notice("the device has left");
         }
@@ -158,7 +158,7 @@ void Record::begin()
 {
     _recording.write(_output.stream());
     _output.keep();
-    _lastInterface = _recording.interfaces.size() - 1;
+    _lastInterface = _recording.getInterfaces().size() - 1;
     _device->setDelegate(new InputListener([this](QrxHIDDevice&, const std::vector<std::uint8_t>& bytes,
                                                   int interfaceNumber) { takeReport(bytes, interfaceNumber); }));
     _device->open();
@@ -175,17 +175,17 @@ void Record::begin()
 // Times count from the first report: what passed before somebody touched the device is nothing to play.
 void Record::takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNumber)
 {
-    const auto place = std::ranges::find(_recording.interfaces, interfaceNumber, &QrxRecordedInterface::number);
-    if (_isEnough || place == _recording.interfaces.end()) {
+    const auto place = std::ranges::find(_recording.getInterfaces(), interfaceNumber, &QrxRecordedInterface::getNumber);
+    if (_isEnough || place == _recording.getInterfaces().end()) {
         return;
     }
     const Clock::time_point now = Clock::now();
     _firstEvent = _firstEvent.value_or(now);
     const auto passed = std::chrono::duration_cast<std::chrono::microseconds>(now - *_firstEvent);
     QrxRecordedEvent event;
-    event.timeUs = static_cast<std::uint64_t>(passed.count());
-    event.interfaceIndex = static_cast<std::size_t>(place - _recording.interfaces.begin());
-    event.bytes = bytes;
+    event.setTimeUs(static_cast<std::uint64_t>(passed.count()));
+    event.setInterfaceIndex(static_cast<std::size_t>(place - _recording.getInterfaces().begin()));
+    event.setBytes(bytes);
     _recording.writeEvent(_output.stream(), event, _lastInterface);
     _output.keep();
     _losses.noteReport(interfaceNumber);
@@ -199,7 +199,7 @@ void Record::takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNum
 void Record::recordUntilSignal()
 {
     _session.observe([](const PresentDevice&) {});
-    while (!isOver() && _signals.waitFor(QrxRunLoop::current().fileDescriptor(), millisecondsLeft())) {
+    while (!isOver() && _signals.waitFor(QrxRunLoop::getCurrent().getFileDescriptor(), millisecondsLeft())) {
         step();
         if (!isPresent()) {
             // What its interfaces had sent before may still wait.
@@ -220,7 +220,7 @@ void Record::play()
     while (!isOver() && (isPaced ? !playback.isFinished() : playback.sendNext())) {
         if (!isPaced) {
             drain();
-        } else if (_signals.waitFor(QrxRunLoop::current().fileDescriptor(), millisecondsLeft())) {
+        } else if (_signals.waitFor(QrxRunLoop::getCurrent().getFileDescriptor(), millisecondsLeft())) {
             step();
         }
     }
@@ -229,13 +229,13 @@ void Record::play()
 
 void Record::step()
 {
-    QrxRunLoop::current().runOnce(0);
+    QrxRunLoop::getCurrent().runOnce(0);
     tellLosses();
 }
 
 void Record::drain()
 {
-    while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
+    while (QrxRunLoop::getCurrent().runOnce(0) == QrxRunLoop::Outcome::handled) {
         tellLosses();
     }
 }

@@ -39,7 +39,7 @@ public:
           _flow(session, filter, options.limits, *this)
     {
     }
-    ~Top() override { QrxRunLoop::current().cancel(_timer); }
+    ~Top() override { QrxRunLoop::getCurrent().cancel(_timer); }
     Top(const Top&) = delete;
     Top& operator=(const Top&) = delete;
 
@@ -124,8 +124,8 @@ void Top::allIsReady()
         _out << topHeading() << std::flush;
     }
     const auto period = std::chrono::duration<double>(_options.seconds);
-    _timer = QrxRunLoop::current().callEvery(std::chrono::duration_cast<std::chrono::nanoseconds>(period),
-                                             [this] { update(false); });
+    _timer = QrxRunLoop::getCurrent().callEvery(std::chrono::duration_cast<std::chrono::nanoseconds>(period),
+                                                [this] { update(false); });
 }
 
 TopRow Top::rowOf(Metered& one, Clock::time_point now, bool isTotal) const

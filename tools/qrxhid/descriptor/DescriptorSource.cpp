@@ -92,32 +92,34 @@ DeviceFacts factsOf(const QrxRecording& recording, unsigned int number)
 {
     DeviceFacts facts;
     facts.number = number;
-    facts.ids = {recording.vendorID, recording.productID};
-    facts.serialNumber = recording.serialNumber;
+    facts.ids = {recording.getVendorID(), recording.getProductID()};
+    facts.serialNumber = recording.getSerialNumber();
     facts.place = recordedPlace(recording);
-    for (const QrxRecordedInterface& interface : recording.interfaces) {
-        facts.nodes[interface.number];
+    for (const QrxRecordedInterface& interface : recording.getInterfaces()) {
+        facts.nodes[interface.getNumber()];
     }
     return facts;
 }
 
 std::string titleOf(const QrxRecording& recording)
 {
-    const std::string separator = recording.vendorName.empty() ? "" : " ";
-    const std::string name = recording.productName.empty() && !recording.interfaces.empty()
-                                 ? recording.interfaces.front().name
-                                 : recording.vendorName + separator + recording.productName;
-    return DeviceIdentity{recording.vendorID, recording.productID}.text() + "  " + shownText(name);
+    const std::string separator = recording.getVendorName().empty() ? "" : " ";
+    const std::string name = recording.getProductName().empty() && !recording.getInterfaces().empty()
+                                 ? recording.getInterfaces().front().getName()
+                                 : recording.getVendorName() + separator + recording.getProductName();
+    return DeviceIdentity{recording.getVendorID(), recording.getProductID()}.text() + "  " + shownText(name);
 }
 
 /// Of the interfaces that the filter lets pass.
 void addInterfaces(std::vector<InterfaceDescriptor>& descriptors, const QrxRecording& device, const std::string& title,
                    const DeviceFilter& filter)
 {
-    for (const QrxRecordedInterface& interface : device.interfaces) {
-        if (filter.hasInterface(interface.number)) {
-            descriptors.push_back(
-                {title, {device.vendorID, device.productID}, interface.number, interface.reportDescriptor});
+    for (const QrxRecordedInterface& interface : device.getInterfaces()) {
+        if (filter.hasInterface(interface.getNumber())) {
+            descriptors.push_back({title,
+                                   {device.getVendorID(), device.getProductID()},
+                                   interface.getNumber(),
+                                   interface.getReportDescriptor()});
         }
     }
 }

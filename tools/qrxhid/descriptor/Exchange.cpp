@@ -11,10 +11,10 @@ ExchangePartner ExchangePartner::choose(DeviceSession& session, const DeviceFilt
     ExchangePartner partner;
     partner.handle = session.onlyDevice(command, "a report is of one").handle;
     if (partner.handle) {
-        for (const QrxRecordedInterface& interface : describeDevice(*partner.handle).interfaces) {
-            if (filter.hasInterface(interface.number)) {
+        for (const QrxRecordedInterface& interface : describeDevice(*partner.handle).getInterfaces()) {
+            if (filter.hasInterface(interface.getNumber())) {
                 partner.descriptors.push_back({deviceTitle(*partner.handle), DeviceIdentity::of(*partner.handle),
-                                               interface.number, interface.reportDescriptor});
+                                               interface.getNumber(), interface.getReportDescriptor()});
             }
         }
     }

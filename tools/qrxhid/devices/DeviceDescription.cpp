@@ -72,31 +72,31 @@ void addInterface(QrxRecording& recording, io_registry_entry_t interface)
     forEachChild(interface, [&recording, interface](io_registry_entry_t driver) {
         if (const auto descriptor = descriptorOf(driver)) {
             QrxRecordedInterface recorded;
-            recorded.number = byteOf(interface, CFSTR(kUSBInterfaceNumber));
-            recorded.reportDescriptor = *descriptor;
-            recorded.name = textOf(interface, CFSTR(kUSBInterfaceName));
-            recorded.interfaceSubclass = byteOf(interface, CFSTR(kUSBInterfaceSubClass));
-            recorded.interfaceProtocol = byteOf(interface, CFSTR(kUSBInterfaceProtocol));
-            recording.interfaces.push_back(std::move(recorded));
+            recorded.setNumber(byteOf(interface, CFSTR(kUSBInterfaceNumber)));
+            recorded.setReportDescriptor(*descriptor);
+            recorded.setName(textOf(interface, CFSTR(kUSBInterfaceName)));
+            recorded.setSubclass(byteOf(interface, CFSTR(kUSBInterfaceSubClass)));
+            recorded.setProtocol(byteOf(interface, CFSTR(kUSBInterfaceProtocol)));
+            recording.getInterfaces().push_back(std::move(recorded));
         }
     });
 }
 
 void describeIdentity(QrxRecording& recording, const QrxHIDDevice& device)
 {
-    recording.vendorID = static_cast<std::uint16_t>(device.getVendorID());
-    recording.productID = static_cast<std::uint16_t>(device.getProductID());
-    recording.releaseNumber = static_cast<std::uint16_t>(device.getReleaseNumber());
-    recording.deviceClass = static_cast<std::uint8_t>(device.getClass());
-    recording.deviceSubclass = static_cast<std::uint8_t>(device.getSubclass());
-    recording.deviceProtocol = static_cast<std::uint8_t>(device.getProtocol());
+    recording.setVendorID(static_cast<std::uint16_t>(device.getVendorID()));
+    recording.setProductID(static_cast<std::uint16_t>(device.getProductID()));
+    recording.setReleaseNumber(static_cast<std::uint16_t>(device.getReleaseNumber()));
+    recording.setDeviceClass(static_cast<std::uint8_t>(device.getClass()));
+    recording.setDeviceSubclass(static_cast<std::uint8_t>(device.getSubclass()));
+    recording.setDeviceProtocol(static_cast<std::uint8_t>(device.getProtocol()));
 }
 
 void describeEntry(QrxRecording& recording, io_registry_entry_t entry)
 {
-    recording.vendorName = textOf(entry, CFSTR(kUSBVendorString));
-    recording.productName = textOf(entry, CFSTR(kUSBProductString));
-    recording.serialNumber = textOf(entry, CFSTR(kUSBSerialNumberString));
+    recording.setVendorName(textOf(entry, CFSTR(kUSBVendorString)));
+    recording.setProductName(textOf(entry, CFSTR(kUSBProductString)));
+    recording.setSerialNumber(textOf(entry, CFSTR(kUSBSerialNumberString)));
     forEachChild(entry, [&recording](io_registry_entry_t child) { addInterface(recording, child); });
 }
 

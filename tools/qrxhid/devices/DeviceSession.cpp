@@ -31,7 +31,8 @@ QrxRecording readRecording(const std::string& fileName)
 std::string recordedPlace(const QrxRecording& recording)
 {
     // "usb-0000:00:14.0-2.1" of "usb-0000:00:14.0-2.1/input0".
-    const std::string path = recording.interfaces.empty() ? "" : recording.interfaces.front().physicalPath;
+    const std::string path =
+        recording.getInterfaces().empty() ? "" : recording.getInterfaces().front().getPhysicalPath();
     return path.substr(0, path.rfind("/input"));
 }
 
@@ -55,7 +56,7 @@ std::uint64_t eventCount(const std::vector<RecordedDevice>& recorded)
 {
     std::uint64_t count = 0;
     for (const RecordedDevice& one : recorded) {
-        count += one.handle ? one.recording.events.size() : 0;
+        count += one.handle ? one.recording.getEvents().size() : 0;
     }
     return count;
 }
@@ -126,7 +127,7 @@ void DeviceSession::plug(RecordedDevice& recorded)
     }
     _recordedPlace = recordedPlace(recorded.recording);
     recorded.device->plug();
-    while (QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled) {
+    while (QrxRunLoop::getCurrent().runOnce(0) == QrxRunLoop::Outcome::handled) {
     }
     const DeviceHandle added = std::exchange(_lastAdded, DeviceHandle());
     if (!added) {

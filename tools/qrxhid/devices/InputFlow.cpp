@@ -20,7 +20,7 @@ InputFlow::InputFlow(DeviceSession& session, const DeviceFilter& filter, const I
 // The devices may outlive this object in somebody's handle; their delegates must not call it then.
 InputFlow::~InputFlow()
 {
-    QrxRunLoop::current().cancel(_end);
+    QrxRunLoop::getCurrent().cancel(_end);
     for (const auto& known : _known) {
         known->device.handle->close();
     }
@@ -31,8 +31,8 @@ ExitStatus InputFlow::run()
     _session.begin();
     if (_limits.seconds()) {
         const auto time = std::chrono::duration<double>(*_limits.seconds());
-        _end = QrxRunLoop::current().callAfter(std::chrono::duration_cast<std::chrono::nanoseconds>(time),
-                                               [this] { _isEnough = true; });
+        _end = QrxRunLoop::getCurrent().callAfter(std::chrono::duration_cast<std::chrono::nanoseconds>(time),
+                                                  [this] { _isEnough = true; });
     }
     for (const PresentDevice& device : _session.devices()) {
         add(device, false);
@@ -91,7 +91,7 @@ void InputFlow::takeReport(unsigned int number, const std::vector<std::uint8_t>&
 // One wait for both the library and the signals: a signal that came between two waits is not missed.
 void InputFlow::runUntilSignal()
 {
-    while (!isOver() && _signals.waitFor(QrxRunLoop::current().fileDescriptor())) {
+    while (!isOver() && _signals.waitFor(QrxRunLoop::getCurrent().getFileDescriptor())) {
         step();
     }
 }
@@ -106,7 +106,7 @@ void InputFlow::play()
     while (!isOver() && (isPaced ? !playback.isFinished() : playback.sendNext())) {
         if (!isPaced) {
             drain();
-        } else if (_signals.waitFor(QrxRunLoop::current().fileDescriptor())) {
+        } else if (_signals.waitFor(QrxRunLoop::getCurrent().getFileDescriptor())) {
             step();
         }
     }
@@ -129,7 +129,7 @@ void InputFlow::unplugRecorded()
 /// One turn of the run loop; false if there was nothing to do.
 bool InputFlow::step()
 {
-    const bool wasHandled = QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled;
+    const bool wasHandled = QrxRunLoop::getCurrent().runOnce(0) == QrxRunLoop::Outcome::handled;
     tellLosses();
     noteRemovals();
     return wasHandled;
@@ -179,7 +179,8 @@ void InputFlow::noteRemovals()
 void InputFlow::takeLastReports()
 {
     constexpr int kMostTurns = 4096;
-    for (int turn = 0; turn < kMostTurns && QrxRunLoop::current().runOnce(0) == QrxRunLoop::Outcome::handled; ++turn) {
+    for (int turn = 0; turn < kMostTurns && QrxRunLoop::getCurrent().runOnce(0) == QrxRunLoop::Outcome::handled;
+         ++turn) {
     }
 }
 

@@ -9,12 +9,12 @@ namespace qrxhid {
 InputProgress::InputProgress(std::uint64_t total) : _total(total)
 {
     constexpr std::chrono::milliseconds kBetweenDrawings(500);
-    _timer = QrxRunLoop::current().callEvery(kBetweenDrawings, [this] { draw(); });
+    _timer = QrxRunLoop::getCurrent().callEvery(kBetweenDrawings, [this] { draw(); });
 }
 
 InputProgress::~InputProgress()
 {
-    QrxRunLoop::current().cancel(_timer);
+    QrxRunLoop::getCurrent().cancel(_timer);
 }
 
 void InputProgress::draw()

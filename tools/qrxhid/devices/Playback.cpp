@@ -11,8 +11,8 @@ Playback::Playback(std::vector<RecordedDevice>& devices)
             continue;
         }
         _devices.push_back(&device);
-        for (std::size_t i = 0; i < device.recording.events.size(); ++i) {
-            _steps.push_back({device.recording.events[i].timeUs, &device, i});
+        for (std::size_t i = 0; i < device.recording.getEvents().size(); ++i) {
+            _steps.push_back({device.recording.getEvents()[i].getTimeUs(), &device, i});
         }
     }
     std::ranges::stable_sort(_steps, {}, &Step::timeUs);
@@ -40,9 +40,9 @@ bool Playback::sendNext()
         return false;
     }
     const Step& step = _steps[_nextStep++];
-    const QrxRecordedEvent& event = step.device->recording.events[step.event];
-    const int interfaceNumber = step.device->recording.interfaces[event.interfaceIndex].number;
-    step.device->device->sendInputReport(interfaceNumber, event.bytes);
+    const QrxRecordedEvent& event = step.device->recording.getEvents()[step.event];
+    const int interfaceNumber = step.device->recording.getInterfaces()[event.getInterfaceIndex()].getNumber();
+    step.device->device->sendInputReport(interfaceNumber, event.getBytes());
     return true;
 }
 

@@ -26,7 +26,7 @@ struct __attribute__((visibility("hidden"))) QrxRecordingPlayer::Body
     void stop();
     void sendDueEvents();
 
-    bool isFinished() const { return sentCount == recording.events.size(); }
+    bool isFinished() const { return sentCount == recording.getEvents().size(); }
 
     const QrxRecording recording;
     const std::shared_ptr<qrx::platform::VirtualUsbDevice> device;
@@ -96,7 +96,7 @@ void QrxRecordingPlayer::Body::stop()
 MonotonicTimer::Time QrxRecordingPlayer::Body::dueTime(const QrxRecordedEvent& event) const
 {
     // Times count from the first event, since recorders begin their clocks when they please.
-    const std::uint64_t sinceFirst = event.timeUs - recording.events.front().timeUs;
+    const std::uint64_t sinceFirst = event.getTimeUs() - recording.getEvents().front().getTimeUs();
     const double delayUs = std::fmin(static_cast<double>(sinceFirst) / _speed, kMaximumDelayUs);
     return _started + std::chrono::microseconds(static_cast<std::int64_t>(delayUs));
 }
@@ -104,8 +104,8 @@ MonotonicTimer::Time QrxRecordingPlayer::Body::dueTime(const QrxRecordedEvent& e
 /// False if the next event has to wait.
 bool QrxRecordingPlayer::Body::sendNext()
 {
-    const QrxRecordedEvent& event = recording.events[sentCount];
-    const int interfaceNumber = recording.interfaces[event.interfaceIndex].number;
+    const QrxRecordedEvent& event = recording.getEvents()[sentCount];
+    const int interfaceNumber = recording.getInterfaces()[event.getInterfaceIndex()].getNumber();
     // At a pace the report is sent whether or not there is room, as a real device would: it may be lost.
     if (isPaced()) {
         const auto due = dueTime(event);
@@ -121,7 +121,7 @@ bool QrxRecordingPlayer::Body::sendNext()
         }
         _timer->setDue({});
     }
-    device->sendInputReport(interfaceNumber, event.bytes);
+    device->sendInputReport(interfaceNumber, event.getBytes());
     ++sentCount;
     return true;
 }
@@ -188,7 +188,7 @@ bool QrxRecordingPlayer::isFinished() const
     return _body->isFinished();
 }
 
-std::size_t QrxRecordingPlayer::sentCount() const
+std::size_t QrxRecordingPlayer::getSentCount() const
 {
     return _body->sentCount;
 }

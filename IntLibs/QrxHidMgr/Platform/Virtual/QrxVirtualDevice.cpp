@@ -30,18 +30,19 @@ std::optional<std::string> presentText(const std::string& text)
 
 InterfaceFacts factsOf(const QrxVirtualInterface& interface)
 {
-    if (interface.number < 0 || interface.number > 0xFF) {
-        throw std::invalid_argument("USB interface number " + std::to_string(interface.number) + " is not in 0..255");
+    if (interface.getNumber() < 0 || interface.getNumber() > 0xFF) {
+        throw std::invalid_argument("USB interface number " + std::to_string(interface.getNumber()) +
+                                    " is not in 0..255");
     }
     InterfaceFacts facts;
-    facts.number = static_cast<std::uint8_t>(interface.number);
+    facts.number = static_cast<std::uint8_t>(interface.getNumber());
     facts.endpointCount = 1;
     // An interface without a report descriptor stands for one that is not HID: it is listed and has no driver.
-    facts.interfaceClass = interface.reportDescriptor.empty() ? kVendorSpecificClass : kHIDClass;
-    facts.interfaceSubclass = interface.interfaceSubclass;
-    facts.interfaceProtocol = interface.interfaceProtocol;
-    facts.name = presentText(interface.name);
-    facts.reportDescriptor = interface.reportDescriptor;
+    facts.interfaceClass = interface.getReportDescriptor().empty() ? kVendorSpecificClass : kHIDClass;
+    facts.interfaceSubclass = interface.getSubclass();
+    facts.interfaceProtocol = interface.getProtocol();
+    facts.name = presentText(interface.getName());
+    facts.reportDescriptor = interface.getReportDescriptor();
     return facts;
 }
 
@@ -55,24 +56,24 @@ std::string nextPlace()
 DeviceFacts factsOf(const QrxVirtualIdentity& identity, const std::vector<QrxVirtualInterface>& interfaces)
 {
     DeviceFacts facts;
-    facts.vendorID = identity.vendorID;
-    facts.productID = identity.productID;
-    facts.releaseNumber = identity.releaseNumber;
-    facts.deviceClass = identity.deviceClass;
-    facts.deviceSubclass = identity.deviceSubclass;
-    facts.deviceProtocol = identity.deviceProtocol;
+    facts.vendorID = identity.getVendorID();
+    facts.productID = identity.getProductID();
+    facts.releaseNumber = identity.getReleaseNumber();
+    facts.deviceClass = identity.getDeviceClass();
+    facts.deviceSubclass = identity.getDeviceSubclass();
+    facts.deviceProtocol = identity.getDeviceProtocol();
     // What a high speed device has on endpoint 0 (USB 2.0, 5.5.3).
     facts.maxPacketSize0 = 64;
-    facts.vendorName = presentText(identity.vendorName);
-    facts.productName = presentText(identity.productName);
-    facts.serialNumber = presentText(identity.serialNumber);
+    facts.vendorName = presentText(identity.getVendorName());
+    facts.productName = presentText(identity.getProductName());
+    facts.serialNumber = presentText(identity.getSerialNumber());
     facts.speed = kHighSpeed;
     facts.place = nextPlace();
     facts.isVirtual = true;
     std::set<int> numbers;
     for (const QrxVirtualInterface& interface : interfaces) {
-        if (!numbers.insert(interface.number).second) {
-            throw std::invalid_argument("two interfaces have the number " + std::to_string(interface.number));
+        if (!numbers.insert(interface.getNumber()).second) {
+            throw std::invalid_argument("two interfaces have the number " + std::to_string(interface.getNumber()));
         }
         facts.interfaces.push_back(factsOf(interface));
     }
@@ -81,24 +82,31 @@ DeviceFacts factsOf(const QrxVirtualIdentity& identity, const std::vector<QrxVir
 
 QrxVirtualIdentity identityOf(const QrxRecording& recording)
 {
-    return {recording.vendorID,    recording.productID,      recording.releaseNumber,
-            recording.deviceClass, recording.deviceSubclass, recording.deviceProtocol,
-            recording.vendorName,  recording.productName,    recording.serialNumber};
+    return QrxVirtualIdentity(recording.getVendorID(), recording.getProductID())
+        .setReleaseNumber(recording.getReleaseNumber())
+        .setDeviceClass(recording.getDeviceClass())
+        .setDeviceSubclass(recording.getDeviceSubclass())
+        .setDeviceProtocol(recording.getDeviceProtocol())
+        .setVendorName(recording.getVendorName())
+        .setProductName(recording.getProductName())
+        .setSerialNumber(recording.getSerialNumber());
 }
 
 std::vector<QrxVirtualInterface> interfacesOf(const QrxRecording& recording)
 {
     std::vector<QrxVirtualInterface> interfaces;
-    for (const QrxRecordedInterface& recorded : recording.interfaces) {
-        interfaces.push_back({recorded.number, recorded.reportDescriptor, recorded.name, recorded.interfaceSubclass,
-                              recorded.interfaceProtocol});
+    for (const QrxRecordedInterface& recorded : recording.getInterfaces()) {
+        interfaces.push_back(QrxVirtualInterface(recorded.getNumber(), recorded.getReportDescriptor())
+                                 .setName(recorded.getName())
+                                 .setSubclass(recorded.getSubclass())
+                                 .setProtocol(recorded.getProtocol()));
     }
     return interfaces;
 }
 
-QrxSentReport publicForm(SentReport report)
+QrxSentReport publicForm(const SentReport& report)
 {
-    return {report.interfaceNumber, static_cast<unsigned int>(report.type), report.reportID, std::move(report.bytes)};
+    return {report.interfaceNumber, static_cast<unsigned int>(report.type), report.reportID, report.bytes};
 }
 
 } // namespace
@@ -139,7 +147,7 @@ QrxVirtualDevice::Body& QrxVirtualDevice::_heldBody() const
     return *_body;
 }
 
-const QrxVirtualIdentity& QrxVirtualDevice::identity() const
+const QrxVirtualIdentity& QrxVirtualDevice::getIdentity() const
 {
     return _heldBody().identity;
 }
@@ -161,7 +169,7 @@ bool QrxVirtualDevice::isPlugged() const
     return _body != nullptr && _body->device->isPlugged();
 }
 
-std::size_t QrxVirtualDevice::openCount(int interfaceNumber) const
+std::size_t QrxVirtualDevice::getOpenCount(int interfaceNumber) const
 {
     return _heldBody().device->openCount(interfaceNumber);
 }
@@ -206,7 +214,7 @@ void QrxVirtualDevice::setReportRequestHandler(ReportRequestHandler handler)
 
 std::vector<QrxSentReport> QrxVirtualDevice::takeSentReports()
 {
-    return _heldBody().device->takeSentReports([](SentReport report) { return publicForm(std::move(report)); });
+    return _heldBody().device->takeSentReports(publicForm);
 }
 
 void QrxVirtualDevice::setRealDevicesEnabled(bool enabled)

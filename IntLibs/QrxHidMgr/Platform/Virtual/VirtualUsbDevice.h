@@ -50,15 +50,15 @@ public:
 
     void setSentReportHandler(SentReportHandler handler);
     void setReportRequestHandler(ReportRequestHandler handler);
-    /// What `convert`, which must not throw, makes of the reports that were sent. None is lost for lack of memory.
+    /// What `convert` makes of the reports that were sent, which are then forgotten. They are kept if it throws.
     template <typename Convert>
     auto takeSentReports(Convert convert)
     {
         const std::scoped_lock lock(_mutex);
-        std::vector<decltype(convert(std::move(_sentReports.front())))> taken;
+        std::vector<decltype(convert(_sentReports.front()))> taken;
         taken.reserve(_sentReports.size());
-        for (SentReport& report : _sentReports) {
-            taken.push_back(convert(std::move(report)));
+        for (const SentReport& report : _sentReports) {
+            taken.push_back(convert(report));
         }
         _sentReports.clear();
         return taken;
