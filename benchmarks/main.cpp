@@ -11,6 +11,8 @@
 #include "RatioReporter.h"
 #include "VirtualWorld.h"
 
+#include <QrxRunLoop.h>
+
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -195,6 +197,30 @@ void buildHostileDevices(std::size_t count)
     }
 }
 
+template <typename Work>
+void repeat(std::size_t count, Work work)
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        work();
+    }
+}
+
+/// Starts timers, due in an order that is far from that of their starts, and waits until all were called.
+void fireTimers(std::size_t timers)
+{
+    QrxRunLoop loop = QrxRunLoop::getCurrent();
+    // Primes: each timer has a place of its own among the others.
+    constexpr std::size_t kPlaces = 10'007;
+    constexpr std::size_t kStride = 4'001;
+    std::size_t called = 0;
+    for (std::size_t number = 0; number < timers; ++number) {
+        loop.callAfter(std::chrono::microseconds(number * kStride % kPlaces), [&called] { ++called; });
+    }
+    while (called < timers) {
+        loop.runOnce(1);
+    }
+}
+
 const std::map<std::string, std::function<void(std::size_t)>>& works()
 {
     static const std::map<std::string, std::function<void(std::size_t)>> sm_Works{
@@ -209,6 +235,8 @@ const std::map<std::string, std::function<void(std::size_t)>>& works()
         {"decode-keyboard-122", [](std::size_t n) { decoding::decode("keyboard-122", n); }},
         {"decode-keyboard-276", [](std::size_t n) { decoding::decode("keyboard-276", n); }},
         {"decode-array-16000", [](std::size_t n) { decoding::decode("array-16000", n); }},
+        {"timers-10", [](std::size_t n) { repeat(n, [] { fireTimers(10); }); }},
+        {"timers-1000", [](std::size_t n) { repeat(n, [] { fireTimers(1000); }); }},
         {"mouse", [](std::size_t n) { buildTrees(mouseDescriptor(), n); }},
         {"keyboard-224", [](std::size_t n) { buildTrees(keyboardDescriptor(0xdf), n); }},
         {"hostile", buildHostileDevices},
