@@ -48,7 +48,7 @@ TEST(Values, KeepTheirSizes)
     EXPECT_EQ(2 * kPointer, sizeof(QrxInputCounts));
     EXPECT_EQ(2 * kPointer, sizeof(QrxVirtualDevice));
     EXPECT_EQ(sizeof(std::error_code) + 2 * kPointer, sizeof(QrxOutcome));
-    EXPECT_EQ(16u, sizeof(QrxUsageValue)) << "the structure that stays one";
+    EXPECT_EQ(24u, sizeof(QrxUsageValue)) << "the structure that stays one";
 }
 
 TEST(Values, AreIndependentOfTheirCopies)
