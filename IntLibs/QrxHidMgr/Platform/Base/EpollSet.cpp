@@ -38,18 +38,17 @@ void EpollSet::remove(int fd)
 
 int EpollSet::waitReady(std::span<epoll_event> found, std::optional<std::chrono::nanoseconds> most)
 {
-    const int size = static_cast<int>(found.size());
     if (!most) {
-        return _calls.epollWait(_epoll.get(), found.data(), size, -1);
+        return wait(found, -1);
     }
     if (_waitsPrecisely) {
-        const int count = _calls.epollWaitPrecisely(_epoll.get(), found.data(), size, *most);
+        const int count = _calls.epollWaitPrecisely(_epoll.get(), found.data(), static_cast<int>(found.size()), *most);
         if (count >= 0 || (errno != ENOSYS && errno != EPERM)) {
             return count;
         }
         _waitsPrecisely = false;
     }
-    return _calls.epollWait(_epoll.get(), found.data(), size, roundedMs(*most));
+    return wait(found, roundedMs(*most));
 }
 
 } // namespace qrx::platform

@@ -18,7 +18,10 @@ namespace qrx::platform {
 class EpollSet {
 public:
     /// Not open, with errno, if there is no descriptor free.
-    explicit EpollSet(SystemCalls& calls) : _calls(calls), _epoll(calls, calls.epollCreate()) {}
+    explicit EpollSet(SystemCalls& calls)
+        : _calls(calls), _isKernel(&calls == &SystemCalls::kernel()), _epoll(calls, calls.epollCreate())
+    {
+    }
 
     bool isOpen() const { return _epoll.isOpen(); }
     /// Readable while a member is. -1 once closed.
@@ -32,10 +35,7 @@ public:
     void remove(int fd);
 
     /// Finds members that are readable or in a state of error, without waiting: their number, or -1 with errno.
-    int findReady(std::span<epoll_event> found)
-    {
-        return _calls.epollWait(_epoll.get(), found.data(), static_cast<int>(found.size()), 0);
-    }
+    int findReady(std::span<epoll_event> found) { return wait(found, 0); }
 
     /// As findReady, but waits for a member, until the time has passed (nothing: for ever) or a signal interrupts.
     int waitReady(std::span<epoll_event> found, std::optional<std::chrono::nanoseconds> most);
@@ -45,7 +45,15 @@ public:
     void abandon() { _epoll.release(); }
 
 private:
+    int wait(std::span<epoll_event> found, int timeoutMs)
+    {
+        const int size = static_cast<int>(found.size());
+        return _isKernel ? SystemCalls::kernelEpollWait(_epoll.get(), found.data(), size, timeoutMs)
+                         : _calls.epollWait(_epoll.get(), found.data(), size, timeoutMs);
+    }
+
     SystemCalls& _calls;
+    const bool _isKernel;
     FileDescriptor _epoll;
     /// False once the kernel has refused to wait with nanoseconds. The waiting thread's.
     bool _waitsPrecisely = true;

@@ -135,13 +135,7 @@ int SystemCalls::epollRemove(int epollFd, int fd)
 
 int SystemCalls::epollWait(int epollFd, epoll_event* events, int count, int timeoutMs)
 {
-#ifdef SYS_epoll_wait
-    // A look that does not wait is no place to be cancelled either, see above.
-    if (timeoutMs == 0) {
-        return static_cast<int>(::syscall(SYS_epoll_wait, epollFd, events, count, 0));
-    }
-#endif
-    return ::epoll_wait(epollFd, events, count, timeoutMs);
+    return kernelEpollWait(epollFd, events, count, timeoutMs);
 }
 
 int SystemCalls::epollWaitPrecisely(int epollFd, epoll_event* events, int count, std::chrono::nanoseconds timeout)

@@ -1,93 +1,38 @@
-// epoll, with three additions. A descriptor can be watched more than once, which epoll refuses: the second watcher gets
+// epoll, with two additions. A descriptor can be watched more than once, which epoll refuses: the second watcher gets
 // a duplicate. A look can find several ready members, which are handed out one by one without further system calls;
 // what was found and not handed out is remembered ("owed") and comes first after the next look, so that no member waits
-// twice. And a child made by fork keeps its hands off: it shares the parent's epoll instance, so a change in the child
-// would change what the parent waits for.
+// twice.
 
 #include "DescriptorSet.h"
 
 #include <algorithm>
-#include <atomic>
 #include <cerrno>
-#include <limits>
 #include <span>
 #include <system_error>
 
-#include <fcntl.h>
-#include <sys/epoll.h>
-#include <sys/syscall.h>
-#include <unistd.h>
-
 namespace qrx::cf {
 
-namespace {
-
-/// The kernel's own form of a time, 64 bits wide everywhere.
-struct KernelTime {
-    std::int64_t seconds;
-    std::int64_t nanoseconds;
-};
-
-std::atomic<bool> sm_HasPreciseWait{true};
-
-/// In milliseconds, rounded up: rounded down, a wait would end early and be tried again at once, over and over.
-int roundedMs(std::chrono::nanoseconds remaining)
+DescriptorSet::DescriptorSet() : _calls(platform::SystemCalls::ofProcess()), _set(_calls)
 {
-    const auto ms = std::chrono::ceil<std::chrono::milliseconds>(remaining).count();
-    return static_cast<int>(std::min<std::int64_t>(ms, std::numeric_limits<int>::max()));
-}
-
-/// Waits with nanoseconds where the kernel can (5.11); some sandboxes refuse unknown calls with EPERM.
-int timedWait(int epollFd, std::span<epoll_event> events, std::chrono::nanoseconds remaining)
-{
-#ifdef SYS_epoll_pwait2
-    const int most = static_cast<int>(events.size());
-    if (sm_HasPreciseWait.load(std::memory_order_relaxed)) {
-        constexpr std::int64_t kNsPerSecond = 1'000'000'000;
-        const KernelTime time{remaining.count() / kNsPerSecond, remaining.count() % kNsPerSecond};
-        const long count = ::syscall(SYS_epoll_pwait2, epollFd, events.data(), most, &time, nullptr, std::size_t{0});
-        if (count >= 0 || (errno != ENOSYS && errno != EPERM)) {
-            return static_cast<int>(count);
-        }
-        // Found out once for the process. Several threads may find out at the same time, with the same result.
-        sm_HasPreciseWait.store(false, std::memory_order_relaxed);
-    }
-#endif
-    return ::epoll_wait(epollFd, events.data(), most, roundedMs(remaining));
-}
-
-} // namespace
-
-DescriptorSet::DescriptorSet() : _epoll(::epoll_create1(EPOLL_CLOEXEC))
-{
-    if (!_epoll.isOpen()) {
+    if (!_set.isOpen()) {
         throw std::system_error(errno, std::generic_category(), "no run loop can be made");
     }
 }
 
 int DescriptorSet::watch(int descriptor, std::uint64_t token)
 {
-    epoll_event event{};
-    event.events = EPOLLIN; // EPOLLERR and EPOLLHUP are always reported
-    event.data.u64 = token;
-    if (!_epoll.isOpen() || descriptor < 0 || _process.isInherited()) {
+    if (descriptor < 0) {
         return -1;
     }
-    if (::epoll_ctl(_epoll.get(), EPOLL_CTL_ADD, descriptor, &event) == 0) {
+    if (_set.add(descriptor, token)) {
         return descriptor;
     }
     // A member already, and epoll takes a descriptor only once. The duplicate is closed by `unwatch`.
     if (errno != EEXIST) {
         return -1;
     }
-    const int duplicate = ::fcntl(descriptor, F_DUPFD_CLOEXEC, 0);
-    if (duplicate >= 0 && ::epoll_ctl(_epoll.get(), EPOLL_CTL_ADD, duplicate, &event) == 0) {
-        return duplicate;
-    }
-    if (duplicate >= 0) {
-        ::close(duplicate);
-    }
-    return -1;
+    platform::FileDescriptor duplicate(_calls, _calls.duplicate(descriptor));
+    return duplicate.isOpen() && _set.add(duplicate.get(), token) ? duplicate.release() : -1;
 }
 
 void DescriptorSet::unwatch(int watched, int descriptor)
@@ -95,23 +40,16 @@ void DescriptorSet::unwatch(int watched, int descriptor)
     if (watched < 0) {
         return;
     }
-    epoll_event unused{};
-    if (_epoll.isOpen() && !_process.isInherited()) {
-        // The result does not matter: if the owner has closed the descriptor already, it has left the set by itself.
-        ::epoll_ctl(_epoll.get(), EPOLL_CTL_DEL, watched, &unused);
-    }
+    // If the owner has closed the descriptor already, it has left the set by itself.
+    _set.remove(watched);
     if (watched != descriptor) {
-        ::close(watched);
+        _calls.close(watched);
     }
 }
 
-int DescriptorSet::waitUntil(Deadline deadline, std::size_t most)
+int DescriptorSet::waitUntil(Deadline deadline, std::span<epoll_event> room)
 {
-    const auto events = std::span(_found).first(most);
-    if (const auto remaining = deadline.remaining()) {
-        return timedWait(_epoll.get(), events, *remaining);
-    }
-    return ::epoll_wait(_epoll.get(), events.data(), static_cast<int>(most), -1);
+    return _set.waitReady(room, deadline.remaining());
 }
 
 void DescriptorSet::noteFailure()
@@ -119,7 +57,7 @@ void DescriptorSet::noteFailure()
     // An interrupted wait found nothing. It is not repeated here: the caller decides whether its deadline has passed.
     if (errno != EINTR) {
         const int error = errno;
-        _epoll.release(); // the number is nobody's now, or somebody else's
+        _set.abandon();
         throw std::system_error(error, std::generic_category(), "the descriptor of a run loop was closed by others");
     }
 }

@@ -2,25 +2,21 @@
 
 /// A set of file descriptors that one thread waits for.
 
-#include "Base/FileDescriptor.h"
-#include "Base/ProcessMark.h"
+#include "Base/EpollSet.h"
 #include "Deadline.h"
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
-
-#include <sys/epoll.h>
-#include <sys/syscall.h>
-#include <unistd.h>
+#include <span>
 
 namespace qrx::cf {
 
-/// An epoll instance. Level-triggered: a descriptor is reported as long as it is readable or in a state of error. The
-/// members are reported in turn, so that none starves: one look at the set may find several members, which are reported
-/// one after the other before the next look. watch and unwatch may be called from any thread, the others by the owning
-/// thread alone. A child that fork made cannot change or wait for its parent's set, only close it.
+/// Reports a descriptor as long as it is readable or in a state of error. Every descriptor may be watched more than
+/// once. The members are reported in turn, so that none starves: one look at the set may find several members, which
+/// are reported one after the other before the next look. watch and unwatch may be called from any thread, the others
+/// by the owning thread alone. A child that fork made cannot change or wait for its parent's set, only close it.
 class DescriptorSet {
 public:
     /// Throws std::system_error if the system has no descriptor left.
@@ -29,7 +25,7 @@ public:
     DescriptorSet& operator=(const DescriptorSet&) = delete;
 
     /// Readable while a member is. -1 once closed.
-    int descriptor() const { return _epoll.get(); }
+    int descriptor() const { return _set.descriptor(); }
 
     /// Adds a descriptor under a token. Returns what unwatch takes: the descriptor itself, or a duplicate of the set's
     /// own if it is a member already; -1 if it cannot be watched (a closed descriptor, a plain file).
@@ -65,7 +61,7 @@ public:
     /// again, and before all others.
     void doubtFound() { _isFoundDoubtful = true; }
 
-    void close() { _epoll = platform::FileDescriptor(); }
+    void close() { _set.close(); }
 
 private:
     /// Members that one look may find. More would delay what a signal or a wake asks for; the cost of a look is shared
@@ -77,7 +73,8 @@ private:
     static std::uint64_t tokenOf(const epoll_event& event) { return event.data.u64; }
     void look(Deadline deadline, std::size_t most)
     {
-        const int count = deadline.isNow() ? lookNow(most) : waitUntil(deadline, most);
+        const auto room = std::span(_found).first(most);
+        const int count = deadline.isNow() ? _set.findReady(room) : waitUntil(deadline, room);
         _foundCount = count > 0 ? static_cast<std::size_t>(count) : 0;
         _nextFound = 0;
         _isFoundDoubtful = false;
@@ -85,23 +82,13 @@ private:
             noteFailure();
         }
     }
-    /// As a plain system call where there is one: that of the C library also asks whether the thread is to be cancelled
-    /// (54 instructions), and a look is no place for that.
-    int lookNow(std::size_t most)
-    {
-#ifdef SYS_epoll_wait
-        return static_cast<int>(::syscall(SYS_epoll_wait, _epoll.get(), _found.data(), static_cast<int>(most), 0));
-#else
-        return ::epoll_wait(_epoll.get(), _found.data(), static_cast<int>(most), 0);
-#endif
-    }
-    int waitUntil(Deadline deadline, std::size_t most);
+    int waitUntil(Deadline deadline, std::span<epoll_event> room);
     void lookForOwed(Deadline deadline);
     /// By errno.
     void noteFailure();
 
-    platform::FileDescriptor _epoll;
-    const platform::ProcessMark _process;
+    platform::SystemCalls& _calls;
+    platform::EpollSet _set;
     // Used by the owning thread alone: what the last look has found. Those before _nextFound were given.
     Found _found;
     std::size_t _nextFound = 0;
