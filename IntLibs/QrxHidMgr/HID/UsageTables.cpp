@@ -7,41 +7,57 @@ namespace qrx::hid {
 
 namespace {
 
-using Place = std::tuple<std::uint32_t, UsageEntry::Kind, std::uint32_t>;
+using Place = std::tuple<std::uint32_t, UsageKind, std::uint32_t>;
 
-Place placeOf(const UsageEntry& entry)
+/// Skips `skipped` names from `place` on, and puts the words of the next together.
+std::string nameAt(std::size_t place, std::size_t skipped)
 {
-    return {entry.page, entry.kind, entry.usage};
+    while (skipped > 0) {
+        skipped -= (kUsageTables.names[place++] & kLastWord) != 0 ? 1 : 0;
+    }
+    std::string name;
+    for (;;) {
+        const std::uint16_t word = kUsageTables.names[place++];
+        name += kUsageTables.words + kUsageTables.wordPlaces[word & ~kLastWord];
+        if ((word & kLastWord) != 0) {
+            return name;
+        }
+        name += ' ';
+    }
 }
 
-/// Null if there is none.
-const char* find(std::uint32_t page, UsageEntry::Kind kind, std::uint32_t usage)
+/// "" if there is none.
+std::string find(std::uint32_t page, UsageKind kind, std::uint32_t usage)
 {
-    const std::span<const UsageEntry> entries = usageTables();
-    const Place wanted(page, kind, usage);
-    const auto found =
-        std::lower_bound(entries.begin(), entries.end(), wanted,
-                         [](const UsageEntry& entry, const Place& place) { return placeOf(entry) < place; });
-    return found != entries.end() && placeOf(*found) == wanted ? found->name : nullptr;
+    const std::span<const UsageRun> runs = kUsageTables.runs;
+    const auto after = std::upper_bound(
+        runs.begin(), runs.end(), Place(page, kind, usage),
+        [](const Place& place, const UsageRun& run) { return place < Place(run.page, run.kind, run.firstUsage); });
+    if (after == runs.begin()) {
+        return "";
+    }
+    const UsageRun& run = after[-1];
+    const bool isThere = run.page == page && run.kind == kind && usage - run.firstUsage < run.count;
+    return isThere ? nameAt(run.names, usage - run.firstUsage) : "";
 }
 
 } // namespace
 
 std::string usagePageName(std::uint32_t page)
 {
-    const char* name = find(page, UsageEntry::Kind::page, 0);
-    return name != nullptr ? name : "";
+    return find(page, UsageKind::page, 0);
 }
 
 std::string usageName(std::uint32_t page, std::uint32_t usage)
 {
-    if (const char* name = find(page, UsageEntry::Kind::usage, usage)) {
+    if (std::string name = find(page, UsageKind::usage, usage); !name.empty()) {
         return name;
     }
     // Usage 0 stands for none on every page.
     constexpr std::uint32_t kLastUsage = 0xFFFF;
-    const char* word = usage != 0 && usage <= kLastUsage ? find(page, UsageEntry::Kind::numbered, 0) : nullptr;
-    return word != nullptr ? word + (" " + std::to_string(usage)) : std::string();
+    const bool hasNumber = usage != 0 && usage <= kLastUsage;
+    const std::string word = hasNumber ? find(page, UsageKind::numbered, 0) : "";
+    return word.empty() ? word : word + " " + std::to_string(usage);
 }
 
 } // namespace qrx::hid
