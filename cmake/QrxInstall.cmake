@@ -1,7 +1,8 @@
 # Installation: the library, headers, a CMake package and a pkg-config file, in components:
 #   runtime      the shared library
 #   development  what programs are built with: headers, the static library, the package files
-#   tools        qrxhid with its manual page
+#   tools        qrxhid with its manual pages and completions
+#   manual       manual pages of the library
 
 include(CMakePackageConfigHelpers)
 

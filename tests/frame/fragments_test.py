@@ -28,7 +28,7 @@ int main()
     tree->populate(list);
     mis::swizzler<QrxHIDDevice> device = tree->getDeviceAtIndex(0);
     // What would wait for ever ends: the tree of a fragment finds nothing to wait for.
-    QrxRunLoop::getCurrent().callAfter(std::chrono::milliseconds(10), [] {{ QrxRunLoop::getCurrent().stop(); }});
+    QrxRunLoop::getCurrent().callEvery(std::chrono::milliseconds(10), [] {{ QrxRunLoop::getCurrent().stop(); }});
 {calls}
     std::puts("all fragments ran");
 }}
@@ -48,7 +48,7 @@ def main(project, include, library, work):
     project, work = pathlib.Path(project), pathlib.Path(work)
     work.mkdir(parents=True, exist_ok=True)
     fragments = []
-    for document in [project / "README.md", *sorted((project / "docs").glob("*.md"))]:
+    for document in [project / "README.md", *sorted((project / "docs").rglob("*.md"))]:
         fragments += BLOCK.findall(document.read_text(encoding="utf-8"))
     functions = "\n".join(FUNCTION.format(number=number, code=code) for number, code in enumerate(fragments))
     calls = "\n".join(f"    fragment{number}(tree, device, {{1, 2}}, list);" for number in range(len(fragments)))

@@ -104,9 +104,9 @@ private:
 ///     #@ physical-path: two\nlines
 ///     #@ comment: two\nlines
 ///
-/// Texts of these notes have escapes, so that no name can end its line and begin one that is not there: \\ is a
-/// backslash, \n and \r are the line ends, \s and \t a blank and a tab at an end of the text. In all other lines a
-/// backslash is a backslash.
+/// Texts of these notes have escapes, so that no name can end its line and begin one that is not there: `\\` is a
+/// backslash, `\n` and `\r` are the line ends, `\s` and `\t` a blank and a tab at an end of the text. In all other
+/// lines a backslash is a backslash.
 ///
 /// All interfaces of a recording belong to one device: their I: lines agree. Without "#@ interface" the interfaces are
 /// numbered in the order in which they appear; without "#@ product-name" the first interface's name is the device's.

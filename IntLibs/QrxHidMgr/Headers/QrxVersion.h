@@ -10,7 +10,7 @@
 // and an equal or higher patch version; another minor version may need it built anew. The guide ("Versions") says what
 // a minor version may change from 1.0 on.
 #define QRX_VERSION_MAJOR 0
-#define QRX_VERSION_MINOR 1
+#define QRX_VERSION_MINOR 2
 #define QRX_VERSION_PATCH 0
 
 /// A number that grows: 10203 for 1.2.3. `#if QRX_VERSION >= 200`

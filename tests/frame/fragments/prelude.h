@@ -5,6 +5,7 @@
 #include <QrxHIDManager/QrxHandles.h>
 #include <QrxHIDManager/QrxInput.h>
 #include <QrxHIDManager/QrxInputLoss.h>
+#include <QrxHIDManager/QrxRecording.h>
 #include <QrxHIDManager/QrxReportLayout.h>
 #include <QrxHIDManager/QrxRequests.h>
 #include <QrxHIDManager/QrxRunLoop.h>
@@ -14,6 +15,7 @@
 
 #include <cstdio>
 #include <iostream>
+#include <sstream>
 #include <vector>
 
 struct MyDelegate : QrxHIDDeviceDelegateInterface {
