@@ -6,6 +6,8 @@ is in no group and owns nothing, so the answer is the same for whoever runs the 
 
 import json
 import os
+import pwd
+import struct
 import tempfile
 
 from qrxhid_support import ToolTest, main, run
@@ -131,7 +133,7 @@ class DoctorTest(ToolTest):
 
     def ask(self, status, *devices):
         """The machine's findings; the tool must end with this status."""
-        outcome = run("doctor", "--sysroot", self.machine.root, "--uid", USER, "--json", *devices)
+        outcome = run("doctor", "--sysroot", self.machine.root, "--as", USER, "--json", *devices)
         self.assertEqual(status, outcome.status, str(outcome))
         return json.loads(outcome.out)
 
@@ -149,23 +151,79 @@ class DoctorTest(ToolTest):
 class Doctor(DoctorTest):
     def test_a_node_that_anybody_may_read_and_write_is_usable(self):
         self.machine.add_button_box(mode=0o666)
-        outcome = run("doctor", "--sysroot", self.machine.root, "--uid", USER, "04d8:003f")
+        outcome = run("doctor", "--sysroot", self.machine.root, "--as", USER, "04d8:003f")
         self.assertEqual((0, "04d8:003f  Button Box  at 1-2: usable\n  interface 0: usable, /dev/hidraw0\n", ""),
                          (outcome.status, outcome.out, outcome.err))
 
     def test_a_denied_node_is_told_with_mode_owner_reason_and_next_step(self):
         self.machine.add_button_box()
-        outcome = run("doctor", "--sysroot", self.machine.root, "--uid", USER)
+        outcome = run("doctor", "--sysroot", self.machine.root, "--as", USER)
         self.assertEqual((4, ""), (outcome.status, outcome.err))
         lines = outcome.out.splitlines()
         self.assertEqual(["04d8:003f  Button Box  at 1-2: not usable", "  interface 0: denied, /dev/hidraw0"], lines[:2])
-        self.assertRegex(lines[2], r"\A    the node may not be opened: mode 0600, owner .+, group .+; you are 4711\Z")
+        self.assertRegex(lines[2], r"\A    the node may not be opened: mode 0600, owner .+, group .+; asked for 4711\Z")
         self.assertEqual(["    no udev rule names 04d8:003f"] + ["    next: " + step for step in ADVICE], lines[3:])
 
     def test_for_the_owner_of_the_node_the_owners_bits_count(self):
         self.machine.add_button_box(mode=0o600)
         owner = str(os.stat(self.machine.path("dev/hidraw0")).st_uid)
-        self.assertIn(": usable\n", self.succeed("doctor", "--sysroot", self.machine.root, "--uid", owner))
+        self.assertIn(": usable\n", self.succeed("doctor", "--sysroot", self.machine.root, "--as", owner))
+
+    def list_access(self, *entries):
+        """Gives the node an access list: tag, permissions, ID."""
+        data = struct.pack("<I", 2) + b"".join(struct.pack("<HHI", *entry) for entry in entries)
+        try:
+            os.setxattr(self.machine.path("dev/hidraw0"), "system.posix_acl_access", data)
+        except OSError as error:
+            self.skipTest(f"this file system has no access lists: {error}")
+
+    def test_an_access_list_counts_for_the_user_whom_it_names(self):
+        self.machine.add_button_box(mode=0o600)
+        owner, user, group, others, mask, no_id = 1, 2, 4, 0x20, 0x10, 0xFFFFFFFF
+        self.ask_one(4, "denied")
+        self.list_access((owner, 6, no_id), (user, 6, int(USER)), (group, 0, no_id), (mask, 6, no_id),
+                         (others, 0, no_id))
+        self.ask_one(0, "usable")
+        self.list_access((owner, 6, no_id), (user, 6, int(USER)), (group, 0, no_id), (mask, 4, no_id),
+                         (others, 0, no_id))
+        self.ask_one(4, "read-only")
+        self.list_access((owner, 6, no_id), (user, 0, int(USER)), (group, 6, no_id), (mask, 6, no_id),
+                         (others, 6, no_id))
+        self.ask_one(4, "denied")
+
+    def test_groups_count_for_a_user_who_has_a_name(self):
+        user = pwd.getpwnam("nobody")
+        self.machine.add_button_box(mode=0o660)
+        try:
+            os.chown(self.machine.path("dev/hidraw0"), 0, user.pw_gid)
+        except PermissionError:
+            self.skipTest("files can be given to a group by root only")
+        words = ("doctor", "--sysroot", self.machine.root, "--as")
+        self.assertIn(": usable\n", self.succeed(*words, "nobody"))
+        self.assertIn(": usable\n", self.succeed(*words, str(user.pw_uid)))
+        os.chmod(self.machine.path("dev/hidraw0"), 0o606)
+        outcome = run(*words, "nobody")
+        self.assertEqual(4, outcome.status)
+        self.assertIn(f"; asked for nobody ({user.pw_uid})\n", outcome.out)
+
+    def test_a_user_whom_nobody_knows_is_refused(self):
+        for word in ("nosuchuser", "", "-1", "4711x", "99999999999"):
+            self.assertIn("--as", self.refuse(64, "doctor", "--as", word))
+
+    def test_the_document_says_who_asked_and_what_it_comes_from(self):
+        self.machine.add_button_box()
+        document = self.ask(4)
+        self.assertEqual("4711", document["user"])
+        self.assertEqual(self.succeed("--version").strip(), document["program"])
+        self.assertRegex(document["kernel"], r"^\w+ \S+ \S+$")
+
+    def test_one_interface_is_judged_alone(self):
+        self.machine.plug()
+        self.machine.add_interface(hidraw=0)
+        self.machine.add_node(mode=0o666)
+        self.assertEqual("usable", self.ask(0, "--interface", "0")["devices"][0]["interfaces"][0]["state"])
+        outcome = run("doctor", "--sysroot", self.machine.root, "--interface", "7")
+        self.assertEqual((3, "qrxhid: no USB HID device is there with interface 7\n"), (outcome.status, outcome.err))
 
     def test_without_the_option_the_kernel_decides_for_the_user_who_asks(self):
         self.machine.add_button_box(mode=0o600)
@@ -230,7 +288,7 @@ class Doctor(DoctorTest):
     def test_a_device_that_is_kept_out_is_told_with_the_way_to_let_it_in(self):
         self.machine.plug()
         self.machine.keep_out("1-2")
-        outcome = run("doctor", "--sysroot", self.machine.root, "--uid", USER, "04d8:003f")
+        outcome = run("doctor", "--sysroot", self.machine.root, "--as", USER, "04d8:003f")
         self.assertEqual((1, "04d8:003f  Button Box  at 1-2: not usable\n"
                              "  the kernel keeps the device out (its attribute authorized is 0): the administrator wants "
                              "it so, or a guard such as USBGuard\n"
@@ -277,7 +335,7 @@ class Doctor(DoctorTest):
         self.machine.add_button_box(mode=0o666)
         self.machine.add_interface(number=1, hidraw=1)
         self.machine.add_node(hidraw=1)
-        outcome = run("doctor", "--sysroot", self.machine.root, "--uid", USER)
+        outcome = run("doctor", "--sysroot", self.machine.root, "--as", USER)
         self.assertEqual(4, outcome.status, str(outcome))
         self.assertTrue(outcome.out.startswith("04d8:003f  Button Box  at 1-2: usable in part\n"), outcome.out)
 
@@ -291,12 +349,13 @@ class Doctor(DoctorTest):
 
     def test_a_device_that_is_not_there_is_told(self):
         self.machine.add_button_box(mode=0o666)
-        outcome = run("doctor", "--sysroot", self.machine.root, "--uid", USER, "04d8:003f", "dead:beef")
+        outcome = run("doctor", "--sysroot", self.machine.root, "--as", USER, "04d8:003f", "dead:beef")
         self.assertEqual((3, "qrxhid: no USB HID device is dead:beef\n"), (outcome.status, outcome.err))
         self.assertIn("04d8:003f  Button Box  at 1-2: usable\n", outcome.out)
 
     def test_a_machine_without_devices_has_none(self):
-        self.assertEqual({"version": 1, "remarks": [], "devices": []}, self.ask(3))
+        document = self.ask(3)
+        self.assertEqual((1, [], []), (document["version"], document["remarks"], document["devices"]))
 
     def test_a_device_whose_id_is_0_is_named_and_never_by_a_pattern(self):
         for vendor, product in (("04d8", "0000"), ("0000", "003f"), ("0000", "0000")):
@@ -304,7 +363,7 @@ class Doctor(DoctorTest):
             if not os.path.exists(self.machine.path("dev/hidraw0")):
                 self.machine.add_interface(hidraw=0)
                 self.machine.add_node()
-            outcome = run("doctor", "--sysroot", self.machine.root, "--uid", USER)
+            outcome = run("doctor", "--sysroot", self.machine.root, "--as", USER)
             self.assertEqual(4, outcome.status, str(outcome))
             ids = f"{vendor}:{product}"
             lines = outcome.out.splitlines()
@@ -336,7 +395,7 @@ class Doctor(DoctorTest):
     def test_a_name_cannot_steer_the_terminal(self):
         self.machine.add_button_box(mode=0o666)
         self.machine.write("sys/bus/usb/devices/1-2/product", "\x1b[2JBox\n")
-        self.assertNotIn("\x1b", self.succeed("doctor", "--sysroot", self.machine.root, "--uid", USER))
+        self.assertNotIn("\x1b", self.succeed("doctor", "--sysroot", self.machine.root, "--as", USER))
 
 
 class Rules(DoctorTest):

@@ -37,6 +37,16 @@ class Json(ToolTest):
         self.check("decode", self.succeed("decode", "0005fb00", "--json", "--recording", ALL[1]))
         self.check("encode", self.succeed("encode", "X=5", "--json", "--recording", ALL[1]))
 
+    def test_each_line_of_decoded_events_is_as_described(self):
+        for name in ALL:
+            lines = self.succeed("decode", "--json", "--events", name).splitlines()
+            self.assertGreater(len(lines), 2)
+            for line in lines:
+                self.assertIn("time", self.check("decode", line))
+
+    def test_a_sent_report_is_as_described(self):
+        self.check("decode", self.succeed("send", "LED: Caps Lock=1", "--json", "--recording", ALL[0]))
+
     def test_each_line_of_watch_is_as_described(self):
         for words in ([], ["--raw"], ["--changes"]):
             lines = self.succeed("watch", "--speed", "0", "--json", *words, "--recording", *ALL).splitlines()

@@ -51,12 +51,49 @@ Try: qrxhid decode BYTES --interface 0 --type input --report 1
         self.assertIn('"012": an odd number of digits', self.refuse(64, "decode", "012", "--recording", MOUSE))
         self.assertIn('"zz" is no byte', self.refuse(64, "decode", "00zz", "--recording", MOUSE))
         self.assertIn("no bytes to decode", self.refuse(64, "decode", "0x", "--recording", MOUSE))
-        self.assertIn("required", self.refuse(64, "decode", "--recording", MOUSE))
+        self.assertIn("no bytes to decode", self.refuse(64, "decode", "--recording", MOUSE))
 
     def test_a_report_is_of_one_device(self):
         self.assertIn("devices match, and a report is of one:",
                       self.refuse(64, "decode", "00", "--recording", MOUSE, KEYBOARD))
         self.assertIn("devices match, and a report is of one:", self.refuse(64, "decode", "00", "--recording", MOUSE, MOUSE))
+
+
+class DecodeEvents(ToolTest):
+    """All input of a recording."""
+
+    def test_each_report_of_a_recording_is_decoded_with_its_time(self):
+        lines = [line for line in self.succeed("decode", "--events", MOUSE).splitlines() if not line.startswith("    ")]
+        self.assertEqual(["  0.000000  input report of interface 0: 00 05 fb 00",
+                          "  0.008000  input report of interface 0: 00 0c f6 00"], lines[:2])
+        self.assertEqual(5, len(lines))
+
+    def test_the_values_are_those_of_each_report_alone(self):
+        for name in (MOUSE, GAMEPAD, KEYBOARD):
+            for line in self.succeed("decode", "--json", "--events", name).splitlines():
+                event = json.loads(line)
+                alone = json.loads(self.succeed("decode", event["bytes"], "--json", "--type", "input", "--recording", name))
+                self.assertEqual(alone["values"], event["values"], name)
+
+    def test_reports_belong_to_the_interface_that_they_came_from(self):
+        events = [json.loads(line) for line in self.succeed("decode", "--json", "--events", THERMOMETER).splitlines()]
+        self.assertEqual({(0, 10), (1, 2)}, {(one["interface"], len(one["bytes"]) // 2) for one in events})
+
+    def test_another_device_can_be_asked(self):
+        own = self.succeed("decode", "--events", MOUSE)
+        self.assertEqual(own, self.succeed("decode", "--events", MOUSE, "--recording", MOUSE, GAMEPAD, "--device", "1209:2"))
+        other = run("decode", "--events", GAMEPAD, "--recording", THERMOMETER)
+        self.assertEqual(1, other.status)
+        self.assertRegex(other.err, r"\Aqrxhid: 3 reports of 3 are none that the device declares, or could be several\n\Z")
+
+    def test_bytes_and_a_recording_are_not_mixed(self):
+        self.assertIn("cannot be mixed", self.refuse(64, "decode", "00", "--events", MOUSE))
+        self.assertIn("there are no bytes", self.refuse(64, "decode", "--recording", MOUSE))
+
+    def test_a_recording_that_cannot_be_read_is_told_once(self):
+        for words in ((), ("--recording", MOUSE)):
+            err = self.refuse(2, "decode", "--events", "/nonexistent.hid", *words)
+            self.assertEqual(1, err.count("/nonexistent.hid"), err)
 
 
 class Encode(ToolTest):
@@ -106,6 +143,10 @@ class SendAndGet(ToolTest):
         self.assertEqual(expected, self.succeed("send", "LED: Caps Lock=1", "--recording", KEYBOARD))
         self.assertEqual("sent feature report 4 of interface 0: 04 e8 03\n",
                          self.succeed("send", "0x0031=1000", "--recording", THERMOMETER))
+
+    def test_json_has_what_was_sent(self):
+        sent = json.loads(self.succeed("send", "LED: Caps Lock=1", "--json", "--recording", KEYBOARD))
+        self.assertEqual(("output", "02"), (sent["type"], sent["bytes"]))
 
     def test_a_length_that_the_device_does_not_declare_is_refused_with_the_one_that_it_does(self):
         self.assertIn("the output report 2 of interface 0 has 8 bytes, these are 3",

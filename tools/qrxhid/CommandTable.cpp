@@ -11,6 +11,7 @@
 #include "commands/LintCommand.h"
 #include "commands/ListCommand.h"
 #include "commands/RecordCommand.h"
+#include "commands/ReplayCommand.h"
 #include "commands/RuleCommand.h"
 #include "commands/SendCommand.h"
 #include "commands/TopCommand.h"
@@ -32,8 +33,9 @@ constexpr CommandRow rowOf()
 constexpr CommandRow kCommands[] = {
     rowOf<ListCommand>(),  rowOf<TreeCommand>(),   rowOf<DumpCommand>(),   rowOf<DescriptorCommand>(),
     rowOf<LintCommand>(),  rowOf<DecodeCommand>(), rowOf<EncodeCommand>(), rowOf<DiffCommand>(),
-    rowOf<WatchCommand>(), rowOf<TopCommand>(),    rowOf<RecordCommand>(), rowOf<SendCommand>(),
-    rowOf<GetCommand>(),   rowOf<DoctorCommand>(), rowOf<RuleCommand>(),   rowOf<DemoCommand>(),
+    rowOf<WatchCommand>(), rowOf<TopCommand>(),    rowOf<RecordCommand>(), rowOf<ReplayCommand>(),
+    rowOf<SendCommand>(),  rowOf<GetCommand>(),    rowOf<DoctorCommand>(), rowOf<RuleCommand>(),
+    rowOf<DemoCommand>(),
 };
 
 } // namespace

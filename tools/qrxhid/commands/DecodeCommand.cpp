@@ -2,27 +2,51 @@
 
 #include "UsageError.h"
 #include "descriptor/DecodedReport.h"
+#include "devices/DeviceSession.h"
 #include "text/Notice.h"
 #include "text/TextFormat.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace qrxhid {
 
+namespace {
+
+// A device that has the interface which the report came from is asked about that one; of another device all are.
+std::vector<DeclaredReport> reportsOfEvent(const std::vector<DeclaredReport>& reports, const QrxRecordedEvent& event,
+                                           int interfaceNumber)
+{
+    std::vector<DeclaredReport> ofInterface;
+    std::ranges::copy_if(reports, std::back_inserter(ofInterface), [interfaceNumber](const DeclaredReport& report) {
+        return report.interfaceNumber == interfaceNumber;
+    });
+    return reportsOfBytes(ofInterface.empty() ? reports : ofInterface, event.getBytes());
+}
+
+} // namespace
+
 void DecodeCommand::declareOptions(CLI::App& app)
 {
-    app.add_option("bytes", _words, "The report in hexadecimal")->type_name("BYTES")->required();
+    app.add_option("bytes", _words, "The report in hexadecimal")->type_name("BYTES");
+    app.add_option("--events", _eventFile, "Instead of bytes all input of this recording")->type_name("FILE");
     _options.declareOptions(app);
-    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
+    app.add_flag("--json", _isJson, "One JSON document, with --events one JSON object a line")->disable_flag_override();
     _source.declareOptions(app);
 }
 
 void DecodeCommand::checkOptions()
 {
     _source.checkOptions();
+    if (_eventFile && _source.isEverything()) {
+        _source.addRecording(*_eventFile);
+    }
     _options.checkOptions();
     _bytes = parseBytes(_words, "decode");
-    if (_bytes.empty()) {
+    if (_eventFile && !_bytes.empty()) {
+        throw UsageError("bytes and --events cannot be mixed", "qrxhid decode --events " + *_eventFile);
+    }
+    if (!_eventFile && _bytes.empty()) {
         throw UsageError("there are no bytes to decode", "qrxhid decode 00 05 fb 00 --recording FILE");
     }
 }
@@ -33,7 +57,10 @@ ExitStatus DecodeCommand::run(std::ostream& out)
     if (found.descriptors.empty()) {
         return std::max(found.status, kFailure);
     }
-    requireOneDevice(found.descriptors, "decode BYTES");
+    requireOneDevice(found.descriptors, _eventFile ? "decode --events FILE" : "decode BYTES");
+    if (_eventFile) {
+        return std::max(found.status, decodeEvents(out, _options.reportsOf(found.descriptors)));
+    }
     const DeclaredReport report =
         onlyReport(reportsOfBytes(_options.reportsOf(found.descriptors), _bytes), "decode BYTES");
     if (report.bytes() != _bytes.size()) {
@@ -42,6 +69,34 @@ ExitStatus DecodeCommand::run(std::ostream& out)
     }
     writeDecoded(out, report, _bytes, _isJson);
     return found.status;
+}
+
+// What cannot be decoded is told and left out: the rest of a long recording is worth reading.
+ExitStatus DecodeCommand::decodeEvents(std::ostream& out, std::vector<DeclaredReport> reports) const
+{
+    std::erase_if(reports, [](const DeclaredReport& report) { return report.type != QrxReportType::input; });
+    ExitStatus status = kSuccess;
+    const std::vector<RecordedDevice> recorded = readRecordings({*_eventFile}, status);
+    if (recorded.empty()) {
+        return status;
+    }
+    const QrxRecording& recording = recorded.front().recording;
+    std::size_t unknown = 0;
+    for (const QrxRecordedEvent& event : recording.getEvents()) {
+        const int interfaceNumber = recording.getInterfaces()[event.getInterfaceIndex()].getNumber();
+        const std::vector<DeclaredReport> matching =
+            event.getBytes().empty() ? std::vector<DeclaredReport>() : reportsOfEvent(reports, event, interfaceNumber);
+        if (matching.size() == 1) {
+            writeDecodedEvent(out, matching.front(), event, _isJson);
+        } else {
+            ++unknown;
+        }
+    }
+    if (unknown > 0) {
+        notice(countText(unknown, "report") + " of " + std::to_string(recording.getEvents().size()) +
+               " are none that the device declares, or could be several");
+    }
+    return unknown > 0 ? kFailure : kSuccess;
 }
 
 } // namespace qrxhid

@@ -1,6 +1,5 @@
 #include "commands/DoctorCommand.h"
 
-#include "OptionValues.h"
 #include "UsageError.h"
 #include "doctor/Checkup.h"
 #include "text/DeviceText.h"
@@ -8,6 +7,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <sys/utsname.h>
 
 namespace qrxhid {
 
@@ -84,9 +84,21 @@ nlohmann::ordered_json findingJson(const DeviceFinding& device)
     return json;
 }
 
-std::string documentText(const std::vector<DeviceFinding>& findings, const Surroundings& surroundings)
+/// "Linux 6.1.0-18-amd64 x86_64"
+std::string kernelText()
 {
-    nlohmann::ordered_json document = {{"remarks", remarksOn(surroundings)},
+    utsname kernel = {};
+    uname(&kernel);
+    return std::string(kernel.sysname) + " " + kernel.release + " " + kernel.machine;
+}
+
+/// No serial numbers: the document is for others to read.
+std::string documentText(const std::vector<DeviceFinding>& findings, const Surroundings& surroundings, const User& user)
+{
+    nlohmann::ordered_json document = {{"program", "qrxhid " QRXHID_VERSION},
+                                       {"kernel", kernelText()},
+                                       {"user", user.text()},
+                                       {"remarks", remarksOn(surroundings)},
                                        {"devices", nlohmann::ordered_json::array()}};
     for (const DeviceFinding& device : findings) {
         document["devices"].push_back(findingJson(device));
@@ -126,9 +138,9 @@ void DoctorCommand::declareOptions(CLI::App& app)
     constexpr const char* kHidden = "";
     app.add_option("devices", _words, "Only devices with these IDs")->type_name("VID:PID");
     _filter.declareOptions(app);
+    app.add_option("--as", _userText, "Ask for this user, a name or a number")->type_name("USER");
     app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
     app.add_option("--sysroot", _systemRoot)->group(kHidden);
-    app.add_option("--uid", _userText)->group(kHidden);
 }
 
 void DoctorCommand::checkOptions()
@@ -139,16 +151,16 @@ void DoctorCommand::checkOptions()
                          "qrxhid doctor VID:PID, or qrxhid doctor --port PORT");
     }
     if (_userText) {
-        _userID = parseWhole("--uid", *_userText, UINT32_MAX);
+        _user = User::find("--as", *_userText);
     }
 }
 
 ExitStatus DoctorCommand::run(std::ostream& out)
 {
     const Surroundings surroundings = Surroundings::examine(_systemRoot);
-    const std::vector<DeviceFinding> findings = checkUp({_systemRoot, _userID}, _filter, surroundings);
+    const std::vector<DeviceFinding> findings = checkUp({_systemRoot, _user}, _filter, surroundings);
     if (_isJson) {
-        out << documentText(findings, surroundings);
+        out << documentText(findings, surroundings, _user.value_or(User::current()));
     } else {
         for (const std::string& remark : remarksOn(surroundings)) {
             out << "note: " << shownText(remark) << "\n";

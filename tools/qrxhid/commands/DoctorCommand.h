@@ -2,6 +2,7 @@
 
 #include "Command.h"
 #include "devices/DeviceFilter.h"
+#include "doctor/User.h"
 
 #include <optional>
 #include <string>
@@ -14,10 +15,13 @@ class DoctorCommand : public Command {
 public:
     static constexpr CommandText kText = {"doctor",
                                           "Say for each device whether it can be used, and if not, why and what to do",
-                                          "It reads and opens nothing.\n"
+                                          "It reads and opens nothing. --as asks for the user that a service runs as; "
+                                          "with --json the answer\n"
+                                          "is whole enough to be attached to a report.\n"
                                           "Examples:\n"
                                           "  qrxhid doctor\n"
-                                          "  qrxhid doctor 04d8:003f --json"};
+                                          "  qrxhid doctor 04d8:003f --interface 1 --as www-data\n"
+                                          "  qrxhid doctor --json"};
 
     void declareOptions(CLI::App& app) override;
     void checkOptions() override;
@@ -29,9 +33,8 @@ private:
     bool _isJson = false;
     /// For tests: what all paths begin with.
     std::string _systemRoot;
-    /// For tests: in whose place to ask, judged by owner and mode alone.
     std::optional<std::string> _userText;
-    std::optional<unsigned int> _userID;
+    std::optional<User> _user;
 };
 
 } // namespace qrxhid

@@ -1,6 +1,7 @@
 #include "commands/SendCommand.h"
 
 #include "UsageError.h"
+#include "descriptor/DecodedReport.h"
 #include "descriptor/Exchange.h"
 #include "descriptor/ValueWords.h"
 #include "devices/OutcomeStatus.h"
@@ -19,6 +20,7 @@ void SendCommand::declareOptions(CLI::App& app)
         ->required();
     _options.declareOptions(app);
     _choice.declareOptions(app);
+    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
 }
 
 void SendCommand::checkOptions()
@@ -76,7 +78,9 @@ ExitStatus SendCommand::run(std::ostream& out)
                                report.interfaceNumber);
     }
     partner.handle->close();
-    if (!outcome.hasFailed()) {
+    if (!outcome.hasFailed() && _isJson) {
+        writeDecoded(out, report, bytes, _isJson);
+    } else if (!outcome.hasFailed()) {
         out << "sent " << report.text() << ": " << bytesText(bytes) << "\n";
     }
     return std::max(toldStatus(outcome, *partner.handle), session.status());

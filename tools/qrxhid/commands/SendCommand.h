@@ -31,6 +31,7 @@ private:
     DeviceChoice _choice;
     ReportOptions _options;
     std::vector<std::string> _words;
+    bool _isJson = false;
 };
 
 } // namespace qrxhid

@@ -4,23 +4,57 @@
 #include "text/ReportText.h"
 #include "text/TextFormat.h"
 
+#include <array>
+#include <cstdio>
+
 namespace qrxhid {
 
-void writeDecoded(std::ostream& out, const DeclaredReport& report, const std::vector<std::uint8_t>& bytes, bool isJson)
+namespace {
+
+void writeText(std::ostream& out, const DeclaredReport& report, const std::vector<std::uint8_t>& bytes)
 {
     QrxReportValues values;
     report.layout.decode(report.type, bytes.data(), bytes.size(), values);
-    if (!isJson) {
-        out << report.text() << ": " << bytesText(bytes) << "\n";
-        writeValues(out, values, "    ");
+    out << report.text() << ": " << bytesText(bytes) << "\n";
+    writeValues(out, values, "    ");
+}
+
+nlohmann::ordered_json reportJson(const DeclaredReport& report, const std::vector<std::uint8_t>& bytes)
+{
+    QrxReportValues values;
+    report.layout.decode(report.type, bytes.data(), bytes.size(), values);
+    return {{"interface", report.interfaceNumber},
+            {"type", report.typeName()},
+            {"reportID", report.reportID},
+            {"bytes", bytesText(bytes, "")},
+            {"values", valuesJson(values)}};
+}
+
+} // namespace
+
+void writeDecoded(std::ostream& out, const DeclaredReport& report, const std::vector<std::uint8_t>& bytes, bool isJson)
+{
+    if (isJson) {
+        out << jsonText(reportJson(report, bytes), true);
+    } else {
+        writeText(out, report, bytes);
+    }
+}
+
+void writeDecodedEvent(std::ostream& out, const DeclaredReport& report, const QrxRecordedEvent& event, bool isJson)
+{
+    constexpr double kMicrosecondsPerSecond = 1e6;
+    const double seconds = static_cast<double>(event.getTimeUs()) / kMicrosecondsPerSecond;
+    if (isJson) {
+        nlohmann::ordered_json json = {{"time", seconds}};
+        json.update(reportJson(report, event.getBytes()));
+        out << jsonText(json, false);
         return;
     }
-    out << jsonText({{"interface", report.interfaceNumber},
-                     {"type", report.typeName()},
-                     {"reportID", report.reportID},
-                     {"bytes", bytesText(bytes, "")},
-                     {"values", valuesJson(values)}},
-                    true);
+    std::array<char, 32> time{};
+    std::snprintf(time.data(), time.size(), "%10.6f  ", seconds);
+    out << time.data();
+    writeText(out, report, event.getBytes());
 }
 
 } // namespace qrxhid

@@ -3,6 +3,7 @@
 #include "UsageError.h"
 #include "devices/DeviceDescription.h"
 #include "devices/DeviceSession.h"
+#include "devices/RecordingChoice.h"
 #include "text/DeviceText.h"
 #include "text/Notice.h"
 
@@ -88,28 +89,6 @@ std::optional<std::vector<std::uint8_t>> bytesOfText(const std::string& content)
     return bytes;
 }
 
-DeviceFacts factsOf(const QrxRecording& recording, unsigned int number)
-{
-    DeviceFacts facts;
-    facts.number = number;
-    facts.ids = {recording.getVendorID(), recording.getProductID()};
-    facts.serialNumber = recording.getSerialNumber();
-    facts.place = recordedPlace(recording);
-    for (const QrxRecordedInterface& interface : recording.getInterfaces()) {
-        facts.nodes[interface.getNumber()];
-    }
-    return facts;
-}
-
-std::string titleOf(const QrxRecording& recording)
-{
-    const std::string separator = recording.getVendorName().empty() ? "" : " ";
-    const std::string name = recording.getProductName().empty() && !recording.getInterfaces().empty()
-                                 ? recording.getInterfaces().front().getName()
-                                 : recording.getVendorName() + separator + recording.getProductName();
-    return DeviceIdentity{recording.getVendorID(), recording.getProductID()}.text() + "  " + shownText(name);
-}
-
 /// Of the interfaces that the filter lets pass.
 void addInterfaces(std::vector<InterfaceDescriptor>& descriptors, const QrxRecording& device, const std::string& title,
                    const DeviceFilter& filter)
@@ -174,20 +153,8 @@ void DescriptorSource::addFiles(Found& found) const
 
 void DescriptorSource::addRecordings(Found& found) const
 {
-    const std::vector<RecordedDevice> recorded = readRecordings(_choice.recordings(), found.status);
-    std::vector<DeviceFacts> present;
-    std::vector<std::string> lines;
-    for (std::size_t i = 0; i < recorded.size(); ++i) {
-        present.push_back(factsOf(recorded[i].recording, static_cast<unsigned int>(i) + 1));
-        lines.push_back("#" + std::to_string(i + 1) + "  " + titleOf(recorded[i].recording));
-    }
-    if (!recorded.empty()) {
-        throwIfAbsent(_choice.filter(), present, lines);
-    }
-    for (std::size_t i = 0; i < recorded.size(); ++i) {
-        if (_choice.filter().matches(present[i])) {
-            addInterfaces(found.descriptors, recorded[i].recording, titleOf(recorded[i].recording), _choice.filter());
-        }
+    for (const ChosenRecording& chosen : chooseRecordings(_choice, found.status)) {
+        addInterfaces(found.descriptors, chosen.recording, chosen.title, _choice.filter());
     }
 }
 

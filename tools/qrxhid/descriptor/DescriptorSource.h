@@ -28,6 +28,11 @@ public:
     /// Throws UsageError.
     void checkOptions();
 
+    /// Nothing is named: it would be the devices of the machine.
+    bool isEverything() const { return _files.empty() && !_choice.hasRecordings() && _choice.filter().isEverything(); }
+    /// As if the command line had named it.
+    void addRecording(const std::string& file) { _choice.addRecordings({file}); }
+
     struct Found {
         std::vector<InterfaceDescriptor> descriptors;
         /// Not success where a file could not be read; that has been told.

@@ -11,7 +11,8 @@ ExchangePartner ExchangePartner::choose(DeviceSession& session, const DeviceFilt
     ExchangePartner partner;
     partner.handle = session.onlyDevice(command, "a report is of one").handle;
     if (partner.handle) {
-        for (const QrxRecordedInterface& interface : describeDevice(*partner.handle).getInterfaces()) {
+        const QrxRecording described = describeDevice(*partner.handle);
+        for (const QrxRecordedInterface& interface : described.getInterfaces()) {
             if (filter.hasInterface(interface.getNumber())) {
                 partner.descriptors.push_back({deviceTitle(*partner.handle), DeviceIdentity::of(*partner.handle),
                                                interface.getNumber(), interface.getReportDescriptor()});

@@ -13,7 +13,6 @@
 
 #include <algorithm>
 #include <optional>
-#include <unistd.h>
 
 namespace qrxhid {
 
@@ -143,7 +142,7 @@ InterfaceFinding Examiner::examineInterface(const DeviceFinding& device, const I
 // The node is not opened for it: an open node makes the kernel power the device up and poll it.
 void Examiner::explainNode(InterfaceFinding& finding, const DeviceFinding& device)
 {
-    const NodeAccess access = NodeAccess::examine(_place.root + finding.node, _place.userID);
+    const NodeAccess access = NodeAccess::examine(_place.root + finding.node, _place.user);
     switch (access.kind) {
     case NodeAccess::Kind::readWrite:
         return;
@@ -168,7 +167,7 @@ void Examiner::explainRules(InterfaceFinding& finding, const DeviceFinding& devi
     if (!_surroundings.hasUdevd) {
         finding.reasons.emplace_back("udevd does not run here (there is no /run/udev/control): no rule is applied");
         finding.nextSteps = {_surroundings.enclosure.empty()
-                                 ? "sudo chown " + std::to_string(_place.userID.value_or(geteuid())) + " " +
+                                 ? "sudo chown " + std::to_string(_place.user.value_or(User::current()).id) + " " +
                                        finding.node
                                  : "give access to " + finding.node + " from outside of " + _surroundings.enclosure};
         return;

@@ -2,6 +2,7 @@
 
 #include "devices/DeviceFilter.h"
 #include "doctor/Surroundings.h"
+#include "doctor/User.h"
 
 #include <cstdint>
 #include <optional>
@@ -67,7 +68,7 @@ struct CheckupPlace {
     /// What all paths begin with; empty for the machine itself.
     std::string root;
     /// See NodeAccess::examine.
-    std::optional<unsigned int> userID;
+    std::optional<User> user;
 };
 
 /// Examines the HID devices that the filter lets pass, in the order of their arrival. It reads sysfs as the library

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "doctor/User.h"
+
 #include <optional>
 #include <string>
 
@@ -19,9 +21,9 @@ struct NodeAccess {
     /// Mode, owner and group of the node, and who is asking: "mode 0600, owner root, group root; you are alice (1000)".
     std::string explanation;
 
-    /// Without `userID` the answer is the kernel's for this process, access lists and groups included. With it, owner
-    /// and mode alone decide, as for somebody who is in no group.
-    static NodeAccess examine(const std::string& path, std::optional<unsigned int> userID);
+    /// Without `user` the answer is the kernel's for this process. For somebody else it is what owner, mode and access
+    /// list say.
+    static NodeAccess examine(const std::string& path, const std::optional<User>& user);
 };
 
 } // namespace qrxhid
