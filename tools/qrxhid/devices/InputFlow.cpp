@@ -29,6 +29,9 @@ InputFlow::~InputFlow()
 ExitStatus InputFlow::run()
 {
     _session.begin();
+    if (_session.isRecorded() && _session.recordedDevices().empty()) {
+        return _session.status();
+    }
     if (_limits.seconds()) {
         const auto time = std::chrono::duration<double>(*_limits.seconds());
         _end = QrxRunLoop::getCurrent().callAfter(std::chrono::duration_cast<std::chrono::nanoseconds>(time),
