@@ -2,10 +2,12 @@
 
 import os
 import re
+import shlex
 import shutil
 import subprocess
+import tempfile
 
-from qrxhid_support import ToolTest, main
+from qrxhid_support import DEADLINE_SECONDS, TOOL, ToolTest, main, recording
 
 PAGE = os.path.join(os.path.dirname(os.path.abspath(__file__)), "../../docs/man/qrxhid.1")
 OPTION = r"(?<![\w-])--[a-z]+(?:-[a-z]+)*"
@@ -45,6 +47,18 @@ class Manual(ToolTest):
         explained = re.findall(r"^\.TP\n\.B[IR]? (--[a-z-]+)", section("CHOOSING DEVICES") + section("OPTIONS"), re.M)
         self.assertLessEqual(set(re.findall(OPTION, section("SYNOPSIS"))), set(explained))
         self.assertEqual(len(set(explained)), len(explained))
+
+    def test_what_it_shows_is_what_the_program_prints(self):
+        """Each line of EXAMPLES that begins with a prompt is run on two recordings and has its output below it."""
+        with tempfile.TemporaryDirectory() as folder:
+            for name, source in (("mouse.hid", "wheel-mouse"), ("keyboard.hid", "boot-keyboard")):
+                shutil.copy(recording(source), os.path.join(folder, name))
+            runs = re.findall(r"^\$ (qrxhid .*)\n((?:(?!\$ |\.).*\n)*)", section("EXAMPLES").replace("\\e", "\\"), re.M)
+            self.assertGreater(len(runs), 4)
+            for command, shown in runs:
+                result = subprocess.run([TOOL, *shlex.split(command)[1:]], cwd=folder, capture_output=True, text=True,
+                                        timeout=DEADLINE_SECONDS, check=True)
+                self.assertEqual(result.stdout, shown, command)
 
     def test_it_has_every_exit_status(self):
         overview = self.succeed("--help")
