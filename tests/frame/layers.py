@@ -58,7 +58,8 @@ GROUND = ("Additions", "Additions/platform")
 OWN_PUBLIC = {
     "Recordings": {"QrxRecording.h"},
     "Platform/CoreFoundation": {"QrxRunLoop.h"},
-    "Platform/Virtual": {"QrxVirtualDevice.h"},
+    # Its scripts do what comes later on the run loop.
+    "Platform/Virtual": {"QrxRecording.h", "QrxRunLoop.h", "QrxVirtualDevice.h", "QrxVirtualScript.h"},
 }
 # Programs and tests -> the private folders that they may look into, besides what is public.
 GUESTS = {

@@ -3,6 +3,7 @@
 
 #include "QrxExport.h"
 #include "QrxRecording.h"
+#include "QrxVirtualScript.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -167,6 +168,11 @@ public:
     void setReportRequestHandler(ReportRequestHandler handler);
     /// The reports sent since the last call, oldest first, while no handler was set.
     std::vector<QrxSentReport> takeSentReports();
+
+    /// Obeys the rules of a script from now on, in place of an earlier one's; an empty script ends that. Where a rule
+    /// decides on a sent report or a request, the handlers are not asked. What is to happen later happens on the run
+    /// loop of the calling thread, which has something to wait for until then.
+    void setScript(const QrxVirtualScript& script);
 
     /// Whether this process sees real devices besides virtual ones. Call with false before the first tree is populated
     /// to test with virtual devices alone. True at the start.

@@ -9,57 +9,20 @@
 #include "RecordingReader.h"
 
 #include "RecordingRules.h"
+#include "TextLines.h"
 
 #include <algorithm>
-#include <charconv>
-#include <istream>
 #include <optional>
 
 namespace qrx {
 
 using namespace recording;
+using text_lines::nextWord;
+using text_lines::number;
+using text_lines::quoted;
+using text_lines::trimmed;
 
 namespace {
-
-// The carriage return is a blank, so files with the line ends of other systems read the same.
-constexpr std::string_view kBlanks = " \t\r";
-
-std::string_view trimmed(std::string_view text)
-{
-    const std::size_t first = text.find_first_not_of(kBlanks);
-    if (first == std::string_view::npos) {
-        return {};
-    }
-    return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
-/// Takes the next word off the front of `text`; empty at its end.
-std::string_view nextWord(std::string_view& text)
-{
-    text = trimmed(text);
-    const std::string_view word = text.substr(0, text.find_first_of(kBlanks));
-    text.remove_prefix(word.size());
-    return word;
-}
-
-/// The whole word as a number not above `maximum`.
-std::optional<std::uint64_t> number(std::string_view word, int base, std::uint64_t maximum)
-{
-    std::uint64_t value = 0;
-    // `from_chars` takes no sign for unsigned numbers, no prefix and no blank, and knows no locale.
-    const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), value, base);
-    if (word.empty() || error != std::errc() || end != word.data() + word.size() || value > maximum) {
-        return std::nullopt;
-    }
-    return value;
-}
-
-std::string quoted(std::string_view text)
-{
-    // Messages quote the beginning of what was wrong: a whole line could be 256 KiB.
-    constexpr std::size_t kShown = 40;
-    return "\"" + std::string(text.substr(0, kShown)) + (text.size() > kShown ? "...\"" : "\"");
-}
 
 char unescaped(char escape)
 {
@@ -100,26 +63,14 @@ void RecordingReader::fail(const std::string& reason) const
 
 QrxRecording RecordingReader::read(std::istream& text)
 {
-    // Room for one byte more than a line may have, which shows that it is too long, and for the terminator that getline
-    // writes.
-    std::vector<char> buffer(kMaximumLineBytes + 2);
-    // `getline` into a buffer of fixed size: with a string, one endless line would take all memory.
-    while (text.getline(buffer.data(), static_cast<std::streamsize>(buffer.size())) || text.gcount() > 0) {
-        ++_line;
-        // The line's end is counted where there is one.
-        const auto taken = static_cast<std::size_t>(text.gcount());
-        const std::size_t length = text.eof() || text.fail() ? taken : taken - 1;
-        if (length > kMaximumLineBytes) {
-            fail("a line of more than " + std::to_string(kMaximumLineBytes) + " bytes");
-        }
-        // After a read error the last line may be incomplete; it is not judged.
-        if (text.bad()) {
-            break;
-        }
-        readLine({buffer.data(), length});
+    text_lines::Reader lines(text);
+    for (std::string_view line; lines.next(line);) {
+        _line = lines.number();
+        readLine(line);
     }
-    if (!text.eof()) {
-        fail("cannot be read");
+    if (!lines.fault().empty()) {
+        _line = lines.number();
+        fail(lines.fault());
     }
     finish();
     return std::move(_recording);

@@ -4,7 +4,9 @@
 
 #include "QrxVirtualDevice.h"
 
+#include "ScriptedBehaviour.h"
 #include "VirtualDeviceBody.h"
+#include "VirtualScriptBody.h"
 
 #include <atomic>
 #include <optional>
@@ -215,6 +217,17 @@ void QrxVirtualDevice::setReportRequestHandler(ReportRequestHandler handler)
 std::vector<QrxSentReport> QrxVirtualDevice::takeSentReports()
 {
     return _heldBody().device->takeSentReports(publicForm);
+}
+
+void QrxVirtualDevice::setScript(const QrxVirtualScript& script)
+{
+    using qrx::platform::ScriptedBehaviour;
+    const auto& device = _heldBody().device;
+    // An earlier script ends first: what it wanted to do later does not happen.
+    device->setBehaviour(nullptr);
+    if (script.getRuleCount() > 0) {
+        device->setBehaviour(ScriptedBehaviour::start(device, script._body->rules));
+    }
 }
 
 void QrxVirtualDevice::setRealDevicesEnabled(bool enabled)

@@ -47,6 +47,9 @@ VirtualUsbDevice::VirtualUsbDevice(DeviceFacts facts) : _facts(std::move(facts))
 DeviceFacts VirtualUsbDevice::factsWithPorts()
 {
     DeviceFacts facts = _facts;
+    if (_behaviour) {
+        _behaviour->changeFacts(facts);
+    }
     facts.locationID = nextLocation();
     // Like a real bus, which gives a device a new address each time it is plugged.
     facts.address = static_cast<std::uint16_t>(_plugging);
@@ -98,7 +101,33 @@ std::size_t VirtualUsbDevice::openCount(int interfaceNumber) const
     return static_cast<std::size_t>(std::ranges::count(_openQueues, interfaceNumber, &OpenQueue::interfaceNumber));
 }
 
+std::shared_ptr<DeviceBehaviour> VirtualUsbDevice::behaviour() const
+{
+    const std::scoped_lock lock(_mutex);
+    return _behaviour;
+}
+
+std::shared_ptr<DeviceBehaviour> VirtualUsbDevice::behaviourOf(std::uint64_t plugging) const
+{
+    const std::scoped_lock lock(_mutex);
+    return _key != 0 && plugging == _plugging ? _behaviour : nullptr;
+}
+
+void VirtualUsbDevice::setBehaviour(std::shared_ptr<DeviceBehaviour> behaviour)
+{
+    const std::scoped_lock lock(_mutex);
+    // The earlier one ends with the parameter, after the lock.
+    std::swap(_behaviour, behaviour);
+}
+
 bool VirtualUsbDevice::sendInputReport(int interfaceNumber, std::span<const std::uint8_t> report)
+{
+    const auto behaviour = this->behaviour();
+    return behaviour ? behaviour->sendInputReport(interfaceNumber, report)
+                     : deliverInputReport(interfaceNumber, report);
+}
+
+bool VirtualUsbDevice::deliverInputReport(int interfaceNumber, std::span<const std::uint8_t> report)
 {
     const std::scoped_lock lock(_mutex);
     bool anyReader = false;
@@ -145,6 +174,11 @@ void VirtualUsbDevice::setRoomListener(const void* owner, RoomListener listener)
 
 Status VirtualUsbDevice::openQueue(std::uint64_t plugging, int interfaceNumber, std::shared_ptr<ReportQueue>& queue)
 {
+    if (const auto behaviour = behaviourOf(plugging)) {
+        if (const Status status = behaviour->open(interfaceNumber); status != Status::success) {
+            return status;
+        }
+    }
     const std::scoped_lock lock(_mutex);
     if (_key == 0 || plugging != _plugging) {
         return Status::notAttached;
@@ -173,6 +207,11 @@ void VirtualUsbDevice::closeQueue(const std::shared_ptr<ReportQueue>& queue)
 Status VirtualUsbDevice::takeSentReport(std::uint64_t plugging, SentReport report)
 {
     std::shared_ptr<const SentReportHandler> handler;
+    if (const auto behaviour = behaviourOf(plugging)) {
+        if (const auto status = behaviour->takeSentReport(report)) {
+            return *status;
+        }
+    }
     {
         const std::scoped_lock lock(_mutex);
         if (_key == 0 || plugging != _plugging) {
@@ -195,6 +234,11 @@ Status VirtualUsbDevice::answerRequest(std::uint64_t plugging, int interfaceNumb
                                        std::uint32_t reportID, std::vector<std::uint8_t>& answer)
 {
     std::shared_ptr<const ReportRequestHandler> handler;
+    if (const auto behaviour = behaviourOf(plugging)) {
+        if (const auto status = behaviour->answerRequest(interfaceNumber, type, reportID, answer)) {
+            return *status;
+        }
+    }
     {
         const std::scoped_lock lock(_mutex);
         if (_key == 0 || plugging != _plugging) {

@@ -8,6 +8,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <utility>
 #include <vector>
@@ -22,6 +23,29 @@ struct SentReport {
     ReportType type = ReportType::output;
     std::uint32_t reportID = 0;
     std::vector<std::uint8_t> bytes;
+};
+
+/// What a device does by itself with what goes in and out. Used from any thread.
+class DeviceBehaviour {
+public:
+    DeviceBehaviour() = default;
+    DeviceBehaviour(const DeviceBehaviour&) = delete;
+    DeviceBehaviour& operator=(const DeviceBehaviour&) = delete;
+    virtual ~DeviceBehaviour() = default;
+
+    /// Before each arrival, with the device's lock held: nothing of the device may be called.
+    virtual void changeFacts(DeviceFacts& facts) = 0;
+
+    // The others are called without a lock and may do anything.
+
+    /// Success lets the interface be opened.
+    virtual Status open(int interfaceNumber) = 0;
+    /// In place of VirtualUsbDevice::sendInputReport; deliverInputReport is what follows in the end.
+    virtual bool sendInputReport(int interfaceNumber, std::span<const std::uint8_t> report) = 0;
+    /// No value leaves the answer to the device's owner.
+    virtual std::optional<Status> takeSentReport(const SentReport& report) = 0;
+    virtual std::optional<Status> answerRequest(int interfaceNumber, ReportType type, std::uint32_t reportID,
+                                                std::vector<std::uint8_t>& answer) = 0;
 };
 
 /// It may be plugged more than once. Each plug-in period is a new device to the registry: ports and channels of an
@@ -43,10 +67,16 @@ public:
     void unplug();
     bool isPlugged() const;
 
+    /// As it was made: interfaces by number.
+    const DeviceFacts& facts() const { return _facts; }
     std::size_t openCount(int interfaceNumber) const;
     /// As QrxVirtualDevice::sendInputReport.
     bool sendInputReport(int interfaceNumber, std::span<const std::uint8_t> report);
     bool hasRoom(int interfaceNumber) const;
+    /// The same past a behaviour.
+    bool deliverInputReport(int interfaceNumber, std::span<const std::uint8_t> report);
+    /// Null: none.
+    void setBehaviour(std::shared_ptr<DeviceBehaviour> behaviour);
 
     void setSentReportHandler(SentReportHandler handler);
     void setReportRequestHandler(ReportRequestHandler handler);
@@ -85,6 +115,9 @@ private:
     using ReportName = std::pair<int, std::pair<ReportType, std::uint32_t>>;
 
     DeviceFacts factsWithPorts();
+    std::shared_ptr<DeviceBehaviour> behaviour() const;
+    /// Null as well once that plug-in period is over.
+    std::shared_ptr<DeviceBehaviour> behaviourOf(std::uint64_t plugging) const;
 
     DeviceFacts _facts;
     mutable std::mutex _mutex;
@@ -96,6 +129,7 @@ private:
     std::shared_ptr<const SentReportHandler> _sentReportHandler;
     std::shared_ptr<const ReportRequestHandler> _reportRequestHandler;
     std::map<const void*, std::shared_ptr<const RoomListener>> _roomListeners;
+    std::shared_ptr<DeviceBehaviour> _behaviour;
     std::vector<SentReport> _sentReports;
     std::map<ReportName, std::vector<std::uint8_t>> _lastReports;
 };

@@ -1,0 +1,89 @@
+#pragma once
+
+#include "Provider/Provider.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <span>
+#include <vector>
+
+/// The rules of a QrxVirtualScript as they are kept: what its text says, checked.
+namespace qrx::platform::script {
+
+/// What a rule is about. The order is that of the table of verbs in ScriptReader.cpp.
+enum class Event { report, sent, request, open, plugged, time };
+
+/// Bytes with gaps: no value stands for any byte, or for that of another report.
+struct Pattern {
+    std::vector<std::optional<std::uint8_t>> bytes;
+    /// More may follow.
+    bool hasRest = false;
+
+    bool matches(std::span<const std::uint8_t> report) const;
+    /// The bytes, with those of `report` in the gaps and 0 past its end.
+    std::vector<std::uint8_t> filled(std::span<const std::uint8_t> report) const;
+};
+
+struct Trigger {
+    Event event = Event::report;
+    /// Of a sent or requested report.
+    ReportType type = ReportType::output;
+    /// No value: any interface.
+    std::optional<int> interfaceNumber;
+    /// Of a sent report.
+    Pattern pattern;
+    /// Of a requested report; no value: any.
+    std::optional<std::uint32_t> reportID;
+    /// One of these says which of the reports, unless the trigger is about all.
+    std::uint64_t number = 0;
+    std::uint64_t every = 0;
+    std::optional<unsigned> percent;
+    std::chrono::microseconds time{0};
+    /// How often the rule acts; no value: without end.
+    std::optional<std::uint64_t> times;
+};
+
+enum class Verb {
+    drop,
+    repeat,
+    swap,
+    delay,
+    number,
+    cut,
+    pad,
+    fill,
+    refuse,
+    silence,
+    wait,
+    answer,
+    send,
+    unplug,
+    plug,
+    garble,
+    descriptor
+};
+
+struct Action {
+    Verb verb = Verb::drop;
+    std::size_t count = 0;
+    Pattern bytes;
+    std::chrono::microseconds time{0};
+    std::optional<int> interfaceNumber;
+};
+
+struct Rule {
+    Trigger trigger;
+    std::vector<Action> actions;
+};
+
+struct Rules {
+    std::vector<Rule> rules;
+    /// Of all rules together.
+    std::size_t actionCount = 0;
+    std::size_t byteCount = 0;
+    std::uint64_t seed = 1;
+};
+
+} // namespace qrx::platform::script
