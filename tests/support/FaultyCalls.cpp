@@ -1,6 +1,7 @@
 #include "FaultyCalls.h"
 
 #include <cerrno>
+#include <utility>
 
 #include <sys/eventfd.h>
 
@@ -50,6 +51,13 @@ int FaultyCalls::opened(int fd)
         _open.insert(fd);
     }
     return fd;
+}
+
+void FaultyCalls::closeOpen()
+{
+    for (const int fd : std::exchange(_open, {})) {
+        _next.close(fd);
+    }
 }
 
 int FaultyCalls::openAt(int directory, const char* path, int flags)

@@ -38,6 +38,8 @@ public:
     void resetTrace() { _trace.clear(); }
     /// Descriptors that were made by one of these calls and not closed.
     std::size_t openDescriptors() const { return _open.size(); }
+    /// Closes them.
+    void closeOpen();
 
     /// Counts a call; false with errno if it is to fail. For stand-ins whose calls come from elsewhere.
     bool begin(const std::string& what);

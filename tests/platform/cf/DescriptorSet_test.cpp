@@ -17,7 +17,7 @@
 
 namespace {
 
-using qrx::cf::Deadline;
+using qrx::platform::Deadline;
 using qrx::cf::DescriptorSet;
 
 TEST(DescriptorSet, ReportsTheTokenOfAReadableMember)

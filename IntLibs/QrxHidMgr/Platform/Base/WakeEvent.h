@@ -24,6 +24,8 @@ public:
     bool clear();
 
     void close() { _event.close(); }
+    /// The descriptor was closed by others: its number is nobody's now, or somebody else's.
+    void abandon() { _event.release(); }
 
 private:
     SystemCalls& _calls;

@@ -171,7 +171,7 @@ CFDictionaryRef CFDictionaryCreate(CFAllocatorRef, const void** keys, const void
         fail("CFDictionaryCreate", "null instead of keys or values, or a negative count");
     }
     auto dictionary =
-        Reference<PairDictionary*>::adopting(create<PairDictionary>(0, kMortal, keyCallBacks, valueCallBacks));
+        Reference<PairDictionary*>::adopt(create<PairDictionary>(0, kMortal, keyCallBacks, valueCallBacks));
     dictionary->_pairs.reserve(static_cast<std::size_t>(count));
     for (CFIndex index = 0; index < count; ++index) {
         requireKey(*dictionary.get(), keys[index], "CFDictionaryCreate");
@@ -195,7 +195,7 @@ CFMutableDictionaryRef CFDictionaryCreateMutableCopy(CFAllocatorRef, CFIndex, CF
     const auto& original = dictionaryOf(dictionary, "CFDictionaryCreateMutableCopy");
     // The copy is always a pair dictionary: the caller will add keys that no shape has.
     const bool isShaped = original.has(__CFDictionary::kShaped);
-    auto copy = Reference<PairDictionary*>::adopting(create<PairDictionary>(
+    auto copy = Reference<PairDictionary*>::adopt(create<PairDictionary>(
         0, __CFDictionary::kMutable,
         isShaped ? &kCFTypeDictionaryKeyCallBacks : paired(original)._keyCallBacks.callBacks(),
         isShaped ? &kCFTypeDictionaryValueCallBacks : paired(original)._valueCallBacks.callBacks()));

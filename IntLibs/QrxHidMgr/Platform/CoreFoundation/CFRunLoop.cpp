@@ -26,10 +26,8 @@
 #include <cerrno>
 #include <system_error>
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 using namespace qrx::cf;
+using qrx::platform::Deadline;
 
 namespace {
 
@@ -42,7 +40,7 @@ struct ThreadEnd {
     ~ThreadEnd()
     {
         if (sm_Current != nullptr) {
-            const auto loop = Reference<CFRunLoopRef>::adopting(sm_Current);
+            const auto loop = Reference<CFRunLoopRef>::adopt(sm_Current);
             loop->end();
             sm_Current = nullptr;
         }
@@ -109,12 +107,12 @@ private:
     Lock& _lock;
 };
 
-__CFRunLoop::__CFRunLoop() : Object(kType, kMortal), _wakeEvent(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))
+__CFRunLoop::__CFRunLoop() : Object(kType, kMortal), _wakeEvent(qrx::platform::SystemCalls::ofProcess())
 {
     if (!_wakeEvent.isOpen()) {
         throw std::system_error(errno, std::generic_category(), "no run loop can be made");
     }
-    _modes.push_back(std::make_unique<RunLoopMode>(kCFRunLoopDefaultMode, _wakeEvent.get()));
+    _modes.push_back(std::make_unique<RunLoopMode>(kCFRunLoopDefaultMode, _wakeEvent.descriptor()));
 }
 
 RunLoopMode* __CFRunLoop::findModeByText(CFStringRef name) const
@@ -131,7 +129,7 @@ bool __CFRunLoop::attach(CFRunLoopSourceRef source, CFStringRef modeName)
     }
     RunLoopMode* mode = findMode(modeName);
     if (mode == nullptr) {
-        mode = _modes.emplace_back(std::make_unique<RunLoopMode>(modeName, _wakeEvent.get())).get();
+        mode = _modes.emplace_back(std::make_unique<RunLoopMode>(modeName, _wakeEvent.descriptor())).get();
     }
     if (source->membershipIn(*mode) != nullptr) {
         return false;
@@ -157,7 +155,7 @@ Reference<CFRunLoopSourceRef> __CFRunLoop::detach(__CFRunLoopSource& source, Run
     if (mode.empty() && _innermost != nullptr) {
         wakeIfWaiting(); // a run that waits for nothing is over
     }
-    return Reference<CFRunLoopSourceRef>::adopting(&source);
+    return Reference<CFRunLoopSourceRef>::adopt(&source);
 }
 
 bool __CFRunLoop::isRunningHere() const
@@ -168,10 +166,7 @@ bool __CFRunLoop::isRunningHere() const
 void __CFRunLoop::arm()
 {
     if (!hasNote(kArmed) && !_process.isInherited()) {
-        // A write can only fail if others have closed the descriptor: the counter never comes near its limit, since it
-        // is written once for each time that it is read.
-        const bool isWritten = !hasNote(kWakeLost) && ::eventfd_write(_wakeEvent.get(), 1) == 0;
-        note(isWritten ? kArmed : kArmed | kWakeLost);
+        note(!hasNote(kWakeLost) && _wakeEvent.raise() ? kArmed : kArmed | kWakeLost);
     }
 }
 
@@ -201,8 +196,7 @@ void __CFRunLoop::wake()
 void __CFRunLoop::disarm()
 {
     if (!_process.isInherited()) {
-        eventfd_t count = 0;
-        if (!hasNote(kWakeLost) && ::eventfd_read(_wakeEvent.get(), &count) != 0) {
+        if (!hasNote(kWakeLost) && !_wakeEvent.clear()) {
             note(kWakeLost);
         }
         forget(kArmed);
@@ -245,21 +239,17 @@ void __CFRunLoop::stop()
 bool __CFRunLoop::request(RunLoopRequest request)
 {
     note(static_cast<Notes>(request));
-    if (_process.isInherited()) {
-        return true;
-    }
     const int savedErrno = errno;
-    const bool isWritten = ::eventfd_write(_wakeEvent.get(), 1) == 0;
+    const bool isRaised = _wakeEvent.raise();
     errno = savedErrno;
-    return isWritten;
+    return isRaised;
 }
 
 void __CFRunLoop::drainWakeEvent()
 {
     if (!_process.isInherited()) {
-        eventfd_t count = 0;
-        // Nothing there is what is wanted; a closed descriptor is found by whoever writes.
-        static_cast<void>(::eventfd_read(_wakeEvent.get(), &count));
+        // Nothing there is what is wanted; a closed descriptor is found by whoever raises it.
+        static_cast<void>(_wakeEvent.clear());
         forget(kArmed);
     }
 }
@@ -446,7 +436,7 @@ void __CFRunLoop::end()
         mode->close();
     }
     if (hasNote(kWakeLost)) {
-        _wakeEvent.release(); // the number is nobody's now, or somebody else's
+        _wakeEvent.abandon();
     }
     // Else it stays for as long as anybody holds the loop: who requests something takes no lock.
 }

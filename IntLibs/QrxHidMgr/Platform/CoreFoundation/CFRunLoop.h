@@ -2,10 +2,10 @@
 
 /// A thread's run loop. Private to this folder.
 
-#include "Base/FileDescriptor.h"
+#include "Base/Deadline.h"
 #include "Base/ProcessMark.h"
+#include "Base/WakeEvent.h"
 #include "CFRunLoopSource.h"
-#include "Deadline.h"
 #include "DescriptorSet.h"
 #include "Object.h"
 #include "Reference.h"
@@ -60,7 +60,7 @@ struct __CFRunLoop : qrx::cf::Object {
 
     /// Throws std::system_error if the loop can wait no more: others have closed its descriptors, or this is a child
     /// that fork made.
-    SInt32 run(CFStringRef modeName, qrx::cf::Deadline deadline, bool returnAfterSourceHandled);
+    SInt32 run(CFStringRef modeName, qrx::platform::Deadline deadline, bool returnAfterSourceHandled);
     /// The thread ends.
     void end();
 
@@ -72,7 +72,7 @@ private:
         bool isStopped = false;
     };
     class RunScope;
-    using Lock = qrx::cf::ShortLock<qrx::cf::sm_RunLoopMutex>;
+    using Lock = qrx::platform::ShortLock<qrx::cf::sm_RunLoopMutex>;
 
     /// Bits of RunLoopRequest and those below: what a pass has to look at besides its sources. Mostly there is nothing,
     /// which a pass sees with one test.
@@ -122,11 +122,11 @@ private:
     bool fireIfStillDue(CFRunLoopSourceRef source, const qrx::cf::RunLoopMode& mode, Lock& lock);
     // What each report passes is one piece of code.
     [[gnu::always_inline]] static inline void fire(qrx::cf::Reference<CFRunLoopSourceRef> source, Lock& lock);
-    [[gnu::always_inline]] inline bool fireReported(qrx::cf::RunLoopMode& mode, qrx::cf::Deadline deadline,
+    [[gnu::always_inline]] inline bool fireReported(qrx::cf::RunLoopMode& mode, qrx::platform::Deadline deadline,
                                                     qrx::cf::DescriptorSet::Look look, Lock& lock);
 
     std::vector<std::unique_ptr<qrx::cf::RunLoopMode>> _modes; ///< the default mode first; never removed
-    qrx::platform::FileDescriptor _wakeEvent;                  ///< an eventfd, a member of every mode's descriptors
+    qrx::platform::WakeEvent _wakeEvent;                       ///< a member of every mode's descriptors
     const qrx::platform::ProcessMark _process;
     bool _ended = false;
     /// Requests come without the mutex; who makes one makes _wakeEvent readable after that.

@@ -134,7 +134,7 @@ void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source)
 {
     checked<__CFRunLoopSource>(source, "CFRunLoopSourceInvalidate");
     // The loops may hold the last references.
-    const auto alive = Reference<CFRunLoopSourceRef>::retaining(source);
+    const auto alive = Reference<CFRunLoopSourceRef>::retain(source);
     // One membership at a time, and the state is read anew for each: the cancel callback runs without the mutex and may
     // remove the source from other modes itself.
     for (;;) {
@@ -149,7 +149,7 @@ void CFRunLoopSourceInvalidate(CFRunLoopSourceRef source)
                 return;
             }
             // The loop is held for the callback, since its thread may end meanwhile.
-            loop = Reference<CFRunLoopRef>::retaining(source->_memberships.back().loop);
+            loop = Reference<CFRunLoopRef>::retain(source->_memberships.back().loop);
             mode = source->_memberships.back().mode;
             membersReference = loop->detach(*source, *mode);
         }

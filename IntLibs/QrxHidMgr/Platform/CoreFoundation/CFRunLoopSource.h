@@ -2,8 +2,8 @@
 
 /// A source of a run loop. Private to this folder.
 
+#include "Base/ShortMutex.h"
 #include "Object.h"
-#include "ShortMutex.h"
 
 #include <cstdint>
 #include <mutex>
@@ -16,7 +16,7 @@ class RunLoopMode;
 /// Guards what loops, modes and sources know of each other, for the whole process: one lock, since a source may be in
 /// many loops and a loop has many sources. It is held for a few instructions at a time and never while a callback runs
 /// or a thread waits.
-inline constinit ShortMutex sm_RunLoopMutex;
+inline constinit platform::ShortMutex sm_RunLoopMutex;
 
 } // namespace qrx::cf
 

@@ -7,7 +7,7 @@
 
 #include "CFString.h"
 
-#include "ShortMutex.h"
+#include "Base/ShortMutex.h"
 #include "StringEncoding.h"
 
 #include <array>
@@ -80,7 +80,7 @@ private:
         }
     }
 
-    ShortMutex _mutex;
+    qrx::platform::ShortMutex _mutex;
     std::array<CFStringRef, kUsualSlots> _usual{};
     std::span<CFStringRef> _slots = _usual;
     std::size_t _count = 0;

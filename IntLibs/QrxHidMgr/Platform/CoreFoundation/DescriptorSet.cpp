@@ -47,7 +47,7 @@ void DescriptorSet::unwatch(int watched, int descriptor)
     }
 }
 
-int DescriptorSet::waitUntil(Deadline deadline, std::span<epoll_event> room)
+int DescriptorSet::waitUntil(platform::Deadline deadline, std::span<epoll_event> room)
 {
     return _set.waitReady(room, deadline.remaining());
 }
@@ -64,7 +64,7 @@ void DescriptorSet::noteFailure()
 
 /// Looks again when members are left that were found, but not handed out. To epoll they have had their turn, so the new
 /// look may list them last; here they come first, in their earlier order, as far as they are still ready.
-void DescriptorSet::lookForOwed(Deadline deadline)
+void DescriptorSet::lookForOwed(platform::Deadline deadline)
 {
     const Found before = _found;
     const auto owed = std::span(before).first(_foundCount).subspan(_nextFound);

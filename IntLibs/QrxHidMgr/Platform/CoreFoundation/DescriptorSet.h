@@ -2,8 +2,8 @@
 
 /// A set of file descriptors that one thread waits for.
 
+#include "Base/Deadline.h"
 #include "Base/EpollSet.h"
-#include "Deadline.h"
 
 #include <array>
 #include <cstddef>
@@ -46,7 +46,7 @@ public:
     /// Looks for readable members until there are some, and reports the first: one system call. Nothing if the deadline
     /// passes first, or if a signal interrupts. What the last look has found and takeFound has not given is forgotten.
     /// Throws std::system_error if somebody else has closed the set's descriptor.
-    std::optional<std::uint64_t> wait(Deadline deadline, Look looks = Look::one)
+    std::optional<std::uint64_t> wait(platform::Deadline deadline, Look looks = Look::one)
     {
         if (_nextFound < _foundCount) [[unlikely]] {
             lookForOwed(deadline);
@@ -71,7 +71,7 @@ private:
     using Found = std::array<epoll_event, kMostFound>;
 
     static std::uint64_t tokenOf(const epoll_event& event) { return event.data.u64; }
-    void look(Deadline deadline, std::size_t most)
+    void look(platform::Deadline deadline, std::size_t most)
     {
         const auto room = std::span(_found).first(most);
         const int count = deadline.isNow() ? _set.findReady(room) : waitUntil(deadline, room);
@@ -82,8 +82,8 @@ private:
             noteFailure();
         }
     }
-    int waitUntil(Deadline deadline, std::span<epoll_event> room);
-    void lookForOwed(Deadline deadline);
+    int waitUntil(platform::Deadline deadline, std::span<epoll_event> room);
+    void lookForOwed(platform::Deadline deadline);
     /// By errno.
     void noteFailure();
 

@@ -12,7 +12,7 @@
 
 namespace qrx::cf {
 
-RunLoopMode::RunLoopMode(CFStringRef name, int wakeFd) : _name(Reference<CFStringRef>::retaining(name))
+RunLoopMode::RunLoopMode(CFStringRef name, int wakeFd) : _name(Reference<CFStringRef>::retain(name))
 {
     if (_descriptors.watch(wakeFd, kWakeToken) < 0) {
         throw std::system_error(errno, std::generic_category(), "a run loop cannot be woken");
@@ -119,7 +119,7 @@ std::vector<Reference<CFRunLoopSourceRef>> RunLoopMode::signalledVersion0() cons
     std::vector<Reference<CFRunLoopSourceRef>> due;
     for (CFRunLoopSourceRef source : _version0) {
         if (source->_signalled) {
-            due.push_back(Reference<CFRunLoopSourceRef>::retaining(source));
+            due.push_back(Reference<CFRunLoopSourceRef>::retain(source));
         }
     }
     return due;
@@ -127,7 +127,7 @@ std::vector<Reference<CFRunLoopSourceRef>> RunLoopMode::signalledVersion0() cons
 
 Reference<CFRunLoopSourceRef> RunLoopMode::takeSignalled()
 {
-    auto source = Reference<CFRunLoopSourceRef>::retaining(_signalled.front());
+    auto source = Reference<CFRunLoopSourceRef>::retain(_signalled.front());
     source->clearSignal();
     _servedSignalLast = true;
     return source;

@@ -61,7 +61,7 @@ public:
         if (index >= _slots.size() || _slots[index].source == nullptr || _slots[index].generation != token >> 32) {
             return {};
         }
-        auto source = Reference<CFRunLoopSourceRef>::retaining(_slots[index].source);
+        auto source = Reference<CFRunLoopSourceRef>::retain(_slots[index].source);
         source->clearSignal();
         _servedSignalLast = false;
         return source;
@@ -70,7 +70,7 @@ public:
     // On the loop's thread, with the mutex or without it; wait is for a time without it. As those of DescriptorSet.
 
     std::optional<std::uint64_t> takeFound() { return _descriptors.takeFound(); }
-    std::optional<std::uint64_t> wait(Deadline deadline, DescriptorSet::Look look)
+    std::optional<std::uint64_t> wait(platform::Deadline deadline, DescriptorSet::Look look)
     {
         return _descriptors.wait(deadline, look);
     }

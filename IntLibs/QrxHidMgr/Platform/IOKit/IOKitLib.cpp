@@ -3,7 +3,7 @@
 // "nothing", and most calls accept it without an error.
 
 #include "CoreFoundation/CFDictionaryShape.h"
-#include "IOKit/registry/CFRef.h"
+#include "CoreFoundation/CFRef.h"
 #include "IOKit/registry/Matching.h"
 #include "IOKit/registry/NotificationPort.h"
 #include "IOKit/registry/Registry.h"
@@ -21,6 +21,7 @@
 #include <utility>
 
 using namespace qrx::iokit;
+using qrx::CFRef;
 
 mach_port_t bootstrap_port = MACH_PORT_NULL;
 const mach_port_t kIOMasterPortDefault = MACH_PORT_NULL;

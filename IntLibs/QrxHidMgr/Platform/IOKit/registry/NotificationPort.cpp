@@ -19,7 +19,7 @@
 #include <system_error>
 #include <utility>
 
-using qrx::iokit::CFRef;
+using qrx::CFRef;
 using qrx::iokit::Registry;
 using qrx::iokit::RegistryEntry;
 using qrx::iokit::registryLock;

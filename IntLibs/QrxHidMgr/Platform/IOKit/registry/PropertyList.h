@@ -1,6 +1,6 @@
 #pragma once
 
-#include "CFRef.h"
+#include "CoreFoundation/CFRef.h"
 
 #include <CoreFoundation/CoreFoundation.h>
 

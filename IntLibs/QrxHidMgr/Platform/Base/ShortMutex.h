@@ -4,7 +4,7 @@
 
 #include <atomic>
 
-namespace qrx::cf {
+namespace qrx::platform {
 
 /// Uncontended, it takes and gives back within the caller's code, which is a tenth of the instructions of std::mutex
 /// (6 against 57 for both; a report passes five such sections). A thread that meets another one inside sleeps.
@@ -75,4 +75,4 @@ private:
     bool _isHeld = false;
 };
 
-} // namespace qrx::cf
+} // namespace qrx::platform

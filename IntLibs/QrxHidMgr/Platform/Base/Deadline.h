@@ -7,7 +7,7 @@
 #include <cmath>
 #include <optional>
 
-namespace qrx::cf {
+namespace qrx::platform {
 
 class Deadline {
 public:
@@ -55,4 +55,4 @@ private:
     Clock::time_point _at;
 };
 
-} // namespace qrx::cf
+} // namespace qrx::platform

@@ -1,4 +1,4 @@
-#include "CoreFoundation/Deadline.h"
+#include "Base/Deadline.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 
 namespace {
 
-using qrx::cf::Deadline;
+using qrx::platform::Deadline;
 using std::chrono::nanoseconds;
 
 TEST(Deadline, OfNoTimeHasPassedAndLeavesNothing)

@@ -4,10 +4,22 @@
 
 #include <utility>
 
-namespace qrx::iokit {
+namespace qrx {
 
-/// One reference on a property object, given back at the end. T is a CF reference type.
-template <typename T>
+/// Counts by the published functions, which end the process for what is no object. Null is nothing.
+struct PublishedCounting {
+    static void retain(CFTypeRef object)
+    {
+        if (object != nullptr) {
+            CFRetain(object);
+        }
+    }
+    static void release(CFTypeRef object) { CFRelease(object); }
+};
+
+/// One reference on a property object, given back at the end of the scope, also when a callback throws. T is a CF
+/// reference type, Counting how its references are counted.
+template <class T, class Counting = PublishedCounting>
 class CFRef {
 public:
     CFRef() = default;
@@ -21,7 +33,7 @@ public:
     ~CFRef()
     {
         if (_object != nullptr) {
-            CFRelease(_object);
+            Counting::release(_object);
         }
     }
 
@@ -30,13 +42,12 @@ public:
     /// Takes a reference of its own: for what a Get function lent.
     static CFRef retain(T object)
     {
-        if (object != nullptr) {
-            CFRetain(object);
-        }
+        Counting::retain(object);
         return CFRef(object);
     }
 
     T get() const { return _object; }
+    T operator->() const { return _object; }
     explicit operator bool() const { return _object != nullptr; }
     /// Gives the reference to the caller.
     T leave() { return std::exchange(_object, nullptr); }
@@ -47,4 +58,4 @@ private:
     T _object = nullptr;
 };
 
-} // namespace qrx::iokit
+} // namespace qrx
