@@ -45,9 +45,10 @@ std::string convertedText(CFStringRef string)
     // Deliberate: one byte for each UTF-16 unit. A text that needs more in UTF-8 does not fit and reads as "".
     std::string buffer(static_cast<std::size_t>(length) + 1, '\0');
     CFStringGetCString(string, buffer.data(), length + 1, kCFStringEncodingUTF8);
-    // By way of the terminator: a conversion that did not fit leaves an empty text, and a text with a zero inside ends
+    // Up to the terminator: a conversion that did not fit leaves an empty text, and a text with a zero inside ends
     // there, as it would for any C caller.
-    return buffer.c_str();
+    buffer.resize(buffer.find('\0'));
+    return buffer;
 }
 
 /// Calls `take` with each dictionary of the array under `arrayKey` that has a number under `key`, first to last, until
