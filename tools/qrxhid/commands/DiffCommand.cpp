@@ -1,3 +1,6 @@
+// Both sides become recordings, and these become lines part by part, which are compared as texts. So what is shown of a
+// field is also what two fields differ by, and a live device can be compared with a recording of it.
+
 #include "commands/DiffCommand.h"
 
 #include "UsageError.h"
@@ -29,6 +32,8 @@ struct Part {
 std::optional<QrxRecording> readSide(const std::string& word)
 {
     std::error_code unreadable;
+    // A file of that name comes first: it may be called like a device. What has neither ":" nor "#" can only be a file,
+    // so that a mistyped name is told as a file that is not there.
     if (word == "-" || std::filesystem::exists(word, unreadable) || word.find_first_of(":#") == std::string::npos) {
         ExitStatus status = kSuccess;
         std::vector<RecordedDevice> recorded = readRecordings({word}, status);
@@ -53,6 +58,7 @@ Part identityOf(const QrxRecording& device)
 
 void addElements(std::vector<std::string>& lines, const std::vector<ElementOutline>& elements)
 {
+    // Each line names its page: a line may stand alone among the differences.
     constexpr std::uint32_t kNoPage = 0;
     for (const ElementOutline& element : elements) {
         if (element.field) {
@@ -68,6 +74,7 @@ void addElements(std::vector<std::string>& lines, const std::vector<ElementOutli
 
 Part interfaceOf(const QrxRecordedInterface& interface)
 {
+    // By the layout and not by the bytes: two descriptors that mean the same are no difference to an application.
     const QrxReportLayout layout(interface.getReportDescriptor().data(), interface.getReportDescriptor().size());
     const InterfaceOutline outline = outlineOf(layout, interface.getNumber());
     Part part{"interface " + std::to_string(interface.getNumber()), {"name \"" + interface.getName() + "\""}};
@@ -152,6 +159,7 @@ ExitStatus DiffCommand::run(std::ostream& out)
 {
     const std::optional<QrxRecording> before = readSide(_sides.front());
     const std::optional<QrxRecording> after = readSide(_sides.back());
+    // What could not be read was told; that the sides differ would be a guess.
     if (!before || !after) {
         return kBadRecording;
     }

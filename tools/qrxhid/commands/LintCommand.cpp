@@ -80,6 +80,7 @@ ExitStatus LintCommand::run(std::ostream& out)
     ExitStatus status = found.status;
     for (const InterfaceDescriptor& descriptor : found.descriptors) {
         std::vector<LintFinding> findings = lint(descriptor.bytes);
+        // Notes are left out of the status, so that a descriptor may be held to "no findings" without them.
         const bool isClean = std::ranges::all_of(
             findings, [](const LintFinding& finding) { return finding.severity == Severity::note; });
         if (!_showsNotes) {
@@ -90,6 +91,7 @@ ExitStatus LintCommand::run(std::ostream& out)
         } else if (!findings.empty()) {
             writeFindings(out, descriptor, findings, terminal);
         }
+        // Of several descriptors the worst decides, and a file that could not be read is worse than a finding.
         status = std::max(status, isClean ? kSuccess : kFailure);
     }
     if (_isJson) {

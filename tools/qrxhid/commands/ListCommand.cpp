@@ -1,3 +1,6 @@
+// What is listed needs no right: nothing is opened. So the numbers, places and nodes can be looked up before asking for
+// access.
+
 #include "commands/ListCommand.h"
 
 #include "devices/DeviceSession.h"
@@ -80,6 +83,7 @@ ExitStatus ListCommand::run(std::ostream& out)
     if (_isJson) {
         out << jsonText(document, true);
     }
+    // An empty list is an answer and no failure, but the usual reason is that something is in the way.
     if (devices.empty() && !session.isRecorded()) {
         notice("there is no HID device; qrxhid doctor tells why one that is plugged in is not here");
     }

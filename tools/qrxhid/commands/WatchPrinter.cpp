@@ -23,6 +23,7 @@ std::uint32_t reportIDOf(const QrxHIDDevice& device, const std::vector<std::uint
     if (bytes.empty()) {
         return 0;
     }
+    // By the device's reports and not by the first byte, which is data where reports are not numbered.
     for (unsigned int i = 0; i < device.getReportCount(); ++i) {
         const mis::swizzler<QrxHIDReport> report = device.getReportAtIndex(i);
         if (report->getInterfaceNumber() == interfaceNumber && report->getReportID() != 0) {
@@ -81,6 +82,7 @@ void WatchPrinter::writeReport(unsigned int number, const QrxHIDDevice& device, 
     if (!_style.isRaw) {
         values = QrxDecodeReport(device, kInputReport, bytes.data(), bytes.size(), interfaceNumber);
     }
+    // A filter for each device: two of a kind have the same reports and different values.
     if (_style.onlyChanges) {
         values = _filters[number].changes(interfaceNumber, reportID, values);
     }

@@ -1,3 +1,6 @@
+// Items one by one, as they are written: no item is judged or joined with others, so that what a descriptor says can be
+// compared with what is made of it.
+
 #include "descriptor/ItemText.h"
 
 #include "text/TextFormat.h"
@@ -47,6 +50,7 @@ std::string flagsText(std::uint32_t flags)
 
 std::string collectionText(std::uint32_t type)
 {
+    // 0x80 to 0xff are the vendor's.
     return type < kCollections.size() ? kCollections[type] : hexText(type, 2);
 }
 
@@ -89,6 +93,7 @@ private:
             return usagePageName(_page);
         case tag::kLogicalMinimum:
         case tag::kPhysicalMinimum:
+            // One minimum for both kinds: a maximum is read by the minimum that was written last, mostly just before.
             _minimum = item.signedData();
             return std::to_string(_minimum);
         case tag::kLogicalMaximum:
@@ -144,6 +149,7 @@ std::vector<ItemText> itemTexts(std::span<const std::uint8_t> descriptor)
     for (auto outcome = items.next(item); outcome != ItemReader::Outcome::end; outcome = items.next(item)) {
         const bool isCut = outcome == ItemReader::Outcome::truncated;
         const bool isMain = !isCut && item.type == ItemType::main;
+        // The end of a collection stands as far left as its beginning; an end too many does not go beyond the margin.
         depth -= isMain && item.tag == tag::kEndCollection && depth > 0 ? 1 : 0;
         texts.push_back({item.offset, {}, depth, item.name(), isCut ? "cut off by the end" : reader.meaningOf(item)});
         depth += isMain && item.tag == tag::kCollection ? 1 : 0;

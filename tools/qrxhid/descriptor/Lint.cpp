@@ -1,3 +1,6 @@
+// Two sources of findings: the parser, which knows what breaks the rules of HID, and the rules on systems, which know
+// what is legal and yet read differently. A fault that both know is told by the latter.
+
 #include "descriptor/Lint.h"
 
 #include "descriptor/SystemRules.h"
@@ -52,6 +55,7 @@ LintFinding findingOf(const Diagnosis& diagnosis)
             finding.advice = remark.advice;
         }
     }
+    // macOS takes no descriptor with an error, whichever it is; some remarks say so already.
     if (diagnosis.isError && finding.reason.find("refuses") == std::string::npos) {
         finding.reason += std::string("; ") + kRefusedByMac;
     }
@@ -92,6 +96,7 @@ std::vector<LintFinding> lint(std::span<const std::uint8_t> descriptor)
             findings.push_back(findingOf(diagnosis));
         }
     }
+    // By place, as one reads a descriptor; at one place what systems do comes before what the parser says.
     std::ranges::stable_sort(findings, {}, &LintFinding::offset);
     return findings;
 }

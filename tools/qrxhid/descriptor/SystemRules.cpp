@@ -37,6 +37,7 @@ void SystemRules::add(Severity severity, const Item& item, const char* reason, c
 
 std::vector<LintFinding> SystemRules::check(std::span<const std::uint8_t> descriptor)
 {
+    // A truncated item ends the walk without a word: the parser tells of it.
     ItemReader items(descriptor);
     Item item;
     while (items.next(item) == ItemReader::Outcome::item) {
@@ -111,6 +112,7 @@ void SystemRules::takeGlobal(const Item& item)
 // By the letter of HID 1.11 data is signed in its own width: one byte 0xFF is -1.
 void SystemRules::checkMaximum(const Item& item, std::optional<std::int32_t> minimum)
 {
+    // A minimum below 0 makes the field signed for everybody, so all systems agree on the maximum.
     if (!minimum || *minimum < 0 || item.signedData() >= *minimum) {
         return;
     }
@@ -130,6 +132,7 @@ void SystemRules::takeLocal(const Item& item)
     const bool isExtended = item.dataBytes == kExtendedBytes;
     switch (item.tag) {
     case tag::kUsage:
+        // With the page that is in force here: systems differ in whether they join that one or the main item's.
         _usages.push_back({item.offset, item.data, item.data, _globals.page, isExtended, false});
         break;
     case tag::kUsageMinimum:
@@ -146,6 +149,7 @@ void SystemRules::takeLocal(const Item& item)
         _hasStringRange = true;
         break;
     case tag::kDelimiter:
+        // 1 opens a set of alternatives; the item that closes it needs no second finding.
         if (item.data == 1) {
             add(Severity::warning, item,
                 "macOS counts alternatives as further usages, which shifts those of all following bits; Linux and "
@@ -164,11 +168,13 @@ void SystemRules::takeMain(const Item& item)
         checkCollection(item);
         return;
     }
+    // End Collection has nothing that systems could read differently.
     const bool isField = item.tag == tag::kInput || item.tag == tag::kOutput || item.tag == tag::kFeature;
     if (!isField) {
         return;
     }
     checkPages(item);
+    // Of constant fields only their usages are read, and only by some.
     if ((item.data & kConstant) != 0) {
         const bool isUndefined = !_usages.empty() && std::ranges::all_of(_usages, [](const Usage& usage) {
             return usage.first == 0 && usage.last == 0;
@@ -211,6 +217,7 @@ void SystemRules::checkCollection(const Item& item)
             "write a usage before the collection");
         return;
     }
+    // Of several usages of a collection every system takes the first.
     const Usage& usage = _usages.front();
     if (usage.isExtended && usage.first >> kPageShift != _globals.page) {
         add(Severity::warning, item,
@@ -247,6 +254,7 @@ void SystemRules::checkVariable(const Item& item)
     for (const Usage& usage : _usages) {
         usages += usage.count();
     }
+    // Without usages the item is padding; with enough of them nothing is left to be shared out.
     if (usages == 0 || usages >= _globals.count) {
         return;
     }
@@ -258,6 +266,7 @@ void SystemRules::checkVariable(const Item& item)
             "give the item as many usages as values, and what is left over an item of its own");
         return;
     }
+    // One Usage item at the end is the usual way to name the rest, and all systems read it alike unless it repeats one.
     const auto sameAsLast = [&last](const Usage& usage) {
         return usage.first == last.first && usage.page == last.page;
     };

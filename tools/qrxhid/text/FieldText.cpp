@@ -24,6 +24,7 @@ std::string kindText(const FieldOutline& field)
 
 std::string placeText(const FieldOutline& field)
 {
+    // More usages than values: macOS numbers these too.
     if (!field.bitOffset) {
         return "no place";
     }
@@ -66,6 +67,7 @@ std::string usagesText(const FieldOutline& field, std::uint32_t pageAround)
     if (field.usages.empty()) {
         return "no usage";
     }
+    // A few spans tell what the field is; vendors declare hundreds.
     constexpr std::size_t kShownSpans = 4;
     std::string text;
     std::uint32_t page = pageAround;
@@ -74,6 +76,7 @@ std::string usagesText(const FieldOutline& field, std::uint32_t pageAround)
         page = field.usages[i].page;
     }
     text += field.usages.size() > kShownSpans ? ", ..." : "";
+    // An array has more usages than places, so their number is told apart.
     return field.isArray ? text + " (" + std::to_string(field.usageCount()) + ")" : text;
 }
 

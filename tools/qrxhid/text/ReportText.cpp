@@ -39,6 +39,7 @@ std::string measureText(const QrxReportValues& values, std::size_t index)
     const bool isPlain = field.getPhysicalMinimum() == field.getLogicalMinimum() &&
                          field.getPhysicalMaximum() == field.getLogicalMaximum() && field.getUnitExponent() == 0;
     const std::string unit = unitText(field.getUnit(), 0);
+    // A usage that is shown and a value that says "none" measure nothing.
     if (values.isArraySelection(index) || values.isNull(index) || (isPlain && unit.empty())) {
         return {};
     }
@@ -73,6 +74,7 @@ nlohmann::ordered_json valuesJson(const QrxReportValues& values)
 void writeValues(std::ostream& out, const std::vector<QrxDecodedValue>& values, const char* indent)
 {
     for (std::size_t i = 0; i < values.size(); ++i) {
+        // The name only where it changes, and the values of one field behind it.
         if (i == 0 || !isOfOneField(values[i - 1], values[i])) {
             out << (i == 0 ? "" : "\n") << indent << usageText(values[i].getUsagePage(), values[i].getUsage()) << " =";
         }
