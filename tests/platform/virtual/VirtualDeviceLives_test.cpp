@@ -5,6 +5,8 @@
 
 #include "RecordingRegistry.h"
 
+#include <poll.h>
+
 #include <gtest/gtest.h>
 
 #include <array>
@@ -136,6 +138,24 @@ TEST_F(VirtualDeviceLives, TheRoomOfOneInterfaceIsNotThatOfAnother)
     EXPECT_EQ(1u, first->possibleLosses());
     EXPECT_EQ(0u, second->possibleLosses());
     EXPECT_EQ(0u, another->possibleLosses());
+}
+
+TEST_F(VirtualDeviceLives, TheDescriptorIsNextAfterTheLastReportOfAFetch)
+{
+    _device.plug();
+    const auto channel = opened(0);
+    _device.sendInputReport(1, {1});
+    _device.sendInputReport(1, {2});
+    EXPECT_EQ(HIDChannel::Next::report, next(*channel));
+    EXPECT_FALSE(channel->isDescriptorNext());
+    _device.sendInputReport(1, {3});
+    EXPECT_EQ(HIDChannel::Next::report, next(*channel));
+    EXPECT_TRUE(channel->isDescriptorNext());
+    pollfd poll{channel->descriptor(), POLLIN, 0};
+    EXPECT_EQ(1, ::poll(&poll, 1, 0)) << "the descriptor announces what came after the fetch";
+    EXPECT_EQ(HIDChannel::Next::report, next(*channel));
+    EXPECT_EQ(HIDChannel::Next::empty, next(*channel));
+    EXPECT_FALSE(channel->isDescriptorNext());
 }
 
 TEST_F(VirtualDeviceLives, TheLastReportIsKeptByInterfaceTypeAndNumber)

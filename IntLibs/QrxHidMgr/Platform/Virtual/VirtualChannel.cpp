@@ -55,6 +55,8 @@ HIDChannel::Next VirtualChannel::takeReport(std::span<const std::uint8_t>& repor
     if (fetched) {
         _device->roomMade();
     }
+    // What comes after a fetch makes the event descriptor readable again.
+    setDescriptorNext(next == Next::report && !_queue->hasFetchedReports());
     return next;
 }
 

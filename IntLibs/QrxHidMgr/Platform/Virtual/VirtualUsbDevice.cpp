@@ -170,6 +170,7 @@ void VirtualUsbDevice::setRoomListener(const void* owner, RoomListener listener)
     } else {
         _roomListeners.erase(owner);
     }
+    _hasRoomListeners.store(!_roomListeners.empty(), std::memory_order_relaxed);
 }
 
 Status VirtualUsbDevice::openQueue(std::uint64_t plugging, int interfaceNumber, std::shared_ptr<ReportQueue>& queue)
@@ -259,6 +260,9 @@ Status VirtualUsbDevice::answerRequest(std::uint64_t plugging, int interfaceNumb
 
 void VirtualUsbDevice::roomMade()
 {
+    if (!_hasRoomListeners.load(std::memory_order_relaxed)) {
+        return;
+    }
     std::unique_lock lock(_mutex);
     // A listener may remove itself and others while it is called, so the next one is looked up anew each time. The
     // order by owner makes sure that each is called at most once.

@@ -2,6 +2,7 @@
 
 #include "Provider/Provider.h"
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -130,6 +131,9 @@ private:
     std::shared_ptr<const ReportRequestHandler> _reportRequestHandler;
     std::map<const void*, std::shared_ptr<const RoomListener>> _roomListeners;
     std::shared_ptr<DeviceBehaviour> _behaviour;
+    /// Read without the lock, for each report that is fetched. Whoever listens does so before it finds a queue full,
+    /// and the queue's own lock orders that before the fetch.
+    std::atomic<bool> _hasRoomListeners{false};
     std::vector<SentReport> _sentReports;
     std::map<ReportName, std::vector<std::uint8_t>> _lastReports;
 };
