@@ -6,6 +6,16 @@
 
 #include <time.h>
 
+namespace {
+
+/// A report carries these, so that no table has to be shared between threads.
+struct Stamp {
+    std::int64_t moment;
+    std::int64_t senderNs; ///< for how long the sender has had the processor so far
+};
+
+} // namespace
+
 std::int64_t Flow::now()
 {
     // The monotonic clock of the guest, which is the same for all its threads.
@@ -14,26 +24,37 @@ std::int64_t Flow::now()
     return std::int64_t{now.tv_sec} * 1'000'000'000 + now.tv_nsec;
 }
 
-// A report carries the moment of its sending, so that no table of moments has to be shared between threads.
-std::vector<std::uint8_t> Flow::stampedReport()
+std::vector<std::uint8_t> Flow::stampedReport() const
 {
     std::vector<std::uint8_t> report(kBytes);
     const std::int64_t moment = now();
-    std::memcpy(report.data(), &moment, sizeof moment);
+    const Stamp stamp{moment, senderTime(moment)};
+    std::memcpy(report.data(), &stamp, sizeof stamp);
     return report;
 }
 
 void Flow::take(const std::uint8_t* bytes)
 {
-    std::int64_t sent = 0;
-    std::memcpy(&sent, bytes, sizeof sent);
-    _delays.push_back(now() - sent);
+    Stamp stamp{};
+    std::memcpy(&stamp, bytes, sizeof stamp);
+    const std::int64_t delay = now() - stamp.moment;
+    _delays.all.push_back(delay);
+    _delays.withoutSender.push_back(delay - (_senderNs.load(std::memory_order_relaxed) - stamp.senderNs));
 }
 
-std::vector<std::int64_t> Flow::takeDelays()
+void Flow::expect(std::size_t count)
 {
-    std::vector<std::int64_t> delays = std::exchange(_delays, {});
+    for (std::vector<std::int64_t>* delays : {&_delays.all, &_delays.withoutSender}) {
+        delays->resize(count);
+        delays->clear();
+    }
+}
+
+Flow::Delays Flow::takeDelays()
+{
+    Delays delays = std::exchange(_delays, {});
     // Sorted for percentiles; their order in time is of no interest.
-    std::ranges::sort(delays);
+    std::ranges::sort(delays.all);
+    std::ranges::sort(delays.withoutSender);
     return delays;
 }

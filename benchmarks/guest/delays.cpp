@@ -1,10 +1,10 @@
 // How long reports take to their receiver while many devices send: delays DEVICES REPORTS
 //
 // Another thread sends REPORTS reports, at 50,000 and at 100,000 reports a second of the guest's clock, once to the
-// library and once to a loop of poll and read. Devices know nothing of each other, so which one sends and when is
-// chance: the times between reports are distributed exponentially, and the same in each run. The sender goes before the
-// receiver, since a device does not wait for its receiver either. A line each: "figure delay READER RATE P50 P99 P999",
-// in nanoseconds.
+// library, to a loop of epoll and read, and to one of poll and read. Devices know nothing of each other, so which one
+// sends and when is chance: the times between reports are distributed exponentially, and the same in each run. The
+// sender goes before the receiver, since a device does not wait for its receiver either. Two lines each, "figure delay
+// READER RATE P50 P99 P999" and "figure delay_without_sender" of the same form, in nanoseconds.
 
 #include "Flow.h"
 
@@ -40,6 +40,14 @@ void takePrecedence()
     }
 }
 
+/// The sender lets the receiver have the processor until the moment.
+void pause(Flow& flow, std::int64_t now, std::int64_t moment)
+{
+    flow.senderEnds(now);
+    sleepUntil(moment);
+    flow.senderBegins(moment);
+}
+
 /// A sender that is late does not wait, so that it keeps the rate.
 void sendAll(Flow& flow, std::size_t devices, std::size_t count, double meanNs)
 {
@@ -48,30 +56,40 @@ void sendAll(Flow& flow, std::size_t devices, std::size_t count, double meanNs)
     std::exponential_distribution<double> gap(1 / meanNs);
     std::uniform_int_distribution<std::size_t> device(0, devices - 1);
     auto due = static_cast<double>(Flow::now());
+    flow.senderBegins(static_cast<std::int64_t>(due));
     for (std::size_t number = 0; number < count; ++number) {
         due += gap(chance);
-        if (static_cast<double>(Flow::now()) < due) {
-            sleepUntil(static_cast<std::int64_t>(due));
+        if (const std::int64_t now = Flow::now(); static_cast<double>(now) < due) {
+            pause(flow, now, static_cast<std::int64_t>(due));
         }
         const std::size_t sending = device(chance);
         while (!flow.send(sending)) {
-            sleepUntil(Flow::now() + static_cast<std::int64_t>(meanNs));
+            const std::int64_t now = Flow::now();
+            pause(flow, now, now + static_cast<std::int64_t>(meanNs));
         }
     }
+    flow.senderEnds(Flow::now());
+}
+
+void print(const char* figure, const char* name, std::int64_t rate, const std::vector<std::int64_t>& delays)
+{
+    const auto share = [&](std::size_t perMille) {
+        return static_cast<long long>(delays[delays.size() * perMille / 1000]);
+    };
+    std::printf("figure %s %s %lld %lld %lld %lld\n", figure, name, static_cast<long long>(rate), share(500),
+                share(990), share(999));
 }
 
 void measure(const char* name, Flow& flow, std::size_t devices, std::size_t count)
 {
     for (const std::int64_t rate : {50'000, 100'000}) {
+        flow.expect(count);
         std::thread sender([&] { sendAll(flow, devices, count, static_cast<double>(kNsPerSecond / rate)); });
         flow.receive(count);
         sender.join();
-        const auto delays = flow.takeDelays();
-        const auto share = [&](std::size_t perMille) {
-            return static_cast<long long>(delays[delays.size() * perMille / 1000]);
-        };
-        std::printf("figure delay %s %lld %lld %lld %lld\n", name, static_cast<long long>(rate), share(500), share(990),
-                    share(999));
+        const Flow::Delays delays = flow.takeDelays();
+        print("delay", name, rate, delays.all);
+        print("delay_without_sender", name, rate, delays.withoutSender);
     }
 }
 
@@ -87,6 +105,7 @@ int main(int argc, char** argv)
     const std::size_t reports = std::strtoul(argv[2], nullptr, 10);
     try {
         measure("library", *makeLibraryFlow(devices), devices, reports);
+        measure("epoll", *makeEpollFlow(devices), devices, reports);
         measure("poll", *makePollFlow(devices), devices, reports);
     } catch (const std::exception& reason) {
         std::fprintf(stderr, "delays: %s\n", reason.what());
