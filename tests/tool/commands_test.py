@@ -154,6 +154,13 @@ class List(ToolTest):
         self.assertEqual("qrxhid: there is no HID device; qrxhid doctor tells why one that is plugged in is not here\n"
                          if outcome.out == "" else "", outcome.err)
 
+    def test_a_command_for_one_device_says_where_to_go_without_any(self):
+        if run("list").out != "":
+            self.skipTest("this machine has HID devices")
+        for command in ("get", "page"):
+            self.assertEqual("qrxhid: there is no HID device; qrxhid doctor tells why one that is plugged in is not "
+                             "here\n", self.refuse(1, command))
+
     def test_an_unknown_device_is_told_with_what_is_there(self):
         expected = "qrxhid: no device is dead:*; there are:\n  #1  1209:0002  Qrx Demo Wheel Mouse\n"
         for command in ("list", "tree", "dump", "watch"):

@@ -85,7 +85,7 @@ ExitStatus ListCommand::run(std::ostream& out)
     }
     // An empty list is an answer and no failure, but the usual reason is that something is in the way.
     if (devices.empty() && !session.isRecorded()) {
-        notice("there is no HID device; qrxhid doctor tells why one that is plugged in is not here");
+        notice(kNoDeviceText);
     }
     return session.status();
 }

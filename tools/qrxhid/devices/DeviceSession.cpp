@@ -179,6 +179,9 @@ std::vector<PresentDevice> DeviceSession::devices() const
 PresentDevice DeviceSession::onlyDevice(const std::string& command, const std::string& reason) const
 {
     const std::vector<PresentDevice> found = devices();
+    if (found.empty() && !_isRecorded) {
+        notice(kNoDeviceText);
+    }
     if (found.size() < 2) {
         return found.empty() ? PresentDevice{} : found.front();
     }

@@ -22,6 +22,10 @@ namespace qrxhid {
 
 using DeviceHandle = mis::swizzler<QrxHIDDevice>;
 
+/// What a person is told where the machine has no device.
+constexpr const char* kNoDeviceText =
+    "there is no HID device; qrxhid doctor tells why one that is plugged in is not here";
+
 /// No device is what the command line chooses; what() says so, present() lists what is there, one line each.
 class UnknownDevice : public std::runtime_error {
 public:
@@ -88,8 +92,8 @@ public:
     std::vector<PresentDevice> devices() const;
 
     /// The one device that is chosen. Throws UsageError, which lists them with the words that tell them apart, if there
-    /// are several; an empty handle if there is none. `command` is the one to try again, `reason` says why it must be
-    /// one.
+    /// are several; an empty handle if there is none, which has been told. `command` is the one to try again, `reason`
+    /// says why it must be one.
     PresentDevice onlyDevice(const std::string& command, const std::string& reason) const;
 
     /// From now on arrivals and removals happen (inside the run loop), and arrivals of chosen devices call `handler`.
