@@ -14,7 +14,6 @@
 #include "text/TextFormat.h"
 #include "text/UsageNames.h"
 
-#include <filesystem>
 #include <iostream>
 #include <optional>
 
@@ -31,10 +30,7 @@ struct Part {
 /// A recording, or a device as a recording without input; nothing if it cannot be read, which has been told.
 std::optional<QrxRecording> readSide(const std::string& word)
 {
-    std::error_code unreadable;
-    // A file of that name comes first: it may be called like a device. What has neither ":" nor "#" can only be a file,
-    // so that a mistyped name is told as a file that is not there.
-    if (word == "-" || std::filesystem::exists(word, unreadable) || word.find_first_of(":#") == std::string::npos) {
+    if (DeviceChoice::isRecording(word)) {
         ExitStatus status = kSuccess;
         std::vector<RecordedDevice> recorded = readRecordings({word}, status);
         return recorded.empty() ? std::nullopt : std::optional(std::move(recorded.front().recording));

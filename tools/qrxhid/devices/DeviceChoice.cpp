@@ -1,5 +1,7 @@
 #include "devices/DeviceChoice.h"
 
+#include <filesystem>
+
 namespace qrxhid {
 
 void DeviceChoice::declareOptions(CLI::App& app)
@@ -8,6 +10,14 @@ void DeviceChoice::declareOptions(CLI::App& app)
                    "Work on recorded devices (text of hid-recorder) instead of the real ones; - reads standard input")
         ->type_name("FILE");
     _filter.declareOptions(app);
+}
+
+bool DeviceChoice::isRecording(const std::string& word)
+{
+    std::error_code unreadable;
+    // A file of that name comes first: it may be called like a device. What has neither ":" nor "#" can only be a file,
+    // so that a mistyped name is told as a file that is not there.
+    return word == "-" || std::filesystem::exists(word, unreadable) || word.find_first_of(":#") == std::string::npos;
 }
 
 } // namespace qrxhid

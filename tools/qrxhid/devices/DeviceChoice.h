@@ -25,6 +25,9 @@ public:
     /// As if the command line had named this device without an option. Throws UsageError.
     void chooseDevice(const std::string& word) { _filter.checkOptions({&word, 1}); }
 
+    /// Whether a word without an option names a recording: there is such a file, or it names no device.
+    static bool isRecording(const std::string& word);
+
     /// Files; none means the real devices.
     const std::vector<std::string>& recordings() const { return _recordings; }
     bool hasRecordings() const { return !_recordings.empty(); }
