@@ -37,7 +37,7 @@ class Manual(ToolTest):
         found = dict(re.findall(r"^\.B qrxhid (\w+)(.*?)(?=^\.br)", section("SYNOPSIS"), re.M | re.S))
         for command in self.commands:
             text = self.succeed(command, "--help").split("\nOptions:\n")[1].split("\n\n")[0]
-            offered = set(re.findall(r"^  (?:-h,)?(--[a-z-]+)", text, re.M)) - {"--help"}
+            offered = set(re.findall(r"^  (?:-[ho],)?(--[a-z-]+)", text, re.M)) - {"--help"}
             named = set(re.findall(OPTION, found[command]))
             if "CHOICE" in found[command]:
                 named |= choice - ({"--recording"} if command == "doctor" else set())

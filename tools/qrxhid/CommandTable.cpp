@@ -10,6 +10,7 @@
 #include "commands/GetCommand.h"
 #include "commands/LintCommand.h"
 #include "commands/ListCommand.h"
+#include "commands/PageCommand.h"
 #include "commands/RecordCommand.h"
 #include "commands/ReplayCommand.h"
 #include "commands/RuleCommand.h"
@@ -31,11 +32,11 @@ constexpr CommandRow rowOf()
 }
 
 constexpr CommandRow kCommands[] = {
-    rowOf<ListCommand>(),  rowOf<TreeCommand>(),   rowOf<DumpCommand>(),   rowOf<DescriptorCommand>(),
-    rowOf<LintCommand>(),  rowOf<DecodeCommand>(), rowOf<EncodeCommand>(), rowOf<DiffCommand>(),
-    rowOf<WatchCommand>(), rowOf<TopCommand>(),    rowOf<RecordCommand>(), rowOf<ReplayCommand>(),
-    rowOf<SendCommand>(),  rowOf<GetCommand>(),    rowOf<DoctorCommand>(), rowOf<RuleCommand>(),
-    rowOf<DemoCommand>(),
+    rowOf<ListCommand>(),   rowOf<TreeCommand>(),   rowOf<DumpCommand>(),   rowOf<DescriptorCommand>(),
+    rowOf<LintCommand>(),   rowOf<DecodeCommand>(), rowOf<EncodeCommand>(), rowOf<DiffCommand>(),
+    rowOf<PageCommand>(),   rowOf<WatchCommand>(),  rowOf<TopCommand>(),    rowOf<RecordCommand>(),
+    rowOf<ReplayCommand>(), rowOf<SendCommand>(),   rowOf<GetCommand>(),    rowOf<DoctorCommand>(),
+    rowOf<RuleCommand>(),   rowOf<DemoCommand>(),
 };
 
 } // namespace

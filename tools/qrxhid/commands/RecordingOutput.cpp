@@ -1,5 +1,6 @@
 #include "commands/RecordingOutput.h"
 
+#include "commands/OutputFile.h"
 #include "text/Notice.h"
 
 #include <unistd.h>
@@ -17,10 +18,7 @@ RecordingOutput::RecordingOutput(const std::string& fileName, std::ostream& stan
 
 bool RecordingOutput::isSameFileAs(const std::string& inputName) const
 {
-    const std::filesystem::path input = inputName == "-" ? "/dev/stdin" : inputName;
-    std::error_code error;
-    return isFile() && std::filesystem::is_regular_file(_fileName, error) &&
-           std::filesystem::equivalent(_fileName, input, error);
+    return isSameFile(_fileName, inputName);
 }
 
 bool RecordingOutput::open()

@@ -33,6 +33,13 @@ std::string idText(std::uint32_t vendorID, std::uint32_t productID)
     return hexDigits(vendorID, 4) + ":" + hexDigits(productID, 4);
 }
 
+std::string releaseText(std::uint32_t release)
+{
+    const std::string digits = hexText(release, 4).substr(2);
+    const std::string major = digits.substr(0, digits.size() - 2);
+    return (major.front() == '0' ? major.substr(1) : major) + "." + digits.substr(digits.size() - 2);
+}
+
 std::string bytesText(std::span<const std::uint8_t> bytes, std::string_view separator)
 {
     std::string text;

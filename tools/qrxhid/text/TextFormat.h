@@ -15,6 +15,9 @@ std::string hexText(std::uint32_t number, int digits);
 /// "04d8:003f"
 std::string idText(std::uint32_t vendorID, std::uint32_t productID);
 
+/// A release number in binary-coded decimal: "1.10" for 0x0110.
+std::string releaseText(std::uint32_t release);
+
 /// "01 ff 00"; with an empty separator "01ff00".
 std::string bytesText(std::span<const std::uint8_t> bytes, std::string_view separator = " ");
 

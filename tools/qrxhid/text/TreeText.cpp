@@ -21,14 +21,6 @@ constexpr std::size_t kBranchWidth = 3;
 // What stands deep in a tree gets so much room at least, beyond the edge.
 constexpr std::size_t kLeastRoom = 20;
 
-/// "1.10" for 0x0110.
-std::string releaseText(std::uint32_t release)
-{
-    const std::string digits = hexText(release, 4).substr(2);
-    const std::string major = digits.substr(0, digits.size() - 2);
-    return (major.front() == '0' ? major.substr(1) : major) + "." + digits.substr(digits.size() - 2);
-}
-
 /// By report, kind and place; collections stay in front.
 std::vector<ElementOutline> inReportOrder(std::vector<ElementOutline> elements)
 {
