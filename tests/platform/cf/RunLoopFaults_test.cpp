@@ -149,6 +149,26 @@ TEST_F(RunLoopFaults, WakingALoopWhoseEventOthersHaveClosedSaysSo)
     });
 }
 
+TEST_F(RunLoopFaults, AStopThatCannotWakeTheLoopSaysSoAndCounts)
+{
+    onAThread([] {
+        const std::vector<int> before = openDescriptors();
+        const CFRunLoopRef loop = CFRunLoopGetCurrent();
+        int stopError = 0;
+        SignalSource source([&] { onAThread([&] { stopError = errorOf([&] { CFRunLoopStop(loop); }); }); });
+        source.add();
+        for (const int number : openDescriptors()) {
+            if (!std::binary_search(before.begin(), before.end(), number) &&
+                number != qrx::cf::runLoopDescriptor(loop)) {
+                ::close(number);
+            }
+        }
+        source.signal();
+        EXPECT_EQ(errorOf([] { CFRunLoopRun(); }), 0) << "the run that was stopped ends";
+        EXPECT_EQ(stopError, EBADF);
+    });
+}
+
 class RunLoopInAChild : public RunLoopFaults, public testing::WithParamInterface<ChildEnd> {};
 INSTANTIATE_TEST_SUITE_P(Ends, RunLoopInAChild, testing::Values(ChildEnd::exit, ChildEnd::quit));
 

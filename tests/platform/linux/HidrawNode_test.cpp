@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <filesystem>
 #include <system_error>
 
@@ -23,6 +24,11 @@ public:
     {
         if (directory == AT_FDCWD && std::string(path).find("/dev/hidraw") != std::string::npos) {
             ++attempts;
+            if (interruptions > 0) {
+                --interruptions;
+                errno = EINTR;
+                return -1;
+            }
             const int error = (flags & O_ACCMODE) == O_RDWR ? writeError : readError;
             if (error != 0) {
                 errno = error;
@@ -38,6 +44,7 @@ public:
     int writeError = 0;
     int readError = 0;
     int attempts = 0;
+    int interruptions = 0;
     std::function<void()> onOpen;
 };
 
@@ -101,6 +108,25 @@ TEST_F(HidrawNodes, AreOpenedForReadingWhereWritingIsForbidden)
         const std::uint8_t byte = 1;
         EXPECT_EQ(channel->setReport(ReportType::output, 0, {&byte, 1}), Status::notPermitted);
     }
+}
+
+TEST_F(HidrawNodes, ANodeThatMayOnlyBeReadIsToldOfAtLevelInfo)
+{
+    // In a process of its own: the level is chosen once.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    const auto openReadOnly = [this] {
+        ::setenv("QRX_LOG", "info", 1);
+        calls.writeError = EROFS;
+        std::exit(open(0) == Status::success ? 0 : 1);
+    };
+    EXPECT_EXIT(openReadOnly(), testing::ExitedWithCode(0), "/dev/hidraw0 may be read only: output is refused\n");
+}
+
+TEST_F(HidrawNodes, AnOpenThatIsInterruptedIsTriedAgain)
+{
+    calls.interruptions = 2;
+    EXPECT_EQ(open(0), Status::success);
+    EXPECT_EQ(calls.attempts, 3);
 }
 
 TEST_F(HidrawNodes, TellARefusalOncePerDeviceWithTheRuleThatHelps)
