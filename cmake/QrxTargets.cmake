@@ -7,11 +7,12 @@ target_compile_options(qrx_warnings INTERFACE
     # GCC 12 takes an optimised `"text" + std::string()` for a copy onto itself (its bug 105651).
     $<$<AND:$<CXX_COMPILER_ID:GNU>,$<VERSION_LESS:$<CXX_COMPILER_VERSION>,13>,$<NOT:$<CONFIG:Debug>>>:-Wno-restrict>)
 
-# qrx_add_component(NAME SOURCES file... [INCLUDES dir...] [LINKS target...])
+# qrx_add_component(NAME SOURCES file... [HOT file...] [INCLUDES dir...] [LINKS target...])
 # One folder of the library, as objects: hidden symbols, position independent. Its folder and INCLUDES are on the include
-# path of whoever links it.
+# path of whoever links it. HOT names those of its sources that work for each report, each turn of the loop, or each
+# element of a device: QRX_SMALL makes all others small.
 function(qrx_add_component name)
-    cmake_parse_arguments(arg "" "" "SOURCES;INCLUDES;LINKS" ${ARGN})
+    cmake_parse_arguments(arg "" "" "SOURCES;HOT;INCLUDES;LINKS" ${ARGN})
     add_library(${name} OBJECT ${arg_SOURCES})
     target_compile_features(${name} PUBLIC cxx_std_20)
     set_target_properties(${name} PROPERTIES
@@ -27,6 +28,21 @@ function(qrx_add_component name)
         # 1,200 instructions.
         target_compile_options(${name} PRIVATE -fno-plt)
     endif()
+    set(is_optimised "$<CONFIG:Release,RelWithDebInfo>")
+    if(NOT APPLE)
+        # Nobody puts functions of their own in place of the library's, and the linker leaves out what nobody calls.
+        target_compile_options(${name} PRIVATE
+            "$<${is_optimised}:-fno-semantic-interposition;-ffunction-sections;-fdata-sections>")
+    endif()
+    # Nothing tells where it was built.
+    target_compile_options(${name} PRIVATE
+        "$<${is_optimised}:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=;-ffile-prefix-map=${PROJECT_BINARY_DIR}/=build/>")
+    if(QRX_SMALL)
+        target_compile_options(${name} PRIVATE "$<${is_optimised}:-Os>")
+        # Options of a source come last.
+        set_source_files_properties(${arg_HOT} PROPERTIES COMPILE_OPTIONS "$<${is_optimised}:-O2>")
+    endif()
+    qrx_optimise_linking(${name})
     target_link_libraries(${name} PRIVATE qrx_warnings PUBLIC ${arg_LINKS})
 endfunction()
 

@@ -1,0 +1,36 @@
+# What the linker can do for the library: QRX_LINK_TIME_OPTIMISATION, QRX_HAS_PACKED_RELOCATIONS.
+
+include(CheckIPOSupported)
+include(CheckLinkerFlag)
+include(CheckSourceCompiles)
+
+# Optimised builds optimise when they link, unless somebody decided (CMAKE_INTERPROCEDURAL_OPTIMIZATION) or the library is
+# to be small. Objects that are made for it are for this compiler alone, so not where the static library is installed.
+set(QRX_LINK_TIME_OPTIMISATION OFF)
+if(PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_INTERPROCEDURAL_OPTIMIZATION AND CMAKE_BUILD_TYPE MATCHES "Rel"
+        AND NOT QRX_SMALL AND NOT "QrxHIDManager-embedded-static" IN_LIST QRX_FORMS)
+    check_ipo_supported(RESULT QRX_LINK_TIME_OPTIMISATION OUTPUT reason LANGUAGES CXX)
+endif()
+
+# A tenth of the library would be places that hold addresses of its own. Packed they are a hundredth, which the C library
+# of the system must understand: glibc 2.36 or musl 1.2.4.
+set(QRX_HAS_PACKED_RELOCATIONS OFF)
+if(NOT APPLE)
+    check_linker_flag(CXX "LINKER:--fatal-warnings,-z,pack-relative-relocs" QRX_LINKER_PACKS_RELOCATIONS)
+    check_source_compiles(CXX "
+        #include <climits>
+        #ifdef __GLIBC__
+        static_assert(__GLIBC_PREREQ(2, 36));
+        #endif
+        int main() {}" QRX_LIBRARY_READS_PACKED_RELOCATIONS)
+    if(QRX_LINKER_PACKS_RELOCATIONS AND QRX_LIBRARY_READS_PACKED_RELOCATIONS)
+        set(QRX_HAS_PACKED_RELOCATIONS ON)
+    endif()
+endif()
+
+# qrx_optimise_linking(TARGET): for the components and the library of them.
+function(qrx_optimise_linking target)
+    if(QRX_LINK_TIME_OPTIMISATION)
+        set_target_properties(${target} PROPERTIES INTERPROCEDURAL_OPTIMIZATION ON)
+    endif()
+endfunction()
