@@ -4,6 +4,7 @@ One row of COMMANDS for each command: a new command is covered by adding its row
 """
 
 import os
+import random
 import re
 import subprocess
 import tempfile
@@ -193,7 +194,7 @@ class BadInput(ToolTest):
         self.each(lambda name, row: with_recordings(name, row, bad), check)
 
     def test_what_is_no_recording_at_all_is_told(self):
-        for path in (self.file("noise.hid", os.urandom(4096)), self.file("empty.hid", ""), self.folder, "/dev/full",
+        for path in (self.file("noise.hid", random.Random(1).randbytes(4096)), self.file("empty.hid", ""), self.folder, "/dev/full",
                      os.path.join(self.folder, "none.hid")):
             def check(_name, _row, words):
                 outcome = run(*words)
