@@ -128,30 +128,27 @@ void checkFirstWord(int count, const char* const* words)
                      nearest.empty() ? helpHint(command) : "qrxhid " + command.get_name() + " " + nearest);
 }
 
-/// The commands with their options, and the parser that fills them in.
+/// The parser of one command, with its options; or without a command, that of the program's own.
 struct Parser {
-    CLI::App app{overview(), "qrxhid"};
-    /// In the order of the table.
-    std::vector<std::unique_ptr<Command>> commands;
+    CLI::App app;
+    std::unique_ptr<Command> command;
 
-    Parser()
+    // The options of the other commands are left out: to declare all of them took longer than most commands do.
+    explicit Parser(const CommandRow* row) : app(row == nullptr ? overview() : "", "qrxhid")
     {
         app.set_version_flag("-V,--version", "qrxhid " QRXHID_VERSION);
         app.footer(kExitStatuses);
         app.require_subcommand(1);
-        for (const CommandRow& row : commandTable()) {
-            CLI::App* part = app.add_subcommand(row.text.name, row.text.summary);
-            part->footer(row.text.details);
-            commands.push_back(row.make());
-            commands.back()->declareOptions(*part);
+        if (row != nullptr) {
+            CLI::App* part = app.add_subcommand(row->text.name, row->text.summary);
+            part->footer(row->text.details);
+            command = row->make();
+            command->declareOptions(*part);
+            return;
         }
-    }
-
-    /// The one that the command line names.
-    std::unique_ptr<Command> takeCommand()
-    {
-        const CommandRow* row = findCommand(app.get_subcommands().front()->get_name());
-        return std::move(commands[static_cast<std::size_t>(row - commandTable().data())]);
+        for (const CommandRow& each : commandTable()) {
+            app.add_subcommand(each.text.name, each.text.summary);
+        }
     }
 };
 
@@ -169,7 +166,7 @@ CommandLine CommandLine::parse(int count, const char* const* words)
     const std::vector<const char*> asked = withoutHelpWord({words, words + count});
     const int askedCount = static_cast<int>(asked.size());
     checkFirstWord(askedCount, asked.data());
-    Parser parser;
+    Parser parser(findCommand(asked[1]));
     try {
         parser.app.parse(askedCount, asked.data());
     } catch (const CLI::CallForHelp&) {
@@ -182,9 +179,8 @@ CommandLine CommandLine::parse(int count, const char* const* words)
         const auto chosen = parser.app.get_subcommands();
         throw UsageError(error.what(), chosen.empty() ? kGeneralForm : helpHint(*chosen.front()));
     }
-    std::unique_ptr<Command> command = parser.takeCommand();
-    command->checkOptions();
-    return {std::move(command), {}};
+    parser.command->checkOptions();
+    return {std::move(parser.command), {}};
 }
 
 } // namespace qrxhid
