@@ -112,7 +112,7 @@ private:
 /// numbered in the order in which they appear; without "#@ product-name" the first interface's name is the device's.
 class QRX_EXPORT QrxRecording {
 public:
-    /// Of a USB device without interfaces, so that it cannot be written yet.
+    /// A USB device without interfaces, which cannot be written yet.
     QrxRecording();
     QrxRecording(const QrxRecording& other);
     QrxRecording(QrxRecording&& other) noexcept;

@@ -28,7 +28,7 @@ public:
     bool next(std::string_view& line);
     /// Why there are no more lines; empty at the end of the text.
     const std::string& fault() const { return _fault; }
-    /// Of the last line, from 1.
+    /// The last line's number, from 1.
     std::size_t number() const { return _number; }
 
 private:

@@ -20,7 +20,7 @@ const char* verdictOf(const DeviceFinding& device)
     return device.isUsable() ? "usable" : someUsable ? "usable in part" : "not usable";
 }
 
-/// Of a device or an interface.
+/// The finding is a device's or an interface's.
 template <class Finding>
 void writeExplanation(std::ostream& out, const char* indent, const Finding& finding)
 {

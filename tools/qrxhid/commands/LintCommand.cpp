@@ -91,7 +91,7 @@ ExitStatus LintCommand::run(std::ostream& out)
         } else if (!findings.empty()) {
             writeFindings(out, descriptor, findings, terminal);
         }
-        // Of several descriptors the worst decides, and a file that could not be read is worse than a finding.
+        // The worst of several descriptors decides, and a file that could not be read is worse than a finding.
         status = std::max(status, isClean ? kSuccess : kFailure);
     }
     if (_isJson) {

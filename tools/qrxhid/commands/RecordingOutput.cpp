@@ -68,7 +68,7 @@ void RecordingOutput::cut()
     }
     std::error_code error;
     if (!isFile()) {
-        // Of a pipe or a terminal nothing can be taken back, and this fails.
+        // This fails for a pipe or a terminal, where nothing can be taken back.
         if (::ftruncate(STDOUT_FILENO, _wholeBytes) == 0) {
             ::lseek(STDOUT_FILENO, _wholeBytes, SEEK_SET);
         }

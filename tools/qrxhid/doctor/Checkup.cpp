@@ -107,7 +107,7 @@ std::vector<DeviceFinding> Examiner::examine(const DeviceFilter& filter)
     return findings;
 }
 
-// Interfaces of other classes are no matter of HID, and whoever may not use a printer's knows better tools.
+// Interfaces of other classes are not HID, and whoever may not use a printer's knows better tools.
 DeviceFinding Examiner::examineDevice(const qrx::platform::ScannedDevice& scanned)
 {
     DeviceFinding device;

@@ -28,13 +28,13 @@ struct Pattern {
 
 struct Trigger {
     Event event = Event::report;
-    /// Of a sent or requested report.
+    /// For a sent or requested report.
     ReportType type = ReportType::output;
     /// No value: any interface.
     std::optional<int> interfaceNumber;
-    /// Of a sent report.
+    /// For a sent report.
     Pattern pattern;
-    /// Of a requested report; no value: any.
+    /// For a requested report; no value: any.
     std::optional<std::uint32_t> reportID;
     /// One of these says which of the reports, unless the trigger is about all.
     std::uint64_t number = 0;
@@ -80,7 +80,7 @@ struct Rule {
 
 struct Rules {
     std::vector<Rule> rules;
-    /// Of all rules together.
+    /// Summed over all rules.
     std::size_t actionCount = 0;
     std::size_t byteCount = 0;
     std::uint64_t seed = 1;

@@ -74,7 +74,7 @@ private:
     std::map<std::optional<int>, Bytes> _descriptors;
     /// Reports that wait for the next one of their interface.
     std::map<int, std::vector<Bytes>> _heldBack;
-    /// Of the loop; on its thread.
+    /// The loop's timers, used on its thread.
     std::set<QrxRunLoop::Timer> _timers;
 };
 
