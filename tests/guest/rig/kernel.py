@@ -16,7 +16,7 @@ META_PACKAGE = "linux-image-amd64"
 # In the guest from the start, in this order; what they depend on comes before them.
 BOOT_MODULES = ["virtio_pci", "virtio_console", "xhci-pci", "usbhid", "hid-generic", "uhid", "evdev"]
 # Carried along; a program loads them with modprobe.
-DEMAND_MODULES = ["vhci-hcd", "dummy_hcd", "libcomposite", "usb_f_hid", "9p", "9pnet_virtio"]
+DEMAND_MODULES = ["vhci-hcd", "usbip-host", "dummy_hcd", "libcomposite", "usb_f_hid", "9p", "9pnet_virtio"]
 # All drivers of special devices: with udevd they load as on a user's machine.
 DEMAND_FOLDERS = ["kernel/drivers/hid/"]
 

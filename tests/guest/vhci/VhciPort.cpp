@@ -61,7 +61,7 @@ std::optional<int> findFree(std::optional<int> wanted)
 
 } // namespace
 
-int VhciPort::attach(int speed, std::optional<int> wanted, int& port)
+int VhciPort::attach(int speed, std::optional<int> wanted, int& port, std::optional<unsigned long> device)
 {
     // Between looking for a port and taking it, nobody else may.
     static std::mutex sm_Mutex;
@@ -74,9 +74,9 @@ int VhciPort::attach(int speed, std::optional<int> wanted, int& port)
     std::array<int, 2> ends{};
     if (::socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0)
         throw std::runtime_error("no socket pair");
-    // Port, descriptor, device id (any), speed.
+    // Port, descriptor, device id, speed.
     const std::string request = std::to_string(*found) + " " + std::to_string(ends[1]) + " " +
-                                std::to_string(0x10001 + *found) + " " + std::to_string(speed);
+                                std::to_string(device.value_or(0x10001 + *found)) + " " + std::to_string(speed);
     const int error = writeFile(kController + "/attach", request);
     ::close(ends[1]);
     if (error != 0) {
