@@ -73,6 +73,10 @@ ExitStatus run(int count, const char* const* words, std::ostream& out)
         showLines(error.choices());
         std::cerr << "Try: " << shownText(error.hint()) << "\n";
         return kWrongUsage;
+    } catch (const QrxRecordingError& error) {
+        // FILE:LINE: first, where editors look for it.
+        std::cerr << shownText(error.what()) << "\n";
+        return kBadRecording;
     } catch (const UnknownDevice& error) {
         notice(error.what());
         showLines(error.present());

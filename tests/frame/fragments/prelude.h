@@ -12,6 +12,7 @@
 #include <QrxHIDManager/QrxUsageNames.h>
 #include <QrxHIDManager/QrxVersion.h>
 #include <QrxHIDManager/QrxVirtualDevice.h>
+#include <QrxHIDManager/QrxVirtualScript.h>
 
 #include <cstdio>
 #include <iostream>

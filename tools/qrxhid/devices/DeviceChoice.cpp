@@ -1,5 +1,7 @@
 #include "devices/DeviceChoice.h"
 
+#include "UsageError.h"
+
 #include <filesystem>
 
 namespace qrxhid {
@@ -8,6 +10,8 @@ void DeviceChoice::declareOptions(CLI::App& app)
 {
     app.add_option("--recording", _recordings,
                    "Work on recorded devices (text of hid-recorder) instead of the real ones; - reads standard input")
+        ->type_name("FILE");
+    app.add_option("--faults", _faults, "Let the recorded devices answer and misbehave by the rules of this file")
         ->type_name("FILE");
     _filter.declareOptions(app);
 }
@@ -18,6 +22,15 @@ bool DeviceChoice::isRecording(const std::string& word)
     // A file of that name comes first: it may be called like a device. What has neither ":" nor "#" can only be a file,
     // so that a mistyped name is told as a file that is not there.
     return word == "-" || std::filesystem::exists(word, unreadable) || word.find_first_of(":#") == std::string::npos;
+}
+
+void DeviceChoice::checkOptions()
+{
+    _filter.checkOptions();
+    if (!_faults.empty() && !hasRecordings()) {
+        throw UsageError("--faults is for the devices of recordings",
+                         "qrxhid watch --recording FILE --faults " + _faults);
+    }
 }
 
 } // namespace qrxhid

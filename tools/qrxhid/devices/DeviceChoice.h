@@ -14,7 +14,7 @@ class DeviceChoice {
 public:
     void declareOptions(CLI::App& app);
     /// Throws UsageError.
-    void checkOptions() { _filter.checkOptions(); }
+    void checkOptions();
 
     /// As if the command line had named them.
     void addRecordings(const std::vector<std::string>& files)
@@ -31,10 +31,13 @@ public:
     /// Files; none means the real devices.
     const std::vector<std::string>& recordings() const { return _recordings; }
     bool hasRecordings() const { return !_recordings.empty(); }
+    /// A script for the devices of the recordings; empty for none.
+    const std::string& faults() const { return _faults; }
     const DeviceFilter& filter() const { return _filter; }
 
 private:
     std::vector<std::string> _recordings;
+    std::string _faults;
     DeviceFilter _filter;
 };
 

@@ -73,6 +73,9 @@ void throwIfAbsent(const DeviceFilter& filter, const std::vector<DeviceFacts>& p
 
 DeviceSession::DeviceSession(const DeviceChoice& choice) : _filter(choice.filter()), _isRecorded(choice.hasRecordings())
 {
+    if (!choice.faults().empty()) {
+        _script = QrxVirtualScript::readFile(choice.faults());
+    }
     _recorded = readRecordings(choice.recordings(), _status);
     makeTree();
 }
@@ -124,6 +127,7 @@ void DeviceSession::plug(RecordedDevice& recorded)
 {
     if (recorded.device == nullptr) {
         recorded.device = std::make_unique<QrxVirtualDevice>(recorded.recording);
+        recorded.device->setScript(_script);
     }
     _recordedPlace = recordedPlace(recorded.recording);
     recorded.device->plug();

@@ -9,6 +9,7 @@
 #include "QrxHIDDevice.h"
 #include "QrxRecording.h"
 #include "QrxVirtualDevice.h"
+#include "QrxVirtualScript.h"
 #include "swizzler"
 
 #include <functional>
@@ -73,7 +74,8 @@ struct PresentDevice {
 /// uses.
 class DeviceSession : private QrxDeviceTreeDelegateInterface {
 public:
-    /// Reads the recordings of the choice. Those that cannot be read are told on standard error and left out.
+    /// Reads the recordings of the choice. Those that cannot be read are told on standard error and left out; throws
+    /// QrxRecordingError for a script that cannot be read.
     explicit DeviceSession(const DeviceChoice& choice);
     /// With recordings that are read already, all of which are chosen.
     explicit DeviceSession(std::vector<RecordedDevice> recorded);
@@ -128,6 +130,8 @@ private:
     bool _isRecorded = false;
     ExitStatus _status = kSuccess;
     std::vector<RecordedDevice> _recorded;
+    /// What the recorded devices do by themselves.
+    QrxVirtualScript _script;
     /// While one is plugged in: where it was recorded.
     std::string _recordedPlace;
     mis::swizzler<QrxDeviceTree> _tree;
