@@ -84,15 +84,14 @@ TEST_F(Access, ARefusalIsToldOnceAndAccessThatComesLaterIsTaken)
 {
     ASSERT_NO_FATAL_FAILURE(arriveWithMode(0600));
     const std::string place = plug.sysfsPath().substr(plug.sysfsPath().rfind('/') + 1);
-    // Told of every refusal at this level of the log; what to do about it is told once, at every level.
+    // What to do about it is told once, at every level of the log; at this one every further refusal is a line.
     const std::string refused =
         "QrxHIDManager: device 1234:abcd at " + place + ", interface 0: not opened: the system does not permit it\n";
     EXPECT_EQ(openAsNobody(),
               "QrxHIDManager: " + node + " of 1234:abcd \"kept\" at " + place +
                   " cannot be opened: Permission denied. This line in a file of /etc/udev/rules.d whose name sorts "
                   "before 73 lets whoever sits at the machine use it: KERNEL==\"hidraw*\", ATTRS{idVendor}==\"1234\", "
-                  "ATTRS{idProduct}==\"abcd\", TAG+=\"uaccess\"\n" +
-                  refused);
+                  "ATTRS{idProduct}==\"abcd\", TAG+=\"uaccess\"\n");
     EXPECT_FALSE(canHear());
     device->close();
     EXPECT_EQ(openAsNobody(), refused);

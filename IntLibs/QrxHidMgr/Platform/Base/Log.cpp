@@ -1,6 +1,7 @@
 #include "Log.h"
 
 #include "Text/ShownText.h"
+#include "WrittenLines.h"
 
 #include <algorithm>
 #include <array>
@@ -34,6 +35,8 @@ LogLevel chosenLevel()
 
 constexpr std::string_view kBegin = "QrxHIDManager: ";
 
+thread_local std::uint64_t sm_WrittenLines = 0;
+
 void writeLine(std::string_view line)
 {
     // One write, so that lines of several threads do not mix. Nobody could be told if it fails. Callers log between a
@@ -41,6 +44,7 @@ void writeLine(std::string_view line)
     const int savedErrno = errno;
     [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
     errno = savedErrno;
+    ++sm_WrittenLines;
 }
 
 /// Used when memory has run out: the beginning of the line, in a fixed buffer, with '?' for every byte that is not
@@ -58,6 +62,11 @@ void logWithoutMemory(std::string_view text)
 }
 
 } // namespace
+
+std::uint64_t writtenLines() noexcept
+{
+    return sm_WrittenLines;
+}
 
 bool logs(LogLevel level)
 {

@@ -10,6 +10,7 @@
 
 #include "HidDevice.h"
 
+#include "Base/WrittenLines.h"
 #include "HidQueue.h"
 #include "HidTables.h"
 #include "OpenDevices.h"
@@ -113,9 +114,13 @@ IOReturn HidDevice::open(IOOptionBits flags)
     }
     const auto self = shared_from_this();
     std::unique_ptr<HIDChannel> channel;
+    const std::uint64_t lines = platform::writtenLines();
     const platform::Status status = _entry->facts().hid->open(channel);
     if (status != platform::Status::success || !channel) {
-        tellRefusedOpen(_entry->record().facts, _entry->facts(), resultOf(status));
+        // The port says what a person must act on; a second line about the same would say less.
+        if (platform::writtenLines() == lines) {
+            tellRefusedOpen(_entry->record().facts, _entry->facts(), resultOf(status));
+        }
         return status == platform::Status::success ? kIOReturnError : resultOf(status);
     }
     LocalShared<HIDChannel> opened(std::move(channel));
