@@ -232,6 +232,22 @@ TEST_F(Requests, APulledDeviceIsGoneWhateverItWasAskedFor)
     device->close();
 }
 
+TEST_F(Requests, AnOpenInterfaceOfAPulledDeviceIsGoneWhenItIsOpenedAgain)
+{
+    TestDevice plug = makeDevice("reopened", plainDescriptor(), {0, 1});
+    const DeviceHandle device = arrived(plug);
+    ASSERT_FALSE(QrxOpen(*device, 1).hasFailed());
+    ASSERT_FALSE(QrxOpen(*device, 1).hasFailed());
+    plug.sendInputReport(1, {1, 2, 3, 4});
+    plug.unplug();
+    EXPECT_EQ(QrxError::gone, QrxOpen(*device, 1).getError()) << "although a report waits";
+    EXPECT_EQ(QrxError::gone, QrxOpen(*device).getError());
+    EXPECT_TRUE(QrxIsOpen(*device, 1)) << "until it is closed";
+    EXPECT_FALSE(QrxIsOpen(*device, 0));
+    device->close();
+    EXPECT_EQ(QrxError::gone, QrxOpen(*device, 1).getError());
+}
+
 TEST_F(Requests, AnUnpluggingInsideTheRequestDoesNotHurt)
 {
     TestDevice plug = makeDevice("inside", plainDescriptor());
@@ -318,6 +334,23 @@ TEST_F(PlainRequests, ThatAreRefusedAreALineOfTheLogEach)
     EXPECT_EQ(begin + "output report 0 not sent: the device refused it\n" + begin +
                   "feature report 0 not sent: the interface is not open\n" + begin +
                   "not opened: the device has left\n",
+              testing::internal::GetCapturedStderr());
+}
+
+TEST_F(PlainRequests, ThatThePlatformHasToldOfAreNoSecondLine)
+{
+    TestDevice plug = makeDevice("scarce", plainDescriptor());
+    const DeviceHandle device = arrived(plug);
+    // What a sanitizer has to look up of classes, it looks up before (see DescriptorLimit).
+    device->open();
+    device->close();
+    testing::internal::CaptureStderr();
+    {
+        const NoDescriptors none;
+        device->open();
+    }
+    EXPECT_EQ("QrxHIDManager: Interface 0 of the virtual device \"scarce\" cannot be opened: no file descriptor is "
+              "free.\n",
               testing::internal::GetCapturedStderr());
 }
 

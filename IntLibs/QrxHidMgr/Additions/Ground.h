@@ -16,6 +16,9 @@ namespace qrx {
 /// As QrxGetPossibleLosses.
 std::uint64_t possibleLosses(IOHIDDeviceInterface122** driver, std::error_code& error);
 
+/// Whether the driver's device has left; false where the ground does not tell.
+bool hasLeft(IOHIDDeviceInterface122** driver);
+
 struct InputCounts {
     std::uint64_t reports = 0;
     std::uint64_t bytes = 0;

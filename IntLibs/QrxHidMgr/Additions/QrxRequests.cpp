@@ -8,6 +8,7 @@
 
 #include "QrxRequests.h"
 
+#include "Ground.h"
 #include "InterfaceAccess.h"
 #include "InterfaceLayout.h"
 #include "PlatformResult.h"
@@ -119,9 +120,19 @@ std::size_t largestSize(const _QrxHIDDeviceConnectionImpl& connection, QrxReport
     }
 }
 
+/// A program that opens what is open has what it wants, unless nothing will ever come of it.
+std::error_code checkOpen(const _QrxHIDDeviceConnectionImpl& connection)
+{
+    return hasLeft(connection._borrowedDeviceInterface()) ? QrxError::gone : std::error_code();
+}
+
 /// Opening calls nothing of the application's, so what is caught here is the platform's own: no descriptor is left.
 std::error_code open(_QrxHIDDeviceConnectionImpl& connection)
 {
+    // Opening twice would start input twice.
+    if (connection._isOpen()) {
+        return checkOpen(connection);
+    }
     // An answer to an earlier call must not be taken for one to this call.
     static_cast<void>(connection._takeResult());
     try {
@@ -141,10 +152,6 @@ QrxOutcome QrxOpen(QrxHIDDevice& device, int interfaceNumber)
     if (!connection) {
         return failure(QrxError::noSuchInterface, device, interfaceNumber, "opened");
     }
-    // Opening twice would start input twice; a program that opens what is open has what it wants.
-    if (connection->_isOpen()) {
-        return {};
-    }
     const std::error_code error = open(*connection);
     return error ? failure(error, device, interfaceNumber, "opened") : QrxOutcome();
 }
@@ -163,11 +170,13 @@ QrxOutcome QrxOpen(QrxHIDDevice& device)
     try {
         for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : found->_getInterfaces()) {
             const Connection connection = interface->_borrowedConnection();
-            if (!connection || connection->_isOpen()) {
+            if (!connection) {
                 continue;
             }
             // Remembered before it is opened: an exception may leave it half open, and closing that is harmless.
-            opened.push_back(connection);
+            if (!connection->_isOpen()) {
+                opened.push_back(connection);
+            }
             // One interface that fails does not keep the others closed: a keyboard that the system reserves is common
             // beside a vendor interface that may be opened. The first error is reported.
             const std::error_code error = open(*connection);

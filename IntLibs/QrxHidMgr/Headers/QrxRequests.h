@@ -25,8 +25,8 @@ class QrxHIDDevice;
 /// and what this call opened is closed again.
 [[nodiscard]] QRX_EXPORT QrxOutcome QrxOpen(QrxHIDDevice& device);
 
-/// Opens one interface and no other, so that access to the others is not needed. Nothing happens if it is open already.
-/// Besides the errors above: noSuchInterface.
+/// Opens one interface and no other, so that access to the others is not needed. Nothing happens if it is open already;
+/// one that is open of a device that has left is gone (not told on macOS). Besides the errors above: noSuchInterface.
 [[nodiscard]] QRX_EXPORT QrxOutcome QrxOpen(QrxHIDDevice& device, int interfaceNumber);
 
 /// Closes one interface; on the thread that opened it. Input that waits is dropped. Nothing happens if it is not open.

@@ -11,6 +11,12 @@ std::uint64_t possibleLosses(IOHIDDeviceInterface122**, std::error_code& error)
     return 0;
 }
 
+// The system's device interface has no such question; requests answer it.
+bool hasLeft(IOHIDDeviceInterface122**)
+{
+    return false;
+}
+
 // Neither is told by the system's device interface.
 InputCounts inputCounts(IOHIDDeviceInterface122**, std::error_code& error)
 {

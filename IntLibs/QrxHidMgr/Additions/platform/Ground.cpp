@@ -15,6 +15,11 @@ std::uint64_t possibleLosses(IOHIDDeviceInterface122** driver, std::error_code& 
     return losses.value_or(0);
 }
 
+bool hasLeft(IOHIDDeviceInterface122** driver)
+{
+    return iokit::HidDevice::ofDevice(driver).hasLeft();
+}
+
 InputCounts inputCounts(IOHIDDeviceInterface122** driver, std::error_code& error)
 {
     const iokit::HidDevice& device = iokit::HidDevice::ofDevice(driver);

@@ -102,6 +102,8 @@ public:
     bool isOpen() const { return bool(_channel); }
     /// The device has left, and all that it had sent before has been taken.
     bool isTerminated() const { return _isGone || (!isOpen() && !_entry->isActive()); }
+    /// The device has left; what it had sent before may still wait.
+    bool hasLeft() const { return _isGone || !_entry->isActive(); }
     /// The channel's descriptor; -1 while there is none to watch.
     int descriptor() const;
     std::shared_ptr<const DriverElements> elements();
