@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <string>
+#include <thread>
 #include <utility>
 
 namespace qrx::platform {
@@ -53,26 +54,6 @@ std::shared_ptr<ScriptedBehaviour> ScriptedBehaviour::start(const std::shared_pt
 ScriptedBehaviour::ScriptedBehaviour(const std::shared_ptr<VirtualUsbDevice>& device, const script::Rules& rules)
     : _device(device), _rules(rules.rules), _chance(rules.seed)
 {
-}
-
-ScriptedBehaviour::~ScriptedBehaviour()
-{
-    // A loop that waits for a call that does nothing would not finish.
-    const auto cancelAll = [timers = std::move(_timers), loop = _loop]() mutable {
-        for (const QrxRunLoop::Timer timer : timers) {
-            loop.cancel(timer);
-        }
-    };
-    try {
-        if (std::this_thread::get_id() == _thread) {
-            auto cancel = cancelAll;
-            cancel();
-        } else {
-            _loop.post(cancelAll);
-        }
-    } catch (...) {
-        // Without memory the calls come and find nothing to do.
-    }
 }
 
 // --- rules -------------------------------------------------------------------------------------------------------
@@ -374,28 +355,13 @@ std::string ScriptedBehaviour::hostileText()
 
 void ScriptedBehaviour::later(std::chrono::microseconds time, std::function<void(VirtualUsbDevice&)> function)
 {
-    // Neither the call nor the loop keeps the script or the device alive.
-    const auto schedule = [weak = weak_from_this(), time, function = std::move(function)] {
-        const auto self = weak.lock();
-        if (!self) {
-            return;
+    // What waits keeps neither the script nor the device alive.
+    _calls->callAfter(time, [weak = weak_from_this(), function = std::move(function)] {
+        const auto alive = weak.lock();
+        if (const auto device = alive ? alive->_device.lock() : nullptr) {
+            function(*device);
         }
-        const auto timer = std::make_shared<QrxRunLoop::Timer>(0);
-        *timer = self->_loop.callAfter(time, [weak, timer, function] {
-            const auto alive = weak.lock();
-            const auto device = alive ? alive->_device.lock() : nullptr;
-            if (device) {
-                alive->_timers.erase(*timer);
-                function(*device);
-            }
-        });
-        self->_timers.insert(*timer);
-    };
-    if (std::this_thread::get_id() == _thread) {
-        schedule();
-    } else {
-        _loop.post(schedule);
-    }
+    });
 }
 
 } // namespace qrx::platform

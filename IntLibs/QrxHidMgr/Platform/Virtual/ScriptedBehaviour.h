@@ -1,7 +1,6 @@
 #pragma once
 
-#include "QrxRunLoop.h"
-
+#include "DelayedCalls.h"
 #include "ScriptRules.h"
 #include "VirtualUsbDevice.h"
 
@@ -10,19 +9,16 @@
 #include <memory>
 #include <mutex>
 #include <random>
-#include <set>
-#include <thread>
 
 namespace qrx::platform {
 
-/// What the rules of a script make of a device. The device owns it. What is to happen later happens on the run loop of
-/// the thread that started it, and not at all once it has ended.
+/// What the rules of a script make of a device. The device owns it. What is to happen later does not happen once it has
+/// ended.
 class ScriptedBehaviour final : public DeviceBehaviour, public std::enable_shared_from_this<ScriptedBehaviour> {
 public:
     static std::shared_ptr<ScriptedBehaviour> start(const std::shared_ptr<VirtualUsbDevice>& device,
                                                     const script::Rules& rules);
     ScriptedBehaviour(const std::shared_ptr<VirtualUsbDevice>& device, const script::Rules& rules);
-    ~ScriptedBehaviour() override;
 
     void changeFacts(DeviceFacts& facts) override;
     Status open(int interfaceNumber) override;
@@ -61,8 +57,7 @@ private:
     std::string hostileText();
 
     const std::weak_ptr<VirtualUsbDevice> _device;
-    QrxRunLoop _loop = QrxRunLoop::getCurrent();
-    const std::thread::id _thread = std::this_thread::get_id();
+    const std::shared_ptr<DelayedCalls> _calls = makeDelayedCalls();
 
     std::mutex _mutex;
     /// How often a rule may still act is counted in its trigger.
@@ -74,8 +69,6 @@ private:
     std::map<std::optional<int>, Bytes> _descriptors;
     /// Reports that wait for the next one of their interface.
     std::map<int, std::vector<Bytes>> _heldBack;
-    /// The loop's timers, used on its thread.
-    std::set<QrxRunLoop::Timer> _timers;
 };
 
 } // namespace qrx::platform
