@@ -107,7 +107,7 @@ def check_library(project):
 
 def check_guests(project):
     checked, breaches = 0, []
-    for top in sorted({guest.split("/")[0] for guest in GUESTS}):
+    for top in sorted(one for one in GUESTS if not any(one.startswith(other + "/") for other in GUESTS)):
         for path in sorted((project / top).rglob("*")):
             if path.suffix not in (".h", ".cpp"):
                 continue

@@ -92,6 +92,7 @@ GUESTS = {
     "tests/guest/library": ("Platform/CoreFoundation",),
     "tests/guest/oracle": ("HID",),
     "tests/guest/provider": ("Platform/Linux",),
+    "IntLibs/QrxHidApi": ("Platform/Provider", "Platform/Base", "Platform/Virtual", "HID", "Text"),
 }
 # The rooms of the tool, from the bottom to the top: each knows itself and those above it in this list.
 TOOL = "tools/qrxhid"

@@ -1,0 +1,110 @@
+#include "DeviceTable.h"
+
+#include "HID/ReportDescriptor.h"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+namespace qrx::hidapi {
+
+namespace {
+
+/// A descriptor without any collection still is a device that programs may want: it is listed once, without a usage.
+std::vector<TopUsage> topUsages(const std::vector<std::uint8_t>& reportDescriptor)
+{
+    std::vector<TopUsage> usages;
+    for (const hid::Collection& collection : hid::parseReportDescriptor(reportDescriptor).collections) {
+        if (!collection.parent.has_value()) {
+            usages.push_back({collection.usagePage, static_cast<std::uint16_t>(collection.usage)});
+        }
+    }
+    if (usages.empty()) {
+        usages.emplace_back();
+    }
+    return usages;
+}
+
+std::string pathOf(const platform::DeviceFacts& device, const platform::InterfaceFacts& interface)
+{
+    return device.isVirtual ? device.place + ":" + std::to_string(interface.number) : interface.hid->nodePath();
+}
+
+} // namespace
+
+platform::DeviceKey DeviceTable::publish(platform::DeviceFacts device)
+{
+    const auto facts = std::make_shared<const platform::DeviceFacts>(std::move(device));
+    Interfaces interfaces;
+    for (const platform::InterfaceFacts& interface : facts->interfaces) {
+        if (interface.hid == nullptr) {
+            continue;
+        }
+        std::string path = pathOf(*facts, interface);
+        // Without a node there is nothing to open.
+        if (!path.empty()) {
+            interfaces.push_back(std::make_shared<const ListedInterface>(
+                ListedInterface{facts, &interface, std::move(path), topUsages(interface.reportDescriptor)}));
+        }
+    }
+    const std::scoped_lock lock(_mutex);
+    note(interfaces, true);
+    _entries.push_back({++_lastKey, facts->isVirtual, std::move(interfaces)});
+    return _lastKey;
+}
+
+void DeviceTable::terminate(platform::DeviceKey key)
+{
+    const std::scoped_lock lock(_mutex);
+    const auto entry = std::ranges::find(_entries, key, &Entry::key);
+    if (entry != _entries.end()) {
+        note(entry->interfaces, false);
+        _entries.erase(entry);
+    }
+}
+
+void DeviceTable::forgetRealDevices()
+{
+    const std::scoped_lock lock(_mutex);
+    std::erase_if(_entries, [](const Entry& entry) { return !entry.isVirtual; });
+}
+
+DeviceTable::Interfaces DeviceTable::interfaces() const
+{
+    Interfaces all;
+    {
+        const std::scoped_lock lock(_mutex);
+        for (const Entry& entry : _entries) {
+            all.insert(all.end(), entry.interfaces.begin(), entry.interfaces.end());
+        }
+    }
+    std::ranges::stable_sort(all, {}, [](const auto& listed) {
+        return std::tie(listed->device->isVirtual, listed->device->place, listed->facts->number);
+    });
+    return all;
+}
+
+void DeviceTable::keepChanges(bool kept)
+{
+    const std::scoped_lock lock(_mutex);
+    _keepsChanges = kept;
+    _changes.clear();
+}
+
+std::vector<DeviceTable::Change> DeviceTable::takeChanges()
+{
+    const std::scoped_lock lock(_mutex);
+    return std::exchange(_changes, {});
+}
+
+// With the lock held.
+void DeviceTable::note(const Interfaces& interfaces, bool arrived)
+{
+    if (_keepsChanges) {
+        for (const auto& interface : interfaces) {
+            _changes.push_back({interface, arrived});
+        }
+    }
+}
+
+} // namespace qrx::hidapi

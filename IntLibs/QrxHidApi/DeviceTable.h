@@ -1,0 +1,69 @@
+#pragma once
+
+#include "Provider/Provider.h"
+
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+namespace qrx::hidapi {
+
+/// Usage of a top-level collection.
+struct TopUsage {
+    std::uint16_t page = 0;
+    std::uint16_t usage = 0;
+};
+
+/// One HID interface that can be opened. It does not change, and may outlive its device.
+struct ListedInterface {
+    std::shared_ptr<const platform::DeviceFacts> device;
+    const platform::InterfaceFacts* facts = nullptr;
+    /// What programs open it by: the report node, "virtual-1:0" for an interface of a virtual device.
+    std::string path;
+    /// One for each top-level collection; at least one.
+    std::vector<TopUsage> usages;
+};
+
+/// The devices that are there, as providers tell of them. From any thread.
+class DeviceTable final : public platform::RegistrySink {
+public:
+    using Interfaces = std::vector<std::shared_ptr<const ListedInterface>>;
+
+    struct Change {
+        std::shared_ptr<const ListedInterface> interface;
+        bool arrived = false;
+    };
+
+    platform::DeviceKey publish(platform::DeviceFacts device) override;
+    void terminate(platform::DeviceKey key) override;
+
+    /// The providers are no longer there to tell of their devices; nobody is told of this.
+    void forgetRealDevices();
+
+    /// By place, then by number.
+    Interfaces interfaces() const;
+
+    /// From now on changes are kept until they are taken, or not any more (and those kept are dropped).
+    void keepChanges(bool kept);
+    /// Oldest first.
+    std::vector<Change> takeChanges();
+
+private:
+    struct Entry {
+        platform::DeviceKey key = 0;
+        bool isVirtual = false;
+        Interfaces interfaces;
+    };
+
+    void note(const Interfaces& interfaces, bool arrived);
+
+    mutable std::mutex _mutex;
+    platform::DeviceKey _lastKey = 0;
+    std::vector<Entry> _entries;
+    bool _keepsChanges = false;
+    std::vector<Change> _changes;
+};
+
+} // namespace qrx::hidapi

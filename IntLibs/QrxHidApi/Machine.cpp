@@ -1,0 +1,194 @@
+#include "Machine.h"
+
+#include "Base/NeverDestroyed.h"
+#include "DeviceInfo.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <sstream>
+#include <string>
+#include <system_error>
+#include <utility>
+
+namespace qrx::hidapi {
+
+namespace {
+
+/// Never destroyed, since virtual devices leave it late in a process's life.
+DeviceTable& table()
+{
+    static platform::NeverDestroyed<DeviceTable> sm_Table;
+    return sm_Table.value;
+}
+
+std::vector<std::string> linesOf(const char* text)
+{
+    std::vector<std::string> lines;
+    std::istringstream stream(text != nullptr ? text : "");
+    for (std::string line; std::getline(stream, line);) {
+        lines.push_back(std::move(line));
+    }
+    return lines;
+}
+
+bool isSet(const char* name)
+{
+    const char* value = std::getenv(name);
+    return value != nullptr && *value != '\0';
+}
+
+std::mutex sm_CurrentMutex;
+std::shared_ptr<Machine> sm_Current;
+
+} // namespace
+
+std::shared_ptr<Machine> Machine::get()
+{
+    const std::scoped_lock lock(sm_CurrentMutex);
+    if (sm_Current == nullptr) {
+        sm_Current = std::shared_ptr<Machine>(new Machine);
+    }
+    return sm_Current;
+}
+
+void Machine::end()
+{
+    const std::scoped_lock lock(sm_CurrentMutex);
+    sm_Current.reset();
+}
+
+Machine::Machine()
+{
+    const std::vector<std::string> recordings = linesOf(std::getenv("QRX_HIDAPI_RECORDINGS"));
+    if (!recordings.empty()) {
+        _virtualWorld = std::make_unique<VirtualWorld>(recordings, linesOf(std::getenv("QRX_HIDAPI_FAULTS")));
+    }
+    if (!isSet("QRX_HIDAPI_ONLY_VIRTUAL")) {
+        _providers = platform::makeProviders();
+    }
+}
+
+Machine::~Machine()
+{
+    if (_callback != nullptr) {
+        stopWatching(_providers.size());
+    }
+    table().forgetRealDevices();
+}
+
+DeviceTable::Interfaces Machine::interfaces()
+{
+    if (_virtualWorld != nullptr) {
+        Schedule::ofProcess().runDue();
+    }
+    {
+        const std::scoped_lock lock(_mutex);
+        for (const auto& provider : _providers) {
+            provider->refresh(table());
+        }
+    }
+    return table().interfaces();
+}
+
+std::shared_ptr<const ListedInterface> Machine::find(std::string_view path)
+{
+    const DeviceTable::Interfaces all = interfaces();
+    const auto found =
+        std::ranges::find(all, path, [](const auto& listed) -> std::string_view { return listed->path; });
+    return found != all.end() ? *found : nullptr;
+}
+
+void Machine::noticeOpened()
+{
+    if (_virtualWorld != nullptr) {
+        _virtualWorld->startOpened();
+    }
+}
+
+int Machine::setCallback(qrx_hid_callback callback, void* context)
+{
+    const std::scoped_lock lock(_mutex);
+    if (callback != nullptr && _callback == nullptr) {
+        startWatching();
+    } else if (callback == nullptr && _callback != nullptr) {
+        stopWatching(_providers.size());
+    }
+    _callback = callback;
+    _context = context;
+    return callback != nullptr ? _watch->descriptor() : 0;
+}
+
+// With the lock held.
+void Machine::startWatching()
+{
+    // What is there already is no arrival.
+    for (const auto& provider : _providers) {
+        provider->refresh(table());
+    }
+    table().keepChanges(true);
+    _watch.emplace(platform::SystemCalls::ofProcess());
+    bool isWatched = _watch->isOpen();
+    std::size_t started = 0;
+    for (; isWatched && started < _providers.size(); ++started) {
+        isWatched = _watch->add(_providers[started]->startWatching(table()), 0);
+    }
+    if (isWatched && _virtualWorld != nullptr) {
+        isWatched = _watch->add(Schedule::ofProcess().descriptor(), 0);
+    }
+    if (!isWatched) {
+        const int error = errno;
+        stopWatching(started);
+        throw std::system_error(error, std::generic_category(), "devices cannot be watched");
+    }
+}
+
+// With the lock held.
+void Machine::stopWatching(std::size_t started)
+{
+    // The set goes first: a number that a provider closes may come back as another file.
+    _watch.reset();
+    for (std::size_t index = 0; index < started; ++index) {
+        _providers[index]->stopWatching();
+    }
+    table().keepChanges(false);
+}
+
+void Machine::tellChanges()
+{
+    qrx_hid_callback callback = nullptr;
+    void* context = nullptr;
+    {
+        const std::scoped_lock lock(_mutex);
+        if (_callback == nullptr) {
+            return;
+        }
+        callback = _callback;
+        context = _context;
+    }
+    for (const DeviceTable::Change& change : table().takeChanges()) {
+        InfoList list = makeInfoList(*change.interface);
+        while (list != nullptr) {
+            // One at a time: the callback sees an entry, not a list.
+            InfoList rest(std::exchange(list->next, nullptr));
+            callback(list.get(), change.arrived ? 1 : 0, context);
+            list = std::move(rest);
+        }
+    }
+}
+
+} // namespace qrx::hidapi
+
+namespace qrx::platform {
+
+RegistrySink& registry()
+{
+    return hidapi::table();
+}
+
+void setProvidersEnabled(bool)
+{
+    // Asked by the public interface of virtual devices, which programs do not reach through this library.
+}
+
+} // namespace qrx::platform

@@ -1,0 +1,261 @@
+#include "OpenDevice.h"
+
+#include "ErrorText.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <limits>
+
+#include <poll.h>
+
+namespace qrx::hidapi {
+
+namespace {
+
+using platform::HIDChannel;
+using platform::ReportType;
+using platform::Status;
+
+constexpr const wchar_t* kDisconnected = L"The device was disconnected";
+constexpr const wchar_t* kClosed = L"The device is being closed";
+constexpr const wchar_t* kInterrupted = L"A signal interrupted the wait";
+constexpr const wchar_t* kTooShort = L"A report is at least two bytes long: its number, or 0, and its data";
+
+/// Answers are of type int.
+int answer(std::size_t size)
+{
+    return static_cast<int>(std::min<std::size_t>(size, std::numeric_limits<int>::max()));
+}
+
+} // namespace
+
+const wchar_t* const OpenDevice::kNoError = kSuccess;
+
+class OpenDevice::Call {
+public:
+    explicit Call(OpenDevice& device) : _device(device)
+    {
+        const std::scoped_lock lock(_device._mutex);
+        _isRefused = _device._isClosing;
+        ++_device._calls;
+    }
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+    ~Call()
+    {
+        const std::scoped_lock lock(_device._mutex);
+        // Told with the lock held: once the closing thread knows, the device is gone.
+        if (--_device._calls == 0 && _device._isClosing) {
+            _device._lastLeft.notify_all();
+        }
+    }
+
+    bool isRefused() const { return _isRefused; }
+
+private:
+    OpenDevice& _device;
+    bool _isRefused = false;
+};
+
+class OpenDevice::Deadline {
+public:
+    using Clock = std::chrono::steady_clock;
+
+    explicit Deadline(int timeoutMs) : _timeoutMs(timeoutMs)
+    {
+        if (timeoutMs > 0) {
+            _at = Clock::now() + std::chrono::milliseconds(timeoutMs);
+        }
+    }
+
+    bool isNow() const { return _timeoutMs == 0; }
+    /// As poll wants it.
+    int remainingMs() const
+    {
+        if (_timeoutMs <= 0) {
+            return _timeoutMs;
+        }
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(_at - Clock::now());
+        return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
+    }
+
+private:
+    int _timeoutMs;
+    Clock::time_point _at;
+};
+
+OpenDevice::OpenDevice(std::shared_ptr<const ListedInterface> listed, std::unique_ptr<HIDChannel> channel)
+    : _listed(std::move(listed)), _schedule(_listed->device->isVirtual ? &Schedule::ofProcess() : nullptr),
+      _channel(std::move(channel))
+{
+}
+
+OpenDevice::~OpenDevice()
+{
+    std::unique_lock lock(_mutex);
+    _isClosing = true;
+    if (_wake) {
+        _wake->raise();
+    }
+    _lastLeft.wait(lock, [this] { return _calls == 0; });
+}
+
+int OpenDevice::read(std::span<std::uint8_t> buffer, int timeoutMs)
+{
+    const Call call(*this);
+    const Deadline deadline(timeoutMs);
+    _readError.store(kNoError, std::memory_order_relaxed);
+    if (call.isRefused()) {
+        return failReading(kClosed);
+    }
+    while (true) {
+        if (_schedule != nullptr) {
+            _schedule->runDue();
+        }
+        // Asked before waiting: where a report waits already, that is the only system call.
+        if (const std::optional<int> taken = take(buffer)) {
+            return *taken;
+        }
+        if (deadline.isNow()) {
+            return 0;
+        }
+        switch (wait(deadline)) {
+        case Wake::again:
+            break;
+        case Wake::timedOut:
+            return 0;
+        case Wake::failed:
+            return -1;
+        }
+    }
+}
+
+/// Nothing if no report waits.
+std::optional<int> OpenDevice::take(std::span<std::uint8_t> buffer)
+{
+    const std::scoped_lock lock(_mutex);
+    if (_isClosing) {
+        return failReading(kClosed);
+    }
+    std::span<const std::uint8_t> report;
+    switch (_channel->takeReport(report)) {
+    case HIDChannel::Next::report: {
+        const std::size_t size = std::min(report.size(), buffer.size());
+        std::copy_n(report.begin(), size, buffer.begin());
+        return answer(size);
+    }
+    case HIDChannel::Next::gone:
+        return failReading(kDisconnected);
+    case HIDChannel::Next::empty:
+        break;
+    }
+    return std::nullopt;
+}
+
+OpenDevice::Wake OpenDevice::wait(const Deadline& deadline)
+{
+    if (!makeWake()) {
+        failReading(textOf(Status::noResources));
+        return Wake::failed;
+    }
+    // poll passes over a negative descriptor.
+    std::array<pollfd, 3> awaited{{{_channel->descriptor(), POLLIN, 0},
+                                   {_wake->descriptor(), POLLIN, 0},
+                                   {_schedule != nullptr ? _schedule->descriptor() : -1, POLLIN, 0}}};
+    const int count = ::poll(awaited.data(), awaited.size(), deadline.remainingMs());
+    if (count < 0) {
+        // Programs end their loops by a signal, so they get their turn.
+        failReading(errno == EINTR ? kInterrupted : textOf(Status::error));
+        return Wake::failed;
+    }
+    return count == 0 ? Wake::timedOut : Wake::again;
+}
+
+bool OpenDevice::makeWake()
+{
+    const std::scoped_lock lock(_mutex);
+    if (!_wake) {
+        _wake.emplace(platform::SystemCalls::ofProcess());
+        if (!_wake->isOpen()) {
+            _wake.reset();
+            return false;
+        }
+        if (_isClosing) {
+            _wake->raise();
+        }
+    }
+    return true;
+}
+
+int OpenDevice::write(ReportType type, std::span<const std::uint8_t> bytes)
+{
+    const Call call(*this);
+    if (call.isRefused()) {
+        return fail(kClosed);
+    }
+    if (bytes.size() < 2) {
+        return fail(kTooShort);
+    }
+    const std::uint8_t reportID = bytes.front();
+    const Status status = _channel->setReport(type, reportID, reportID != 0 ? bytes : bytes.subspan(1));
+    return status == Status::success ? answer(bytes.size()) : fail(textOf(status));
+}
+
+int OpenDevice::get(ReportType type, std::span<std::uint8_t> buffer)
+{
+    const Call call(*this);
+    if (call.isRefused()) {
+        return fail(kClosed);
+    }
+    if (buffer.size() < 2) {
+        return fail(kTooShort);
+    }
+    // The number stays in the first byte; the report of a device without numbers begins after it.
+    const std::uint8_t reportID = buffer.front();
+    const std::size_t skipped = reportID != 0 ? 0 : 1;
+    std::size_t size = 0;
+    const Status status = _channel->getReport(type, reportID, buffer.subspan(skipped), size);
+    return status == Status::success ? answer(size + skipped) : fail(textOf(status));
+}
+
+int OpenDevice::descriptor()
+{
+    const Call call(*this);
+    const std::scoped_lock lock(_mutex);
+    if (_schedule == nullptr) {
+        return _channel->descriptor();
+    }
+    if (!_set) {
+        _set.emplace(platform::SystemCalls::ofProcess());
+        if (!_set->isOpen() || !_set->add(_channel->descriptor(), 0) || !_set->add(_schedule->descriptor(), 0)) {
+            _set.reset();
+            return fail(textOf(Status::noResources));
+        }
+    }
+    return _set->descriptor();
+}
+
+hid_device_info* OpenDevice::info()
+{
+    const std::scoped_lock lock(_mutex);
+    if (_info == nullptr) {
+        _info = makeInfoList(*_listed);
+    }
+    return _info.get();
+}
+
+int OpenDevice::fail(const wchar_t* text)
+{
+    _error.store(text, std::memory_order_relaxed);
+    return -1;
+}
+
+int OpenDevice::failReading(const wchar_t* text)
+{
+    _readError.store(text, std::memory_order_relaxed);
+    return fail(text);
+}
+
+} // namespace qrx::hidapi

@@ -1,0 +1,73 @@
+#include "HidapiTest.h"
+
+#include <poll.h>
+
+namespace qrx::tests {
+
+namespace {
+
+class HidapiArrival : public HidapiTest {
+protected:
+    ~HidapiArrival() override { qrx_hid_set_callback(nullptr, nullptr); }
+
+    void watch()
+    {
+        const auto tell = [](const hid_device_info* info, int arrived, void* context) {
+            EXPECT_EQ(info->next, nullptr);
+            static_cast<HidapiArrival*>(context)->told.push_back((arrived != 0 ? "+" : "-") +
+                                                                 textOf(info->product_string));
+        };
+        ASSERT_GE(qrx_hid_set_callback(tell, this), 0) << errorOf(nullptr);
+    }
+    static void look() { DeviceList(hid_enumerate(0, 0)); }
+
+    std::vector<std::string> told;
+};
+
+TEST_F(HidapiArrival, ArrivalsAndRemovalsAreToldInTheirOrderByTheNextEnumeration)
+{
+    QrxVirtualDevice device(recordingOf(plainDevice()));
+    watch();
+    device.plug();
+    device.unplug();
+    device.plug();
+    EXPECT_TRUE(told.empty());
+    look();
+    EXPECT_EQ(told, (std::vector<std::string>{"+Plain", "-Plain", "+Plain"}));
+    look();
+    EXPECT_EQ(told.size(), 3U);
+}
+
+TEST_F(HidapiArrival, WhatIsThereAlreadyIsNotTold)
+{
+    QrxVirtualDevice device(recordingOf(plainDevice()));
+    device.plug();
+    watch();
+    look();
+    EXPECT_TRUE(told.empty());
+}
+
+TEST_F(HidapiArrival, EachCollectionIsTold)
+{
+    QrxVirtualDevice device(recordingOf(numberedDevice()));
+    watch();
+    device.plug();
+    look();
+    EXPECT_EQ(told, std::vector<std::string>(4, "+Numbered"));
+}
+
+TEST_F(HidapiArrival, NothingIsToldAfterTheCallbackIsRemoved)
+{
+    QrxVirtualDevice device(recordingOf(plainDevice()));
+    watch();
+    device.plug();
+    EXPECT_EQ(qrx_hid_set_callback(nullptr, nullptr), 0);
+    look();
+    watch();
+    look();
+    EXPECT_TRUE(told.empty());
+}
+
+} // namespace
+
+} // namespace qrx::tests
