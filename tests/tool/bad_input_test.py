@@ -23,7 +23,8 @@ class Row:
     def __init__(self, *words, takes="recordings", one=False, json=True, status=0, silent=False):
         # Words that make it succeed together with the recording of a keyboard.
         self.words = words
-        # "recordings" by --recording, "files" as words, "machine" where it is about this machine alone, "nothing".
+        # "recordings" by --recording, "files" as words, "machine" where it is about this machine alone,
+        # "program" where another program does the work, "nothing".
         self.takes = takes
         # It works on one device, and asks which one if there are several.
         self.one = one
@@ -56,6 +57,8 @@ COMMANDS = {
     "doctor": Row(takes="machine"),
     # The text is a file.
     "rule": Row("04d8:003f", takes="nothing", json=False),
+    # What is printed, and what becomes of it, is the other program's.
+    "run": Row("--", "echo", "said", takes="program", json=False),
     # It checks the program itself.
     "demo": Row(takes="nothing", json=False),
 }
@@ -76,7 +79,7 @@ def with_recordings(name, row, *files):
 
 def plain_use(name, row):
     """A command line that succeeds, or fails because of its output alone."""
-    if row.takes == "kernel":
+    if row.takes in ("kernel", "program"):
         return None
     if row.takes == "files":
         return [name, MOUSE, KEYBOARD]
@@ -138,7 +141,7 @@ class BadInput(ToolTest):
                 self.assertIn(option + " ", text)
             self.assertEqual(row.takes != "machine", "--recording " in text)
 
-        self.each(lambda name, row: [name, "--help"] if row.takes not in ("files", "nothing") else None, check)
+        self.each(lambda name, row: [name, "--help"] if row.takes not in ("files", "nothing", "program") else None, check)
 
     def test_the_plain_use_of_each_is_no_failure(self):
         def check(_name, row, words):
@@ -251,7 +254,7 @@ class BadInput(ToolTest):
             self.assertEqual((64, ""), (outcome.status, outcome.out), str(outcome))
             self.assertRegex(outcome.err, r"\Aqrxhid: .*--colour.*\nTry: .*\n\Z")
 
-        self.each(lambda name, row: [name, *row.words, "--colour", "red"], check)
+        self.each(lambda name, row: [name, "--colour", "red", *row.words], check)
 
     def test_an_ended_run_ends_with_a_documented_status(self):
         """A signal in the middle ends those that would go on, cleanly."""

@@ -23,7 +23,7 @@ class Candidates(ToolTest):
         return self.succeed("complete", "--", *words).splitlines()
 
     def test_commands_by_their_beginning(self):
-        self.assertEqual(["record", "replay", "rule"], self.complete("r"))
+        self.assertEqual(["record", "replay", "rule", "run"], self.complete("r"))
         self.assertEqual(["tree"], self.complete("help", "tr"))
         self.assertIn("list", self.complete(""))
         self.assertNotIn("complete", self.complete(""))
@@ -73,7 +73,7 @@ class Shells(ToolTest):
                               env=ENVIRONMENT, timeout=DEADLINE_SECONDS).stdout.decode().split()
 
     def test_bash(self):
-        self.assertEqual(["record", "replay", "rule"], self.bash("qrxhid r"))
+        self.assertEqual(["record", "replay", "rule", "run"], self.bash("qrxhid r"))
         self.assertEqual(["--serial", "--speed"], sorted(self.bash("qrxhid watch --s")))
         # Bash puts only what follows a colon in place.
         self.assertEqual(["0002"], self.bash(f"qrxhid tree --recording {MOUSE} --device 1209:"))
@@ -86,7 +86,7 @@ class Shells(ToolTest):
             out = subprocess.run([self.need("fish"), "--no-config", "-c", command], capture_output=True, check=True,
                                  env=ENVIRONMENT, timeout=DEADLINE_SECONDS).stdout.decode()
             return [entry.split("\t")[0] for entry in out.splitlines()]
-        self.assertEqual(["record", "replay", "rule"], fish("qrxhid r"))
+        self.assertEqual(["record", "replay", "rule", "run"], fish("qrxhid r"))
         self.assertEqual(["--serial", "--speed"], sorted(fish("qrxhid watch --s")))
         self.assertIn("1209:0002", fish(f"qrxhid tree --recording {MOUSE} --device 12"))
 

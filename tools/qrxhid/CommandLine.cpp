@@ -18,7 +18,7 @@ constexpr std::string_view kExampleBegin = "  qrxhid ";
 constexpr const char* kExitStatuses =
     R"(Exit status: 0 success; 1 a device is not there, cannot be used, or the output cannot be written,
 or lint or diff has found something; 2 a recording does not parse; 3 doctor finds no device; 4 this user may not use a device;
-64 wrong command line.)";
+64 wrong command line; 126 the program of run cannot be run; 127 it is not there.)";
 
 /// "help", "list", "tree", ...
 std::vector<std::string> commandNames()

@@ -14,6 +14,7 @@
 #include "commands/RecordCommand.h"
 #include "commands/ReplayCommand.h"
 #include "commands/RuleCommand.h"
+#include "commands/RunCommand.h"
 #include "commands/SendCommand.h"
 #include "commands/TopCommand.h"
 #include "commands/TreeCommand.h"
@@ -36,7 +37,7 @@ constexpr CommandRow kCommands[] = {
     rowOf<LintCommand>(),   rowOf<DecodeCommand>(), rowOf<EncodeCommand>(), rowOf<DiffCommand>(),
     rowOf<PageCommand>(),   rowOf<WatchCommand>(),  rowOf<TopCommand>(),    rowOf<RecordCommand>(),
     rowOf<ReplayCommand>(), rowOf<SendCommand>(),   rowOf<GetCommand>(),    rowOf<DoctorCommand>(),
-    rowOf<RuleCommand>(),   rowOf<DemoCommand>(),
+    rowOf<RuleCommand>(),   rowOf<RunCommand>(),    rowOf<DemoCommand>(),
 };
 
 } // namespace

@@ -14,7 +14,10 @@ enum ExitStatus : int {
     /// A device is there and whole, and this user may not use it.
     kNoPermission = 4,
     /// Wrong command line (EX_USAGE of sysexits.h).
-    kWrongUsage = 64
+    kWrongUsage = 64,
+    /// The program that was to be run is there and cannot be, or is not there (as env answers).
+    kProgramCannotRun = 126,
+    kProgramNotFound = 127
 };
 
 } // namespace qrxhid
