@@ -86,11 +86,13 @@ private:
 
 /// A device and what it sent, as text in the format of hid-recorder, which the field's tools read and write:
 ///
-///     D: 0                                  number of the interface that the next lines speak of (if there are
-///     several) R: 50 05 01 09 02 ...                 report descriptor: length, bytes in hex N: ACME Mouse name P:
-///     usb-0000:00:14.0-1/input0          physical path I: 3 04d8 003f                        bus, vendor ID, product
-///     ID, in hex E: 000001.250000 4 00 01 ff 00        input report: seconds.microseconds, length, bytes in hex # text
-///     comment
+///     D: 0                                  the next lines speak of this interface (where there are several)
+///     R: 50 05 01 09 02 ...                 report descriptor: length, bytes in hex
+///     N: ACME Mouse                         name
+///     P: usb-0000:00:14.0-1/input0          physical path
+///     I: 3 04d8 003f                        bus, vendor ID, product ID, in hex
+///     E: 000001.250000 4 00 01 ff 00        input report: seconds.microseconds, length, bytes in hex
+///     # text                                comment
 ///
 /// What the format lacks stands in comments that begin with "#@", which other tools pass over:
 ///
