@@ -43,6 +43,8 @@ public:
     /// throws std::system_error if none is free, and so do `observe` and `open` in a thread that has no loop yet. It
     /// may be called again.
     static QrxRunLoop getCurrent();
+    /// The same, by its name in version 0.1.
+    static QrxRunLoop current() { return getCurrent(); }
 
     QrxRunLoop(const QrxRunLoop& other);
     QrxRunLoop& operator=(const QrxRunLoop& other);
@@ -90,6 +92,8 @@ public:
     /// A descriptor that is readable exactly when runOnce(0) has work. It belongs to the loop: do not read, write or
     /// close it; it lives as long as the thread. -1 on macOS, whose loops have none.
     int getFileDescriptor() const;
+    /// The same, by its name in version 0.1.
+    int fileDescriptor() const { return getFileDescriptor(); }
 
 private:
     struct Body;
