@@ -30,7 +30,7 @@ void checkValues(const std::string& word)
     checkValue([&word] { return qrxhid::parseSpeed(word); },
                [](double speed) { return std::isfinite(speed) && speed >= 0; });
     checkValue([&word] { return qrxhid::parseCount(word); }, [](std::uint64_t count) { return count > 0; });
-    checkValue([&word] { return qrxhid::parseSeconds(word); },
+    checkValue([&word] { return qrxhid::parseSeconds("--time", word); },
                [](double seconds) { return seconds > 0 && seconds <= 1e9; });
     checkValue([&word] { return qrxhid::parseInterface(word); },
                [](int number) { return number >= 0 && number <= 255; });
