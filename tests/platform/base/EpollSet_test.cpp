@@ -27,7 +27,8 @@ std::vector<std::uint64_t> found(EpollSet& set)
     const int count = set.findReady(events);
     std::vector<std::uint64_t> tokens;
     for (int at = 0; at < count; ++at) {
-        tokens.push_back(events[static_cast<std::size_t>(at)].data.u64);
+        // By value: the kernel's structure is packed, so its fields have no address to refer to.
+        tokens.push_back(std::uint64_t{events[static_cast<std::size_t>(at)].data.u64});
     }
     return tokens;
 }
@@ -76,7 +77,7 @@ TEST(EpollSet, WaitsUntilTheTimeHasPassed)
     event.raise();
     set.add(event.descriptor(), 3);
     EXPECT_EQ(set.waitReady(events, std::nullopt), 1);
-    EXPECT_EQ(events[0].data.u64, 3U);
+    EXPECT_EQ(std::uint64_t{events[0].data.u64}, 3U);
 }
 
 TEST(EpollSet, WaitsWithMillisecondsWhereTheKernelHasNoFinerWait)
