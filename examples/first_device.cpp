@@ -31,4 +31,7 @@ int main()
     });
     tree.getTree()->observe(0x1209, 0x0008);
     loop.runUntilSignal();
+    if (tree.getTree()->getHIDDeviceCount() != 0) {
+        tree.getTree()->getDeviceAtIndex(0)->close(); // one that is let go open leaves its buffers behind
+    }
 }
