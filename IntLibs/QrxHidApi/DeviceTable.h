@@ -39,7 +39,7 @@ public:
     platform::DeviceKey publish(platform::DeviceFacts device) override;
     void terminate(platform::DeviceKey key) override;
 
-    /// The providers are no longer there to tell of their devices; nobody is told of this.
+    /// Removes what providers have published, for when they end. It is not kept as a change.
     void forgetRealDevices();
 
     /// By place, then by number.

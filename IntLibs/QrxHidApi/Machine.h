@@ -48,7 +48,7 @@ private:
     Machine();
 
     void startWatching();
-    /// Of the providers, the first so many were started.
+    /// Stops the first `started` providers.
     void stopWatching(std::size_t started);
 
     std::mutex _mutex; ///< serialises the calls of the providers

@@ -26,7 +26,7 @@ public:
 
     /// Functions of the same time are called in the order of these calls. They must not throw.
     void add(Time due, const void* owner, std::function<void()> function);
-    /// Of that owner nothing is called any more; waits for what another thread is calling just now.
+    /// Drops that owner's functions, and waits for one that another thread is calling.
     void forget(const void* owner);
     /// Calls what is due.
     void runDue();

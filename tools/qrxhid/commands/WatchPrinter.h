@@ -21,7 +21,7 @@ namespace qrxhid {
 struct WatchStyle {
     /// One JSON object a line.
     bool isJson = false;
-    /// Of the decoded values only those that changed.
+    /// Shows only the decoded values that changed.
     bool onlyChanges = false;
     /// The bytes of reports without their decoded values.
     bool isRaw = false;
@@ -40,7 +40,7 @@ public:
     void writeReport(unsigned int number, const QrxHIDDevice& device, const std::vector<std::uint8_t>& bytes,
                      int interfaceNumber);
 
-    /// Behind the reports after which others may be missing.
+    /// Adds a line after reports that may have been followed by lost ones.
     void writePossibleLoss(unsigned int number, const LossWatch::Loss& loss);
 
 private:

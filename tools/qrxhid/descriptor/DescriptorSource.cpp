@@ -89,7 +89,7 @@ std::optional<std::vector<std::uint8_t>> bytesOfText(const std::string& content)
     return bytes;
 }
 
-/// Of the interfaces that the filter lets pass.
+/// Only for interfaces that the filter lets pass.
 void addInterfaces(std::vector<InterfaceDescriptor>& descriptors, const QrxRecording& device, const std::string& title,
                    const DeviceFilter& filter)
 {
