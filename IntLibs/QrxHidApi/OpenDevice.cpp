@@ -1,7 +1,5 @@
 #include "OpenDevice.h"
 
-#include "ErrorText.h"
-
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -30,8 +28,6 @@ int answer(std::size_t size)
 }
 
 } // namespace
-
-const wchar_t* const OpenDevice::kNoError = kSuccess;
 
 class OpenDevice::Call {
 public:
@@ -106,7 +102,7 @@ int OpenDevice::read(std::span<std::uint8_t> buffer, int timeoutMs)
 {
     const Call call(*this);
     const Deadline deadline(timeoutMs);
-    _readError.store(kNoError, std::memory_order_relaxed);
+    _readError.store(kSuccess, std::memory_order_relaxed);
     if (call.isRefused()) {
         return failReading(kClosed);
     }

@@ -4,6 +4,7 @@
 #include "Base/WakeEvent.h"
 #include "DeviceInfo.h"
 #include "DeviceTable.h"
+#include "ErrorText.h"
 #include "Provider/Provider.h"
 #include "Schedule.h"
 
@@ -53,15 +54,13 @@ public:
     const wchar_t* readError() const { return _readError.load(std::memory_order_relaxed); }
     /// `text` is a constant. Answers -1.
     int fail(const wchar_t* text);
-    void clearError() { _error.store(kNoError, std::memory_order_relaxed); }
+    void clearError() { _error.store(kSuccess, std::memory_order_relaxed); }
 
 private:
     /// A call in progress, for which closing waits.
     class Call;
     class Deadline;
     enum class Wake { again, timedOut, failed };
-
-    static const wchar_t* const kNoError;
 
     std::optional<int> take(std::span<std::uint8_t> buffer);
     Wake wait(const Deadline& deadline);
@@ -72,8 +71,8 @@ private:
     /// What a virtual device does later; null for a real one.
     Schedule* const _schedule;
     std::atomic<bool> _isBlocking{true};
-    std::atomic<const wchar_t*> _error{kNoError};
-    std::atomic<const wchar_t*> _readError{kNoError};
+    std::atomic<const wchar_t*> _error{kSuccess};
+    std::atomic<const wchar_t*> _readError{kSuccess};
 
     std::mutex _mutex; ///< for what follows, and for taking reports from the channel
     std::condition_variable _lastLeft;
