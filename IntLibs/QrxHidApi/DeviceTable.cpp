@@ -84,27 +84,46 @@ DeviceTable::Interfaces DeviceTable::interfaces() const
     return all;
 }
 
-void DeviceTable::keepChanges(bool kept)
+bool DeviceTable::keepChanges()
 {
     const std::scoped_lock lock(_mutex);
-    _keepsChanges = kept;
+    _changed.emplace(platform::SystemCalls::ofProcess());
+    return _changed->isOpen();
+}
+
+void DeviceTable::dropChanges()
+{
+    const std::scoped_lock lock(_mutex);
+    _changed.reset();
     _changes.clear();
+}
+
+int DeviceTable::changesDescriptor() const
+{
+    const std::scoped_lock lock(_mutex);
+    return _changed ? _changed->descriptor() : -1;
 }
 
 std::vector<DeviceTable::Change> DeviceTable::takeChanges()
 {
     const std::scoped_lock lock(_mutex);
+    if (_changed) {
+        _changed->clear();
+    }
     return std::exchange(_changes, {});
 }
 
 // With the lock held.
 void DeviceTable::note(const Interfaces& interfaces, bool arrived)
 {
-    if (_keepsChanges) {
-        for (const auto& interface : interfaces) {
-            _changes.push_back({interface, arrived});
-        }
+    if (!_changed || interfaces.empty()) {
+        return;
     }
+    for (const auto& interface : interfaces) {
+        _changes.push_back({interface, arrived});
+    }
+    // The provider's own descriptor does not tell of it any more, when some other call has made it look.
+    _changed->raise();
 }
 
 } // namespace qrx::hidapi

@@ -1,10 +1,12 @@
 #pragma once
 
+#include "Base/WakeEvent.h"
 #include "Provider/Provider.h"
 
 #include <cstdint>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -45,8 +47,12 @@ public:
     /// By place, then by number.
     Interfaces interfaces() const;
 
-    /// From now on changes are kept until they are taken, or not any more (and those kept are dropped).
-    void keepChanges(bool kept);
+    /// From now on changes are kept until they are taken. False with errno if no descriptor is free.
+    bool keepChanges();
+    /// Changes are not kept any more, and those kept are dropped.
+    void dropChanges();
+    /// Readable while changes are kept that nobody has taken. -1 where none are kept.
+    int changesDescriptor() const;
     /// Oldest first.
     std::vector<Change> takeChanges();
 
@@ -62,7 +68,8 @@ private:
     mutable std::mutex _mutex;
     platform::DeviceKey _lastKey = 0;
     std::vector<Entry> _entries;
-    bool _keepsChanges = false;
+    /// Raised while there are changes; none where they are not kept.
+    std::optional<platform::WakeEvent> _changed;
     std::vector<Change> _changes;
 };
 

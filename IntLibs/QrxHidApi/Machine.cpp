@@ -126,9 +126,8 @@ void Machine::startWatching()
     for (const auto& provider : _providers) {
         provider->refresh(table());
     }
-    table().keepChanges(true);
     _watch.emplace(platform::SystemCalls::ofProcess());
-    bool isWatched = _watch->isOpen();
+    bool isWatched = _watch->isOpen() && table().keepChanges() && _watch->add(table().changesDescriptor(), 0);
     std::size_t started = 0;
     for (; isWatched && started < _providers.size(); ++started) {
         isWatched = _watch->add(_providers[started]->startWatching(table()), 0);
@@ -151,7 +150,7 @@ void Machine::stopWatching(std::size_t started)
     for (std::size_t index = 0; index < started; ++index) {
         _providers[index]->stopWatching();
     }
-    table().keepChanges(false);
+    table().dropChanges();
 }
 
 void Machine::tellChanges()

@@ -57,7 +57,7 @@ private:
     std::unique_ptr<VirtualWorld> _virtualWorld;
     qrx_hid_callback _callback = nullptr;
     void* _context = nullptr;
-    /// While there is a callback: the providers' descriptors, and the schedule of virtual devices.
+    /// While there is a callback: the providers' descriptors, that of changes, and the schedule of virtual devices.
     std::optional<platform::EpollSet> _watch;
 };
 

@@ -17,12 +17,35 @@ protected:
             static_cast<HidapiArrival*>(context)->told.push_back((arrived != 0 ? "+" : "-") +
                                                                  textOf(info->product_string));
         };
-        ASSERT_GE(qrx_hid_set_callback(tell, this), 0) << errorOf(nullptr);
+        descriptor = qrx_hid_set_callback(tell, this);
+        ASSERT_GE(descriptor, 0) << errorOf(nullptr);
+    }
+    bool isReadable() const
+    {
+        pollfd awaited{descriptor, POLLIN, 0};
+        return ::poll(&awaited, 1, 0) == 1;
     }
     static void look() { DeviceList(hid_enumerate(0, 0)); }
 
     std::vector<std::string> told;
+    int descriptor = -1;
 };
+
+TEST_F(HidapiArrival, TheDescriptorIsReadableFromAChangeUntilItIsTold)
+{
+    QrxVirtualDevice device(recordingOf(plainDevice()));
+    watch();
+    EXPECT_FALSE(isReadable());
+    device.plug();
+    EXPECT_TRUE(isReadable());
+    // Other calls look for devices as well, and leave the telling to hid_enumerate.
+    openFirst(1).reset();
+    EXPECT_TRUE(isReadable());
+    look();
+    EXPECT_FALSE(isReadable());
+    device.unplug();
+    EXPECT_TRUE(isReadable());
+}
 
 TEST_F(HidapiArrival, ArrivalsAndRemovalsAreToldInTheirOrderByTheNextEnumeration)
 {

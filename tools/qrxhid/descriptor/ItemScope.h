@@ -27,7 +27,7 @@ struct ItemRange {
 
 /// An item's part in the reports.
 struct ItemScope {
-    /// Of an item that names usages, the page in the high 16 bits; both ends of a range have the whole range.
+    /// Set for an item that names usages; the page is in the high 16 bits. Both ends of a range have the whole range.
     std::optional<std::uint32_t> firstUsage;
     std::uint32_t lastUsage = 0;
     /// Only of an Input, Output or Feature item that declares bits.

@@ -9,7 +9,6 @@ namespace qrxhid {
 
 namespace {
 
-using qrx::hid::Item;
 using qrx::hid::ItemReader;
 using qrx::hid::ItemType;
 using Severity = LintFinding::Severity;
@@ -174,7 +173,7 @@ void SystemRules::takeMain(const Item& item)
         return;
     }
     checkPages(item);
-    // Of constant fields only their usages are read, and only by some.
+    // Systems ignore constant fields, but some read their usages.
     if ((item.data & kConstant) != 0) {
         const bool isUndefined = !_usages.empty() && std::ranges::all_of(_usages, [](const Usage& usage) {
             return usage.first == 0 && usage.last == 0;
@@ -217,7 +216,7 @@ void SystemRules::checkCollection(const Item& item)
             "write a usage before the collection");
         return;
     }
-    // Of several usages of a collection every system takes the first.
+    // Every system takes the first of several usages of a collection.
     const Usage& usage = _usages.front();
     if (usage.isExtended && usage.first >> kPageShift != _globals.page) {
         add(Severity::warning, item,

@@ -71,7 +71,7 @@ void InputFlow::open(const PresentDevice& device)
             continue;
         }
         const QrxOutcome outcome = QrxOpen(*device.handle, number);
-        // One that has just left is told of as that.
+        // A device that has just left is reported as a removal, not as a failed open.
         if (outcome.getError() != QrxError::gone) {
             _status = std::max(_status, toldStatus(outcome, *device.handle));
         }

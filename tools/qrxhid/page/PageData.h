@@ -12,7 +12,7 @@ namespace qrxhid {
 
 /// A device, as a page shows it.
 struct PageSubject {
-    /// Of a device of the machine without events.
+    /// The device; one of the machine has no events.
     QrxRecording recording;
     /// Where it comes from: "recording mouse.hid", "device at 1-2.1".
     std::string source;
