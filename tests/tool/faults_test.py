@@ -3,18 +3,28 @@
 import os
 import pathlib
 import re
+import shlex
+import shutil
+import subprocess
 import tempfile
+import unittest
 
 from qrxhid_support import ToolTest, main, recording, run
 
-PAGE = pathlib.Path(__file__).resolve().parents[2] / "docs/guide/misbehaving.md"
+DOCS = pathlib.Path(__file__).resolve().parents[2] / "docs"
+PAGE = DOCS / "guide/misbehaving.md"
+MANUAL = DOCS / "man/qrxhid-faults.5"
+# One trigger for each kind of cue.
+TRIGGERS = ("report 1", "when output 01", "when get feature", "when open", "when plugged", "after 1 s")
 
 
 def block(kind):
     return re.search(rf"```{kind}\n(.*?)```", PAGE.read_text(encoding="utf-8"), re.DOTALL)[1]
 
 
-class Faults(ToolTest):
+class FaultsTest(ToolTest):
+    """Has the guide's device and its script as files."""
+
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
@@ -28,6 +38,8 @@ class Faults(ToolTest):
             file.write(text)
         return path
 
+
+class Faults(FaultsTest):
     def test_the_device_of_the_guide_is_ten_lines_and_a_few_more_for_its_input(self):
         lines = block("hid").splitlines() + block("faults").splitlines()
         self.assertLessEqual(len([line for line in lines if not line.startswith("E:")]), 10)
@@ -62,6 +74,54 @@ class Faults(ToolTest):
         out = self.succeed("list", "--recording", self.device, "--faults", hostile)
         self.assertNotIn("Thermostat", out)
         self.assertTrue(all(character.isprintable() or character == "\n" for character in out), repr(out))
+
+
+class Manual(FaultsTest):
+    """The page of section 5 says what the program takes, and nothing else."""
+
+    def setUp(self):
+        super().setUp()
+        self.text = MANUAL.read_text(encoding="ascii").replace("\\-", "-")
+
+    def tags(self, title):
+        """What the section's paragraphs are about, without the marks of fonts."""
+        section = re.search(rf'^\.SH "?{title}"?\n(.*?)(?=^\.SH )', self.text, re.M | re.S)[1]
+        lines = re.findall(r"^\.T[PQ]\n\.([BIR]+) (.*)$", section, re.M)
+        # Words of one font have blanks between them, those that take turns have none.
+        words = [(" " if len(fonts) == 1 else "").join(shlex.split(line.replace("\\", "\\\\"))) for fonts, line in lines]
+        return [re.sub(r"\\f[IRB]", "", line) for line in words]
+
+    def test_it_has_all_that_may_happen(self):
+        happens = set()
+        for trigger in TRIGGERS:
+            told = self.refuse(2, "list", "--recording", self.device, "--faults",
+                               self.file("wrong.faults", f"{trigger}: explode\n"))
+            happens |= set(re.search(r"what may happen here is (.*), not ", told)[1].split(", "))
+        self.assertEqual(happens, set(self.tags("WHAT HAPPENS")))
+
+    def test_it_has_all_triggers_and_no_other(self):
+        tags = self.tags("TRIGGERS")
+        for trigger in tags:
+            rule = re.sub(r"\[?HH\]?|BYTES", "01", trigger).replace("TIME", "1 s")
+            rule = re.sub(r"\b[NP]\b", "1", rule) + ": send 02 14\n"
+            self.succeed("list", "--recording", self.device, "--faults", self.file("one.faults", rule))
+        header = (DOCS.parent / "IntLibs/QrxHidMgr/Headers/QrxVirtualScript.h").read_text(encoding="utf-8")
+        table = re.search(r"\| trigger +\| happens(.*?)\n///\n", header, re.S)[1]
+        told = {" ".join(words.split()[:2]) for words in re.findall(r"`((?:report|every|chance|after|when) [^`]*)`", table)}
+        self.assertEqual(told, {" ".join(tag.split()[:2]) for tag in tags})
+
+    def test_its_example_is_taken(self):
+        example = re.search(r"^\.nf\n(seed.*?)^\.fi", self.text, re.M | re.S)[1]
+        script = self.file("example.faults", example)
+        out = self.succeed("watch", "--raw", "--recording", self.device, "--faults", script)
+        self.assertEqual(["present", "left", "arrived"],
+                         [line.split()[0] for line in out.splitlines() if "report" not in line][:3], out)
+
+    def test_it_formats_without_a_warning(self):
+        if shutil.which("groff") is None:
+            raise unittest.SkipTest("groff is not installed")
+        result = subprocess.run(["groff", "-man", "-ww", "-Tutf8", "-z", MANUAL], capture_output=True, check=False)
+        self.assertEqual((0, b""), (result.returncode, result.stderr))
 
 
 if __name__ == "__main__":
