@@ -3,6 +3,7 @@
 #include "FakeObjects.h"
 #include "FakeRegistry.h"
 
+#include <IOKit/IOReturn.h>
 #include <IOKit/hid/IOHIDLib.h>
 
 #include <cstdint>
@@ -84,6 +85,10 @@ public:
     std::vector<SentReport> sent;
     /// Runs inside setReport, after the report was recorded.
     std::function<void(const SentReport&)> onSend;
+    /// What getReport answers.
+    Bytes answer;
+    /// The result of the calls of a device or queue that the log lets fail.
+    IOReturn failure = kIOReturnError;
     /// Runs inside close, of a device that is closed by then.
     std::function<void()> onClose;
 

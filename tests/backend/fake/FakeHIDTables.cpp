@@ -5,6 +5,7 @@
 #include <Carbon/Carbon.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <sstream>
@@ -83,7 +84,7 @@ IOReturn createDeviceSource(void* self, CFRunLoopSourceRef* source)
 {
     FakeHIDDevice* device = deviceOf(self);
     if (calledDevice(self, "createAsyncEventSource")) {
-        return kFailure;
+        return platform().hid.failure;
     }
     if (device->source == nullptr) {
         device->source = platform().runLoop.makeSource(device->entry->name + "-source",
@@ -99,7 +100,7 @@ IOReturn createDeviceSource(void* self, CFRunLoopSourceRef* source)
 IOReturn openDevice(void* self, IOOptionBits flags)
 {
     if (calledDevice(self, "open", std::to_string(flags))) {
-        return kFailure;
+        return platform().hid.failure;
     }
     deviceOf(self)->isOpen = true;
     return 0;
@@ -113,7 +114,7 @@ IOReturn closeDevice(void* self)
     if (platform().hid.onClose) {
         platform().hid.onClose();
     }
-    return fails || !wasOpen ? kFailure : 0;
+    return fails || !wasOpen ? platform().hid.failure : 0;
 }
 
 IOHIDQueueInterface** allocQueue(void* self)
@@ -132,7 +133,7 @@ IOReturn setReport(void* self, IOHIDReportType type, UInt32 reportID, void* byte
     arguments << "type " << static_cast<unsigned int>(type) << ", id " << reportID << ", " << size << " bytes, timeout "
               << timeoutMs;
     if (calledDevice(self, "setReport", arguments.str())) {
-        return kFailure;
+        return platform().hid.failure;
     }
     EXPECT_TRUE(callback == nullptr && target == nullptr && refcon == nullptr) << "a report is sent synchronously";
     const auto* start = static_cast<const std::uint8_t*>(bytes);
@@ -145,12 +146,28 @@ IOReturn setReport(void* self, IOHIDReportType type, UInt32 reportID, void* byte
     return 0;
 }
 
+IOReturn getReport(void* self, IOHIDReportType type, UInt32 reportID, void* bytes, UInt32* size, UInt32 timeoutMs,
+                   IOHIDReportCallbackFunction callback, void* target, void* refcon)
+{
+    std::ostringstream arguments;
+    arguments << "type " << static_cast<unsigned int>(type) << ", id " << reportID << ", " << *size
+              << " bytes, timeout " << timeoutMs;
+    if (calledDevice(self, "getReport", arguments.str())) {
+        return platform().hid.failure;
+    }
+    EXPECT_TRUE(callback == nullptr && target == nullptr && refcon == nullptr) << "a report is asked for synchronously";
+    const Bytes& answer = platform().hid.answer;
+    std::copy_n(answer.begin(), std::min<std::size_t>(answer.size(), *size), static_cast<std::uint8_t*>(bytes));
+    *size = static_cast<UInt32>(answer.size());
+    return 0;
+}
+
 IOReturn setReportHandler(void* self, void* buffer, UInt32 size, IOHIDReportCallbackFunction callback, void* target,
                           void* refcon)
 {
     EXPECT_EQ(refcon, nullptr);
     if (calledDevice(self, "setInterruptReportHandlerCallback", "size " + std::to_string(size))) {
-        return kFailure;
+        return platform().hid.failure;
     }
     FakeHIDDevice* device = deviceOf(self);
     for (std::size_t index = 0; index < size; ++index) {
@@ -176,7 +193,7 @@ IOReturn createQueueSource(void* self, CFRunLoopSourceRef* source)
 {
     FakeHIDQueue* queue = queueOf(self);
     if (calledQueue(self, "createAsyncEventSource")) {
-        return kFailure;
+        return platform().hid.failure;
     }
     queue->source = platform().runLoop.makeSource(queue->device->entry->name + "-queue-source",
                                                   [queue] { return platform().hid.perform(queue); });
@@ -186,20 +203,21 @@ IOReturn createQueueSource(void* self, CFRunLoopSourceRef* source)
 
 IOReturn createQueue(void* self, UInt32 flags, UInt32 depth)
 {
-    return calledQueue(self, "create", std::to_string(flags) + ", " + std::to_string(depth)) ? kFailure : 0;
+    return calledQueue(self, "create", std::to_string(flags) + ", " + std::to_string(depth)) ? platform().hid.failure
+                                                                                             : 0;
 }
 
 IOReturn disposeQueue(void* self)
 {
     queueOf(self)->isStarted = false;
     queueOf(self)->events.clear();
-    return calledQueue(self, "dispose") ? kFailure : 0;
+    return calledQueue(self, "dispose") ? platform().hid.failure : 0;
 }
 
 IOReturn addElement(void* self, IOHIDElementCookie cookie, UInt32 flags)
 {
     if (calledQueue(self, "addElement", std::to_string(cookie) + ", " + std::to_string(flags))) {
-        return kFailure;
+        return platform().hid.failure;
     }
     queueOf(self)->cookies.insert(cookie);
     return 0;
@@ -208,7 +226,7 @@ IOReturn addElement(void* self, IOHIDElementCookie cookie, UInt32 flags)
 IOReturn startQueue(void* self)
 {
     if (calledQueue(self, "start")) {
-        return kFailure;
+        return platform().hid.failure;
     }
     queueOf(self)->isStarted = true;
     return 0;
@@ -217,7 +235,7 @@ IOReturn startQueue(void* self)
 IOReturn stopQueue(void* self)
 {
     queueOf(self)->isStarted = false;
-    return calledQueue(self, "stop") ? kFailure : 0;
+    return calledQueue(self, "stop") ? platform().hid.failure : 0;
 }
 
 IOReturn getNextEvent(void* self, IOHIDEventStruct* event, AbsoluteTime maxTime, UInt32 timeoutMs)
@@ -225,7 +243,7 @@ IOReturn getNextEvent(void* self, IOHIDEventStruct* event, AbsoluteTime maxTime,
     FakeHIDQueue* queue = queueOf(self);
     EXPECT_TRUE(maxTime.lo == 0 && maxTime.hi == 0 && timeoutMs == 0);
     if (calledQueue(self, "getNextEvent")) {
-        return kFailure;
+        return platform().hid.failure;
     }
     if (queue->events.empty()) {
         return kUnderrun;
@@ -247,7 +265,7 @@ IOReturn setEventCallout(void* self, IOHIDCallbackFunction callback, void* targe
 {
     EXPECT_EQ(refcon, nullptr);
     if (calledQueue(self, "setEventCallout")) {
-        return kFailure;
+        return platform().hid.failure;
     }
     queueOf(self)->callout = callback;
     queueOf(self)->target = target;
@@ -268,6 +286,7 @@ const IOHIDDeviceInterface122& fake::deviceTable()
         functions.close = &closeDevice;
         functions.allocQueue = &allocQueue;
         functions.setReport = &setReport;
+        functions.getReport = &getReport;
         functions.setInterruptReportHandlerCallback = &setReportHandler;
         return functions;
     }();

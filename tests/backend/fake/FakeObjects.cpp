@@ -40,6 +40,11 @@ FakeObject* FakeObjects::make(const Value& value, const std::string& name)
         object->text = *text;
         return object;
     }
+    if (const auto* data = value.as<std::vector<std::uint8_t>>()) {
+        FakeObject* object = make(FakeObject::kData, name);
+        object->data = *data;
+        return object;
+    }
     if (const auto* list = value.as<List>()) {
         FakeObject* object = make(FakeObject::kArray, name);
         for (const Value& item : *list) {
@@ -224,6 +229,21 @@ CFTypeID CFArrayGetTypeID(void)
 CFTypeID CFDictionaryGetTypeID(void)
 {
     return FakeObject::kDictionary;
+}
+
+CFTypeID CFDataGetTypeID(void)
+{
+    return FakeObject::kData;
+}
+
+const UInt8* CFDataGetBytePtr(CFDataRef data)
+{
+    return looked(data, FakeObject::kData, "CFDataGetBytePtr")->data.data();
+}
+
+CFIndex CFDataGetLength(CFDataRef data)
+{
+    return static_cast<CFIndex>(looked(data, FakeObject::kData, "CFDataGetLength")->data.size());
 }
 
 Boolean CFBooleanGetValue(CFBooleanRef boolean)

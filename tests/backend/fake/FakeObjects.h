@@ -18,7 +18,7 @@ class FakeLog;
 /// One property object (or run loop source), counted. An object that died stays as a corpse, so that a use of it is
 /// told as what it is.
 struct FakeObject {
-    enum Kind : CFTypeID { kNumber = 1, kBoolean, kString, kArray, kDictionary, kSource, kLoop };
+    enum Kind : CFTypeID { kNumber = 1, kBoolean, kString, kArray, kDictionary, kSource, kLoop, kData };
 
     Kind kind = kNumber;
     std::string name;
@@ -31,6 +31,7 @@ struct FakeObject {
     double real = 0;
     bool isReal = false;
     Text text;
+    std::vector<std::uint8_t> data;
     std::vector<FakeObject*> items;
     std::map<std::string, FakeObject*> entries;
     std::function<void()> onDeath;

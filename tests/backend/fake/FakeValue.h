@@ -29,6 +29,7 @@ public:
     Value(bool flag) : _value(flag) {}
     Value(const char* text) : _value(Text{text, true}) {}
     Value(Text text) : _value(std::move(text)) {}
+    Value(std::vector<std::uint8_t> data) : _value(std::move(data)) {}
     Value(List list) : _value(std::move(list)) {}
     Value(Dict dict) : _value(std::move(dict)) {}
 
@@ -40,7 +41,7 @@ public:
     bool isEmpty() const { return std::holds_alternative<std::monostate>(_value); }
 
 private:
-    std::variant<std::monostate, std::int64_t, double, bool, Text, List, Dict> _value;
+    std::variant<std::monostate, std::int64_t, double, bool, Text, std::vector<std::uint8_t>, List, Dict> _value;
 };
 
 } // namespace fake
