@@ -165,6 +165,13 @@ def known_without_effect():
     return known
 
 
+def tell_of_stale(known, places):
+    """Lines of no_effect.txt that name no change of these sources: the code they spoke of has been edited."""
+    stale = known.keys() - {place.key for place in places}
+    for key in sorted(stale):
+        print(f"mutation: no_effect.txt names no change of this tree: {key}", flush=True)
+
+
 def choose(places, cases, options):
     reached = frozenset().union(*(case.reached for case in cases))
     if options.only:
@@ -239,6 +246,7 @@ def main():
         build_all(copy, build, targets, files, memory, options.jobs)
     places = [place for file in files.values() for place in file.places]
     print(f"mutation: {len(places)} changes in {len(files)} files", flush=True)
+    tell_of_stale(known_without_effect(), places)
     cases = programs.look_at_all(find_programs(build, names), memory.count(), os.path.join(options.work, "reached"),
                                  options.jobs)
     chosen = choose(places, cases, options)
