@@ -1,7 +1,16 @@
 """The folders of the library and who may know whom. include_rules.py and link_rules.py hold it."""
+import pathlib
 import re
 
 LIBRARY = "IntLibs/QrxHidMgr"
+
+
+def providers():
+    """The folders of providers: those that have a header of their own name, as Platform/Linux has LinuxProvider.h."""
+    platform = pathlib.Path(__file__).resolve().parents[2] / LIBRARY / "Platform"
+    headers = sorted(platform.glob("*/*Provider.h"))
+    return [f"Platform/{header.parent.name}" for header in headers if header.stem == f"{header.parent.name}Provider"]
+
 
 # What <...> headers stand for.
 PUBLISHED = re.compile(r"(CoreFoundation/CoreFoundation|IOKit/.*|Carbon/Carbon|CoreServices/CoreServices|mach/mach)\.h")
@@ -36,8 +45,11 @@ RULES = {
     "Platform/Linux": ((SYSTEM,),
                        ("Platform/Linux", "Platform/Linux/policy", "Platform/Linux/monitors", "Platform/Linux/sysfs",
                         "Platform/Provider", "Platform/Base")),
+    # A provider needs no row here before it has rooms.
+    **{folder: ((SYSTEM,), (folder, "HID", "Platform/Provider", "Platform/Base", "Text"))
+       for folder in providers() if folder != "Platform/Linux"},
     # The list of providers.
-    "Platform": ((), ("Platform/Provider", "Platform/Linux")),
+    "Platform": ((), ("Platform/Provider", *providers())),
     # The published functions.
     "Platform/IOKit": ((PUBLISHED,),
                        ("Platform/IOKit/hid", "Platform/IOKit/registry", "Platform/CoreFoundation",
@@ -78,6 +90,7 @@ GUESTS = {
     "tests/hid": ("HID",),
     "tests/unit": ("Sources", "Sources/mac"),
     "tests/backend": ("Sources/mac",),
+    "tests/frame/provider": ("Platform/Provider",),
     "tests/frame/release_order": ("Sources/mac",),
     "tests/platform/base": ("Platform/Base",),
     "tests/platform/cf": ("Platform/CoreFoundation", "Platform/Base"),

@@ -3,6 +3,7 @@
 
 namespace qrx::platform {
 
+// The build reads the includes above to learn which providers there are.
 std::vector<std::unique_ptr<Provider>> makeProviders()
 {
     std::vector<std::unique_ptr<Provider>> providers;

@@ -1,0 +1,24 @@
+#include "Empty/EmptyProvider.h"
+
+#include <memory>
+
+namespace qrx::platform {
+
+namespace {
+
+class EmptyProvider final : public Provider {
+public:
+    void refresh(RegistrySink&) override {}
+    int startWatching(RegistrySink&) override { return -1; }
+    void handleEvents(RegistrySink&) override {}
+    void stopWatching() override {}
+};
+
+} // namespace
+
+std::unique_ptr<Provider> makeEmptyProvider()
+{
+    return std::make_unique<EmptyProvider>();
+}
+
+} // namespace qrx::platform
