@@ -2,6 +2,8 @@
 
 #include <utility>
 
+// Programs see no more of an event than a pointer, so its size stays the same when a fact is added. A recording of
+// hours has millions of events: what is added here is paid for that often.
 struct QrxRecordedEvent::Body {
     std::uint64_t timeUs = 0;
     std::size_t interfaceIndex = 0;
@@ -19,6 +21,8 @@ QrxRecordedEvent::QrxRecordedEvent(const QrxRecordedEvent& other) : _body(std::m
 
 QrxRecordedEvent::QrxRecordedEvent(QrxRecordedEvent&& other) noexcept = default;
 
+// The parameter is the copy, or what was moved: if copying throws, this event is unchanged, and an event may be
+// assigned to itself.
 QrxRecordedEvent& QrxRecordedEvent::operator=(QrxRecordedEvent other) noexcept
 {
     _body.swap(other._body);

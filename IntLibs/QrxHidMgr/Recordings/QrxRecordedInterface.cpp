@@ -2,6 +2,7 @@
 
 #include <utility>
 
+// Behind a pointer, so that facts can be added without a change of the class that programs were built with.
 struct QrxRecordedInterface::Body {
     int number = 0;
     std::vector<std::uint8_t> reportDescriptor;
@@ -27,6 +28,7 @@ QrxRecordedInterface::QrxRecordedInterface(const QrxRecordedInterface& other)
 
 QrxRecordedInterface::QrxRecordedInterface(QrxRecordedInterface&& other) noexcept = default;
 
+// Assignment takes a copy and exchanges: nothing is half assigned when memory runs out.
 QrxRecordedInterface& QrxRecordedInterface::operator=(QrxRecordedInterface other) noexcept
 {
     _body.swap(other._body);
@@ -40,6 +42,8 @@ int QrxRecordedInterface::getNumber() const
     return _body->number;
 }
 
+// Setters check nothing: a program may set facts in any order, and the rules are about all of them together
+// (RecordingRules.cpp).
 QrxRecordedInterface& QrxRecordedInterface::setNumber(int number)
 {
     _body->number = number;

@@ -29,6 +29,8 @@ QrxRecordingError::QrxRecordingError(const std::string& fileName, std::size_t li
 {
 }
 
+// The classes of a recording hold a body each, by pointer: facts can be added without a change of what programs were
+// built with.
 struct QrxRecording::Body {
     std::uint16_t bus = kUsbBus;
     std::uint16_t vendorID = 0;
@@ -51,6 +53,7 @@ QrxRecording::QrxRecording(const QrxRecording& other) : _body(std::make_unique<B
 
 QrxRecording::QrxRecording(QrxRecording&& other) noexcept = default;
 
+// The copy was made for the parameter: if it throws, this recording is unchanged.
 QrxRecording& QrxRecording::operator=(QrxRecording other) noexcept
 {
     _body.swap(other._body);
@@ -235,12 +238,15 @@ QrxRecording QrxRecording::readFile(const std::string& fileName)
 
 void QrxRecording::write(std::ostream& text) const
 {
+    // All of it is checked before the first byte, so that no file holds half a recording.
     qrx::checkRecording(*this);
     qrx::RecordingWriter(text).write(*this);
 }
 
 void QrxRecording::writeEvent(std::ostream& text, const QrxRecordedEvent& event, std::size_t& afterInterface) const
 {
+    // For recorders, which write the head once and each event as it comes. Whether events are in order of time is for
+    // the caller to keep: this recording does not have the earlier ones.
     qrx::checkEvent(*this, event);
     const bool switchesInterface = _body->interfaces.size() > 1 && afterInterface != event.getInterfaceIndex();
     qrx::RecordingWriter(text).writeEvent(event, switchesInterface);

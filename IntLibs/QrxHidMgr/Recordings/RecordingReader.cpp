@@ -45,6 +45,7 @@ std::string unescaped(std::string_view text)
 {
     std::string plain;
     for (std::size_t i = 0; i < text.size(); ++i) {
+        // A backslash at the end of a text has nothing to escape, and is one.
         if (text[i] != '\\' || i + 1 == text.size()) {
             plain.push_back(text[i]);
             continue;
@@ -73,11 +74,13 @@ QrxRecording RecordingReader::read(std::istream& text)
         fail(lines.fault());
     }
     finish();
+    // A reader reads one text: the recording is handed out, not copied.
     return std::move(_recording);
 }
 
 void RecordingReader::readLine(std::string_view line)
 {
+    // Blanks at the ends mean nothing, and a text from another system ends its lines with "\r\n".
     line = trimmed(line);
     if (line.empty()) {
         return;
@@ -91,6 +94,7 @@ void RecordingReader::readLine(std::string_view line)
     }
     const std::string_view value = trimmed(line.substr(2));
     switch (line.front()) {
+    // Other letters are refused and not skipped: what they say may change what the rest means.
     case 'D':
         return switchInterface(value);
     case 'R':
@@ -112,6 +116,7 @@ void RecordingReader::readLine(std::string_view line)
 
 void RecordingReader::readComment(std::string_view text)
 {
+    // Comments are kept, because people note in them what a recording shows.
     if (text.empty() || text.front() != '@') {
         _recording.getComments().push_back(checkedText(std::string(trimmed(text))));
         return;
@@ -131,6 +136,8 @@ void RecordingReader::readNote(std::string_view key, std::string_view value)
         _recording.setVendorName(noteText(value));
     } else if (key == "product-name") {
         _recording.setProductName(noteText(value));
+        // An empty name counts as well: it says that the device has none, where the interface's name would be taken
+        // otherwise.
         _hasProductName = true;
     } else if (key == "serial-number") {
         _recording.setSerialNumber(noteText(value));
@@ -159,6 +166,7 @@ std::string RecordingReader::checkedText(std::string text) const
 
 std::string RecordingReader::noteText(std::string_view value) const
 {
+    // The limit is on what is kept; the line is longer by its escapes.
     return checkedText(unescaped(value));
 }
 
@@ -239,6 +247,7 @@ void RecordingReader::readIdentity(std::string_view value)
     if (!bus || !vendorID || !productID || !trimmed(value).empty()) {
         fail("I: needs bus, vendor ID and product ID in hexadecimal, not " + quoted(whole));
     }
+    // An interface may have this line alone before its descriptor. It takes its place in the list here.
     currentInterface();
     // The bus may differ, since recorders write it for each node; vendor and product name the device.
     if (_hasIdentity && (_recording.getVendorID() != *vendorID || _recording.getProductID() != *productID)) {
@@ -280,6 +289,7 @@ std::uint64_t RecordingReader::readTime(std::string_view value) const
     if (!seconds || fraction.size() > kMicrosecondDigits || !microseconds) {
         fail("E: needs a time in seconds.microseconds, not " + quoted(value));
     }
+    // Both have limits that leave the sum far below 64 bits.
     return *seconds * 1'000'000 + *microseconds;
 }
 

@@ -17,6 +17,7 @@ constexpr std::uint64_t kMaximumTimeUs = kMaximumSeconds * 1'000'000 + 999'999;
 
 [[noreturn]] void refuse(const std::string& reason)
 {
+    // Not QrxRecordingError, which names a line of a file: here a program has made the recording.
     throw std::invalid_argument("a recording: " + reason);
 }
 

@@ -98,6 +98,7 @@ void RecordingWriter::writeEvent(const QrxRecordedEvent& event, bool switchesInt
     std::snprintf(time.data(), time.size(), "%06llu.%06llu",
                   static_cast<unsigned long long>(event.getTimeUs() / 1'000'000),
                   static_cast<unsigned long long>(event.getTimeUs() % 1'000'000));
+    // Six digits before the point, as the field's recorders write them; longer times are wider.
     _lines.append("E: ").append(time.data()).append(" ");
     addBytes(event.getBytes());
     handOver();
@@ -144,6 +145,7 @@ void RecordingWriter::addNote(std::string_view key, const std::string& value)
 void RecordingWriter::addInterface(const QrxRecording& recording, std::size_t index)
 {
     const QrxRecordedInterface& interface = recording.getInterfaces()[index];
+    // A recording of one interface needs no D: line, and tools that know no composite devices can read it then.
     if (recording.getInterfaces().size() > 1) {
         addInterfaceSwitch(index);
     }
@@ -153,6 +155,7 @@ void RecordingWriter::addInterface(const QrxRecording& recording, std::size_t in
     addBytes(interface.getReportDescriptor());
     addText("N: ", "interface-name", interface.getName());
     addText("P: ", "physical-path", interface.getPhysicalPath());
+    // Every interface repeats the identity, since recorders write it for each node.
     _lines.append("I: ").append(hex(recording.getBus(), 1)).append(" ");
     _lines.append(hex(recording.getVendorID(), 4)).append(" ").append(hex(recording.getProductID(), 4)).append("\n");
 }

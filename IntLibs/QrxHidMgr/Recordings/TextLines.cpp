@@ -9,6 +9,7 @@ namespace qrx::text_lines {
 
 namespace {
 
+// The carriage return is a blank, so that texts with the line ends of other systems are read alike.
 constexpr std::string_view kBlanks = " \t\r";
 
 } // namespace
@@ -43,6 +44,7 @@ std::optional<std::uint64_t> number(std::string_view word, int base, std::uint64
 
 std::string quoted(std::string_view text)
 {
+    // Enough to find the place, and a message stays one line.
     constexpr std::size_t kShown = 40;
     return "\"" + std::string(text.substr(0, kShown)) + (text.size() > kShown ? "...\"" : "\"");
 }

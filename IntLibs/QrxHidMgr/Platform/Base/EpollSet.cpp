@@ -19,6 +19,7 @@ int roundedMs(std::chrono::nanoseconds time)
 
 bool EpollSet::add(int fd, std::uint64_t token)
 {
+    // In a child the set is still the parent's: the parent would wake for a descriptor that it does not know.
     if (!_epoll.isOpen() || _process.isInherited()) {
         errno = EBADF;
         return false;
@@ -41,11 +42,13 @@ int EpollSet::waitReady(std::span<epoll_event> found, std::optional<std::chrono:
     if (!most) {
         return wait(found, -1);
     }
+    // Whole milliseconds would end a wait up to one late, and timers of the run loop are due to the microsecond.
     if (_waitsPrecisely) {
         const int count = _calls.epollWaitPrecisely(_epoll.get(), found.data(), static_cast<int>(found.size()), *most);
         if (count >= 0 || (errno != ENOSYS && errno != EPERM)) {
             return count;
         }
+        // Asked once: the kernel is older than 5.11, or a sandbox refuses calls that it does not know.
         _waitsPrecisely = false;
     }
     return wait(found, roundedMs(*most));

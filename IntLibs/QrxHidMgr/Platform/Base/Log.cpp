@@ -35,6 +35,8 @@ LogLevel chosenLevel()
 
 constexpr std::string_view kBegin = "QrxHIDManager: ";
 
+// For whoever must know whether a call has said something already, so that one failure is not two lines. By thread,
+// since lines of other threads are about other calls.
 thread_local std::uint64_t sm_WrittenLines = 0;
 
 void writeLine(std::string_view line)

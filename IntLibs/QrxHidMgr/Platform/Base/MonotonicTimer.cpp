@@ -42,6 +42,7 @@ bool MonotonicTimer::clear()
 
 bool MonotonicTimer::set(std::chrono::nanoseconds first, std::chrono::nanoseconds interval)
 {
+    // The timer of a child that fork made is its parent's: setting it would change when the parent wakes.
     if (!_timer.isOpen() || _process.isInherited()) {
         errno = EBADF;
         return false;
@@ -51,6 +52,8 @@ bool MonotonicTimer::set(std::chrono::nanoseconds first, std::chrono::nanosecond
 
 bool MonotonicTimer::take()
 {
+    // The timer does not block: the read fails where it has not run out, or where another thread has taken it or set it
+    // anew.
     std::uint64_t expirations = 0;
     return _timer.isOpen() && !_process.isInherited() &&
            _calls.read(_timer.get(), &expirations, sizeof expirations) == sizeof expirations;

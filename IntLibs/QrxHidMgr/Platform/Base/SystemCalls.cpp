@@ -75,6 +75,7 @@ ssize_t SystemCalls::readv(int fd, const iovec* segments, int count)
 
 ssize_t SystemCalls::readvFlagged(int fd, const iovec* segments, int count, int flags)
 {
+    // -1 is the file's own position, so this reads on where readv would.
     return ::preadv2(fd, segments, count, -1, flags);
 }
 
@@ -158,6 +159,7 @@ int SystemCalls::poll(pollfd* descriptors, std::size_t count, int timeoutMs)
 
 int SystemCalls::duplicate(int fd)
 {
+    // Not dup: another thread may start a program before the flag is set.
     return ::fcntl(fd, F_DUPFD_CLOEXEC, 0);
 }
 
@@ -168,6 +170,7 @@ int SystemCalls::eventCreate()
 
 int SystemCalls::timerCreate()
 {
+    // The clock of the steady clock of the standard library, so moments of one are moments of the other.
     return ::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
 }
 

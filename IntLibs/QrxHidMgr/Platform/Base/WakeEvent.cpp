@@ -6,6 +6,7 @@ namespace qrx::platform {
 
 bool WakeEvent::raise()
 {
+    // A child would wake its parent for a change that only the child has made.
     const std::uint64_t one = 1;
     return _process.isInherited() || _calls.write(_event.get(), &one, sizeof one) == sizeof one;
 }

@@ -34,6 +34,7 @@ struct __attribute__((visibility("hidden"))) QrxRecordingPlayer::Body
     std::function<void()> finishedHandler;
 
 private:
+    // Callbacks of the source. The loop waits for the descriptor that portOf gives, as on macOS for a port.
     static unsigned int portOf(void* info) { return static_cast<unsigned int>(bodyOf(info)._timer->descriptor()); }
     static void* perform(void* message, CFIndex size, CFAllocatorRef allocator, void* info);
     static Body& bodyOf(void* info) { return *static_cast<Body*>(info); }
@@ -73,6 +74,7 @@ void QrxRecordingPlayer::Body::start(double newSpeed)
     context.perform = perform;
     _source = CFRunLoopSourceCreate(kCFAllocatorDefault, 0, reinterpret_cast<CFRunLoopSourceContext*>(&context));
     CFRunLoopAddSource(CFRunLoopGetCurrent(), _source, kCFRunLoopDefaultMode);
+    // At a pace the clock alone decides when the next event is sent.
     if (!isPaced()) {
         // The listener runs on the reader's thread. It only sets the timer, which the loop of this thread then notices.
         device->setRoomListener(this, [waker = _timer] { waker->setDue({}); });
@@ -88,6 +90,8 @@ void QrxRecordingPlayer::Body::stop()
     if (!isPaced()) {
         device->setRoomListener(this, {});
     }
+    // The loop holds the source. Invalidated, it is never performed again, also if this is called from within
+    // `perform`.
     CFRunLoopSourceInvalidate(_source);
     CFRelease(std::exchange(_source, nullptr));
     _timer.reset();
@@ -144,6 +148,7 @@ void QrxRecordingPlayer::Body::sendDueEvents()
 
 void QrxRecordingPlayer::Body::finish()
 {
+    // Before the handler, which may start the player again.
     stop();
     // A copy: the handler may set another one or destroy the player while it runs.
     const std::function<void()> handler = finishedHandler;
@@ -167,11 +172,13 @@ QrxRecordingPlayer::QrxRecordingPlayer(QrxRecording recording, QrxVirtualDevice&
 
 QrxRecordingPlayer::~QrxRecordingPlayer()
 {
+    // A source that is left in the loop would be performed with a body that has gone.
     _body->stop();
 }
 
 void QrxRecordingPlayer::start(double speed)
 {
+    // Written so that it holds for NaN too.
     if (!(speed >= 0)) {
         throw std::invalid_argument("the speed of a playback is 0 or more");
     }

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+// The public form of what VirtualUsbDevice.h calls a SentReport: with plain integers, so that programs need no header
+// of the platform.
 struct QrxSentReport::Body {
     int interfaceNumber;
     unsigned int reportType;

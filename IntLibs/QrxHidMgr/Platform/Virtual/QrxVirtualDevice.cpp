@@ -23,6 +23,7 @@ using qrx::platform::SentReport;
 
 constexpr std::uint8_t kHIDClass = 3;
 constexpr std::uint8_t kVendorSpecificClass = 0xFF;
+// As DeviceFacts counts speeds: the one that goes with the packet size of endpoint 0 below.
 constexpr std::uint8_t kHighSpeed = 2;
 
 std::optional<std::string> presentText(const std::string& text)
@@ -38,6 +39,8 @@ InterfaceFacts factsOf(const QrxVirtualInterface& interface)
     }
     InterfaceFacts facts;
     facts.number = static_cast<std::uint8_t>(interface.getNumber());
+    // An interrupt endpoint for input, which every HID interface has (HID 1.11, 4.4). Reports to the device go through
+    // endpoint 0.
     facts.endpointCount = 1;
     // An interface without a report descriptor stands for one that is not HID: it is listed and has no driver.
     facts.interfaceClass = interface.getReportDescriptor().empty() ? kVendorSpecificClass : kHIDClass;
@@ -116,6 +119,7 @@ QrxSentReport publicForm(const SentReport& report)
 QrxVirtualDevice::QrxVirtualDevice(QrxVirtualIdentity identity, std::vector<QrxVirtualInterface> interfaces)
     : _body(std::make_shared<Body>())
 {
+    // Shared: ports and channels of the registry may outlive the application's object.
     _body->device = std::make_shared<qrx::platform::VirtualUsbDevice>(factsOf(identity, interfaces));
     _body->identity = std::move(identity);
 }
@@ -193,6 +197,7 @@ bool QrxVirtualDevice::hasRoom(int interfaceNumber) const
 
 void QrxVirtualDevice::setSentReportHandler(SentReportHandler handler)
 {
+    // An empty function takes the handler away; wrapped, it would be one that throws when it is called.
     if (!handler) {
         _heldBody().device->setSentReportHandler({});
         return;

@@ -2,9 +2,11 @@
 
 #include <utility>
 
+// Behind a pointer, so that facts can be added without a change of the class that programs were built with.
 struct QrxVirtualIdentity::Body {
     std::uint16_t vendorID = 0;
     std::uint16_t productID = 0;
+    // Version 1.00 in binary-coded decimal (USB 2.0, 9.6.1).
     std::uint16_t releaseNumber = 0x0100;
     std::uint8_t deviceClass = 0;
     std::uint8_t deviceSubclass = 0;

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+// Nothing is checked here: what a device may have is decided when it is made of all its interfaces
+// (QrxVirtualDevice.cpp).
 struct QrxVirtualInterface::Body {
     int number = 0;
     std::vector<std::uint8_t> reportDescriptor;

@@ -42,6 +42,7 @@ QrxVirtualScript QrxVirtualScript::readFile(const std::string& fileName)
 
 QrxVirtualScript& QrxVirtualScript::add(const std::string& line)
 {
+    // Messages name a rule that a program adds by its place, as they name a line of a file.
     qrx::platform::script::ScriptReader("rule", _body->rules).readLine(line, getRuleCount() + 1);
     return *this;
 }

@@ -30,6 +30,7 @@ bool ReportQueue::push(std::span<const std::uint8_t> report)
 void ReportQueue::end()
 {
     const std::scoped_lock lock(_mutex);
+    // Once is enough: the event is never cleared after this.
     if (!_ended) {
         _ended = true;
         _event.raise();
@@ -45,6 +46,8 @@ bool ReportQueue::hasRoom() const
 HIDChannel::Next ReportQueue::take(std::span<const std::uint8_t>& report, bool& fetched)
 {
     fetched = false;
+    // The reader's own buffer needs no lock: only the reader touches it, and the exchange orders what writers have put
+    // there.
     if (!hasFetchedReports()) {
         const std::scoped_lock lock(_mutex);
         if (_waitingCount == 0) {

@@ -51,7 +51,9 @@ void RunLoopCalls::callAfter(std::chrono::microseconds time, std::function<void(
         if (!self) {
             return;
         }
+        // The function must know its timer, whose number is only known once the loop has the function.
         const auto timer = std::make_shared<QrxRunLoop::Timer>(0);
+        // The time counts from here. From another thread that is a turn of the loop later than the call.
         *timer = self->_loop.callAfter(time, [weak, timer, function] {
             if (const auto alive = weak.lock()) {
                 alive->_timers.erase(*timer);

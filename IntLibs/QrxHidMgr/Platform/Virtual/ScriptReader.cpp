@@ -67,6 +67,7 @@ constexpr std::array kVerbs{
 std::string allowedAt(Event event)
 {
     std::string list;
+    // Made from the table, so that the message cannot name what the reader does not take.
     for (const VerbRow& row : kVerbs) {
         if ((row.events & bit(event)) != 0) {
             list += (list.empty() ? "" : ", ") + std::string(row.shown);
@@ -133,6 +134,7 @@ void ScriptReader::read(std::istream& text)
 void ScriptReader::readLine(std::string_view line, std::size_t lineNumber)
 {
     _line = lineNumber;
+    // Unlike in a recording, a comment may follow a rule: no operand contains the sign.
     line = trimmed(line.substr(0, line.find('#')));
     if (line.empty()) {
         return;
@@ -148,6 +150,7 @@ void ScriptReader::readLine(std::string_view line, std::size_t lineNumber)
     Rule rule{readTrigger(line.substr(0, colon)), {}};
     for (std::string_view rest = line.substr(colon + 1);;) {
         const std::size_t comma = rest.find(',');
+        // A script may come with a bug report as a recording does: what it makes the program hold is bounded.
         if (_rules.actionCount + rule.actions.size() == kMaximumActions) {
             fail("more than " + std::to_string(kMaximumActions) + " things that may happen in all rules");
         }
@@ -175,6 +178,7 @@ void ScriptReader::readCount(std::string_view& text, Trigger& trigger) const
         trigger.times = 1;
         return;
     }
+    // A word that is no number leaves the text as it is: it is the trigger then.
     std::string_view rest = text;
     const auto times = number(nextWord(rest), 10, UINT64_MAX);
     if (times && takeWords(rest, "times")) {
@@ -265,6 +269,7 @@ void ScriptReader::readRequest(std::string_view text, Trigger& trigger) const
         fail("after \"when get\" stands input, output or feature, not " + quoted(word));
     }
     std::string_view rest = text;
+    // The report's number may be left out, and what follows it as well.
     if (const std::string_view id = nextWord(rest); id != "on" && !id.empty()) {
         trigger.reportID = byteOf(id);
         if (!trigger.reportID) {
@@ -279,6 +284,7 @@ void ScriptReader::readRequest(std::string_view text, Trigger& trigger) const
 Action ScriptReader::readAction(std::string_view text, Event event) const
 {
     const std::string_view whole = text;
+    // No row is a prefix of another one, so the first that fits is the one meant.
     for (const VerbRow& row : kVerbs) {
         if ((row.events & bit(event)) == 0 || !takeWords(text, row.words)) {
             continue;
@@ -344,6 +350,7 @@ std::chrono::microseconds ScriptReader::takeTime(std::string_view& text) const
                             : unit == "s"   ? 1'000'000
                             : unit == "min" ? 60'000'000
                                             : 0;
+    // Divided and not multiplied: the product of a large count could overflow.
     if (!count || us == 0 || static_cast<std::int64_t>(*count) > kLongestTime.count() / us) {
         fail("a time is a number and us, ms, s or min, at most a day: 5 ms");
     }

@@ -38,6 +38,7 @@ std::shared_ptr<ScriptedBehaviour> ScriptedBehaviour::start(const std::shared_pt
 {
     auto started = std::make_shared<ScriptedBehaviour>(device, rules);
     for (const Rule& rule : rules.rules) {
+        // "0 times" switches a rule off, here as well as in `actionsAt`.
         if (rule.trigger.event != Event::time || rule.trigger.times == 0U) {
             continue;
         }
@@ -73,6 +74,7 @@ bool ScriptedBehaviour::fits(const Trigger& trigger, const Occasion& occasion)
     switch (trigger.event) {
     case Event::report:
         // Chance is asked at each report, so that what it says does not depend on other rules.
+        // Reports are counted over all interfaces, in the order of their sending.
         return trigger.percent ? hasChance(*trigger.percent)
                                : (trigger.every != 0 ? _reports % trigger.every == 0 : _reports == trigger.number);
     case Event::sent:
@@ -92,6 +94,7 @@ std::vector<Action> ScriptedBehaviour::actionsAt(const Occasion& occasion)
         if (!fits(rule.trigger, occasion) || rule.trigger.times == 0U) {
             continue;
         }
+        // Counted when the rule fits, whether or not its actions change anything.
         if (rule.trigger.times) {
             --*rule.trigger.times;
         }
@@ -110,6 +113,7 @@ void ScriptedBehaviour::shape(Outgoing& outgoing, const Action& action)
         outgoing.copies = 0;
         break;
     case Verb::repeat:
+        // Two rules that fit the same report double it twice.
         outgoing.copies *= 2;
         break;
     case Verb::fill:
@@ -149,6 +153,7 @@ bool ScriptedBehaviour::sendOut(int interfaceNumber, const Outgoing& outgoing)
         }
         return isTaken;
     };
+    // Whether a delayed report finds room shows only later, and nobody waits for that; to the sender it is taken.
     if (outgoing.delay.count() > 0) {
         later(outgoing.delay, deliver);
         return true;
@@ -173,6 +178,7 @@ bool ScriptedBehaviour::sendInputReport(int interfaceNumber, std::span<const std
         if (outgoing.isHeldBack) {
             _heldBack[interfaceNumber].insert(_heldBack[interfaceNumber].end(), outgoing.copies, outgoing.bytes);
         } else {
+            // This report overtakes the ones that wait for it.
             heldBack = std::exchange(_heldBack[interfaceNumber], {});
         }
     }
@@ -203,6 +209,7 @@ std::optional<Status> ScriptedBehaviour::decide(const Action& action, std::chron
         const auto wait = std::min(action.time, kRequestLimit - waited);
         std::this_thread::sleep_for(wait);
         waited += wait;
+        // All waits of a request together are bounded, as the kernel bounds the request.
         return waited == kRequestLimit ? std::optional(Status::timeout) : std::nullopt;
     }
     default:
@@ -239,6 +246,7 @@ std::optional<Status> ScriptedBehaviour::answerRequest(int interfaceNumber, Repo
     for (const Action& action : actions) {
         const auto decided = decide(action, waited);
         if (!decision && action.verb == Verb::answer) {
+            // An answer after a refusal does not count, and of two answers the first one does.
             answer = action.bytes.filled({});
         }
         decision = decision ? decision : decided;
@@ -255,6 +263,7 @@ Status ScriptedBehaviour::open(int interfaceNumber)
     lock.unlock();
     Status status = Status::success;
     for (const Action& action : actions) {
+        // As for a report node that this user may not open.
         status = action.verb == Verb::refuse ? Status::notPrivileged : status;
         act(action, occasion);
     }
@@ -292,6 +301,8 @@ void ScriptedBehaviour::changeFacts(DeviceFacts& facts)
         facts.serialNumber = hostileText();
     }
     for (InterfaceFacts& interface : facts.interfaces) {
+        // A rule without a number means the first HID interface. It was looked up before any descriptor is replaced,
+        // since an empty one would make the interface one that is not HID.
         const std::optional<int> name = interface.number == first && _descriptors.contains(std::nullopt)
                                             ? std::nullopt
                                             : std::optional<int>(interface.number);
@@ -317,6 +328,7 @@ void ScriptedBehaviour::act(const Action& action, const Occasion& occasion)
         break;
     }
     case Verb::unplug:
+        // Actions that follow find the device unplugged: what they send is lost.
         device->unplug();
         break;
     case Verb::plug:

@@ -93,6 +93,7 @@ Status VirtualChannel::getReport(ReportType type, std::uint32_t reportID, std::s
 
 std::uint64_t VirtualChannel::possibleLosses() const
 {
+    // Reports that were lost, one by one. The kernel's ring only shows that it was full.
     return _queue->lostCount();
 }
 

@@ -66,6 +66,7 @@ void VirtualUsbDevice::plug()
     // The registry calls nothing of ours from publish and terminate, so the lock may be held.
     const std::scoped_lock lock(_mutex);
     if (_key == 0) {
+        // Before the facts are made: their ports carry the number of this period.
         ++_plugging;
         _key = registry().publish(factsWithPorts());
     }
@@ -191,6 +192,7 @@ Status VirtualUsbDevice::openQueue(std::uint64_t plugging, int interfaceNumber, 
                                  _facts.productName.value_or("") + "\" cannot be opened: no file descriptor is free.");
         return Status::noResources;
     }
+    // Last: whatever failed before this has left nothing behind.
     _openQueues.push_back({interfaceNumber, opened});
     queue = std::move(opened);
     return Status::success;
@@ -208,6 +210,7 @@ void VirtualUsbDevice::closeQueue(const std::shared_ptr<ReportQueue>& queue)
 Status VirtualUsbDevice::takeSentReport(std::uint64_t plugging, SentReport report)
 {
     std::shared_ptr<const SentReportHandler> handler;
+    // The script decides before the owner: the owner does not hear of what it refuses.
     if (const auto behaviour = behaviourOf(plugging)) {
         if (const auto status = behaviour->takeSentReport(report)) {
             return *status;
@@ -248,6 +251,7 @@ Status VirtualUsbDevice::answerRequest(std::uint64_t plugging, int interfaceNumb
         handler = _reportRequestHandler;
         if (handler == nullptr) {
             const auto last = _lastReports.find({interfaceNumber, {type, reportID}});
+            // A report that was never written has no value to answer with. Many real devices stall such a request.
             if (last == _lastReports.end()) {
                 return Status::pipeStalled;
             }
