@@ -9,6 +9,7 @@
 
 namespace {
 
+// Constant initialised: malloc is called before any constructor of the program.
 std::atomic<std::uint64_t> sm_Count{0};
 
 } // namespace
@@ -43,6 +44,7 @@ std::uint64_t allocationCount()
 
 std::size_t bytesInUse()
 {
+    // Small blocks lie in arenas, large ones in mappings of their own; the figure is the sum.
     const struct mallinfo2 info = ::mallinfo2();
     return info.uordblks + info.hblkhd;
 }

@@ -43,6 +43,7 @@ Device bitKeyboard()
                    0x19, 0xE0, 0x29, 0xE7, 0x95, 0x08, 0x81, 0x02,             // 8 modifiers
                    0x19, 0x00, 0x2A, 0x0B, 0x01, 0x96, 0x0C, 0x01, 0x81, 0x02, // 268 keys
                    0x95, 0x04, 0x81, 0x01, 0xC0},                              // padding
+                  // Every fourth key is down: values differ from field to field.
                   std::vector<std::uint8_t>(35, 0x11)};
     return device;
 }
@@ -73,6 +74,7 @@ QrxReportLayout layoutOf(const Device& device)
 void layoutReads(benchmark::State& state, const Device& device)
 {
     const QrxReportLayout layout = layoutOf(device);
+    // Kept from report to report, as an application keeps it: memory is taken once.
     QrxReportValues values;
     const auto decodeOne = [&] {
         layout.decode(QrxReportType::input, device.report.data(), device.report.size(), values);
@@ -108,6 +110,7 @@ void loopReads(benchmark::State& state, const Device& device)
     for (auto iteration : state) {
         for (std::size_t i = 0; i < places.size(); ++i) {
             const Place& place = places[i];
+            // Bit by bit, since a field may begin and end within a byte.
             std::uint64_t value = 0;
             for (unsigned int bit = 0; bit < place.bits; ++bit) {
                 const std::size_t at = place.bitOffset + bit;
@@ -125,6 +128,7 @@ void loopReads(benchmark::State& state, const Device& device)
 void registerBenchmarks(RatioReporter& reporter)
 {
     // A decoded value has usage, place, sign and null state besides its number. Measured: 1.6 to 2.3.
+    // The limits leave room for a machine that is busy with other things.
     const std::map<std::string, double> limits{
         {"gamepad-17", 3}, {"keyboard-122", 3}, {"keyboard-276", 4}, {"array-16000", 3}};
     for (const auto& [name, device] : devices()) {

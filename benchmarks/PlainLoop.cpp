@@ -19,6 +19,7 @@ constexpr std::size_t kLongestReport = 16384;
 
 PlainLoop::PlainLoop(Receiver receiver, void* context) : _receiver(receiver), _context(context), _buffer(kLongestReport)
 {
+    // Non-blocking: a report that does not fit shows as an error, where a sender that waits for itself would never end.
     if (::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, _ends) != 0) {
         throw std::system_error(errno, std::generic_category(), "socketpair");
     }

@@ -15,6 +15,7 @@ void RatioReporter::ReportRuns(const std::vector<Run>& runs)
     for (const Run& run : runs) {
         // Aggregates of repetitions are left out; the median is taken here.
         if (run.run_type == Run::RT_Iteration && !run.error_occurred) {
+            // By name and arguments alone: the whole name also has the options, which are the same for all.
             _times[run.run_name.function_name + (run.run_name.args.empty() ? "" : "/" + run.run_name.args)].push_back(
                 run.GetAdjustedRealTime());
         }
@@ -29,6 +30,7 @@ double RatioReporter::medianOf(const std::string& name) const
         return 0;
     }
     std::vector<double> times = found->second;
+    // The median, which a few runs that were interrupted do not move.
     std::ranges::nth_element(times, times.begin() + static_cast<std::ptrdiff_t>(times.size() / 2));
     return times[times.size() / 2];
 }

@@ -57,6 +57,7 @@ VirtualWorld::VirtualWorld(std::size_t count, const std::vector<std::vector<std:
 
 mis::swizzler<QrxDeviceTree> VirtualWorld::populate()
 {
+    // A new tree each time, since a tree keeps what it has found.
     mis::swizzler<QrxDeviceTree> tree = QrxDeviceTree::NewInstance();
     tree->setDelegate(&_treeDelegate);
     tree->populate(0x1234, 0);
@@ -70,6 +71,7 @@ mis::swizzler<QrxDeviceTree> VirtualWorld::populate()
 void VirtualWorld::open(bool all)
 {
     _tree = populate();
+    // One device open among many shows whether those that are not open cost anything.
     for (unsigned int i = 0; i < (all ? _tree->getHIDDeviceCount() : 1); ++i) {
         const mis::swizzler<QrxHIDDevice> device = _tree->getDeviceAtIndex(i);
         device->setDelegate(new CountingDelegate(_delivered));
@@ -101,6 +103,7 @@ void VirtualWorld::sendFromEach(const std::vector<std::uint8_t>& report)
 
 void VirtualWorld::deliver(std::size_t count)
 {
+    // Counted by the delegate, so that nothing is measured that does not reach the application.
     const std::size_t wanted = _delivered + count;
     QrxRunLoop loop = QrxRunLoop::getCurrent();
     while (_delivered < wanted) {

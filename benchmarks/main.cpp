@@ -74,6 +74,7 @@ void plainReports(benchmark::State& state)
         for (std::size_t i = 0; i < waiting; ++i) {
             loop.send(report);
         }
+        // As for the library: sending is not measured.
         state.SetIterationTime(secondsOf([&] { loop.deliver(waiting); }));
     }
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(waiting));
@@ -118,6 +119,7 @@ void populateMice(benchmark::State& state)
     const auto count = static_cast<std::size_t>(state.range(0));
     double bytes = 0;
     for (auto iteration : state) {
+        // Before the devices are made: what a device costs the registry belongs to it.
         const std::size_t before = bytesInUse();
         VirtualWorld world(count, mouseDescriptor());
         mis::swizzler<QrxDeviceTree> tree;
@@ -275,6 +277,7 @@ void registerBenchmarks(RatioReporter& reporter)
     auto* plain = add("plain", plainReports);
     auto* library = add("library", libraryReports);
     for (const int bytes : {8, 64, 1024}) {
+        // A single report costs a whole turn of the loop; of a burst each costs its share of one.
         for (const std::size_t waiting : {std::size_t{1}, kBurst}) {
             const auto many = static_cast<std::int64_t>(waiting);
             plain->Args({bytes, many});
@@ -310,10 +313,12 @@ int main(int argc, char** argv)
     if (argc == 4 && std::strcmp(argv[1], "--work") == 0) {
         return doWork(argv[2], std::strtoul(argv[3], nullptr, 10));
     }
+    // Nine runs of each, mixed: a machine that becomes slower meanwhile does so for the library and for the floor.
     char repetitions[] = "--benchmark_repetitions=9";
     char interleaving[] = "--benchmark_enable_random_interleaving=true";
     char brief[] = "--benchmark_report_aggregates_only=false";
     std::vector<char*> arguments{argv[0], repetitions, interleaving, brief};
+    // What the caller gives comes last and counts.
     arguments.insert(arguments.end(), argv + 1, argv + argc);
     int count = static_cast<int>(arguments.size());
     benchmark::Initialize(&count, arguments.data());

@@ -59,6 +59,7 @@ int HidapiDrain::read()
 
 void HidapiDrain::run(std::size_t expected)
 {
+    // The other two ways read until nothing is left, which costs one call more, as it does in programs.
     for (std::size_t left = expected; _way != Way::blocking || left > 0; --left) {
         const int size = read();
         if (size <= 0) {

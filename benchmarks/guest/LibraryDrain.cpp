@@ -28,6 +28,7 @@ public:
     std::string name() const override { return "library"; }
     void run(std::size_t) override
     {
+        // A time of 0: what waits is delivered, and nothing is waited for.
         while (_loop.runOnce(0) == QrxRunLoop::Outcome::handled) {
         }
     }
@@ -60,6 +61,7 @@ LibraryDrain::LibraryDrain() : _tree(QrxDeviceTree::NewInstance())
 {
     _tree->setDelegate(&_treeDelegate);
     _tree->observe(0, 0);
+    // The arrival of the device waits in the loop.
     run(0);
     if (_tree->getHIDDeviceCount() != 1) {
         throw std::runtime_error("the library does not have the one device");

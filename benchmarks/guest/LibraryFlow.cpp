@@ -63,6 +63,7 @@ private:
 
 LibraryFlow::LibraryFlow(std::size_t devices)
 {
+    // Devices of the guest's kernel would be found as well.
     QrxVirtualDevice::setRealDevicesEnabled(false);
     const QrxVirtualInterface interface(0, {0x06, 0x00, 0xFF, 0x09, 0x01,   0xA1, 0x01, 0x15, 0x00, 0x26, 0xFF,
                                             0x00, 0x75, 0x08, 0x95, kBytes, 0x09, 0x02, 0x81, 0x02, 0xC0});

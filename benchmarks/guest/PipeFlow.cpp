@@ -51,6 +51,7 @@ PipeFlow::PipeFlow(std::size_t devices)
 {
     for (std::size_t number = 0; number < devices; ++number) {
         int ends[2];
+        // Non-blocking at both ends: the sender sees that a pipe is full, as that of a virtual device does.
         if (::pipe2(ends, O_NONBLOCK | O_CLOEXEC) != 0) {
             fail("pipe");
         }
@@ -81,6 +82,8 @@ public:
     {
         for (const std::size_t wanted = taken() + count; taken() < wanted;) {
             ::poll(_polled.data(), _polled.size(), -1);
+            // All entries are looked at, since poll does not say which of them are ready. That is the price of poll for
+            // many devices.
             for (const pollfd& one : _polled) {
                 if (one.revents != 0) {
                     read(one.fd);

@@ -64,6 +64,7 @@ public:
     std::string name() const override { return "plain_readv"; }
     void run(std::size_t) override
     {
+        // The kernel fills one segment with each report and goes on while they are filled to their ends.
         for (ssize_t size = 0; (size = ::readv(fd(), _segments.data(), kSegments)) > 0;) {
             for (std::size_t at = 0; at < static_cast<std::size_t>(size) / kMostBytes; ++at) {
                 take(_bytes[at].data(), kMostBytes);

@@ -52,6 +52,7 @@ void pause(Flow& flow, std::int64_t now, std::int64_t moment)
 void sendAll(Flow& flow, std::size_t devices, std::size_t count, double meanNs)
 {
     takePrecedence();
+    // A fixed seed: every reader gets the same reports at the same moments.
     std::mt19937 chance(1);
     std::exponential_distribution<double> gap(1 / meanNs);
     std::uniform_int_distribution<std::size_t> device(0, devices - 1);
@@ -62,6 +63,7 @@ void sendAll(Flow& flow, std::size_t devices, std::size_t count, double meanNs)
         if (const std::int64_t now = Flow::now(); static_cast<double>(now) < due) {
             pause(flow, now, static_cast<std::int64_t>(due));
         }
+        // A queue that is full is tried again: what is lost would have no delay.
         const std::size_t sending = device(chance);
         while (!flow.send(sending)) {
             const std::int64_t now = Flow::now();

@@ -99,6 +99,7 @@ void watch(const char* name, void (*wait)(), std::size_t& reports, VhciDevice* d
             device->sendInput(0, Bytes(Panels::kReportBytes));
         });
     }
+    // Read by the waiting thread about itself: the sender's sleeps are its own.
     const unsigned long before = sleeps();
     wait();
     const unsigned long slept = sleeps() - before;
@@ -116,6 +117,7 @@ void measure(std::size_t nodes)
     const mis::swizzler<QrxDeviceTree> tree = QrxDeviceTree::NewInstance();
     tree->setDelegate(&delegate);
     tree->observe(0, 0);
+    // An interface that the library had not opened yet would be one that nothing wakes.
     for (const auto& device : panels.devices()) {
         for (std::size_t interface = 0; interface < device->waitForNodes().size(); ++interface) {
             if (!device->waitUntilTaken(interface)) {

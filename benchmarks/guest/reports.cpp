@@ -56,6 +56,7 @@ void send(VhciDevice& device, const Kind& kind, std::uint8_t round, std::size_t 
         report.back() = static_cast<std::uint8_t>(number);
         device.sendInput(0, report);
     }
+    // Sent is not delivered: the kernel hands reports to the node from a thread of its own.
     if (!device.waitUntilTaken(0)) {
         throw std::runtime_error("the kernel does not take the reports");
     }
@@ -82,6 +83,7 @@ void measure(const Kind& kind, std::size_t rounds, Steps& steps)
     auto drains = makeDrains(kind, device.waitForNodes().at(0));
     for (const std::size_t waiting : kWaiting) {
         for (std::size_t round = 0; round < rounds; ++round) {
+            // In the same round as what is compared with it, so that the clock's own cost is that of the moment.
             steps.run(
                 "nothing", [] {}, [] { return std::size_t{0}; });
             send(device, kind, static_cast<std::uint8_t>(round), waiting);

@@ -25,6 +25,7 @@ void enumerate(Steps& steps, const char* name)
     hid_device_info* entries = nullptr;
     steps.run(
         name, [&entries] { entries = hid_enumerate(0, 0); }, [&entries] { return nodesOf(entries); });
+    // Not measured: the library's trees are destroyed outside of their step as well.
     hid_free_enumeration(entries);
 }
 

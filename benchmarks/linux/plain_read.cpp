@@ -26,6 +26,7 @@ bool readOne(int directory, const char* node, const char* file)
     if (fd < 0) {
         return false;
     }
+    // The longest attribute that sysfs has, and the longest report descriptor that Linux takes.
     char bytes[4096];
     const ssize_t size = ::read(fd, bytes, sizeof bytes);
     ::close(fd);

@@ -34,6 +34,7 @@ std::size_t interfacesWithElements(const mis::swizzler<QrxDeviceTree>& tree)
     for (unsigned int at = 0; at < tree->getHIDDeviceCount(); ++at) {
         const mis::swizzler<QrxHIDDevice> device = tree->getDeviceAtIndex(at);
         std::set<int> numbers;
+        // Interfaces are counted by their elements: one whose descriptor was not read has none, and shows as missing.
         for (unsigned int element = 0; element < device->getElementCount(); ++element) {
             numbers.insert(device->getElementAtIndex(element)->getInterfaceNumber());
         }

@@ -30,6 +30,7 @@ long long runOnce(char** words, std::FILE* output)
     if (child == 0) {
         dup2(fileno(output), STDOUT_FILENO);
         execv(words[0], words);
+        // Not exit, which would write the parent's buffered output a second time.
         _exit(127);
     }
     int status = 0;

@@ -13,6 +13,7 @@ std::vector<std::string> sm_Lines;
 /// Runs the loop until the daemon says something like that.
 void waitFor(const std::string& text)
 {
+    // Turns, not time: a slow machine has as many.
     for (int turns = 0; turns < 10000; ++turns) {
         for (; !sm_Lines.empty(); sm_Lines.erase(sm_Lines.begin())) {
             if (sm_Lines.front().find(text) != std::string::npos) {
@@ -37,6 +38,7 @@ int main()
                                          0x03, 0x81, 0x02, 0x85, 0x03, 0x09, 0x04, 0xb1, 0x02, 0xc0});
     QrxVirtualDevice device(QrxVirtualIdentity(0x1209, 0x0008).setSerialNumber("T1"), {keys, vendor});
     enum { answering, silent, refusing } mode = answering;
+    // The report's number comes first, as real devices send it.
     device.setReportRequestHandler([](int, unsigned, unsigned id, std::vector<uint8_t>& answer) {
         answer = {static_cast<uint8_t>(id), 7};
         return true;
@@ -47,6 +49,7 @@ int main()
         return mode != refusing;
     });
 
+    // A short interval, so that the test is over soon.
     const Thermostats thermostats([](const std::string& line) { sm_Lines.push_back(line); },
                                   std::chrono::milliseconds(1));
     device.plug();

@@ -10,6 +10,7 @@ namespace asio = boost::asio;
 
 void deliverFrom(asio::posix::stream_descriptor& descriptor)
 {
+    // A wait is for one time, so each one starts the next. The error is that of a descriptor that was released.
     descriptor.async_wait(asio::posix::stream_descriptor::wait_read, [&](const boost::system::error_code& error) {
         if (!error) {
             QrxRunLoop::getCurrent().runOnce(0);

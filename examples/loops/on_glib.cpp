@@ -10,6 +10,8 @@ int main()
     GMainLoop* mainLoop = g_main_loop_new(nullptr, FALSE);
     MouseWatch watch([&] { g_main_loop_quit(mainLoop); });
     const auto deliver = [](gint, GIOCondition, gpointer) -> gboolean {
+        // One turn without waiting. What is left keeps the descriptor readable, so GLib calls again after its other
+        // sources.
         QrxRunLoop::getCurrent().runOnce(0);
         return G_SOURCE_CONTINUE;
     };

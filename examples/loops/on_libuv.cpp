@@ -7,6 +7,7 @@
 
 int main()
 {
+    // The library's loop is that of the thread on which the devices are used: this one.
     uv_poll_t poll;
     uv_poll_init(uv_default_loop(), &poll, QrxRunLoop::getCurrent().getFileDescriptor());
     MouseWatch watch([&] { uv_poll_stop(&poll); }); // the loop ends when nothing is left to wait for

@@ -9,6 +9,7 @@ int main()
 {
     bool done = false;
     MouseWatch watch([&] { done = true; });
+    // The loop of the thread on which the tree observes.
     QrxRunLoop loop = QrxRunLoop::getCurrent();
     while (!done) {
         pollfd entries[] = {{loop.getFileDescriptor(), POLLIN, 0}}; // beside the application's own

@@ -14,6 +14,7 @@ public:
     {
         QrxVirtualDevice::setRealDevicesEnabled(false);
         _mouse.plug();
+        // The program hears of the mouse's end first, and of the signal in a later turn of its loop.
         _player.setFinishedHandler([this] {
             _mouse.unplug();
             QrxRunLoop::getCurrent().callAfter(std::chrono::milliseconds(10), [] { std::raise(SIGINT); });
@@ -29,6 +30,7 @@ private:
     QrxRecordingPlayer _player{_recording, _mouse};
 };
 
+// Made before main runs, on the same thread, whose run loop it is then.
 const Desk sm_Desk;
 
 } // namespace
