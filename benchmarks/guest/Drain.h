@@ -10,7 +10,7 @@
 /// has a queue of its own in the kernel, so that the same reports wait for every one.
 class Drain {
 public:
-    /// Of the longest report.
+    /// The longest report has this many bytes.
     static constexpr std::size_t kMostBytes = 64;
 
     virtual ~Drain() = default;

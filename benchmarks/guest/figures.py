@@ -31,7 +31,7 @@ GOAL_ENUMERATION_RATIO = 1 / 8
 GOAL_ENUMERATION_CALLS = 40
 GOAL_OBSERVING_CALLS = 1
 
-# Of hid_read_timeout's instructions, kernel included: of a report when so many wait.
+# The share of hid_read_timeout's instructions, kernel included, that a report may take when so many wait.
 REPORT_LIMITS = {
     ("full", 1): 1.15, ("full", 8): 0.62, ("full", 60): 0.45,
     ("short", 1): 1.15, ("short", 8): 0.85, ("short", 60): 0.75,
@@ -91,7 +91,7 @@ class Verdicts:
 
 
 def medians_of(lines):
-    """Of each key (the words before the last five) and step the median samples."""
+    """The median samples of each key (the words before the last five) and step."""
     samples = collections.defaultdict(list)
     for line in lines:
         *key, step, found, wall, cpu, allocations = line.split()
@@ -102,7 +102,7 @@ def medians_of(lines):
 
 
 def calls_of(lines, key):
-    """Of each step of the trace behind that key the calls, those of the allocator left out; the last of its name. Nothing
+    """The calls of each step of the trace behind that key, those of the allocator left out; the last of its name. Nothing
     if that program was not traced."""
     trace = [line[len(key) + 1:] for line in lines if line.startswith(key + " ")]
     counts = {}
@@ -112,7 +112,7 @@ def calls_of(lines, key):
 
 
 def report_costs(lines):
-    """Of each step the instructions of a round: the median of the means of successive rounds."""
+    """The instructions of a round of each step: the median of the means of successive rounds."""
     rounds = collections.defaultdict(list)
     for line in lines:
         step, found, _, cpu, _ = line.split()

@@ -35,7 +35,7 @@ MOUSE = bytes.fromhex(
     "05 09 19 01 29 03 15 00 25 01 95 03 75 01 81 02 95 01 75 05 81 01"  # buttons
     "05 01 09 30 09 31 09 38 15 81 25 7f 75 08 95 03 81 06 c0 c0")       # x, y, wheel
 
-# Of each interface: subclass, protocol, report descriptor, has an interrupt OUT endpoint.
+# What each interface has: subclass, protocol, report descriptor, has an interrupt OUT endpoint.
 KINDS = {
     "panel": [(0, 0, VENDOR_REPORTS, True), (0, 0, MEDIA_KEYS, False)],
     "desk": [(1, 1, KEYBOARD, False), (1, 2, MOUSE, False)],

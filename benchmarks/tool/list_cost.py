@@ -25,7 +25,7 @@ def main():
         _, name, nanoseconds, count = line.split()
         costs.setdefault(name, []).append(int(nanoseconds))
         printed[name] = int(count)
-    # Of each device of two interfaces a title, a place and both of them; the other program prints a number.
+    # The tool prints a title, a place and both interfaces of each device; the other program prints a number.
     if printed["tool"] != 2 * NODES or printed["library"] == 0:
         print(f"not all devices were listed: {printed}")
         return 1

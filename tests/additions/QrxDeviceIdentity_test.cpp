@@ -8,7 +8,7 @@ namespace {
 
 class Identity : public AdditionsTest {
 protected:
-    /// Of the one kind that all devices of these cases are.
+    /// All devices of these cases are of one kind.
     static QrxVirtualDevice makeTwin(const std::string& serialNumber)
     {
         return {QrxVirtualIdentity(0x1209, 0x0001)

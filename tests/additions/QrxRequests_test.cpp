@@ -42,7 +42,7 @@ QrxOutcome sent(const DeviceHandle& device, QrxReportType type, unsigned int rep
     return QrxSetReport(*device, type, reportID, bytes.data(), bytes.size(), interfaceNumber);
 }
 
-/// Of interface 0, as messages have it.
+/// How messages name interface 0.
 std::string nameOf(const DeviceHandle& device)
 {
     return "1234:5678 at " + QrxDeviceIdentity(*device).getPortChain() + ", interface 0";

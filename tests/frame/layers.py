@@ -66,7 +66,7 @@ RULES = {
 CREATION_POINTS = {"QrxDeviceTree.cpp", "QrxDeviceTreeInterface.cpp"}
 # What the additions ask of their ground (Ground.h) is defined above them.
 GROUND = ("Additions", "Additions/platform")
-# Of the public headers, these folders know those that they define.
+# These folders know, of the public headers, those that they define.
 OWN_PUBLIC = {
     "Recordings": {"QrxRecording.h"},
     "Platform/CoreFoundation": {"QrxRunLoop.h"},
@@ -94,10 +94,15 @@ GUESTS = {
     "tests/frame/release_order": ("Sources/mac",),
     "tests/platform/base": ("Platform/Base",),
     "tests/platform/cf": ("Platform/CoreFoundation", "Platform/Base"),
-    "tests/platform/iokit": ("Platform/IOKit/registry", "Platform/IOKit/hid", "Platform/CoreFoundation",
-                             "Platform/Provider", "Platform/Base"),
-    "tests/platform/linux": ("Platform/Linux", "Platform/Linux/policy", "Platform/Linux/monitors",
-                             "Platform/Linux/sysfs", "Platform/Linux/hidraw", "Platform/Provider", "Platform/Base"),
+    "tests/platform/iokit": ("Platform/IOKit/registry", "Platform/CoreFoundation", "Platform/Provider", "Platform/Base"),
+    "tests/platform/iokit/registry": ("Platform/IOKit/registry", "Platform/Provider"),
+    "tests/platform/iokit/hid": ("Platform/IOKit/hid", "Platform/Provider"),
+    "tests/platform/linux": ("Platform/Linux", "Platform/Linux/monitors", "Platform/Linux/hidraw", "Platform/Provider",
+                             "Platform/Base"),
+    "tests/platform/linux/policy": ("Platform/Linux/policy",),
+    "tests/platform/linux/monitors": ("Platform/Linux/monitors",),
+    "tests/platform/linux/sysfs": ("Platform/Linux/sysfs",),
+    "tests/platform/linux/hidraw": ("Platform/Linux/hidraw",),
     "tests/platform/virtual": ("Platform/Virtual", "Platform/CoreFoundation", "Platform/Provider"),
     "tests/integration": ("HID", "Platform/CoreFoundation", "Platform/Provider"),
     "tests/memory": ("Platform/IOKit/registry", "Platform/CoreFoundation", "Platform/Linux"),

@@ -51,7 +51,7 @@ private:
         enum class Kind { file, folder, link, pipe, endless };
 
         Kind kind = Kind::file;
-        /// Of a file its bytes, of a link its target.
+        /// The bytes of a file, the target of a link.
         std::string text;
         std::uint64_t inode = 0;
     };

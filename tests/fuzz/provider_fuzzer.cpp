@@ -63,7 +63,7 @@ public:
         _devices.erase(found);
     }
 
-    /// Of all devices that were ever there.
+    /// Those of all devices that were ever there.
     const std::vector<std::shared_ptr<HIDPort>>& ports() const { return _ports; }
 
 private:

@@ -80,7 +80,7 @@ Limits limitsWithAllDiagnoses()
     return limits;
 }
 
-/// Of the file's first interface, like the oracle's.
+/// Reads the file's first interface, as the oracle does.
 Reading readFile(const std::filesystem::path& file)
 {
     const Limits limits = limitsWithAllDiagnoses();

@@ -25,7 +25,7 @@ protected:
         }
         runWhileBusy();
     }
-    /// Of an interface that must be able to tell.
+    /// The interface must be able to tell.
     static std::uint64_t losses(const DeviceHandle& device, int interfaceNumber)
     {
         std::error_code error = std::make_error_code(std::errc::io_error);

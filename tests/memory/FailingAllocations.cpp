@@ -217,7 +217,7 @@ bool wasFirstFailureNothrow()
 
 std::ostream& operator<<(std::ostream& stream, const Place& place)
 {
-    /// Of this file.
+    /// The innermost calls are those of this file.
     constexpr int kInnermost = 2;
     stream << "addr2line -Cfipse" << std::hex;
     for (int level = kInnermost; level < place.depth; ++level) {

@@ -36,7 +36,7 @@ struct Machine {
     EventSource events;
 };
 
-/// Of this process. The provider that finds it is made once a process as well.
+/// One for the process, as the provider that finds it.
 Machine* sm_Machine = nullptr;
 
 TreeDevice deviceNamed(const std::string& name, int hidraw)

@@ -147,7 +147,7 @@ bool runApart(const std::function<void()>& story)
 
 void sweepAllocations(Famine famine, const Life& life)
 {
-    /// Of all lives, in percent.
+    /// The share of all lives, in percent.
     constexpr std::size_t kLeastDisturbed = 95;
     Shared& results = shared();
     results.disturbed = 0;

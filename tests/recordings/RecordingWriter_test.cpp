@@ -60,7 +60,7 @@ std::string refusalOf(const QrxRecording& recording)
     return "none";
 }
 
-// Of a recording that was changed by `change`.
+// Why a recording that `change` has changed is refused.
 template <typename Change>
 std::string refusalAfter(Change change)
 {

@@ -124,7 +124,7 @@ TEST_F(Access, ADriversNodeThatIsMissingInTheDeviceFolderIsTold)
 /// One plug on a machine whose rules take their time, and what an observer saw of it.
 struct SlowArrival {
     bool isTold = false;
-    /// Of all nodes, when the device was told of.
+    /// Those of all nodes at the moment of the arrival.
     std::vector<mode_t> modes;
     std::chrono::duration<double> waited{};
 };

@@ -24,7 +24,7 @@ struct Tally {
     std::size_t bothReject = 0;
     std::size_t known = 0;
     std::size_t unexplained = 0;
-    /// Of the differences that are listed: the reason and how often.
+    /// How often each reason was given for a difference that is listed.
     std::map<std::string, std::size_t> reasons;
 };
 

@@ -27,7 +27,7 @@ struct UsbInterface {
     std::optional<std::string> name;
     /// Without one, output reports come as control requests.
     bool hasOutEndpoint = true;
-    /// Of both endpoints, in bytes: up to 8 at low, 64 at full, 1,024 at high speed.
+    /// Bytes, the same for both endpoints: up to 8 at low, 64 at full, 1,024 at high speed.
     std::uint16_t maximumPacket = 64;
 };
 
@@ -61,7 +61,7 @@ public:
     Bytes configuration() const;
     /// 0 is the list of languages; empty if there is no such string.
     Bytes string(std::uint8_t index) const;
-    /// Of one interface (HID 1.11, 6.2.1).
+    /// The HID descriptor of one interface (HID 1.11, 6.2.1).
     Bytes hid(std::size_t interface) const;
 
 private:

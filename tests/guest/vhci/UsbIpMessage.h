@@ -49,7 +49,7 @@ struct UsbIpHeader {
 
     UsbIpCommand command;
     UsbSubmit submit;
-    /// Of the transfer to unlink.
+    /// Names the transfer to unlink.
     std::uint32_t unlinkSequence;
 };
 

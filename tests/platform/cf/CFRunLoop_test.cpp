@@ -204,7 +204,7 @@ TEST_F(CFRunLoop, SourcesThatAreAlwaysReadyTakeTurnsAlsoIfEachEndsTheRun)
     }
 }
 
-/// Of two sources that are ready together the first to be served does something to the other.
+/// Two sources are ready together; the first to be served does something to the other.
 void expectServedAlone(const std::function<void(TestSource& other)>& act)
 {
     int served = 0;

@@ -60,7 +60,7 @@ protected:
         runDue();
     }
 
-    /// Of the fakes, in the last use.
+    /// Calls of the fakes in the last use.
     int calls = 0;
 
     static void attempt(const std::function<void()>& step)

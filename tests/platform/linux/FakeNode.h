@@ -44,7 +44,7 @@ public:
     std::string takeRequests();
 
     int readCalls = 0;
-    /// Of the last vectored read.
+    /// By the last vectored read.
     int segmentsOffered = 0;
 
     ssize_t read(int fd, void* buffer, std::size_t size) override;

@@ -48,7 +48,7 @@ public:
     }
 
 private:
-    /// Of the folders of all devices and of all report nodes: open, getdents twice.
+    /// For each of the folders of devices and of report nodes: open, getdents twice.
     static constexpr int kCallsOfTheListing = 6;
 };
 

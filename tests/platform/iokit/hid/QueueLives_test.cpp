@@ -9,7 +9,7 @@
 
 namespace {
 
-/// Of the mouse.
+/// Elements of the mouse.
 constexpr IOHIDElementCookie kButton1 = 3;
 constexpr IOHIDElementCookie kX = 6;
 constexpr IOHIDElementCookie kY = 7;

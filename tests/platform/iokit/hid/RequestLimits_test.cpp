@@ -11,7 +11,7 @@ namespace {
 
 using qrx::platform::Status;
 
-/// Of the keyboard: the selector of usage 0; those of the following usages come after it.
+/// The keyboard's selector of usage 0; those of the following usages come after it.
 constexpr IOHIDElementCookie kFirstSelector = 17;
 
 class RequestLimits : public IOKitTest {

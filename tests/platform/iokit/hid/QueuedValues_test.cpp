@@ -132,7 +132,7 @@ TEST_F(QueuedValues, OfTwoArraysInAReportEachHasItsOwnSlotsAndSelectors)
         0x29, 0x06, // Usage Maximum (6)
         0x81, 0x00  // Input (Data, Array, Absolute)
     });
-    // Of each array: the head, its slots, its selectors.
+    // For each array the head, its slots, its selectors.
     QueueReader reader(entry, {2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13});
     EXPECT_EQ("|2=513 3=1 4=2 5=1 6=1 8=3 9=3 13=1 ", told(reader, {1, 2, 3, 0}));
     EXPECT_EQ("|2=258 3=2 4=1 ", told(reader, {2, 1, 3, 0})) << "the same keys in other slots";
