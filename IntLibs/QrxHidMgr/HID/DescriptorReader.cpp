@@ -99,8 +99,8 @@ void DescriptorReader::_takeMain(const Item& item)
     default:
         _log.warning(item, "unknown tag, skipped", item.tag);
     }
-    // After every main item, unknown ones too: 6.2.2.8 ends the life of local items with the next main item whatever it
-    // is.
+    // After every main item, those with an unknown tag included: local items hold up to the next main item, whatever it
+    // is (6.2.2.8).
     _locals.finish(item);
 }
 

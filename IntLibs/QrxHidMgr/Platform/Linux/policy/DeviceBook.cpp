@@ -159,7 +159,7 @@ std::chrono::milliseconds DeviceBook::patienceWith(const std::string& name, bool
 {
     constexpr std::chrono::milliseconds kNone{0};
     if (!_mayWait) {
-        // Nobody looks again unasked. A kernel that does not tell the age gets no patience.
+        // Nobody observes: a young device is left to the next enumeration. One of unknown age is taken as it is.
         return isChange ? kNone : _times.unwatchedAge - _scan.age(name).value_or(_times.unwatchedAge);
     }
     // A device that was not there at the first look is being set up now, however long ago it was connected: the kernel
