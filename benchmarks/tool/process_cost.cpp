@@ -1,6 +1,6 @@
 // What a whole process takes, from its start to its end: process_cost NAME TIMES PROGRAM [WORD...]
-// Prints "figure process NAME NANOSECONDS LINES" for each time; LINES is how many lines it wrote. In a guest whose clock
-// counts instructions the nanoseconds are instructions, the kernel's and those of the dynamic linker included.
+// Prints "figure process NAME NANOSECONDS LINES" for each time; LINES is how many lines it wrote. In a guest whose
+// clock counts instructions the nanoseconds are instructions, the kernel's and those of the dynamic linker included.
 
 #include <cerrno>
 #include <chrono>

@@ -207,8 +207,8 @@ TEST_F(HidrawRequests, TakeTheRestOfAnOversizedBufferAsNotAsked)
 TEST_F(HidrawRequests, SendNoOutputThroughANodeThatMayOnlyBeRead)
 {
     FakeNode readOnly;
-    HidrawChannel reader(readOnly, FileDescriptor(readOnly, readOnly.takeChannelEnd()), vendorDescriptor(8, 8, 8), false,
-                         test::nodeOwner(), 0);
+    HidrawChannel reader(readOnly, FileDescriptor(readOnly, readOnly.takeChannelEnd()), vendorDescriptor(8, 8, 8),
+                         false, test::nodeOwner(), 0);
     EXPECT_EQ(reader.setReport(ReportType::output, 0, Bytes{1}), Status::notPermitted);
     EXPECT_EQ(readOnly.takeRequests(), "");
     EXPECT_EQ(reader.setReport(ReportType::feature, 0, Bytes{1}), Status::success);
