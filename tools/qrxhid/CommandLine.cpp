@@ -75,6 +75,7 @@ std::string helpHint(const CLI::App& command)
         std::ranges::copy(optionNames(app), std::back_inserter(known));
     }
     if (std::find(known.begin(), known.end(), option.substr(0, option.find('='))) == known.end()) {
+        // No command has it, so it must be meant for the program itself.
         known = {"--help", "--version"};
         const std::string nearest = nearestWord(option, known);
         throw UsageError("qrxhid has no option \"" + option + "\"",
@@ -110,6 +111,7 @@ void checkFirstWord(int count, const char* const* words)
     if (first.starts_with("-")) {
         refuseEarlyOption(first, count, words);
     }
+    // After the options: a word that begins with a dash is never meant as a command.
     const std::string nearest = nearestWord(first, commandNames());
     throw UsageError("\"" + first + "\" is not a command", nearest.empty() ? kGeneralForm : "qrxhid " + nearest);
 }
@@ -179,6 +181,7 @@ CommandLine CommandLine::parse(int count, const char* const* words)
         const auto chosen = parser.app.get_subcommands();
         throw UsageError(error.what(), chosen.empty() ? kGeneralForm : helpHint(*chosen.front()));
     }
+    // Before anything is opened or printed: a wrong command line changes nothing.
     parser.command->checkOptions();
     return {std::move(parser.command), {}};
 }

@@ -32,6 +32,7 @@ constexpr CommandRow rowOf()
     return {SomeCommand::kText, []() -> std::unique_ptr<Command> { return std::make_unique<SomeCommand>(); }};
 }
 
+// In the order of help: first what a device is, then what it says, then what one does about it.
 constexpr CommandRow kCommands[] = {
     rowOf<ListCommand>(),   rowOf<TreeCommand>(),   rowOf<DumpCommand>(),   rowOf<DescriptorCommand>(),
     rowOf<LintCommand>(),   rowOf<DecodeCommand>(), rowOf<EncodeCommand>(), rowOf<DiffCommand>(),

@@ -19,6 +19,7 @@ std::size_t distance(std::string_view left, std::string_view right)
             }
             const std::size_t change = left[i - 1] == right[j - 1] ? 0 : 1;
             edits[i][j] = std::min({edits[i - 1][j] + 1, edits[i][j - 1] + 1, edits[i - 1][j - 1] + change});
+            // Two letters that have changed places are one mistake, the most common one.
             if (i > 1 && j > 1 && left[i - 1] == right[j - 2] && left[i - 2] == right[j - 1]) {
                 edits[i][j] = std::min(edits[i][j], edits[i - 2][j - 2] + 1);
             }
@@ -36,6 +37,7 @@ std::string nearestWord(std::string_view word, std::span<const std::string> cand
     if (word.size() > kLongest) {
         return {};
     }
+    // At most half of the letters may differ: a suggestion that is farther away helps nobody.
     std::size_t least = std::max<std::size_t>(word.size() / 2, 1) + 1;
     std::string nearest;
     for (const std::string& candidate : candidates) {

@@ -44,9 +44,11 @@ std::uint64_t parseCount(const std::string& text)
 double parseSeconds(const std::string& option, const std::string& text)
 {
     double seconds = 0;
+    // Texts are parsed here and not by the option, so that messages have one form with an example that works.
     if (!CLI::detail::lexical_cast(text, seconds) || !std::isfinite(seconds) || seconds <= 0) {
         throw UsageError(option + " " + text + ": not a number of seconds above 0", option + " 10");
     }
+    // Some thirty years; a time that a clock can hold in nanoseconds.
     constexpr double kLongest = 1e9;
     return std::min(seconds, kLongest);
 }

@@ -35,6 +35,7 @@ public:
 
 private:
     struct Nowhere : std::streambuf {
+        // Success, or std::cout would be in a state of error for whoever looks.
         int_type overflow(int_type character) override { return traits_type::not_eof(character); }
     };
 
@@ -63,6 +64,7 @@ ExitStatus run(int count, const char* const* words, std::ostream& out)
 {
     try {
         const ExitStatus status = runCommand(CommandLine::parse(count, words), out);
+        // A full disk or a closed pipe may show no earlier than now.
         if (!out.flush()) {
             notice("the output cannot be written");
             return kFailure;

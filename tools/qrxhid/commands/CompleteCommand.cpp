@@ -51,6 +51,7 @@ std::vector<std::string> recordingsIn(const std::vector<std::string>& words)
     std::vector<std::string> files;
     bool isFile = false;
     for (std::size_t i = 0; i + 1 < words.size(); ++i) {
+        // --recording takes several files; the word that is being typed is not counted.
         isFile = words[i].starts_with("--") ? words[i] == "--recording" : isFile;
         if (isFile && !words[i].starts_with("--") && words[i] != "-") {
             files.push_back(words[i]);
@@ -75,6 +76,7 @@ private:
 
 std::vector<std::string> CompleteCommand::deviceValues(const std::string& option) const
 {
+    // Whatever fails here means that there is nothing to suggest.
     const SilentErrors silence;
     DeviceChoice choice;
     choice.addRecordings(recordingsIn(_words));
@@ -94,6 +96,7 @@ std::vector<std::string> CompleteCommand::deviceValues(const std::string& option
             }
         }
     }
+    // A serial number is chosen by the device: what a shell would run must never be put into its line.
     std::erase_if(values, [](const std::string& value) { return !isPlain(value); });
     return {values.begin(), values.end()};
 }
@@ -113,6 +116,7 @@ std::vector<std::string> CompleteCommand::valuesOf(const std::string& option) co
 
 std::vector<std::string> CompleteCommand::candidates() const
 {
+    // The first word is the command, which is still being typed.
     if (_words.size() < 2 || _words.front() == "help") {
         return commandNames();
     }
@@ -124,6 +128,7 @@ std::vector<std::string> CompleteCommand::candidates() const
         return optionsOf(*row);
     }
     const std::string& before = _words[_words.size() - 2];
+    // These two take devices without an option in front.
     const bool takesDevices =
         std::string_view(row->text.name) == "doctor" || std::string_view(row->text.name) == "rule";
     return valuesOf(!before.starts_with("-") && takesDevices ? "--device" : before);

@@ -38,6 +38,7 @@ void DecodeCommand::declareOptions(CLI::App& app)
 void DecodeCommand::checkOptions()
 {
     _source.checkOptions();
+    // A recording describes its own device, so its input needs no other choice.
     if (_eventFile && _source.isEverything()) {
         _source.addRecording(*_eventFile);
     }
@@ -55,6 +56,7 @@ ExitStatus DecodeCommand::run(std::ostream& out)
 {
     const DescriptorSource::Found found = _source.read();
     if (found.descriptors.empty()) {
+        // Nothing is decoded without a descriptor: the reason was told, and the status must say so too.
         return std::max(found.status, kFailure);
     }
     requireOneDevice(found.descriptors, _eventFile ? "decode --events FILE" : "decode BYTES");
@@ -63,6 +65,7 @@ ExitStatus DecodeCommand::run(std::ostream& out)
     }
     const DeclaredReport report =
         onlyReport(reportsOfBytes(_options.reportsOf(found.descriptors), _bytes), "decode BYTES");
+    // Told and decoded all the same: the values that are there are right.
     if (report.bytes() != _bytes.size()) {
         notice("the " + report.text() + " has " + countText(report.bytes(), "byte") + ", these are " +
                std::to_string(_bytes.size()));
@@ -76,6 +79,7 @@ ExitStatus DecodeCommand::decodeEvents(std::ostream& out, std::vector<DeclaredRe
 {
     std::erase_if(reports, [](const DeclaredReport& report) { return report.type != QrxReportType::input; });
     ExitStatus status = kSuccess;
+    // Read a second time where the recording is the source as well: reading is cheap beside what is printed.
     const std::vector<RecordedDevice> recorded = readRecordings({*_eventFile}, status);
     if (recorded.empty()) {
         return status;
@@ -86,6 +90,7 @@ ExitStatus DecodeCommand::decodeEvents(std::ostream& out, std::vector<DeclaredRe
         const int interfaceNumber = recording.getInterfaces()[event.getInterfaceIndex()].getNumber();
         const std::vector<DeclaredReport> matching =
             event.getBytes().empty() ? std::vector<DeclaredReport>() : reportsOfEvent(reports, event, interfaceNumber);
+        // A guess among several would show values that were never sent.
         if (matching.size() == 1) {
             writeDecodedEvent(out, matching.front(), event, _isJson);
         } else {

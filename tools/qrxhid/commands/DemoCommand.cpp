@@ -36,6 +36,7 @@ struct ExpectedValue {
     std::int64_t value;
 };
 
+// What a person reads off the recordings by the descriptors' own words. Nothing here comes from the decoder.
 constexpr ExpectedValue kExpectedValues[] = {
     {"boot-keyboard", 1, 0x07, 0x0B, 1},     // H, shown by the array of keys
     {"boot-keyboard", 1, 0x07, 0xE1, 1},     // with the left Shift
@@ -107,6 +108,7 @@ private:
 ExitStatus Demo::run()
 {
     showArrival();
+    // Without its devices nothing else could be shown.
     if (_failures == 0) {
         showTrees();
         showInput();
@@ -134,6 +136,7 @@ void Demo::check(bool holds, const std::string& claim)
 
 RecordedDevice& Demo::device(std::string_view name)
 {
+    // The names are those of the built-in recordings, so there is one.
     return *std::ranges::find(_session.recordedDevices(), name, &RecordedDevice::fileName);
 }
 
@@ -210,6 +213,7 @@ void Demo::deliver(const RecordedDevice& recorded, std::size_t event, ChangeFilt
                                             received.interfaceNumber);
         checkValues(recorded, event, values);
         _out << "  interface " << received.interfaceNumber << ": " << bytesText(received.bytes) << "\n";
+        // Of the built-in recordings just the composite one has numbered reports.
         const bool isNumbered = recorded.recording.getInterfaces().size() > 1;
         const std::uint32_t reportID = isNumbered ? received.bytes.front() : 0;
         writeValues(_out, filter.changes(received.interfaceNumber, reportID, values), kValueIndent);
@@ -244,6 +248,7 @@ void Demo::send(std::string_view name, unsigned int type, unsigned int reportID,
 {
     constexpr int kInterface = 0;
     RecordedDevice& recorded = device(name);
+    // What was sent before is none of this step's.
     recorded.device->takeSentReports();
     recorded.handle->setReport(type, reportID, std::valarray<std::uint8_t>(bytes.data(), bytes.size()), kInterface);
     const std::vector<QrxSentReport> taken = recorded.device->takeSentReports();
@@ -271,10 +276,12 @@ void Demo::showReplugging()
     drain();
     check(_session.deviceCount() == before - 1, "the tree has one device less");
     _out << "left     " << deviceTitle(*gone) << "\n";
+    // An application closes what it has opened, also when the device has left.
     gone->close();
 
     _session.plug(mouse);
     check(_session.deviceCount() == before && mouse.handle, "the tree has it again");
+    // Never the same object: what it said before was about another arrival.
     check(mouse.handle != gone, "as a new device");
     if (mouse.handle) {
         open(mouse);
@@ -293,6 +300,7 @@ void Demo::showLeaving()
         drain();
         --left;
         check(_session.deviceCount() == left, recorded.fileName + " is in the tree no more");
+        // A device that was pulled has no queue to put a report into.
         check(!recorded.device->sendInputReport(0, recorded.recording.getEvents().front().getBytes()) &&
                   _received.empty(),
               recorded.fileName + " says nothing after it has left");

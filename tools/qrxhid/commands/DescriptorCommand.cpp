@@ -16,6 +16,7 @@ namespace qrxhid {
 
 namespace {
 
+// As hexdump and most data sheets have it.
 constexpr std::size_t kBytesOfLine = 16;
 
 std::string headingOf(const InterfaceDescriptor& descriptor)
@@ -29,6 +30,7 @@ void writeRows(std::ostream& out, const std::vector<std::uint8_t>& bytes, const 
                const char* separator)
 {
     for (std::size_t i = 0; i < bytes.size(); ++i) {
+        // The last value has its comma as well, which C allows: two dumps differ in the lines that differ.
         const bool endsLine = i + 1 == bytes.size() || (i + 1) % kBytesOfLine == 0;
         out << (i % kBytesOfLine == 0 ? indent : "") << prefix << bytesText({&bytes[i], 1}) << separator
             << (endsLine ? "\n" : " ");
@@ -56,6 +58,7 @@ void writeC(std::ostream& out, const InterfaceDescriptor& descriptor)
 void writeItems(std::ostream& out, const InterfaceDescriptor& descriptor)
 {
     constexpr std::size_t kOffsetWidth = 6;
+    // Five bytes, which is the longest short item; a long item pushes its own meaning to the right.
     constexpr std::size_t kBytesWidth = 16;
     constexpr std::size_t kIndent = 2;
     for (const ItemText& item : itemTexts(descriptor.bytes)) {
@@ -101,6 +104,7 @@ void writeBinary(std::ostream& out, const std::vector<InterfaceDescriptor>& desc
         throw UsageError(std::to_string(descriptors.size()) + " report descriptors match, and binary output is of one:",
                          "qrxhid descriptor --format binary --device VID:PID --interface N", choices);
     }
+    // A descriptor has control characters, which would leave the terminal in a state of their own.
     if (isatty(STDOUT_FILENO) != 0) {
         throw UsageError("binary output is not for a terminal", "qrxhid descriptor --format binary > FILE");
     }
@@ -138,6 +142,7 @@ ExitStatus DescriptorCommand::run(std::ostream& out)
         out << jsonText(document, true);
         return found.status;
     }
+    // Without a descriptor the status says why, and the output stays empty.
     if (_format == "binary" && !found.descriptors.empty()) {
         writeBinary(out, found.descriptors);
         return found.status;
@@ -150,6 +155,7 @@ ExitStatus DescriptorCommand::run(std::ostream& out)
         } else if (_format == "c") {
             writeC(out, descriptor);
         } else {
+            // As a comment, so that tools which read hexadecimal text can skip it.
             out << "# " << headingOf(descriptor) << "\n";
             writeRows(out, descriptor.bytes, "", "", "");
         }

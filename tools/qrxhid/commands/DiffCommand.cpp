@@ -30,6 +30,7 @@ struct Part {
 /// A recording, or a device as a recording without input; nothing if it cannot be read, which has been told.
 std::optional<QrxRecording> readSide(const std::string& word)
 {
+    // A file comes first, so a file that is called like a device can be named.
     if (DeviceChoice::isRecording(word)) {
         ExitStatus status = kSuccess;
         std::vector<RecordedDevice> recorded = readRecordings({word}, status);
@@ -98,12 +99,14 @@ std::vector<Part> partsOf(const QrxRecording& device)
     for (const QrxRecordedInterface& interface : device.getInterfaces()) {
         parts.push_back(interfaceOf(interface));
     }
+    // A live device has no input to compare: then all of the other side's shows as removed or added.
     parts.push_back(inputOf(device));
     return parts;
 }
 
 std::vector<std::string> linesOf(const std::vector<Part>& parts, const std::string& name)
 {
+    // A part that one side lacks is compared with nothing, so all of its lines differ.
     const auto found = std::ranges::find(parts, name, &Part::name);
     return found == parts.end() ? std::vector<std::string>() : found->lines;
 }
@@ -114,6 +117,7 @@ std::vector<std::string> namesOf(const std::vector<Part>& before, const std::vec
     std::vector<std::string> names;
     for (const std::vector<Part>* parts : {&before, &after}) {
         for (const Part& part : *parts) {
+            // By name and not by place: interfaces that have changed places are compared with themselves.
             if (part.name != "input" && std::ranges::find(names, part.name) == names.end()) {
                 names.push_back(part.name);
             }
@@ -179,6 +183,7 @@ ExitStatus DiffCommand::run(std::ostream& out)
     if (_isJson) {
         out << jsonText(document, true);
     }
+    // As the status of diff(1), whose users expect it in scripts.
     return isSame ? kSuccess : kFailure;
 }
 

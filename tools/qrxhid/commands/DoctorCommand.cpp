@@ -54,6 +54,7 @@ std::vector<std::string> remarksOn(const Surroundings& surroundings)
 {
     std::vector<std::string> remarks;
     if (!surroundings.hasUsb) {
+        // Before the rest: without the list nothing else can be found out.
         remarks.emplace_back("the kernel's list of USB devices (/sys/bus/usb) is not to be seen here");
     }
     if (!surroundings.enclosure.empty()) {
@@ -88,6 +89,7 @@ nlohmann::ordered_json findingJson(const DeviceFinding& device)
 std::string kernelText()
 {
     utsname kernel = {};
+    // What a person who reads the document asks for first, with the version of the tool.
     uname(&kernel);
     return std::string(kernel.sysname) + " " + kernel.release + " " + kernel.machine;
 }
@@ -125,6 +127,7 @@ ExitStatus statusOf(const std::vector<DeviceFinding>& findings)
     if (std::ranges::all_of(findings, &DeviceFinding::isUsable)) {
         return kSuccess;
     }
+    // A status for permissions alone: what grants them (a package, an installer) asks for just that.
     const bool onlyPermission = std::ranges::all_of(
         findings, [](const DeviceFinding& device) { return device.isUsable() || device.isAboutPermission(); });
     return onlyPermission ? kNoPermission : kFailure;
@@ -140,6 +143,7 @@ void DoctorCommand::declareOptions(CLI::App& app)
     _filter.declareOptions(app);
     app.add_option("--as", _userText, "Ask for this user, a name or a number")->type_name("USER");
     app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
+    // For tests, which examine a machine that is a folder.
     app.add_option("--sysroot", _systemRoot)->group(kHidden);
 }
 
@@ -169,6 +173,7 @@ ExitStatus DoctorCommand::run(std::ostream& out)
             writeDevice(out, device);
         }
     }
+    // After the findings: with something missing, the rest is still worth reading.
     return reportAbsent(findings, _filter) ? statusOf(findings) : kNoDevice;
 }
 

@@ -16,6 +16,7 @@ std::string dumpText(const QrxHIDDevice& device)
     std::ostringstream printed;
     device.print(printed, kWithElements, 0);
     std::string text = printed.str();
+    // Looked for as a whole, since a name may contain quotes itself.
     const std::string names = "\"" + device.getVendorName() + "\" \"" + device.getProductName() + "\"";
     if (const std::size_t place = text.find(names); place != std::string::npos) {
         text.replace(place, names.size(), shownText(names));

@@ -21,6 +21,7 @@ void EncodeCommand::checkOptions()
     _source.checkOptions();
     _options.checkOptions();
     for (const std::string& word : _words) {
+        // For its refusal only: names are looked up when the descriptor is known.
         ValueWord::parse(word);
     }
 }
@@ -31,6 +32,7 @@ ExitStatus EncodeCommand::run(std::ostream& out)
     if (found.descriptors.empty()) {
         return std::max(found.status, kFailure);
     }
+    // Before the values: a usage may stand for another thing in each of several devices.
     requireOneDevice(found.descriptors, "encode USAGE=VALUE");
     std::vector<ValueWord> values;
     std::ranges::transform(_words, std::back_inserter(values), &ValueWord::parse);

@@ -37,6 +37,7 @@ void writeDevice(std::ostream& out, const PresentDevice& device, const DeviceFil
 nlohmann::ordered_json listedJson(const PresentDevice& device, const DeviceFilter& filter)
 {
     nlohmann::ordered_json json = deviceJson(*device.handle);
+    // The number that --device=#N takes: scripts choose by it what people see.
     json["number"] = device.facts.number;
     json["serialNumber"] = device.facts.serialNumber;
     json["place"] = device.facts.place;

@@ -27,6 +27,7 @@ using Clock = std::chrono::steady_clock;
 ExitStatus toldStatus(const std::system_error& error, const std::string& subject)
 {
     const int number = error.code().value();
+    // The node's mode refuses with the first, a sandbox with the second.
     const bool isRefused = number == EACCES || number == EPERM;
     if (isRefused) {
         notice(std::string("you may not open ") + KernelDevice::kNode);
@@ -125,6 +126,7 @@ Replay::Replay(const ReplayOptions& options, const DeviceFilter& filter, std::ve
 {
     for (const ChosenRecording& one : _recordings) {
         for (const QrxRecordedInterface& interface : one.recording.getInterfaces()) {
+            // uhid knows no composite devices: each interface becomes a device of its own.
             if (filter.hasInterface(interface.getNumber())) {
                 _players.push_back({&one, &interface, nullptr});
             }
@@ -133,11 +135,13 @@ Replay::Replay(const ReplayOptions& options, const DeviceFilter& filter, std::ve
     for (std::size_t i = 0; i < _players.size(); ++i) {
         const QrxRecording& recording = _players[i].recorded->recording;
         for (const QrxRecordedEvent& event : recording.getEvents()) {
+            // By identity: two recordings may have interfaces of the same number.
             if (&recording.getInterfaces()[event.getInterfaceIndex()] == _players[i].interface) {
                 _steps.push_back({event.getTimeUs(), i, &event.getBytes()});
             }
         }
     }
+    // All recordings run on one clock, each from its own beginning.
     std::ranges::stable_sort(_steps, {}, &Step::timeUs);
 }
 
@@ -150,7 +154,9 @@ ExitStatus Replay::run()
         return _status;
     }
     waitForDrivers();
+    // Input that comes before a program has opened the device is lost, as with a real one.
     if (_options.waitsForReader) {
+        // For who looks at a terminal that does nothing; a script knows what it has asked for.
         if (isatty(STDERR_FILENO) != 0) {
             notice("waiting for a program that opens it; Ctrl-C ends");
         }
@@ -172,6 +178,7 @@ bool Replay::plug()
             player.device = std::make_unique<KernelDevice>(
                 player.recorded->recording, *player.interface,
                 [this, &player](const KernelDevice::SentReport& report) { tellEvent("took", player, &report); });
+            // One descriptor for all, since waitFor takes one beside that of signals.
             _descriptors.add(player.device->fileDescriptor());
         } catch (const std::system_error& error) {
             _status = std::max(_status, toldStatus(error, player.recorded->fileName));
@@ -184,6 +191,7 @@ bool Replay::plug()
 // The kernel gives a device to a driver by and by, and does not say when no driver takes it.
 void Replay::waitForDrivers()
 {
+    // A driver asks the device questions first, and each may take the kernel's limit for a request.
     constexpr std::chrono::seconds kPatience(5);
     serveUntil(Clock::now() + kPatience, [this] { return areAll(&KernelDevice::isStarted); });
     for (const Player& player : _players) {
@@ -211,12 +219,14 @@ bool Replay::serveUntil(Clock::time_point time, Condition isMet)
         }
         const Clock::time_point next = std::min(time, _end);
         const auto now = Clock::now();
+        // After serving: what the kernel has just said may be what is waited for.
         if (isMet() || now >= time) {
             return true;
         }
         // Rounded up: an event a little late is better than many looks at the clock.
         int milliseconds = SignalWatch::kForever;
         if (next != kForever) {
+            // poll takes an int of milliseconds; the loop goes round again after eleven days.
             constexpr std::int64_t kLongestWait = 1'000'000'000;
             const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - now).count();
             milliseconds = static_cast<int>(std::clamp<std::int64_t>(left, 0, kLongestWait));
@@ -241,6 +251,7 @@ void Replay::play()
         if (!serveUntil(due, [] { return false; })) {
             return;
         }
+        // What the kernel refuses is not counted, so that the number at the end is what programs could see.
         if (_players[step.player].device->sendInput(*step.bytes)) {
             ++_played;
         }
@@ -265,10 +276,12 @@ void Replay::tellEvent(const char* event, const Player& player, const KernelDevi
         return;
     }
     constexpr std::size_t kEventWidth = 8;
-    _out << padded(event, kEventWidth) << " " << player.recorded->title << ", interface " << player.interface->getNumber();
+    _out << padded(event, kEventWidth) << " " << player.recorded->title << ", interface "
+         << player.interface->getNumber();
     if (report != nullptr) {
         _out << ", " << type << " report: " << bytesText(report->bytes);
     }
+    // Flushed, since whoever waits for "plugged" reads a pipe.
     _out << std::endl;
 }
 
@@ -303,6 +316,7 @@ void ReplayCommand::checkOptions()
     if (!_choice.hasRecordings()) {
         throw UsageError("which recording?", "qrxhid replay --uhid FILE");
     }
+    // There are recordings in any case, so --speed has a meaning.
     _options.limits.checkOptions("replay --uhid", true);
     if (!_isForKernel) {
         throw UsageError("replay without --uhid would reach nobody: other commands play with --recording",

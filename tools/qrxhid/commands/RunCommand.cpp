@@ -35,6 +35,7 @@ std::filesystem::path libraryFolder()
     const std::filesystem::path self = std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
     for (const char* folder : kFolders) {
         const std::filesystem::path candidate = (self / folder).lexically_normal();
+        // By this program's own place and not by a search path: a library that was moved with the tool is found.
         if (std::filesystem::exists(candidate / kLibraryName, error)) {
             return candidate;
         }
@@ -54,6 +55,7 @@ std::string lines(const std::vector<std::string>& files)
 {
     std::string text;
     for (const std::string& file : files) {
+        // Absolute, as the program may change its folder before it asks for devices.
         text += std::filesystem::absolute(file).string() + "\n";
     }
     return text;
@@ -76,6 +78,7 @@ void RunCommand::declareOptions(CLI::App& app)
 void RunCommand::checkOptions()
 {
     for (const auto* files : {&_recordings, &_faults}) {
+        // The environment variable has a file a line; a colon, as in other lists, occurs in file names.
         if (std::ranges::any_of(*files, [](const std::string& file) { return file.find('\n') != std::string::npos; })) {
             throw UsageError("a file's name has a line end in it", "mv it to a name without");
         }
@@ -116,6 +119,7 @@ ExitStatus RunCommand::run(std::ostream&)
         arguments.push_back(word.data());
     }
     arguments.push_back(nullptr);
+    // In place of this process: signals, terminal and status are the program's own.
     ::execvp(arguments.front(), arguments.data());
     const int error = errno;
     notice(_program.front() + " cannot be run: " + std::strerror(error));

@@ -24,8 +24,10 @@ ExitStatus TreeCommand::run(std::ostream& out)
     session.begin();
     nlohmann::ordered_json document = {{"devices", nlohmann::ordered_json::array()}};
     const Terminal terminal = Terminal::ofStandardOutput();
+    // An empty line between devices and none at the end, where a script would count it.
     const char* separator = "";
     for (const PresentDevice& device : session.devices()) {
+        // A filter by interface chooses the device too, so there is at least one here.
         const std::vector<int> interfaces = _choice.filter().chosenOf(interfaceNumbers(*device.handle));
         if (_isJson) {
             document["devices"].push_back(treeJson(*device.handle, interfaces));

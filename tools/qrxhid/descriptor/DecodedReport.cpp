@@ -13,6 +13,7 @@ namespace {
 
 void writeText(std::ostream& out, const DeclaredReport& report, const std::vector<std::uint8_t>& bytes)
 {
+    // A report that is shorter than declared is decoded as far as it goes; the library decides what that is.
     QrxReportValues values;
     report.layout.decode(report.type, bytes.data(), bytes.size(), values);
     out << report.text() << ": " << bytesText(bytes) << "\n";
@@ -47,11 +48,13 @@ void writeDecodedEvent(std::ostream& out, const DeclaredReport& report, const Qr
     const double seconds = static_cast<double>(event.getTimeUs()) / kMicrosecondsPerSecond;
     if (isJson) {
         nlohmann::ordered_json json = {{"time", seconds}};
+        // The time first: whoever reads lines of JSON sees when before what.
         json.update(reportJson(report, event.getBytes()));
         out << jsonText(json, false);
         return;
     }
     std::array<char, 32> time{};
+    // Wide enough for a thousand seconds, so that the reports of most recordings stand below each other.
     std::snprintf(time.data(), time.size(), "%10.6f  ", seconds);
     out << time.data();
     writeText(out, report, event.getBytes());

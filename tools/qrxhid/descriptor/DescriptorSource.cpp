@@ -24,6 +24,7 @@ constexpr std::size_t kMostBytes = std::size_t{1} << 16U;
 
 std::optional<std::string> contentOf(const std::string& fileName)
 {
+    // As much as is worth reading and no more, since the name may be that of a device file without an end.
     std::ifstream file(fileName, std::ios::binary);
     std::string content(kMostBytes, '\0');
     file.read(content.data(), static_cast<std::streamsize>(content.size()));
@@ -107,6 +108,7 @@ void addInterfaces(std::vector<InterfaceDescriptor>& descriptors, const QrxRecor
 
 std::vector<std::uint8_t> descriptorFromFile(const std::string& content)
 {
+    // Text is tried first: a binary descriptor is never taken for text, see bytesOfText.
     return bytesOfText(content).value_or(std::vector<std::uint8_t>(content.begin(), content.end()));
 }
 
@@ -121,6 +123,7 @@ void DescriptorSource::declareOptions(CLI::App& app)
 void DescriptorSource::checkOptions()
 {
     _choice.checkOptions();
+    // A filter would match nothing here, and be taken for a descriptor without findings.
     if (!_files.empty() && (_choice.hasRecordings() || !_choice.filter().isEverything())) {
         throw UsageError("--descriptor is a descriptor without a device", "--descriptor FILE alone");
     }
@@ -141,6 +144,7 @@ DescriptorSource::Found DescriptorSource::read() const
 
 void DescriptorSource::addFiles(Found& found) const
 {
+    // One that cannot be read does not keep the others from being worked on; the status tells of it.
     for (const std::string& name : _files) {
         if (const std::optional<std::string> content = contentOf(name)) {
             found.descriptors.push_back({shownText(name), {}, 0, descriptorFromFile(*content)});

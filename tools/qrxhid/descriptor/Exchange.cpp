@@ -9,6 +9,7 @@ ExchangePartner ExchangePartner::choose(DeviceSession& session, const DeviceFilt
 {
     session.begin();
     ExchangePartner partner;
+    // Reports are never sent to the first of several: a wrong device could obey.
     partner.handle = session.onlyDevice(command, "a report is of one").handle;
     if (partner.handle) {
         const QrxRecording described = describeDevice(*partner.handle);

@@ -25,6 +25,7 @@ public:
     explicit ScopeReader(std::span<const std::uint8_t> descriptor)
         : _described(qrx::hid::parseReportDescriptor(descriptor))
     {
+        // Where a field lies is left to the parser, so that what is marked here is what the library reads.
         for (const Field& field : _described.fields) {
             _fields[field.offset] = &field;
         }
@@ -52,6 +53,7 @@ public:
     /// After the last item.
     std::vector<ItemScope> take()
     {
+        // Without any item in force: all that still reach end here.
         setGlobals({}, _scopes.size());
         return std::move(_scopes);
     }
@@ -71,6 +73,7 @@ private:
         if (item.tag == tag::kCollection) {
             _collections.push_back(std::exchange(_locals, {}));
         } else if (item.tag == tag::kEndCollection && !_collections.empty()) {
+            // The Collection item stands behind its local items.
             const std::size_t first = _collections.back().back();
             reachFrom(_collections.back(), {first, index});
             _scopes[index].reach.push_back({first, index});
@@ -101,6 +104,7 @@ private:
     {
         Globals next = _globals;
         if (item.tag == tag::kPush) {
+            // As deep as the parser goes; what it drops, this must drop as well.
             if (_pushed.size() < qrx::hid::Limits().globalStackDepth) {
                 _pushed.push_back(_globals);
             }
@@ -145,6 +149,7 @@ private:
             setUsages(index, usage, usage);
             _usageMinimum = index;
         } else if (item.tag == tag::kUsageMaximum) {
+            // Both items of a range tell of all of it. A maximum without its minimum names a single usage.
             const std::uint32_t first = _usageMinimum ? *_scopes[*_usageMinimum].firstUsage : usage;
             setUsages(index, first, usage);
             setUsages(_usageMinimum.value_or(index), first, usage);
@@ -174,6 +179,7 @@ private:
 
 std::vector<ItemScope> itemScopes(std::span<const std::uint8_t> descriptor)
 {
+    // The parser looks at no more either.
     descriptor = descriptor.first(std::min(descriptor.size(), qrx::hid::Limits().descriptorBytes));
     ScopeReader reader(descriptor);
     ItemReader items(descriptor);

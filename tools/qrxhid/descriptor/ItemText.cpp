@@ -26,6 +26,7 @@ struct FlagPair {
     const char* off;
     const char* on;
 };
+// The three bits by which fields are spoken of; those below are told where they are set.
 constexpr std::array<FlagPair, 3> kAlwaysTold = {
     {{"Data", "Constant"}, {"Array", "Variable"}, {"Absolute", "Relative"}}};
 constexpr std::array<const char*, 6> kToldIfSet = {"Wrap",       "Non Linear", "No Preferred",
@@ -69,6 +70,7 @@ public:
         case ItemType::reserved:
             break;
         }
+        // A reserved item has no meaning to tell; its data are shown as they are.
         return item.dataBytes == 0 ? "" : hexText(item.data, 2);
     }
 
@@ -152,6 +154,7 @@ std::vector<ItemText> itemTexts(std::span<const std::uint8_t> descriptor)
         // The end of a collection stands as far left as its beginning; an end too many does not go beyond the margin.
         depth -= isMain && item.tag == tag::kEndCollection && depth > 0 ? 1 : 0;
         texts.push_back({item.offset, {}, depth, item.name(), isCut ? "cut off by the end" : reader.meaningOf(item)});
+        // After the Collection item itself, which stands outside of what it opens.
         depth += isMain && item.tag == tag::kCollection ? 1 : 0;
         if (isCut) {
             break;

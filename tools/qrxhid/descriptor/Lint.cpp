@@ -49,6 +49,7 @@ LintFinding findingOf(const Diagnosis& diagnosis)
     finding.offset = diagnosis.offset;
     finding.item = diagnosis.item;
     finding.reason = diagnosis.reason;
+    // By the beginning: the parser's reasons go on with the numbers of the descriptor at hand.
     for (const Remark& remark : kRemarks) {
         if (diagnosis.reason.starts_with(remark.reason)) {
             finding.reason += *remark.systems == '\0' ? "" : std::string("; ") + remark.systems;

@@ -25,6 +25,7 @@ std::vector<FieldOutline> fieldsOf(const std::vector<ElementOutline>& elements, 
 {
     std::vector<FieldOutline> fields;
     for (const ElementOutline& element : elements) {
+        // Usages beyond the values of their item have no place, and nothing to draw.
         if (element.field && element.field->kind == report.kind && element.field->reportID == report.reportID &&
             element.field->bitOffset) {
             fields.push_back(*element.field);
@@ -60,6 +61,7 @@ Drawing drawingOf(const std::vector<FieldOutline>& fields, const ReportOutline& 
     }
     std::size_t next = 0;
     for (const FieldOutline& field : fields) {
+        // By place and not by usage, so that neighbours never have the same letter.
         const char letter = kLetters[next++ % kLetters.size()];
         const std::size_t end =
             std::min<std::size_t>(*field.bitOffset + field.count * field.sizeBits, drawing.bits.size());
@@ -77,6 +79,7 @@ Drawing drawingOf(const std::vector<FieldOutline>& fields, const ReportOutline& 
 std::string rowOf(const Drawing& drawing, std::size_t byte)
 {
     std::string row;
+    // As data sheets draw bytes.
     for (std::size_t bit = kBitsPerByte; bit-- > 0;) {
         row += std::string(" ") + drawing.bits[byte * kBitsPerByte + bit];
     }

@@ -79,6 +79,7 @@ std::vector<DeclaredReport> ReportOptions::reportsOf(const std::vector<Interface
 std::vector<DeclaredReport> reportsOfBytes(std::vector<DeclaredReport> reports, const std::vector<std::uint8_t>& bytes)
 {
     std::erase_if(reports, [&bytes](const DeclaredReport& report) {
+        // Where reports are numbered, the first byte is the number.
         return report.layout.hasReportNumbers() && report.reportID != bytes.front();
     });
     // Several interfaces may have a report of that number; the length tells most of them apart.
@@ -93,6 +94,7 @@ DeclaredReport onlyReport(const std::vector<DeclaredReport>& reports, const std:
     if (reports.empty()) {
         throw UsageError("the device has no such report", "qrxhid tree, which shows the reports of each interface");
     }
+    // The choices are complete options, so that one of them can be copied.
     if (reports.size() > 1) {
         std::vector<std::string> choices;
         std::ranges::transform(reports, std::back_inserter(choices), &DeclaredReport::options);
@@ -125,6 +127,7 @@ std::vector<std::uint8_t> parseBytes(const std::vector<std::string>& words, cons
     std::string digits;
     for (const std::string& word : words) {
         std::string plain = word;
+        // Commas, 0x and digits without blanks: bytes are copied from logs, C source and other tools.
         std::erase(plain, ',');
         if (plain.starts_with("0x") || plain.starts_with("0X")) {
             plain.erase(0, 2);
@@ -137,6 +140,7 @@ std::vector<std::uint8_t> parseBytes(const std::vector<std::string>& words, cons
     std::vector<std::uint8_t> bytes;
     for (std::size_t at = 0; at < digits.size(); at += 2) {
         const std::string pair = digits.substr(at, 2);
+        // Before stoul, which would take a sign or a blank.
         if (!std::ranges::all_of(pair, [](unsigned char one) { return std::isxdigit(one) != 0; })) {
             throw UsageError("\"" + pair + "\" is no byte of two hexadecimal digits", hint);
         }

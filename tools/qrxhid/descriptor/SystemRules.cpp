@@ -47,6 +47,7 @@ std::vector<LintFinding> SystemRules::check(std::span<const std::uint8_t> descri
 
 void SystemRules::take(const Item& item)
 {
+    // Its data are no items, so no rule below is asked about them.
     if (item.isLong) {
         add(Severity::warning, item, "macOS reads a long item as short ones; Linux and Windows skip it",
             "leave it out: no long item is defined");
@@ -94,6 +95,7 @@ void SystemRules::takeGlobal(const Item& item)
     case tag::kReportCount:
         _globals.count = item.data;
         break;
+    // Not limited as the parser's stack is: an item of the descriptor costs one entry at most.
     case tag::kPush:
         _pushed.push_back(_globals);
         break;
@@ -195,6 +197,7 @@ void SystemRules::checkPages(const Item& item)
 {
     const bool isMoved = std::ranges::any_of(
         _usages, [this](const Usage& usage) { return !usage.isExtended && usage.page != _globals.page; });
+    // A usage of four bytes carries its page, so it cannot move.
     if (isMoved) {
         add(Severity::warning, item,
             "the usage page changed after its usages: macOS keeps the page that was in force where they are written; "

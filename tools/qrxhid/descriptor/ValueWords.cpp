@@ -63,6 +63,7 @@ std::optional<NamedUsage> findUsage(const DeclaredReport& report, const std::str
 /// The names that a mistyped one may mean; of a field with thousands of usages the first ones.
 std::vector<std::string> namesOf(const std::vector<DeclaredReport>& reports)
 {
+    // Comparing a word with a name takes their lengths multiplied; a field may declare a whole page.
     constexpr std::uint64_t kMostOfField = 256;
     std::vector<std::string> names;
     for (const DeclaredReport& report : reports) {
@@ -99,6 +100,7 @@ bool ValueWord::isOne(const std::string& word)
 ValueWord ValueWord::parse(const std::string& word)
 {
     const UsageError malformed("\"" + word + "\" is no usage and number", "X=5, or \"Generic Desktop: X=5\"");
+    // The last one: names of usages may contain the sign ("Keypad =").
     const std::size_t equals = word.rfind('=');
     if (equals == std::string::npos || equals == 0) {
         throw malformed;
@@ -112,6 +114,7 @@ ValueWord ValueWord::parse(const std::string& word)
     if (!isNumber(word.substr(equals + 1), parsed.value)) {
         throw malformed;
     }
+    // An index only where the bracket is closed at the end of the name; a key is called "[".
     const std::size_t bracket = parsed.name.rfind('[');
     if (bracket != std::string::npos && parsed.name.ends_with(']')) {
         if (!isNumber(parsed.name.substr(bracket + 1, parsed.name.size() - bracket - 2), parsed.index)) {
@@ -147,10 +150,12 @@ std::vector<std::uint8_t> encoded(const DeclaredReport& report, const std::vecto
     std::vector<QrxUsageValue> values;
     std::vector<QrxReportField> fields;
     for (const ValueWord& word : words) {
+        // There is one: `reportsWith` has left out the reports that lack it.
         const std::optional<NamedUsage> found = findUsage(report, word.name);
         values.push_back({found->usage, word.value, word.index});
         fields.push_back(found->field);
     }
+    // All 0, so fields that are not named are 0, and padding too.
     std::vector<std::uint8_t> bytes(report.bytes());
     std::size_t failed = values.size();
     const std::error_code error = report.layout.encode(report.type, report.reportID, values.data(), values.size(),

@@ -6,6 +6,8 @@ namespace qrxhid {
 
 ChangeFilter::ValueKey ChangeFilter::keyOf(const QrxDecodedValue& value)
 {
+    // A key moves from slot to slot of an array while it is held, so its place says nothing; of variable fields, two
+    // may have the same usage.
     const std::size_t place = value.isArraySelection() ? 0 : value.getBitOffset();
     return {value.getUsagePage(), value.getUsage(), place, value.isArraySelection()};
 }
@@ -20,6 +22,8 @@ std::vector<QrxDecodedValue> ChangeFilter::changes(int interfaceNumber, std::uin
     for (const QrxDecodedValue& value : values) {
         const ValueKey key = keyOf(value);
         const auto known = last.find(key);
+        // A relative value tells of a movement, so the same one twice is two movements. What was never seen counts as
+        // 0.
         const std::int64_t before = known == last.end() || value.isRelative() ? 0 : known->second.getValue();
         if (value.getValue() != before) {
             changed.push_back(value);

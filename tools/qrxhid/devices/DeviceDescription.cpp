@@ -33,6 +33,7 @@ std::string textOf(io_registry_entry_t entry, CFStringRef key)
     if (!CFStringGetCString(string, text.data(), static_cast<CFIndex>(text.size()), kCFStringEncodingUTF8)) {
         return {};
     }
+    // The terminator; a string of a device that contains the character 0 ends there as well.
     text.resize(text.find('\0'));
     return text;
 }
@@ -70,6 +71,7 @@ void addInterface(QrxRecording& recording, io_registry_entry_t interface)
         return;
     }
     forEachChild(interface, [&recording, interface](io_registry_entry_t driver) {
+        // An interface without a HID driver has no descriptor here, and a recording has no place for one.
         if (const auto descriptor = descriptorOf(driver)) {
             QrxRecordedInterface recorded;
             recorded.setNumber(byteOf(interface, CFSTR(kUSBInterfaceNumber)));
@@ -107,6 +109,7 @@ QrxRecording describeDevice(const QrxHIDDevice& device)
 {
     QrxRecording recording;
     describeIdentity(recording, device);
+    // The backend's class alone knows its entry. A device of another backend keeps its IDs and gets no names.
     const auto* known = dynamic_cast<const _QrxHIDDeviceImpl*>(&device);
     RegistryHandle entries;
     // The matching dictionary is consumed by the call.

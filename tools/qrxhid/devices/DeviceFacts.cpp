@@ -15,6 +15,8 @@ DeviceFacts DeviceFacts::read(const QrxHIDDevice& device)
     facts.place = identity.isVirtual() ? "" : identity.getPortChain();
     for (std::size_t i = 0; i < identity.getInterfaceCount(); ++i) {
         const int number = identity.getInterfaceNumber(i);
+        // Interfaces of other classes are listed too and have nothing to watch. One whose node may not be opened
+        // counts.
         if (!identity.getReportDescriptor(number).empty()) {
             facts.nodes[number] = identity.getNodePath(number);
         }

@@ -14,6 +14,7 @@ void DeviceFilter::declareOptions(CLI::App& app)
                    "of list: --device=#2")
         ->type_name("VID:PID")
         ->expected(1)
+        // More than one --device names more than one device, so all of them count.
         ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
     app.add_option("--serial", _serialNumber, "Only the device with this serial number")->type_name("TEXT");
     app.add_option("--port", _place, "Only the device at this place, as list shows it: 1-2.1")->type_name("PORT");
@@ -42,6 +43,7 @@ bool DeviceFilter::meetsConditions(const DeviceFacts& device) const
 
 bool DeviceFilter::matches(const DeviceFacts& device) const
 {
+    // Any of the names, and all of the conditions.
     const bool isNamed = _selectors.empty() || std::ranges::any_of(_selectors, [&device](const DeviceSelector& one) {
                              return one.matches(device.ids, device.number);
                          });
@@ -106,6 +108,7 @@ std::vector<std::string> optionsThatTellApart(std::span<const DeviceFacts> devic
         } else if (isPlain(device.place) && isAlone(device, &DeviceFacts::place)) {
             options.push_back("--port " + device.place);
         } else {
+            // Joined by "=": a word that begins with # would be a comment to the shell.
             options.push_back("--device=#" + std::to_string(device.number));
         }
     }

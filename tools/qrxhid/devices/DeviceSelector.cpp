@@ -63,6 +63,7 @@ DeviceSelector DeviceSelector::parse(std::string_view text, std::string_view opt
     if (text.starts_with('#')) {
         return {0, 0, parseNumber(text, option)};
     }
+    // A slash as well, which some tools write between the halves.
     const std::size_t separator = text.find_first_of(":/");
     if (separator == std::string_view::npos) {
         throw UsageError(std::string(option) + "\"" + std::string(text) +
@@ -83,6 +84,7 @@ std::optional<DeviceIdentity> parseIdentity(std::string_view text)
     constexpr std::string_view kZero = "0000";
     const DeviceSelector selector = DeviceSelector::parse(text, "");
     const std::string_view vendor = text.substr(0, text.find_first_of(":/"));
+    // Four zeros are an ID that is 0; fewer stand for any, as everywhere else.
     const bool isVendor = selector.vendorID != 0 || vendor.ends_with(kZero);
     const bool isProduct = selector.productID != 0 || text.ends_with(kZero);
     return isVendor && isProduct ? std::optional(DeviceIdentity{selector.vendorID, selector.productID}) : std::nullopt;

@@ -107,6 +107,7 @@ void DeviceSession::begin()
     } else {
         _tree->populate(kAnyDevice);
     }
+    // Where no recording could be read, that was said, and there is nothing to choose from.
     const bool hasReadableInput = !_isRecorded || !_recorded.empty();
     if (!_mayBeAbsent && hasReadableInput) {
         checkChoice();
@@ -126,11 +127,13 @@ void DeviceSession::plugRecordings()
 void DeviceSession::plug(RecordedDevice& recorded)
 {
     if (recorded.device == nullptr) {
+        // Kept when it is unplugged: it may be plugged again.
         recorded.device = std::make_unique<QrxVirtualDevice>(recorded.recording);
         recorded.device->setScript(_script);
     }
     _recordedPlace = recordedPlace(recorded.recording);
     recorded.device->plug();
+    // The arrival is told by the run loop, to deviceAdded.
     while (QrxRunLoop::getCurrent().runOnce(0) == QrxRunLoop::Outcome::handled) {
     }
     const DeviceHandle added = std::exchange(_lastAdded, DeviceHandle());
@@ -138,6 +141,7 @@ void DeviceSession::plug(RecordedDevice& recorded)
         notice(recorded.fileName + ": no HID device: no input, output or feature field");
         _status = std::max(_status, kFailure);
     } else if (_filter.matches(_known.back().facts)) {
+        // A device that is not chosen stays plugged: its number counts.
         recorded.handle = added;
     }
 }
@@ -170,6 +174,7 @@ std::vector<PresentDevice> DeviceSession::devices() const
     for (unsigned int i = 0; i < _tree->getHIDDeviceCount(); ++i) {
         listed.push_back(_tree->getDeviceAtIndex(i));
     }
+    // The library's list is what is true; what is not in it any more has left.
     std::erase_if(_known, [&listed](const PresentDevice& device) {
         return std::ranges::none_of(listed, [&device](const DeviceHandle& one) { return one == device.handle; });
     });

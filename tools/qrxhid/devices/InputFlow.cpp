@@ -34,12 +34,14 @@ ExitStatus InputFlow::run()
     }
     if (_limits.seconds()) {
         const auto time = std::chrono::duration<double>(*_limits.seconds());
+        // The time counts from here, whether or not a device is there.
         _end = QrxRunLoop::getCurrent().callAfter(std::chrono::duration_cast<std::chrono::nanoseconds>(time),
                                                   [this] { _isEnough = true; });
     }
     for (const PresentDevice& device : _session.devices()) {
         add(device, false);
     }
+    // After the devices that are there already, which are no arrivals.
     _session.observe([this](const PresentDevice& device) { add(device, true); });
     _listener.allIsReady();
     if (_session.isRecorded()) {
@@ -83,6 +85,7 @@ void InputFlow::takeReport(unsigned int number, const std::vector<std::uint8_t>&
     if (_isEnough) {
         return;
     }
+    // By number and not by pointer: the list grows and shrinks while listeners are called.
     const auto known = std::ranges::find(_known, number, [](const auto& one) { return one->device.facts.number; });
     Known& sender = **known;
     _listener.reportCame(sender.device, bytes, interfaceNumber);
@@ -103,6 +106,7 @@ void InputFlow::play()
 {
     Playback playback(_session.recordedDevices());
     const bool isPaced = _limits.speed() > 0;
+    // At a pace the players send by timers of the run loop; else each report is sent when the one before is through.
     if (isPaced) {
         playback.startAtPace(_limits.speed());
     }
@@ -160,6 +164,7 @@ void InputFlow::noteRemovals()
     if (!_session.hasDepartures()) {
         return;
     }
+    // Before the device is told to have left, so that its last reports come before that.
     takeLastReports();
     tellLosses();
     const std::vector<PresentDevice> present = _session.devices();
@@ -171,6 +176,7 @@ void InputFlow::noteRemovals()
             ++known;
             continue;
         }
+        // Before the device is closed: the listener may still ask it for its name.
         _listener.deviceLeft(device);
         device.handle->close();
         known = _known.erase(known);

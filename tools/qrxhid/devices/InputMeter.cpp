@@ -30,6 +30,7 @@ InputFigures InputMeter::Sums::figures(Time now) const
 
 void InputMeter::noteReport(Time time, std::size_t bytes)
 {
+    // The time between two reports counts in the period in which it ends, so none is lost between periods.
     for (Sums* sums : {&_total, &_period}) {
         ++sums->reports;
         sums->bytes += bytes;

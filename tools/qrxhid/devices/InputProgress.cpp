@@ -8,6 +8,7 @@ namespace qrxhid {
 
 InputProgress::InputProgress(std::uint64_t total) : _total(total)
 {
+    // Often enough to look alive, and not a load on a terminal over a slow line.
     constexpr std::chrono::milliseconds kBetweenDrawings(500);
     _timer = QrxRunLoop::getCurrent().callEvery(kBetweenDrawings, [this] { draw(); });
 }

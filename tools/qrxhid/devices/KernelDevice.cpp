@@ -54,7 +54,8 @@ std::unique_ptr<uhid_event> creationOf(const QrxRecording& recording, const QrxR
     create.product = recording.getProductID();
     create.version = recording.getReleaseNumber();
     // The kernel refuses a size for which it has no room.
-    create.rd_size = static_cast<std::uint16_t>(std::min<std::size_t>(interface.getReportDescriptor().size(), UINT16_MAX));
+    create.rd_size =
+        static_cast<std::uint16_t>(std::min<std::size_t>(interface.getReportDescriptor().size(), UINT16_MAX));
     std::memcpy(create.rd_data, interface.getReportDescriptor().data(),
                 std::min(interface.getReportDescriptor().size(), sizeof create.rd_data));
     return event;
@@ -71,6 +72,7 @@ KernelDevice::SentReport reportOf(std::uint8_t type, const std::uint8_t* data, s
 
 KernelDevice::KernelDevice(const QrxRecording& recording, const QrxRecordedInterface& interface,
                            SentReportHandler handler)
+    // Non-blocking: this descriptor waits in the same poll as signals and the run loop.
     : _handler(std::move(handler)), _fd(::open(kNode, O_RDWR | O_CLOEXEC | O_NONBLOCK))
 {
     if (_fd < 0) {
@@ -100,6 +102,7 @@ void KernelDevice::serve()
         case UHID_STOP:
             _isStarted = false;
             break;
+        // Sent for the first reader and after the last one. Input that is sent in between reaches nobody.
         case UHID_OPEN:
         case UHID_CLOSE:
             _isOpen = event->type == UHID_OPEN;
@@ -117,6 +120,7 @@ void KernelDevice::serve()
         case UHID_GET_REPORT: {
             const auto reply = eventOf(UHID_GET_REPORT_REPLY);
             reply->u.get_report_reply.id = event->u.get_report.id;
+            // A recording has no answers to give. The error ends the request; without it whoever asked would wait.
             reply->u.get_report_reply.err = EIO;
             write(_fd, *reply);
             break;
@@ -130,6 +134,7 @@ void KernelDevice::serve()
 bool KernelDevice::sendInput(const std::vector<std::uint8_t>& bytes)
 {
     const auto event = eventOf(UHID_INPUT2);
+    // More than uhid carries (4,096 bytes). It is not cut, since half of a report is another report.
     if (bytes.size() > sizeof event->u.input2.data) {
         return false;
     }

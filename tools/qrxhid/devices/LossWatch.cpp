@@ -16,6 +16,7 @@ std::vector<LossWatch::Loss> LossWatch::look(const QrxHIDDevice& device)
     for (const int interfaceNumber : std::exchange(_toLookAt, {})) {
         std::error_code untold;
         const std::uint64_t count = QrxGetPossibleLosses(device, interfaceNumber, untold);
+        // The counts begin with the opening, so the first one that is not 0 is a loss too.
         if (!untold && count > std::exchange(_known[interfaceNumber], count)) {
             losses.push_back({interfaceNumber, count});
         }

@@ -13,6 +13,7 @@ ExitStatus toldStatus(const QrxOutcome& outcome, const QrxHIDDevice& device)
         return kSuccess;
     }
     notice(outcome.getMessage());
+    // The one failure that a person can mend alone, and that scripts ask for: it has a status of its own.
     const bool isRefused = outcome.getError() == QrxError::noPermission;
     if (isRefused) {
         std::cerr << "Try: qrxhid doctor " << DeviceIdentity::of(device).text() << "\n";

@@ -15,6 +15,7 @@ Playback::Playback(std::vector<RecordedDevice>& devices)
             _steps.push_back({device.recording.getEvents()[i].getTimeUs(), &device, i});
         }
     }
+    // All devices share one clock here. Stable: events of one moment stay in the order of the recording.
     std::ranges::stable_sort(_steps, {}, &Step::timeUs);
 }
 
@@ -23,6 +24,7 @@ void Playback::startAtPace(double speed)
     for (RecordedDevice* device : _devices) {
         _players.push_back(std::make_unique<QrxRecordingPlayer>(device->recording, *device->device));
     }
+    // Started after all were made, so that they begin within the same moment.
     for (const auto& player : _players) {
         player->start(speed);
     }

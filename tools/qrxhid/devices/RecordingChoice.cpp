@@ -47,6 +47,7 @@ std::vector<ChosenRecording> chooseRecordings(const DeviceChoice& choice, ExitSt
             chosen.push_back({recorded.fileName, std::move(recorded.recording), title});
         }
     }
+    // Nothing is missing where no recording could be read; that has been said.
     if (!present.empty()) {
         throwIfAbsent(choice.filter(), present, lines);
     }

@@ -16,6 +16,7 @@ SignalWatch::SignalWatch()
     for (const int number : {SIGINT, SIGTERM}) {
         sigaddset(&signals, number);
     }
+    // Blocked before the descriptor is made: a signal in between would end the process.
     sigprocmask(SIG_BLOCK, &signals, &_before);
     _fd = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
     if (_fd < 0) {
@@ -36,6 +37,7 @@ SignalWatch::~SignalWatch()
 bool SignalWatch::waitFor(int descriptor, int timeoutMs) const
 {
     pollfd watched[] = {{_fd, POLLIN, 0}, {descriptor, POLLIN, 0}};
+    // A signal for which the program has a handler interrupts, and is no reason to end.
     while (poll(watched, 2, timeoutMs) < 0) {
         if (errno != EINTR) {
             throw std::system_error(errno, std::generic_category(), "poll");

@@ -11,6 +11,7 @@ namespace qrxhid {
 
 namespace {
 
+// Read as bytes: the library for access lists would be one more package for whoever installs the tool.
 // The attribute as the kernel has it (linux/posix_acl_xattr.h): a version, then entries, in little endian.
 constexpr const char* kAttribute = "system.posix_acl_access";
 constexpr std::uint32_t kVersion = 2;
@@ -76,6 +77,7 @@ bool isOfGroups(const Entry& entry, const struct stat& facts, const User& user)
 // has none of these is among the others.
 bool isGranted(const std::string& path, const struct stat& facts, const User& user, unsigned int wanted)
 {
+    // Root needs no entry: the kernel lets it open any node (CAP_DAC_OVERRIDE).
     constexpr unsigned int kRoot = 0;
     if (user.id == kRoot) {
         return true;
@@ -84,6 +86,8 @@ bool isGranted(const std::string& path, const struct stat& facts, const User& us
     if (entries.empty()) {
         entries = entriesOf(facts);
     }
+    // The mask bounds what users and groups of the list get, but neither the owner nor the others. Without a list there
+    // is none.
     unsigned int mask = ~0U;
     for (const Entry& entry : entries) {
         mask = entry.tag == Entry::mask ? entry.permissions : mask;

@@ -17,6 +17,7 @@ using qrx::platform::SystemCalls;
 using qrx::platform::UsbDescriptors;
 
 constexpr const char* kDevices = "/sys/bus/usb/devices/";
+// bInterfaceClass (USB HID 1.11, 4.1).
 constexpr std::uint8_t kHIDClass = 3;
 
 bool isKeptOut(const SysfsDirectory& directory)
@@ -68,6 +69,7 @@ std::optional<DeviceFinding> findKeptOut(const std::string& root, const std::str
     }
     DeviceFinding finding;
     finding.ids = {usb->vendorID, usb->productID};
+    // The kernel reads strings before it asks whether the device is authorized, so they are there.
     finding.productName = attributeText(device, "product");
     finding.serialNumber = attributeText(device, "serial");
     finding.place = place;

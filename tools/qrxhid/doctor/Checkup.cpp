@@ -35,6 +35,7 @@ const char* faultText(Fault fault)
         return "asks the node itself for the IDs (ATTR), which only the USB device above it has (ATTRS)";
     case Fault::notForNodes:
         return "is for the USB device (SUBSYSTEM==\"usb\"), not for its report nodes (KERNEL==\"hidraw*\")";
+    // A rule without a fault is spoken of as well: that it has no effect is then the finding.
     case Fault::none:
         break;
     }
@@ -62,6 +63,7 @@ class Examiner {
 public:
     Examiner(const CheckupPlace& place, const Surroundings& surroundings)
         : _place(place), _surroundings(surroundings),
+          // An age of 0: every node counts as finished, as nobody is here to wait for udevd's rules.
           _nodes(SystemCalls::kernel(), place.root + "/dev", place.root + "/run/udev", std::chrono::milliseconds(0)),
           _scan(SystemCalls::kernel(), place.root + "/sys", place.root + "/dev", _nodes)
     {
@@ -97,6 +99,7 @@ std::vector<DeviceFinding> Examiner::examine(const DeviceFilter& filter)
         std::optional<DeviceFinding> finding = isRead                   ? examineDevice(scanned)
                                                : one.interfaces.empty() ? findKeptOut(_place.root, one.name)
                                                                         : std::nullopt;
+        // All devices are read before any is left out: a filter may name the number that `list` gives.
         if (finding && filter.matches(finding->facts())) {
             std::erase_if(finding->interfaces, [&filter](const InterfaceFinding& interface) {
                 return !filter.hasInterface(interface.number);
@@ -129,6 +132,7 @@ DeviceFinding Examiner::examineDevice(const qrx::platform::ScannedDevice& scanne
 InterfaceFinding Examiner::examineInterface(const DeviceFinding& device, const InterfaceOutline& outline)
 {
     InterfaceFinding finding;
+    // The scan has parsed this name already, so it holds a number.
     finding.number = qrx::platform::usbInterfaceName(outline.name)->number;
     if (outline.node.empty()) {
         explainAbsence(finding, _place.root, device.place, outline);
@@ -164,6 +168,7 @@ void Examiner::explainNode(InterfaceFinding& finding, const DeviceFinding& devic
 /// Why no rule has given access.
 void Examiner::explainRules(InterfaceFinding& finding, const DeviceFinding& device)
 {
+    // Without udevd no file of rules has any effect, right or wrong, so none is looked at.
     if (!_surroundings.hasUdevd) {
         finding.reasons.emplace_back("udevd does not run here (there is no /run/udev/control): no rule is applied");
         finding.nextSteps = {_surroundings.enclosure.empty()
@@ -176,6 +181,7 @@ void Examiner::explainRules(InterfaceFinding& finding, const DeviceFinding& devi
     bool hasRightRule = false;
     bool hasRule = false;
     for (const FoundRule& rule : findRules(_place.root, device.ids)) {
+        // A rule for another interface of the device is no fault of this one's.
         if (!rule.interfaceNumber || *rule.interfaceNumber == finding.number) {
             const bool isRight = rule.fault == Fault::none;
             finding.reasons.push_back("the rule " + rule.place() + " " + faultText(rule.fault) +
@@ -187,6 +193,7 @@ void Examiner::explainRules(InterfaceFinding& finding, const DeviceFinding& devi
     if (!hasRule) {
         finding.reasons.push_back("no udev rule names " + device.ids.text());
     }
+    // A right rule that was not applied needs udevd to look again; a second rule would not help.
     if (!hasRightRule) {
         adviseRule(finding, device);
     } else if (tag == UdevDatabase::Tag::given) {

@@ -17,6 +17,8 @@ using qrx::platform::SysfsDirectory;
 using qrx::platform::SystemCalls;
 using State = InterfaceFinding::State;
 
+// The driver of the interface. It makes the HID device, which has a driver of its own (hid-generic or one for the
+// model).
 constexpr const char* kHIDDriver = "usbhid";
 /// Programs that take an interface from the kernel (libusb does) show as this driver.
 constexpr const char* kProgramsDriver = "usbfs";
@@ -49,6 +51,7 @@ std::string kernelLog(const std::string& of)
 /// "/dev/bus/usb/003/007"
 std::string deviceFile(const SysfsDirectory& device)
 {
+    // sysfs writes the numbers without zeros, the device file has three digits.
     const auto threeDigits = [](const std::string& number) {
         return number.size() < 3 ? std::string(3 - number.size(), '0') + number : number;
     };
@@ -60,6 +63,7 @@ std::string deviceFile(const SysfsDirectory& device)
 void explainNoDriver(InterfaceFinding& finding, const std::string& root, const std::string& place,
                      const std::string& interface)
 {
+    // An interface that is kept out has no driver either, and binding one would be refused.
     if (explainKeptOut(finding, root, interface)) {
         return;
     }
@@ -93,6 +97,7 @@ void explainNoNode(InterfaceFinding& finding, const std::string& root, const std
     if (driver.empty()) {
         explainNoHIDDriver(finding, hidDevice);
     } else if (countReportNodes(root) >= kMostNodes) {
+        // Asked before the driver is blamed: with the table full, every driver fails to make a node.
         finding.reasons = {"all 64 report nodes that the kernel has are taken"};
         finding.nextSteps = {"unplug HID devices that are not needed, then plug this one in again"};
     } else {

@@ -15,6 +15,7 @@ namespace {
 
 std::string groupText(gid_t id)
 {
+    // A group without a name is usual in containers, where the number alone is mapped.
     const group* found = getgrgid(id);
     return found == nullptr ? std::to_string(id) : std::string(found->gr_name) + " (" + std::to_string(id) + ")";
 }
@@ -44,6 +45,7 @@ NodeAccess NodeAccess::examine(const std::string& path, const std::optional<User
     if (stat(path.c_str(), &facts) != 0) {
         return {Kind::missing, {}};
     }
+    // Asked separately: the library reads input from a node that may not be written to.
     const bool mayRead = mayUse(path, facts, user, R_OK);
     const bool mayWrite = mayUse(path, facts, user, W_OK);
     const Kind kind = !mayRead ? Kind::denied : mayWrite ? Kind::readWrite : Kind::readOnly;

@@ -42,6 +42,7 @@ bool names(const std::vector<RulePart>& parts, const DeviceIdentity& device)
     const auto hasBoth = [&ids](const RulePart& part) {
         return part.operation == "==" && lowered(part.value).find(ids) != std::string::npos;
     };
+    // A rule that names the vendor alone is not looked for: what it gives shows in the node's permissions already.
     return (hasID("idVendor", ids.substr(0, 4)) && hasID("idProduct", ids.substr(5))) ||
            std::ranges::any_of(parts, hasBoth);
 }
@@ -102,7 +103,9 @@ std::map<std::string, std::string> ruleFiles(const std::string& root)
         std::error_code unreadable;
         for (std::filesystem::directory_iterator at(root + folder, unreadable), end; !unreadable && at != end;
              at.increment(unreadable)) {
+            // Others are left alone by udev too, such as those that a package manager has set aside.
             if (at->path().extension() == ".rules") {
+                // A name that is there already stays: the folders are in order of precedence.
                 files.emplace(at->path().filename(), folder);
             }
         }
@@ -118,6 +121,7 @@ std::vector<FoundRule> findRules(const std::string& root, const DeviceIdentity& 
     for (const auto& [name, folder] : ruleFiles(root)) {
         const std::string file = folder + "/" + name;
         for (const RuleLine& line : ruleLines(fileText(root + file).value_or(""))) {
+            // A file that may not be read counts as empty: there is nothing to say about its rules.
             if (names(line.parts, device) && std::ranges::any_of(line.parts, givesAccess)) {
                 found.push_back({file, line.number, faultOf(line.parts, name), interfaceOf(line.parts)});
             }

@@ -13,6 +13,7 @@ constexpr std::pair<const char*, const char*> kMarks[] = {
     {"/.flatpak-info", "a Flatpak sandbox"},
     {"/run/.containerenv", "a Podman container"},
     {"/.dockerenv", "a Docker container"},
+    // Last, since containers of the kinds above may have it too, and their own files say more.
     {"/run/systemd/container", "a container"},
 };
 
@@ -46,6 +47,7 @@ Surroundings Surroundings::examine(const std::string& root)
             break;
         }
     }
+    // The environment is this process's and says nothing about a machine that is looked at under another root.
     if (found.enclosure.empty() && root.empty()) {
         found.enclosure = enclosureOfEnvironment();
     }

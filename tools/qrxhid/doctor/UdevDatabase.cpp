@@ -13,6 +13,7 @@ UdevDatabase::Tag UdevDatabase::tagOf(const std::string& node) const
     std::string majorAndMinor;
     std::istringstream(numbers.value_or("")) >> majorAndMinor;
     const auto entry = fileText(_root + "/run/udev/data/c" + majorAndMinor);
+    // No entry: udevd has not seen the node, or its database may not be read here.
     if (!entry) {
         return Tag::unknown;
     }

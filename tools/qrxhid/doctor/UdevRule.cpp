@@ -36,6 +36,7 @@ constexpr const char* kWhyTwoLines =
 
 std::string UdevRule::fileName() const
 {
+    // Before 73, see kTagIsActedUpon of RuleSearch.cpp, and after 50-udev-default.rules, which sets modes.
     std::string name = "70-qrxhid-" + device.text();
     name[name.find(':')] = '-';
     return name + (interfaceNumber ? "-" + std::to_string(*interfaceNumber) : "") + ".rules";
@@ -51,6 +52,7 @@ std::string UdevRule::lines() const
     if (!interfaceNumber) {
         return idMatches(device) + ", " + kTag + "\n";
     }
+    // Named after the device, so that rules for two devices do not take each other's notes.
     const std::string note = R"(ENV{.qrxhid_device})";
     return idMatches(device) + ", " + note + "=\"" + device.text() + "\"\n" + R"(KERNEL=="hidraw*", )" + note + "==\"" +
            device.text() + R"(", ATTRS{bInterfaceNumber}==")" + interfaceDigits(*interfaceNumber) + "\", " + kTag +

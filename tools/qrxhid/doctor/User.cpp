@@ -29,11 +29,13 @@ std::vector<unsigned int> groupsOf(const passwd& user)
 
 User User::current()
 {
+    // No groups: for the caller the kernel itself is asked (NodeAccess.cpp), which knows them.
     return {geteuid(), {}};
 }
 
 User User::find(const std::string& option, const std::string& text)
 {
+    // A name comes first: it may consist of digits.
     const passwd* user = getpwnam(text.c_str());
     if (user != nullptr) {
         return {user->pw_uid, groupsOf(*user)};

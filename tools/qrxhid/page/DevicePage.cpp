@@ -11,6 +11,7 @@ namespace {
 std::string withoutMarkup(const std::string& json)
 {
     std::string text;
+    // Pages of long recordings have megabytes, and few of these signs.
     text.reserve(json.size());
     for (const char one : json) {
         switch (one) {

@@ -15,6 +15,7 @@ void addNumber(std::string& bytes, std::uint64_t number)
     constexpr std::uint64_t kGroupMask = 0x7F;
     constexpr std::uint64_t kMore = 0x80;
     for (; number > kGroupMask; number >>= kBitsOfGroup) {
+        // Seven bits a byte, the lowest first: most times and lengths take one or two bytes.
         bytes += static_cast<char>((number & kGroupMask) | kMore);
     }
     bytes += static_cast<char>(number);
@@ -41,6 +42,7 @@ std::string eventData(const QrxRecording& recording, const std::function<bool(in
     std::uint64_t lastUs = 0;
     for (const QrxRecordedEvent& event : recording.getEvents()) {
         if (const std::optional<std::size_t> index = indexes[event.getInterfaceIndex()]) {
+            // Times as differences, which are small; they never decrease in a recording.
             addNumber(bytes, event.getTimeUs() - lastUs);
             addNumber(bytes, *index);
             addNumber(bytes, event.getBytes().size());

@@ -48,6 +48,7 @@ Json exactNumber(std::int64_t number)
 /// For each usage its number, what a person calls it, and the same with its page.
 Json namesJson(const QrxReportLayout& layout)
 {
+    // Names travel with the page, since its scripts have no table of usages: only those that this device has.
     std::set<std::uint32_t> usages;
     std::uint64_t left = kMostNames;
     for (std::size_t i = 0; i < layout.getFieldCount(); ++i) {
@@ -77,6 +78,7 @@ Json rowJson(const FieldOutline& field, std::uint32_t pageAround)
                  {"details", words.details},
                  {"type", fieldKindName(field.kind)},
                  {"id", field.reportID}};
+    // Without a place there is nothing for the page to highlight.
     if (field.bitOffset) {
         json["bit"] = *field.bitOffset;
         json["bits"] = field.count * field.sizeBits;
@@ -122,6 +124,7 @@ Json scaleJson(const QrxReportField& field)
 {
     const bool isPlain = field.getPhysicalMinimum() == field.getLogicalMinimum() &&
                          field.getPhysicalMaximum() == field.getLogicalMaximum() && field.getUnitExponent() == 0;
+    // The measure is linear in the value (6.2.2.7), so two points describe it.
     const double base = field.getPhysicalValue(0);
     return isPlain || field.isArray() ? Json() : Json({field.getPhysicalValue(1) - base, base});
 }

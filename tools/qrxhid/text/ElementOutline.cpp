@@ -13,6 +13,7 @@ namespace qrxhid {
 
 namespace {
 
+// Bit 0 of a main item's data (HID 1.11, 6.2.2.5).
 constexpr std::uint32_t kConstantFlag = 0x001;
 constexpr unsigned kPageShift = 16;
 constexpr std::uint32_t kUsageIDMask = 0xFFFF;
@@ -59,6 +60,7 @@ bool isOfSameMaking(const FieldOutline& left, const FieldOutline& right)
 /// `next` continues the row that `row` is: the next usages in the next bits.
 bool continues(const FieldOutline& row, const FieldOutline& next)
 {
+    // Arrays are one row each, and a usage that stands for several values ends its row.
     if (row.isArray || next.isArray || row.usages.size() != 1 || next.usages.size() != 1 ||
         row.count != row.usageCount() || next.count != next.usageCount() || !isOfSameMaking(row, next)) {
         return false;
@@ -73,6 +75,7 @@ bool continues(const FieldOutline& row, const FieldOutline& next)
 void addRow(std::vector<FieldOutline>& rows, FieldOutline row)
 {
     if (!rows.empty() && continues(rows.back(), row)) {
+        // So sixteen buttons that a descriptor declares one by one read like a range of sixteen.
         rows.back().usages[0].last = row.usages[0].last;
         rows.back().count += row.count;
     } else {
@@ -123,6 +126,7 @@ void addVariables(std::vector<FieldOutline>& rows, const QrxReportField& field)
         UsageSpan span = spanOf(field, range);
         const std::uint64_t usages = std::uint64_t{span.last} - span.first + 1;
         const std::uint64_t placed = std::min(left, usages);
+        // The last usage stands for all values that are left over (6.2.2.8), the ranges before it for one value each.
         const bool isLast = range + 1 == field.getUsageRangeCount();
         FieldOutline row = makingOf(field);
         row.count = isLast && left > usages ? left : placed;
@@ -131,6 +135,8 @@ void addVariables(std::vector<FieldOutline>& rows, const QrxReportField& field)
         offset += row.count * row.sizeBits;
         left -= row.count;
         row.count = usages - placed;
+        // More usages than values: those that are left over have no place in the report, and the platform lists them
+        // all the same.
         row.bitOffset = std::nullopt;
         addVariable(rows, row, span, usages - placed);
     }
@@ -160,6 +166,7 @@ public:
     {
         std::vector<ElementOutline> elements;
         for (std::size_t i = 0; i < _layout.getCollectionCount(); ++i) {
+            // Collections are as deep as the parser lets them be, so this ends.
             if (_layout.getCollectionParent(i) == collection) {
                 const std::uint32_t usage = _layout.getCollectionUsage(i);
                 elements.push_back({usage >> kPageShift, usage & kUsageIDMask, std::nullopt, elementsIn(i)});

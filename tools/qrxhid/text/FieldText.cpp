@@ -30,6 +30,7 @@ std::string placeText(const FieldOutline& field)
     }
     constexpr std::size_t kBitsPerByte = 8;
     const std::size_t bit = *field.bitOffset % kBitsPerByte;
+    // Counted from the report's first byte as it travels, the number included: as a dump of it is read.
     return "byte " + std::to_string(*field.bitOffset / kBitsPerByte) + (bit == 0 ? "" : "." + std::to_string(bit));
 }
 
@@ -58,6 +59,7 @@ std::string physicalText(const FieldOutline& field)
 std::string spanText(const UsageSpan& span, std::uint32_t pageBefore)
 {
     const std::string range = usageRangeText(span.page, span.first, span.last);
+    // Names of keys carry no page, so there may be nothing to take off.
     const std::string page = usagePageName(span.page) + ": ";
     return span.page == pageBefore && range.starts_with(page) ? range.substr(page.size()) : range;
 }

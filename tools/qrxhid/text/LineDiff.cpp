@@ -18,6 +18,7 @@ void add(std::vector<DiffLine>& lines, DiffLine::Kind kind, const std::string& t
     lines.push_back({kind, text});
 }
 
+// For what is too long for the table: recordings of millions of reports, which are alike at most places if at all.
 std::vector<DiffLine> byPosition(Lines before, Lines after)
 {
     std::vector<DiffLine> lines;

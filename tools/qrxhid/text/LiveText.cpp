@@ -16,6 +16,7 @@ constexpr const char* kContinueLongLines = "\x1b[?7h";
 
 std::string LiveText::returnToBegin() const
 {
+    // Up by as many lines as were drawn: other output above them stays.
     return _drawn == 0 ? "" : "\x1b[" + std::to_string(_drawn) + "A\r";
 }
 
@@ -36,6 +37,7 @@ void LiveText::draw(std::vector<std::string> lines, const Terminal& terminal)
         lines.push_back("... and " + std::to_string(surplus) + " lines more");
     }
     std::string text = returnToBegin() + kCutLongLines;
+    // Each line overwrites the earlier one and erases what is left of it. Erasing all first would flicker.
     for (const std::string& line : lines) {
         text += line + kEraseToEndOfLine + "\n";
     }

@@ -17,6 +17,7 @@ ProgressLine::ProgressLine() : _isSeen(Terminal::isStandardErrorDrawable()) {}
 ProgressLine::~ProgressLine()
 {
     if (_isShown) {
+        // Nothing is left of it: what follows on the terminal begins where the line was.
         std::cerr << "\r" << kEraseToEndOfLine << std::flush;
     }
 }

@@ -17,6 +17,7 @@ constexpr std::size_t kLeastHeight = 3;
 bool isDrawable()
 {
     const char* const kind = std::getenv("TERM");
+    // Without TERM, or as in editors' shells, nobody says that they are obeyed.
     return kind != nullptr && std::string_view(kind) != "dumb";
 }
 
@@ -59,6 +60,7 @@ Terminal Terminal::ofStandardOutput()
     terminal.hasColor = mayColor();
     winsize size = {};
     if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0) {
+        // Some terminals, and serial lines, give 0.
         terminal.width = size.ws_col >= kLeastWidth ? size.ws_col : kUsualWidth;
         terminal.height = size.ws_row >= kLeastHeight ? size.ws_row : kUsualHeight;
     }

@@ -43,6 +43,7 @@ public:
         measure(elements, depth, 0);
         const std::size_t others = _report + _place + _size + _range + 3 * kGap;
         const std::size_t room = terminalWidth - std::min(terminalWidth, others);
+        // Names that are too long get a line of their own and do not push the columns to the right.
         std::erase_if(_names, [room](std::size_t name) { return name > room; });
         _begin = _names.empty() ? room : std::ranges::max(_names);
     }
@@ -93,6 +94,7 @@ public:
     void begin(const std::string& text, bool isLast)
     {
         leaf(text, isLast);
+        // The line of a parent goes down past its children only if siblings follow.
         _stems.push_back(stemBelow(isLast));
     }
     void end() { _stems.pop_back(); }
@@ -167,6 +169,7 @@ void Branches::field(const FieldWords& words, bool isLast)
 
 void writeElements(Branches& branches, const std::vector<ElementOutline>& elements, std::uint32_t page)
 {
+    // The platform's order groups by kind of element; people look for bytes.
     const std::vector<ElementOutline> ordered = inReportOrder(elements);
     for (std::size_t i = 0; i < ordered.size(); ++i) {
         const ElementOutline& element = ordered[i];
