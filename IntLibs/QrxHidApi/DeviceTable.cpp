@@ -25,31 +25,52 @@ std::vector<TopUsage> topUsages(const std::vector<std::uint8_t>& reportDescripto
     return usages;
 }
 
-std::string pathOf(const platform::DeviceFacts& device, const platform::InterfaceFacts& interface)
+std::string pathOf(const platform::DeviceFacts& device, const platform::InterfaceFacts& interface,
+                   unsigned virtualNumber)
 {
-    return device.isVirtual ? device.place + ":" + std::to_string(interface.number) : interface.hid->nodePath();
+    return device.isVirtual ? "virtual-" + std::to_string(virtualNumber) + ":" + std::to_string(interface.number)
+                            : interface.hid->nodePath();
 }
 
 } // namespace
 
+// With the lock held.
+unsigned DeviceTable::virtualNumberOf(const platform::DeviceFacts& device)
+{
+    if (!device.isVirtual) {
+        return 0;
+    }
+    unsigned& number = _virtualNumbers[device.place];
+    if (number == 0) {
+        // The lowest that is free, so that the devices of a program that begins anew have the same paths again.
+        unsigned free = 1;
+        while (std::ranges::any_of(_virtualNumbers, [&](const auto& taken) { return taken.second == free; })) {
+            ++free;
+        }
+        number = free;
+    }
+    return number;
+}
+
 platform::DeviceKey DeviceTable::publish(platform::DeviceFacts device)
 {
     const auto facts = std::make_shared<const platform::DeviceFacts>(std::move(device));
+    const std::scoped_lock lock(_mutex);
+    const unsigned virtualNumber = virtualNumberOf(*facts);
     Interfaces interfaces;
     for (const platform::InterfaceFacts& interface : facts->interfaces) {
         if (interface.hid == nullptr) {
             continue;
         }
-        std::string path = pathOf(*facts, interface);
+        std::string path = pathOf(*facts, interface, virtualNumber);
         // Without a node there is nothing to open.
         if (!path.empty()) {
-            interfaces.push_back(std::make_shared<const ListedInterface>(
-                ListedInterface{facts, &interface, std::move(path), topUsages(interface.reportDescriptor)}));
+            interfaces.push_back(std::make_shared<const ListedInterface>(ListedInterface{
+                facts, &interface, virtualNumber, std::move(path), topUsages(interface.reportDescriptor)}));
         }
     }
-    const std::scoped_lock lock(_mutex);
     note(interfaces, true);
-    _entries.push_back({++_lastKey, facts->isVirtual, std::move(interfaces)});
+    _entries.push_back({++_lastKey, facts->isVirtual, facts->place, std::move(interfaces)});
     return _lastKey;
 }
 
@@ -63,10 +84,13 @@ void DeviceTable::terminate(platform::DeviceKey key)
     }
 }
 
-void DeviceTable::forgetRealDevices()
+void DeviceTable::forget()
 {
     const std::scoped_lock lock(_mutex);
     std::erase_if(_entries, [](const Entry& entry) { return !entry.isVirtual; });
+    std::erase_if(_virtualNumbers, [this](const auto& numbered) {
+        return std::ranges::find(_entries, numbered.first, &Entry::place) == _entries.end();
+    });
 }
 
 DeviceTable::Interfaces DeviceTable::interfaces() const
@@ -79,7 +103,7 @@ DeviceTable::Interfaces DeviceTable::interfaces() const
         }
     }
     std::ranges::stable_sort(all, {}, [](const auto& listed) {
-        return std::tie(listed->device->isVirtual, listed->device->place, listed->facts->number);
+        return std::tie(listed->virtualNumber, listed->device->place, listed->facts->number);
     });
     return all;
 }

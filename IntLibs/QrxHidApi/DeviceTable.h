@@ -4,6 +4,7 @@
 #include "Provider/Provider.h"
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -22,6 +23,8 @@ struct TopUsage {
 struct ListedInterface {
     std::shared_ptr<const platform::DeviceFacts> device;
     const platform::InterfaceFacts* facts = nullptr;
+    /// Of a virtual device, from 1; 0 for a real one.
+    unsigned virtualNumber = 0;
     /// What programs open it by: the report node, "virtual-1:0" for an interface of a virtual device.
     std::string path;
     /// One for each top-level collection; at least one.
@@ -41,10 +44,11 @@ public:
     platform::DeviceKey publish(platform::DeviceFacts device) override;
     void terminate(platform::DeviceKey key) override;
 
-    /// Removes what providers have published, for when they end. It is not kept as a change.
-    void forgetRealDevices();
+    /// For when providers end: removes what they have published, which is not kept as a change, and forgets the places
+    /// of virtual devices that have left.
+    void forget();
 
-    /// By place, then by number.
+    /// By place, then by number; virtual devices last, by their numbers.
     Interfaces interfaces() const;
 
     /// From now on changes are kept until they are taken. False with errno if no descriptor is free.
@@ -60,14 +64,18 @@ private:
     struct Entry {
         platform::DeviceKey key = 0;
         bool isVirtual = false;
+        std::string place;
         Interfaces interfaces;
     };
 
+    unsigned virtualNumberOf(const platform::DeviceFacts& device);
     void note(const Interfaces& interfaces, bool arrived);
 
     mutable std::mutex _mutex;
     platform::DeviceKey _lastKey = 0;
     std::vector<Entry> _entries;
+    /// The numbers of virtual devices in their paths, by place: a device has its number again when it comes again.
+    std::map<std::string, unsigned> _virtualNumbers;
     /// Raised while there are changes; none where they are not kept.
     std::optional<platform::WakeEvent> _changed;
     std::vector<Change> _changes;

@@ -74,7 +74,9 @@ Machine::~Machine()
     if (_callback != nullptr) {
         stopWatching(_providers.size());
     }
-    table().forgetRealDevices();
+    // Its devices leave first, so that the table forgets their places.
+    _virtualWorld.reset();
+    table().forget();
 }
 
 DeviceTable::Interfaces Machine::interfaces()

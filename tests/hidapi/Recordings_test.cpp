@@ -70,6 +70,41 @@ TEST_F(HidapiRecordings, TheDescriptorTellsOfEventsThatAreDue)
     EXPECT_EQ(readNow(handle.get()), "02 00 00 00 ");
 }
 
+std::string pathsThere()
+{
+    std::string paths;
+    const DeviceList list(hid_enumerate(0, 0));
+    for (const hid_device_info* entry = list.get(); entry != nullptr; entry = entry->next) {
+        paths += entry->path + (" " + textOf(entry->product_string) + "\n");
+    }
+    return paths;
+}
+
+TEST_F(HidapiRecordings, HaveTheSamePathsAndOrderEachTimeThatTheLibraryBegins)
+{
+    std::string files;
+    for (int number = 1; number <= 3; ++number) {
+        const std::string name = "P" + std::to_string(number);
+        files += write(name, plainDevice("#@ product-name: " + name + "\n")) + "\n";
+    }
+    use(files);
+    for (int round = 0; round < 5; ++round) {
+        EXPECT_EQ(pathsThere(), "virtual-1:0 P1\nvirtual-2:0 P2\nvirtual-3:0 P3\n") << "round " << round;
+        hid_exit();
+    }
+}
+
+TEST_F(HidapiRecordings, ADeviceThatIsThereFromBeforeKeepsItsPath)
+{
+    QrxVirtualDevice device(recordingOf(plainDevice("#@ product-name: Own\n")));
+    device.plug();
+    use(write("plain.hid", plainDevice("#@ product-name: Recorded\n")));
+    for (int round = 0; round < 2; ++round) {
+        EXPECT_EQ(pathsThere(), "virtual-1:0 Own\nvirtual-2:0 Recorded\n");
+        hid_exit();
+    }
+}
+
 TEST_F(HidapiRecordings, WhatIsWrittenIsTaken)
 {
     use(write("plain.hid", plainDevice()));
