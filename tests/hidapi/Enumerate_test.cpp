@@ -1,6 +1,9 @@
 #include "HidapiTest.h"
+#include "QrxVirtualScript.h"
 
+#include <algorithm>
 #include <set>
+#include <string_view>
 
 namespace qrx::tests {
 
@@ -129,6 +132,35 @@ TEST_F(HidapiEnumerate, BytesThatAreNoTextBecomeReplacementCharacters)
     const DeviceList list(hid_enumerate(0, 0));
     ASSERT_NE(list, nullptr);
     EXPECT_EQ(std::wstring(list->product_string), L"a\ufffdb");
+}
+
+TEST_F(HidapiEnumerate, NamesOfAHostileDeviceAreCharacters)
+{
+    QrxVirtualDevice device(recordingOf(plainDevice("#@ vendor-name: V\n#@ product-name: P\n#@ serial-number: S\n")));
+    QrxVirtualScript script;
+    script.add("when plugged: garble strings");
+    device.setScript(script);
+    const auto areCharacters = [](const wchar_t* text) {
+        return text == nullptr || std::ranges::all_of(std::wstring_view(text), [](wchar_t character) {
+                   const auto code = static_cast<std::uint32_t>(character);
+                   return code <= 0x10FFFF && (code < 0xD800 || code > 0xDFFF);
+               });
+    };
+    int notPlain = 0;
+    for (int round = 0; round < 50; ++round) {
+        device.plug();
+        const DeviceList list(hid_enumerate(0, 0));
+        ASSERT_NE(list, nullptr);
+        for (const wchar_t* text : {list->manufacturer_string, list->product_string, list->serial_number}) {
+            EXPECT_TRUE(areCharacters(text));
+            notPlain += text == nullptr || std::wstring_view(text).size() != 1 ? 1 : 0;
+        }
+        const OpenHandle opened(hid_open_path(list->path));
+        std::array<wchar_t, 3> few{};
+        EXPECT_EQ(hid_get_product_string(opened.get(), few.data(), few.size()), 0) << errorOf(nullptr);
+        device.unplug();
+    }
+    EXPECT_GT(notPlain, 0);
 }
 
 TEST_F(HidapiEnumerate, FreeingNothingIsAllowed)

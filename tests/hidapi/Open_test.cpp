@@ -49,6 +49,31 @@ TEST_F(HidapiOpen, PathsThatNameNothingAreNullWithAReason)
     EXPECT_EQ(hid_open_path("/nowhere/hidraw0"), nullptr);
 }
 
+TEST_F(HidapiOpen, PathsThatResembleThatOfADeviceAreNullWithAReason)
+{
+    QrxVirtualDevice device(recordingOf(plainDevice()));
+    device.plug();
+    const DeviceList list(hid_enumerate(0, 0));
+    ASSERT_NE(list, nullptr);
+    const std::string path = list->path;
+    for (const std::string& other :
+         {path + " ", " " + path, path + ":0", path.substr(0, path.size() - 1), path.substr(0, path.find(':')),
+          std::string("virtual-99:0"), std::string("virtual-1:1"), std::string("\xff\xfe"), std::string(100000, 'v')}) {
+        EXPECT_EQ(hid_open_path(other.c_str()), nullptr) << other.substr(0, 100);
+        EXPECT_NE(errorOf(nullptr), "Success");
+    }
+    EXPECT_EQ(device.getOpenCount(0), 0U);
+}
+
+TEST_F(HidapiOpen, ASerialNumberThatIsNoTextMatchesNone)
+{
+    QrxVirtualDevice device(recordingOf(plainDevice("#@ serial-number: A\n")));
+    device.plug();
+    const std::wstring noCharacters{static_cast<wchar_t>(0x7FFFFFFF), static_cast<wchar_t>(0xD800)};
+    EXPECT_EQ(hid_open(0x1209, 1, noCharacters.c_str()), nullptr);
+    EXPECT_EQ(hid_open(0x1209, 1, std::wstring(100000, L'A').c_str()), nullptr);
+}
+
 TEST_F(HidapiOpen, ASuccessForgetsTheErrorBefore)
 {
     QrxVirtualDevice device(recordingOf(plainDevice()));
@@ -129,6 +154,9 @@ TEST_F(HidapiOpen, NoDeviceIsAnErrorEverywhere)
     EXPECT_EQ(hid_get_serial_number_string(nullptr, text.data(), text.size()), -1);
     EXPECT_EQ(hid_get_indexed_string(nullptr, 1, text.data(), text.size()), -1);
     EXPECT_EQ(hid_get_device_info(nullptr), nullptr);
+    EXPECT_EQ(hid_get_report_descriptor(nullptr, bytes.data(), bytes.size()), -1);
+    EXPECT_EQ(hid_send_output_report(nullptr, bytes.data(), bytes.size()), -1);
+    EXPECT_EQ(textOf(hid_read_error(nullptr)), "Device is NULL");
     EXPECT_EQ(qrx_hid_descriptor(nullptr), -1);
 }
 
