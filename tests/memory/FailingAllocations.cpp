@@ -243,6 +243,15 @@ long blocksInUse()
     return sm_State.blocks;
 }
 
+bool isSanitized()
+{
+#ifdef QRX_SANITIZER_OWNS_MALLOC
+    return true;
+#else
+    return false;
+#endif
+}
+
 Pause::Pause()
 {
     ++sm_State.pauses;

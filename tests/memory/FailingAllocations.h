@@ -34,6 +34,9 @@ void notePlaceIn(Place& place);
 /// Blocks that are allocated and not freed.
 long blocksInUse();
 
+/// True where a sanitizer owns malloc. A process takes several times as long there.
+bool isSanitized();
+
 /// Nothing fails and nothing is counted while one lives: for the test's own work in the middle of a story.
 class Pause {
 public:

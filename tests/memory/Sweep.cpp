@@ -143,6 +143,13 @@ bool runApart(const std::function<void()>& story)
     return status == 0;
 }
 
+/// The sanitized build, which is slow, lets each allocation fail in one of the three ways; the others try all.
+bool isTried(std::size_t number, Famine famine)
+{
+    constexpr std::size_t kWays = 3;
+    return !memory::isSanitized() || number % kWays == static_cast<std::size_t>(famine) % kWays;
+}
+
 } // namespace
 
 void sweepAllocations(Famine famine, const Life& life)
@@ -159,12 +166,14 @@ void sweepAllocations(Famine famine, const Life& life)
         results.undisturbed = remains(blocksBefore);
     })) << "undisturbed";
     std::size_t bad = 0;
+    std::size_t tried = 0;
     const char* only = std::getenv("QRX_ALLOCATION");
     const std::size_t chosen = only != nullptr ? std::strtoul(only, nullptr, 10) : 0;
     for (std::size_t number = 1; number <= results.allocations; ++number) {
-        if (chosen != 0 && number != chosen) {
+        if (chosen != 0 ? number != chosen : !isTried(number, famine)) {
             continue;
         }
+        ++tried;
         const bool isWell = runApart([&] {
             const long blocksBefore = memory::blocksInUse();
             liveDisturbed(famine, number, life);
@@ -182,7 +191,7 @@ void sweepAllocations(Famine famine, const Life& life)
         }
         bad += isWell ? 0 : 1;
     }
-    std::cout << results.allocations << " allocations" << std::endl;
+    std::cout << tried << " of " << results.allocations << " allocations" << std::endl;
     EXPECT_EQ(bad, 0U);
-    EXPECT_TRUE(chosen != 0 || results.disturbed * 100 >= results.allocations * kLeastDisturbed) << results.disturbed;
+    EXPECT_TRUE(chosen != 0 || results.disturbed * 100 >= tried * kLeastDisturbed) << results.disturbed;
 }
