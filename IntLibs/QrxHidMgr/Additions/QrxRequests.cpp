@@ -120,7 +120,7 @@ std::size_t largestSize(const _QrxHIDDeviceConnectionImpl& connection, QrxReport
     }
 }
 
-/// A program that opens what is open has what it wants, unless nothing will ever come of it.
+/// Opening what is open succeeds, unless the device has left: then no input will come.
 std::error_code checkOpen(const _QrxHIDDeviceConnectionImpl& connection)
 {
     return hasLeft(connection._borrowedDeviceInterface()) ? QrxError::gone : std::error_code();

@@ -78,7 +78,7 @@ void QrxDeviceTree::deviceNotification(unsigned int kind, mis::swizzler<QrxHIDDe
         std::cout << "device notification: device added\n";
         return;
     }
-    // Deliberate: `deviceAdded` is all that a delegate hears from here; other kinds only write this line. A delegate
+    // Deliberate: only `deviceAdded` is called from here; other kinds write this line and nothing else. A delegate
     // that wants removals is told by `_announceRemoval`.
     std::cout << "device notification: id " << kind << "\n";
 }

@@ -4,7 +4,7 @@
 
 namespace qrx {
 
-// The system drops reports that find its queue full, and counts them for nobody.
+// The system drops reports that find its queue full, and offers no count of them.
 std::uint64_t possibleLosses(IOHIDDeviceInterface122**, std::error_code& error)
 {
     error = QrxError::notPossible;

@@ -45,7 +45,7 @@ PairDictionary& changing(CFMutableDictionaryRef dictionary, const void* key, con
     if (!target.has(__CFDictionary::kMutable)) {
         fail(function, "the dictionary is immutable");
     }
-    // Only pair dictionaries are mutable, so the flag has told the form as well.
+    // Only pair dictionaries are mutable, so this is one.
     auto& pairs = static_cast<PairDictionary&>(target);
     requireKey(pairs, key, function);
     return pairs;

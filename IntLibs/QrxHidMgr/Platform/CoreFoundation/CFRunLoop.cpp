@@ -248,7 +248,7 @@ bool __CFRunLoop::request(RunLoopRequest request)
 void __CFRunLoop::drainWakeEvent()
 {
     if (!_process.isInherited()) {
-        // Nothing there is what is wanted; a closed descriptor is found by whoever raises it.
+        // An event that was not raised is as good as a cleared one; a closed descriptor shows when it is raised.
         static_cast<void>(_wakeEvent.clear());
         forget(kArmed);
     }
@@ -272,7 +272,7 @@ std::optional<SInt32> __CFRunLoop::answerRequests(bool servesOne)
 void __CFRunLoop::finishEmpty(const RunLoopMode* mode)
 {
     if (mode == &defaultMode() && _innermost == nullptr) {
-        // Else whoever watches the loop's descriptor would be told for ever.
+        // Otherwise the loop's descriptor would stay readable, and no run would have anything to do.
         takeWake();
         answerRequests(true);
     }
@@ -438,7 +438,7 @@ void __CFRunLoop::end()
     if (hasNote(kWakeLost)) {
         _wakeEvent.abandon();
     }
-    // Else it stays for as long as anybody holds the loop: who requests something takes no lock.
+    // Otherwise the event stays open while the loop is held: requests of other threads write to it without a lock.
 }
 
 const TypeOperations qrx::cf::kRunLoopOperations{"a run loop", dispose<__CFRunLoop>, nullptr, nullptr};
@@ -479,7 +479,7 @@ void CFRunLoopRun(void)
 {
     SInt32 result = 0;
     do {
-        // "For ever" is a time on the platform, 300 years; a timeout is no reason to return.
+        // The platform waits 300 years in place of "for ever"; a timeout is no reason to return.
         result = CFRunLoopRunInMode(kCFRunLoopDefaultMode, 1e10, false);
     } while (result != kCFRunLoopRunStopped && result != kCFRunLoopRunFinished);
 }

@@ -129,7 +129,7 @@ private:
     qrx::platform::WakeEvent _wakeEvent;                       ///< a member of every mode's descriptors
     const qrx::platform::ProcessMark _process;
     bool _ended = false;
-    /// Requests come without the mutex; who makes one makes _wakeEvent readable after that.
+    /// Requests are made without the mutex: first the note, then _wakeEvent is made readable.
     std::atomic<Notes> _notes{0};
     Run* _innermost = nullptr;
 };

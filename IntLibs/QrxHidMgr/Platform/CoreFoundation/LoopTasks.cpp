@@ -61,7 +61,7 @@ std::uint64_t LoopTasks::start(Clock::duration delay, Clock::duration interval, 
     if (!_alarm) {
         _alarm = std::make_unique<LoopAlarm>(_loop, weak_from_this());
     }
-    // A delay that the clock cannot count is for ever all the same.
+    // Longer delays would overflow the clock; a hundred years are as good as never.
     constexpr Clock::duration kLongest = std::chrono::hours(24 * 365 * 100);
     const Clock::time_point due = Clock::now() + std::clamp(delay, Clock::duration::zero(), kLongest);
     const std::uint64_t timer = ++_lastTimer;

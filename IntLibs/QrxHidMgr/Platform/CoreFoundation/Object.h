@@ -80,7 +80,7 @@ inline bool isTagged(CFTypeRef reference)
     return (reinterpret_cast<std::uintptr_t>(reference) & kTagMask) == kTag;
 }
 
-/// True if `reference` points to one of our objects, as far as can be told.
+/// True if `reference` points to one of our objects, as far as its bits show.
 inline bool isObject(CFTypeRef reference)
 {
     return reference != nullptr && reinterpret_cast<std::uintptr_t>(reference) % alignof(Object) == 0 &&

@@ -63,7 +63,7 @@ void noteSignal(int)
     sm_HasSignal = true;
 #ifndef __APPLE__
     if (const CFRunLoopRef loop = sm_Interrupted) {
-        // Nobody to tell if the loop's descriptors were closed: then the run throws by itself.
+        // The result is ignored: if the loop's descriptors were closed, the run throws without being woken.
         static_cast<void>(qrx::cf::requestOfRunLoop(loop, qrx::cf::RunLoopRequest::end));
     }
 #endif

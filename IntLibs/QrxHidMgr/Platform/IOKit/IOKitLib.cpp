@@ -28,7 +28,7 @@ const mach_port_t kIOMasterPortDefault = MACH_PORT_NULL;
 
 namespace {
 
-/// The registry for who enumerates or observes, which is when it needs its providers.
+/// The registry with its providers, for an enumeration or observation.
 Registry& suppliedRegistry()
 {
     Registry& registry = Registry::instance();

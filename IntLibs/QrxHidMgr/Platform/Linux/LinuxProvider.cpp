@@ -81,7 +81,7 @@ private:
     void beginWatching(RegistrySink& sink)
     {
         errno = 0;
-        // The monitors start first: what happens during the first scan is heard, and then found to be known.
+        // The monitors start first: what happens during the first scan is an event, and the look finds nothing new.
         _watch = WatchSet::make(_calls, _paths.monitors ? _paths.monitors(_paths) : makeMonitors(_paths));
         tellWatching(errno);
         _book.setWaiting(_watch != nullptr);

@@ -14,7 +14,7 @@ namespace qrx::platform {
 
 namespace {
 
-/// A lack of descriptors or memory may pass; what the machine does not offer stays away for good.
+/// A lack of descriptors or memory may end; what this machine does not have, it will not get.
 bool isScarcity(int error)
 {
     return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS;
@@ -55,8 +55,8 @@ std::vector<std::unique_ptr<DeviceMonitor>> makeMonitors(const LinuxPaths& paths
         add(TimerMonitor::makeRepeating(calls, paths.times.rescanInterval));
     }
     if (scarcity != 0) {
-        // A lesser way of watching, chosen for lack of a descriptor, would stay for good; so nothing is chosen now, and
-        // the caller tries again.
+        // If a worse way of watching were chosen for lack of a descriptor, it would never be replaced. So none is
+        // chosen now, and the caller tries again.
         monitors.clear();
         errno = scarcity;
     }

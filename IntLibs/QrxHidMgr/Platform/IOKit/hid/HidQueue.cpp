@@ -292,8 +292,8 @@ void HidQueue::callOut()
     if (!_isCalloutDue || _callout.function == nullptr || _events.empty()) {
         return;
     }
-    /// An exception of the callout leaves events in the queue for which it is not called again by itself; so it is made
-    /// due again.
+    /// An exception of the callout may leave events in the queue. It is called for an event that comes into an empty
+    /// queue, so for those that are left it is made due again.
     struct Retry {
         HidQueue& queue;
         bool isOver = false;

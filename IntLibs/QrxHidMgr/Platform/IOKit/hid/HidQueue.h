@@ -100,7 +100,7 @@ private:
     /// In the order of their cookies, handlers first: that of the events of one report.
     std::vector<HidQueueElement> _elements;
     std::deque<Event> _events;
-    /// An event has come into the empty queue and nobody has been told.
+    /// An event has come into the empty queue, and the callout has not been called for it.
     bool _isCalloutDue = false;
 };
 

@@ -33,7 +33,7 @@ hid::Limits ElementShares::limitsFor(const platform::DeviceFacts& device, const 
     const auto interfaces = static_cast<std::size_t>(
         std::count_if(device.interfaces.begin(), device.interfaces.end(),
                       [](const platform::InterfaceFacts& interface) { return interface.hid != nullptr; }));
-    // Nearly always: whoever wants no more than this has it, so the other descriptors need not be read for it.
+    // The usual case: an equal share suffices, so the descriptors of the other interfaces need not be read.
     if (hid::wantedElements(descriptor) <= limits.elements / std::max<std::size_t>(interfaces, 1)) {
         return limits;
     }

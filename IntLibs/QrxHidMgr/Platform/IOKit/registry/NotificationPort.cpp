@@ -3,7 +3,7 @@
 // out yet. It is armed when its iterator was read to the end; a callback is due when an armed notification has an
 // event. What is due wakes the run loop through an event descriptor.
 //
-// An arrival that ended before anybody was told is withdrawn: neither it nor its end is reported. Input that a device
+// An arrival whose device leaves before it was reported is withdrawn, and so is the end. Input that a device
 // sent before it left is delivered before its end is reported. A callback may do anything, to the port included, so
 // after each one everything is looked up again under the lock.
 

@@ -252,7 +252,7 @@ io_iterator_t Registry::observe(const std::shared_ptr<Notification>& notificatio
     io_iterator_t iterator = IO_OBJECT_NULL;
     {
         const std::lock_guard guard(registryLock());
-        // An iterator that stays empty, as when nothing ever matches.
+        // The iterator of a closed port stays empty, as where nothing matches.
         if (!port || port->isClosed()) {
             return _handles.handOut(notification);
         }
@@ -298,8 +298,8 @@ void Registry::listPresent(Notification& notification)
 
 void Registry::listEnded(Notification& notification)
 {
-    // Ends that happened before somebody asked: of an entry that the application still holds, and that it may therefore
-    // list as present.
+    // Ends from before the subscription are reported as well, for entries that the application still holds: it may
+    // list them as present.
     _handles.forEach([&notification](const HandleTable::Object& object) {
         const auto entry = std::dynamic_pointer_cast<RegistryEntry>(object);
         if (entry && !entry->isActive() && notification.matching.accepts(*entry)) {

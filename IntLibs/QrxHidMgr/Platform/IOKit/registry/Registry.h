@@ -78,7 +78,7 @@ public:
     io_object_t handleOf(const RegistryObject& object) const { return _handles.handleOf(object); }
 
 private:
-    /// From list to list a port goes without memory.
+    /// Lists, since a port moves from one to the other without an allocation.
     using Ports = std::list<std::shared_ptr<IONotificationPort>>;
 
     Registry() : _providers(*this) {}

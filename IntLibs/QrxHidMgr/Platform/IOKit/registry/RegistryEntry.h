@@ -38,7 +38,7 @@ struct DeviceRecord {
 /// One entry of the registry: its classes, properties and children.
 ///
 /// It lives as long as anybody holds it, a handle or an iterator, and keeps its properties after the device's end.
-/// Properties and what is below a USB interface are made at the first look, so that a device nobody cares for costs
+/// Properties and what is below a USB interface are made at the first look, so that a device nobody asks about costs
 /// little. From any thread, with or without the registry's lock.
 class RegistryEntry : public RegistryObject, public std::enable_shared_from_this<RegistryEntry> {
 public:

@@ -1,4 +1,4 @@
-// A property that is read by `IORegistryEntryCreateCFProperty` and never released would stay allocated for good with
+// A property that is read by `IORegistryEntryCreateCFProperty` and never released would stay allocated for ever with
 // all that it holds. So the arrays that are published as "Elements" are emptied when their device goes, and if somebody
 // still holds one, it is used again for the next device.
 

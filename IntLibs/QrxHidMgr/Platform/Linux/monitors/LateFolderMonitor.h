@@ -12,8 +12,8 @@
 namespace qrx::platform {
 
 /// Watches the device folder where udevd runs, in case its messages do not get here: a container may see udevd's files
-/// and have a network namespace of its own, and nobody tells it so. What udevd tells comes first, and the delayed
-/// rescan then finds nothing new; it comes once for each burst of nodes.
+/// and have a network namespace of its own, which it cannot tell. Where the messages do arrive, they come first, and
+/// the delayed rescan then finds nothing new. There is one rescan for each burst of nodes.
 class LateFolderMonitor : public DeviceMonitor {
 public:
     /// Adds the monitor and the timer that asks for the rescan, or neither if one of them could not be made.

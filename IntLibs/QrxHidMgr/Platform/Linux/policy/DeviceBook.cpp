@@ -16,7 +16,7 @@ void DeviceBook::setWaiting(bool isAllowed)
         for (auto& [name, entry] : _entries) {
             entry.until.reset();
         }
-        // Without an observer nobody looks again in time; devices that were waited for are unseen again.
+        // Without an observer `expire` is not called; devices that were waited for are unseen again.
         std::erase_if(_entries, [](const auto& one) { return !one.second.published; });
     }
 }

@@ -198,7 +198,7 @@ DeviceScan::Comparison DeviceScan::compare(const ListedDevice& device, const Dev
         InterfaceOutline now;
         now.name = old.name;
         now.isOfHID = true;
-        // Without a report node the interface's own folder has to tell; with one, the link has told all.
+        // The link of a report node gives all that is compared. Without a node the interface's own folder is read.
         if (!takeNode(device, now)) {
             SysfsDirectory folder(_calls);
             if (isUnknown(readFolder(folder, folder.open(pathOf(device.name) + "/" + old.name), now))) {

@@ -12,15 +12,15 @@ namespace qrx::platform {
 /// Whether report nodes are there as they are meant to be. The kernel makes a node for root alone; udevd gives it to
 /// its users later, by rules that may take their time. A device that is announced in between could not be opened.
 ///
-/// udevd's own event marks the rules complete. Who does not hear that event can ask udevd's database, which is written
+/// udevd's own event marks the rules complete. Without that event udevd's database can be asked, which is written
 /// shortly before the last rules (those with access lists) are carried out. Nodes that are older than `takenAge` are
 /// taken as they are.
 class NodeReadiness {
 public:
     enum class Rules {
-        none,     ///< no udevd is listened to: a node is ready when it exists
-        database, ///< and udevd knows it, if udevd runs
-        events    ///< and udevd has told of it
+        none,     ///< a node is ready when it exists: udevd's events are not received
+        database, ///< it must also be in udevd's database, if udevd runs
+        events    ///< it must also have been in an event of udevd's
     };
 
     NodeReadiness(SystemCalls& calls, std::string deviceRoot, std::string runRoot, std::chrono::milliseconds takenAge);

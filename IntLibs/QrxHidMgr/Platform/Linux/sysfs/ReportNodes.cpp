@@ -40,7 +40,7 @@ SysfsDirectory::Result ReportNodes::read(SystemCalls& calls, const std::string& 
         // "../../devices/pci0000:00/0000:00:14.0/usb1/1-1/1-1:1.0/0003:046D:C52B.0001/hidraw/hidraw0"
         std::string target;
         const SysfsDirectory::Result read = folder.link(entry.name, target);
-        // An unread link is not a missing node: who finds none asks `isWhole`.
+        // A link that could not be read is not a missing node, see `isWhole`.
         if (read != SysfsDirectory::Result::done && read != SysfsDirectory::Result::gone) {
             _isWhole = false;
         }
