@@ -105,7 +105,7 @@ GUESTS = {
     "tests/platform/linux/hidraw": ("Platform/Linux/hidraw",),
     "tests/platform/virtual": ("Platform/Virtual", "Platform/CoreFoundation", "Platform/Provider"),
     "tests/integration": ("HID", "Platform/CoreFoundation", "Platform/Provider"),
-    "tests/memory": ("Platform/IOKit/registry", "Platform/CoreFoundation", "Platform/Linux"),
+    "tests/memory": ("Platform/IOKit/registry", "Platform/CoreFoundation", "Platform/Linux", "Platform/Linux/hidraw"),
     "tests/fuzz": ("Text", "HID", "Platform/Linux", "Platform/Base"),
     "tests/guest/library": ("Platform/CoreFoundation",),
     "tests/guest/oracle": ("HID",),

@@ -25,7 +25,8 @@ namespace qrx::platform {
 /// before.
 class HidrawChannel : public HIDChannel {
 public:
-    /// `fd` is the node, open and non-blocking. All memory is taken here; at most 64 KiB unless one report needs more.
+    /// `fd` is the node, open and non-blocking. Memory for many reports is taken when many have waited; at most 64 KiB
+    /// unless one report needs more.
     /// `access` is the device's, for telling of possible losses.
     HidrawChannel(SystemCalls& calls, FileDescriptor fd, std::span<const std::uint8_t> reportDescriptor, bool canWrite,
                   std::shared_ptr<const DeviceAccess> access, unsigned interfaceNumber);

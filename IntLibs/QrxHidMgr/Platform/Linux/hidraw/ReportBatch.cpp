@@ -3,6 +3,7 @@
 #include "HID/ReportDescriptor.h"
 
 #include <algorithm>
+#include <new>
 
 namespace qrx::platform {
 
@@ -44,14 +45,32 @@ ReportBatch::ReportBatch(std::span<const std::uint8_t> reportDescriptor)
     // its end declares nothing, so every report gets a call and a buffer of the greatest length.
     _segmentBytes = isCertain ? longest(descriptor, true) : 0;
     const std::size_t wholeBytes = isCertain ? std::max(longest(descriptor, false), kLeastBuffer) : kLongestReport;
-    const std::size_t count = _segmentBytes == 0 ? 0 : std::min(kMostSegments, kMostBytes / _segmentBytes);
-    // One allocation serves both kinds of call; nothing is allocated while reports come.
-    _bytes.resize(std::max(wholeBytes, count * _segmentBytes));
+    _most = _segmentBytes == 0 ? 0 : std::min(kMostSegments, kMostBytes / _segmentBytes);
+    offer(kFewestSegments);
+    makeSegments(_offered, wholeBytes);
+}
+
+/// A node at which many reports never wait at once does without their memory. Where there is none for more, as many are
+/// offered as before.
+void ReportBatch::grow()
+{
+    try {
+        makeSegments(std::min(std::max(_offered, kGrowth * _segments.size()), _most), 0);
+    } catch (const std::bad_alloc&) {
+        _offered = _segments.size();
+    }
+}
+
+/// Leaves all as it was if there is no memory.
+void ReportBatch::makeSegments(std::size_t count, std::size_t leastBytes)
+{
     _segments.reserve(count);
+    // The same bytes serve a call for one report.
+    _bytes.resize(std::max({leastBytes, _bytes.size(), count * _segmentBytes}));
+    _segments.clear();
     for (std::size_t at = 0; at < count; ++at) {
         _segments.push_back({_bytes.data() + at * _segmentBytes, _segmentBytes});
     }
-    offer(kFewestSegments);
 }
 
 void ReportBatch::setSegments(std::size_t size)

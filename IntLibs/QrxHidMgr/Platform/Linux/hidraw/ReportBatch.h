@@ -10,8 +10,8 @@
 
 namespace qrx::platform {
 
-/// Buffers for the input reports of one open node, all allocated at once, and the way from the size that readv gives
-/// back to the single reports.
+/// Buffers for the input reports of one open node, and the way from the size that readv gives back to the single
+/// reports.
 ///
 /// A hidraw node gives one report per segment, and stops at the first one that is shorter than its segment. With
 /// segments that are exactly as long as the longest input report, a size therefore means: as many full segments as go
@@ -19,7 +19,7 @@ namespace qrx::platform {
 ///
 /// The kernel looks at every segment of a call before it reads, which costs more than reading a report where few wait,
 /// as they mostly do. So twice as many are offered as came the last time that anything came, and more once they are all
-/// filled. Two cases are cheaper with a call for each report:
+/// filled. There is memory for as many as were ever offered. Two cases are cheaper with a call for each report:
 /// - reports shorter than the longest one end a call with segments, whatever else waits;
 /// - reports that come one at a time.
 ///
@@ -33,8 +33,15 @@ public:
 
     /// For one report a call: a buffer into which every report fits.
     iovec whole() { return {_bytes.data(), _bytes.size()}; }
-    /// For as many reports as there are segments. Empty if reports cannot be told apart by their length.
-    std::span<const iovec> segments() const { return std::span(_segments).first(_offered); }
+    /// For as many reports as there are segments, once all reports have been taken. Empty if reports cannot be told
+    /// apart by their length.
+    std::span<const iovec> segments()
+    {
+        if (_offered > _segments.size()) [[unlikely]] {
+            grow();
+        }
+        return std::span(_segments).first(_offered);
+    }
     /// True if the next call should be one for `whole`, false for one for `segments`.
     bool wantsWhole() const { return comesInShortOnes() || (_foreseen == 1 && isForeseen()); }
 
@@ -87,10 +94,14 @@ private:
     {
         _fullInARow = size < _segmentBytes ? 0 : std::min(_fullInARow + 1, kFullBeforeSegments);
     }
-    void offer(std::size_t count) { _offered = std::min(count, _segments.size()); }
+    void offer(std::size_t count) { _offered = std::min(count, _most); }
+    void grow();
+    void makeSegments(std::size_t count, std::size_t leastBytes);
 
     std::vector<std::uint8_t> _bytes;
     std::vector<iovec> _segments;
+    /// Segments that a call may be offered.
+    std::size_t _most = 0;
     /// How many of the segments the next call gets.
     std::size_t _offered = 0;
     /// Reports since nothing waited, without those that came as foreseen.
