@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <chrono>
 #include <limits>
+#include <utility>
 
 #include <poll.h>
 
@@ -31,11 +32,12 @@ int answer(std::size_t size)
 
 class OpenDevice::Call {
 public:
-    explicit Call(OpenDevice& device) : _device(device)
+    explicit Call(OpenDevice& device) : Call(device, std::unique_lock(device._mutex)) {}
+    /// For who has the device's lock already. It is released when the call has begun.
+    Call(OpenDevice& device, std::unique_lock<std::mutex> lock) : _device(device), _isRefused(device._isClosing)
     {
-        const std::scoped_lock lock(_device._mutex);
-        _isRefused = _device._isClosing;
         ++_device._calls;
+        lock.unlock();
     }
     Call(const Call&) = delete;
     Call& operator=(const Call&) = delete;
@@ -52,7 +54,7 @@ public:
 
 private:
     OpenDevice& _device;
-    bool _isRefused = false;
+    const bool _isRefused;
 };
 
 class OpenDevice::Deadline {
@@ -100,38 +102,42 @@ OpenDevice::~OpenDevice()
 
 int OpenDevice::read(std::span<std::uint8_t> buffer, int timeoutMs)
 {
-    const Call call(*this);
-    const Deadline deadline(timeoutMs);
     _readError.store(kSuccess, std::memory_order_relaxed);
-    if (call.isRefused()) {
-        return failReading(kClosed);
-    }
-    while (true) {
-        if (_schedule != nullptr) {
-            _schedule->runDue();
-        }
-        // Asked before waiting: where a report waits already, that is the only system call.
+    std::unique_lock lock(_mutex);
+    // Asked before waiting: where a report waits already, that is the only system call, and the lock is taken once.
+    if (_schedule == nullptr) {
         if (const std::optional<int> taken = take(buffer)) {
             return *taken;
         }
-        if (deadline.isNow()) {
+        if (timeoutMs == 0) {
             return 0;
-        }
-        switch (wait(deadline)) {
-        case Wake::again:
-            break;
-        case Wake::timedOut:
-            return 0;
-        case Wake::failed:
-            return -1;
         }
     }
+    const Call call(*this, std::move(lock));
+    const Deadline deadline(timeoutMs);
+    Wake wake = _schedule == nullptr ? wait(deadline) : Wake::again;
+    while (wake == Wake::again) {
+        if (const std::optional<int> taken = takeDue(buffer)) {
+            return *taken;
+        }
+        wake = deadline.isNow() ? Wake::timedOut : wait(deadline);
+    }
+    return wake == Wake::timedOut ? 0 : -1;
 }
 
-/// Nothing if no report waits.
+/// Does first what a virtual device was to do by now.
+std::optional<int> OpenDevice::takeDue(std::span<std::uint8_t> buffer)
+{
+    if (_schedule != nullptr) {
+        _schedule->runDue();
+    }
+    const std::scoped_lock lock(_mutex);
+    return take(buffer);
+}
+
+/// Nothing if no report waits. With the lock held.
 std::optional<int> OpenDevice::take(std::span<std::uint8_t> buffer)
 {
-    const std::scoped_lock lock(_mutex);
     if (_isClosing) {
         return failReading(kClosed);
     }

@@ -63,6 +63,7 @@ private:
     enum class Wake { again, timedOut, failed };
 
     std::optional<int> take(std::span<std::uint8_t> buffer);
+    std::optional<int> takeDue(std::span<std::uint8_t> buffer);
     Wake wait(const Deadline& deadline);
     bool makeWake();
     int failReading(const wchar_t* text);
