@@ -1,5 +1,7 @@
 #pragma once
 
+#include "qrx_hidapi.h"
+
 #include <hidapi/hidapi.h>
 
 #include <cstddef>
@@ -38,6 +40,8 @@ public:
         find(info, "hid_get_device_info");
         find(error, "hid_error");
         find(exit, "hid_exit");
+        lookUp(descriptor, "qrx_hid_descriptor");
+        lookUp(setCallback, "qrx_hid_set_callback");
     }
 
     decltype(&hid_enumerate) enumerate;
@@ -59,12 +63,20 @@ public:
     decltype(&hid_get_device_info) info;
     decltype(&hid_error) error;
     decltype(&hid_exit) exit;
+    /// Null in hidapi.
+    decltype(&qrx_hid_descriptor) descriptor;
+    decltype(&qrx_hid_set_callback) setCallback;
 
 private:
     template <typename Function>
-    void find(Function& function, const char* name)
+    void lookUp(Function& function, const char* name)
     {
         function = reinterpret_cast<Function>(::dlsym(_library, name));
+    }
+    template <typename Function>
+    void find(Function& function, const char* name)
+    {
+        lookUp(function, name);
         if (function == nullptr) {
             throw std::runtime_error(::dlerror());
         }
