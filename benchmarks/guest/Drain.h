@@ -46,7 +46,8 @@ private:
 /// The library: a run loop that gets its turn, and the application's delegate. The node's device must be the only one.
 std::unique_ptr<Drain> makeLibraryDrain();
 /// hid_read_timeout(0) until it answers 0, hid_read in non-blocking mode until it answers 0, and hid_read in blocking
-/// mode, which cannot be asked whether anything is left, as often as there are reports.
+/// mode, which cannot be asked whether anything is left, as often as there are reports. Each by hidapi and by our library
+/// of its interface.
 std::vector<std::unique_ptr<Drain>> makeHidapiDrains(const std::string& node);
 /// The floor: read, and, for reports of full length, readv over 63 buffers, each until nothing is left.
 std::unique_ptr<Drain> makeReadDrain(const std::string& node);

@@ -1,11 +1,17 @@
-// hidapi in the three ways in which programs read with it: with a timeout of 0, non-blocking, and blocking. Each reads
-// one report per call. The blocking way can only stop by counting, so it is told how many reports wait.
+// hidapi, and our library of its interface, in the three ways in which programs read: with a timeout of 0, non-blocking,
+// and blocking. Each reads one report per call. The blocking way can only stop by counting, so it is told how many
+// reports wait.
 
 #include "Drain.h"
 
-#include <hidapi.h>
+#include "hidapi/Functions.h"
 
 #include <stdexcept>
+#include <utility>
+
+using qrx::guest::Functions;
+using qrx::guest::ours;
+using qrx::guest::peer;
 
 namespace {
 
@@ -13,8 +19,8 @@ enum class Way { timeout, nonBlocking, blocking };
 
 class HidapiDrain final : public Drain {
 public:
-    HidapiDrain(const std::string& node, Way way);
-    ~HidapiDrain() override { hid_close(_device); }
+    HidapiDrain(const Functions& api, std::string name, const std::string& node, Way way);
+    ~HidapiDrain() override { _api.close(_device); }
     HidapiDrain(const HidapiDrain&) = delete;
     HidapiDrain& operator=(const HidapiDrain&) = delete;
 
@@ -24,37 +30,40 @@ public:
 private:
     int read();
 
+    const Functions& _api;
+    const std::string _name;
     hid_device* _device;
     const Way _way;
     // One byte more than the longest report, so that one that is too long is noticed.
     unsigned char _bytes[kMostBytes + 1];
 };
 
-HidapiDrain::HidapiDrain(const std::string& node, Way way) : _device(hid_open_path(node.c_str())), _way(way)
+HidapiDrain::HidapiDrain(const Functions& api, std::string name, const std::string& node, Way way)
+    : _api(api), _name(std::move(name)), _device(api.openPath(node.c_str())), _way(way)
 {
     if (_device == nullptr) {
-        throw std::runtime_error("hidapi does not open " + node);
+        throw std::runtime_error(_name + " does not open " + node);
     }
-    hid_set_nonblocking(_device, way == Way::nonBlocking ? 1 : 0);
+    _api.setNonblocking(_device, way == Way::nonBlocking ? 1 : 0);
 }
 
 std::string HidapiDrain::name() const
 {
     switch (_way) {
     case Way::timeout:
-        return "hidapi_timeout";
+        return _name + "_timeout";
     case Way::nonBlocking:
-        return "hidapi_nonblocking";
+        return _name + "_nonblocking";
     case Way::blocking:
         break;
     }
-    return "hidapi_blocking";
+    return _name + "_blocking";
 }
 
 int HidapiDrain::read()
 {
-    return _way == Way::timeout ? hid_read_timeout(_device, _bytes, sizeof _bytes, 0)
-                                : hid_read(_device, _bytes, sizeof _bytes);
+    return _way == Way::timeout ? _api.readTimeout(_device, _bytes, sizeof _bytes, 0)
+                                : _api.read(_device, _bytes, sizeof _bytes);
 }
 
 void HidapiDrain::run(std::size_t expected)
@@ -75,7 +84,8 @@ std::vector<std::unique_ptr<Drain>> makeHidapiDrains(const std::string& node)
 {
     std::vector<std::unique_ptr<Drain>> drains;
     for (const Way way : {Way::timeout, Way::nonBlocking, Way::blocking}) {
-        drains.push_back(std::make_unique<HidapiDrain>(node, way));
+        drains.push_back(std::make_unique<HidapiDrain>(peer(), "hidapi", node, way));
+        drains.push_back(std::make_unique<HidapiDrain>(ours(), "interface", node, way));
     }
     return drains;
 }

@@ -18,12 +18,13 @@ import call_trace
 import guest_output
 
 REPORTS = (1, 8, 60)
-HIDAPI = ("hidapi_timeout", "hidapi_nonblocking", "hidapi_blocking")
+# The library of hidapi's interface is called the interface here.
+HIDAPI = tuple(f"{name}_{way}" for way in ("timeout", "nonblocking", "blocking") for name in ("hidapi", "interface"))
 READERS = {"full": ("library", *HIDAPI, "plain_readv", "plain_read"), "short": ("library", *HIDAPI, "plain_read")}
 # The library does more in each 25th visit to a node: a sample is the mean of so many rounds.
 ROUNDS_A_SAMPLE = 25
 RATES = (50_000, 100_000)
-PROGRAMS = ("library", "hidapi", "floor")
+PROGRAMS = ("library", "hidapi", "interface", "floor")
 NODES = (1, 10, 40)
 
 GOAL_REPORT_CALLS = 1 / 8
@@ -40,6 +41,13 @@ REPORT_GOALS = {
     ("full", 1): 1.0, ("full", 8): 0.55, ("full", 60): 0.4,
     ("short", 1): 1.0, ("short", 8): 0.7, ("short", 60): 0.5,
 }
+# The same of the interface's hid_read_timeout. Each short report takes a call of the kernel, which alone is 0.55.
+INTERFACE_REPORT_LIMITS = {("full", 1): 0.9, ("full", 60): 0.45, ("short", 1): 0.9, ("short", 60): 0.7}
+INTERFACE_REPORT_GOALS = {("full", 1): 1.0, ("full", 60): 0.6, ("short", 1): 1.0, ("short", 60): 0.6}
+# The interface's hid_enumerate, of hidapi's, for all nodes.
+INTERFACE_ENUMERATION_LIMITS = {("first", 1): 0.3, ("first", 40): 0.06, ("again", 40): 0.06}
+# What an open device takes of the program's heap and of the kernel's memory together, of hidapi's.
+INTERFACE_MEMORY_LIMIT = 2
 # The 99th percentile of what a report takes to its receiver while 40 devices send, in microseconds, without the time for
 # which the sender had the guest's only processor. With it, 43 us were seen, and 44 of a plain loop of epoll and read: the
 # sender takes 5 us a report, so that by simulation a receiver which took no time at all would still show 26.
@@ -147,6 +155,10 @@ def judge_reports(kind, figures, traces, verdicts):
     for waiting in REPORTS:
         verdicts.ratio(f"{kind}, {waiting} waiting, of hid_read_timeout's instructions", ratio("library", waiting),
                        REPORT_LIMITS[kind, waiting], REPORT_GOALS[kind, waiting])
+        if (kind, waiting) in INTERFACE_REPORT_LIMITS:
+            verdicts.ratio(f"{kind}, {waiting} waiting, the interface's hid_read_timeout, of hidapi's",
+                           ratio("interface_timeout", waiting), INTERFACE_REPORT_LIMITS[kind, waiting],
+                           INTERFACE_REPORT_GOALS[kind, waiting])
     if kind == "full":
         many = REPORTS[-1]
         verdicts.goal(f"{many} reports, system calls a report", calls[f"{kind}_library_{many}"] / many,
@@ -170,6 +182,15 @@ def judge_delays(figures, verdicts):
                    own["library", high][1] / own["poll", high][1], DELAY_LIMIT_RATIO, DELAY_GOAL_RATIO)
 
 
+def judge_memory(figures, verdicts):
+    rows = {row[1]: [int(value) for value in row[2:]] for row in map(str.split, figures) if row[0] == "memory"}
+    print(f"\nMemory of an open device, bytes\n{'library':12}{'heap':>10}{'kernel':>10}{'both':>10}")
+    for name, bytes_taken in rows.items():
+        print(f"{name:12}" + "".join(f"{value:>10}" for value in (*bytes_taken, sum(bytes_taken))))
+    verdicts.ratio("an open device's memory, of hidapi's", sum(rows["interface"]) / sum(rows["hidapi"]),
+                   INTERFACE_MEMORY_LIMIT, INTERFACE_MEMORY_LIMIT)
+
+
 def judge_enumeration(nodes, figures, traces, verdicts):
     key = f"enumerate {nodes} "
     medians = medians_of(line.removeprefix(key) for line in figures if line.startswith(key))
@@ -188,6 +209,10 @@ def judge_enumeration(nodes, figures, traces, verdicts):
     if not all(calls["library"].values()):
         raise RuntimeError(f"{nodes} nodes: the library was not traced")
     for step in ("first", "again"):
+        if (step, nodes) in INTERFACE_ENUMERATION_LIMITS:
+            most = INTERFACE_ENUMERATION_LIMITS[step, nodes]
+            verdicts.ratio(f"{nodes} nodes, {step}, the interface's hid_enumerate, of hidapi's",
+                           medians["interface", step].cpu / medians["hidapi", step].cpu, most, most)
         verdicts.goal(f"{nodes} nodes, {step}, of hid_enumerate's instructions",
                       medians["library", step].cpu / medians["hidapi", step].cpu, GOAL_ENUMERATION_RATIO)
         verdicts.goal(f"{nodes} nodes, {step}, system calls a node", calls["library"][step] / nodes,
@@ -217,6 +242,7 @@ def main():
         judge_reports(kind, lines["figure"], lines["trace"], verdicts)
     judge_delays(lines["figure"], verdicts)
     judge_idleness(lines["figure"], verdicts)
+    judge_memory(lines["figure"], verdicts)
     for nodes in NODES:
         judge_enumeration(nodes, lines["figure"], lines["trace"], verdicts)
     return 0 if verdicts.good else 1
