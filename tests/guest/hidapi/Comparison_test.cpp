@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <functional>
 #include <stdexcept>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -372,6 +373,41 @@ TEST_F(HidapiComparison, FailsAlikeAtADeviceThatRefuses)
         session.get(api.getInput, "input", 0, 5);
         return session.lines;
     });
+}
+
+/// The kernel gives up after its five seconds.
+TEST_F(HidapiComparison, FailsAlikeAtADeviceThatIsSilent)
+{
+    VhciDevice device(named(1), {hidInterface(plainDescriptor(4))});
+    plugWhole(device);
+    device.answerOutput(0, Answer::silence);
+    device.answerGetReport(0, Answer::silence);
+    expectSame([](const Functions& api) {
+        Session session(api);
+        session.write({0, 1, 2, 3, 4});
+        session.get(api.getFeature, "feature", 0, 5);
+        return session.lines;
+    });
+}
+
+TEST_F(HidapiComparison, AWaitEndsAlikeWhenTheDeviceLeaves)
+{
+    VhciDevice device(named(1), {hidInterface(plainDescriptor(4))});
+    for (const int timeout : {-1, 30000}) {
+        expectSame([&](const Functions& api) {
+            plugWhole(device);
+            Session session(api);
+            std::thread puller([&] {
+                // The kernel polls for whoever has opened the node.
+                EXPECT_TRUE(waitUntil([&] { return isPolled(device, 0); }));
+                pullWhole(device);
+            });
+            session.read(4, timeout);
+            session.read(4, timeout);
+            puller.join();
+            return session.lines;
+        });
+    }
 }
 
 TEST_F(HidapiComparison, FailsAlikeAtADeviceThatHasLeft)
