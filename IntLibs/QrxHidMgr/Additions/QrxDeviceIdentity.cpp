@@ -127,6 +127,7 @@ QrxDeviceIdentity::QrxDeviceIdentity(const QrxHIDDevice& device)
     body->releaseNumber = device.getReleaseNumber();
     body->vendorName = device.getVendorName();
     body->productName = device.getProductName();
+    // A device of another backend, as tests have them, keeps what the model tells.
     if (const auto* found = dynamic_cast<const _QrxHIDDeviceImpl*>(&device)) {
         body->bus = busFactsOf(*found);
         for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : found->_getInterfaces()) {

@@ -36,12 +36,14 @@ ExitStatus GetCommand::run(std::ostream& out)
         // What a device is asked for are its settings; input comes by itself.
         std::erase_if(reports, [](const DeclaredReport& report) { return report.type != QrxReportType::feature; });
     }
+    // Before the device is opened, so that a question that is not clear costs it nothing.
     const DeclaredReport report = onlyReport(reports, "get");
     std::vector<std::uint8_t> bytes;
     QrxOutcome outcome = QrxOpen(*partner.handle, report.interfaceNumber);
     if (!outcome.hasFailed()) {
         outcome = QrxGetReport(*partner.handle, report.type, report.reportID, bytes, report.interfaceNumber);
     }
+    // Before anything is printed: a full pipe must not hold the device.
     partner.handle->close();
     if (!outcome.hasFailed()) {
         writeDecoded(out, report, bytes, _isJson);

@@ -39,6 +39,7 @@ void RuleCommand::checkOptions()
 
 ExitStatus RuleCommand::run(std::ostream& out)
 {
+    // Printed and not installed: what goes to /etc is to be read by a person first, and needs root.
     out << _rule.text();
     return kSuccess;
 }

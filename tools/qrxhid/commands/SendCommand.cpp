@@ -27,13 +27,16 @@ void SendCommand::checkOptions()
 {
     _choice.checkOptions();
     _options.checkOptions();
+    // The kernel would take such a report (HIDIOCSINPUT), and no device does anything with it.
     if (_options.type() == QrxReportType::input) {
         throw UsageError("input reports come from the device", "--type output, or --type feature");
     }
+    // Mixed words would need a rule about which of them counts.
     const auto values = std::ranges::count_if(_words, &ValueWord::isOne);
     if (values != 0 && values != std::ssize(_words)) {
         throw UsageError("bytes and values cannot be mixed", "qrxhid send X=5 Y=5, or qrxhid send 01 05 05");
     }
+    // Parsed here and again later: what is wrong is told before a device is looked for.
     if (values == 0 && parseBytes(_words, "send").empty()) {
         throw UsageError("there are no bytes to send", "qrxhid send 01 ff 00");
     }
@@ -54,6 +57,7 @@ DeclaredReport SendCommand::readWords(const std::vector<InterfaceDescriptor>& de
     }
     bytes = parseBytes(_words, "send");
     const DeclaredReport report = onlyReport(reportsOfBytes(reports, bytes), kCommand);
+    // Refused, where decode only tells of it: what a device makes of a report of another length is not defined.
     if (report.bytes() != bytes.size()) {
         throw UsageError("the " + report.text() + " has " + countText(report.bytes(), "byte") + ", these are " +
                              std::to_string(bytes.size()),
@@ -77,6 +81,7 @@ ExitStatus SendCommand::run(std::ostream& out)
         outcome = QrxSetReport(*partner.handle, report.type, report.reportID, bytes.data(), bytes.size(),
                                report.interfaceNumber);
     }
+    // Before anything is printed: a full pipe must not hold the device.
     partner.handle->close();
     if (!outcome.hasFailed() && _isJson) {
         writeDecoded(out, report, bytes, _isJson);

@@ -39,6 +39,7 @@ public:
           _flow(session, filter, options.limits, *this)
     {
     }
+    // The loop outlives this object and would call `update`.
     ~Top() override { QrxRunLoop::getCurrent().cancel(_timer); }
     Top(const Top&) = delete;
     Top& operator=(const Top&) = delete;
@@ -72,6 +73,7 @@ private:
 ExitStatus Top::run()
 {
     const ExitStatus status = _flow.run();
+    // The figures of the whole time, whatever ended it.
     update(true);
     return status;
 }
@@ -82,6 +84,7 @@ void Top::deviceCame(const PresentDevice& device, bool)
         // Opening it may put lines on standard error.
         _live.erase();
     }
+    // Also interfaces that could not be opened: a line that says so is better than none.
     for (const auto& [number, node] : device.facts.nodes) {
         if (_filter.hasInterface(number)) {
             _metered.push_back({device, number, InputMeter(Clock::now()), 0, {}});
@@ -98,6 +101,7 @@ Metered& Top::meteredOf(const PresentDevice& device, int interfaceNumber)
 
 void Top::reportCame(const PresentDevice& device, const std::vector<std::uint8_t>& bytes, int interfaceNumber)
 {
+    // The moment when the library took the report, before this and other listeners did their work.
     std::error_code untold;
     const Clock::time_point time = QrxGetArrivalTime(*device.handle, interfaceNumber, untold);
     meteredOf(device, interfaceNumber).meter.noteReport(untold ? Clock::now() : time, bytes.size());
@@ -112,6 +116,7 @@ void Top::deviceLeft(const PresentDevice& device)
 {
     for (Metered& one : _metered) {
         if (one.device.facts.number == device.facts.number) {
+            // Shown in the update that comes next: who looks away for a moment still sees that it left.
             one.left = Clock::now();
         }
     }
@@ -119,6 +124,7 @@ void Top::deviceLeft(const PresentDevice& device)
 
 void Top::allIsReady()
 {
+    // Not before all is open: opening takes time in which no report could be counted.
     _start = Clock::now();
     if (!_isRedrawn && !_options.isJson) {
         _out << topHeading() << std::flush;
@@ -137,6 +143,7 @@ TopRow Top::rowOf(Metered& one, Clock::time_point now, bool isTotal) const
     row.interfaceNumber = one.interfaceNumber;
     row.isOpen = QrxIsOpen(*one.device.handle, one.interfaceNumber);
     row.hasLeft = one.left.has_value();
+    // Silence after the end would make its rate look lower than it was.
     const Clock::time_point end = one.left.value_or(now);
     row.figures = isTotal ? one.meter.total(end) : one.meter.takePeriod(end);
     row.possibleLosses = one.losses;
@@ -162,11 +169,13 @@ void Top::show(const TopUpdate& update)
     if (_options.isJson) {
         _out << topJson(update);
     } else if (_isRedrawn) {
+        // Asked each time, since people change the size of their windows.
         const Terminal terminal = Terminal::ofStandardOutput();
         _live.draw(topTable(update, terminal), terminal);
     } else {
         writeTopLines(_out, update);
     }
+    // A line of this period must not wait in a buffer for that of the next.
     _out.flush();
 }
 

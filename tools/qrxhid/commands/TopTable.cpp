@@ -18,6 +18,7 @@ constexpr std::size_t kLineNameWidth = 32;
 template <class... Values>
 std::string formatted(const char* format, Values... values)
 {
+    // The widest line: seven numbers of 20 digits at most.
     std::array<char, 160> text{};
     std::snprintf(text.data(), text.size(), format, values...);
     return text.data();
@@ -25,6 +26,7 @@ std::string formatted(const char* format, Values... values)
 
 std::string intervalsText(const InputFigures& figures)
 {
+    // Without two reports there is no interval; 0 would be one.
     constexpr const char* kNone = "-";
     return figures.intervals ? formatted(" %9.3f %7.3f %8.3f", figures.intervals->meanMs, figures.intervals->jitterMs,
                                          figures.intervals->longestMs)
@@ -33,6 +35,7 @@ std::string intervalsText(const InputFigures& figures)
 
 std::string figuresText(const TopRow& row)
 {
+    // An interface that was not opened counts nothing: zeros would look like silence.
     if (!row.isOpen && !row.hasLeft) {
         return "  not open";
     }
@@ -74,6 +77,7 @@ std::vector<std::string> topTable(const TopUpdate& update, const Terminal& termi
     std::vector<std::string> lines = {update.isTotal ? "in all, " + time + "; intervals in ms"
                                                      : time + "; intervals in ms; Ctrl-C ends"};
     lines.push_back(terminal.painted(padded("", kNameWidth) + kFiguresHeading, Terminal::Look::faint));
+    // Devices are numbered from 1, and the rows of one stand together.
     unsigned int lastDevice = 0;
     for (const TopRow& row : update.rows) {
         if (row.deviceNumber != lastDevice) {
@@ -94,6 +98,7 @@ std::string topHeading()
 
 void writeTopLines(std::ostream& out, const TopUpdate& update)
 {
+    // Each line has the time and the device: other tools sort and search such lines.
     const std::string time = update.isTotal ? "       all" : formatted("%10.3f", update.time);
     for (const TopRow& row : update.rows) {
         const std::string name = time + "  #" + std::to_string(row.deviceNumber) + "  " + row.ids.text() + "  " +

@@ -61,6 +61,7 @@ private:
         }
     }
 
+    // A reader that has gone (head, for one) ends the watching.
     bool wantsNoMore() const override { return !_out; }
 
     std::ostream& _out;
@@ -100,6 +101,7 @@ void WatchCommand::checkOptions()
 ExitStatus WatchCommand::run(std::ostream& out)
 {
     DeviceSession session(_choice);
+    // Without --wait a device that is not there is a mistake of whoever typed it, told at once.
     session.mayBeAbsent(_options.isPatient);
     return Watch(_options, _choice.filter(), session, out).run();
 }

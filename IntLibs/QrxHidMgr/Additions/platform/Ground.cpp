@@ -17,12 +17,14 @@ std::uint64_t possibleLosses(IOHIDDeviceInterface122** driver, std::error_code& 
 
 bool hasLeft(IOHIDDeviceInterface122** driver)
 {
+    // Known here without a request to the device, as its channel has met its end.
     return iokit::HidDevice::ofDevice(driver).hasLeft();
 }
 
 InputCounts inputCounts(IOHIDDeviceInterface122** driver, std::error_code& error)
 {
     const iokit::HidDevice& device = iokit::HidDevice::ofDevice(driver);
+    // First, since it is what finds out whether the interface is open.
     const std::uint64_t losses = possibleLosses(driver, error);
     return error ? InputCounts()
                  : InputCounts{device.counts().reports, device.counts().bytes, device.counts().wakeUps, losses};
@@ -35,6 +37,7 @@ std::chrono::steady_clock::time_point arrivalTime(IOHIDDeviceInterface122** driv
         error = QrxError::notOpen;
         return {};
     }
+    // When the report was taken from its node: the kernel keeps no time of its own for one.
     return device.arrivalTime();
 }
 
