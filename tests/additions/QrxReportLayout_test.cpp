@@ -102,8 +102,18 @@ TEST(QrxReportLayout, EveryExponentThatAnItemCanHaveScalesThePhysicalValue)
 
 TEST(QrxReportLayout, AnUnsignedValueOf64BitsIsReadAsSuch)
 {
-    const QrxReportLayout layout = layoutOf({0x05, 0x20, 0x09, 0x01, 0xA1, 0x00, 0x09, 0x34, 0x15, 0x00, 0x25, 0x64, //
-                                             0x75, 0x40, 0x95, 0x01, 0x81, 0x02, 0xC0});
+    const QrxReportLayout layout = layoutOf({
+        0x05, 0x20, // Usage Page (Sensor)
+        0x09, 0x01, // Usage (1)
+        0xA1, 0x00, // Collection (Physical)
+        0x09, 0x34, //   Usage (0x34)
+        0x15, 0x00, //   Logical Minimum (0)
+        0x25, 0x64, //   Logical Maximum (100)
+        0x75, 0x40, //   Report Size (64)
+        0x95, 0x01, //   Report Count (1)
+        0x81, 0x02, //   Input (Data, Variable, Absolute)
+        0xC0        // End Collection
+    });
     const Bytes report(8, 0xFF);
     QrxReportValues values;
     layout.decode(QrxReportType::input, report.data(), report.size(), values);

@@ -85,8 +85,21 @@ TEST(PhysicalValues, AreScaledIntoTheUnit)
 {
     // A thermometer: logical 0 .. 1000 stands for physical -400 .. 850 in K, times 10^-1.
     const std::vector<std::uint8_t> descriptor = {
-        0x05, 0x20, 0x09, 0x33, 0xA1, 0x01, 0x0A, 0x34, 0x04, 0x15, 0x00, 0x26, 0xE8, 0x03, 0x36, 0x70, 0xFE,
-        0x46, 0x52, 0x03, 0x67, 0x01, 0x00, 0x01, 0x00, 0x55, 0x0F, 0x75, 0x10, 0x95, 0x01, 0x81, 0x02, 0xC0};
+        0x05, 0x20,                   // Usage Page (Sensor)
+        0x09, 0x33,                   // Usage (0x33)
+        0xA1, 0x01,                   // Collection (Application)
+        0x0A, 0x34, 0x04,             //   Usage (0x434)
+        0x15, 0x00,                   //   Logical Minimum (0)
+        0x26, 0xE8, 0x03,             //   Logical Maximum (1000)
+        0x36, 0x70, 0xFE,             //   Physical Minimum (-400)
+        0x46, 0x52, 0x03,             //   Physical Maximum (850)
+        0x67, 0x01, 0x00, 0x01, 0x00, //   Unit (0x10001)
+        0x55, 0x0F,                   //   Unit Exponent (-1)
+        0x75, 0x10,                   //   Report Size (16)
+        0x95, 0x01,                   //   Report Count (1)
+        0x81, 0x02,                   //   Input (Data, Variable, Absolute)
+        0xC0                          // End Collection
+    };
     const QrxReportLayout layout(descriptor.data(), descriptor.size());
     QrxReportValues values;
     const std::uint8_t report[] = {0xF4, 0x01};

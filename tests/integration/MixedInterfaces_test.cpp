@@ -16,11 +16,31 @@ QrxVirtualDevice deviceOf(const std::vector<Bytes>& descriptors)
 }
 
 /// One byte of input, and no other report.
-const Bytes kInputOnly{0x06, 0x00, 0xff, 0x09, 0x01, 0xa1, 0x01, 0x15, 0x00, 0x25,
-                       0x7f, 0x75, 0x08, 0x95, 0x01, 0x09, 0x02, 0x81, 0x02, 0xc0};
+const Bytes kInputOnly{
+    0x06, 0x00, 0xff, // Usage Page (vendor 0xFF00)
+    0x09, 0x01,       // Usage (1)
+    0xa1, 0x01,       // Collection (Application)
+    0x15, 0x00,       //   Logical Minimum (0)
+    0x25, 0x7f,       //   Logical Maximum (127)
+    0x75, 0x08,       //   Report Size (8)
+    0x95, 0x01,       //   Report Count (1)
+    0x09, 0x02,       //   Usage (2)
+    0x81, 0x02,       //   Input (Data, Variable, Absolute)
+    0xc0              // End Collection
+};
 /// Three bytes of output, and no other report.
-const Bytes kOutputOnly{0x06, 0x00, 0xff, 0x09, 0x01, 0xa1, 0x01, 0x15, 0x00, 0x25,
-                        0x7f, 0x75, 0x08, 0x95, 0x03, 0x09, 0x02, 0x91, 0x02, 0xc0};
+const Bytes kOutputOnly{
+    0x06, 0x00, 0xff, // Usage Page (vendor 0xFF00)
+    0x09, 0x01,       // Usage (1)
+    0xa1, 0x01,       // Collection (Application)
+    0x15, 0x00,       //   Logical Minimum (0)
+    0x25, 0x7f,       //   Logical Maximum (127)
+    0x75, 0x08,       //   Report Size (8)
+    0x95, 0x03,       //   Report Count (3)
+    0x09, 0x02,       //   Usage (2)
+    0x91, 0x02,       //   Output (Data, Variable, Absolute)
+    0xc0              // End Collection
+};
 
 TEST_F(MixedInterfaces, OneHIDInterfaceMakesAHIDDeviceWhereverItStands)
 {
@@ -36,10 +56,31 @@ TEST_F(MixedInterfaces, OneHIDInterfaceMakesAHIDDeviceWhereverItStands)
 TEST_F(MixedInterfaces, ReportsComeByNumberAndInterfaceWithTheirFieldsInOrderHoweverTheDescriptorMixesThem)
 {
     // A byte of usage 1 in report 3, of 2 in report 1, of 3 in report 3, of 4 in report 2, of 5 in report 1.
-    const Bytes mixed{0x06, 0x00, 0xff, 0x09, 0x7f, 0xa1, 0x01, 0x15, 0x00, 0x25, 0x7f, 0x75, 0x08, 0x95, 0x01, //
-                      0x85, 0x03, 0x09, 0x01, 0x81, 0x02, 0x85, 0x01, 0x09, 0x02, 0x81, 0x02,                   //
-                      0x85, 0x03, 0x09, 0x03, 0x81, 0x02, 0x85, 0x02, 0x09, 0x04, 0x81, 0x02,                   //
-                      0x85, 0x01, 0x09, 0x05, 0x81, 0x02, 0xc0};
+    const Bytes mixed{
+        0x06, 0x00, 0xff, // Usage Page (vendor 0xFF00)
+        0x09, 0x7f,       // Usage (0x7F)
+        0xa1, 0x01,       // Collection (Application)
+        0x15, 0x00,       //   Logical Minimum (0)
+        0x25, 0x7f,       //   Logical Maximum (127)
+        0x75, 0x08,       //   Report Size (8)
+        0x95, 0x01,       //   Report Count (1)
+        0x85, 0x03,       //   Report ID (3)
+        0x09, 0x01,       //   Usage (1)
+        0x81, 0x02,       //   Input (Data, Variable, Absolute)
+        0x85, 0x01,       //   Report ID (1)
+        0x09, 0x02,       //   Usage (2)
+        0x81, 0x02,       //   Input (Data, Variable, Absolute)
+        0x85, 0x03,       //   Report ID (3)
+        0x09, 0x03,       //   Usage (3)
+        0x81, 0x02,       //   Input (Data, Variable, Absolute)
+        0x85, 0x02,       //   Report ID (2)
+        0x09, 0x04,       //   Usage (4)
+        0x81, 0x02,       //   Input (Data, Variable, Absolute)
+        0x85, 0x01,       //   Report ID (1)
+        0x09, 0x05,       //   Usage (5)
+        0x81, 0x02,       //   Input (Data, Variable, Absolute)
+        0xc0              // End Collection
+    };
     QrxVirtualDevice device = deviceOf({mixed, mixed});
     device.plug();
     const TreeHandle tree = populatedTree();

@@ -175,7 +175,16 @@ TEST_F(Decoding, AnArrayEntryOutOfItsUsagesIsNothing)
 TEST_F(Decoding, AnArraysEntriesCountFromItsLogicalMinimum)
 {
     // Usages 0x10, 0x20, 0x21; one place of 8 bits, entries 5 to 7.
-    plug({vendor({0x15, 0x05, 0x25, 0x07, 0x75, 0x08, 0x95, 0x01, 0x09, 0x10, 0x19, 0x20, 0x29, 0x21, 0x81, 0x00})});
+    plug({vendor({
+        0x15, 0x05, // Logical Minimum (5)
+        0x25, 0x07, // Logical Maximum (7)
+        0x75, 0x08, // Report Size (8)
+        0x95, 0x01, // Report Count (1)
+        0x09, 0x10, // Usage (0x10)
+        0x19, 0x20, // Usage Minimum (0x20)
+        0x29, 0x21, // Usage Maximum (0x21)
+        0x81, 0x00  // Input (Data, Array, Absolute)
+    })});
     EXPECT_EQ("", decode({0x04}));
     EXPECT_EQ("ff00/10=1 @0+8*\n", decode({0x05}));
     EXPECT_EQ("ff00/21=1 @0+8*\n", decode({0x07}));
@@ -184,7 +193,15 @@ TEST_F(Decoding, AnArraysEntriesCountFromItsLogicalMinimum)
 
 TEST_F(Decoding, AnArrayOfMorePlacesThanAreListedIsReadWhole)
 {
-    plug({vendor({0x15, 0x00, 0x25, 0x03, 0x75, 0x08, 0x95, 0x28, 0x19, 0x00, 0x29, 0x03, 0x81, 0x00})});
+    plug({vendor({
+        0x15, 0x00, // Logical Minimum (0)
+        0x25, 0x03, // Logical Maximum (3)
+        0x75, 0x08, // Report Size (8)
+        0x95, 0x28, // Report Count (40)
+        0x19, 0x00, // Usage Minimum (0)
+        0x29, 0x03, // Usage Maximum (3)
+        0x81, 0x00  // Input (Data, Array, Absolute)
+    })});
     Bytes report(40, 0);
     report[39] = 3;
     EXPECT_EQ("ff00/3=1 @312+8*\n", decode(report));
@@ -192,15 +209,33 @@ TEST_F(Decoding, AnArrayOfMorePlacesThanAreListedIsReadWhole)
 
 TEST_F(Decoding, AUsageThatCountsSeveralValuesHasEachOnce)
 {
-    plug({vendor({0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08, 0x95, 0x03, 0x09, 0x20, 0x81, 0x02, 0x95, 0x01, 0x09, 0x20,
-                  0x81, 0x02})});
+    plug({vendor({
+        0x15, 0x00,       // Logical Minimum (0)
+        0x26, 0xFF, 0x00, // Logical Maximum (255)
+        0x75, 0x08,       // Report Size (8)
+        0x95, 0x03,       // Report Count (3)
+        0x09, 0x20,       // Usage (0x20)
+        0x81, 0x02,       // Input (Data, Variable, Absolute)
+        0x95, 0x01,       // Report Count (1)
+        0x09, 0x20,       // Usage (0x20)
+        0x81, 0x02        // Input (Data, Variable, Absolute)
+    })});
     EXPECT_EQ("ff00/20=1 @0+8\nff00/20=2 @8+8\nff00/20=255 @16+8\nff00/20=4 @24+8\n", decode({1, 2, 255, 4}));
 }
 
 TEST_F(Decoding, AUsageThatCountsMoreThanAreListedIsReadWhole)
 {
-    plug({vendor({0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08, 0x95, 0x28, 0x09, 0x20, 0x81, 0x02, 0x95, 0x01, 0x09, 0x21,
-                  0x81, 0x02})});
+    plug({vendor({
+        0x15, 0x00,       // Logical Minimum (0)
+        0x26, 0xFF, 0x00, // Logical Maximum (255)
+        0x75, 0x08,       // Report Size (8)
+        0x95, 0x28,       // Report Count (40)
+        0x09, 0x20,       // Usage (0x20)
+        0x81, 0x02,       // Input (Data, Variable, Absolute)
+        0x95, 0x01,       // Report Count (1)
+        0x09, 0x21,       // Usage (0x21)
+        0x81, 0x02        // Input (Data, Variable, Absolute)
+    })});
     Bytes report(41, 0);
     report[39] = 7;
     report[40] = 9;
@@ -235,14 +270,29 @@ TEST_F(Decoding, ValuesMayStandAtAnyBit)
 
 TEST_F(Decoding, AMaximumOfAllBitsIsUnsigned)
 {
-    plug({vendor({0x15, 0x00, 0x27, 0xFF, 0xFF, 0xFF, 0xFF, 0x75, 0x20, 0x95, 0x01, 0x09, 0x20, 0x81, 0x02})});
+    plug({vendor({
+        0x15, 0x00,                   // Logical Minimum (0)
+        0x27, 0xFF, 0xFF, 0xFF, 0xFF, // Logical Maximum (-1)
+        0x75, 0x20,                   // Report Size (32)
+        0x95, 0x01,                   // Report Count (1)
+        0x09, 0x20,                   // Usage (0x20)
+        0x81, 0x02                    // Input (Data, Variable, Absolute)
+    })});
     EXPECT_EQ("ff00/20=4294967295 @0+32\n", decode({0xFF, 0xFF, 0xFF, 0xFF}));
 }
 
 TEST_F(Decoding, ConstantFieldsAreLeftOutEvenWithAUsage)
 {
-    plug({vendor(
-        {0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08, 0x95, 0x01, 0x09, 0x20, 0x81, 0x03, 0x09, 0x21, 0x81, 0x02})});
+    plug({vendor({
+        0x15, 0x00,       // Logical Minimum (0)
+        0x26, 0xFF, 0x00, // Logical Maximum (255)
+        0x75, 0x08,       // Report Size (8)
+        0x95, 0x01,       // Report Count (1)
+        0x09, 0x20,       // Usage (0x20)
+        0x81, 0x03,       // Input (Constant)
+        0x09, 0x21,       // Usage (0x21)
+        0x81, 0x02        // Input (Data, Variable, Absolute)
+    })});
     EXPECT_EQ("ff00/21=2 @8+8\n", decode({1, 2}));
 }
 
@@ -364,9 +414,23 @@ TEST_F(Decoding, TwoArraysOfAReportAreReadForThemselves)
 
 TEST_F(Decoding, EachInterfaceNumbersItsReportsOrNot)
 {
-    const Bytes plain = vendor({0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08, 0x95, 0x02, 0x09, 0x20, 0x81, 0x02});
-    const Bytes numbered =
-        vendor({0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08, 0x95, 0x01, 0x85, 0x01, 0x09, 0x21, 0x81, 0x02});
+    const Bytes plain = vendor({
+        0x15, 0x00,       // Logical Minimum (0)
+        0x26, 0xFF, 0x00, // Logical Maximum (255)
+        0x75, 0x08,       // Report Size (8)
+        0x95, 0x02,       // Report Count (2)
+        0x09, 0x20,       // Usage (0x20)
+        0x81, 0x02        // Input (Data, Variable, Absolute)
+    });
+    const Bytes numbered = vendor({
+        0x15, 0x00,       // Logical Minimum (0)
+        0x26, 0xFF, 0x00, // Logical Maximum (255)
+        0x75, 0x08,       // Report Size (8)
+        0x95, 0x01,       // Report Count (1)
+        0x85, 0x01,       // Report ID (1)
+        0x09, 0x21,       // Usage (0x21)
+        0x81, 0x02        // Input (Data, Variable, Absolute)
+    });
     plug({plain, numbered});
     EXPECT_EQ("ff00/20=1 @0+8\nff00/20=7 @8+8\n", decode({1, 7}, kInput, 0));
     EXPECT_EQ("ff00/21=7 @8+8\n", decode({1, 7}, kInput, 1));
@@ -400,7 +464,15 @@ TEST_F(Decoding, AValueThatEndsWithTheReportIsRead)
 TEST_F(Decoding, AnArrayIsReadAsFarAsTheReportGoes)
 {
     // Six places of 4 bits.
-    plug({vendor({0x15, 0x01, 0x25, 0x0F, 0x75, 0x04, 0x95, 0x06, 0x19, 0x11, 0x29, 0x1F, 0x81, 0x00})});
+    plug({vendor({
+        0x15, 0x01, // Logical Minimum (1)
+        0x25, 0x0F, // Logical Maximum (15)
+        0x75, 0x04, // Report Size (4)
+        0x95, 0x06, // Report Count (6)
+        0x19, 0x11, // Usage Minimum (0x11)
+        0x29, 0x1F, // Usage Maximum (0x1F)
+        0x81, 0x00  // Input (Data, Array, Absolute)
+    })});
     EXPECT_EQ("ff00/11=1 @0+4*\nff00/1f=1 @4+4*\n", decode({0xF1}));
     EXPECT_EQ("ff00/1f=1 @20+4*\n", decode({0x00, 0x00, 0xF0}));
 }
@@ -426,8 +498,17 @@ TEST_F(Decoding, ARangeOfOneUsageIsThatUsage)
 
 TEST_F(Decoding, AValueOfMoreThan64BitsIsLeftOutAndTheNextIsInItsPlace)
 {
-    plug({vendor(
-        {0x15, 0x00, 0x25, 0x7F, 0x75, 0x41, 0x95, 0x01, 0x09, 0x20, 0x81, 0x02, 0x75, 0x07, 0x09, 0x21, 0x81, 0x02})});
+    plug({vendor({
+        0x15, 0x00, // Logical Minimum (0)
+        0x25, 0x7F, // Logical Maximum (127)
+        0x75, 0x41, // Report Size (65)
+        0x95, 0x01, // Report Count (1)
+        0x09, 0x20, // Usage (0x20)
+        0x81, 0x02, // Input (Data, Variable, Absolute)
+        0x75, 0x07, // Report Size (7)
+        0x09, 0x21, // Usage (0x21)
+        0x81, 0x02  // Input (Data, Variable, Absolute)
+    })});
     EXPECT_EQ("ff00/21=127 @65+7\n", decode({1, 2, 3, 4, 5, 6, 7, 8, 0xFF}));
 }
 
@@ -457,7 +538,16 @@ TEST_F(Decoding, EachKindOfReportCountsItsOwnBits)
 TEST_F(Decoding, OnlyAValueOutOfTheRangeOfAFieldWithANullStateIsNone)
 {
     // -2..5 with a null state, relative; the same without.
-    plug({vendor({0x15, 0xFE, 0x25, 0x05, 0x75, 0x08, 0x95, 0x01, 0x09, 0x20, 0x81, 0x46, 0x09, 0x21, 0x81, 0x02})});
+    plug({vendor({
+        0x15, 0xFE, // Logical Minimum (-2)
+        0x25, 0x05, // Logical Maximum (5)
+        0x75, 0x08, // Report Size (8)
+        0x95, 0x01, // Report Count (1)
+        0x09, 0x20, // Usage (0x20)
+        0x81, 0x46, // Input (Data, Variable, Relative, Null State)
+        0x09, 0x21, // Usage (0x21)
+        0x81, 0x02  // Input (Data, Variable, Absolute)
+    })});
     std::string nulls;
     for (const std::uint8_t raw : Bytes{0xFD, 0xFE, 0x05, 0x06}) {
         const Bytes report = {raw, raw};

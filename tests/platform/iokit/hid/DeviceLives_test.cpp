@@ -312,8 +312,15 @@ TEST_F(DeviceLives, AChannelThatClaimsMoreThanTheRoomIsNotBelieved)
 TEST_F(DeviceLives, TheFirstElementMayBeAField)
 {
     // Outside of any collection.
-    InterruptReader reader(plug(fake::makeDevice(0x1209, 3).addHid(
-        {0x05, 0x01, 0x09, 0x30, 0x15, 0x00, 0x25, 0x7F, 0x75, 0x08, 0x95, 0x01, 0x81, 0x02})));
+    InterruptReader reader(plug(fake::makeDevice(0x1209, 3).addHid({
+        0x05, 0x01, // Usage Page (Generic Desktop)
+        0x09, 0x30, // Usage (X)
+        0x15, 0x00, // Logical Minimum (0)
+        0x25, 0x7F, // Logical Maximum (127)
+        0x75, 0x08, // Report Size (8)
+        0x95, 0x01, // Report Count (1)
+        0x81, 0x02  // Input (Data, Variable, Absolute)
+    })));
     device.wires[0]->send({5});
     device.wires[0]->answer = {5};
     EXPECT_EQ(5, valueOf(reader.device, 1));

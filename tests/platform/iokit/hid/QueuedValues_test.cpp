@@ -63,7 +63,15 @@ TEST_F(QueuedValues, AFieldOf32BitsIsAValueAndOneOf33ABlockOfFiveBytes)
 
 TEST_F(QueuedValues, AFieldOf64BitsIsABlockOfEightBytes)
 {
-    QueueReader reader(plug({0x09, 0x02, 0x15, 0x00, 0x25, 0x7F, 0x75, 0x40, 0x95, 0x01, 0x81, 0x02}), {2});
+    QueueReader reader(plug({
+                           0x09, 0x02, // Usage (2)
+                           0x15, 0x00, // Logical Minimum (0)
+                           0x25, 0x7F, // Logical Maximum (127)
+                           0x75, 0x40, // Report Size (64)
+                           0x95, 0x01, // Report Count (1)
+                           0x81, 0x02  // Input (Data, Variable, Absolute)
+                       }),
+                       {2});
     EXPECT_EQ("|2=[01 02 03 04 05 06 07 80] ", told(reader, {1, 2, 3, 4, 5, 6, 7, 0x80}));
     EXPECT_EQ("", told(reader, {1, 2, 3, 4, 5, 6, 7})) << "too short";
 }
@@ -71,10 +79,25 @@ TEST_F(QueuedValues, AFieldOf64BitsIsABlockOfEightBytes)
 TEST_F(QueuedValues, FieldsThatAreNoBytesAreCutOutOfThem)
 {
     // 3 bits, a signed field of 12 bits, an unsigned one of 12, and 5 bits of padding.
-    QueueReader reader(plug({0x09, 0x02, 0x15, 0x00, 0x25, 0x07, 0x75, 0x03, 0x95, 0x01, 0x81, 0x02, //
-                             0x09, 0x03, 0x16, 0x00, 0xF8, 0x26, 0xFF, 0x07, 0x75, 0x0C, 0x81, 0x02, //
-                             0x09, 0x04, 0x15, 0x00, 0x26, 0xFF, 0x0F, 0x81, 0x02,                   //
-                             0x75, 0x05, 0x81, 0x03}),
+    QueueReader reader(plug({
+                           0x09, 0x02,       // Usage (2)
+                           0x15, 0x00,       // Logical Minimum (0)
+                           0x25, 0x07,       // Logical Maximum (7)
+                           0x75, 0x03,       // Report Size (3)
+                           0x95, 0x01,       // Report Count (1)
+                           0x81, 0x02,       // Input (Data, Variable, Absolute)
+                           0x09, 0x03,       // Usage (3)
+                           0x16, 0x00, 0xF8, // Logical Minimum (-2048)
+                           0x26, 0xFF, 0x07, // Logical Maximum (2047)
+                           0x75, 0x0C,       // Report Size (12)
+                           0x81, 0x02,       // Input (Data, Variable, Absolute)
+                           0x09, 0x04,       // Usage (4)
+                           0x15, 0x00,       // Logical Minimum (0)
+                           0x26, 0xFF, 0x0F, // Logical Maximum (4095)
+                           0x81, 0x02,       // Input (Data, Variable, Absolute)
+                           0x75, 0x05,       // Report Size (5)
+                           0x81, 0x03        // Input (Constant)
+                       }),
                        {2, 3, 4});
     EXPECT_EQ("|2=5 3=-2048 4=4095 ", told(reader, {0x05, 0xC0, 0xFF, 0x07}));
     EXPECT_EQ("|2=0 3=2047 4=2048 ", told(reader, {0xF8, 0x3F, 0x00, 0x04}));
@@ -82,7 +105,15 @@ TEST_F(QueuedValues, FieldsThatAreNoBytesAreCutOutOfThem)
 
 TEST_F(QueuedValues, AReportThatEndsWithinAByteNeedsThatByte)
 {
-    QueueReader reader(plug({0x19, 0x02, 0x29, 0x04, 0x15, 0x00, 0x25, 0x07, 0x75, 0x03, 0x95, 0x03, 0x81, 0x02}),
+    QueueReader reader(plug({
+                           0x19, 0x02, // Usage Minimum (2)
+                           0x29, 0x04, // Usage Maximum (4)
+                           0x15, 0x00, // Logical Minimum (0)
+                           0x25, 0x07, // Logical Maximum (7)
+                           0x75, 0x03, // Report Size (3)
+                           0x95, 0x03, // Report Count (3)
+                           0x81, 0x02  // Input (Data, Variable, Absolute)
+                       }),
                        {2, 3, 4});
     EXPECT_EQ("", told(reader, {0xFF}));
     EXPECT_EQ("|2=7 3=7 4=7 ", told(reader, {0xFF, 0x01}));
@@ -91,8 +122,16 @@ TEST_F(QueuedValues, AReportThatEndsWithinAByteNeedsThatByte)
 TEST_F(QueuedValues, AnElementHearsOnlyReportsOfItsType)
 {
     // A byte of input and one of output, in reports without a number.
-    QueueReader reader(plug({0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08, 0x95, 0x01, 0x09, 0x02, 0x81, 0x02, //
-                             0x09, 0x03, 0x91, 0x02}),
+    QueueReader reader(plug({
+                           0x15, 0x00,       // Logical Minimum (0)
+                           0x26, 0xFF, 0x00, // Logical Maximum (255)
+                           0x75, 0x08,       // Report Size (8)
+                           0x95, 0x01,       // Report Count (1)
+                           0x09, 0x02,       // Usage (2)
+                           0x81, 0x02,       // Input (Data, Variable, Absolute)
+                           0x09, 0x03,       // Usage (3)
+                           0x91, 0x02        // Output (Data, Variable, Absolute)
+                       }),
                        {2, 3});
     EXPECT_EQ("|2=7 ", told(reader, {7}));
     std::uint8_t sent[] = {9};
@@ -105,7 +144,15 @@ TEST_F(QueuedValues, AnElementHearsOnlyReportsOfItsType)
 
 TEST_F(QueuedValues, EventsThatWereTakenBeforeTheCalloutNeedNone)
 {
-    QueueReader reader(plug({0x15, 0x00, 0x26, 0xFF, 0x00, 0x75, 0x08, 0x95, 0x01, 0x09, 0x02, 0x91, 0x02}), {2});
+    QueueReader reader(plug({
+                           0x15, 0x00,       // Logical Minimum (0)
+                           0x26, 0xFF, 0x00, // Logical Maximum (255)
+                           0x75, 0x08,       // Report Size (8)
+                           0x95, 0x01,       // Report Count (1)
+                           0x09, 0x02,       // Usage (2)
+                           0x91, 0x02        // Output (Data, Variable, Absolute)
+                       }),
+                       {2});
     std::uint8_t sent[] = {9};
     EXPECT_EQ(
         kIOReturnSuccess,
@@ -180,8 +227,16 @@ TEST_F(QueuedValues, AReportThatIsFetchedTellsTheElementsOfItsType)
 
 TEST_F(QueuedValues, AnArrayThatCountsFromFourTellsItsSelectorsFromThere)
 {
-    const io_object_t entry =
-        plug({0x05, 0x09, 0x19, 0x01, 0x29, 0x03, 0x15, 0x04, 0x25, 0x06, 0x75, 0x04, 0x95, 0x02, 0x81, 0x00});
+    const io_object_t entry = plug({
+        0x05, 0x09, // Usage Page (Button)
+        0x19, 0x01, // Usage Minimum (1)
+        0x29, 0x03, // Usage Maximum (3)
+        0x15, 0x04, // Logical Minimum (4)
+        0x25, 0x06, // Logical Maximum (6)
+        0x75, 0x04, // Report Size (4)
+        0x95, 0x02, // Report Count (2)
+        0x81, 0x00  // Input (Data, Array, Absolute)
+    });
     QueueReader reader(entry, {5, 6, 7});
     EXPECT_EQ("|5=1 ", told(reader, {0x04}));
     EXPECT_EQ("|5=0 7=1 ", told(reader, {0x06}));
@@ -192,8 +247,16 @@ TEST_F(QueuedValues, AnArrayThatCountsFromFourTellsItsSelectorsFromThere)
 TEST_F(QueuedValues, EntriesThatAnAnswerLacksShowNothing)
 {
     // A feature array of two entries of a byte, whose value 0 shows the first of its three buttons.
-    const io_object_t entry =
-        plug({0x05, 0x09, 0x19, 0x01, 0x29, 0x03, 0x15, 0x00, 0x25, 0x02, 0x75, 0x08, 0x95, 0x02, 0xB1, 0x00});
+    const io_object_t entry = plug({
+        0x05, 0x09, // Usage Page (Button)
+        0x19, 0x01, // Usage Minimum (1)
+        0x29, 0x03, // Usage Maximum (3)
+        0x15, 0x00, // Logical Minimum (0)
+        0x25, 0x02, // Logical Maximum (2)
+        0x75, 0x08, // Report Size (8)
+        0x95, 0x02, // Report Count (2)
+        0xB1, 0x00  // Feature (Data, Array, Absolute)
+    });
     QueueReader reader(entry, {5, 6, 7});
     device.wires[0]->answer = {1};
     std::uint8_t bytes[2] = {};
