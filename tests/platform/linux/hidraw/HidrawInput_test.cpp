@@ -301,19 +301,9 @@ TEST_F(HidrawInput, KeepsReportsOfDifferentLengthsApart)
 TEST_F(HidrawInput, HasRoomForANumberBeforeBitsThatFillNoByte)
 {
     // Number 1, then 521 bits: 67 bytes with the number.
-    open(Bytes{
-        0x06, 0x00, 0xff, // Usage Page (vendor 0xFF00)
-        0x09, 0x01,       // Usage (1)
-        0xa1, 0x01,       // Collection (Application)
-        0x85, 0x01,       //   Report ID (1)
-        0x15, 0x00,       //   Logical Minimum (0)
-        0x25, 0x01,       //   Logical Maximum (1)
-        0x75, 0x01,       //   Report Size (1)
-        0x96, 0x09, 0x02, //   Report Count (521)
-        0x09, 0x02,       //   Usage (2)
-        0x81, 0x02,       //   Input (Data, Variable, Absolute)
-        0xc0              // End Collection
-    });
+    open(Bytes{0x06, 0x00, 0xff, 0x09, 0x01, 0xa1, 0x01, 0x85, 0x01, // vendor collection, report 1
+               0x15, 0x00, 0x25, 0x01, 0x75, 0x01, 0x96, 0x09, 0x02, // 521 bits
+               0x09, 0x02, 0x81, 0x02, 0xc0});
     node->queueMany(3, 67);
     EXPECT_EQ(taken(), series(0, 3, 67) + "empty");
 }
