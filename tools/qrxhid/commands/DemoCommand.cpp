@@ -155,6 +155,7 @@ void Demo::showArrival()
     });
     _session.begin();
     const std::vector<RecordedDevice>& recorded = _session.recordedDevices();
+    // A device that is announced twice would pass all later checks.
     check(_arrivals == recorded.size(), "one arrival for each device");
     for (const RecordedDevice& each : recorded) {
         check(bool(each.handle), each.fileName + " is in the tree");
@@ -223,6 +224,7 @@ void Demo::deliver(const RecordedDevice& recorded, std::size_t event, ChangeFilt
 void Demo::checkValues(const RecordedDevice& recorded, std::size_t event, const std::vector<QrxDecodedValue>& values)
 {
     for (const ExpectedValue& expected : kExpectedValues) {
+        // Most reports have no value of the table; their arrival was checked.
         if (expected.recording != recorded.fileName || expected.event != event) {
             continue;
         }

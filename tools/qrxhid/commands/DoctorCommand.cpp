@@ -70,6 +70,7 @@ std::vector<std::string> remarksOn(const Surroundings& surroundings)
 
 nlohmann::ordered_json findingJson(const DeviceFinding& device)
 {
+    // The same words as the text has, so that a person and a script read one diagnosis.
     nlohmann::ordered_json json = {
         {"vendorID", device.ids.vendorID},   {"productID", device.ids.productID},
         {"productName", device.productName}, {"place", device.place},

@@ -35,6 +35,8 @@ void writeFindings(std::ostream& out, const InterfaceDescriptor& descriptor, con
         out << "  byte " << finding.offset << ", " << finding.item << ": "
             << terminal.painted(finding.severityName(), lookOf(finding.severity)) << ": " << shownText(finding.reason)
             << "\n";
+        // Some findings have nothing to write instead: the descriptor is right, and a system reads it in a way of its
+        // own.
         if (!finding.advice.empty()) {
             out << "    better: " << finding.advice << "\n";
         }
@@ -49,6 +51,7 @@ nlohmann::ordered_json findingsJson(const InterfaceDescriptor& descriptor, const
                                    {"interface", descriptor.interfaceNumber},
                                    {"findings", nlohmann::ordered_json::array()}};
     for (const LintFinding& finding : findings) {
+        // "advice" is there in any case, empty where there is none, so that scripts need not ask for the key.
         json["findings"].push_back({{"severity", finding.severityName()},
                                     {"offset", finding.offset},
                                     {"item", finding.item},

@@ -61,6 +61,7 @@ nlohmann::ordered_json rowJson(const TopRow& row)
                                    {"bytesPerSecond", row.figures.bytesPerSecond()},
                                    {"intervalMs", nullptr},
                                    {"possibleLosses", row.possibleLosses}};
+    // Null and not 0 until there are two reports: a graph would show a rate without end.
     if (row.figures.intervals) {
         json["intervalMs"] = {{"mean", row.figures.intervals->meanMs},
                               {"jitter", row.figures.intervals->jitterMs},

@@ -78,6 +78,7 @@ void WatchCommand::declareOptions(CLI::App& app)
 {
     _choice.declareOptions(app);
     _options.limits.declareOptions(app);
+    // Without the override no flag takes a value: "--json=false" would be a second way to say nothing.
     app.add_flag("--json", _options.style.isJson, "One JSON object a line")->disable_flag_override();
     app.add_flag("--changes", _options.style.onlyChanges, "Of the decoded values show only those that changed")
         ->disable_flag_override();

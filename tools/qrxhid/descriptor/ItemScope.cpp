@@ -34,6 +34,7 @@ public:
     void read(const Item& item)
     {
         const std::size_t index = _scopes.size();
+        // One for each item, reserved ones too, so that an item and its scope have the same index.
         _scopes.emplace_back();
         switch (item.type) {
         case ItemType::main:

@@ -41,6 +41,7 @@ std::string flagsText(std::uint32_t flags)
         text +=
             (bit == 0 ? "" : ", ") + std::string((flags >> bit & 1U) != 0 ? kAlwaysTold[bit].on : kAlwaysTold[bit].off);
     }
+    // Bits beyond the ninth are reserved and have no word.
     for (std::size_t bit = 0; bit < kToldIfSet.size(); ++bit) {
         if ((flags >> (bit + kAlwaysTold.size()) & 1U) != 0) {
             text += std::string(", ") + kToldIfSet[bit];

@@ -101,6 +101,7 @@ void draw(std::ostream& out, const Drawing& drawing)
 {
     out << "  " << padded("byte", kByteWidth) << " 7 6 5 4 3 2 1 0\n";
     for (std::size_t byte = 0; byte < drawing.legends.size(); ++byte) {
+        // Long fields take one row for all bytes that look alike: a report of 64 bytes stays on one screen.
         const std::size_t last = lastAlike(drawing, byte);
         const std::string number = std::to_string(byte) + (last == byte ? "" : " .. " + std::to_string(last));
         out << "  " << padded(number, kByteWidth) << rowOf(drawing, byte);

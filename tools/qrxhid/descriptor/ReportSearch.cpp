@@ -63,6 +63,7 @@ std::vector<DeclaredReport> ReportOptions::reportsOf(const std::vector<Interface
 {
     std::vector<DeclaredReport> reports;
     for (const InterfaceDescriptor& descriptor : descriptors) {
+        // Made once for each interface. Its reports share it, since a copy of a layout is a reference.
         const QrxReportLayout layout(descriptor.bytes.data(), descriptor.bytes.size());
         for (std::size_t i = 0; i < layout.getReportCount(); ++i) {
             const DeclaredReport report{descriptor.interfaceNumber, layout, layout.getReportType(i),

@@ -128,6 +128,7 @@ ValueWord ValueWord::parse(const std::string& word)
 std::vector<DeclaredReport> reportsWith(const std::vector<DeclaredReport>& reports, const std::vector<ValueWord>& words)
 {
     for (const ValueWord& word : words) {
+        // A usage that no report has is told by itself: "no report has all of them" would not say which.
         const bool isKnown = std::ranges::any_of(
             reports, [&word](const DeclaredReport& report) { return findUsage(report, word.name).has_value(); });
         if (!isKnown) {

@@ -191,12 +191,14 @@ PresentDevice DeviceSession::onlyDevice(const std::string& command, const std::s
     if (found.empty() && !_isRecorded) {
         notice(kNoDeviceText);
     }
+    // Where nothing is found, the caller ends with a status; what is wrong with a recording has been said.
     if (found.size() < 2) {
         return found.empty() ? PresentDevice{} : found.front();
     }
     std::vector<DeviceFacts> facts;
     std::ranges::transform(found, std::back_inserter(facts), &PresentDevice::facts);
     const std::vector<std::string> options = optionsThatTellApart(facts);
+    // Options of different lengths, and titles below each other.
     std::size_t width = 0;
     for (const std::string& option : options) {
         width = std::max(width, option.size());

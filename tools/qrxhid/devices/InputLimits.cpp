@@ -24,6 +24,7 @@ void InputLimits::checkOptions(const std::string& command, bool hasRecordings)
     if (_secondsText) {
         _seconds = parseSeconds("--time", *_secondsText);
     }
+    // After the parsing: a speed that is no number is the greater mistake.
     if (_speedText && !hasRecordings) {
         throw UsageError("--speed is for recordings", "qrxhid " + command + " --recording FILE... --speed FACTOR");
     }

@@ -158,6 +158,7 @@ void explainMissing(InterfaceFinding& finding, const std::string& root, const st
     finding.nextSteps = {"unplug the device and plug it in again: the kernel makes the node anew"};
     SysfsDirectory nodes(SystemCalls::kernel());
     nodes.open(root + "/sys/class/hidraw");
+    // "245:0" in sysfs; mknod takes two words.
     std::string numbers = attributeText(nodes, finding.node.substr(finding.node.rfind('/') + 1) + "/dev");
     const std::size_t colon = numbers.find(':');
     if (colon != std::string::npos) {

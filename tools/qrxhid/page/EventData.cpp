@@ -67,6 +67,7 @@ std::string base64Of(const std::string& bytes)
         for (std::size_t i = at; i < at + kGroupBytes; ++i) {
             group = group << 8U | (i < bytes.size() ? static_cast<std::uint8_t>(bytes[i]) : 0U);
         }
+        // One byte takes two digits, two bytes three; '=' fills the group (RFC 4648, 4).
         const std::size_t digits = std::min<std::size_t>(bytes.size() - at, kGroupBytes) + 1;
         for (unsigned digit = 0; digit < kGroupDigits; ++digit) {
             text += digit < digits ? kDigits[group >> (kDigitBits * (kGroupDigits - 1 - digit)) & kDigitMask] : '=';

@@ -131,6 +131,8 @@ Json scaleJson(const QrxReportField& field)
 
 Json fieldJson(const QrxReportField& field)
 {
+    // Ranges and not single usages: a range may cover a whole page. The page's scripts read values by them as the
+    // library does.
     Json usages = Json::array();
     for (std::size_t range = 0; range < field.getUsageRangeCount(); ++range) {
         usages.push_back({field.getFirstUsage(range), field.getLastUsage(range)});
@@ -165,6 +167,7 @@ Json itemJson(const ItemText& item, const ItemScope* scope)
 {
     Json json = {{"offset", item.offset}, {"bytes", bytesText(item.bytes)}, {"depth", item.depth},
                  {"name", item.name},     {"meaning", item.meaning},        {"reach", Json::array()}};
+    // An item that is cut off by the end has a text and no effect.
     if (scope == nullptr) {
         return json;
     }
@@ -186,6 +189,7 @@ Json itemJson(const ItemText& item, const ItemScope* scope)
 Json itemsJson(const std::vector<std::uint8_t>& descriptor)
 {
     Json list = Json::array();
+    // Both walks see the same items in the same order, so they are joined by their place.
     const std::vector<ItemScope> scopes = itemScopes(descriptor);
     for (const ItemText& item : itemTexts(descriptor)) {
         list.push_back(itemJson(item, list.size() < scopes.size() ? &scopes[list.size()] : nullptr));
@@ -196,6 +200,7 @@ Json itemsJson(const std::vector<std::uint8_t>& descriptor)
 /// What the interface is in the first place: "Generic Desktop: Mouse".
 std::string purposeOf(const QrxReportLayout& layout)
 {
+    // The first collection is the first application collection, by which systems choose their drivers.
     return layout.getCollectionCount() == 0 ? "" : fullNameOf(layout.getCollectionUsage(0));
 }
 
@@ -228,6 +233,7 @@ std::string classText(const QrxRecording& device)
     const std::string numbers = std::to_string(device.getDeviceClass()) + ", " +
                                 std::to_string(device.getDeviceSubclass()) + ", " +
                                 std::to_string(device.getDeviceProtocol());
+    // Class 0 of a device (USB 2.0, 9.6.1). Nearly all HID devices have it.
     return device.getDeviceClass() == 0 ? numbers + " (each interface has its own)" : numbers;
 }
 
@@ -268,6 +274,7 @@ Json pageData(const PageSubject& subject, const DeviceFilter& filter)
     const std::string name = nameOf(device);
     Json interfaces = Json::array();
     for (const QrxRecordedInterface& interface : device.getInterfaces()) {
+        // What is not chosen is not on the page at all, its input included: pages are shown to others.
         if (filter.hasInterface(interface.getNumber())) {
             interfaces.push_back(interfaceJson(interface));
         }

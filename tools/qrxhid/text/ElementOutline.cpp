@@ -97,6 +97,7 @@ void addArray(std::vector<FieldOutline>& rows, const QrxReportField& field)
     row.bitOffset = field.getBitOffset();
     for (std::size_t range = 0; range < field.getUsageRangeCount(); ++range) {
         const UsageSpan span = spanOf(field, range);
+        // Usages that a descriptor lists one by one become ranges where they follow each other.
         if (!row.usages.empty() && row.usages.back().page == span.page && row.usages.back().last + 1 == span.first) {
             row.usages.back().last = span.last;
         } else {

@@ -63,6 +63,7 @@ private:
     {
         for (const ElementOutline& element : elements) {
             if (element.field) {
+                // The page of the collection around it is not repeated in each name.
                 const FieldWords words = fieldWords(*element.field, page);
                 _names.push_back(depth * kBranchWidth + widthOf(words.usages) + kGap);
                 _report = std::max(_report, words.report.size());
@@ -70,6 +71,7 @@ private:
                 _size = std::max(_size, words.size.size());
                 _range = std::min(std::max(_range, words.range.size()), kWidestRange);
             }
+            // One width for the whole interface, so that all of its columns stand below each other.
             measure(element.elements, depth + 1, element.usagePage);
         }
     }
@@ -144,6 +146,7 @@ void Branches::leaf(const std::string& text, bool isLast)
 void Branches::field(const FieldWords& words, bool isLast)
 {
     std::string columns = _columns.text(words);
+    // Details go behind the range where there is room, and else to a line of their own.
     std::string below = words.details;
     if (words.range.size() > kWidestRange) {
         below = words.range + (below.empty() ? "" : ", ") + below;
