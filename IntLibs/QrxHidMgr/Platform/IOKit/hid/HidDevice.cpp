@@ -117,7 +117,7 @@ IOReturn HidDevice::open(IOOptionBits flags)
     const std::uint64_t lines = platform::writtenLines();
     const platform::Status status = _entry->facts().hid->open(channel);
     if (status != platform::Status::success || !channel) {
-        // The port says what a person must act on; a second line about the same would say less.
+        // Where the port has written what a person must act on, a second line would only repeat it.
         if (platform::writtenLines() == lines) {
             tellRefusedOpen(_entry->record().facts, _entry->facts(), resultOf(status));
         }

@@ -126,8 +126,8 @@ public:
         std::uint64_t wakeUps = 0;
     };
     const Counts& counts() const { return _counts; }
-    /// When the report was read that is being handed on, or was last. From the first call on: that is answered with the
-    /// present time.
+    /// When the report that is being handed on, or was handed on last, was read. Times are taken from the first call
+    /// on, which is answered with the present time.
     std::chrono::steady_clock::time_point arrivalTime();
 
     const platform::DeviceFacts& device() const { return _entry->record().facts; }
