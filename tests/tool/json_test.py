@@ -3,6 +3,7 @@
 import json
 import os
 import sys
+import tempfile
 
 from qrxhid_support import ToolTest, main, recording, run
 
@@ -53,6 +54,25 @@ class Json(ToolTest):
             self.assertGreater(len(lines), 12)
             for line in lines:
                 self.check("watch", line)
+
+    def test_values_of_watch_are_those_of_decode(self):
+        # Keys whose names JSON has to escape; a thermometer's values are negative, and a hat's say that there is none.
+        with open(ALL[0], encoding="utf-8") as file:
+            head = [line for line in file if not line.startswith("E:")]
+        keys = [f"E: 000000.{n:06d} 8 00 00 {key} 00 00 00 00 00\n" for n, key in enumerate(("31", "34", "64"))]
+        with tempfile.TemporaryDirectory() as folder:
+            keyboard = os.path.join(folder, "keys.hid")
+            with open(keyboard, "w", encoding="utf-8") as file:
+                file.writelines([*head, *keys])
+            names = set()
+            for path in (*ALL, keyboard):
+                documents = map(json.loads, self.succeed("watch", "--speed", "0", "--json", "--recording", path).splitlines())
+                watched = [one["values"] for one in documents if one["event"] == "report"]
+                decoded = [json.loads(line)["values"]
+                           for line in self.succeed("decode", "--json", "--events", path).splitlines()]
+                self.assertEqual(decoded, watched)
+                names.update(value["name"] for values in watched for value in values)
+        self.assertIn("Keyboard: \\", names)
 
     def test_each_line_of_top_is_as_described(self):
         lines = self.succeed("top", "--every", "0.1", "--time", "0.35", "--json", "--recording", *ALL).splitlines()

@@ -1,7 +1,6 @@
 #include "commands/WatchPrinter.h"
 
 #include "text/DeviceText.h"
-#include "text/ReportText.h"
 #include "text/TextFormat.h"
 
 #include "QrxReportDecoder.h"
@@ -92,10 +91,7 @@ void WatchPrinter::writeReport(unsigned int number, const QrxHIDDevice& device, 
         json["type"] = "input";
         json["reportID"] = reportID;
         json["bytes"] = bytesText(bytes, "");
-        if (!_style.isRaw) {
-            json["values"] = valuesJson(values);
-        }
-        _out << jsonText(json, false);
+        _out << (_style.isRaw ? jsonText(json, false) : jsonLine(json, "values", _valuesJson.textOf(values)));
     } else {
         _out << eventText("report", number, Terminal::Look::faint) << "interface " << interfaceNumber << ": "
              << bytesText(bytes) << "\n";

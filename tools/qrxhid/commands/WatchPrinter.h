@@ -2,6 +2,7 @@
 
 #include "devices/ChangeFilter.h"
 #include "devices/LossWatch.h"
+#include "text/ReportText.h"
 #include "text/Terminal.h"
 
 #include "QrxHIDDevice.h"
@@ -54,6 +55,7 @@ private:
     std::ostream& _out;
     std::chrono::steady_clock::time_point _start;
     std::map<unsigned int, ChangeFilter> _filters;
+    ValuesJson _valuesJson;
 };
 
 } // namespace qrxhid

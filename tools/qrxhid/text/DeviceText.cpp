@@ -58,4 +58,13 @@ std::string jsonText(const nlohmann::ordered_json& json, bool isDocument)
            "\n";
 }
 
+std::string jsonLine(const nlohmann::ordered_json& json, std::string_view lastMember, std::string_view value)
+{
+    constexpr std::string_view kEnd = "}\n";
+    std::string line = jsonText(json, false);
+    line.resize(line.size() - kEnd.size());
+    line.append(",\"").append(lastMember).append("\":").append(value).append(kEnd);
+    return line;
+}
+
 } // namespace qrxhid

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace qrxhid {
@@ -31,5 +32,9 @@ constexpr int kJsonVersion = 1;
 /// One line or document of JSON in ASCII, with its version in front; bytes that are not UTF-8 become the replacement
 /// character.
 std::string jsonText(const nlohmann::ordered_json& json, bool isDocument);
+
+/// A line of JSON with one more member behind the others; `value` is JSON in ASCII already, as what is too long to be
+/// built of objects for each report.
+std::string jsonLine(const nlohmann::ordered_json& json, std::string_view lastMember, std::string_view value);
 
 } // namespace qrxhid

@@ -16,12 +16,9 @@ bool isOfOneField(const QrxDecodedValue& left, const QrxDecodedValue& right)
            !right.isArraySelection();
 }
 
-nlohmann::ordered_json numberJson(const QrxDecodedValue& value)
+std::string numberText(bool isSigned, std::uint64_t bits)
 {
-    if (value.isSigned()) {
-        return value.getValue();
-    }
-    return value.getUnsignedValue();
+    return isSigned ? std::to_string(static_cast<std::int64_t>(bits)) : std::to_string(bits);
 }
 
 nlohmann::ordered_json numberJson(const QrxReportValues& values, std::size_t index)
@@ -53,8 +50,9 @@ std::string measureText(const QrxReportValues& values, std::size_t index)
 void writeValues(std::ostream& out, const QrxReportValues& values, const char* indent)
 {
     for (std::size_t i = 0; i < values.getCount(); ++i) {
-        out << indent << usageText(values.getUsagePage(i), values.getUsage(i)) << " = " << numberJson(values, i)
-            << (values.isNull(i) ? " (null)" : "") << measureText(values, i) << "\n";
+        out << indent << usageText(values.getUsagePage(i), values.getUsage(i)) << " = "
+            << numberText(values.isSigned(i), values.getUnsignedValue(i)) << (values.isNull(i) ? " (null)" : "")
+            << measureText(values, i) << "\n";
     }
 }
 
@@ -73,27 +71,50 @@ nlohmann::ordered_json valuesJson(const QrxReportValues& values)
 
 void writeValues(std::ostream& out, const std::vector<QrxDecodedValue>& values, const char* indent)
 {
+    // Written at once: a fast device sends hundreds of thousands of values a second.
+    std::string text;
     for (std::size_t i = 0; i < values.size(); ++i) {
         // The name only where it changes, and the values of one field behind it.
         if (i == 0 || !isOfOneField(values[i - 1], values[i])) {
-            out << (i == 0 ? "" : "\n") << indent << usageText(values[i].getUsagePage(), values[i].getUsage()) << " =";
+            text += i == 0 ? "" : "\n";
+            text += indent + usageText(values[i].getUsagePage(), values[i].getUsage()) + " =";
         }
-        out << " " << numberJson(values[i]) << (values[i].isNull() ? " (null)" : "");
+        text += " ";
+        text += numberText(values[i].isSigned(), values[i].getUnsignedValue());
+        text += values[i].isNull() ? " (null)" : "";
     }
-    out << (values.empty() ? "" : "\n");
+    out << text << (values.empty() ? "" : "\n");
 }
 
-nlohmann::ordered_json valuesJson(const std::vector<QrxDecodedValue>& values)
+std::string ValuesJson::textOf(const std::vector<QrxDecodedValue>& values)
 {
-    auto list = nlohmann::ordered_json::array();
+    std::string text = "[";
     for (const QrxDecodedValue& value : values) {
-        list.push_back({{"usagePage", value.getUsagePage()},
-                        {"usage", value.getUsage()},
-                        {"name", usageText(value.getUsagePage(), value.getUsage())},
-                        {"value", numberJson(value)},
-                        {"isNull", value.isNull()}});
+        text += text.size() == 1 ? "" : ",";
+        text += beginningOf(value.getUsagePage(), value.getUsage());
+        text += numberText(value.isSigned(), value.getUnsignedValue());
+        text += value.isNull() ? ",\"isNull\":true}" : ",\"isNull\":false}";
     }
-    return list;
+    text += "]";
+    return text;
+}
+
+const std::string& ValuesJson::beginningOf(std::uint32_t page, std::uint32_t usage)
+{
+    // A device can declare millions of usages and show each of them once.
+    constexpr std::size_t kMostKept = 10'000;
+    if (_beginnings.size() >= kMostKept) {
+        _beginnings.clear();
+    }
+    constexpr unsigned kUsageBits = 32;
+    std::string& beginning = _beginnings[std::uint64_t{page} << kUsageBits | usage];
+    if (beginning.empty()) {
+        constexpr bool kOnlyAscii = true;
+        const std::string name = nlohmann::ordered_json(usageText(page, usage)).dump(-1, ' ', kOnlyAscii);
+        beginning = "{\"usagePage\":" + std::to_string(page) + ",\"usage\":" + std::to_string(usage) +
+                    ",\"name\":" + name + ",\"value\":";
+    }
+    return beginning;
 }
 
 } // namespace qrxhid

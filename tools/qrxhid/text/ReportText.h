@@ -5,7 +5,10 @@
 
 #include <nlohmann/json.hpp>
 
+#include <cstdint>
 #include <ostream>
+#include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace qrxhid {
@@ -14,11 +17,23 @@ namespace qrxhid {
 /// "(null)" marks a value that says that there is none.
 void writeValues(std::ostream& out, const std::vector<QrxDecodedValue>& values, const char* indent);
 
-/// An array of {usagePage, usage, name, value, isNull}.
-nlohmann::ordered_json valuesJson(const std::vector<QrxDecodedValue>& values);
+/// The JSON of values: an array of {usagePage, usage, name, value, isNull}. Keep one for all reports of a watch: it
+/// remembers what is the same in each, and writes the rest without an object for every value.
+class ValuesJson {
+public:
+    /// One line, in ASCII.
+    std::string textOf(const std::vector<QrxDecodedValue>& values);
+
+private:
+    /// Of a value's object, all that stands before its number; it stays until the next call.
+    const std::string& beginningOf(std::uint32_t page, std::uint32_t usage);
+
+    std::unordered_map<std::uint64_t, std::string> _beginnings;
+};
 
 /// The same for a report of which there is no device: a line for each value, in its unit as well where it has one.
 void writeValues(std::ostream& out, const QrxReportValues& values, const char* indent);
+/// An array of the same objects as that of ValuesJson.
 nlohmann::ordered_json valuesJson(const QrxReportValues& values);
 
 } // namespace qrxhid

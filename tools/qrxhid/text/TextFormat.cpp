@@ -42,12 +42,16 @@ std::string releaseText(std::uint32_t release)
 
 std::string bytesText(std::span<const std::uint8_t> bytes, std::string_view separator)
 {
+    // Runs for each byte of each report, where a call of printf for two digits is most of the work.
+    constexpr std::string_view kDigits = "0123456789abcdef";
     std::string text;
+    text.reserve(bytes.size() * (2 + separator.size()));
     for (const std::uint8_t byte : bytes) {
         if (!text.empty()) {
             text += separator;
         }
-        text += hexDigits(byte, 2);
+        text += kDigits[byte >> 4];
+        text += kDigits[byte & 0xF];
     }
     return text;
 }
