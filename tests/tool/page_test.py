@@ -5,6 +5,7 @@ import hashlib
 import os
 import pty
 import re
+import signal
 import subprocess
 
 from page_support import GAMEPAD, HOSTILE_SHOWN, PageTest, descriptor_of, gamepad_with_events, hostile_recording
@@ -185,12 +186,47 @@ class Output(PageTest):
                          (process.returncode, process.stderr))
 
 
+class Ended(PageTest):
+    """A signal in the middle."""
+
+    def caught_while_writing(self, number):
+        """Sends the signal while the page is being written. Gives the exit status; None if it was too late."""
+        with subprocess.Popen([TOOL, "page", self.path("long.hid"), "--output", self.path("page.html")]) as process:
+            while process.poll() is None:
+                if any(name.endswith(".part") for name in os.listdir(self.folder)):
+                    process.send_signal(number)
+                    break
+            status = process.wait(timeout=DEADLINE_SECONDS)
+        return status if status < 0 else None
+
+    def test_nothing_half_written_stays(self):
+        self.write(gamepad_with_events(20000), "long.hid")
+        for number in (signal.SIGINT, signal.SIGTERM):
+            # It is written in some milliseconds, so a signal may come too late; not each time.
+            statuses = [self.caught_while_writing(number) for _ in range(10)]
+            self.assertIn(-number, statuses)
+            self.assertEqual(set(), set(os.listdir(self.folder)) - {"long.hid", "page.html"})
+            self.assertTrue(self.read(self.path("page.html")).endswith("</html>\n"))
+
+
 class Choice(PageTest):
     def test_the_device_is_chosen_as_elsewhere(self):
         mouse = recording("wheel-mouse")
         for words in (["#2"], ["1209:0002"], ["--device", "1209:0002"], ["--device=#2"], ["--serial", "M-0001"]):
             document = self.document(*words, "--recording", GAMEPAD, mouse)
             self.assertEqual("1209:0002", document["ids"], words)
+
+    def test_a_script_for_the_recording_does_not_keep_it_from_its_page(self):
+        script = self.write("on connect: nothing-to-see\n", "bad.faults")
+        error = self.refuse(2, "page", GAMEPAD, "--faults", script, "--output", self.path("page.html"))
+        self.assertIn("bad.faults:1: ", error)
+        self.write("", "none.faults")
+        self.page(GAMEPAD, "--faults", self.path("none.faults"))
+
+    def test_a_script_without_a_recording_is_refused(self):
+        for words in (["046d:c077"], []):
+            error = self.refuse(64, "page", *words, "--faults", "x.faults", "--output", self.path("page.html"))
+            self.assertIn("--faults is for the devices of recordings", error)
 
     def test_several_that_match_are_told_apart(self):
         error = self.refuse(64, "page", "--recording", *ALL[:2])

@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <initializer_list>
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -41,6 +42,21 @@ bool isSameFile(const std::string& output, const std::string& input)
            std::filesystem::equivalent(output, read, error);
 }
 
+HeldSignals::HeldSignals()
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int number : {SIGINT, SIGTERM}) {
+        sigaddset(&signals, number);
+    }
+    sigprocmask(SIG_BLOCK, &signals, &_before);
+}
+
+HeldSignals::~HeldSignals()
+{
+    sigprocmask(SIG_SETMASK, &_before, nullptr);
+}
+
 OutputFile::OutputFile(const std::string& name) : _name(name), _target(targetOf(name))
 {
     std::error_code error;
@@ -49,6 +65,7 @@ OutputFile::OutputFile(const std::string& name) : _name(name), _target(targetOf(
         // The number of this process keeps two of them from writing into one file.
         std::filesystem::path temporary = _target;
         temporary += "." + std::to_string(::getpid()) + ".part";
+        _held.emplace();
         _openError = createNew(temporary);
         if (_openError != 0) {
             return;

@@ -46,8 +46,8 @@ void PageCommand::checkOptions()
     if (isDevice) {
         _choice.chooseDevice(_word);
     } else {
-        _choice.checkOptions();
         _choice.addRecordings(_word.empty() ? std::vector<std::string>() : std::vector<std::string>{_word});
+        _choice.checkOptions();
     }
     for (const std::string& read : _choice.recordings()) {
         if (isSameFile(_output, read)) {

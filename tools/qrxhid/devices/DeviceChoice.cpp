@@ -27,6 +27,17 @@ bool DeviceChoice::isRecording(const std::string& word)
 void DeviceChoice::checkOptions()
 {
     _filter.checkOptions();
+    checkFaults();
+}
+
+void DeviceChoice::chooseDevice(const std::string& word)
+{
+    _filter.checkOptions({&word, 1});
+    checkFaults();
+}
+
+void DeviceChoice::checkFaults() const
+{
     if (!_faults.empty() && !hasRecordings()) {
         throw UsageError("--faults is for the devices of recordings",
                          "qrxhid watch --recording FILE --faults " + _faults);

@@ -16,14 +16,14 @@ public:
     /// Throws UsageError.
     void checkOptions();
 
-    /// As if the command line had named them.
+    /// As if the command line had named them: before checkOptions().
     void addRecordings(const std::vector<std::string>& files)
     {
         _recordings.insert(_recordings.end(), files.begin(), files.end());
     }
 
-    /// As if the command line had named this device without an option. Throws UsageError.
-    void chooseDevice(const std::string& word) { _filter.checkOptions({&word, 1}); }
+    /// As if the command line had named this device without an option; instead of checkOptions(). Throws UsageError.
+    void chooseDevice(const std::string& word);
 
     /// Whether a word without an option names a recording: there is such a file, or it names no device.
     static bool isRecording(const std::string& word);
@@ -36,6 +36,8 @@ public:
     const DeviceFilter& filter() const { return _filter; }
 
 private:
+    void checkFaults() const;
+
     std::vector<std::string> _recordings;
     std::string _faults;
     DeviceFilter _filter;
