@@ -8,12 +8,16 @@ import random
 import re
 import subprocess
 import tempfile
-import unicodedata
+import unittest
 
+from hostile_device_test import hostile_recording, is_safe, limit_resources
 from qrxhid_support import DEADLINE_SECONDS, TOOL, ToolTest, main, recording, run
 
 MOUSE = recording("wheel-mouse")
 KEYBOARD = recording("boot-keyboard")
+CORPUS = os.environ.get("QRX_RECORDINGS", "")
+# What the manual lists.
+DOCUMENTED_STATUSES = (0, 1, 2, 3, 4, 64)
 HOSTILE_NAME = "Mo\x1b[2Jus\x9b31m\u202eabc\ue000"
 
 
@@ -62,10 +66,6 @@ COMMANDS = {
     # It checks the program itself.
     "demo": Row(takes="nothing", json=False),
 }
-
-
-def is_safe(text):
-    return all(c in "\n\t" or unicodedata.category(c) not in ("Cc", "Cf", "Co", "Cn", "Cs", "Zl", "Zp") for c in text)
 
 
 def with_recordings(name, row, *files):
@@ -219,6 +219,39 @@ class BadInput(ToolTest):
             self.assertTrue(is_safe(outcome.err), ascii(outcome.err))
 
         self.each(lambda name, row: with_recordings(name, row, hostile) if row.takes != "kernel" else None, check)
+
+    def survives(self, name, words, **limits):
+        """It ends in bounded time as documented, says why if it could not do its work, and shows nothing as it is."""
+        process = subprocess.run([TOOL, *words], stdin=subprocess.DEVNULL, capture_output=True, check=False,
+                                 timeout=DEADLINE_SECONDS, **limits)
+        out, err = process.stdout.decode(errors="replace"), process.stderr.decode(errors="replace")
+        self.assertIn(process.returncode, DOCUMENTED_STATUSES, err[-2000:])
+        self.assertNotIn("terminate called", err)
+        self.assertTrue(is_safe(out) or name == "record", ascii(out)[-2000:])
+        self.assertTrue(is_safe(err), ascii(err)[-2000:])
+        # What lint and diff find they print.
+        self.assertTrue(process.returncode == 0 or out or err)
+
+    def test_a_device_that_declares_all_that_it_can_harms_no_command(self):
+        hostile = self.file("hostile.hid", hostile_recording())
+
+        def check(name, _row, words):
+            self.survives(name, words, preexec_fn=limit_resources)
+
+        self.each(lambda name, row: with_recordings(name, row, hostile) if row.takes != "kernel" else None, check)
+
+    @unittest.skipUnless(CORPUS, "QRX_RECORDINGS is not set")
+    def test_malformed_descriptors_harm_no_command(self):
+        folder = os.path.join(CORPUS, "malformed")
+        # Each command gets an eighth of them, and together they get all.
+        names = sorted(os.listdir(folder))
+        self.assertGreater(len(names), 50)
+        for begin, (name, row) in enumerate(COMMANDS.items()):
+            for recorded in names[begin % 8::8]:
+                words = with_recordings(name, row, os.path.join(folder, recorded)) if row.takes != "kernel" else None
+                if words is not None:
+                    with self.subTest(command=name, recording=recorded):
+                        self.survives(name, words)
 
     def test_a_device_that_is_not_there_is_told_with_those_that_are(self):
         def check(_name, row, words):
