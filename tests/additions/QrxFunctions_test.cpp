@@ -1,6 +1,7 @@
 #include "QrxFunctions.h"
 
 #include "AdditionsTest.h"
+#include "HeapBytes.h"
 
 #include <QrxRequests.h>
 
@@ -97,6 +98,41 @@ TEST_F(Functions, LeaveATreeThatLivesOnWithoutADelegate)
         EXPECT_TRUE(tree->hasDelegate());
     }
     EXPECT_FALSE(tree->hasDelegate());
+}
+
+/// As the README's example, word by word: it keeps nothing and closes nothing.
+TEST_F(Functions, ThatOpenWhatArrivesLeaveNothingBehindInTwoThousandReplugs)
+{
+    int reports = 0;
+    int departures = 0;
+    QrxTreeFunctions tree(QrxDeviceTree::NewInstance());
+    tree.onAdded([&](const DeviceHandle& mouse) {
+        QrxDeviceFunctions::installOn(*mouse)
+            .onReport([&](const uint8_t*, std::size_t, int) { ++reports; })
+            .onRemoved([&] { ++departures; });
+        QrxOpen(*mouse).throwIfFailed();
+    });
+    CapturedOutput output;
+    tree.getTree()->observe(0, 0);
+    TestDevice plug = makeDevice("mouse", plainDescriptor());
+    const auto bytesAfter = [&](int times) {
+        for (int round = 0; round < times; ++round) {
+            plug.plug();
+            runWhileBusy();
+            plug.sendInputReport(0, {1, 2, 3, 4});
+            plug.unplug();
+            runWhileBusy();
+            output.forget();
+        }
+        return heapBytes();
+    };
+    constexpr int kRounds = 2000;
+    constexpr int kRoundsBefore = kRounds / 10;
+    const auto before = bytesAfter(kRoundsBefore);
+    const auto after = bytesAfter(kRounds);
+    EXPECT_EQ(kRounds + kRoundsBefore, reports);
+    EXPECT_EQ(kRounds + kRoundsBefore, departures);
+    EXPECT_LT(after - before, kRounds / 2) << "bytes of " << kRounds << " replugs";
 }
 
 } // namespace
