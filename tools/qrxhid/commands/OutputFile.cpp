@@ -16,6 +16,7 @@ namespace {
 std::filesystem::path targetOf(const std::string& name)
 {
     std::error_code error;
+    // Through links: the file that a link names is replaced, and the link stays.
     const std::filesystem::path target = std::filesystem::weakly_canonical(name, error);
     return error ? std::filesystem::path(name) : target;
 }
@@ -23,6 +24,7 @@ std::filesystem::path targetOf(const std::string& name)
 /// 0 or the reason why it cannot be made. Never a file or link that somebody else has put there.
 int createNew(const std::filesystem::path& path)
 {
+    // Less what the umask takes away, as for any file of this user.
     constexpr mode_t kMode = 0666;
     const int descriptor = ::open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, kMode);
     if (descriptor < 0) {
@@ -61,6 +63,7 @@ OutputFile::OutputFile(const std::string& name) : _name(name), _target(targetOf(
 {
     std::error_code error;
     const std::filesystem::file_status status = std::filesystem::status(_target, error);
+    // A device file or a pipe is written to as it is: there is nothing to put in its place.
     if (!std::filesystem::exists(status) || std::filesystem::is_regular_file(status)) {
         // The number of this process keeps two of them from writing into one file.
         std::filesystem::path temporary = _target;
@@ -95,6 +98,7 @@ bool OutputFile::commit()
     }
     std::error_code error;
     if (!_temporary.empty()) {
+        // Whoever reads the file meanwhile has the earlier one or the new one, never a part.
         std::filesystem::rename(_temporary, _target, error);
     }
     return !error || fail("written", error.value());

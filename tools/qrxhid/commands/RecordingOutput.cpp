@@ -42,6 +42,7 @@ bool RecordingOutput::isTerminal() const
 void RecordingOutput::keep()
 {
     if (_stream.flush()) {
+        // Up to here the output is a recording that can be read: after a whole event. -1 for a pipe.
         _wholeBytes = _stream.tellp();
     }
 }
@@ -53,6 +54,7 @@ bool RecordingOutput::close()
         cut();
     }
     if (isFile() && !isWritten) {
+        // For standard output main says so.
         notice(_fileName + " cannot be written");
         return false;
     }

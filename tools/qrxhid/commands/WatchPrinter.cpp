@@ -52,6 +52,7 @@ nlohmann::ordered_json WatchPrinter::eventJson(const char* event, unsigned int n
 std::string WatchPrinter::eventText(const char* event, unsigned int number, Terminal::Look look) const
 {
     std::array<char, 32> time{};
+    // Seconds since the beginning, on the monotonic clock: intervals are what people look for.
     if (_style.hasTimes) {
         std::snprintf(time.data(), time.size(), "%10.6f  ", secondsPassed());
     }
@@ -79,6 +80,7 @@ void WatchPrinter::writeReport(unsigned int number, const QrxHIDDevice& device, 
     const std::uint32_t reportID = reportIDOf(device, bytes, interfaceNumber);
     std::vector<QrxDecodedValue> values;
     if (!_style.isRaw) {
+        // Not with --raw, which is for devices that are faster than their values can be read.
         values = QrxDecodeReport(device, kInputReport, bytes.data(), bytes.size(), interfaceNumber);
     }
     // A filter for each device: two of a kind have the same reports and different values.

@@ -12,6 +12,7 @@ std::string deviceTitle(const QrxHIDDevice& device)
 {
     const std::string vendor = device.getVendorName();
     const std::string product = device.getProductName();
+    // Both strings are optional in a device descriptor (USB 2.0, 9.6.1).
     const std::string name = vendor + (vendor.empty() || product.empty() ? "" : " ") + product;
     return idText(device.getVendorID(), device.getProductID()) + "  " + (name.empty() ? "(no name)" : shownText(name));
 }
@@ -23,6 +24,7 @@ std::string numberedTitle(unsigned int number, const QrxHIDDevice& device)
 
 std::vector<int> interfaceNumbers(const QrxHIDDevice& device)
 {
+    // By elements, as the model lists no interfaces: one without elements is not HID.
     std::set<int> numbers;
     for (unsigned int i = 0; i < device.getElementCount(); ++i) {
         if (const QrxHIDElementPtr element = device.getElementAtIndex(i)) {
@@ -51,6 +53,7 @@ std::string jsonText(const nlohmann::ordered_json& json, bool isDocument)
     constexpr int kOneLine = -1;
     // What a terminal would obey is escaped as well.
     constexpr bool kOnlyAscii = true;
+    // First in every document and line, so that a reader finds it before what it cannot read.
     nlohmann::ordered_json whole = {{"version", kJsonVersion}};
     whole.update(json);
     return whole.dump(isDocument ? kIndent : kOneLine, ' ', kOnlyAscii,
@@ -60,6 +63,8 @@ std::string jsonText(const nlohmann::ordered_json& json, bool isDocument)
 
 std::string jsonLine(const nlohmann::ordered_json& json, std::string_view lastMember, std::string_view value)
 {
+    // Between the last member and the end: the value is JSON already, and parsing it again would cost more than all the
+    // rest.
     constexpr std::string_view kEnd = "}\n";
     std::string line = jsonText(json, false);
     line.resize(line.size() - kEnd.size());

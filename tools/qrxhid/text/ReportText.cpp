@@ -18,6 +18,7 @@ bool isOfOneField(const QrxDecodedValue& left, const QrxDecodedValue& right)
 
 std::string numberText(bool isSigned, std::uint64_t bits)
 {
+    // The same bits are two numbers: -1, or the largest one of 64 bits, which JSON readers may round.
     return isSigned ? std::to_string(static_cast<std::int64_t>(bits)) : std::to_string(bits);
 }
 
@@ -50,6 +51,8 @@ std::string measureText(const QrxReportValues& values, std::size_t index)
 void writeValues(std::ostream& out, const QrxReportValues& values, const char* indent)
 {
     for (std::size_t i = 0; i < values.getCount(); ++i) {
+        // A value a line, since a decoded report is read once and carefully; `watch` puts values of a field side by
+        // side.
         out << indent << usageText(values.getUsagePage(i), values.getUsage(i)) << " = "
             << numberText(values.isSigned(i), values.getUnsignedValue(i)) << (values.isNull(i) ? " (null)" : "")
             << measureText(values, i) << "\n";
@@ -93,6 +96,7 @@ std::string ValuesJson::textOf(const std::vector<QrxDecodedValue>& values)
         text += text.size() == 1 ? "" : ",";
         text += beginningOf(value.getUsagePage(), value.getUsage());
         text += numberText(value.isSigned(), value.getUnsignedValue());
+        // A null value keeps its number: the bits that were sent say something to whoever writes the device's program.
         text += value.isNull() ? ",\"isNull\":true}" : ",\"isNull\":false}";
     }
     text += "]";

@@ -35,6 +35,7 @@ std::string idText(std::uint32_t vendorID, std::uint32_t productID)
 
 std::string releaseText(std::uint32_t release)
 {
+    // Binary-coded decimal (USB 2.0, 9.6.1): the digits are those of the number in hexadecimal.
     const std::string digits = hexText(release, 4).substr(2);
     const std::string major = digits.substr(0, digits.size() - 2);
     return (major.front() == '0' ? major.substr(1) : major) + "." + digits.substr(digits.size() - 2);
@@ -63,6 +64,8 @@ std::string countText(std::size_t count, std::string_view singular)
 
 std::size_t widthOf(std::string_view text)
 {
+    // Characters that take two columns or none are counted as one: names with them are rare, and a table that is off by
+    // a column can still be read.
     return static_cast<std::size_t>(std::ranges::count_if(text, beginsCharacter));
 }
 
