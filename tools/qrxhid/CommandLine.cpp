@@ -41,6 +41,7 @@ std::string overview()
 {
     std::string text = "USB HID devices: what is there, what it can say, what it says.\n\nExamples:\n";
     for (const CommandRow& row : commandTable()) {
+        // The first example of each command is the one that most people need.
         text += std::string(firstExample(row.text.details)) + "\n";
     }
     return text;

@@ -15,6 +15,7 @@ namespace {
 /// A word that a shell takes as it is, and that shows no escapes.
 bool isPlain(const std::string& word)
 {
+    // A list of what is allowed: shells differ in what is dangerous.
     return !word.empty() && word.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789"
                                                    ".-:_+=") == std::string::npos;
 }
@@ -82,6 +83,7 @@ std::vector<std::string> CompleteCommand::deviceValues(const std::string& option
     choice.addRecordings(recordingsIn(_words));
     DeviceSession session(choice);
     session.begin();
+    // Sorted, and once each: two devices of a kind are one suggestion.
     std::set<std::string> values;
     for (const PresentDevice& device : session.devices()) {
         if (option == "--device") {
@@ -124,6 +126,7 @@ std::vector<std::string> CompleteCommand::candidates() const
     if (row == nullptr) {
         return {};
     }
+    // The last word is the one that is being typed; it may be empty.
     if (_words.back().starts_with("-")) {
         return optionsOf(*row);
     }
@@ -138,6 +141,7 @@ ExitStatus CompleteCommand::run(std::ostream& out)
 {
     const std::string typed = _words.empty() ? "" : _words.back();
     for (const std::string& candidate : candidates()) {
+        // Shells filter as well, but not all of them do so for a word with a colon.
         if (candidate.starts_with(typed)) {
             out << candidate << "\n";
         }

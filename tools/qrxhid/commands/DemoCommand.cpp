@@ -59,6 +59,7 @@ std::vector<RecordedDevice> readBuiltIn()
 {
     std::vector<RecordedDevice> devices;
     for (const BuiltInRecording& builtIn : builtInRecordings()) {
+        // Part of the program, so that it runs where nothing but the program was installed.
         std::istringstream text(builtIn.text);
         devices.push_back({builtIn.name, QrxRecording::read(text, builtIn.name), nullptr, {}});
     }
@@ -149,6 +150,7 @@ void Demo::drain()
 void Demo::showArrival()
 {
     heading("Virtual devices are plugged in: four of our own, three recorded on a Debian kernel");
+    // Before the devices are plugged in, which `begin` does: each arrival is told at its moment.
     _session.observe([this](const PresentDevice& device) {
         ++_arrivals;
         _out << "arrived  " << deviceTitle(*device.handle) << "\n";
@@ -172,6 +174,7 @@ void Demo::showTrees()
         _out << separator;
         separator = "\n";
         writeTree(_out, *recorded.handle, interfaceNumbers(*recorded.handle), _terminal);
+        // A composite device is one device with several interfaces, and not several devices.
         check(interfaceNumbers(*recorded.handle).size() == recorded.recording.getInterfaces().size(),
               recorded.fileName + " has all its interfaces");
     }
@@ -182,6 +185,7 @@ void Demo::open(const RecordedDevice& recorded)
     recorded.handle->setDelegate(new InputListener([this](QrxHIDDevice&, const Bytes& bytes, int interfaceNumber) {
         _received.push_back({bytes, interfaceNumber});
     }));
+    // All interfaces: the demonstration looks at whatever comes.
     recorded.handle->open();
 }
 
@@ -203,13 +207,16 @@ void Demo::deliver(const RecordedDevice& recorded, std::size_t event, ChangeFilt
     const QrxRecordedEvent& sent = recorded.recording.getEvents()[event];
     const int interfaceNumber = recorded.recording.getInterfaces()[sent.getInterfaceIndex()].getNumber();
     const std::string name = recorded.fileName + ", report " + std::to_string(event);
+    // So that a report of an earlier event cannot stand in for this one.
     _received.clear();
     check(recorded.device->sendInputReport(interfaceNumber, sent.getBytes()), name + " is taken");
     drain();
+    // Once: a report that came twice would be two key presses.
     check(_received.size() == 1 && _received[0].bytes == sent.getBytes() &&
               _received[0].interfaceNumber == interfaceNumber,
           name + " arrives once, whole, from its interface");
     for (const Received& received : _received) {
+        // From what was received and not from what was sent: the whole way is under test.
         const auto values = QrxDecodeReport(*recorded.handle, kInput, received.bytes.data(), received.bytes.size(),
                                             received.interfaceNumber);
         checkValues(recorded, event, values);
@@ -240,6 +247,7 @@ void Demo::checkValues(const RecordedDevice& recorded, std::size_t event, const 
 void Demo::showSentReports()
 {
     heading("Reports to the devices");
+    // The lights of two keyboards, a report of text, and a setting: with a number and without.
     send("boot-keyboard", kOutput, 0, {0x02});
     send("qemu-keyboard", kOutput, 0, {0x01});
     send("thermometer", kOutput, 2, {0x02, 'R', 'E', 'S', 'E', 'T', 0x00, 0x00});
@@ -252,6 +260,7 @@ void Demo::send(std::string_view name, unsigned int type, unsigned int reportID,
     RecordedDevice& recorded = device(name);
     // What was sent before is none of this step's.
     recorded.device->takeSentReports();
+    // It returns when the device has taken the report, so nothing is waited for.
     recorded.handle->setReport(type, reportID, std::valarray<std::uint8_t>(bytes.data(), bytes.size()), kInterface);
     const std::vector<QrxSentReport> taken = recorded.device->takeSentReports();
     check(taken.size() == 1 && taken[0].getReportType() == type && taken[0].getReportID() == reportID &&
@@ -274,6 +283,7 @@ void Demo::showReplugging()
     RecordedDevice& mouse = device("wheel-mouse");
     const std::size_t before = _session.deviceCount();
     const DeviceHandle gone = mouse.handle;
+    // The device leaves the registry now; the tree hears of it in the next turn of the loop.
     mouse.device->unplug();
     drain();
     check(_session.deviceCount() == before - 1, "the tree has one device less");
@@ -295,6 +305,7 @@ void Demo::showReplugging()
 void Demo::showLeaving()
 {
     heading("All devices leave");
+    // Counted down, since each one that leaves must be missing at once and no other with it.
     std::size_t left = _session.deviceCount();
     for (RecordedDevice& recorded : _session.recordedDevices()) {
         _received.clear();

@@ -34,6 +34,7 @@ std::optional<QrxRecording> readSide(const std::string& word)
     if (DeviceChoice::isRecording(word)) {
         ExitStatus status = kSuccess;
         std::vector<RecordedDevice> recorded = readRecordings({word}, status);
+        // The status says no more than the empty list does: one file was asked for.
         return recorded.empty() ? std::nullopt : std::optional(std::move(recorded.front().recording));
     }
     DeviceChoice choice;
@@ -86,6 +87,7 @@ Part inputOf(const QrxRecording& device)
 {
     Part part{"input", {}};
     for (const QrxRecordedEvent& event : device.getEvents()) {
+        // Without its time: two recordings of the same movements never have the same times.
         part.lines.push_back("interface " +
                              std::to_string(device.getInterfaces()[event.getInterfaceIndex()].getNumber()) + ": " +
                              bytesText(event.getBytes()));
@@ -132,6 +134,7 @@ void writePart(std::ostream& out, const std::string& name, const std::vector<Dif
     out << terminal.painted(name, Terminal::Look::title) << "\n";
     for (const DiffLine& line : lines) {
         const bool isAdded = line.kind == DiffLine::Kind::added;
+        // Signs as well as colours, for files and for eyes that do not tell red from green.
         out << terminal.painted((isAdded ? "+ " : "- ") + shownText(line.text),
                                 isAdded ? Terminal::Look::good : Terminal::Look::bad)
             << "\n";
@@ -163,6 +166,7 @@ ExitStatus DiffCommand::run(std::ostream& out)
     if (!before || !after) {
         return kBadRecording;
     }
+    // The first side is the one before, as in diff(1).
     const std::vector<Part> left = partsOf(*before);
     const std::vector<Part> right = partsOf(*after);
     const Terminal terminal = Terminal::ofStandardOutput();

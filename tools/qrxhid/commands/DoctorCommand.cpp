@@ -15,6 +15,7 @@ namespace {
 
 const char* verdictOf(const DeviceFinding& device)
 {
+    // A keyboard whose vendor interface is closed works as a keyboard: "not usable" would be wrong.
     const bool someUsable = std::ranges::any_of(
         device.interfaces, [](const InterfaceFinding& one) { return one.state == InterfaceFinding::State::usable; });
     return device.isUsable() ? "usable" : someUsable ? "usable in part" : "not usable";
@@ -57,6 +58,7 @@ std::vector<std::string> remarksOn(const Surroundings& surroundings)
         // Before the rest: without the list nothing else can be found out.
         remarks.emplace_back("the kernel's list of USB devices (/sys/bus/usb) is not to be seen here");
     }
+    // A sandbox refuses by rules of its own, which no mode shows.
     if (!surroundings.enclosure.empty()) {
         remarks.push_back("this is " + surroundings.enclosure +
                           ": it may hide devices, and refuse to open nodes whose mode allows it");
@@ -104,6 +106,7 @@ std::string documentText(const std::vector<DeviceFinding>& findings, const Surro
                                        {"remarks", remarksOn(surroundings)},
                                        {"devices", nlohmann::ordered_json::array()}};
     for (const DeviceFinding& device : findings) {
+        // All devices and not the broken ones alone: what works beside them is half of a diagnosis.
         document["devices"].push_back(findingJson(device));
     }
     return jsonText(document, true);

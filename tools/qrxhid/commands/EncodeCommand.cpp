@@ -46,6 +46,7 @@ ExitStatus EncodeCommand::run(std::ostream& out)
                          {"bytes", bytesText(bytes, "")}},
                         true);
     } else {
+        // Nothing but the bytes, which `send` takes as its words.
         out << bytesText(bytes) << "\n";
     }
     return found.status;

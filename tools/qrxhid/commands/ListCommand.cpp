@@ -76,6 +76,7 @@ ExitStatus ListCommand::run(std::ostream& out)
     nlohmann::ordered_json document = {{"devices", nlohmann::ordered_json::array()}};
     for (const PresentDevice& device : devices) {
         if (_isJson) {
+            // One document, since a list is complete only at its end.
             document["devices"].push_back(listedJson(device, _choice.filter()));
         } else {
             writeDevice(out, device, _choice.filter(), terminal);

@@ -148,6 +148,7 @@ Replay::Replay(const ReplayOptions& options, const DeviceFilter& filter, std::ve
 ExitStatus Replay::run()
 {
     if (const auto seconds = _options.limits.seconds()) {
+        // From the start of the program, waiting for drivers and readers included: --time bounds all of it.
         _end = _start + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(*seconds));
     }
     if (!plug()) {
@@ -164,8 +165,10 @@ ExitStatus Replay::run()
     }
     play();
     if (_options.stays) {
+        // The kernel goes on asking: a device that does not answer holds up whoever uses it.
         serveUntil(kForever, [] { return false; });
     }
+    // Also after a signal: how much was played is what one wants to know then.
     tellEnd();
     return _status;
 }

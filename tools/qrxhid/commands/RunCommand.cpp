@@ -113,6 +113,7 @@ ExitStatus RunCommand::run(std::ostream&)
     putFirst("LD_LIBRARY_PATH", folder.string());
     ::setenv("QRX_HIDAPI_RECORDINGS", lines(_recordings).c_str(), 1);
     ::setenv("QRX_HIDAPI_FAULTS", lines(_faults).c_str(), 1);
+    // Set in any case: an outer `run` may have left its own.
     ::setenv("QRX_HIDAPI_ONLY_VIRTUAL", _isOnlyVirtual ? "1" : "", 1);
     std::vector<char*> arguments;
     for (std::string& word : _program) {
@@ -123,6 +124,7 @@ ExitStatus RunCommand::run(std::ostream&)
     ::execvp(arguments.front(), arguments.data());
     const int error = errno;
     notice(_program.front() + " cannot be run: " + std::strerror(error));
+    // As shells have it, so that scripts can tell the program's own failures from these.
     return error == ENOENT ? kProgramNotFound : kProgramCannotRun;
 }
 

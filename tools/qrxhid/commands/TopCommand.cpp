@@ -109,6 +109,7 @@ void Top::reportCame(const PresentDevice& device, const std::vector<std::uint8_t
 
 void Top::inputMayBeLost(const PresentDevice& device, const LossWatch::Loss& loss)
 {
+    // The library counts since the opening, so this is no sum.
     meteredOf(device, loss.interfaceNumber).losses = loss.count;
 }
 
@@ -161,6 +162,7 @@ void Top::update(bool isTotal)
         update.rows.push_back(rowOf(one, now, isTotal));
     }
     show(update);
+    // After it was shown once. The next device at its place is another one, with figures of its own.
     std::erase_if(_metered, [](const Metered& one) { return one.left.has_value(); });
 }
 
