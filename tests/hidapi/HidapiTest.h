@@ -6,13 +6,18 @@
 #include "qrx_hidapi.h"
 
 #include <array>
+#include <atomic>
+#include <chrono>
 #include <cstdint>
+#include <cstdio>
 #include <memory>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <sys/types.h>
 
 namespace qrx::tests {
 
@@ -84,6 +89,24 @@ inline std::string textOf(const wchar_t* wide)
 inline std::string errorOf(hid_device* device)
 {
     return textOf(hid_error(device));
+}
+
+/// Waits until the thread sleeps in a system call, as far as the kernel tells; not for ever.
+inline void waitUntilAsleep(const std::atomic<pid_t>& thread)
+{
+    for (int look = 0; look < 5000; ++look) {
+        std::string path = "/proc/self/task/" + std::to_string(thread.load()) + "/stat";
+        if (FILE* file = thread.load() != 0 ? std::fopen(path.c_str(), "r") : nullptr) {
+            char state = 0;
+            const int found = std::fscanf(file, "%*d (%*[^)]) %c", &state);
+            std::fclose(file);
+            if (found == 1 && state == 'S') {
+                return;
+            }
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    FAIL() << "the thread never slept";
 }
 
 /// The library with virtual devices alone, from its beginning to its end.

@@ -108,24 +108,6 @@ TEST_F(HidapiRead, AnUnplugEndsTheWait)
     unplugger.join();
 }
 
-/// Waits until the thread sleeps in a system call, as far as the kernel tells; not for ever.
-void waitUntilAsleep(const std::atomic<pid_t>& thread)
-{
-    for (int look = 0; look < 5000; ++look) {
-        std::string path = "/proc/self/task/" + std::to_string(thread.load()) + "/stat";
-        if (FILE* file = thread.load() != 0 ? std::fopen(path.c_str(), "r") : nullptr) {
-            char state = 0;
-            const int found = std::fscanf(file, "%*d (%*[^)]) %c", &state);
-            std::fclose(file);
-            if (found == 1 && state == 'S') {
-                return;
-            }
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    FAIL() << "the thread never slept";
-}
-
 TEST_F(HidapiRead, ClosingEndsTheWaitOfAnotherThreadWithAnError)
 {
     std::atomic<pid_t> reader{0};
