@@ -175,6 +175,21 @@ TEST(QrxReportLayout, AFieldTellsWhatTheDeviceDeclared)
     EXPECT_THROW(layout.getField(3), std::out_of_range);
 }
 
+TEST(QrxReportLayout, TheUsagesOfAFieldAreRangesToo)
+{
+    const QrxReportLayout layout = layoutOf(kKeyboard);
+    // The first field is the modifiers.
+    const QrxReportField modifiers = layout.getField(0);
+    ASSERT_EQ(modifiers.getUsageRangeCount(), 1U);
+    EXPECT_EQ(modifiers.getFirstUsage(0), kKey + 0xE0);
+    EXPECT_EQ(modifiers.getLastUsage(0), kKey + 0xE7);
+    EXPECT_EQ(modifiers.getUsageCount(), 8U);
+    EXPECT_THROW(modifiers.getFirstUsage(1), std::out_of_range);
+    EXPECT_THROW(modifiers.getLastUsage(1), std::out_of_range);
+    const QrxReportField temperature = layoutOf(kSensor).getField(0);
+    EXPECT_EQ(temperature.getFirstUsage(0), temperature.getLastUsage(0));
+}
+
 TEST(QrxReportLayout, APhysicalValueLiesOnTheLineBetweenTheLimits)
 {
     const QrxReportLayout layout = layoutOf(kSensor);

@@ -38,6 +38,15 @@ TEST(DescriptorLimits, BytesBeyondTheLimitAreNotRead)
     EXPECT_EQ(Limits{}.descriptorBytes, 4096U);
 }
 
+TEST(DescriptorLimits, ADescriptorAsLongAsTheLimitIsReadToItsEnd)
+{
+    Limits limits;
+    limits.descriptorBytes = 23;
+    const Descriptor descriptor = read(inApplication("09 30 81 02 09 31 81 02"), limits);
+    EXPECT_EQ(descriptor.fields.size(), 2U);
+    EXPECT_EQ(diagnosesText(descriptor), "");
+}
+
 TEST(DescriptorLimits, FieldsOfCollectionsNestedTooDeepAreThoseOfTheOneAround)
 {
     Limits limits;

@@ -287,6 +287,14 @@ TEST(ReportLayout, PaddingBecomesZero)
               "00 11 12 13 14 15 16 17 18 21 22 23 24 25 26 27 28 00");
 }
 
+TEST(ReportLayout, AValueThatBeginsInsideAByteIsWrittenIntoTheNextOne)
+{
+    // X in 4 bits, Y in 12.
+    const ReportLayout layout = layoutOf("05 01 09 04 A1 01 15 00 26 FF 0F 75 04 95 01 09 30 91 02 75 0C 09 31 91 02 C0");
+    EXPECT_EQ(encoded(layout, "00 00", {{kX, 5}, {kY, 0xABC}}), "c5 ab");
+    EXPECT_EQ(encoded(layout, "FF FF", {{kY, 0x123}}), "3f 12");
+}
+
 TEST(ReportLayout, AnArrayShowsWhatIsNamedAndNothingElse)
 {
     const ReportLayout layout = layoutOf(kPanel);

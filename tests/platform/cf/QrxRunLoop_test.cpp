@@ -160,6 +160,23 @@ TEST_F(Timers, AreRepeatedUntilTheyCancelThemselves)
     EXPECT_FALSE(_loop.cancel(timer));
 }
 
+TEST_F(Timers, AreRepeatedNoEarlierThanAfterEachInterval)
+{
+    using Clock = std::chrono::steady_clock;
+    constexpr auto kInterval = 20ms;
+    const Clock::time_point start = Clock::now();
+    QrxRunLoop::Timer timer = 0;
+    timer = _loop.callEvery(kInterval, [&] {
+        _names.push_back("tick");
+        EXPECT_GE(Clock::now() - start, _names.size() * kInterval);
+        if (_names.size() == 3) {
+            _loop.cancel(timer);
+        }
+    });
+    EXPECT_EQ(Outcome::finished, _loop.runFor(kDeadlineSeconds));
+    EXPECT_EQ(3u, _names.size());
+}
+
 TEST_F(Timers, ThatAreCancelledAreNotCalled)
 {
     const QrxRunLoop::Timer first = _loop.callAfter(0ms, noting("first"));
@@ -302,7 +319,17 @@ TEST_F(Waiting, StopAndWakeMayBeCalledByASignalHandler)
     ::sigaction(SIGUSR1, &earlier, nullptr);
 }
 
-TEST_F(Waiting, ASignalEndsTheRunAndTheHandlersAreAsBefore)
+/// A shell lets what it starts in the background ignore SIGINT; these tests begin with the usual handling.
+class Signals : public Waiting {
+protected:
+    Signals() : _earlier(::signal(SIGINT, SIG_DFL)) {}
+    ~Signals() override { ::signal(SIGINT, _earlier); }
+
+private:
+    const sighandler_t _earlier;
+};
+
+TEST_F(Signals, EndTheRunAndTheHandlersAreAsBefore)
 {
     for (const int number : {SIGINT, SIGTERM}) {
         struct sigaction before {};
@@ -316,7 +343,7 @@ TEST_F(Waiting, ASignalEndsTheRunAndTheHandlersAreAsBefore)
     EXPECT_EQ(Outcome::timedOut, _loop.runFor(0.001));
 }
 
-TEST_F(Waiting, ASignalInsideANestedRunEndsBothRuns)
+TEST_F(Signals, InsideANestedRunEndBothRuns)
 {
     _loop.post([this] {
         _loop.post([] { ::raise(SIGINT); });
@@ -327,7 +354,7 @@ TEST_F(Waiting, ASignalInsideANestedRunEndsBothRuns)
     EXPECT_EQ(Outcome::stopped, _loop.runUntilSignal());
 }
 
-TEST_F(Waiting, ASignalThatTheProcessIgnoresIsIgnored)
+TEST_F(Signals, ThatTheProcessIgnoresAreIgnored)
 {
     struct sigaction ignoring {};
     struct sigaction earlier {};

@@ -487,11 +487,36 @@ Provider& provider()
 
 } // namespace fake
 
+namespace {
+
+/// Watches what never happens. It stands before the provider of the tests, so that none is the only one.
+class SilentProvider final : public qrx::platform::Provider {
+public:
+    void refresh(qrx::platform::RegistrySink&) override {}
+    int startWatching(qrx::platform::RegistrySink&) override
+    {
+        return fake::provider().canWatch ? _event = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC) : -1;
+    }
+    void handleEvents(qrx::platform::RegistrySink&) override { fake::callLog().add("SilentProvider::handleEvents"); }
+    void stopWatching() override
+    {
+        if (_event >= 0) {
+            ::close(std::exchange(_event, -1));
+        }
+    }
+
+private:
+    int _event = -1;
+};
+
+} // namespace
+
 namespace qrx::platform {
 
 std::vector<std::unique_ptr<Provider>> makeProviders()
 {
     std::vector<std::unique_ptr<Provider>> providers;
+    providers.push_back(std::make_unique<SilentProvider>());
     providers.push_back(std::make_unique<fake::Provider>());
     return providers;
 }

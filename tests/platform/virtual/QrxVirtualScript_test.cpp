@@ -57,6 +57,8 @@ TEST(QrxVirtualScript, AFaultNamesItsLineAndWhatMayStandThere)
               faultOf("\ndrop\n"));
     EXPECT_EQ("made.faults:1: a rule begins with report N, every N reports, chance P%, after TIME or when, not \"at\"",
               faultOf("at 5: drop"));
+    EXPECT_EQ("made.faults:1: a rule begins with report N, every N reports, chance P%, after TIME or when, not \"x\"",
+              faultOf("x times report 5: drop"));
     EXPECT_EQ("made.faults:1: after \"when\" stands output BYTES, feature BYTES, get input, get output, get feature, "
               "open or plugged, not \"closed\"",
               faultOf("when closed: refuse"));
@@ -205,9 +207,9 @@ TEST_F(ScriptedDevice, ReportsAreLostDoubledAndSwapped)
 TEST_F(ScriptedDevice, ReportsHaveWrongNumbersAndLengths)
 {
     obey("report 1: id ff\nreport 2: cut to 1\nreport 3: pad to 4\nreport 4: cut to 0, pad to 2, id 09\nreport 5: id "
-         "01");
-    sendAll({{1, 2}, {1, 2}, {1, 2}, {1, 2}, {}, {1, 2}});
-    EXPECT_EQ((Reports{{0xff, 2}, {1}, {1, 2, 0, 0}, {9, 0}, {}, {1, 2}}), received());
+         "01\nreport 6: id 01");
+    sendAll({{1, 2}, {1, 2}, {1, 2}, {1, 2}, {}, {9, 8, 7}, {1, 2}});
+    EXPECT_EQ((Reports{{0xff, 2}, {1}, {1, 2, 0, 0}, {9, 0}, {}, {1, 8, 7}, {1, 2}}), received());
 }
 
 TEST_F(ScriptedDevice, ARuleIsAboutOneInterfaceAndActsAsOftenAsItSays)

@@ -46,8 +46,26 @@ TEST_F(HidDeviceTest, ThePlugInAndTheDeviceInterfaceAreOneObjectWithOneCount)
     EXPECT_EQ(3u, (*plugIn)->Release(plugIn));
     EXPECT_EQ(kIOReturnNotOpen, IODestroyPlugInInterface(plugIn));
     auto** device = static_cast<IOHIDDeviceInterface122**>(plain);
+    void* again = nullptr;
+    EXPECT_EQ(S_OK, (*device)->QueryInterface(device, CFUUIDGetUUIDBytes(kIOHIDDeviceInterfaceID), &again));
+    EXPECT_EQ(plain, again);
+    EXPECT_EQ(2u, (*device)->Release(device));
     EXPECT_EQ(1u, (*device)->Release(device));
     EXPECT_EQ(0u, (*device)->Release(device));
+}
+
+TEST_F(HidDeviceTest, ThePlugInFitsTheDriverThatItWasMadeForAndNeedsNoStart)
+{
+    IOCFPlugInInterface** plugIn = nullptr;
+    SInt32 score = -1;
+    ASSERT_EQ(KERN_SUCCESS, IOCreatePlugInInterfaceForService(driver(), kIOHIDDeviceUserClientTypeID,
+                                                              kIOCFPlugInInterfaceID, &plugIn, &score));
+    SInt32 order = -1;
+    EXPECT_EQ(kIOReturnSuccess, (*plugIn)->Probe(plugIn, nullptr, driver(), &order));
+    EXPECT_EQ(0, order);
+    EXPECT_EQ(kIOReturnSuccess, (*plugIn)->Probe(plugIn, nullptr, driver(), nullptr));
+    EXPECT_EQ(kIOReturnSuccess, (*plugIn)->Start(plugIn, nullptr, driver()));
+    IODestroyPlugInInterface(plugIn);
 }
 
 TEST_F(HidDeviceTest, OnlyAnActiveDriverHasAPlugIn)

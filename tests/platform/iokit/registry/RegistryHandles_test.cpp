@@ -17,6 +17,8 @@ TEST_F(RegistryHandles, TheSameEntryHasTheSameHandleWhileItIsHeld)
     ASSERT_EQ(1u, first.size());
     EXPECT_EQ(first, second);
     EXPECT_TRUE(IOObjectIsEqualTo(first[0], second[0]));
+    EXPECT_EQ(KERN_SUCCESS, IOObjectRetain(first[0]));
+    EXPECT_EQ(KERN_SUCCESS, IOObjectRelease(first[0]));
     IOObjectRelease(first[0]);
     EXPECT_EQ(0x046d, numberOf(second[0], "idVendor"));
     IOObjectRelease(second[0]);
