@@ -82,6 +82,26 @@ private:
 
 thread_local Walk* Walk::sm_Innermost = nullptr;
 
+/// Empties the iterator of a notification, which never comes again otherwise. So an exception of the delegate is kept
+/// until the other devices of the burst were reported, and goes on its way then.
+template <class Handle>
+void forEachEntry(QrxDeviceTree& tree, io_iterator_t iterator, Handle handle)
+{
+    if (iterator == 0) {
+        return;
+    }
+    const Walk walk(tree);
+    FirstException failure;
+    while (walk.isWanted()) {
+        const RegistryHandle entry(IOIteratorNext(iterator));
+        if (!entry) {
+            break;
+        }
+        failure.watch([&] { handle(entry.get()); });
+    }
+    failure.rethrow();
+}
+
 CFDictionaryRef retained(CFDictionaryRef dictionary)
 {
     if (dictionary != nullptr) {
@@ -287,24 +307,9 @@ void _QrxDeviceTreeImpl::_removeDevice(unsigned int entry)
     }
 }
 
-// An iterator has to be emptied, or its notification never comes again. So an exception of the delegate is kept until
-// the other devices of the burst were reported, and goes on its way then.
-
 void _QrxDeviceTreeImpl::_devicesAddedNotification(unsigned int iterator)
 {
-    if (iterator == 0) {
-        return;
-    }
-    const Walk walk(*this);
-    FirstException failure;
-    while (walk.isWanted()) {
-        const RegistryHandle entry(IOIteratorNext(iterator));
-        if (!entry) {
-            break;
-        }
-        failure.watch([&] { _addEntry(entry.get()); });
-    }
-    failure.rethrow();
+    forEachEntry(*this, iterator, [this](unsigned int entry) { _addEntry(entry); });
 }
 
 void _QrxDeviceTreeImpl::_addEntry(unsigned int entry)
@@ -320,17 +325,5 @@ void _QrxDeviceTreeImpl::_addEntry(unsigned int entry)
 
 void _QrxDeviceTreeImpl::_devicesRemovedNotification(unsigned int iterator)
 {
-    if (iterator == 0) {
-        return;
-    }
-    const Walk walk(*this);
-    FirstException failure;
-    while (walk.isWanted()) {
-        const RegistryHandle entry(IOIteratorNext(iterator));
-        if (!entry) {
-            break;
-        }
-        failure.watch([&] { _removeDevice(entry.get()); });
-    }
-    failure.rethrow();
+    forEachEntry(*this, iterator, [this](unsigned int entry) { _removeDevice(entry); });
 }
