@@ -223,6 +223,15 @@ void fireTimers(std::size_t timers)
     }
 }
 
+/// Finds that many mice, each time with a new tree.
+void populateTrees(std::size_t mice, std::size_t count)
+{
+    VirtualWorld world(mice, mouseDescriptor());
+    for (std::size_t i = 0; i < count; ++i) {
+        world.populate();
+    }
+}
+
 const std::map<std::string, std::function<void(std::size_t)>>& works()
 {
     static const std::map<std::string, std::function<void(std::size_t)>> sm_Works{
@@ -239,6 +248,8 @@ const std::map<std::string, std::function<void(std::size_t)>>& works()
         {"decode-array-16000", [](std::size_t n) { decoding::decode("array-16000", n); }},
         {"timers-10", [](std::size_t n) { repeat(n, [] { fireTimers(10); }); }},
         {"timers-1000", [](std::size_t n) { repeat(n, [] { fireTimers(1000); }); }},
+        {"populate-500", [](std::size_t n) { populateTrees(500, n); }},
+        {"populate-5000", [](std::size_t n) { populateTrees(5000, n); }},
         {"mouse", [](std::size_t n) { buildTrees(mouseDescriptor(), n); }},
         {"keyboard-224", [](std::size_t n) { buildTrees(keyboardDescriptor(0xdf), n); }},
         {"hostile", buildHostileDevices},

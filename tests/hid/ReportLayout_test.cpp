@@ -290,7 +290,8 @@ TEST(ReportLayout, PaddingBecomesZero)
 TEST(ReportLayout, AValueThatBeginsInsideAByteIsWrittenIntoTheNextOne)
 {
     // X in 4 bits, Y in 12.
-    const ReportLayout layout = layoutOf("05 01 09 04 A1 01 15 00 26 FF 0F 75 04 95 01 09 30 91 02 75 0C 09 31 91 02 C0");
+    const ReportLayout layout =
+        layoutOf("05 01 09 04 A1 01 15 00 26 FF 0F 75 04 95 01 09 30 91 02 75 0C 09 31 91 02 C0");
     EXPECT_EQ(encoded(layout, "00 00", {{kX, 5}, {kY, 0xABC}}), "c5 ab");
     EXPECT_EQ(encoded(layout, "FF FF", {{kY, 0x123}}), "3f 12");
 }
