@@ -113,9 +113,11 @@ TEST_F(QrxHIDInterfaceMacTest, InterfacesAreEqualWhenTheirEntriesAre)
     const auto interface = interfaceOf(entry);
     EXPECT_TRUE(*interface == *interfaceOf(entry));
     EXPECT_FALSE(*interface == *interfaceOf(otherEntry));
+    platform.log.clear();
     EXPECT_FALSE(*interface == *empty);
     EXPECT_FALSE(*empty == *interface);
     EXPECT_TRUE(*empty == *alsoEmpty);
+    EXPECT_EQ(platform.log.text(), "") << "the platform is not asked about nothing";
 }
 
 TEST_F(QrxHIDInterfaceMacTest, OnlyTheFirstInterfaceEntryIsTaken)

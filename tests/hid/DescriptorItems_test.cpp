@@ -211,6 +211,15 @@ TEST(GlobalItems, AReportSizeAndCountThatWereNeverGivenAreTold)
                                          "warning at 12, Input: more usages than fields, fields: 0\n");
 }
 
+TEST(GlobalItems, ALogicalMinimumOrMaximumThatWasNeverGivenIsTold)
+{
+    EXPECT_EQ(diagnosesText(read("05 01 09 05 A1 01 75 01 95 01 25 01 09 30 81 02 C0")),
+              "warning at 14, Input: logical minimum or maximum never given\n");
+    EXPECT_EQ(diagnosesText(read("05 01 09 05 A1 01 75 01 95 01 15 00 09 30 81 02 C0")),
+              "warning at 14, Input: logical minimum or maximum never given\n");
+    EXPECT_EQ(diagnosesText(read("05 01 09 05 A1 01 75 01 95 01 15 00 25 01 09 30 81 02 C0")), "");
+}
+
 TEST(GlobalItems, EachReportIDHasReportsOfItsOwnAndOneMayBeTakenUpAgain)
 {
     const Descriptor descriptor = inApplication("85 03 09 30 81 02 85 01 09 31 81 02 85 03 09 32 81 02 09 33 91 02");

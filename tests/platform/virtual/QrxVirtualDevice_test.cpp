@@ -110,6 +110,24 @@ TEST_F(QrxVirtualDeviceTest, IsUnpluggedByItsDestructor)
     EXPECT_EQ(1u, _registry.terminated.size());
 }
 
+TEST(QrxVirtualIdentity, GivesBackEachThingThatWasSet)
+{
+    QrxVirtualIdentity identity;
+    EXPECT_EQ(identity.getReleaseNumber(), 0x0100);
+    identity.setVendorID(1).setProductID(2).setReleaseNumber(3).setDeviceClass(4).setDeviceSubclass(5);
+    identity.setDeviceProtocol(6).setVendorName("seven").setProductName("eight").setSerialNumber("nine");
+    const QrxVirtualIdentity copy = identity;
+    EXPECT_EQ(copy.getVendorID(), 1);
+    EXPECT_EQ(copy.getProductID(), 2);
+    EXPECT_EQ(copy.getReleaseNumber(), 3);
+    EXPECT_EQ(copy.getDeviceClass(), 4);
+    EXPECT_EQ(copy.getDeviceSubclass(), 5);
+    EXPECT_EQ(copy.getDeviceProtocol(), 6);
+    EXPECT_EQ(copy.getVendorName(), "seven");
+    EXPECT_EQ(copy.getProductName(), "eight");
+    EXPECT_EQ(copy.getSerialNumber(), "nine");
+}
+
 TEST_F(QrxVirtualDeviceTest, ADeviceThatIsMovedStaysPluggedAndWhatItReplacesIsUnplugged)
 {
     QrxVirtualIdentity identity;
