@@ -5,6 +5,9 @@
 
 #include "support/Udevd.h"
 
+#include <QrxError.h>
+#include <QrxRequests.h>
+
 #include <cerrno>
 #include <chrono>
 #include <system_error>
@@ -99,6 +102,35 @@ TEST_F(Access, ARefusalIsToldOnceAndAccessThatComesLaterIsTaken)
     ASSERT_EQ(::chmod(node.c_str(), 0666), 0);
     EXPECT_EQ(openAsNobody(), "");
     EXPECT_TRUE(canHear());
+    device->close();
+}
+
+TEST_F(Access, AnOutcomeNamesTheNodeThatMayNotBeOpened)
+{
+    ASSERT_NO_FATAL_FAILURE(arriveWithMode(0600));
+    testing::internal::CaptureStderr();
+    {
+        const AsNobody user;
+        for (const QrxOutcome& outcome : {QrxOpen(*device), QrxOpen(*device, 0)}) {
+            EXPECT_EQ(outcome.getError(), QrxError::noPermission);
+            EXPECT_EQ(outcome.getError(), std::errc::permission_denied);
+            EXPECT_NE(outcome.getMessage().find("interface 0 (" + node + ") was not opened"), std::string::npos)
+                << outcome.getMessage();
+        }
+    }
+    testing::internal::GetCapturedStderr();
+    EXPECT_FALSE(QrxIsOpen(*device));
+}
+
+TEST_F(Access, AnOutcomeTellsThatANodeMayOnlyBeRead)
+{
+    ASSERT_NO_FATAL_FAILURE(arriveWithMode(0444));
+    openAsNobody();
+    const Bytes bytes(8);
+    const QrxOutcome outcome = QrxSetReport(*device, QrxReportType::output, 0, bytes.data(), bytes.size(), 0);
+    EXPECT_EQ(outcome.getError(), QrxError::noPermission);
+    EXPECT_NE(outcome.getMessage().find(node), std::string::npos) << outcome.getMessage();
+    EXPECT_TRUE(plug.takeSentReports().empty());
     device->close();
 }
 
