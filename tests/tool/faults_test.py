@@ -66,6 +66,13 @@ class Faults(FaultsTest):
             self.assertTrue(told.startswith(f"{wrong}:2: what may happen here is drop, double, "), told)
         self.assertIn("cannot be opened", self.refuse(2, "list", "--recording", self.device, "--faults", "/nowhere"))
 
+    def test_an_interface_that_does_not_open_is_told_by_whoever_waits_for_input(self):
+        refusing = self.file("refusing.faults", "when open: refuse\n")
+        for command in ("watch", "top", "record"):
+            outcome = run(command, "--speed", "0", "--recording", self.device, "--faults", refusing)
+            self.assertEqual(4, outcome.status, str(outcome))
+            self.assertIn("interface 0 was not opened: The system does not permit it.\nTry: qrxhid doctor ", outcome.err)
+
     def test_a_script_is_for_recordings(self):
         self.assertIn("--faults is for the devices of recordings", self.refuse(64, "list", "--faults", self.script))
 

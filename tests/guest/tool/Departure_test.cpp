@@ -100,17 +100,6 @@ TEST_F(Departure, TopSaysItInALineForEachInterface)
     EXPECT_EQ(0, top.end()) << top.output();
 }
 
-TEST_F(Departure, WatchShowsAllThatWasSentBefore)
-{
-    ChildProcess watch(command({"watch", "--raw"}));
-    sendAndPull(watch);
-    ASSERT_TRUE(watch.waitForLines("left ")) << watch.output();
-    const std::string& text = watch.output();
-    EXPECT_TRUE(watch.waitForLines("report ", 5)) << text;
-    EXPECT_LT(text.rfind("\nreport "), text.find("\nleft ")) << text;
-    EXPECT_EQ(0, watch.end()) << text;
-}
-
 class DepartureWhileSending : public Departure, public testing::WithParamInterface<const char*> {};
 
 TEST_P(DepartureWhileSending, IsToldWithTheDeviceAndTheReport)

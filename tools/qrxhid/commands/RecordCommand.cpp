@@ -4,21 +4,15 @@
 #include "commands/RecordingOutput.h"
 #include "devices/DeviceDescription.h"
 #include "devices/DeviceSession.h"
-#include "devices/InputListener.h"
+#include "devices/InputFlow.h"
 #include "devices/InputProgress.h"
-#include "devices/LossWatch.h"
-#include "devices/Playback.h"
-#include "devices/SignalWatch.h"
 #include "doctor/Checkup.h"
 #include "text/Notice.h"
 #include "text/ShownLines.h"
 #include "text/TextFormat.h"
 
-#include "QrxRunLoop.h"
-
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <iostream>
 #include <optional>
 
@@ -32,16 +26,15 @@ using Clock = std::chrono::steady_clock;
 
 constexpr const char* kHiddenSerialNumber = "SERIAL";
 
-class Record {
+/// Writes what the one device sends.
+class Record : private InputFlowListener {
 public:
     Record(const RecordOptions& options, const DeviceChoice& choice, DeviceSession& session,
            std::ostream& standardOutput)
-        : _options(options), _choice(choice), _output(options.output, standardOutput), _session(session)
+        : _options(options), _choice(choice), _output(options.output, standardOutput), _session(session),
+          _flow(session, choice.filter(), options.limits, *this)
     {
     }
-    ~Record();
-    Record(const Record&) = delete;
-    Record& operator=(const Record&) = delete;
 
     ExitStatus run();
 
@@ -50,40 +43,27 @@ private:
     void notePlace(const std::string& place);
     void hideSerialNumber();
     void checkOutput() const;
-    void begin();
-    void takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNumber);
-    void recordUntilSignal();
-    void play();
-    void step();
-    void drain();
-    void tellLosses();
-    bool isPresent() const;
-    bool isOver() const { return _isEnough || _signals.hasSignal() || !_output.stream() || Clock::now() >= _end; }
-    int millisecondsLeft() const;
+
+    bool isWanted(const PresentDevice& device) const override { return device.handle == _device; }
+    void deviceCame(const PresentDevice&, bool) override { _isPresent = true; }
+    void reportCame(const PresentDevice& device, const std::vector<std::uint8_t>& bytes, int interfaceNumber) override;
+    void inputMayBeLost(const PresentDevice& device, const LossWatch::Loss& loss) override;
+    void deviceLeft(const PresentDevice&) override { _isPresent = false; }
+    void allIsReady() override;
+    bool wantsNoMore() const override { return !_output.stream() || (!_isPresent && !_session.isRecorded()); }
 
     const RecordOptions& _options;
     const DeviceChoice& _choice;
     RecordingOutput _output;
     DeviceSession& _session;
-    SignalWatch _signals;
     DeviceHandle _device;
     QrxRecording _recording;
-    LossWatch _losses;
     std::optional<InputProgress> _progress;
     std::size_t _lastInterface = 0;
     std::optional<Clock::time_point> _firstEvent;
-    Clock::time_point _end = Clock::time_point::max();
-    std::uint64_t _reports = 0;
-    bool _isEnough = false;
+    bool _isPresent = false;
+    InputFlow _flow;
 };
-
-// The device may outlive this object in somebody's handle; its delegate must not call it then.
-Record::~Record()
-{
-    if (_device) {
-        _device->close();
-    }
-}
 
 void Record::chooseDevice()
 {
@@ -133,13 +113,14 @@ ExitStatus Record::run()
     if (!_output.open()) {
         return kFailure;
     }
-    begin();
-    if (_session.isRecorded()) {
-        play();
-    } else {
-        recordUntilSignal();
+    _recording.write(_output.stream());
+    _output.keep();
+    _lastInterface = _recording.getInterfaces().size() - 1;
+    const ExitStatus status = _flow.run();
+    if (!_isPresent && !_session.isRecorded()) {
+        notice("the device has left");
     }
-    return _output.close() ? _session.status() : kFailure;
+    return _output.close() ? status : kFailure;
 }
 
 /// A recording that is played must not be lost by it, and often is longer than what is made of it.
@@ -153,30 +134,19 @@ void Record::checkOutput() const
     }
 }
 
-/// Writes what the device is, opens it, and starts the time.
-void Record::begin()
+void Record::allIsReady()
 {
-    _recording.write(_output.stream());
-    _output.keep();
-    _lastInterface = _recording.getInterfaces().size() - 1;
-    _device->setDelegate(new InputListener([this](QrxHIDDevice&, const std::vector<std::uint8_t>& bytes,
-                                                  int interfaceNumber) { takeReport(bytes, interfaceNumber); }));
-    _device->open();
     // What is written to a terminal needs no other sign of life.
     if (!_output.isTerminal()) {
         _progress.emplace(eventCount(_session.recordedDevices()));
     }
-    if (_options.limits.seconds()) {
-        _end = Clock::now() +
-               std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(*_options.limits.seconds()));
-    }
 }
 
 // Times count from the first report: what passed before somebody touched the device is nothing to play.
-void Record::takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNumber)
+void Record::reportCame(const PresentDevice&, const std::vector<std::uint8_t>& bytes, int interfaceNumber)
 {
     const auto place = std::ranges::find(_recording.getInterfaces(), interfaceNumber, &QrxRecordedInterface::getNumber);
-    if (_isEnough || place == _recording.getInterfaces().end()) {
+    if (place == _recording.getInterfaces().end()) {
         return;
     }
     const Clock::time_point now = Clock::now();
@@ -188,83 +158,17 @@ void Record::takeReport(const std::vector<std::uint8_t>& bytes, int interfaceNum
     event.setBytes(bytes);
     _recording.writeEvent(_output.stream(), event, _lastInterface);
     _output.keep();
-    _losses.noteReport(interfaceNumber);
     if (_progress) {
         _progress->noteReport();
-    }
-    ++_reports;
-    _isEnough = _options.limits.isEnough(_reports);
-}
-
-void Record::recordUntilSignal()
-{
-    _session.observe([](const PresentDevice&) {});
-    while (!isOver() && _signals.waitFor(QrxRunLoop::getCurrent().getFileDescriptor(), millisecondsLeft())) {
-        step();
-        if (!isPresent()) {
-            // What its interfaces had sent before may still wait.
-            drain();
-            notice("the device has left");
-            return;
-        }
-    }
-}
-
-void Record::play()
-{
-    Playback playback(_session.recordedDevices());
-    const bool isPaced = _options.limits.speed() > 0;
-    if (isPaced) {
-        playback.startAtPace(_options.limits.speed());
-    }
-    while (!isOver() && (isPaced ? !playback.isFinished() : playback.sendNext())) {
-        if (!isPaced) {
-            drain();
-        } else if (_signals.waitFor(QrxRunLoop::getCurrent().getFileDescriptor(), millisecondsLeft())) {
-            step();
-        }
-    }
-    drain();
-}
-
-void Record::step()
-{
-    QrxRunLoop::getCurrent().runOnce(0);
-    tellLosses();
-}
-
-void Record::drain()
-{
-    while (QrxRunLoop::getCurrent().runOnce(0) == QrxRunLoop::Outcome::handled) {
-        tellLosses();
     }
 }
 
 /// Also where the recording has the hole: whoever plays it should know.
-void Record::tellLosses()
+void Record::inputMayBeLost(const PresentDevice&, const LossWatch::Loss& loss)
 {
-    for (const LossWatch::Loss& loss : _losses.look(*_device)) {
-        notice(lossText(loss));
-        _output.stream() << "# " << lossText(loss) << std::endl;
-        _output.keep();
-    }
-}
-
-// By the handle: a device that was pulled and plugged in again is another one, with other queues.
-bool Record::isPresent() const
-{
-    return std::ranges::any_of(_session.devices(), [this](const PresentDevice& one) { return one.handle == _device; });
-}
-
-int Record::millisecondsLeft() const
-{
-    if (!_options.limits.seconds()) {
-        return SignalWatch::kForever;
-    }
-    // Rounded up: a wait that ends a little early would be followed by one of no length, over and over.
-    const double left = std::chrono::duration<double, std::milli>(_end - Clock::now()).count();
-    constexpr double kLongestWait = 1e9;
-    return static_cast<int>(std::ceil(std::clamp(left, 0.0, kLongestWait)));
+    notice(lossText(loss));
+    _output.stream() << "# " << lossText(loss) << std::endl;
+    _output.keep();
 }
 
 } // namespace

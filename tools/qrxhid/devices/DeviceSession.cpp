@@ -102,6 +102,9 @@ DeviceSession::~DeviceSession()
 
 void DeviceSession::begin()
 {
+    if (std::exchange(_hasBegun, true)) {
+        return;
+    }
     if (_isRecorded) {
         plugRecordings();
     } else {

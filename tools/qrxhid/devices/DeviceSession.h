@@ -87,7 +87,7 @@ public:
     void mayBeAbsent(bool may) { _mayBeAbsent = may; }
 
     /// Finds the devices, and says on standard error which recordings are no device. Throws UnknownDevice if one of the
-    /// chosen is not there.
+    /// chosen is not there. Once: another call does nothing.
     void begin();
 
     /// The chosen devices that are there now, in the order of their arrival.
@@ -127,6 +127,7 @@ private:
 
     DeviceFilter _filter;
     bool _mayBeAbsent = false;
+    bool _hasBegun = false;
     bool _isRecorded = false;
     ExitStatus _status = kSuccess;
     std::vector<RecordedDevice> _recorded;

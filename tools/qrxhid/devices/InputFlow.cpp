@@ -54,6 +54,9 @@ ExitStatus InputFlow::run()
 
 void InputFlow::add(const PresentDevice& device, bool isNew)
 {
+    if (!_listener.isWanted(device)) {
+        return;
+    }
     _known.push_back(std::make_unique<Known>(Known{device, {}}));
     _listener.deviceCame(device, isNew);
     const unsigned int number = device.facts.number;

@@ -21,6 +21,8 @@ class InputFlowListener {
 public:
     virtual ~InputFlowListener() = default;
 
+    /// Whether a chosen device is to be opened and told of.
+    virtual bool isWanted(const PresentDevice& /*device*/) const { return true; }
     /// Before the device is opened. `isNew`: it has arrived since the beginning.
     virtual void deviceCame(const PresentDevice& device, bool isNew) = 0;
     virtual void reportCame(const PresentDevice& device, const std::vector<std::uint8_t>& bytes,
@@ -48,8 +50,8 @@ public:
     InputFlow(const InputFlow&) = delete;
     InputFlow& operator=(const InputFlow&) = delete;
 
-    /// Once. Throws UnknownDevice. Not success where a recording could not be read or an interface not be opened; that
-    /// has been told on standard error.
+    /// Once; begins the session if that is still to be done. Throws UnknownDevice. Not success where a recording could
+    /// not be read or an interface not be opened; that has been told on standard error.
     ExitStatus run();
 
 private:
