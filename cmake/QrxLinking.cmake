@@ -1,5 +1,6 @@
-# What the linker can do for the library: QRX_LINK_TIME_OPTIMISATION, QRX_HAS_PACKED_RELOCATIONS.
+# What compiler and linker can do for the library: QRX_LINK_TIME_OPTIMISATION, QRX_HAS_PACKED_RELOCATIONS, QRX_SMALLEST.
 
+include(CheckCXXCompilerFlag)
 include(CheckIPOSupported)
 include(CheckLinkerFlag)
 include(CheckSourceCompiles)
@@ -26,6 +27,14 @@ if(NOT APPLE)
     if(QRX_LINKER_PACKS_RELOCATIONS AND QRX_LIBRARY_READS_PACKED_RELOCATIONS)
         set(QRX_HAS_PACKED_RELOCATIONS ON)
     endif()
+endif()
+
+# Since GCC 12 there is more than -Os.
+check_cxx_compiler_flag(-Oz QRX_COMPILER_HAS_OZ)
+if(QRX_COMPILER_HAS_OZ)
+    set(QRX_SMALLEST -Oz)
+else()
+    set(QRX_SMALLEST -Os)
 endif()
 
 # qrx_optimise_linking(TARGET): for the components and the library of them.

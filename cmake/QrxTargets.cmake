@@ -38,7 +38,7 @@ function(qrx_add_component name)
     target_compile_options(${name} PRIVATE
         "$<${is_optimised}:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=;-ffile-prefix-map=${PROJECT_BINARY_DIR}/=build/>")
     if(QRX_SMALL)
-        target_compile_options(${name} PRIVATE "$<${is_optimised}:-Os>")
+        target_compile_options(${name} PRIVATE "$<${is_optimised}:${QRX_SMALLEST}>")
         # Options of a source come last.
         set_source_files_properties(${arg_HOT} PROPERTIES COMPILE_OPTIONS "$<${is_optimised}:-O2>")
     endif()
