@@ -2,9 +2,11 @@
 
 #include "ExitStatus.h"
 
-#include <CLI/CLI.hpp>
-
 #include <ostream>
+
+namespace CLI {
+class App;
+}
 
 namespace qrxhid {
 

@@ -5,6 +5,8 @@
 #include "UsageError.h"
 #include "commands/CompleteCommand.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <iterator>
 #include <vector>

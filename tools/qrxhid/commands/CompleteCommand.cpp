@@ -3,6 +3,8 @@
 #include "CommandTable.h"
 #include "devices/DeviceSession.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <iostream>
 #include <memory>

@@ -9,6 +9,9 @@
 
 #include "QrxReportLayout.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <unistd.h>
 

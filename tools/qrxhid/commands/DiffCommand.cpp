@@ -14,6 +14,9 @@
 #include "text/TextFormat.h"
 #include "text/UsageNames.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <iostream>
 #include <optional>
 

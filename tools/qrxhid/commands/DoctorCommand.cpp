@@ -5,6 +5,9 @@
 #include "text/DeviceText.h"
 #include "text/Notice.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <iterator>
 #include <sys/utsname.h>

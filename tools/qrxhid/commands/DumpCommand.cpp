@@ -3,6 +3,8 @@
 #include "devices/DeviceSession.h"
 #include "text/Notice.h"
 
+#include <CLI/CLI.hpp>
+
 #include <sstream>
 
 namespace qrxhid {

@@ -4,6 +4,9 @@
 #include "text/DeviceText.h"
 #include "text/TextFormat.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 
 namespace qrxhid {

@@ -7,6 +7,9 @@
 
 #include "QrxRequests.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 
 namespace qrxhid {

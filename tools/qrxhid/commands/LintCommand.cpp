@@ -5,6 +5,9 @@
 #include "text/Notice.h"
 #include "text/Terminal.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 
 namespace qrxhid {

@@ -8,6 +8,9 @@
 #include "text/Notice.h"
 #include "text/Terminal.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 namespace qrxhid {
 
 namespace {

@@ -7,6 +7,9 @@
 #include "page/DevicePage.h"
 #include "page/PageData.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <filesystem>
 

@@ -11,6 +11,8 @@
 #include "text/ShownLines.h"
 #include "text/TextFormat.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <chrono>
 #include <iostream>

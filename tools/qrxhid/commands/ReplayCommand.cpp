@@ -8,6 +8,9 @@
 #include "text/Notice.h"
 #include "text/TextFormat.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cerrno>
 #include <chrono>

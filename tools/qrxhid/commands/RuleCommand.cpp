@@ -4,6 +4,8 @@
 #include "UsageError.h"
 #include "devices/DeviceSelector.h"
 
+#include <CLI/CLI.hpp>
+
 namespace qrxhid {
 
 namespace {

@@ -9,6 +9,8 @@
 #include "QrxRecording.h"
 #include "QrxVirtualScript.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>

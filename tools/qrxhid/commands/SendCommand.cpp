@@ -9,6 +9,9 @@
 
 #include "QrxRequests.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 
 namespace qrxhid {

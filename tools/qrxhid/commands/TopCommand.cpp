@@ -11,6 +11,9 @@
 #include "QrxInput.h"
 #include "QrxRequests.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <chrono>
 

@@ -3,6 +3,8 @@
 #include "text/DeviceText.h"
 #include "text/TextFormat.h"
 
+#include <nlohmann/json.hpp>
+
 #include <array>
 #include <cstdio>
 

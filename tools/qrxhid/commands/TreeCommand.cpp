@@ -5,6 +5,9 @@
 #include "text/Terminal.h"
 #include "text/TreeText.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 namespace qrxhid {
 
 void TreeCommand::declareOptions(CLI::App& app)

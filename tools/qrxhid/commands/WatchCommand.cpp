@@ -7,6 +7,9 @@
 #include "devices/InputProgress.h"
 #include "text/Notice.h"
 
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
 #include <optional>
 #include <unistd.h>
 

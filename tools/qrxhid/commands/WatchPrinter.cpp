@@ -5,6 +5,8 @@
 
 #include "QrxReportDecoder.h"
 
+#include <nlohmann/json.hpp>
+
 #include <array>
 #include <cstdio>
 #include <string_view>

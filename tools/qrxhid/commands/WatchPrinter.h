@@ -7,7 +7,7 @@
 
 #include "QrxHIDDevice.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <chrono>
 #include <cstdint>

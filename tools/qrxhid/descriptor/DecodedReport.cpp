@@ -4,6 +4,8 @@
 #include "text/ReportText.h"
 #include "text/TextFormat.h"
 
+#include <nlohmann/json.hpp>
+
 #include <array>
 #include <cstdio>
 

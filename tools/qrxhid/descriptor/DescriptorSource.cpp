@@ -7,6 +7,8 @@
 #include "text/DeviceText.h"
 #include "text/Notice.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <cctype>
 #include <cerrno>

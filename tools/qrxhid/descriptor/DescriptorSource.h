@@ -3,11 +3,13 @@
 #include "ExitStatus.h"
 #include "devices/DeviceChoice.h"
 
-#include <CLI/CLI.hpp>
-
 #include <cstdint>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace qrxhid {
 

@@ -3,6 +3,8 @@
 #include "OptionValues.h"
 #include "UsageError.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 #include <cctype>
 #include <iterator>

@@ -4,12 +4,14 @@
 
 #include "QrxReportLayout.h"
 
-#include <CLI/CLI.hpp>
-
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace qrxhid {
 

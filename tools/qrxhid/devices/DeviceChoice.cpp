@@ -2,6 +2,8 @@
 
 #include "UsageError.h"
 
+#include <CLI/CLI.hpp>
+
 #include <filesystem>
 
 namespace qrxhid {

@@ -2,10 +2,12 @@
 
 #include "devices/DeviceFilter.h"
 
-#include <CLI/CLI.hpp>
-
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace qrxhid {
 

@@ -3,6 +3,8 @@
 #include "OptionValues.h"
 #include "text/Notice.h"
 
+#include <CLI/CLI.hpp>
+
 #include <algorithm>
 
 namespace qrxhid {

@@ -3,12 +3,14 @@
 #include "devices/DeviceFacts.h"
 #include "devices/DeviceSelector.h"
 
-#include <CLI/CLI.hpp>
-
 #include <optional>
 #include <span>
 #include <string>
 #include <vector>
+
+namespace CLI {
+class App;
+}
 
 namespace qrxhid {
 

@@ -3,6 +3,8 @@
 #include "OptionValues.h"
 #include "UsageError.h"
 
+#include <CLI/CLI.hpp>
+
 namespace qrxhid {
 
 void InputLimits::declareOptions(CLI::App& app)

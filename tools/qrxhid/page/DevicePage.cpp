@@ -1,5 +1,7 @@
 #include "page/DevicePage.h"
 
+#include <nlohmann/json.hpp>
+
 #include <string>
 
 namespace qrxhid {

@@ -11,6 +11,8 @@
 
 #include "QrxReportLayout.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <set>
 

@@ -4,7 +4,7 @@
 
 #include "QrxRecording.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <string>
 

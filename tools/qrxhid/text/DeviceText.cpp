@@ -4,6 +4,8 @@
 #include "text/TextFormat.h"
 #include "text/UsageNames.h"
 
+#include <nlohmann/json.hpp>
+
 #include <set>
 
 namespace qrxhid {

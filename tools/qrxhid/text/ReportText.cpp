@@ -3,6 +3,8 @@
 #include "text/UnitText.h"
 #include "text/UsageNames.h"
 
+#include <nlohmann/json.hpp>
+
 #include <sstream>
 
 namespace qrxhid {

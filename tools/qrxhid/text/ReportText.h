@@ -3,7 +3,7 @@
 #include "QrxReportDecoder.h"
 #include "QrxReportLayout.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <cstdint>
 #include <ostream>

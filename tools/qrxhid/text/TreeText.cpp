@@ -6,6 +6,8 @@
 #include "text/TextFormat.h"
 #include "text/UsageNames.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <optional>
 #include <tuple>

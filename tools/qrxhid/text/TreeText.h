@@ -4,7 +4,7 @@
 
 #include "QrxHIDDevice.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 
 #include <ostream>
 #include <span>
