@@ -44,7 +44,18 @@ function(qrx_add_component name)
     endif()
     qrx_optimise_linking(${name})
     target_link_libraries(${name} PRIVATE qrx_warnings PUBLIC ${arg_LINKS})
+    if(TARGET qrx_precompiled AND NOT name STREQUAL "qrx_precompiled")
+        target_precompile_headers(${name} REUSE_FROM qrx_precompiled)
+    endif()
 endfunction()
+
+# The headers of the standard library are most of what a source takes to compile without optimisation.
+if(QRX_PRECOMPILE)
+    qrx_add_component(qrx_precompiled SOURCES ${CMAKE_CURRENT_LIST_DIR}/precompiled.cpp)
+    set(QRX_STANDARD_HEADERS <algorithm> <array> <chrono> <cstdint> <cstring> <functional> <iostream> <map> <memory> <mutex>
+        <optional> <set> <span> <sstream> <string> <string_view> <system_error> <unordered_map> <utility> <vector>)
+    target_precompile_headers(qrx_precompiled PRIVATE ${QRX_STANDARD_HEADERS})
+endif()
 
 # qrx_add_test(NAME SOURCES file... [LINKS target...] [TIMEOUT seconds] [LABELS label...] [WHOLE])
 # A GoogleTest program. Each case is a test of CTest; with WHOLE the program is one (many small cases over a corpus).
