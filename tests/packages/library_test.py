@@ -14,8 +14,8 @@ import sys
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "frame"))
 import exports_test
 
-# 596 KiB were reached, and some room for what is added. The goal is 450 KiB.
-LARGEST_SIZE = 640 * 1024
+# 649 KiB are reached; they were 596 before the scripts of virtual devices. The goal is 450 KiB.
+LARGEST_SIZE = 655 * 1024
 
 
 def output_of(*command):
