@@ -10,7 +10,8 @@ class _QrxHIDInterfaceMac;
 
 namespace qrx {
 
-/// UTF-8, of any text; "" for a null dictionary, an absent key and a value that is no text.
+/// The text under `key` as UTF-8, up to its first zero character. "" for a null dictionary, an absent key and a value
+/// that is no text.
 std::string textOf(CFDictionaryRef properties, CFStringRef key);
 
 /// The bytes, which live as long as the interface; empty unless its driver publishes them.

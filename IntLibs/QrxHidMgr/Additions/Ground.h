@@ -10,7 +10,7 @@
 #include <system_error>
 
 /// What the two grounds do differently: each has a file in a folder of its own. `driver` is the device interface of a
-/// driver, never null.
+/// driver, never null. An `error` is clear when it is handed in, and is set on failure only.
 namespace qrx {
 
 /// As QrxGetPossibleLosses.

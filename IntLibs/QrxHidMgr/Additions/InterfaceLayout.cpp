@@ -117,7 +117,7 @@ std::shared_ptr<const InterfaceLayout> InterfaceLayout::of(const QrxHIDDevice& d
 InterfaceLayout::InterfaceLayout(std::span<const std::uint8_t> reportDescriptor, const QrxHIDDevice& device,
                                  int interfaceNumber)
 {
-    // Faults of the descriptor are not reported again here: the ground has logged them when it published the device.
+    // Faults of the descriptor are not reported here: our own ground logs them when it makes the driver's entry.
     hid::Descriptor descriptor = hid::parseReportDescriptor(reportDescriptor);
     _reports = std::make_shared<const hid::ReportLayout>(descriptor);
     const std::span<const hid::LayoutField> fields = _reports->fields();

@@ -10,7 +10,7 @@ struct QrxInputCounts::Body {
 
 namespace {
 
-/// Null without such an interface, which `error` then says.
+/// Null where the device has no such HID interface, and `error` is noSuchInterface then; otherwise `error` is cleared.
 IOHIDDeviceInterface122** driverOf(const QrxHIDDevice& device, int interfaceNumber, std::error_code& error)
 {
     const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection = qrx::connectionOf(device, interfaceNumber);
@@ -49,7 +49,7 @@ uint64_t QrxInputCounts::getFullQueueCount() const
 
 QrxInputCounts QrxGetInputCounts(const QrxHIDDevice& device, int interfaceNumber, std::error_code& error)
 {
-    // All counts are 0 where there is no such interface, and `error` says so.
+    // All counts stay 0 where `driverOf` fails.
     QrxInputCounts counts;
     if (IOHIDDeviceInterface122** const driver = driverOf(device, interfaceNumber, error)) {
         counts._body =

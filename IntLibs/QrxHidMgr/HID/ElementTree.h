@@ -4,7 +4,8 @@
 ///
 /// Plain records: the registry turns each into the property dictionary of the same keys. Cookies are positions in one
 /// table: 0 the (unpublished) root, then the collections in descriptor order, then button elements (input, output,
-/// feature), then value elements (the same), then one handler per report that has input bits.
+/// feature), then value elements (the same), then one handler per report number, also for a number that only output or
+/// feature reports use, and before them one for unnumbered input if there is any.
 
 #include "ReportDescriptor.h"
 

@@ -1,7 +1,8 @@
 // From fields to elements, in the numbering and nesting of the platform's own HID family. Cookies are positions in one
 // table, and applications and recordings rely on them, so the order of the passes below is a contract: the root, the
 // collections in descriptor order, then the buttons of the input, output and feature reports, then the values in the
-// same three passes, then one handler for each report that has input.
+// same three passes, then the report handlers: one for unnumbered input if there is any, and one for each report
+// number.
 //
 // A variable item makes an element for each usage. If values are left over, the last usage becomes the head of a group:
 // it counts them, and a duplicate for each follows. An array makes a head for the whole, a slot for each entry, and a
@@ -69,7 +70,8 @@ ElementTreeBuilder::ElementTreeBuilder(Descriptor& descriptor, const Limits& lim
 ElementTree ElementTreeBuilder::build()
 {
     _measureReports();
-    // The root, the collections and the handlers are served first: without them the fields cannot be reached.
+    // The root, the collections and the handlers get their entries first: fields are reached through their collections,
+    // and a report has its size from its handler.
     std::size_t room = _limit;
     const auto claim = [&room](std::size_t wanted) {
         const std::size_t granted = std::min(room, wanted);

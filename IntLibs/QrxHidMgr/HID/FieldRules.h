@@ -13,7 +13,7 @@ struct ValueRange {
     std::int64_t maximum = 0;
 };
 
-/// The byte that begins a numbered report.
+/// Bits of the report number, which is the first byte of a numbered report.
 constexpr std::uint32_t kReportIDBits = 8;
 
 /// Array items and one-bit variables; all other variables are values. Buttons are numbered before values.
@@ -29,20 +29,22 @@ inline bool isUndefined(std::uint32_t usage)
     return (usage & kUsageIDMask) == 0;
 }
 
-/// Whether the field's report can travel at all: its number fits a byte.
+/// Whether a report of this number can travel at all: the number fits a byte.
 bool canTravel(std::uint32_t reportID);
 
-/// True for a field that only fills the report up: it has no bits or no usage.
+/// True for a field that makes no element: it has no bits or no usage, or it is constant and all its usages are
+/// undefined.
 bool isPadding(const Field& field);
 
 /// How many usages the item names.
 std::uint64_t usageCount(const Field& field);
 
-/// The values that the last usage of a value field stands for: those for which no usage is left. 1 where it makes no
-/// duplicates.
+/// How many values the last usage of a value field stands for: its own and those for which no usage is left. 1 where it
+/// makes no duplicates. The field is no padding.
 std::uint32_t lastUsageCount(const Field& field);
 
-/// The declared range as far as the field can hold it. An inverted one is turned round, but not an array's.
+/// The declared range as far as the field can hold it: a maximum above the largest number of its bits becomes that
+/// number, a minimum above it 0. If it is inverted then, the ends of a variable's change places, an array's stay.
 ValueRange logicalRange(const Field& field);
 
 /// HID 1.11, 6.2.2.7: physical limits that are both 0 or undeclared equal the logical ones; so do, here, those that are

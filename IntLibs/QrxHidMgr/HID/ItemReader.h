@@ -66,7 +66,8 @@ public:
     /// `bytes` must outlive the reader.
     explicit ItemReader(std::span<const std::uint8_t> bytes) : _bytes(bytes) {}
 
-    /// Reads the next item. Where the bytes end inside it, `item` has its place, type and tag, and nothing can follow.
+    /// Reads the next item. Where the bytes end inside it, `item` has its place and type, and the reader must not be
+    /// asked again: it would take the data for items.
     Outcome next(Item& item);
 
 private:

@@ -15,23 +15,24 @@
 
 namespace qrx::hid {
 
-/// A main item that has something to say, with what is needed to read and write it.
+/// A main item that is no padding, with what is needed to read and write its values.
 struct LayoutField {
     ReportType type = ReportType::input;
     std::uint32_t reportID = 0;
     /// From the first bit of the report as it travels: the byte with the report's number is counted where there is one.
     std::size_t bitOffset = 0;
     std::uint32_t sizeBits = 0;
-    /// Values that have a name; for an array its entries.
+    /// How many values have a usage; of an array, how many entries it has.
     std::uint32_t count = 0;
     bool isArray = false;
     bool isSigned = false;
     /// The item's data, FieldFlags.
     std::uint32_t flags = 0;
-    /// As far as the field can hold them; an inverted range of a variable item is turned round.
+    /// As `logicalRange` has them; 0 and 1 for a variable of one bit, whatever is declared.
     std::int64_t logicalMinimum = 0;
     std::int64_t logicalMaximum = 0;
-    /// Equal to the logical ones where none are declared, or none that increase (6.2.2.7).
+    /// Equal to the logical ones where none are declared, or none that increase (6.2.2.7), and for arrays and single
+    /// bits.
     std::int64_t physicalMinimum = 0;
     std::int64_t physicalMaximum = 0;
     /// Arrays measure nothing, so theirs is 0.

@@ -119,7 +119,7 @@ void LocalItems::_closeRange(const Item& item, Kind kind, OpenRange low, OpenRan
     if (kind != usageKind) {
         return;
     }
-    // Kept nevertheless: the numbers in between are what hosts make of it.
+    // The range is kept all the same, with all 32-bit numbers between its ends, as Linux does.
     if (low.isExtended && low.value >> kPageShift != high.value >> kPageShift) {
         _log.error(item, "range over two usage pages");
     }

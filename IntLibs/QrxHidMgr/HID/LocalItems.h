@@ -24,7 +24,7 @@ public:
     bool hasUsages() const { return !_usages.empty(); }
     /// Whether some usage carries no page of its own.
     bool needsUsagePage() const;
-    /// A usage, or a half of a range that is still incomplete.
+    /// True unless a usage waits, or one end of a usage range.
     bool isEmpty() const;
     /// Whether any usage stands on another page than `usagePage` where it was written.
     bool changesPage(std::uint16_t usagePage) const;

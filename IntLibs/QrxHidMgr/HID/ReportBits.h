@@ -1,6 +1,6 @@
 #pragma once
 
-/// Bits of a report: little-endian, beginning at any bit (HID 1.11, 8.4).
+/// Bits of a report: values are little-endian (HID 1.11, 5.8) and begin at any bit.
 
 #include <algorithm>
 #include <bit>

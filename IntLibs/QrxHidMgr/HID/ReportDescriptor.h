@@ -1,7 +1,8 @@
 #pragma once
 
-/// Reading is a pure function: no I/O, no state, bounded in time and memory by Limits whatever the bytes are. What was
-/// understood before a fault is kept, and each fault is reported with its place.
+/// Reading is a pure function: no I/O, no state, bounded in time and memory by Limits whatever the bytes are. A fault
+/// does not end it: each is reported with its place, and reading goes on with the most probable meaning
+/// (DescriptorReader.cpp).
 
 #include "ReportType.h"
 
@@ -23,7 +24,7 @@ struct Limits {
     /// Pushed global states at once.
     std::size_t globalStackDepth = 64;
     /// Entries of one interface's element table: heads, duplicates, slots and selectors counted. A keyboard has some
-    /// 250; fewer than 10 of 550 real devices declare more, with blobs of bytes or arrays over half a usage page.
+    /// 250; fewer than 10 of 550 real devices exceed the limit, with blobs of bytes or arrays over half a usage page.
     std::size_t elements = 16384;
     /// Payload bits of one report: what a control transfer can carry (65,535 bytes).
     std::size_t reportBits = std::size_t{8} * 65535;
@@ -100,7 +101,7 @@ struct Field {
     bool isVariable() const { return (flags & kFieldVariable) != 0; }
 };
 
-/// Payload of one report, by type and number, in the order of first appearance.
+/// One report: a type and a number, with the bits of all its fields.
 struct Report {
     ReportType type = ReportType::input;
     std::uint32_t id = 0;
@@ -120,7 +121,7 @@ struct Diagnosis {
 };
 
 struct Descriptor {
-    /// In the order of their items.
+    /// In the order of their items; reports in the order of their first fields.
     std::vector<Collection> collections;
     std::vector<Field> fields;
     std::vector<Report> reports;

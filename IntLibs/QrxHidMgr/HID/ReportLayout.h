@@ -11,7 +11,7 @@
 ///   An array item counts entries of one width. An entry shows one of the item's usages: the logical minimum shows the
 ///   first, each number above it the next. Any other number, and a usage with the ID 0, means that nothing is shown.
 ///
-///   Values are little-endian and begin at any bit (HID 1.11, 8.4). They are signed where the logical minimum is
+///   Values are little-endian (HID 1.11, 5.8) and begin at any bit. They are signed where the logical minimum is
 ///   negative. Where the item has a null state, a value outside of the logical range is no value (6.2.2.5).
 ///
 /// Padding, items without bits and reports whose number does not fit a byte are left out. Reading costs time in
@@ -86,7 +86,7 @@ enum class EncodeResult : std::uint8_t {
     noSuchReport, ///< the interface declares none of this type and number
     tooShort,     ///< the buffer does not hold the whole report
     noSuchUsage,  ///< the report has no such value, or not that many
-    outOfRange,   ///< outside of the logical range, or not 0 or 1 for a usage of an array
+    outOfRange,   ///< outside of the logical range or of the field's bits, or not 0 or 1 for a usage of an array
     noRoom        ///< more usages are to be shown than the array has entries, or it has no number for "nothing"
 };
 
@@ -115,7 +115,7 @@ public:
     /// that are not named stay as they are in `report`, and so does everything on failure. An array of which a usage is
     /// named then shows the usages that are named with the value 1, in the order in which they are named, and no
     /// others. `failed` becomes the position in `values` of the one that could not be written, or their number where an
-    /// array has no number for "nothing".
+    /// array has no number for "nothing"; it stays as it is on success and where the report itself is refused.
     EncodeResult encode(ReportType type, std::uint32_t reportID, std::span<const UsageValue> values,
                         std::span<std::uint8_t> report, std::size_t* failed = nullptr) const;
 

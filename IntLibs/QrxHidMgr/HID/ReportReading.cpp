@@ -1,5 +1,6 @@
-// From the bytes of a report to values: once a report of every device that is decoded, so the time goes with the values
-// of the report, and after the first reports nothing is allocated.
+// From the bytes of a report to values. This runs for every report of a device that is decoded. So its time grows with
+// the values of the report alone, not with what its arrays could show, and after the first reports nothing is
+// allocated.
 
 #include "FieldRules.h"
 #include "ReportLayout.h"
@@ -50,7 +51,7 @@ public:
                 }
             }
         }
-        // What is left has the last usage. `position` is one past it.
+        // The values for which no usage is left repeat the last one. `position` is one past it.
         for (; index < count; ++index) {
             set(value[index], field, fieldIndex, index, field.usages.back().last, position - 1);
         }

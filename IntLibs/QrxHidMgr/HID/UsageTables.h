@@ -4,13 +4,14 @@
 #include <span>
 #include <string>
 
-/// The names of the HID Usage Tables. The data are UsageTables.tsv, of which the build makes the tables.
+/// The names of the HID Usage Tables. The build makes the tables of UsageTables.tsv (GenerateUsageTables.cmake): names
+/// are lists of word numbers, so that a word that many names share is there once.
 namespace qrx::hid {
 
 inline constexpr char kUsageTablesVersion[] = "1.6";
 
-/// What is named. The runs of one page stand in this order. A numbered page names its usages by a word and their
-/// number.
+/// What a run names; the runs of one page are sorted in this order. The usages of a numbered page ("Button 3") are
+/// named by one word and their number.
 enum class UsageKind : std::uint8_t { page, numbered, usage };
 
 /// Usages of a page that follow each other.
@@ -24,7 +25,7 @@ struct UsageRun {
     std::uint16_t count;
 };
 
-/// The last word of a name; the other bits are the word's number.
+/// Marks the last word of a name; the other bits are the word's number.
 inline constexpr std::uint16_t kLastWord = 0x8000;
 
 struct UsageTables {

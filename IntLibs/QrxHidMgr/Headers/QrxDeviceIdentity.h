@@ -51,14 +51,15 @@ public:
     uint32_t getBusNumber() const;
     /// The platform's number of the place: the bus in the top byte, then 4 bits for each port.
     uint32_t getLocationID() const;
-    /// On the bus; another one each time that the device is plugged in.
+    /// The device's number on its bus, which the host gives anew each time that the device is plugged in.
     uint32_t getAddress() const;
     QrxUsbSpeed getSpeed() const;
     /// Made by this program, see QrxVirtualDevice.
     bool isVirtual() const;
 
-    /// The USB interfaces, those that are not HID included. Operations by index throw std::out_of_range past the end.
+    /// How many USB interfaces there are, those that are not HID included.
     size_t getInterfaceCount() const;
+    /// The number of the interface at `index`, counted from 0. Throws std::out_of_range past the end.
     int getInterfaceNumber(size_t index) const;
     /// The name of an interface, chosen by its number; "" if there is none.
     const std::string& getInterfaceName(int interfaceNumber) const;

@@ -60,7 +60,7 @@ public:
     /// For backends: this class's own body replaces the pairs; an override calls it first.
     virtual void observe(const std::vector<std::pair<unsigned short, unsigned short>>& ids) = 0;
 
-    /// Tells the world of a device.
+    /// Announces that a device was added or removed.
     ///
     /// Kind 1, added: calls the delegate's `deviceAdded` with a handle of its own, or, without a delegate, writes
     /// "device notification: device added" and an end of line to standard output. Any other kind, 2 for removed among
@@ -105,8 +105,9 @@ protected:
     /// `_addDevice` does in the end; for backends that compare devices by themselves.
     void _listDevice(const mis::swizzler<QrxHIDDevice>& device);
 
-    /// Raises the notification of kind 2 for a device that is off the list, then tells those whose delegates ask for
-    /// removals, and closes the device for them. The tree may be gone afterwards.
+    /// Raises the notification of kind 2 for a device that is off the list. If the tree or the device has a delegate
+    /// that hears of removals, it then tells the tree's, then the device's, and closes the device, also when one of
+    /// them throws. The tree may be gone afterwards.
     void _announceRemoval(const mis::swizzler<QrxHIDDevice>& device);
 
     /// The pairs (vendor ID, product ID) wanted, in the order given.
@@ -115,11 +116,12 @@ protected:
     /// The devices found, in the order of addition; never an empty handle.
     std::vector<mis::swizzler<QrxHIDDevice>> _devices;
 
-    /// The listener, not owned, or null.
+    /// The delegate, not owned, or null.
     QrxDeviceTreeDelegateInterface* _delegate;
 
 private:
-    /// The listener, if it asks for removals, or null.
+    /// What hears of removals: the delegate, if it derives from this interface as well, or the facade. Not owned, or
+    /// null.
     QrxDeviceTreeRemovalInterface* _removalListener;
 };
 

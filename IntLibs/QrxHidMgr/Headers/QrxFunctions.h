@@ -1,5 +1,9 @@
 /// @file
 /// Functions in place of delegates, for short programs.
+///
+/// A function may do anything, such as replace itself or drop the object that it was given to: it is kept alive until
+/// it returns. An empty function, and one that was never set, does nothing. An exception passes as that of a delegate
+/// would. All calls come on the thread of the tree or device.
 
 #ifndef QRX_FUNCTIONS_H
 #define QRX_FUNCTIONS_H
@@ -18,10 +22,8 @@
 #include <functional>
 #include <memory>
 
-// A function may do anything, replace itself and drop its owner included; it is kept until it returns. An empty one,
-// and one that was never set, does nothing. An exception goes where that of a delegate would.
-
-/// Is the delegate of a tree while it lives, and holds the tree.
+/// The delegate of a tree, made of functions. It holds the tree, and is its delegate from the constructor to the
+/// destructor; the application owns it and uses it on the tree's thread.
 ///
 ///     QrxTreeFunctions functions(QrxDeviceTree::NewInstance());
 ///     functions.onAdded([](const mis::swizzler<QrxHIDDevice>& device) { ... });
@@ -30,12 +32,14 @@ class QRX_EXPORT QrxTreeFunctions : public QrxDeviceTreeDelegateInterface, publi
 public:
     using DeviceFunction = std::function<void(const mis::swizzler<QrxHIDDevice>& device)>;
 
+    /// Becomes the tree's delegate in place of any earlier one. Ends the process when the handle is empty.
     explicit QrxTreeFunctions(const mis::swizzler<QrxDeviceTree>& tree);
     QrxTreeFunctions(const QrxTreeFunctions&) = delete;
     QrxTreeFunctions& operator=(const QrxTreeFunctions&) = delete;
-    /// Leaves the tree without a delegate.
+    /// Leaves the tree without a delegate, also when another one was set meanwhile.
     ~QrxTreeFunctions() override;
 
+    /// The tree that the constructor was given.
     const mis::swizzler<QrxDeviceTree>& getTree() const;
 
     /// As QrxDeviceTreeDelegateInterface::deviceAdded.
@@ -51,7 +55,8 @@ private:
     std::unique_ptr<Body> _body;
 };
 
-/// The delegate of a device, which owns it. Set the functions before the device is opened.
+/// The delegate of a device, made of functions. The device owns it, as any delegate. Set the functions before the
+/// device is opened: what comes earlier is dropped.
 class QRX_EXPORT QrxDeviceFunctions : public QrxHIDDeviceDelegateInterface, public QrxHIDDeviceEventInterface {
 public:
     using ReportFunction = std::function<void(const uint8_t* bytes, size_t size, int interfaceNumber)>;

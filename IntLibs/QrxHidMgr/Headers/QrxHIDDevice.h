@@ -184,11 +184,11 @@ protected:
     /// The reports, in the order of addition; never an empty handle.
     std::vector<mis::swizzler<QrxHIDReport>> _reports;
 
-    /// The listener, owned at the device's end, or null.
+    /// The delegate, or null. The destructor deletes the one that is set then.
     QrxHIDDeviceDelegateInterface* _delegate;
 
 private:
-    /// The listener, if it hears of more than reports, or null.
+    /// The delegate again, if it also derives from this interface, or null.
     QrxHIDDeviceEventInterface* _eventListener;
 };
 

@@ -27,9 +27,10 @@ public:
     /// tree's delegate was told (`QrxDeviceTreeRemovalInterface`).
     virtual void deviceRemoved(mis::swizzler<QrxHIDDevice> device);
 
-    /// Reports of an interface may have been dropped, because those that waited had no room: after the ones delivered
-    /// so far and before those to come. `count` is how often the room was used up since the last call, at least 1; see
-    /// `QrxGetPossibleLosses`, which tells the sum. Never called on macOS, which does not tell.
+    /// Reports of an interface may have been dropped, because the queue in which they wait for the run loop was full:
+    /// they would have come after the ones delivered so far and before those to come. `count` is how often the queue
+    /// was found full since the last call, at least 1; `QrxGetPossibleLosses` gives the sum. Never called on macOS,
+    /// which does not tell.
     virtual void inputMayBeLost(mis::swizzler<QrxHIDDevice> device, int interfaceNumber, uint64_t count);
 };
 

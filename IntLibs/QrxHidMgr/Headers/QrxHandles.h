@@ -1,5 +1,6 @@
 /// @file
-/// Handles as keys of the standard library's containers: by the object that they hold.
+/// Handles as keys of the standard library's containers: by the address of the object that they hold. A key keeps its
+/// object alive. Empty handles are equal.
 
 #ifndef QRX_HANDLES_H
 #define QRX_HANDLES_H
@@ -8,8 +9,6 @@
 
 #include <cstddef>
 #include <functional>
-
-// A key keeps its object alive. Empty handles are equal.
 
 template <typename T>
 struct std::hash<mis::swizzler<T>> {

@@ -1,5 +1,9 @@
 /// @file
 /// When input came, and how much.
+///
+/// The functions are called on the thread that opened the device and make no system call. They clear `error` on
+/// success; the errors are QrxError::noSuchInterface, QrxError::notOpen, and on macOS, which offers neither counts nor
+/// times, QrxError::notPossible.
 
 #ifndef QRX_INPUT_H
 #define QRX_INPUT_H
@@ -36,18 +40,14 @@ private:
     std::shared_ptr<const Body> _body;
 };
 
-// Both are called on the thread that opened the device, and make no system call. Errors: QrxError::noSuchInterface,
-// QrxError::notOpen, and QrxError::notPossible on macOS, which counts and tells nothing of that kind. `error` is
-// cleared on success.
-
-/// All 0 on failure.
+/// The counts as they are now; all 0 on failure.
 QRX_EXPORT QrxInputCounts QrxGetInputCounts(const QrxHIDDevice& device, int interfaceNumber, std::error_code& error);
 
 /// When the report was read that the delegate is being told of; between reports, the last one. Reports that were read
 /// in one go have one time. The clock is the system's monotonic one, CLOCK_MONOTONIC on Linux.
 ///
-/// Times are taken from the first question on, so that they cost nothing where nobody asks: the first one is answered
-/// with the present time.
+/// Times are taken from the first call for an interface on, so that they cost nothing where nobody asks: that call
+/// returns the present time. On failure the result is the clock's epoch.
 QRX_EXPORT std::chrono::steady_clock::time_point QrxGetArrivalTime(const QrxHIDDevice& device, int interfaceNumber,
                                                                    std::error_code& error);
 

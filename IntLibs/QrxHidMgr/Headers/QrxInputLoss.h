@@ -20,8 +20,8 @@
 /// - On macOS this cannot be told: `error` is QrxError::notPossible.
 ///
 /// The other errors: QrxError::noSuchInterface, and QrxError::notOpen while the interface is not open (also where it
-/// could not be opened). The result is 0 then; `error` is cleared on success. What was counted is forgotten when the device
-/// is closed.
+/// could not be opened). The result is 0 then; `error` is cleared on success. What was counted is forgotten when the
+/// device is closed.
 ///
 /// Call it on the thread that opened the device; also within its callbacks. It costs no system call.
 QRX_EXPORT std::uint64_t QrxGetPossibleLosses(const QrxHIDDevice& device, int interfaceNumber, std::error_code& error);

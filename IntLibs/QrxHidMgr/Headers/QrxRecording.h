@@ -1,3 +1,10 @@
+/// @file
+/// A device and what it sent, as text.
+///
+/// The classes are values: copies are independent of each other. One that was moved from may be assigned to and
+/// destroyed, nothing else. Setters return the object, so that one expression describes it; they check nothing, as the
+/// rules are about all facts together (QrxRecording::write).
+
 #ifndef QRX_RECORDING_H
 #define QRX_RECORDING_H
 
@@ -10,9 +17,6 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
-
-// The classes below are values: copies are independent of each other. One that was moved from may be assigned to and
-// destroyed, nothing else. Setters return the object, so that one expression describes it.
 
 /// One HID interface of a recorded device.
 class QRX_EXPORT QrxRecordedInterface {
@@ -110,8 +114,9 @@ private:
 /// backslash, `\n` and `\r` are the line ends, `\s` and `\t` a blank and a tab at an end of the text. In all other
 /// lines a backslash is a backslash.
 ///
-/// All interfaces of a recording belong to one device: their I: lines agree. Without "#@ interface" the interfaces are
-/// numbered in the order in which they appear; without "#@ product-name" the first interface's name is the device's.
+/// All interfaces of a recording belong to one device: their I: lines have the same vendor ID and product ID. Without
+/// "#@ interface" the interfaces are numbered in the order in which they appear; without "#@ product-name" the first
+/// interface's name is the device's.
 class QRX_EXPORT QrxRecording {
 public:
     /// A USB device without interfaces, which cannot be written yet.
@@ -159,8 +164,8 @@ public:
     QrxRecording& setComments(std::vector<std::string> comments);
 
     /// Reads the whole text; `fileName` is for messages only. Throws QrxRecordingError at the first line that is not
-    /// understood, states a wrong length, lets time run backwards, or is longer than 256 KiB; nothing half read is ever
-    /// returned.
+    /// understood, states a wrong length, lets time run backwards, or is longer than 256 KiB, and for a text without an
+    /// I: line or with an interface without an R: line; nothing half read is ever returned.
     static QrxRecording read(std::istream& text, const std::string& fileName);
 
     /// Reads a file; one that cannot be opened or read is a QrxRecordingError too.

@@ -53,8 +53,8 @@ public:
     /// logical range.
     bool isNull() const { return _isNull; }
 
-    /// The same usage in the same place with another value: 0 for a key that has been released since, say. `bits` are
-    /// the value in two's complement.
+    /// The same usage in the same place with another value, which is not null: 0 for a key that has been released
+    /// since, say. `bits` are the value in two's complement.
     QrxDecodedValue withValue(uint64_t bits) const;
 
 private:

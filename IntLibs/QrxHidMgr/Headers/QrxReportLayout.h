@@ -24,7 +24,8 @@ constexpr size_t kQrxNoCollection = static_cast<size_t>(-1);
 
 /// One item of a report descriptor that has a meaning: `getCount` values of one width, side by side.
 ///
-/// A view into the layout that gave it: copy it freely, use it while that layout or a copy of it lives.
+/// A view into a layout: copy it freely, use it while that layout, a copy of it, or the values that the layout filled
+/// live.
 class QRX_EXPORT QrxReportField {
 public:
     QrxReportType getReportType() const;
@@ -37,9 +38,9 @@ public:
     uint32_t getSizeBits() const;
     /// How many values have a usage; for an array, how many usages it can show at once.
     uint32_t getCount() const;
-    /// How many usages the field names. An array can show any of them. Else the value at an index has the usage at this
-    /// position, or the last one where there are more values than usages; where there are more usages than values, those
-    /// that are left over have no place in the report.
+    /// How many usages the field names. An array can show any of them. In a field that is no array the value at an
+    /// index has the usage at this position, or the last one where there are more values than usages; where there are
+    /// more usages than values, those that are left over have no place in the report.
     uint64_t getUsageCount() const;
     /// The usage at a position, the usage page in the high 16 bits. Throws std::out_of_range past the end.
     uint32_t getUsage(uint64_t position) const;
@@ -51,25 +52,28 @@ public:
 
     /// The field names which of its usages are on, instead of having a value for each of them.
     bool isArray() const;
-    /// Only fills up; such a field is neither read nor written.
+    /// The device declares the field as constant. It is not read, and `encode` writes zeros there.
     bool isConstant() const;
     /// A change since the last report, instead of a position.
     bool isRelative() const;
-    /// Values can be negative.
+    /// Values can be negative: the logical minimum is.
     bool isSigned() const;
     /// A value outside of the logical range says that there is none.
     bool hasNullState() const;
     /// The data of the item, HID 1.11, 6.2.2.5.
     uint32_t getFlags() const;
 
+    /// The limits that decoding and encoding go by: cut to what the field's width can hold, and 0 and 1 for a field of
+    /// single bits. Only an array's may be inverted.
     int64_t getLogicalMinimum() const;
     int64_t getLogicalMaximum() const;
-    /// Equal to the logical ones where the device declares none.
+    /// Equal to the logical ones for arrays and single bits, and where the device declares no range that increases.
     int64_t getPhysicalMinimum() const;
     int64_t getPhysicalMaximum() const;
-    /// The unit's code, HID 1.11, 6.2.2.7; 0 for none.
+    /// The unit's code, HID 1.11, 6.2.2.7; 0 for none and for arrays.
     uint32_t getUnit() const;
-    /// The power of ten by which physical values are to be multiplied.
+    /// The power of ten by which physical values are to be multiplied. Unlike that of QrxHIDCapability it is decoded:
+    /// -2 where the device wrote the code 14.
     int32_t getUnitExponent() const;
     /// What a logical value measures, in the field's unit, the exponent applied. A value outside of the logical range
     /// is scaled by the same line. The value itself where the logical range is empty.
@@ -146,7 +150,8 @@ class QRX_EXPORT QrxReportLayout {
 public:
     /// Empty: no reports.
     QrxReportLayout();
-    /// Reads a report descriptor of `size` bytes. What is understood before a fault is kept.
+    /// Reads a report descriptor of `size` bytes, at most the first 4096. A fault does not end the reading: whatever
+    /// can be understood is kept.
     QrxReportLayout(const uint8_t* descriptor, size_t size);
     /// The layout of an interface of a device that the library found. Empty if it has no HID interface of that number,
     /// or if the platform does not publish the descriptor. The first call for an interface reads the descriptor; later
@@ -200,9 +205,10 @@ public:
     /// order, and no others.
     ///
     /// Nothing is written on failure: QrxError::noSuchReport, wrongLength (the buffer is too short), noSuchUsage,
-    /// outOfRange (outside of the logical range of a field without a null state, or of its width) or noRoom (more
-    /// usages than the array has entries, or the array has no number for "nothing"). `failed`, if given, becomes the
-    /// position in `values` of the one that could not be written, `count` if it was none in particular.
+    /// outOfRange (outside of the logical range of a field without a null state, outside of the field's width, or
+    /// neither 0 nor 1 for a usage of an array) or noRoom (more usages than the array has entries, or the array has no
+    /// number for "nothing"). `failed`, if given, becomes the position in `values` of the one that could not be
+    /// written, `count` if it was none in particular and on success.
     std::error_code encode(QrxReportType type, uint32_t reportID, const QrxUsageValue* values, size_t count,
                            uint8_t* bytes, size_t size, size_t* failed = nullptr) const;
 

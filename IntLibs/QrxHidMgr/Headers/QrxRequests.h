@@ -1,5 +1,11 @@
 /// @file
 /// Opening, sending and asking with an outcome, for a device or for one of its interfaces.
+///
+/// All functions are called on the thread of the device's tree, also within callbacks. They work with devices that the
+/// library found; for a device of another class the error is QrxError::noSuchInterface. An interface number is that of
+/// a USB interface ("bInterfaceNumber"). The device is kept alive until the call returns, whatever its delegate does
+/// meanwhile. A request that is under way when the device is pulled may end with another error than QrxError::gone; the
+/// next one ends with `gone`.
 
 #ifndef QRX_REQUESTS_H
 #define QRX_REQUESTS_H
@@ -14,19 +20,15 @@
 
 class QrxHIDDevice;
 
-// All of them are called on the thread of the device's tree, also within callbacks, and work with devices that the
-// library found; for a device of another class the error is QrxError::noSuchInterface. An interface number is that of a
-// USB interface. The device lives until the call returns, whatever its delegate does meanwhile. A request that is under
-// way when the device is pulled may end with another error than `gone`; the next one is `gone`.
-
 /// Opens every HID interface of the device that is not open yet, as QrxHIDDevice::open does. One that cannot be opened
 /// does not keep the others closed; the outcome is that of the first that failed: gone, noPermission (the message names
 /// the node), busy, outOfDescriptors, notPossible (no report node) or failed. Without memory std::bad_alloc is thrown
 /// and what this call opened is closed again.
 [[nodiscard]] QRX_EXPORT QrxOutcome QrxOpen(QrxHIDDevice& device);
 
-/// Opens one interface and no other, so that access to the others is not needed. Nothing happens if it is open already;
-/// one that is open of a device that has left is gone (not told on macOS). Besides the errors above: noSuchInterface.
+/// Opens one interface and no other, so that access to the others is not needed. Nothing happens if it is open already,
+/// but if the device has left meanwhile the error is gone (macOS does not tell, and the call succeeds). Besides the
+/// errors above: noSuchInterface.
 [[nodiscard]] QRX_EXPORT QrxOutcome QrxOpen(QrxHIDDevice& device, int interfaceNumber);
 
 /// Closes one interface; on the thread that opened it. Input that waits is dropped. Nothing happens if it is not open.

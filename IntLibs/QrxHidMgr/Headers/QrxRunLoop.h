@@ -39,9 +39,9 @@ public:
     /// Names a function that is to be called later; never 0, and never used twice in a thread.
     using Timer = std::uint64_t;
 
-    /// A handle on the calling thread's loop, which is made on first use: with a handful of file descriptors, so this
-    /// throws std::system_error if none is free, and so do `observe` and `open` in a thread that has no loop yet. It
-    /// may be called again.
+    /// A handle on the calling thread's loop, which is made on first use. A loop takes a handful of file descriptors:
+    /// throws std::system_error if none is free, as do `observe` and `open` in a thread that has no loop yet. After a
+    /// failure it may be called again.
     static QrxRunLoop getCurrent();
     /// The same, by its name in version 0.1.
     static QrxRunLoop current() { return getCurrent(); }

@@ -1,14 +1,15 @@
 /// @file
 /// The version of the library.
+///
+/// `QRX_VERSION_MAJOR`, `QRX_VERSION_MINOR` and `QRX_VERSION_PATCH` are those of these headers. While the major version
+/// is 0, a program runs with a library of the same minor version and an equal or higher patch version; another minor
+/// version may need it built anew. The guide ("Versions") says what a minor version may change from 1.0 on.
 
 #ifndef QRX_VERSION_H
 #define QRX_VERSION_H
 
 #include "QrxExport.h"
 
-// The version of these headers. While the major version is 0, a program runs with a library of the same minor version
-// and an equal or higher patch version; another minor version may need it built anew. The guide ("Versions") says what
-// a minor version may change from 1.0 on.
 #define QRX_VERSION_MAJOR 0
 #define QRX_VERSION_MINOR 2
 #define QRX_VERSION_PATCH 0

@@ -1,3 +1,13 @@
+/// @file
+/// USB HID devices made by the program itself, for tests and demonstrations.
+///
+/// The classes that describe a virtual device are values: copies are independent of each other. One that was moved from
+/// may be assigned to and destroyed, nothing else. Setters return the object, so that one expression describes a
+/// device:
+///
+///     QrxVirtualDevice pedal(QrxVirtualIdentity(0x1209, 0x0008).setSerialNumber("T1"),
+///                            {QrxVirtualInterface(0, kPedalDescriptor).setName("pedal")});
+
 #ifndef QRX_VIRTUAL_DEVICE_H
 #define QRX_VIRTUAL_DEVICE_H
 
@@ -12,18 +22,12 @@
 #include <string>
 #include <vector>
 
-// What describes a virtual device are values: copies are independent of each other. One that was moved from may be
-// assigned to and destroyed, nothing else. Setters return the object, so that one expression describes a device:
-//
-//     QrxVirtualDevice pedal(QrxVirtualIdentity(0x1209, 0x0008).setSerialNumber("T1"),
-//                            {QrxVirtualInterface(0, kPedalDescriptor).setName("pedal")});
-
 /// What a virtual USB device says of itself.
 class QRX_EXPORT QrxVirtualIdentity {
 public:
     /// Release 1.0, no strings, every other number 0.
     QrxVirtualIdentity();
-    /// The same with the IDs of its kind.
+    /// The same with these IDs.
     QrxVirtualIdentity(std::uint16_t vendorID, std::uint16_t productID);
     QrxVirtualIdentity(const QrxVirtualIdentity& other);
     QrxVirtualIdentity(QrxVirtualIdentity&& other) noexcept;
@@ -67,7 +71,7 @@ public:
     QrxVirtualInterface& operator=(QrxVirtualInterface other) noexcept;
     ~QrxVirtualInterface();
 
-    /// USB interface number, unique in the device.
+    /// USB interface number, 0 to 255 and unique in the device; QrxVirtualDevice checks it.
     int getNumber() const;
     QrxVirtualInterface& setNumber(int number);
     /// An interface without a descriptor is not a HID interface: it is listed, and no HID driver takes it.
@@ -99,7 +103,7 @@ public:
     /// 0 input, 1 output, 2 feature.
     unsigned int getReportType() const;
     unsigned int getReportID() const;
-    /// As the application gave them.
+    /// As the application gave them: the report's number first, if it is numbered.
     const std::vector<std::uint8_t>& getBytes() const;
 
 private:
@@ -158,10 +162,12 @@ public:
     bool sendInputReport(int interfaceNumber, const std::uint8_t* bytes, std::size_t count);
     bool sendInputReport(int interfaceNumber, const std::vector<std::uint8_t>& bytes);
 
-    /// Whether a report would reach every connection now: false while one of them has kQueuedReports waiting.
+    /// Whether each connection that has the interface open would take a report now: false while one of them has
+    /// kQueuedReports waiting, true where nobody has it open.
     bool hasRoom(int interfaceNumber) const;
 
-    /// Without a handler every report is taken and kept for takeSentReports(). An empty function removes the handler.
+    /// Without a handler every report is taken and kept for takeSentReports(), any number of them. An empty function
+    /// removes the handler.
     void setSentReportHandler(SentReportHandler handler);
     /// Without a handler, a request is answered by the last report of that type and number that was sent on that
     /// interface, and refused if there is none.
@@ -186,9 +192,10 @@ private:
     std::shared_ptr<Body> _body;
 };
 
-/// Plays the events of a recording through a virtual device, on the run loop of the thread that calls start(). The
-/// device must have the recording's interfaces. It need not outlive the player and may be moved while it plays; a
-/// device that is destroyed is unplugged, and the rest of the recording reaches nobody.
+/// Plays the events of a recording through a virtual device, on the run loop of the thread that calls start(); the
+/// player is used and destroyed on that thread. The device must have the recording's interfaces. It need not outlive
+/// the player and may be moved while it plays; a device that is destroyed is unplugged, and the rest of the recording
+/// reaches nobody.
 ///
 /// Events of an interface that nobody has open are lost, as with a real device: open it before start().
 class QRX_EXPORT QrxRecordingPlayer {
@@ -204,9 +211,11 @@ public:
     QrxRecordingPlayer(const QrxRecordingPlayer&) = delete;
     QrxRecordingPlayer& operator=(const QrxRecordingPlayer&) = delete;
 
-    /// Begins with the first event. `speed` 1 is the recorded speed, 2 twice as fast, 0.5 half; kAsFastAsTaken (0) sets
-    /// no pace. Throws std::invalid_argument for a speed that is negative or not a number.
+    /// Begins with the first event, also while it plays. `speed` 1 is the recorded speed, 2 twice as fast, 0.5 half;
+    /// kAsFastAsTaken (0) sets no pace. Throws std::invalid_argument for a speed that is negative or not a number, and
+    /// std::system_error if no file descriptor is free.
     void start(double speed = 1);
+    /// Sends nothing more; start() begins anew. The finished handler is not called.
     void stop();
     /// All events have been sent. (They may still wait in the device's queue.)
     bool isFinished() const;

@@ -27,7 +27,7 @@
 ///
 /// | trigger                        | happens                                                                       |
 /// |--------------------------------|-------------------------------------------------------------------------------|
-/// | `report N`                     | at the Nth input report that the device sends, from 1, plug-ins not regarded  |
+/// | `report N`                     | at the Nth input report of the device, from 1; a new plug-in goes on counting |
 /// | `every N reports`              | at each Nth one                                                               |
 /// | `chance P%`                    | at each one with that probability, 0 to 100                                   |
 /// | `after TIME`                   | that long after setScript                                                     |
@@ -36,8 +36,9 @@
 /// | `when open`                    | at an attempt to open an interface                                            |
 /// | `when plugged`                 | before each arrival                                                           |
 ///
-/// A trigger of reports or opening may end with `on N`, the USB number of the only interface that it is about. Any may
-/// begin with `once` or `N times`, after which the rule is over: `2 times when open: refuse`.
+/// A trigger of reports or opening may end with `on N`, the USB number of the only interface that it is about; input
+/// reports are counted over all interfaces nevertheless. Any may begin with `once` or `N times`, after which the rule
+/// is over: `2 times when open: refuse`.
 ///
 /// | what happens                   | where                                                                         |
 /// |--------------------------------|-------------------------------------------------------------------------------|
@@ -47,10 +48,10 @@
 /// | `delay TIME`                   | reports: it is sent later                                                     |
 /// | `id HH`                        | reports: its first byte is that                                               |
 /// | `cut to N`, `pad to N`         | reports: at most, at least N bytes, with zeros                                |
-/// | `fill`                         | reports: it is sent until each reader's queue is full, and once more          |
+/// | `fill`                         | reports: it is sent 64 times, one more than the queue of a reader holds       |
 /// | `refuse`                       | output, feature, get: the device stalls; open: no permission                  |
 /// | `silence`                      | output, feature, get: the request ends as one whose time is over, at once     |
-/// | `wait TIME`                    | output, feature, get: the answer comes late; the caller waits                 |
+/// | `wait TIME`                    | output, feature, get: the caller waits for the answer; timed out after 5 s    |
 /// | `answer BYTES`                 | get: the report                                                               |
 /// | `send BYTES [on N] [after TIME]` | everywhere: an input report, to which no other rule applies                 |
 /// | `unplug`                       | everywhere but open and plugged                                               |
@@ -58,9 +59,11 @@
 /// | `garble strings`               | everywhere: from the next arrival on the names are hostile texts by chance    |
 /// | `descriptor BYTES [on N]`      | everywhere: the report descriptor from the next arrival on                    |
 ///
-/// BYTES are pairs of hexadecimal digits. In a trigger `??` is any byte and a last `...` any that follow; in `send` and
-/// `answer` `??` is the byte at that place of the report that the rule is about. A TIME is a number and us, ms, s or
-/// min, at most a day. Without `on` an interface is that of the report, else the first HID interface.
+/// BYTES are pairs of hexadecimal digits. In a trigger `??` is any byte and a last `...` any that follow. In a `send`
+/// at an input, output or feature report `??` is the byte at that place of the report, 0 past its end; nowhere else may
+/// it stand. A TIME is a number, a blank and us, ms, s or min, at most a day. Without `on` a `send` is from the
+/// interface of the report or the opening, else from the first HID interface, and a `descriptor` is that of the first
+/// HID interface. All rules together have at most 10,000 things that may happen and 4 MiB of BYTES.
 ///
 /// A value: copies are independent of each other. One that was moved from may be assigned to and destroyed, nothing
 /// else.

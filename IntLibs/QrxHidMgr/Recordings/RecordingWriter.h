@@ -14,7 +14,7 @@ namespace qrx {
 class RecordingWriter {
 public:
     explicit RecordingWriter(std::ostream& text) : _text(text) {}
-    /// Hands lines over until the stream fails.
+    /// Writes all of it. The stream's state is the caller's to check: a stream that has failed ignores the rest.
     void write(const QrxRecording& recording);
     /// Hands one event over at once, with a "D:" line before it if asked, so that no half of it is written alone.
     void writeEvent(const QrxRecordedEvent& event, bool switchesInterface);

@@ -11,7 +11,7 @@ namespace qrx {
 /// character, a character that is cut off, an overlong form, a surrogate, a number above U+10FFFF.
 std::size_t utf8Length(std::string_view bytes);
 
-/// The number of a character of which `bytes` are all bytes.
+/// The code point of the one character that `bytes` are, as utf8Length has measured it; nothing is checked again.
 char32_t utf8Character(std::string_view bytes);
 
 } // namespace qrx

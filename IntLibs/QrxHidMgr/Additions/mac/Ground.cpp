@@ -11,13 +11,14 @@ std::uint64_t possibleLosses(IOHIDDeviceInterface122**, std::error_code& error)
     return 0;
 }
 
-// The system's device interface has no such question; requests answer it.
+// The system's device interface has no operation for this. A request to a device that has left fails, and its result
+// tells the caller.
 bool hasLeft(IOHIDDeviceInterface122**)
 {
     return false;
 }
 
-// Neither is told by the system's device interface.
+// The system's device interface counts no input, and reports come without a time.
 InputCounts inputCounts(IOHIDDeviceInterface122**, std::error_code& error)
 {
     error = QrxError::notPossible;
@@ -32,6 +33,8 @@ std::chrono::steady_clock::time_point arrivalTime(IOHIDDeviceInterface122**, std
 
 Place placeOf(IOHIDDeviceInterface122**, std::uint32_t locationID)
 {
+    // The bus is the top byte; then come 4 bits for each port from the root hub on, and zeros from the device's own
+    // port on. A device without a port has no place to name: that is the root hub itself.
     constexpr unsigned kBusShift = 24;
     constexpr unsigned kPortBits = 4;
     std::string chain = std::to_string(locationID >> kBusShift);

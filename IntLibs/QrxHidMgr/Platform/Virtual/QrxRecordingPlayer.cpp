@@ -53,7 +53,8 @@ private:
 
 namespace {
 
-/// Longest time to an event: what is farther away is as good as never, and must not overflow.
+/// Longest time to an event, 31 years: a recording may have times, and a program may choose a speed, whose quotient
+/// would overflow the clock.
 constexpr double kMaximumDelayUs = 1.0e15;
 
 } // namespace
@@ -134,7 +135,7 @@ void QrxRecordingPlayer::Body::sendDueEvents()
 {
     // The finished handler may destroy the player.
     const std::shared_ptr<Body> self = shared_from_this();
-    // A burst stays below one queue's depth, so that readers on this loop get their turn in between.
+    // A burst is at most what a queue holds, so that readers on this loop get their turn in between.
     for (std::size_t burst = 0; burst < qrx::platform::VirtualUsbDevice::kQueuedReports; ++burst) {
         if (isFinished()) {
             finish();

@@ -60,7 +60,7 @@ HIDChannel::Next ReportQueue::take(std::span<const std::uint8_t>& report, bool& 
     return HIDChannel::Next::report;
 }
 
-// With the lock held.
+// Called with the lock held.
 bool ReportQueue::fetchWaiting()
 {
     std::swap(_waiting, _fetched);

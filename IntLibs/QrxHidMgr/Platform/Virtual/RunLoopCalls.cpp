@@ -25,7 +25,7 @@ private:
 
 RunLoopCalls::~RunLoopCalls()
 {
-    // A loop that waits for a call that does nothing would not finish.
+    // A loop with timers is not finished, so those whose functions would find this object gone are cancelled.
     const auto cancelAll = [timers = std::move(_timers), loop = _loop]() mutable {
         for (const QrxRunLoop::Timer timer : timers) {
             loop.cancel(timer);
@@ -39,7 +39,7 @@ RunLoopCalls::~RunLoopCalls()
             _loop.post(cancelAll);
         }
     } catch (...) {
-        // Without memory the calls come and find nothing to do.
+        // Without memory for the post the timers stay; their functions find this object gone and do nothing.
     }
 }
 

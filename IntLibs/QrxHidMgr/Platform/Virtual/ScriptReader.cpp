@@ -43,7 +43,7 @@ struct VerbRow {
     std::string_view shown;
 };
 
-// "fill" stands for as many reports as it takes; "double" is a repetition.
+// "double" is Verb::repeat, because the word is a keyword of C++; "id" is Verb::number, the report's number.
 constexpr std::array kVerbs{
     VerbRow{"drop", Verb::drop, kReports, "", "drop"},
     VerbRow{"double", Verb::repeat, kReports, "", "double"},

@@ -8,8 +8,8 @@
 
 namespace qrx::platform::script {
 
-/// Most of what may happen in a script, and the most bytes that all its patterns have together: a file of another kind
-/// must not take all memory.
+/// The most actions, and the most bytes of patterns, that all rules of a script have together. A script may come from
+/// somebody else: what it makes the program hold is bounded.
 constexpr std::size_t kMaximumActions = 10'000;
 constexpr std::size_t kMaximumAllBytes = 4 * 1024 * 1024;
 /// Longest time of a rule.

@@ -12,7 +12,7 @@
 /// The rules of a QrxVirtualScript as they are kept: what its text says, checked.
 namespace qrx::platform::script {
 
-/// What a rule is about. The order is that of the table of verbs in ScriptReader.cpp.
+/// What a rule is about. The table of verbs in ScriptReader.cpp uses the values as bit numbers.
 enum class Event { report, sent, request, open, plugged, time };
 
 /// Bytes with gaps: no value stands for any byte, or for that of another report.
@@ -36,10 +36,12 @@ struct Trigger {
     Pattern pattern;
     /// For a requested report; no value: any.
     std::optional<std::uint32_t> reportID;
-    /// One of these says which of the reports, unless the trigger is about all.
+    /// For an input report exactly one of these is set: the Nth report, each Nth one, or each one with this
+    /// probability.
     std::uint64_t number = 0;
     std::uint64_t every = 0;
     std::optional<unsigned> percent;
+    /// For an event of time: that long after the script began.
     std::chrono::microseconds time{0};
     /// How often the rule acts; no value: without end.
     std::optional<std::uint64_t> times;
@@ -67,9 +69,12 @@ enum class Verb {
 
 struct Action {
     Verb verb = Verb::drop;
+    /// The operands of the verb; each verb uses those that its row in ScriptReader.cpp names. `count` is a length for
+    /// cut and pad, a byte for number; `time` is what delay and wait take, and how much later send and plug happen.
     std::size_t count = 0;
     Pattern bytes;
     std::chrono::microseconds time{0};
+    /// No value: for send, that of the report or the opening, else the first HID interface; for descriptor, the first.
     std::optional<int> interfaceNumber;
 };
 

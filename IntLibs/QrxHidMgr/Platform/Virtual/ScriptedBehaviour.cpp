@@ -43,6 +43,7 @@ std::shared_ptr<ScriptedBehaviour> ScriptedBehaviour::start(const std::shared_pt
             continue;
         }
         started->later(rule.trigger.time, [weak = std::weak_ptr(started), actions = rule.actions](VirtualUsbDevice&) {
+            // Not null: `later` calls this only while the script lives, and holds it for the call.
             const auto self = weak.lock();
             for (const Action& action : actions) {
                 self->act(action, {Event::time, std::nullopt, {}});
@@ -86,7 +87,7 @@ bool ScriptedBehaviour::fits(const Trigger& trigger, const Occasion& occasion)
     }
 }
 
-// With the lock held.
+// Called with the lock held.
 std::vector<Action> ScriptedBehaviour::actionsAt(const Occasion& occasion)
 {
     std::vector<Action> actions;
@@ -140,7 +141,7 @@ void ScriptedBehaviour::shape(Outgoing& outgoing, const Action& action)
     default:
         break;
     }
-    // Several rules that double would make a report's number grow without bound.
+    // Several rules that double would multiply a report without bound. More than a queue holds are lost anyway.
     outgoing.copies = std::min(outgoing.copies, VirtualUsbDevice::kQueuedReports + 1);
 }
 
@@ -195,7 +196,8 @@ bool ScriptedBehaviour::sendInputReport(int interfaceNumber, std::span<const std
 
 // --- requests ----------------------------------------------------------------------------------------------------
 
-/// The answer that an action gives; waits where it says so.
+/// The answer that an action gives, if it gives one. An action that waits is waited for here, on the caller's thread;
+/// `waited` sums that up.
 std::optional<Status> ScriptedBehaviour::decide(const Action& action, std::chrono::microseconds& waited)
 {
     switch (action.verb) {
@@ -272,7 +274,7 @@ Status ScriptedBehaviour::open(int interfaceNumber)
 
 // --- the device --------------------------------------------------------------------------------------------------
 
-/// What changes the next arrival. With the lock held.
+/// Keeps what changes the next arrival; other actions change nothing here. Called with the lock held.
 void ScriptedBehaviour::note(const Action& action)
 {
     if (action.verb == Verb::garble) {

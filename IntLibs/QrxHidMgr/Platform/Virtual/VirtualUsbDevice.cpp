@@ -186,7 +186,7 @@ Status VirtualUsbDevice::openQueue(std::uint64_t plugging, int interfaceNumber, 
         return Status::notAttached;
     }
     auto opened = std::make_shared<ReportQueue>(kQueuedReports);
-    // Said at error level, because the operation of the model that opens reports no failure to its caller.
+    // Logged at error level, because the operation of the model that opens reports no failure to its caller.
     if (opened->descriptor() < 0) {
         log(LogLevel::error, "Interface " + std::to_string(interfaceNumber) + " of the virtual device \"" +
                                  _facts.productName.value_or("") + "\" cannot be opened: no file descriptor is free.");

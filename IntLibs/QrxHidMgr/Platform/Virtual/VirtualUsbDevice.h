@@ -26,7 +26,8 @@ struct SentReport {
     std::vector<std::uint8_t> bytes;
 };
 
-/// What a device does by itself with what goes in and out. Used from any thread.
+/// What a device does by itself: it answers in place of the device's owner, and changes, loses or delays input. Called
+/// from any thread.
 class DeviceBehaviour {
 public:
     DeviceBehaviour() = default;
@@ -41,16 +42,17 @@ public:
 
     /// Success lets the interface be opened.
     virtual Status open(int interfaceNumber) = 0;
-    /// In place of VirtualUsbDevice::sendInputReport; deliverInputReport is what follows in the end.
+    /// Called by VirtualUsbDevice::sendInputReport, whose result this is. What is to arrive is passed on with
+    /// deliverInputReport, now or later.
     virtual bool sendInputReport(int interfaceNumber, std::span<const std::uint8_t> report) = 0;
-    /// No value leaves the answer to the device's owner.
+    /// These two decide before the handlers of the device's owner. No value leaves the answer to them.
     virtual std::optional<Status> takeSentReport(const SentReport& report) = 0;
     virtual std::optional<Status> answerRequest(int interfaceNumber, ReportType type, std::uint32_t reportID,
                                                 std::vector<std::uint8_t>& answer) = 0;
 };
 
-/// It may be plugged more than once. Each plug-in period is a new device to the registry: ports and channels of an
-/// earlier one answer "not attached" for ever.
+/// A USB device in memory, used from any thread. It may be plugged more than once. Each plug-in period is a new device
+/// to the registry: ports and channels of an earlier one answer "not attached" for ever.
 class VirtualUsbDevice : public std::enable_shared_from_this<VirtualUsbDevice> {
 public:
     using SentReportHandler = std::function<bool(const SentReport&)>;
@@ -74,9 +76,9 @@ public:
     /// As QrxVirtualDevice::sendInputReport.
     bool sendInputReport(int interfaceNumber, std::span<const std::uint8_t> report);
     bool hasRoom(int interfaceNumber) const;
-    /// The same past a behaviour.
+    /// As sendInputReport, without asking the behaviour.
     bool deliverInputReport(int interfaceNumber, std::span<const std::uint8_t> report);
-    /// Null: none.
+    /// Replaces the behaviour; null removes it. The earlier one ends when the calls that run in it return.
     void setBehaviour(std::shared_ptr<DeviceBehaviour> behaviour);
 
     void setSentReportHandler(SentReportHandler handler);
