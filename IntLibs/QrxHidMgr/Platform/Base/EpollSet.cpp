@@ -42,13 +42,13 @@ int EpollSet::waitReady(std::span<epoll_event> found, std::optional<std::chrono:
     if (!most) {
         return wait(found, -1);
     }
-    // Whole milliseconds would end a wait up to one late, and timers of the run loop are due to the microsecond.
+    // With whole milliseconds a run of the loop would last up to 1 ms longer than its caller asked for.
     if (_waitsPrecisely) {
         const int count = _calls.epollWaitPrecisely(_epoll.get(), found.data(), static_cast<int>(found.size()), *most);
         if (count >= 0 || (errno != ENOSYS && errno != EPERM)) {
             return count;
         }
-        // Asked once: the kernel is older than 5.11, or a sandbox refuses calls that it does not know.
+        // Not tried again: the kernel is older than 5.11, or a sandbox refuses calls that it does not know.
         _waitsPrecisely = false;
     }
     return wait(found, roundedMs(*most));

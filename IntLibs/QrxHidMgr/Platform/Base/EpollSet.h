@@ -12,7 +12,8 @@
 namespace qrx::platform {
 
 /// An epoll instance: descriptors that are waited for together. Level-triggered. A child that fork made shares its
-/// parent's instance, so there the set does nothing but close its descriptor.
+/// parent's instance: there add fails and remove does nothing, but findReady and waitReady do not look, so their caller
+/// asks isInherited first.
 ///
 /// add and remove may be called from any thread, the others by one thread at a time.
 class EpollSet {
@@ -31,7 +32,9 @@ public:
 
     /// Adds a descriptor under a token. False with errno if that is not possible: EEXIST for a member.
     bool add(int fd, std::uint64_t token);
-    /// Says nothing about a descriptor that is no member: one that was closed has left the set by itself.
+    /// A descriptor that is no member is no error: one that was closed has left the set by itself. (Not if a duplicate
+    /// of it is open, in a child that fork made for instance: then the kernel goes on reporting it. So members are
+    /// removed before they are closed.)
     void remove(int fd);
 
     /// Finds members that are readable or in a state of error, without waiting: their number, or -1 with errno.

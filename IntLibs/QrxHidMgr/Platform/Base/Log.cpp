@@ -35,14 +35,14 @@ LogLevel chosenLevel()
 
 constexpr std::string_view kBegin = "QrxHIDManager: ";
 
-// For whoever must know whether a call has said something already, so that one failure is not two lines. By thread,
-// since lines of other threads are about other calls.
+// Lets a caller see whether a call has reported its failure already, so that one failure does not make two lines.
+// Counted by thread, since lines of other threads are about other calls.
 thread_local std::uint64_t sm_WrittenLines = 0;
 
 void writeLine(std::string_view line)
 {
-    // One write, so that lines of several threads do not mix. Nobody could be told if it fails. Callers log between a
-    // system call and their use of errno, so it is kept.
+    // One write, so that lines of several threads do not mix. A failure is ignored: there is no other place to report
+    // it. errno is kept, because callers log between a system call and their use of errno.
     const int savedErrno = errno;
     [[maybe_unused]] const ssize_t written = ::write(STDERR_FILENO, line.data(), line.size());
     errno = savedErrno;
@@ -72,8 +72,8 @@ std::uint64_t writtenLines() noexcept
 
 bool logs(LogLevel level)
 {
-    // Read once: the environment of a running program does not change, and reading it is not safe while another thread
-    // sets it.
+    // Read once, at the first line: reading the environment is not safe while another thread sets it. A change of
+    // QRX_LOG in a running program has no effect.
     static const LogLevel sm_Chosen = chosenLevel();
     return level != LogLevel::off && level <= sm_Chosen;
 }

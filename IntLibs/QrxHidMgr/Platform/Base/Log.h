@@ -1,7 +1,7 @@
 #pragma once
 
 /// Lines for people, on standard error. The environment variable QRX_LOG (off, error, info, debug) chooses how much;
-/// without it errors are shown: what a person must act on.
+/// without it, or with another word in it, errors are shown: what a person must act on. From any thread.
 
 #include <string_view>
 

@@ -27,12 +27,13 @@ public:
 
     /// Readable from that moment on, at once if it is past.
     bool setDue(Time due);
-    /// Readable after the interval, and again after each further one.
+    /// Readable after the interval, which is above zero, and again after each further one.
     bool setInterval(std::chrono::nanoseconds interval);
     /// Not readable until it is set again.
     bool clear();
 
-    /// True if the timer has run out. It is not readable then until it runs out again.
+    /// True if the timer has run out and nobody has taken that yet. It is then not readable until it runs out again.
+    /// Never blocks.
     bool take();
 
     void close() { _timer.close(); }

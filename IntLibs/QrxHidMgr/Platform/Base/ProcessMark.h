@@ -19,7 +19,8 @@ public:
     ProcessMark() : _generation(currentGeneration()) {}
 
     /// True in a child that fork has made since. No system call. Children that share the parent's memory until they run
-    /// another program (vfork, posix_spawn) are not noticed, and touch nothing.
+    /// another program (vfork, posix_spawn) are not noticed, and touch nothing. Children of clone and _Fork,
+    /// which call no fork handlers, are not noticed either.
     bool isInherited() const { return _generation != sm_Generation.load(std::memory_order_relaxed); }
 
 private:

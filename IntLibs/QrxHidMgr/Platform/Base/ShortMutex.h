@@ -29,7 +29,8 @@ public:
     }
 
 private:
-    /// An int, so that the kernel can wait for a change of it without a table of waiters.
+    /// An int, because the standard library lets the kernel wait for a change of an int itself (futex). For a type of
+    /// another size it waits for a stand-in, which other objects share.
     using State = int;
     static constexpr State kFree = 0;
     static constexpr State kTaken = 1;
@@ -45,7 +46,8 @@ private:
     std::atomic<State> _state{kFree};
 };
 
-/// Holds a mutex, which is known to the compiler, but for times in between.
+/// Locks a mutex for a scope, in which it may be unlocked and locked again, around callbacks for instance. The mutex is
+/// a template argument, so that the compiler knows its address and the object holds no pointer.
 template <ShortMutex& mutex>
 class ShortLock {
 public:

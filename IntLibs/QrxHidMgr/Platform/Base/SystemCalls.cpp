@@ -29,7 +29,7 @@ namespace {
 
 constinit std::atomic<SystemCalls*> sm_Replacement{nullptr};
 
-/// The kernel's own form of a time, 64 bits wide everywhere.
+/// The kernel's __kernel_timespec, 64 bits wide on every machine, as a plain system call wants it.
 struct KernelTime {
     std::int64_t seconds;
     std::int64_t nanoseconds;
@@ -60,8 +60,8 @@ int SystemCalls::close(int fd)
     return ::close(fd);
 }
 
-// Plain system calls. The C library's forms also ask whether the thread is to be cancelled, which costs 54 instructions
-// each; nothing that is read here makes a thread wait.
+// read and readv are plain system calls. The C library's functions are also cancellation points, which costs 54
+// instructions each, and no descriptor that is read here makes a thread wait.
 
 ssize_t SystemCalls::read(int fd, void* buffer, std::size_t size)
 {
@@ -130,7 +130,7 @@ int SystemCalls::epollAdd(int epollFd, int fd, epoll_event& interest)
 
 int SystemCalls::epollRemove(int epollFd, int fd)
 {
-    epoll_event unused{}; // kernels before 2.6.9 wanted one
+    epoll_event unused{}; // kernels before 2.6.9 refuse a null pointer
     return ::epoll_ctl(epollFd, EPOLL_CTL_DEL, fd, &unused);
 }
 
@@ -170,7 +170,7 @@ int SystemCalls::eventCreate()
 
 int SystemCalls::timerCreate()
 {
-    // The clock of the steady clock of the standard library, so moments of one are moments of the other.
+    // The clock behind std::chrono::steady_clock, by which callers compute when the timer is due.
     return ::timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
 }
 

@@ -30,8 +30,8 @@ public:
 
     /// The real ones; lives as long as the process.
     static SystemCalls& kernel();
-    /// Those of whatever is made without being given any, as run loops and notification ports are: the kernel's, unless
-    /// a test has put others in their place.
+    /// The calls for objects that are made without being given any, such as run loops and notification ports: the
+    /// kernel's, unless a test has put others in their place.
     static SystemCalls& ofProcess();
     /// Puts others in the place of the kernel's, or takes them away again (null), for what is made from then on. They
     /// must outlive that. Returns what was there.
@@ -64,13 +64,13 @@ public:
     /// epoll_ctl(2) with EPOLL_CTL_DEL.
     virtual int epollRemove(int epollFd, int fd);
     virtual int epollWait(int epollFd, epoll_event* events, int count, int timeoutMs);
-    /// The kernel's epollWait, for whoever knows that there is nothing in its place: it is on the way of every report,
-    /// where a call through the table shows.
+    /// The kernel's epollWait without a virtual call, for callers that know that no test has replaced it. Every report
+    /// takes this way, and a virtual call is measurable there.
     static int kernelEpollWait(int epollFd, epoll_event* events, int count, int timeoutMs)
     {
 #ifdef SYS_epoll_wait
-        // A plain system call. The C library's also asks whether the thread is to be cancelled (54 instructions), and a
-        // look that does not wait is no place for that.
+        // A plain system call. The C library's function is also a cancellation point, which costs 54 instructions, and
+        // a look that does not wait need not be one.
         if (timeoutMs == 0) {
             return static_cast<int>(::syscall(SYS_epoll_wait, epollFd, events, count, 0));
         }

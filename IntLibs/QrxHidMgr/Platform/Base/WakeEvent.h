@@ -7,7 +7,7 @@
 namespace qrx::platform {
 
 /// A descriptor that is readable from `raise` to `clear`, whoever calls them: an event counter (eventfd). A child that
-/// fork made shares its parent's counter, so there both do nothing.
+/// fork made shares its parent's counter, so there both do nothing and return true.
 class WakeEvent {
 public:
     /// Not open, with errno, if there is no descriptor free.
@@ -18,7 +18,7 @@ public:
     int descriptor() const { return _event.get(); }
 
     /// False with errno if it failed, which means that others have closed the descriptor: the counter never comes near
-    /// its limit. A signal handler may call it.
+    /// its limit. A signal handler may call it, but has to save errno.
     bool raise();
     /// False with errno if it was not raised, or failed.
     bool clear();

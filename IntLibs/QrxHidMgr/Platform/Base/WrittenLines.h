@@ -4,7 +4,8 @@
 
 namespace qrx::platform {
 
-/// How many lines of the log the calling thread has written: whether a call has told of its failure itself.
+/// How many lines of the log the calling thread has written. Compared before and after a call, it says whether the call
+/// has reported its failure itself.
 std::uint64_t writtenLines() noexcept;
 
 } // namespace qrx::platform

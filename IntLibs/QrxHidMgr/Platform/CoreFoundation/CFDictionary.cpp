@@ -225,8 +225,8 @@ void CFDictionaryAddValue(CFMutableDictionaryRef dictionary, const void* key, co
 
 void CFDictionaryRemoveValue(CFMutableDictionaryRef dictionary, const void* key)
 {
-    // Removing may release the last reference on a value, whose end may run a callback of the caller; it must not use
-    // this dictionary.
+    // Removing may release the last reference on a value, whose end may run a callback of the caller. The pair is out
+    // of the list by then, so the callback may use the dictionary; but it must not release the last reference on it.
     changing(dictionary, key, "CFDictionaryRemoveValue").remove(key);
 }
 

@@ -1,10 +1,10 @@
-/// Numbers. A whole number is kept as a sign-extended 64-bit value together with the type that it was made of. Most fit
-/// into the reference itself (TaggedNumber.h) and cost nothing; nearly every property of a device is one of these. What
-/// does not fit, and every real number, is an object on the heap. Reals are kept as a double, which holds every float
-/// exactly.
-///
-/// Reading converts between all types. The result says whether the conversion was exact, and a value is stored in
-/// either case: the nearest real, the low bits of an integer, a real cut toward zero.
+// Numbers. A whole number is kept as a sign-extended 64-bit value together with the type that it was made of. Most fit
+// into the reference itself (TaggedNumber.h) and cost nothing; nearly every property of a device is one of these. What
+// does not fit, and every real number, is an object on the heap. Reals are kept as a double, which holds every float
+// exactly.
+//
+// Reading converts between all types. The result says whether the conversion was exact, and a value is stored in
+// either case: the nearest real, the low bits of an integer, a real cut toward zero.
 
 #include "TaggedNumber.h"
 

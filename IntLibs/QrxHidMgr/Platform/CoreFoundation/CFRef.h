@@ -6,7 +6,7 @@
 
 namespace qrx {
 
-/// Counts by the published functions, which end the process for what is no object. Null is nothing.
+/// Counts by the published functions, which end the process for what is no object. Retaining null does nothing.
 struct PublishedCounting {
     static void retain(CFTypeRef object)
     {

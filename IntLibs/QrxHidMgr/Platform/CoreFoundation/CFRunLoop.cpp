@@ -1,22 +1,22 @@
-/// A run loop waits on one thread for descriptors and for signals of other threads, and calls back what is due. A
-/// source of version 1 is due when its descriptor is readable; a source of version 0 when somebody has signalled it. A
-/// mode is a set of sources; a run serves one mode. Runs nest: a callback may run the loop again.
-///
-/// A pass of a run: fire the version-0 sources that are signalled, in their order; then fire one version-1 source; then
-/// see whether the run is over. The version-1 source is the next of those that the last look at the descriptors has
-/// found. If none of them is left, the pass waits for one, or only looks if something has been fired or the loop was
-/// woken. A look finds several sources only for a run that may serve several. What it has found is looked for again
-/// after a run, since the application's code, nested runs included, decides in between what becomes of it.
-///
-/// Waking costs a write to an event descriptor only if the loop's thread may be waiting, or somebody else waits for the
-/// loop's descriptor. A callback that wakes or signals in its own loop only leaves a note, which the next pass sees;
-/// what is left when the outermost run returns makes the descriptor readable then.
-///
-/// One mutex guards what loops, modes and sources know of each other. It is released around every callback, and every
-/// callback may do anything: remove or destroy sources, stop or run this loop, end with an exception. After each one
-/// the state is read anew, and references that were taken before keep alive what is still used.
-///
-/// A mode without sources is empty on every thread, the main thread included: a run in it returns at once.
+// A run loop waits on one thread for descriptors and for signals of other threads, and calls back what is due. A
+// source of version 1 is due when its descriptor is readable; a source of version 0 when somebody has signalled it. A
+// mode is a set of sources; a run serves one mode. Runs nest: a callback may run the loop again.
+//
+// A pass of a run: fire the version-0 sources that are signalled, in their order; then fire one version-1 source; then
+// see whether the run is over. The version-1 source is the next of those that the last look at the descriptors has
+// found. If none of them is left, the pass waits for one, or only looks if something has been fired or the loop was
+// woken. A look finds several sources only for a run that may serve several. What it has found is looked for again
+// after a run, since the application's code, nested runs included, decides in between what becomes of it.
+//
+// Waking costs a write to an event descriptor only if the loop's thread may be waiting, or somebody else waits for the
+// loop's descriptor. A callback that wakes or signals in its own loop only leaves a note, which the next pass sees;
+// what is left when the outermost run returns makes the descriptor readable then.
+//
+// One mutex guards what loops, modes and sources know of each other. It is released around every callback, and every
+// callback may do anything: remove or destroy sources, stop or run this loop, end with an exception. After each one
+// the state is read anew, and references that were taken before keep alive what is still used.
+//
+// A mode without sources is empty on every thread, the main thread included: a run in it returns at once.
 
 #include "CFRunLoop.h"
 
@@ -85,7 +85,7 @@ public:
     RunScope(__CFRunLoop& loop, Run& run, Lock& lock) : _loop(loop), _run(run), _lock(lock)
     {
         _loop._innermost = &run;
-        run.mode.doubtFound(); // by whatever the application has done since
+        run.mode.doubtFound(); // the application may have served or closed those descriptors since
         _loop.forgetStop();    // it was meant for a run that is over
     }
     RunScope(const RunScope&) = delete;
@@ -185,8 +185,8 @@ void __CFRunLoop::wake()
     if (_ended) {
         return;
     }
-    // The note is enough for a loop that is in a callback of its own; `Run` makes the descriptor readable if it is left
-    // over.
+    // The note is enough in a callback of this loop's own run: the next pass sees it. If the outermost run ends first,
+    // `settle` makes the descriptor readable.
     note(kWoken);
     if (!isRunningHere()) {
         arm();
@@ -229,7 +229,7 @@ void __CFRunLoop::wakeIfWaiting()
 
 void __CFRunLoop::stop()
 {
-    // Deliberate: a stop of a loop that does not run is forgotten, not kept for its next run.
+    // Deliberate: a stop of a loop that does not run is forgotten and does not end its next run.
     if (_innermost != nullptr) {
         _innermost->isStopped = true;
         wakeIfWaiting();
@@ -406,8 +406,8 @@ SInt32 __CFRunLoop::run(CFStringRef modeName, Deadline deadline, bool returnAfte
                 return *result;
             }
         }
-        // Deliberate: a single look (seconds 0) that fires something is over by time all the same.
-        // The platform's order of results: handled, timed out, stopped, finished.
+        // Deliberate: the platform's order of results is handled, timed out, stopped, finished. So a run of 0 seconds
+        // that serves more than one source has timed out even if it has fired some, or CFRunLoopStop was called.
         if (deadline.passed()) {
             return kCFRunLoopRunTimedOut;
         }

@@ -104,7 +104,7 @@ private:
     /// The result with which a run has to return for what was requested; no value if it goes on.
     std::optional<SInt32> answerRequests(bool servesOne);
     qrx::cf::RunLoopMode* findModeByText(CFStringRef name) const;
-    /// A run in a mode without members.
+    /// For a run in a mode without members, which returns at once: takes the wakes and stops that were noted for it.
     void finishEmpty(const qrx::cf::RunLoopMode* mode);
     /// What is left to do when a run has ended.
     void settle(Run* outer);
@@ -120,7 +120,7 @@ private:
     // With the mutex, which they let go while something else runs.
     bool fireVersion0(qrx::cf::RunLoopMode& mode, bool onlyOne, Lock& lock);
     bool fireIfStillDue(CFRunLoopSourceRef source, const qrx::cf::RunLoopMode& mode, Lock& lock);
-    // What each report passes is one piece of code.
+    // Inlined into `run`: every report takes this way.
     [[gnu::always_inline]] static inline void fire(qrx::cf::Reference<CFRunLoopSourceRef> source, Lock& lock);
     [[gnu::always_inline]] inline bool fireReported(qrx::cf::RunLoopMode& mode, qrx::platform::Deadline deadline,
                                                     qrx::cf::DescriptorSet::Look look, Lock& lock);
@@ -129,7 +129,8 @@ private:
     qrx::platform::WakeEvent _wakeEvent;                       ///< a member of every mode's descriptors
     const qrx::platform::ProcessMark _process;
     bool _ended = false;
-    /// Requests are made without the mutex: first the note, then _wakeEvent is made readable.
+    /// Changed without the mutex by requests, which first leave the note and then make _wakeEvent readable: a pass that
+    /// finds the event readable finds the note too.
     std::atomic<Notes> _notes{0};
     Run* _innermost = nullptr;
 };

@@ -74,6 +74,7 @@ void __CFRunLoopSource::noteSignal()
     _signalled = true;
     for (const Membership& membership : _memberships) {
         membership.mode->noteSignal(*this);
+        // As on the platform, signalling a source of version 0 wakes no loop: whoever signals it calls CFRunLoopWakeUp.
         if (!isVersion0()) {
             membership.loop->wakeIfWaiting();
         }

@@ -14,8 +14,8 @@ namespace qrx::cf {
 class RunLoopMode;
 
 /// Guards what loops, modes and sources know of each other, for the whole process: one lock, since a source may be in
-/// many loops and a loop has many sources. It is held for a few instructions at a time and never while a callback runs
-/// or a thread waits.
+/// many loops and a loop has many sources. It is held for a few instructions for each report, and for a system call
+/// when a source comes or goes; never while a callback runs or a thread waits.
 inline constinit platform::ShortMutex sm_RunLoopMutex;
 
 } // namespace qrx::cf

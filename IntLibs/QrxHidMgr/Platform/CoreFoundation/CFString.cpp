@@ -88,7 +88,8 @@ private:
 
 constinit Constants sm_Constants;
 
-// A literal is the object itself.
+// A literal that is ASCII is laid out by the compiler and used as the object itself, so its members must lie where
+// those of a narrow string do.
 using AnyLiteral = __CFLiteral<1>;
 static_assert(offsetof(AnyLiteral, length) == sizeof(Object) && offsetof(AnyLiteral, text) == sizeof(__CFString));
 static_assert(AnyLiteral("").mark == Object::kMark && AnyLiteral("").type == std::uint8_t(Type::string) &&
@@ -167,7 +168,8 @@ Boolean copyWide(std::u16string_view text, char* buffer, std::size_t bufferSize,
 {
     const auto bytes = encode(text, encoding);
     if (!bytes || bytes->size() >= bufferSize) {
-        // Deliberate: unlike text held as bytes, which leaves the buffer alone.
+        // Deliberate: as on the platform, a text held as UTF-16 that does not fit leaves an empty text in the buffer,
+        // while one held as bytes leaves the buffer as it was.
         buffer[0] = '\0';
         return false;
     }

@@ -6,9 +6,11 @@
 
 #include <string_view>
 
-/// Text that is all ASCII is held as bytes with a terminating zero, any other as UTF-16 (kTypeFlag) and as UTF-8 behind
-/// it: readers that size a buffer by the number of units, as for ASCII, would find no room for it. So two strings of
-/// different form never have the same text. Immutable.
+/// Text that is all ASCII is held as bytes with a terminating zero, any other as UTF-16 (kTypeFlag) with the same text
+/// as UTF-8 behind it. So two strings of different form never have the same text. Immutable.
+///
+/// The UTF-8 is lent by CFStringGetCStringPtr. Without it callers would copy by CFStringGetCString, and those that
+/// count one byte for each UTF-16 unit, as the backend does, have no room for text that is not ASCII.
 struct __CFString : qrx::cf::Object {
     static constexpr qrx::cf::Type kType = qrx::cf::Type::string;
     static constexpr std::uint8_t kWide = qrx::cf::kTypeFlag;

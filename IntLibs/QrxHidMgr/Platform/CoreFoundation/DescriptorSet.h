@@ -16,7 +16,8 @@ namespace qrx::cf {
 /// Reports a descriptor as long as it is readable or in a state of error. Every descriptor may be watched more than
 /// once. The members are reported in turn, so that none starves: one look at the set may find several members, which
 /// are reported one after the other before the next look. watch and unwatch may be called from any thread, the others
-/// by the owning thread alone. A child that fork made cannot change or wait for its parent's set, only close it.
+/// by the owning thread alone. In a child that fork made, watch and unwatch leave the parent's set alone; the run loop
+/// refuses to run there before it comes to wait.
 class DescriptorSet {
 public:
     /// Throws std::system_error if the system has no descriptor left.
@@ -44,8 +45,9 @@ public:
                                                              : std::nullopt;
     }
     /// Looks for readable members until there are some, and reports the first: one system call. Nothing if the deadline
-    /// passes first, or if a signal interrupts. What the last look has found and takeFound has not given is forgotten.
-    /// Throws std::system_error if somebody else has closed the set's descriptor.
+    /// passes first, or if a signal interrupts. What the last look has found and takeFound has not given is reported
+    /// only if it is found again, and then before the rest. Throws std::system_error if somebody else has closed the
+    /// set's descriptor.
     std::optional<std::uint64_t> wait(platform::Deadline deadline, Look looks = Look::one)
     {
         if (_nextFound < _foundCount) [[unlikely]] {
@@ -64,8 +66,8 @@ public:
     void close() { _set.close(); }
 
 private:
-    /// Members that one look may find. More would delay what a signal or a wake asks for; the cost of a look is shared
-    /// by then.
+    /// Members that one look may find. What becomes readable later waits until all of them are served, and with 16
+    /// sharing the cost of a system call, more would save little.
     static constexpr std::size_t kMostFound = 16;
 
     using Found = std::array<epoll_event, kMostFound>;

@@ -25,11 +25,12 @@ struct LoopAlarm::Body {
     Body& operator=(const Body&) = delete;
     ~Body()
     {
+        // Before the members end: the source waits for the descriptor that `timer` closes.
         CFRunLoopSourceInvalidate(source);
         CFRelease(source);
     }
 
-    const CFRunLoopRef loop;
+    const CFRunLoopRef loop; ///< not retained: QrxRunLoop::Body holds it longer
     const std::unique_ptr<std::weak_ptr<Client>> client;
     platform::MonotonicTimer timer;
     CFRunLoopSourceRef source = nullptr;

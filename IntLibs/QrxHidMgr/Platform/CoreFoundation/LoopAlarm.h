@@ -7,7 +7,8 @@
 
 namespace qrx {
 
-/// Calls a client in a run of a loop at one moment. Its own file on each system. All of it on the loop's thread.
+/// Calls a client in a run of a loop at one moment. Used on the loop's thread. LoopAlarm.cpp has it for the run loop of
+/// this folder (timerfd), LoopAlarmMac.cpp for that of macOS.
 class LoopAlarm {
 public:
     using Clock = std::chrono::steady_clock;
@@ -38,7 +39,7 @@ private:
     const std::unique_ptr<Body> _body;
 };
 
-/// What the calling thread keeps of its loop until it ends; empty at first. Its own file on each system too.
+/// What the calling thread keeps of its loop until it ends; empty at first. It is in the two files as well.
 std::shared_ptr<void>& loopKeptByThread();
 
 } // namespace qrx

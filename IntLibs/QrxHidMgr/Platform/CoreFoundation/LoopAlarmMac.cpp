@@ -8,7 +8,8 @@ namespace qrx {
 
 namespace {
 
-/// Longer than any program runs: a timer that fires only where it is told to.
+/// Longer than any program runs. A timer with this first moment and interval fires only when setDue gives it a moment;
+/// without an interval it would become invalid with its first firing.
 constexpr CFTimeInterval kNever = 1.0e9;
 
 } // namespace

@@ -70,7 +70,8 @@ extern const TypeOperations kRunLoopSourceOperations;
 /// Ends the process: `reference` is not an object of the type that `function` needs.
 [[noreturn]] void failForeign(const char* function, CFTypeRef reference, Type needed);
 
-/// Bit 0 marks a number held in the pointer. Bit 3 stays clear: half of the odd addresses of others are noticed by it.
+/// Bit 0 marks a number held in the pointer; objects are aligned and never have it set. Bit 3 is clear in our numbers,
+/// so that half of the odd pointers that are not ours are recognised as foreign.
 constexpr std::uintptr_t kTagMask = 0x9;
 constexpr std::uintptr_t kTag = 0x1;
 

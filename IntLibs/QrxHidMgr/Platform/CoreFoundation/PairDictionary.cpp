@@ -1,5 +1,6 @@
-// A list of pairs in the order of their addition. Dictionaries are small: up to a few dozen pairs, comparing keys one
-// by one is cheaper than hashing their text. Above that an index from key to place is kept beside the list.
+// A list of pairs in the order of their addition, until one is removed from an indexed list. Dictionaries are small: up
+// to a few dozen pairs, comparing keys one by one is cheaper than hashing their text. Above that an index from key to
+// place is kept beside the list.
 
 #include "PairDictionary.h"
 

@@ -47,7 +47,7 @@ SInt32 runDefaultMode([[maybe_unused]] CFRunLoopRef loop, double seconds, bool s
 #ifdef __APPLE__
     return CFRunLoopRunInMode(kCFRunLoopDefaultMode, seconds, servesOne);
 #else
-    // Without another search for the thread's loop, which counts where a loop is run once for each report.
+    // Without looking up the thread's loop again, which is measurable for a loop that is run once per report.
     return qrx::cf::runDefaultMode(loop, seconds, servesOne);
 #endif
 }
@@ -85,7 +85,8 @@ public:
             sigemptyset(&action.sa_mask);
             ::sigaction(kSignals[index], &action, &_earlier[index]);
             if (_earlier[index].sa_handler == SIG_IGN) {
-                // As the shell starts what runs in the background.
+                // Still ignored: a shell starts background commands with SIGINT ignored, so that Ctrl-C ends only what
+                // runs in the foreground.
                 ::sigaction(kSignals[index], &_earlier[index], nullptr);
             }
         }
@@ -159,7 +160,7 @@ struct QrxRunLoop::Body {
 
 QrxRunLoop QrxRunLoop::getCurrent()
 {
-    // Functions wait in the loop for as long as its thread lives, whoever has a handle.
+    // The thread keeps the body until it ends, so that posted functions and timers stay when the last handle goes.
     std::shared_ptr<void>& kept = qrx::loopKeptByThread();
     if (!kept) {
         kept = std::make_shared<Body>(CFRunLoopGetCurrent());
@@ -237,7 +238,7 @@ QrxRunLoop::Timer QrxRunLoop::callAfter(std::chrono::nanoseconds delay, std::fun
 QrxRunLoop::Timer QrxRunLoop::callEvery(std::chrono::nanoseconds interval, std::function<void()> function)
 {
     _body->requireOwnThread();
-    // Shorter than one tick would be once.
+    // An interval of zero ticks would mean a single call.
     const auto every = std::max(std::chrono::duration_cast<qrx::LoopTasks::Clock::duration>(interval),
                                 qrx::LoopTasks::Clock::duration(1));
     return _body->tasks->start(every, every, std::move(function));

@@ -5,8 +5,8 @@
 
 namespace qrx::cf {
 
-/// Counts within the caller's code, which a report that arrives notices. The object is surely one of ours and in memory
-/// (no number).
+/// Counts without a call and without a check, since a source is retained for every report. The object is surely one of
+/// ours, and no number held in the pointer.
 struct OwnCounting {
     static void retain(CFTypeRef object) { retainObject(*static_cast<const Object*>(object)); }
     static void release(CFTypeRef object) { releaseObject(*static_cast<const Object*>(object)); }

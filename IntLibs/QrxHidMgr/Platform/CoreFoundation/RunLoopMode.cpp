@@ -21,8 +21,8 @@ RunLoopMode::RunLoopMode(CFStringRef name, int wakeFd) : _name(Reference<CFStrin
 
 std::uint32_t RunLoopMode::freeSlot()
 {
-    // Slots are used again, so tokens stay small. The search is linear: sources come and go with devices, not with
-    // reports.
+    // Slots are used again, so that the list does not grow with each device that comes and goes. The search is linear:
+    // sources come and go with devices, not with reports.
     const auto free =
         std::find_if(_slots.begin(), _slots.end(), [](const Slot& slot) { return slot.source == nullptr; });
     if (free == _slots.end()) {

@@ -19,6 +19,7 @@ constexpr SInt32 kRunLoopRunWoken = 5;
 /// From any thread and from a signal handler, as long as somebody holds the loop. False if others have closed the
 /// descriptor by which a waiting loop is reached.
 bool requestOfRunLoop(CFRunLoopRef loop, RunLoopRequest request);
+/// Forgets a request that no run has answered yet. `end` stays until this is called.
 void takeBackOfRunLoop(CFRunLoopRef loop, RunLoopRequest request);
 
 /// As CFRunLoopRunInMode in the default mode; `loop` is the calling thread's.

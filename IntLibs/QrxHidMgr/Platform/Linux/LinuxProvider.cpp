@@ -22,7 +22,8 @@ namespace qrx::platform {
 
 namespace {
 
-/// Events taken from one monitor before others and the caller get their turn; the descriptor stays readable.
+/// Events taken from one monitor before others and the caller get their turn; the descriptor stays readable. Plugging
+/// in a device brings about a dozen, so this bounds only a flood.
 constexpr int kMostEvents = 4096;
 
 /// Whether the event may have changed what a device consists of.
@@ -183,7 +184,7 @@ private:
         for (int count = 0; count < kMostEvents; ++count) {
             const DeviceMonitor::Next next = monitor.take(event);
             if (next == DeviceMonitor::Next::none || (next == DeviceMonitor::Next::rescan && next == last)) {
-                break; // a monitor that fails each time has nothing to tell
+                break; // asking again would not help a monitor that fails each time
             }
             last = next;
             if (next == DeviceMonitor::Next::rescan) {
@@ -197,7 +198,7 @@ private:
             if (event.subsystem == "hidraw") {
                 hearNode(event);
             }
-            // The device may be back in the same place already, and what it waited for was the other one's.
+            // A new device may stand in the same place already. The wait that goes on was for the one that has left.
             if (event.type == "usb_device" && event.action == "remove") {
                 _book.restart(device);
             }

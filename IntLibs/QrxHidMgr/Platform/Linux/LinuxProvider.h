@@ -31,22 +31,22 @@ struct LinuxPaths {
 
 /// What this machine offers. Where udevd runs, the events that it sends after its rules, so that a node's mode is right
 /// when its device is announced; and a late look after nodes have come or gone, since udevd's events stay in its
-/// network namespace. Else the kernel's own events, and a look at the device folder besides. Where no event socket can
-/// be had, or the kernel sends nothing to this network namespace, the device folder and a slow timer. None, with errno,
-/// while descriptors or memory are lacking for one of them.
+/// network namespace. Without udevd the kernel's own events and the device folder; without an event socket the device
+/// folder alone. A slow timer besides where there is no event socket, or where the kernel sends no events to this
+/// network namespace. None, with errno, while descriptors or memory are lacking for one of them.
 std::vector<std::unique_ptr<DeviceMonitor>> makeMonitors(const LinuxPaths& paths);
 
 /// The USB devices of this machine that have a HID interface, through sysfs, udev and hidraw. Hubs and other devices
 /// without any are left out: nothing could be done with them here, and they would cost calls at each enumeration.
 ///
 /// A device is published when all of it is there: every interface of its configuration, a driver on each one of class
-/// HID, and below the HID driver a HID device with its report node. What is still missing when its
-/// time is over is not waited for (policy/DeviceBook.h). A device whose HID part changes (a driver is exchanged, an
-/// interface unbound) leaves and arrives anew.
+/// HID, and below the HID driver a HID device with its report node. If something is still missing when the time for
+/// waiting is over, the device is published without it (policy/DeviceBook.h). A device whose HID part changes (a driver
+/// is exchanged, an interface unbound) leaves and arrives anew.
 ///
 /// While nobody observes, refresh compares the machine with what is published and takes incomplete devices only if they
-/// have been connected for some time (or the kernel does not tell). While somebody observes, events
-/// do that, and refresh looks whether any wait: one system call.
+/// have been connected for some time, or if the kernel does not tell for how long. While somebody observes, events tell
+/// what to compare, and refresh looks whether any wait: one system call.
 std::unique_ptr<Provider> makeLinuxProvider(LinuxPaths paths = {});
 
 } // namespace qrx::platform

@@ -14,7 +14,8 @@ namespace qrx::platform {
 
 namespace {
 
-/// A lack of descriptors or memory may end; what this machine does not have, it will not get.
+/// True for a lack of descriptors or memory, which may end. Other errors mean that this machine cannot be watched in
+/// that way at all (no netlink in a sandbox, no such folder), so the next best way is taken.
 bool isScarcity(int error)
 {
     return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS;

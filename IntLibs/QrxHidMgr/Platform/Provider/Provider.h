@@ -40,7 +40,8 @@ enum class Status : std::int32_t {
 using hid::ReportType;
 
 /// One open way to a HID interface, used on one thread. Every channel of an interface gets every input report.
-/// Destroying it closes it; nothing is called back afterwards.
+/// Destroying it closes it, which may run foreign code (a virtual device's owner is told); nothing is called back
+/// afterwards.
 class HIDChannel {
 public:
     enum class Next {
@@ -60,12 +61,13 @@ public:
 
     /// Takes the next input report without blocking. `report` begins with the report's number if the device numbers
     /// its reports, and is valid until the next call on this channel. Reports come in the order of their arrival; those
-    /// queued at an unplug come before `gone`.
+    /// queued at an unplug come before `gone`. May run foreign code, as setReport may (a virtual device's owner is told
+    /// that there is room for more input).
     virtual Next takeReport(std::span<const std::uint8_t>& report) = 0;
 
-    /// True if the report that was given last was also the last of those that were fetched, and whether others have
-    /// come since was not asked. The descriptor tells that more cheaply than another call; whoever cannot wait for it
-    /// calls all the same. Not virtual, since it is asked after each report.
+    /// True after a report if another takeReport would most likely answer `empty`: nothing that was fetched is left,
+    /// and the queue was seen or is expected to be empty. A caller that waits for the descriptor waits now and saves
+    /// the call; one that cannot wait calls takeReport until `empty`. Not virtual, since it is asked after each report.
     bool isDescriptorNext() const { return _isDescriptorNext; }
 
     /// True while reports are held in memory that the descriptor does not announce any more, because they were fetched
@@ -76,15 +78,16 @@ public:
     /// Sends one report; returns when the device has taken or refused it. `bytes` are as the application gave them:
     /// those of a numbered report begin with `reportID`; those of an unnumbered one (`reportID` 0) are data from the
     /// first byte on. May run foreign code (a virtual device's owner), which may unplug the device or drop this
-    /// channel's owner.
+    /// channel's owner; whoever calls keeps the channel itself alive until the call returns.
     virtual Status setReport(ReportType type, std::uint32_t reportID, std::span<const std::uint8_t> bytes) = 0;
 
     /// Asks the device for a report. On success `size` is the number of bytes written to `buffer`, the number of a
-    /// numbered report first.
+    /// numbered report first. May run foreign code, as setReport may.
     virtual Status getReport(ReportType type, std::uint32_t reportID, std::span<std::uint8_t> buffer,
                              std::size_t& size) = 0;
 
-    /// How often the queue behind this channel was found full, i.e. reports may have been lost.
+    /// What may have been lost since this channel was opened: the reports, where the provider knows each one (virtual
+    /// devices), else how often the queue behind the channel may have been full.
     virtual std::uint64_t possibleLosses() const { return 0; }
 
 protected:
@@ -104,7 +107,8 @@ public:
     HIDPort& operator=(const HIDPort&) = delete;
     virtual ~HIDPort() = default;
 
-    /// The node is opened only here. Failures that a person must act on are written to standard error, once per device.
+    /// The node is opened only here. Failures that a person must act on are written to standard error: a refusal or a
+    /// missing node once per device, a lack of descriptors or memory at each attempt.
     virtual Status open(std::unique_ptr<HIDChannel>& channel) = 0;
 
     /// The file that open opens; empty without one.
@@ -170,7 +174,8 @@ using DeviceKey = std::uint64_t;
 /// the provider from within.
 class RegistrySink {
 public:
-    /// The device has arrived, whole. It is in the registry, and waits for whoever observes, when this returns.
+    /// The device has arrived, whole. When this returns it is in the registry, and its arrival is queued for everybody
+    /// who observes. After an exception (std::bad_alloc) it is not in the registry.
     virtual DeviceKey publish(DeviceFacts device) = 0;
     /// The device has left. Its key is invalid from now on.
     virtual void terminate(DeviceKey device) = 0;
@@ -196,8 +201,11 @@ public:
     /// where several are watched), the provider's until stopWatching. -1 if arrivals cannot be watched now: this is
     /// written to standard error, and the registry asks again later.
     virtual int startWatching(RegistrySink& sink) = 0;
+    /// Publishes and terminates what has arrived and left; called when the descriptor is readable. May throw
+    /// std::bad_alloc, as refresh may: the provider then remembers that devices were not looked at, and makes up for it
+    /// at a later call.
     virtual void handleEvents(RegistrySink& sink) = 0;
-    /// Nobody observes any more.
+    /// Nobody observes any more. Also called where startWatching returned -1.
     virtual void stopWatching() = 0;
 };
 

@@ -6,7 +6,9 @@ namespace qrx::platform {
 
 namespace {
 
-/// Errors that mean the same in every call. Unknown ones become a general error.
+/// Errors that mean the same in every call, among them those of the kernel's USB core: EPROTO (no answer, or a garbled
+/// one), EILSEQ (checksum), EOVERFLOW (more data than announced), EREMOTEIO (less), ENOSPC (no bandwidth left on the
+/// bus), ESHUTDOWN (the device or its controller is being removed). Unknown ones become a general error.
 Status statusOfAny(int error)
 {
     switch (error) {

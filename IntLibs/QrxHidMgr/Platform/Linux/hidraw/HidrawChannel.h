@@ -25,8 +25,7 @@ namespace qrx::platform {
 /// before.
 class HidrawChannel : public HIDChannel {
 public:
-    /// `fd` is the node, open and non-blocking. Memory for many reports is taken when many have waited; at most 64 KiB
-    /// unless one report needs more.
+    /// `fd` is the node, open and non-blocking. Memory for many reports is taken when many have waited: at most 64 KiB.
     /// `access` is the device's, for telling of possible losses.
     HidrawChannel(SystemCalls& calls, FileDescriptor fd, std::span<const std::uint8_t> reportDescriptor, bool canWrite,
                   std::shared_ptr<const DeviceAccess> access, unsigned interfaceNumber);
@@ -41,8 +40,8 @@ public:
     Status getReport(ReportType type, std::uint32_t reportID, std::span<std::uint8_t> buffer,
                      std::size_t& size) override;
 
-    /// Counts how often so many reports came in one go that the kernel's ring must have been full: it drops the newest
-    /// then, without a word.
+    /// Counts how often as many reports came without a pause as the kernel's ring holds, so that it may have been full:
+    /// it drops the newest then, without a word.
     std::uint64_t possibleLosses() const override { return _losses; }
 
 private:

@@ -28,9 +28,9 @@ public:
     /// The device that the node belongs to; before the node is handed out.
     void setAccess(std::shared_ptr<DeviceAccess> access) { _access = std::move(access); }
 
-    /// Opens the node for reading and writing, or for reading alone where its mode says so. A refusal is told on
-    /// standard error once per device: notPrivileged. notAttached where the device has left, unsupported where it has
-    /// no node.
+    /// Opens the node for reading and writing, or for reading alone where its mode says so. notPrivileged for a refusal
+    /// and unsupported where there is no node: the first one of a device is reported on standard error. noResources or
+    /// noMemory where descriptors or memory are lacking, reported each time. notAttached where the device has left.
     Status open(std::unique_ptr<HIDChannel>& channel) override;
     std::string nodePath() const override { return _place.node; }
 

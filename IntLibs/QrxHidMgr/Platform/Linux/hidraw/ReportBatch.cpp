@@ -9,10 +9,11 @@ namespace qrx::platform {
 
 namespace {
 
-/// The kernel's ring holds 63 reports for each open file, so a call never finds more.
+/// One more than the kernel's ring of 63 reports for each open file holds: a full ring then leaves a segment unused,
+/// which shows that the ring was read to its end.
 constexpr std::size_t kMostSegments = 64;
-/// At least so many are offered. The kernel keeps up to 8 descriptions of segments on its stack and allocates memory
-/// for more.
+/// At least so many are offered, which costs little: the kernel copies up to 8 segments to its stack (UIO_FASTIOV) and
+/// allocates memory only for more.
 constexpr std::size_t kFewestSegments = 4;
 /// How many times more are offered after a call that filled all: another call costs as much as some 25 segments.
 constexpr std::size_t kGrowth = 4;

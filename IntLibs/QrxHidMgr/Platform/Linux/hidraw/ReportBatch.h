@@ -10,8 +10,7 @@
 
 namespace qrx::platform {
 
-/// Buffers for the input reports of one open node, and the way from the size that readv gives back to the single
-/// reports.
+/// Buffers for the input reports of one open node. Cuts what one readv has read into the single reports.
 ///
 /// A hidraw node gives one report per segment, and stops at the first one that is shorter than its segment. With
 /// segments that are exactly as long as the longest input report, a size therefore means: as many full segments as go

@@ -12,7 +12,7 @@ namespace qrx::platform {
 /// Watches the device folder for report nodes that come and go (inotify).
 class FolderMonitor : public DeviceMonitor {
 public:
-    /// Null if the folder cannot be watched.
+    /// Null with errno if the folder cannot be watched.
     static std::unique_ptr<FolderMonitor> make(SystemCalls& calls, const std::string& folder);
 
     int descriptor() const override { return _fd.get(); }

@@ -16,7 +16,7 @@ namespace qrx::platform {
 /// the delayed rescan then finds nothing new. There is one rescan for each burst of nodes.
 class LateFolderMonitor : public DeviceMonitor {
 public:
-    /// Adds the monitor and the timer that asks for the rescan, or neither if one of them could not be made.
+    /// Adds the monitor and the timer that asks for the rescan, or neither, with errno, if one could not be made.
     static void add(std::vector<std::unique_ptr<DeviceMonitor>>& monitors, SystemCalls& calls,
                     const std::string& folder, std::chrono::milliseconds delay);
 

@@ -20,8 +20,8 @@ constexpr std::string_view kUserNamespaceOfMachine = "user:[4026531837]";
 bool isNetworkOfMachine(SystemCalls& calls)
 {
     const FileDescriptor network(calls, calls.openAt(AT_FDCWD, "/proc/self/ns/net", O_RDONLY | O_CLOEXEC));
-    // If we may not look at the owner, the container shares the machine's network.
-    // The kernel sends device events to network namespaces that the first user namespace owns.
+    // The kernel refuses to show an owner that is not within our own user namespace (EPERM): then the network namespace
+    // belongs to one outside of the container, as where it shares the machine's network. Kernels before 4.9 show none.
     const FileDescriptor owner(calls, network.isOpen() ? calls.control(network.get(), NS_GET_USERNS, nullptr) : -1);
     if (!owner.isOpen()) {
         return true;

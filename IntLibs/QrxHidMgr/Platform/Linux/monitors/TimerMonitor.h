@@ -12,9 +12,9 @@ namespace qrx::platform {
 /// event can be heard.
 class TimerMonitor : public DeviceMonitor {
 public:
-    /// One that waits to be started. Null if there is no descriptor free.
+    /// One that waits to be started. Null with errno if there is no descriptor free.
     static std::unique_ptr<TimerMonitor> make(SystemCalls& calls);
-    /// One that asks again and again. Null if there is no descriptor free.
+    /// One that asks again and again. Null with errno if there is no descriptor free.
     static std::unique_ptr<TimerMonitor> makeRepeating(SystemCalls& calls, std::chrono::milliseconds interval);
 
     /// Asks once after the delay; a time that was set before is forgotten.

@@ -85,7 +85,8 @@ DeviceMonitor::Next UdevMonitor::take(DeviceEvent& event)
     errno = 0;
     udev_device* const device = udev_monitor_receive_device(_monitor.get());
     if (device == nullptr) {
-        // Nothing waits, or what waited was not for us. Any other error (ENOBUFS, no memory) may have cost a message.
+        // Nothing waits, or libudev has dropped the message that waited; if there are more, the descriptor is still
+        // readable. Any other error (ENOBUFS, no memory) may have cost a message.
         const bool isQuiet = errno == 0 || errno == EAGAIN || errno == EINTR;
         return isQuiet ? Next::none : Next::rescan;
     }

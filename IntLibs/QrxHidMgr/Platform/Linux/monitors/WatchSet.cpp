@@ -9,7 +9,8 @@ namespace qrx::platform {
 
 namespace {
 
-// There are at most three monitors and a timer.
+// There are at most four monitors (events, the device folder, its timer, the slow timer) and the timer of the set. What
+// does not fit is found at the next look.
 constexpr std::size_t kMostReady = 8;
 
 /// The other members have the index of their monitor.

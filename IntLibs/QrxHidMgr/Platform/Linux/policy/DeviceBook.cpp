@@ -52,11 +52,11 @@ void DeviceBook::leaveUnlisted(const std::vector<ListedDevice>& devices, Registr
     for (auto& [name, entry] : _entries) {
         if (!listed.contains(name)) {
             entry.until.reset();
-            // Collected first: leaving changes the book, and keys grow with the arrivals.
+            // Collected first: leaving changes the book.
             left.emplace_back(entry.published ? entry.published->key : 0, name);
         }
     }
-    // Ends are announced in the order of the arrivals.
+    // Ends are announced in the order of the arrivals, in which the registry gives ascending keys.
     std::sort(left.begin(), left.end());
     for (const auto& [key, name] : left) {
         leave(name, sink);

@@ -31,7 +31,7 @@ namespace qrx::platform {
 ///     not compared  |                           |             |                     | published, look in reread
 ///     complete      | published                 | published   | published           |
 ///     incomplete    | waiting for deviceWait(1) | waiting     | published as it is  |
-///     failed        | waiting for reread        | waiting     | published as read(2)|
+///     failed        | waiting for reread        | waiting     | published as read(2)| published, look in reread
 ///     scarce        | waiting for reread        | waiting     | waiting for reread  | published, look in reread
 ///     not HID       | unseen                    | unseen      | unseen              |
 ///     not there     | unseen                    | unseen      | unseen              | gone
@@ -39,6 +39,9 @@ namespace qrx::platform {
 /// (1) Less the time that it was connected before the observation began; published as it is when nothing is left of
 ///     that. A device that is new, that is, changed or first seen after the first look at everything, has all of it.
 /// (2) Unseen if not even its identity was read.
+///
+/// If a published device fails or is not compared at the look in reread too, the clock asks for no further look: it
+/// stays published until an event or a rescan looks at it again.
 ///
 /// A wait is never prolonged by another look before its time is over. While nobody observes there is no waiting: an
 /// incomplete device is published from unwatchedAge on and else left for the next look, what failed is published as
@@ -64,7 +67,8 @@ public:
     void rescan(RegistrySink& sink);
     /// An exception has ended a look: while somebody observes, everything is to be looked at again.
     void oweRescan();
-    /// True if the last rescan failed: what is published may be wrong, and no event says so.
+    /// True if the last rescan failed, or an exception has ended a look: what is published may be wrong, and no event
+    /// says so.
     bool owesRescan() const { return _owedSince.has_value(); }
     /// True if it is time to retry.
     bool isRescanDue() const { return _owedSince && _calls.now() >= *_owedSince + _times.rescanRetry; }

@@ -5,10 +5,10 @@
 // are read, each once.
 //
 // Anything may vanish between two steps, and anything may be missing because it has not appeared yet: the kernel sets a
-// device up piece by piece. So every reading has four outcomes. What is gone is left out. What is missing makes the
-// device incomplete. What failed for lack of descriptors or memory is read again later, because the lack is ours and
-// not the device's. Any other failure is told apart from "gone", so that no device is taken off for an error of
-// reading.
+// device up piece by piece. So four things can go wrong with every reading. What is gone is left out. What is missing
+// makes the device incomplete. What failed for lack of descriptors or memory is read again later, because the lack is
+// ours and not the device's. Any other failure is told apart from "gone", so that no device is taken off for an error
+// of reading.
 
 #include "DeviceScan.h"
 
@@ -456,7 +456,7 @@ bool DeviceScan::isComplete(const Reading& reading, const InterfaceOutline& outl
         return false; // the driver may be a module that is still being loaded
     }
     if (outline.hidDevice.empty()) {
-        // Drivers of their own serve some interfaces of class 3; those are complete without a HID device.
+        // Some interfaces of class 3 are bound by another USB driver, which makes no HID device; those are complete.
         return reading.directory.linkTarget(outline.name + "/driver") != kHIDDriver;
     }
     return !outline.node.empty() && _nodes.isReady(outline.hidDevice, outline.node);

@@ -55,8 +55,8 @@ struct ScannedDevice {
 };
 
 /// Reads USB devices from sysfs: every attribute once, without a look at anything that could wake a device, and without
-/// opening its report nodes. Of a device with one HID interface and three strings that takes 25 system calls, and
-/// listing what there is some ten more for all devices together.
+/// opening its report nodes. A device with one HID interface and three strings takes 25 system calls, and listing what
+/// there is some ten more for all devices together.
 ///
 /// Files may vanish at any step; then the device or the interface that they belong to is left out, or counts as not yet
 /// complete.
@@ -80,6 +80,7 @@ public:
     /// All devices of the bus except root hubs, in the order of their arrival. False if they cannot be listed; a
     /// machine without USB has none.
     bool list(std::vector<ListedDevice>& devices);
+    /// One device of the bus: `complete` if it is there and could be listed, else `gone`, `scarce` or `failed`.
     Result list(const std::string& name, ListedDevice& device);
 
     /// All facts of a device. `scanned` holds what there is after `complete` and `incomplete`; after `failed`

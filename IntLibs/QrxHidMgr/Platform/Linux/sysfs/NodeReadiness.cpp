@@ -44,6 +44,7 @@ bool NodeReadiness::isReady(const std::string& hidDevice, const std::string& nod
 
 bool NodeReadiness::isInDatabase(unsigned majorNumber, unsigned minorNumber)
 {
+    // Without udevd (its control socket is missing) there are no rules to wait for.
     const std::string entry = "/data/c" + std::to_string(majorNumber) + ":" + std::to_string(minorNumber);
     return _calls.exists((_runRoot + "/control").c_str()) != 0 || _calls.exists((_runRoot + entry).c_str()) == 0;
 }

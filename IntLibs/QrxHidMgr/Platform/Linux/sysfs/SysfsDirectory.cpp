@@ -17,7 +17,7 @@ namespace qrx::platform {
 
 namespace {
 
-/// What sysfs hands out in one read, of binary attributes too.
+/// sysfs hands out at most a page in one read, of binary attributes too; this is the smallest page there is.
 constexpr std::size_t kPage = 4096;
 /// Room for a few hundred names; larger directories take further calls.
 constexpr std::size_t kListingBytes = 16384;

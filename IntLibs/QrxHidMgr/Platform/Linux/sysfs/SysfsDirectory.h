@@ -17,7 +17,8 @@ class SysfsDirectory {
 public:
     struct Entry {
         std::string name;
-        /// sysfs never gives a number twice while the machine runs, and gives them in ascending order.
+        /// sysfs gives ascending numbers, and none twice while the machine runs: on 64-bit machines since Linux 5.5.
+        /// Earlier kernels may give the number of something that has gone again.
         std::uint64_t inode = 0;
     };
 

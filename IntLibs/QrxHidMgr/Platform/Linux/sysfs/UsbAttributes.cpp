@@ -18,7 +18,7 @@ bool readNumber(const SysfsDirectory& directory, const std::string& file, Parse 
         return false;
     }
     const auto number = parse(text, std::numeric_limits<Number>::max());
-    // A value that cannot be parsed leaves the default: a strange attribute does not hide the device.
+    // A value that cannot be parsed leaves the default. The caller decides whether the facts are of use without it.
     if (number) {
         value = static_cast<Number>(*number);
     }

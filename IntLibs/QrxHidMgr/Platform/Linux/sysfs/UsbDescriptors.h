@@ -56,8 +56,8 @@ struct UsbDescriptors {
 /// No value if there is no whole device descriptor at the beginning.
 std::optional<UsbDescriptors> parseUsbDescriptors(std::span<const std::uint8_t> bytes);
 
-/// Longest text of descriptors that is read. Real ones have some hundreds of bytes, those of large audio and video
-/// devices some thousands.
+/// Most bytes of descriptors that are read. Usual devices have some hundreds, large audio and video devices some
+/// thousands.
 constexpr std::size_t kUsbDescriptorsLimit = 65536;
 
 } // namespace qrx::platform
