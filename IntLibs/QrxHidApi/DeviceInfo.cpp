@@ -57,6 +57,7 @@ InfoList makeEntry(const ListedInterface& listed, const Texts& texts, const TopU
     entry->serial_number = place(texts.serialNumber, end);
     entry->manufacturer_string = place(texts.vendorName, end);
     entry->product_string = place(texts.productName, end);
+    // Last, because its bytes need no alignment.
     entry->path = reinterpret_cast<char*>(end);
     std::memcpy(entry->path, listed.path.c_str(), listed.path.size() + 1);
     entry->vendor_id = listed.device->vendorID;
@@ -69,7 +70,8 @@ InfoList makeEntry(const ListedInterface& listed, const Texts& texts, const TopU
     return entry;
 }
 
-/// Appends to the list that ends at `end`, and moves `end` to the new one. Both are null for an empty list.
+/// Appends `more`, which is not empty, to the list that ends at `end`, and moves `end` to the new end. `list` and `end`
+/// are null for an empty list.
 void append(InfoList& list, hid_device_info*& end, InfoList more)
 {
     hid_device_info* last = more.get();
@@ -89,6 +91,7 @@ void append(InfoList& list, hid_device_info*& end, InfoList more)
 void freeInfoList(hid_device_info* list)
 {
     while (list != nullptr) {
+        // One piece of memory, see above. A C structure has nothing to destroy.
         hid_device_info* const next = list->next;
         ::operator delete(list);
         list = next;

@@ -65,10 +65,12 @@ platform::DeviceKey DeviceTable::publish(platform::DeviceFacts device)
         std::string path = pathOf(*facts, interface, virtualNumber);
         // Without a node there is nothing to open.
         if (!path.empty()) {
+            // The pointer to the interface's facts stays valid: the record shares the device's.
             interfaces.push_back(std::make_shared<const ListedInterface>(ListedInterface{
                 facts, &interface, virtualNumber, std::move(path), topUsages(interface.reportDescriptor)}));
         }
     }
+    // Under one lock with the list, so that changes are kept in the order in which the list changes.
     note(interfaces, true);
     _entries.push_back({++_lastKey, facts->isVirtual, facts->place, std::move(interfaces)});
     return _lastKey;
@@ -87,6 +89,7 @@ void DeviceTable::terminate(platform::DeviceKey key)
 void DeviceTable::forget()
 {
     const std::scoped_lock lock(_mutex);
+    // Virtual devices are no provider's: they leave when whoever made them unplugs them.
     std::erase_if(_entries, [](const Entry& entry) { return !entry.isVirtual; });
     std::erase_if(_virtualNumbers, [this](const auto& numbered) {
         return std::ranges::find(_entries, numbered.first, &Entry::place) == _entries.end();
@@ -102,6 +105,7 @@ DeviceTable::Interfaces DeviceTable::interfaces() const
             all.insert(all.end(), entry.interfaces.begin(), entry.interfaces.end());
         }
     }
+    // Without the lock: what is listed never changes, and the shares keep it.
     std::ranges::stable_sort(all, {}, [](const auto& listed) {
         return std::tie(listed->virtualNumber, listed->device->place, listed->facts->number);
     });
@@ -132,6 +136,7 @@ std::vector<DeviceTable::Change> DeviceTable::takeChanges()
 {
     const std::scoped_lock lock(_mutex);
     if (_changed) {
+        // With the lock held: a change that comes later raises it again.
         _changed->clear();
     }
     return std::exchange(_changes, {});
@@ -146,7 +151,8 @@ void DeviceTable::note(const Interfaces& interfaces, bool arrived)
     for (const auto& interface : interfaces) {
         _changes.push_back({interface, arrived});
     }
-    // The provider's own descriptor does not tell of it any more, when some other call has made it look.
+    // A program's loop needs this besides the providers' descriptors: those go quiet as soon as any call has made the
+    // provider look, and the change would wait untold.
     _changed->raise();
 }
 

@@ -6,13 +6,15 @@ namespace qrx::hidapi {
 
 namespace {
 
-thread_local std::wstring t_GlobalError; // empty: success
+/// Empty for success, which takes no memory and so cannot fail.
+thread_local std::wstring t_GlobalError;
 
 } // namespace
 
 const wchar_t* textOf(platform::Status status)
 {
     using platform::Status;
+    // Without a default, so that the compiler tells of a status that has no text.
     switch (status) {
     case Status::success:
         return kSuccess;

@@ -1,7 +1,7 @@
 #pragma once
 
-/// Functions of later versions of hidapi than the header that we are built with. They are there whatever that version
-/// is: programs look for them when they are loaded.
+/// Declares the functions of later hidapi versions where the header that the library is built with lacks them. They are
+/// exported whatever that version is, since a program that was built with a later header needs them when it is loaded.
 
 #include <hidapi/hidapi.h>
 

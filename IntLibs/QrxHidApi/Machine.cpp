@@ -22,6 +22,7 @@ DeviceTable& table()
     return sm_Table.value;
 }
 
+/// None for the null of a variable that is not set.
 std::vector<std::string> linesOf(const char* text)
 {
     std::vector<std::string> lines;
@@ -39,6 +40,7 @@ bool isSet(const char* name)
 }
 
 std::mutex sm_CurrentMutex;
+/// Null before the first use and after hid_exit. Calls in progress on other threads keep theirs to their end.
 std::shared_ptr<Machine> sm_Current;
 
 } // namespace
@@ -60,6 +62,7 @@ void Machine::end()
 
 Machine::Machine()
 {
+    // Before the providers, since a file that cannot be read throws here.
     const std::vector<std::string> recordings = linesOf(std::getenv("QRX_HIDAPI_RECORDINGS"));
     if (!recordings.empty()) {
         _virtualWorld = std::make_unique<VirtualWorld>(recordings, linesOf(std::getenv("QRX_HIDAPI_FAULTS")));
@@ -71,6 +74,7 @@ Machine::Machine()
 
 Machine::~Machine()
 {
+    // Without the lock: nobody else has this object any more.
     if (_callback != nullptr) {
         stopWatching(_providers.size());
     }
@@ -81,6 +85,7 @@ Machine::~Machine()
 
 DeviceTable::Interfaces Machine::interfaces()
 {
+    // Scripts may plug and unplug devices, which the list is to show. Without the lock, which is for the providers.
     if (_virtualWorld != nullptr) {
         Schedule::ofProcess().runDue();
     }
@@ -111,6 +116,7 @@ void Machine::noticeOpened()
 int Machine::setCallback(qrx_hid_callback callback, void* context)
 {
     const std::scoped_lock lock(_mutex);
+    // One callback that replaces another changes nothing else, so the program's descriptor stays valid.
     if (callback != nullptr && _callback == nullptr) {
         startWatching();
     } else if (callback == nullptr && _callback != nullptr) {
@@ -124,7 +130,7 @@ int Machine::setCallback(qrx_hid_callback callback, void* context)
 // With the lock held.
 void Machine::startWatching()
 {
-    // What is there already is no arrival.
+    // Devices that are there already are listed before changes are kept: the callback is told of changes only.
     for (const auto& provider : _providers) {
         provider->refresh(table());
     }
@@ -138,6 +144,7 @@ void Machine::startWatching()
         isWatched = _watch->add(Schedule::ofProcess().descriptor(), 0);
     }
     if (!isWatched) {
+        // `started` counts the provider that failed, too: it may have started all the same.
         const int error = errno;
         stopWatching(started);
         throw std::system_error(error, std::generic_category(), "devices cannot be watched");
@@ -157,6 +164,7 @@ void Machine::stopWatching(std::size_t started)
 
 void Machine::tellChanges()
 {
+    // Called without the lock, because the callback may list and open devices.
     qrx_hid_callback callback = nullptr;
     void* context = nullptr;
     {
@@ -180,6 +188,8 @@ void Machine::tellChanges()
 
 } // namespace qrx::hidapi
 
+// Where virtual devices publish themselves (Platform/Provider/Provider.h). The I/O Registry defines these two for the
+// main library; here the table takes its place.
 namespace qrx::platform {
 
 RegistrySink& registry()

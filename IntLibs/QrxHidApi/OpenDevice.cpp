@@ -1,3 +1,9 @@
+// How several threads share an open interface. Reports are taken from the channel with the device's lock held. Waiting
+// for them is done without it, on three descriptors: the channel's, the one that closing raises, and for a virtual
+// device that of the schedule. Requests run without it as well, since one may last as long as the kernel's five
+// seconds and readers go on meanwhile. Whatever lets the lock go is counted as a call, and closing waits until no call
+// is left.
+
 #include "OpenDevice.h"
 
 #include <algorithm>
@@ -50,6 +56,7 @@ public:
         }
     }
 
+    /// True if closing had begun before: nothing may be sent or asked for any more.
     bool isRefused() const { return _isRefused; }
 
 private:
@@ -57,6 +64,8 @@ private:
     const bool _isRefused;
 };
 
+/// The end of a read's time. A wait may end before it without a report for this reader: another one has taken it, or
+/// something was due that brought none. So what remains is computed for each wait.
 class OpenDevice::Deadline {
 public:
     using Clock = std::chrono::steady_clock;
@@ -69,13 +78,14 @@ public:
     }
 
     bool isNow() const { return _timeoutMs == 0; }
-    /// As poll wants it.
+    /// As poll wants it: negative for ever. Rounded up, so that a read does not end before its time.
     int remainingMs() const
     {
         if (_timeoutMs <= 0) {
             return _timeoutMs;
         }
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(_at - Clock::now());
+        // A moment that has passed must not become negative, which poll would take for "for ever".
         return static_cast<int>(std::max<std::chrono::milliseconds::rep>(left.count(), 0));
     }
 
@@ -94,6 +104,7 @@ OpenDevice::~OpenDevice()
 {
     std::unique_lock lock(_mutex);
     _isClosing = true;
+    // Readers that wait are woken and find `_isClosing`. Nothing clears the event, so it wakes all of them.
     if (_wake) {
         _wake->raise();
     }
@@ -115,6 +126,7 @@ int OpenDevice::read(std::span<std::uint8_t> buffer, int timeoutMs)
     }
     const Call call(*this, std::move(lock));
     const Deadline deadline(timeoutMs);
+    // A virtual device was not asked above: what it has due comes first, and may be a report.
     Wake wake = _schedule == nullptr ? wait(deadline) : Wake::again;
     while (wake == Wake::again) {
         if (const std::optional<int> taken = takeDue(buffer)) {
@@ -122,6 +134,7 @@ int OpenDevice::read(std::span<std::uint8_t> buffer, int timeoutMs)
         }
         wake = deadline.isNow() ? Wake::timedOut : wait(deadline);
     }
+    // `wait` has kept the text of a failure.
     return wake == Wake::timedOut ? 0 : -1;
 }
 
@@ -129,6 +142,7 @@ int OpenDevice::read(std::span<std::uint8_t> buffer, int timeoutMs)
 std::optional<int> OpenDevice::takeDue(std::span<std::uint8_t> buffer)
 {
     if (_schedule != nullptr) {
+        // Without the lock, which calls on other threads need in order to begin.
         _schedule->runDue();
     }
     const std::scoped_lock lock(_mutex);
@@ -172,12 +186,15 @@ OpenDevice::Wake OpenDevice::wait(const Deadline& deadline)
         failReading(errno == EINTR ? kInterrupted : textOf(Status::error));
         return Wake::failed;
     }
+    // Which descriptor it was does not matter: taking tells a report, the device's end and closing apart.
     return count == 0 ? Wake::timedOut : Wake::again;
 }
 
 bool OpenDevice::makeWake()
 {
     const std::scoped_lock lock(_mutex);
+    // Made at the first wait, since a program that never blocks needs no descriptor for it. Closing may have begun
+    // before that, when there was nothing to raise.
     if (!_wake) {
         _wake.emplace(platform::SystemCalls::ofProcess());
         if (!_wake->isOpen()) {
@@ -200,6 +217,7 @@ int OpenDevice::write(ReportType type, std::span<const std::uint8_t> bytes)
     if (bytes.size() < 2) {
         return fail(kTooShort);
     }
+    // Of an unnumbered report the channel gets the data alone, without hidapi's leading 0.
     const std::uint8_t reportID = bytes.front();
     const Status status = _channel->setReport(type, reportID, reportID != 0 ? bytes : bytes.subspan(1));
     return status == Status::success ? answer(bytes.size()) : fail(textOf(status));
@@ -229,6 +247,7 @@ int OpenDevice::descriptor()
     if (_schedule == nullptr) {
         return _channel->descriptor();
     }
+    // A virtual device also has to be read when something is due, since reading is what makes it happen.
     if (!_set) {
         _set.emplace(platform::SystemCalls::ofProcess());
         if (!_set->isOpen() || !_set->add(_channel->descriptor(), 0) || !_set->add(_schedule->descriptor(), 0)) {

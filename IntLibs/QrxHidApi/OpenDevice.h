@@ -62,9 +62,11 @@ private:
     class Deadline;
     enum class Wake { again, timedOut, failed };
 
+    // The answer of a read; no value if no report waits.
     std::optional<int> take(std::span<std::uint8_t> buffer);
     std::optional<int> takeDue(std::span<std::uint8_t> buffer);
     Wake wait(const Deadline& deadline);
+    /// False if no descriptor is free.
     bool makeWake();
     int failReading(const wchar_t* text);
 

@@ -14,6 +14,7 @@ Schedule& Schedule::ofProcess()
 
 void Schedule::add(Time due, const void* owner, std::function<void()> function)
 {
+    // Not `_turn`: other threads may plan while a function is being called.
     const std::scoped_lock lock(_mutex);
     const auto place = _tasks.emplace(due, Task{owner, std::move(function)});
     if (place == _tasks.begin()) {
@@ -23,6 +24,7 @@ void Schedule::add(Time due, const void* owner, std::function<void()> function)
 
 void Schedule::forget(const void* owner)
 {
+    // Waits for a function that another thread is calling, which may use the owner. A function may forget its own.
     const std::scoped_lock turn(_turn);
     const std::scoped_lock lock(_mutex);
     std::erase_if(_tasks, [owner](const auto& entry) { return entry.second.owner == owner; });
@@ -32,6 +34,7 @@ void Schedule::forget(const void* owner)
 void Schedule::runDue()
 {
     const std::scoped_lock turn(_turn);
+    // Read once: functions that plan their successors cannot keep this going beyond the moment at which it began.
     const Time now = _timer.now();
     while (true) {
         std::function<void()> function;
@@ -80,7 +83,8 @@ public:
 
 std::shared_ptr<DelayedCalls> makeDelayedCalls()
 {
-    // Made before anything can be forgotten.
+    // The schedule is made here, where an exception for want of a descriptor reaches the caller; in the destructor
+    // above it would end the process.
     hidapi::Schedule::ofProcess();
     return std::make_shared<ScheduledCalls>();
 }

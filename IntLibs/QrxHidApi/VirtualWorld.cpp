@@ -10,7 +10,8 @@ namespace qrx::hidapi {
 
 namespace {
 
-/// What is farther away is as good as never, and must not overflow.
+/// 31 years. What is farther away is as good as never, and its sum with the present time must not overflow the clock's
+/// 64 bits of nanoseconds.
 constexpr std::uint64_t kNeverUs = 1'000'000'000'000'000;
 
 } // namespace
@@ -56,6 +57,7 @@ void VirtualWorld::Player::planNext()
 
 void VirtualWorld::Player::sendNext()
 {
+    // The schedule calls one function at a time, and this plans its own successor, so `_next` needs no lock.
     const QrxRecordedEvent& event = _recording.getEvents()[_next];
     _device.sendInputReport(_recording.getInterfaces()[event.getInterfaceIndex()].getNumber(), event.getBytes());
     ++_next;
@@ -74,7 +76,7 @@ VirtualWorld::VirtualWorld(const std::vector<std::string>& recordings, const std
             player.obey(QrxVirtualScript::readFile(scripts[scripts.size() > 1 ? index : 0]));
         }
     }
-    // Only when all could be read.
+    // Nothing is plugged before every file was read: a failure leaves no device behind.
     for (Player& player : _players) {
         player.plug();
     }

@@ -9,6 +9,7 @@ namespace qrx::hidapi {
 
 namespace {
 
+/// Unicode's character for what could not be read.
 constexpr wchar_t kReplacement = 0xFFFD;
 
 } // namespace
@@ -19,6 +20,8 @@ std::wstring wideText(std::string_view utf8)
     std::wstring wide;
     wide.reserve(utf8.size());
     while (!utf8.empty()) {
+        // 0 where no valid character begins. Then one byte is replaced, and the rest is looked at again: what follows a
+        // faulty byte is not lost.
         const std::size_t length = utf8Length(utf8);
         wide.push_back(length == 0 ? kReplacement : static_cast<wchar_t>(utf8Character(utf8.substr(0, length))));
         utf8.remove_prefix(std::max<std::size_t>(length, 1));

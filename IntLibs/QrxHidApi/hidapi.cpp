@@ -1,5 +1,6 @@
-// The functions of hidapi. Each does what its documentation says; what differs is in docs/hidapi.md. Nothing throws
-// past here.
+// The functions of hidapi. Each does what its documentation says; what differs is in docs/hidapi.md. Callers are C
+// programs and bindings of other languages, so nothing throws past here: an exception becomes the function's value for
+// failure, and a text for hid_error.
 
 #include "DeviceInfo.h"
 #include "ErrorText.h"
@@ -26,19 +27,21 @@ using qrx::hidapi::wideText;
 using qrx::platform::ReportType;
 using qrx::platform::Status;
 
-/// What a program holds.
+/// What a program holds. hidapi's header declares the structure and leaves its contents to the library.
 struct hid_device_ final : OpenDevice {
     using OpenDevice::OpenDevice;
 };
 
 namespace {
 
+/// The version whose interface is here as a whole. Two functions of 0.15 are here as well.
 constexpr hid_api_version kVersion{0, 14, 0};
 constexpr const char* kVersionText = "0.14.0";
 constexpr const wchar_t* kNoDevice = L"The device is NULL";
 constexpr const wchar_t* kNoBuffer = L"Zero buffer/length";
 
-/// Runs what concerns no open device; an exception becomes the global error.
+/// Runs what concerns no open device; an exception becomes the global error. The error before is cleared first, since
+/// hid_error tells of the last call.
 template <typename Result, typename Body>
 Result guarded(Result failure, Body body) noexcept
 {
@@ -49,18 +52,20 @@ Result guarded(Result failure, Body body) noexcept
         try {
             setGlobalError(textOf(Status::noMemory));
         } catch (const std::bad_alloc&) {
-            // Not even for that.
+            // There is no memory for the text either. The returned value tells of the failure, hid_error does not.
         }
     } catch (const std::exception& error) {
         try {
             setGlobalError(wideText(error.what()));
         } catch (const std::bad_alloc&) {
+            // As above.
         }
     }
     return failure;
 }
 
-/// Runs what concerns an open device.
+/// Runs what concerns an open device. The texts of its errors are constants: they take no memory, and stay valid while
+/// another thread's call on the same device fails.
 template <typename Body>
 int guardedFor(hid_device* device, Body body) noexcept
 {
@@ -89,6 +94,7 @@ hid_device* open(Machine& machine, const std::shared_ptr<const ListedInterface>&
         return nullptr;
     }
     auto device = std::make_unique<hid_device>(listed, std::move(channel));
+    // Not before the device can be read: a recording begins to send now.
     machine.noticeOpened();
     return device.release();
 }
@@ -101,7 +107,8 @@ std::wstring nameOf(unsigned short vendorID, unsigned short productID, const wch
     return serialNumber != nullptr ? name + L" with serial number " + serialNumber : name;
 }
 
-/// Copies a string of the device; an absent one is empty.
+/// Copies a string of the device; an absent one is empty. What the device said at its arrival is kept, so this makes no
+/// request and answers after an unplug as well.
 int copyString(hid_device* device, wchar_t* hid_device_info::*which, wchar_t* text, size_t size) noexcept
 {
     return guardedFor(device, [&] {
@@ -132,6 +139,7 @@ int ask(hid_device* device, ReportType type, unsigned char* data, size_t length)
 
 extern "C" {
 
+// As in hidapi, a program need not call it: whatever needs the machine makes it.
 int hid_init(void)
 {
     return guarded(-1, [] {
@@ -153,9 +161,11 @@ hid_device_info* hid_enumerate(unsigned short vendor_id, unsigned short product_
     return guarded<hid_device_info*>(nullptr, [&] {
         const auto machine = Machine::get();
         const auto interfaces = machine->interfaces();
+        // After the look, which is what finds changes, so that the callback and the list tell of the same devices.
         machine->tellChanges();
         auto list = qrx::hidapi::makeInfoList(interfaces, vendor_id, product_id);
         if (list == nullptr) {
+            // NULL stands for an empty list and for a failure; the text tells which it is.
             setGlobalError(vendor_id == 0 && product_id == 0
                                ? L"No HID devices found in the system."
                                : L"No HID devices with requested VID/PID found in the system.");
@@ -173,10 +183,12 @@ hid_device* hid_open(unsigned short vendor_id, unsigned short product_id, const 
 {
     return guarded<hid_device*>(nullptr, [&]() -> hid_device* {
         const auto machine = Machine::get();
+        // The IDs must be equal: 0 is no wildcard here, unlike in hid_enumerate.
         for (const auto& listed : machine->interfaces()) {
             const auto& device = *listed->device;
             if (device.vendorID == vendor_id && device.productID == product_id &&
                 (serial_number == nullptr || wideText(device.serialNumber.value_or("")) == serial_number)) {
+                // As in hidapi, the first match decides: if it cannot be opened, no other is tried.
                 return open(*machine, listed);
             }
         }
@@ -207,6 +219,8 @@ int hid_write(hid_device* dev, const unsigned char* data, size_t length)
     return send(dev, ReportType::output, data, length);
 }
 
+// Deliberate: the same as hid_write. The kernel sends output to the interrupt endpoint if the interface has one, else
+// by a control transfer; a channel offers no choice between them.
 int hid_send_output_report(hid_device* dev, const unsigned char* data, size_t length)
 {
     return send(dev, ReportType::output, data, length);
@@ -249,6 +263,7 @@ int hid_set_nonblocking(hid_device* dev, int nonblock)
 
 void hid_close(hid_device* dev)
 {
+    // NULL is no error. Other threads' calls on the device end first (~OpenDevice).
     delete dev;
 }
 
@@ -289,6 +304,7 @@ int hid_get_report_descriptor(hid_device* dev, unsigned char* buf, size_t buf_si
         if (buf == nullptr) {
             return dev->fail(kNoBuffer);
         }
+        // Kept since the arrival, so it takes no request. As in hidapi, one that is longer than the buffer is cut.
         const auto& descriptor = dev->interface().facts->reportDescriptor;
         const std::size_t size = std::min(descriptor.size(), buf_size);
         std::copy_n(descriptor.begin(), size, buf);

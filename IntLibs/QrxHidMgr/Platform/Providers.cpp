@@ -3,7 +3,8 @@
 
 namespace qrx::platform {
 
-// The build reads the includes above to learn which providers there are.
+// The build reads the includes above to learn which providers there are. Virtual devices have none: they publish
+// themselves.
 std::vector<std::unique_ptr<Provider>> makeProviders()
 {
     std::vector<std::unique_ptr<Provider>> providers;

@@ -43,8 +43,8 @@ struct Checks {
     std::terminate_handler earlierHandler = nullptr;
 };
 
-/// Never destroyed, because devices held by static objects may go after it. It is constructed in static memory: setting
-/// and deleting a delegate must not allocate.
+/// Never destroyed, because devices held by static objects may go after it. It is constructed in static memory, so that
+/// the first use cannot fail for lack of memory. Only adding an entry allocates, and there a failure is caught.
 Checks& checks()
 {
     alignas(Checks) static unsigned char sm_Memory[sizeof(Checks)];
@@ -93,7 +93,8 @@ public:
 
 } // namespace
 
-// The old entry is removed before the new one is added, so that setting the same delegate again leaves one entry.
+// Removes one entry of the earlier delegate and adds one of the new delegate, so setting the same delegate again leaves
+// the number of its entries as it was. The removal comes first, because adding may fail.
 void noteDelegateChange(const QrxHIDDeviceDelegateInterface* before, const QrxHIDDeviceDelegateInterface* now)
 {
     const std::lock_guard<std::mutex> guard(checks().mutex);

@@ -11,9 +11,9 @@
 
 /// The place of the first of `devices` for which `isWanted` is true, or `devices.size()`.
 ///
-/// The answer is the backend's or the application's code, which may change the list. So the device that is asked is
-/// held, except for `heldByCaller`, and looked up again afterwards. One that was taken off by its own answer is not
-/// found, whatever it answered.
+/// `isWanted` runs code of the backend or the application, which may change the list. So the device that is asked is
+/// held during the call (`heldByCaller` is held already) and looked up again afterwards. A device that has left the
+/// list during its own call is not found, whatever the answer.
 template <typename Question>
 std::size_t placeOfFirst(const std::vector<mis::swizzler<QrxHIDDevice>>& devices, const QrxHIDDevice* heldByCaller,
                          Question isWanted)
@@ -29,6 +29,7 @@ std::size_t placeOfFirst(const std::vector<mis::swizzler<QrxHIDDevice>>& devices
         if (wanted) {
             return place;
         }
+        // If the device that was asked has left the list, the next one has moved to its place.
         index = place < devices.size() ? place + 1 : index;
     }
     return devices.size();

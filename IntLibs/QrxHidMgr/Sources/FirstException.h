@@ -3,7 +3,8 @@
 #include <exception>
 #include <utility>
 
-/// Keeps the first exception of several steps that must all be taken: the later steps run, then it goes on its way.
+/// Keeps the first exception of several steps that must all run; `rethrow` throws it when they have. Exceptions of
+/// later steps are dropped.
 class FirstException {
 public:
     template <class Step>

@@ -153,6 +153,7 @@ void QrxDeviceTree::_announceRemoval(const mis::swizzler<QrxHIDDevice>& device)
     // Each of the calls may drop the tree.
     const SelfHold self(*this);
     deviceNotification(kDeviceRemoved, device);
+    // Without a listener the application closes the device itself (QrxDeviceTreeRemovalInterface.h).
     if (_removalListener == nullptr && device->_getEventListener() == nullptr) {
         return;
     }
@@ -168,7 +169,7 @@ void QrxDeviceTree::_announceRemoval(const mis::swizzler<QrxHIDDevice>& device)
             listener->deviceRemoved(device);
         }
     });
-    // Without this the application would have to keep the device until it has closed it.
+    // Closed here, so that an application with a listener need not keep a handle on the device just to close it.
     failure.watch([&] { device->close(); });
     failure.rethrow();
 }

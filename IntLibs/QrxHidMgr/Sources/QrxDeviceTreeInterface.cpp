@@ -9,7 +9,7 @@ QrxDeviceTreeInterface::QrxDeviceTreeInterface() : _deviceInterface(-1), _applic
 
 QrxDeviceTreeInterface::~QrxDeviceTreeInterface()
 {
-    // A derived class may have kept the tree alive.
+    // A derived class may have kept a handle on the tree, which would then call a listener that no longer exists.
     if (_deviceTree) {
         _deviceTree->_setRemovalListener(nullptr);
     }

@@ -168,8 +168,8 @@ void QrxHIDDevice::setDelegate(QrxHIDDeviceDelegateInterface* delegate)
 void QrxHIDDevice::_handleReport(std::valarray<uint8_t> report, int interfaceNumber)
 {
     if (_delegate != nullptr) {
-        // A device that somebody holds is held by the handle that the delegate is given: it ends, if it does, with
-        // that.
+        // Only a device that nobody holds is lent a reference. One that is held lives by its handles, the delegate's
+        // included, and may end when that one goes.
         tellDelegate<SelfLoan>(
             *this, *_delegate, [&report] { return std::move(report); }, interfaceNumber);
         return;

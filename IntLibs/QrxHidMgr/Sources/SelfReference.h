@@ -6,9 +6,9 @@
 
 #include <optional>
 
-/// Keeps an object alive for as long as it lives: one that is held gets one reference more, and ends with it if the
-/// others went meanwhile. One that nobody holds (on a stack, or just made) is lent a reference that is taken back
-/// without deleting it, so that handles on it may come and go.
+/// Keeps an object alive while this hold exists. An object that is held gets one more reference, and is deleted at the
+/// end of the hold if all other references have gone. An object that nobody holds (on a stack, or just made) is lent a
+/// reference that is taken back without deleting it, so that handles on it may come and go meanwhile.
 class SelfHold {
 public:
     explicit SelfHold(mis::VCollectable<unsigned int>& object)
@@ -20,7 +20,8 @@ public:
     SelfHold& operator=(const SelfHold&) = delete;
     ~SelfHold()
     {
-        // Back to nobody's, unless somebody has kept a handle meanwhile.
+        // A lent reference is taken back by setting the count, since `release` would delete the object. If somebody has
+        // kept a handle meanwhile, the object is theirs, and `release` only counts down.
         if (!_wasHeld && _object.isCollectable()) {
             _object.setReferenceCount(0);
         } else {
@@ -33,8 +34,8 @@ private:
     const bool _wasHeld;
 };
 
-/// As `SelfHold`, for an object that nobody holds; nothing for one that is held, whose count is then what the caller of
-/// the operation and the handle that it hands out make it.
+/// As `SelfHold` for an object that nobody holds. An object that is held gets no further reference: it lives as long as
+/// its handles do, the one that the operation passes on included.
 class SelfLoan {
 public:
     explicit SelfLoan(mis::VCollectable<unsigned int>& object)

@@ -41,7 +41,8 @@ io_iterator_t handOutIterator(RegistryEntry::List entries)
     return Registry::instance().handOut(std::make_shared<RegistryIterator>(std::move(entries)));
 }
 
-// Devices here are matched by nobody but programs, so "matched" and "first match" are the same moment.
+// On the platform "matched" comes again when a service is registered anew, "first match" once. Here a device is
+// published once, so both mean its arrival.
 std::optional<Notification::Kind> kindOf(std::string_view type)
 {
     if (type == kIOFirstMatchNotification || type == kIOMatchedNotification) {

@@ -9,8 +9,8 @@ namespace qrx {
 
 bool DeviceIndex::follow(const std::vector<mis::swizzler<QrxHIDDevice>>& devices)
 {
-    // Nothing but `add` and `remove` changes the index between two calls, and a device can only leave the list
-    // otherwise. So equal sizes mean equal contents, and the usual call costs one comparison.
+    // The index has every device that has joined the list, and may also have some that left; or it was cleared and is
+    // shorter than the list. So equal sizes mean equal contents, and the usual call costs one comparison.
     if (_entries.size() == devices.size()) {
         return true;
     }

@@ -60,7 +60,8 @@ public:
 
 private:
     /// True if somebody other than the walks under way holds the tree. Walks nest: a delegate may call `populate` while
-    /// it is told of a device.
+    /// it is told of a device. The operation that told it holds the tree as well and counts as a holder: the inner walk
+    /// then goes on to its end, and the outer one stops.
     bool hasHolder() const
     {
         unsigned int count = 0;
@@ -82,8 +83,9 @@ private:
 
 thread_local Walk* Walk::sm_Innermost = nullptr;
 
-/// Empties the iterator of a notification, which never comes again otherwise. So an exception of the delegate is kept
-/// until the other devices of the burst were reported, and goes on its way then.
+/// Reads the iterator to its end, because a notification calls again only after that. So an exception of the delegate
+/// is kept until the other devices of the burst were reported, and is rethrown then. The walk ends early only when
+/// nobody holds the tree any more.
 template <class Handle>
 void forEachEntry(QrxDeviceTree& tree, io_iterator_t iterator, Handle handle)
 {
@@ -158,7 +160,7 @@ void _QrxDeviceTreeImpl::_endObserving()
 void _QrxDeviceTreeImpl::populate(const std::vector<std::pair<unsigned short, unsigned short>>& ids)
 {
     QrxDeviceTree::populate(ids);
-    // The order of declaration is the order of release, reversed: the dictionary, the iterator, the port.
+    // Handles are released in the reverse order of their declaration: the dictionary, the iterator, the port.
     RegistryHandle masterPort;
     RegistryHandle present;
     findMasterPort(masterPort);
@@ -177,6 +179,8 @@ void _QrxDeviceTreeImpl::observe(const std::vector<std::pair<unsigned short, uns
     if (_notificationPort != nullptr) {
         return;
     }
+    // Holds the tree for the handler below. A walk and not a `SelfHold`, which the walks inside would take for a holder
+    // and go on after the application has dropped the tree.
     const Walk walk(*this);
     try {
         _beginObserving();

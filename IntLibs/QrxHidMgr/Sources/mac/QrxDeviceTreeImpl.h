@@ -38,7 +38,8 @@ public:
     void _addDevice(mis::swizzler<QrxHIDDevice> device) override;
     /// The entry's IDs are accepted by a pair of the list.
     virtual bool _probeDevice(unsigned int entry) const;
-    /// Removes the first device of this registry entry and tells of it. The device is not closed.
+    /// Takes the first device of this registry entry off the list and announces its removal, which closes the device if
+    /// a delegate asks for removals (see `_announceRemoval`).
     virtual void _removeDevice(unsigned int entry);
     /// Empties the iterator and adds a device for each entry that matches.
     virtual void _devicesAddedNotification(unsigned int iterator);

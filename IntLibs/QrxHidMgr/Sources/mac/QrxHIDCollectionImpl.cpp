@@ -29,8 +29,8 @@ uint32_t _QrxHIDCollectionImpl::getReportID() const
 {
     // The search changes nothing; the slot's signature is older than this use of it and not const.
     const std::vector<unsigned int> reportIDs = const_cast<_QrxHIDCollectionImpl*>(this)->_findReportIDs();
-    // A collection has no report ID in HID: its fields have. Where all of them agree it is theirs; where they differ it
-    // is what the platform put into the collection's dictionary.
+    // In HID a collection has no report ID, only its fields have. If all of them have the same one, that is the answer;
+    // if they differ or there are none, the answer is what the platform put into the collection's dictionary.
     return reportIDs.size() == 1 ? reportIDs.front() : properties::bits(_properties, CFSTR("ReportID"));
 }
 

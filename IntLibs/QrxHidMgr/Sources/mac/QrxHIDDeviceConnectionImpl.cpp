@@ -48,8 +48,8 @@ constexpr unsigned int kQueueDepth = 64;
 /// A queue event carries up to this many bytes in its value, more in a block of its own.
 constexpr std::size_t kValueBytes = 4;
 
-/// The result (kIOReturnOverrun) with which a callback tells that input had no room. Instead of a size the interrupt
-/// report callback has how often that was so since the last time.
+/// The result (kIOReturnOverrun) of a callback that reports that input had no room. The interrupt report callback then
+/// gets, in place of a size, how often that has happened since its last such call.
 constexpr int kInputOverrun = static_cast<int>(0xe00002e8);
 
 // The platform's 32-bit headers declare a cookie as a pointer, later ones as a number. These casts compile with either.
@@ -98,8 +98,8 @@ inline _QrxHIDDeviceConnectionImpl* plainConnection(void* target)
 // connection of this very class is held where the report is delivered, by the device that it belongs to if there is
 // one.
 
-/// Runs once a report, so the usual way from here to the delegate is made one piece of code (20 instructions fewer of
-/// 413 that the library spends on each of 60 waiting reports).
+/// Called for every report, so everything on the usual way from here to the delegate is inlined here. That saves 20
+/// instructions a report; the library spends 413 on each of 60 waiting ones.
 ///
 /// A template, because the width of the length is the platform's own choice.
 template <class Length>
@@ -451,9 +451,9 @@ void _QrxHIDDeviceConnectionImpl::_reportQueueHandler(IOHIDQueueInterface** queu
         return;
     }
     const SelfHold self(*this);
-    // The receiver of a report may close the connection, which gives this queue back: then it must not be asked for
-    // more. The receiver may throw: the platform calls again only after the queue was emptied, so the rest is delivered
-    // first.
+    // The receiver of a report may close the connection, which releases its queue: that one must not be read any more.
+    // A queue that is not the connection's (the operation is public) is read to its end. The receiver may also throw:
+    // the platform calls again only after the queue was emptied, so the rest is delivered first.
     const bool isOwnQueue = queue == _queue;
     FirstException failure;
     while (!isOwnQueue || queue == _queue) {

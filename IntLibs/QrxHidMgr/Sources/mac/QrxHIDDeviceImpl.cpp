@@ -42,6 +42,7 @@ _QrxHIDDeviceImpl::~_QrxHIDDeviceImpl()
 
 void _QrxHIDDeviceImpl::_printBody(std::ostream& os, int depth, int indent) const
 {
+    // Deliberate: an override that adds nothing. It is part of the class's interface.
     QrxHIDDevice::_printBody(os, depth, indent);
 }
 
@@ -81,7 +82,8 @@ void _QrxHIDDeviceImpl::setReport(unsigned int type, unsigned int reportID, std:
     const SelfLoan loan(*this);
     if (_delegate != nullptr) {
         // Deliberate: the handle given to the delegate is the only one added, so the device may end during the call.
-        // Its destructor tells the interfaces to forget it, which the first interface, held here, shows.
+        // Its destructor makes every interface forget it. So the first interface, held here, shows whether it has
+        // ended; a device without interfaces has nothing to send on.
         const mis::swizzler<_QrxHIDInterfaceMac> witness = _interfaces.empty() ? nullptr : _interfaces.front();
         _delegate->handleSetReport(type, reportID, bytes, mis::swizzler<QrxHIDDevice>(this), interfaceNumber);
         if (!witness || !witness->_hasParent()) {

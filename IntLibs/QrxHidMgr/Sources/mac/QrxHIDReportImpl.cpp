@@ -1,5 +1,5 @@
 // A report answers from the dictionary of its input report element, one of "InputReportElements" of the driver. An ID
-// that only output or feature reports use is listed there too, with the size of the number alone.
+// that only output or feature reports use is listed there too; its size is the 8 bits of the number.
 
 #include "QrxHIDReportImpl.h"
 

@@ -7,8 +7,9 @@
 #include <cstddef>
 #include <cstdint>
 
-/// A report that answers from the dictionary of its input report element, on every call anew. A report ID without such
-/// an element (the report is only sent) has no dictionary and answers 0.
+/// A report that answers from the dictionary of its input report element, on every call anew. The platform lists such
+/// an element for every report ID, also for one that is only sent. A report that it does not list (the unnumbered one
+/// of an interface without input) has no dictionary and answers 0.
 class _QrxHIDReportImpl : public QrxHIDReport {
 public:
     _QrxHIDReportImpl();

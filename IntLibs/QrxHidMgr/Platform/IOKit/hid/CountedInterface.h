@@ -20,6 +20,7 @@ public:
     {
         const ULONG left = --_count;
         if (left == 0) {
+            // Keeps the object until `retire` has returned. If a call of its source is in progress, that keeps it.
             const auto held = _calls == 0 ? std::move(_held) : nullptr;
             static_cast<Derived*>(this)->retire();
         }

@@ -28,7 +28,8 @@ public:
     /// Borrowed.
     CFRunLoopSourceRef source() const { return _source; }
 
-    /// Waits for this descriptor instead of the one before; -1 for none. It is to be let go before it is closed.
+    /// Waits for this descriptor instead of the one before; -1 for none. The owner of a descriptor calls this with -1
+    /// before it closes it: the number may name another file afterwards.
     void watch(int fd);
 
     /// The client's perform comes in the loop's next pass even if nothing is readable.

@@ -27,8 +27,8 @@ namespace qrx::iokit {
 
 namespace {
 
-/// The reports that one pass hands on before other sources of the run loop get their turn: as many as the kernel keeps
-/// for one reader. So a pass catches up with any delay, while a device that sends without pause cannot keep the loop.
+/// The reports that one pass hands on before other sources of the run loop get their turn. The kernel keeps 63 for one
+/// reader, so a pass catches up with any delay, while a device that sends without pause cannot keep the loop.
 constexpr int kReportsPerPass = 64;
 
 IOReturn resultOf(platform::Status status)
@@ -241,8 +241,8 @@ struct HidDevice::Pass {
     Pass(const Pass&) = delete;
     Pass& operator=(const Pass&) = delete;
 
-    /// Makes the loop come back for what was fetched but not handed on: the descriptor does not announce it any more.
-    /// After an exception, too, which may have kept the queue's callout from being called.
+    /// Makes the loop call again for what was fetched but not handed on: the descriptor does not announce it any more.
+    /// It runs after an exception as well, which may have kept the queue's callout from being called.
     ~Pass()
     {
         if (!isOver && isCurrent() && (channel->hasFetchedReports() || (origin != nullptr && origin->isCalloutDue()))) {

@@ -25,6 +25,9 @@ namespace qrx::iokit {
 
 class HidQueue;
 
+/// One program's access to one HID interface: the object behind the plug-in and the device interface that the program
+/// holds references on. It keeps the driver's entry alive. On the thread that opens it.
+///
 /// Input reports are taken from the channel by whichever source of the device or its queues is served, and go straight
 /// on: into the queues, and into the buffer of the interrupt handler, without being kept. The interrupt handler is
 /// called where the device's own source is in the run loop. Not supported here, or different:
@@ -151,6 +154,7 @@ private:
 
     void perform() override;
     void deliverCompletions();
+    /// The reports of a pass, until none waits or the bound is reached; true if more may wait.
     inline bool takeReports(Pass& pass);
     /// Input has found no room since the last call; told with the result kIOReturnOverrun, and with how often in place
     /// of the interrupt handler's size.

@@ -21,8 +21,8 @@ class HidDevice;
 /// It does not keep its device; when that goes, the queue answers NoDevice and stays silent. A queue that is given up
 /// within its own callout lives until the callout returns. On the device's thread.
 ///
-/// Its event source fires for events that wait, and takes reports from the device itself: who uses queues needs no
-/// other source. createAsyncPort is not supported.
+/// Its event source fires for events that wait, and takes reports from the device itself, so a program that uses queues
+/// needs no other source. createAsyncPort is not supported.
 class HidQueue final : public EventSource::Client, public CountedInterface<HidQueue> {
 public:
     /// What the queue's user holds a pointer to.
@@ -84,7 +84,8 @@ private:
     void perform() override;
     void retire();
     void clear();
-    /// NoDevice, kIOReturnError or NotAttached where nothing can be done.
+    /// Success if the queue can be used; else kIOReturnNoDevice (its device interface has gone), kIOReturnError (it was
+    /// not created) or kIOReturnNotAttached (the device has left).
     IOReturn state() const;
 
     Face _face;
@@ -97,7 +98,7 @@ private:
     bool _wasStarted = false;
     bool _isEveryValueQueued = false;
     std::size_t _depth = 0;
-    /// In the order of their cookies, handlers first: that of the events of one report.
+    /// Ordered by cookie, report handlers first; the events of one report are queued in this order.
     std::vector<HidQueueElement> _elements;
     std::deque<Event> _events;
     /// An event has come into the empty queue, and the callout has not been called for it.

@@ -58,13 +58,16 @@ public:
     void forget() { _last.clear(); }
 
 private:
+    /// True if an entry of the array shows the element's usage. `isRolledOver` is set if all of them say that too many
+    /// keys are down.
     bool isSelected(std::span<const std::uint8_t> report, bool& isRolledOver) const;
     std::optional<ElementValue> takeSelector(std::span<const std::uint8_t> report, bool isEveryValueQueued);
     bool hasChanged(const ElementValue& value);
 
     hid::Element _element;
     hid::ReportType _type;
-    /// A shorter input report is left out as a whole.
+    /// The length of the element's input report as declared; a shorter report is left out as a whole. 0 for other
+    /// types.
     std::size_t _declaredBytes = 0;
     /// A selector's array; null for other elements.
     std::shared_ptr<const hid::LayoutField> _array;

@@ -1,5 +1,5 @@
-/// The tables of functions behind the published interfaces. Each function finds the object behind the pointer that the
-/// caller holds (its "face"), and passes the arguments on. The order of the functions is the platform's.
+// The tables of functions behind the published interfaces. Each function finds the object behind the pointer that the
+// caller holds (its "face"), and passes the arguments on. The order of the functions is the platform's.
 
 #include "HidTables.h"
 
@@ -37,7 +37,8 @@ mach_port_t nullAsyncPort(void*)
     return MACH_PORT_NULL;
 }
 
-// Single values are written as reports: `setReport` is what drivers and devices know.
+// Not supported: sending one value takes the rest of its report, which only the program knows. Programs send whole
+// reports (`setReport`), and read single values by `getElementValue`.
 IOReturn noElementRequest(void*, IOHIDElementCookie, IOHIDEventStruct*, UInt32, IOHIDElementCallbackFunction, void*,
                           void*)
 {

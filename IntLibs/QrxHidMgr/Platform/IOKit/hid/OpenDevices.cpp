@@ -34,6 +34,7 @@ Openings& openings()
 
 void add(const std::shared_ptr<HidDevice>& device)
 {
+    // The registry does not know open devices, so opening one brings the function; setting it again changes nothing.
     setBeforeEnd(&deliverRest);
     const std::lock_guard guard(openings().mutex);
     openings().byDevice[device.get()] = {std::this_thread::get_id(), device};

@@ -1,6 +1,6 @@
 // Elements as property dictionaries. The keys of each kind are a shape that all dictionaries share, and the values are
-// numbers that are held in their references, so an element costs one allocation. A published tree is read by every
-// program on a device of the same kind, and never changes.
+// numbers that are held in their references, so an element costs one allocation. All devices with the same report
+// descriptor share the dictionaries (SharedElements), which never change.
 
 #include "ElementProperties.h"
 

@@ -17,8 +17,8 @@ hid::Descriptor ElementShares::read(const platform::DeviceFacts& device, std::si
 {
     {
         const std::lock_guard guard(_mutex);
-        // A descriptor that was read for the shares of others waits here for its own interface, so none is parsed
-        // twice.
+        // A descriptor that was parsed because its interface shares in the limit waits here, so that it need not be
+        // parsed again.
         _taken.insert(interfaceIndex);
         if (auto waiting = _waiting.extract(interfaceIndex)) {
             return std::move(waiting.mapped());

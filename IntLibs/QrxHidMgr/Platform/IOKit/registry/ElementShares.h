@@ -13,12 +13,13 @@ namespace qrx::iokit {
 
 /// The report descriptors of one device, and how many elements each of its interfaces may have.
 ///
-/// What a device costs the thread that looks at it is nearly all for its elements, and it may have 32 interfaces. So
-/// all of them together have no more elements than one descriptor may have. Who wants least has all of it, the others
-/// equal shares of the rest, whichever is looked at first. From any thread.
+/// Nearly all of the time that a device costs the thread that looks at it goes into its elements, and a USB device may
+/// have 32 interfaces. So all interfaces together have no more elements than one descriptor may have. An interface that
+/// wants less than an equal share gets all of it, and the others share the rest equally, whichever is looked at first.
+/// From any thread.
 class ElementShares {
 public:
-    /// What the descriptor of a HID interface of `device` was read into.
+    /// The report descriptor of a HID interface of `device`, parsed.
     hid::Descriptor read(const platform::DeviceFacts& device, std::size_t interfaceIndex);
 
     /// The limits for the interface whose descriptor that is.
@@ -30,6 +31,7 @@ private:
     std::mutex _mutex;
     /// Unknown until an interface wants more than an equal share.
     std::optional<std::size_t> _largestShare;
+    /// The interfaces, by index, that `read` was called for.
     std::set<std::size_t> _taken;
     /// Read to know the shares, and not yet asked for.
     std::map<std::size_t, hid::Descriptor> _waiting;

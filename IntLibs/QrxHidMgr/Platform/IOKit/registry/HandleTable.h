@@ -10,8 +10,9 @@
 
 namespace qrx::iokit {
 
-/// An object has one handle as long as any reference on that handle is held. Numbers go up and wrap after 2^32, so a
-/// stale handle is found to be unknown instead of naming something else.
+/// The handles of registry objects: numbers, each with a count of references. An object has one handle as long as any
+/// reference on that handle is held. Numbers go up and wrap after 2^32, so a stale handle is found to be unknown
+/// instead of naming another object. Used with the registry's lock held.
 class HandleTable {
 public:
     using Object = std::shared_ptr<RegistryObject>;
@@ -32,6 +33,7 @@ public:
     /// 0 if nobody holds one.
     io_object_t handleOf(const RegistryObject& object) const { return object._handle; }
     bool isHeld(const RegistryObject& object) const { return object._handle != IO_OBJECT_NULL; }
+    /// In no particular order.
     void forEach(const std::function<void(const Object&)>& visit) const;
     std::size_t size() const { return _slots.size(); }
 
@@ -44,7 +46,7 @@ private:
     io_object_t unusedNumber();
 
     std::unordered_map<io_object_t, Slot> _slots;
-    /// Low numbers stay unused: a small number that is taken for a handle is a mistake.
+    /// No handle is lower, so that a small number that is passed by mistake is unknown.
     static constexpr io_object_t kFirstHandle = 0x1003;
     io_object_t _nextHandle = kFirstHandle;
 };

@@ -90,8 +90,9 @@ void IONotificationPort::dropSource()
     if (_source == nullptr) {
         return;
     }
-    // Has the user released the source already? Its life does not tell within its own callback, where the run loop
-    // keeps it alive. But a user who has invalidated it there has also released it.
+    // The user may have released the source already. Outside of its own callback the source has ended then, and
+    // `_source` is null. Within it the run loop keeps the source alive; there, one that is invalid counts as released,
+    // because users do both.
     const bool isReleased = _performs > 0 && !CFRunLoopSourceIsValid(_source);
     // Invalidating takes it out of every run loop, which may release the last reference and clear `_source`.
     CFRunLoopSourceInvalidate(_source);

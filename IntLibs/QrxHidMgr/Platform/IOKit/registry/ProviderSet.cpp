@@ -143,7 +143,8 @@ void ProviderSet::handleEvents(Watcher& watcher)
             }
         }
     } catch (const std::bad_alloc&) {
-        // There is no caller who could take the exception. Providers keep note of what they could not look at.
+        // No operation of the application asked for this look, so the exception goes to the log, and the watcher's
+        // timer brings another try. Providers keep note of what they could not look at.
         platform::log(platform::LogLevel::error,
                       "There is no memory to look at devices that came or left. It is tried again.");
         watcher.setRetrying(true);
@@ -162,7 +163,7 @@ void ProviderSet::setEnabled(bool enabled)
         if (!_isWatching) {
             startWatching();
         }
-        // What came while they were left out.
+        // Publishes what came while the providers were left out, and removes what left.
         std::for_each(_providers.begin(), _providers.end(), [this](const auto& it) { it->refresh(_sink); });
     }
     _isEnabled = enabled;

@@ -266,7 +266,7 @@ io_iterator_t Registry::observe(const std::shared_ptr<Notification>& notificatio
         iterator = _handles.handOut(notification);
         port->add(notification);
     }
-    // Watching has begun; what came between the last look and the watching is found by one more look.
+    // The first subscription starts the watching. What came between the last look and that is found by one more look.
     try {
         updateWatcher(*port);
         _providers.refresh();

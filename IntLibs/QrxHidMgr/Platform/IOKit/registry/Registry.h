@@ -21,8 +21,8 @@ namespace qrx::iokit {
 class UsbDeviceEntry;
 
 /// Guards the registry's state: devices, handles, notifications. Never held while code of others runs, be it a
-/// callback, a provider or the end of something that a provider owns. What makes properties and elements may run under
-/// it; that takes no lock of ours.
+/// callback, a provider or the end of something that a provider owns. Properties and elements may be made under it.
+/// That takes the locks of entries and of the elements that they share; none of those is held while this one is taken.
 std::mutex& registryLock();
 
 /// The process's registry. Devices come from providers; entries leave as handles. From any thread; it lives until the
@@ -51,9 +51,9 @@ public:
     /// The next entry of an iterator of any kind, with a reference for the caller; 0 at the end.
     io_object_t next(io_iterator_t iterator);
     void reset(io_iterator_t iterator);
-    /// Handles that somebody holds.
+    /// The number of handles that somebody holds.
     std::size_t heldHandles();
-    /// Ports that are closed and stay for good.
+    /// The number of ports that are closed and stay for good.
     std::size_t closedPorts();
 
     // --- enumeration and observation ---
@@ -87,7 +87,7 @@ private:
     void updateWatcher(IONotificationPort& port);
     void listPresent(Notification& notification);
     void listEnded(Notification& notification);
-    /// Calls `visit` with the entries of all devices that the notification accepts.
+    /// Calls `visit` with the entries of all devices that `matching` accepts.
     template <typename Visit>
     void forEachPresent(const Matching& matching, Visit visit);
     /// Some notification looks below the USB interfaces.

@@ -13,8 +13,8 @@ class RegistryIterator final : public RegistryObject {
 public:
     explicit RegistryIterator(RegistryEntry::List entries) : _entries(std::move(entries)) {}
 
-    /// The next entry that has not ended since the list was made: nobody would ever be told of its end. Null at the
-    /// end.
+    /// The next entry; null at the end. Entries that have ended since the list was made are left out: an end that came
+    /// before anybody held the entry or knew of it is announced to nobody.
     std::shared_ptr<RegistryEntry> current()
     {
         while (_position < _entries.size() && !_entries[_position]->isActive()) {

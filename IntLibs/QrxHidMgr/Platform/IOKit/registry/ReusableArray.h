@@ -4,10 +4,11 @@
 
 namespace qrx::iokit {
 
-/// An array that is emptied at the end, also where somebody holds it on.
+/// A property array that is emptied when this object ends, even if somebody still holds the array.
 ///
-/// An array that is still held at the end is given out again. So of a reader that never gives back what it reads, no
-/// more arrays are kept for good than there were at once, and none of them has contents. From any thread.
+/// An array that is still held then is used again for the next such object. So a reader that never releases what it
+/// reads keeps no more arrays for good than there were at once, and those that are not in use are empty. From any
+/// thread.
 class ReusableArray {
 public:
     ReusableArray();

@@ -14,12 +14,12 @@ public:
 
     int descriptor() const { return _set.descriptor(); }
 
-    /// False if the descriptor cannot be watched now. One that is there already, and -1, are no matter.
+    /// False with errno if the descriptor cannot be watched now. True for one that is watched already, and for -1.
     bool watch(int fd);
     /// Says nothing about a descriptor that is not there.
     void forget(int fd);
 
-    // By one thread at a time.
+    // The following are called by one thread at a time.
 
     /// From now on the set is readable from time to time, for another try; or no longer.
     void setRetrying(bool isRetrying);
