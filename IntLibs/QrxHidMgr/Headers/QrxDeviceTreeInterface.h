@@ -48,7 +48,7 @@ public:
     ///
     /// @param reportType       0 input, 1 output, 2 feature
     /// @param reportID         the report's number, 0 where reports are not numbered
-    /// @param report           the bytes as they go out, possibly none
+    /// @param report           the bytes as they go out; without bytes nothing is sent
     /// @param interfaceNumber  the USB interface to send on; `setDeviceInterface` has no part in it
     /// @return always true; whether the report arrived is not known
     virtual bool setOutputReport(unsigned int reportType, unsigned int reportID, std::valarray<unsigned char> report,

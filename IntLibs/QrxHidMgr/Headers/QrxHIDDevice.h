@@ -64,6 +64,9 @@ public:
     virtual std::vector<QrxHIDCapabilityPtr> _findCapabilitiesByReportID(unsigned int reportID);
 
     /// Opens every interface and starts input on the calling thread's run loop. Open once; close before opening again.
+    /// An interface that cannot be opened stays closed and is not reported (QrxRequests.h has a way to open that
+    /// tells). Throws std::bad_alloc without memory, and std::system_error if the thread has no run loop yet and no
+    /// descriptor is free for one; all interfaces are closed then.
     virtual void open() = 0;
 
     /// Stops input and closes every interface; call it on the thread that opened.
@@ -170,8 +173,8 @@ public:
     virtual void _handleReport(std::valarray<uint8_t> report, int interfaceNumber);
 
     /// Tells the delegate (`handleSetReport`), then sends one report and blocks until the platform returns. Whether it
-    /// arrived is not known; without such an interface, or if the delegate dropped the last handle on this device,
-    /// nothing is sent.
+    /// arrived is not known; nothing is sent for a report without bytes, without such an interface, or if the delegate
+    /// dropped the last handle on this device.
     ///
     /// @param reportType       0 input, 1 output, 2 feature
     /// @param reportID         the report's number, 0 where reports are not numbered

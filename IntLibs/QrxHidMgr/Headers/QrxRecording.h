@@ -177,9 +177,10 @@ public:
     /// bytes, an event of an interface that is not there or earlier than the one before it.
     void write(std::ostream& text) const;
 
-    /// Writes one event line, flushed, as a recorder does while it records. `afterInterface` is the interface whose
-    /// line was written last: a "D:" line is put before where it differs. Throws as write() does; only that times do
-    /// not run backwards is left to the caller.
+    /// Writes one event line, flushed, as a recorder does while it records. `afterInterface` is the index of the
+    /// interface whose lines were written last, which after write() of a recording without events is the last one: a
+    /// "D:" line is put before the event where it is of another, and `afterInterface` becomes the event's. Throws as
+    /// write() does; only that times do not run backwards is left to the caller.
     void writeEvent(std::ostream& text, const QrxRecordedEvent& event, std::size_t& afterInterface) const;
 
 private:

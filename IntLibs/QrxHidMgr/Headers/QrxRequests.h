@@ -42,12 +42,12 @@ QRX_EXPORT bool QrxIsOpen(const QrxHIDDevice& device);
 QRX_EXPORT bool QrxIsOpen(const QrxHIDDevice& device, int interfaceNumber);
 
 /// Checks a report against the descriptor and sends it, as QrxHIDDevice::setReport does: the delegate is told first,
-/// and the call returns when the device has taken or refused the report. An interface that does not publish its
-/// descriptor gets it unchecked, as every device does from QrxHIDDevice::setReport.
+/// and the call returns when the device has taken or refused the report. For an interface that does not publish its
+/// descriptor only an empty report and a wrong first byte are found; QrxHIDDevice::setReport checks nothing.
 ///
-/// Found before anything is sent or told: noSuchInterface, noSuchReport, wrongLength (`count` is not the report's size)
-/// and wrongFirstByte. Found by sending: notOpen, gone, refused, timedOut, noPermission (the node may only be read),
-/// notPossible or failed. An exception of the delegate passes.
+/// Found before anything is sent or told: noSuchInterface, noSuchReport, wrongLength (`count` is 0, or not the report's
+/// size) and wrongFirstByte. Found by sending: notOpen, gone, refused, timedOut, noPermission (the node may only be
+/// read), notPossible or failed. An exception of the delegate passes.
 ///
 /// @param reportID  the report's number, 0 where reports are not numbered
 /// @param bytes     `count` bytes as they go out, the report's number first where reports are numbered
@@ -58,7 +58,7 @@ QRX_EXPORT bool QrxIsOpen(const QrxHIDDevice& device, int interfaceNumber);
 /// `received` becomes the number of bytes in `buffer`, the report's number first where reports are numbered; 0 on
 /// failure.
 ///
-/// Errors: noSuchInterface, noSuchReport, wrongLength (`capacity` is less than the report's size), notOpen, gone,
+/// Errors: noSuchInterface, noSuchReport, wrongLength (`capacity` is 0, or less than the report's size), notOpen, gone,
 /// refused, timedOut, notPossible (input and output reports on kernels before 5.11) or failed.
 [[nodiscard]] QRX_EXPORT QrxOutcome QrxGetReport(QrxHIDDevice& device, QrxReportType reportType, unsigned int reportID,
                                                  uint8_t* buffer, size_t capacity, size_t& received,
