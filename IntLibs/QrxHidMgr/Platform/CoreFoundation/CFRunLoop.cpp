@@ -166,6 +166,7 @@ bool __CFRunLoop::isRunningHere() const
 void __CFRunLoop::arm()
 {
     if (!hasNote(kArmed) && !_process.isInherited()) {
+        // Armed even if that failed: the loss is noted once, and the owner learns of it by requireWake.
         note(!hasNote(kWakeLost) && _wakeEvent.raise() ? kArmed : kArmed | kWakeLost);
     }
 }

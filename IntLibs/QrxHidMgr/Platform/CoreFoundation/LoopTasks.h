@@ -51,9 +51,9 @@ private:
     void ring() override;
     void setAlarm();
 
-    const CFRunLoopRef _loop;
+    const CFRunLoopRef _loop; ///< not retained: QrxRunLoop::Body holds it longer
     CFRunLoopSourceRef _source;
-    std::mutex _mutex;
+    std::mutex _mutex; ///< guards _posted; all below is the loop's thread's
     std::deque<Function> _posted;
 
     std::map<Moment, Timer> _timers;

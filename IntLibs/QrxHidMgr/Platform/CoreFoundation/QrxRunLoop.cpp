@@ -63,7 +63,8 @@ void noteSignal(int)
     sm_HasSignal = true;
 #ifndef __APPLE__
     if (const CFRunLoopRef loop = sm_Interrupted) {
-        // The result is ignored: if the loop's descriptors were closed, the run throws without being woken.
+        // The result is ignored: a handler has nobody to report it to. If the event descriptor was closed by others,
+        // the note still ends the run, once the signal or something else has ended its wait.
         static_cast<void>(qrx::cf::requestOfRunLoop(loop, qrx::cf::RunLoopRequest::end));
     }
 #endif

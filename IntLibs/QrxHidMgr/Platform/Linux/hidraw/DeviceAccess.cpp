@@ -41,7 +41,7 @@ DeviceAccess::DeviceAccess(const DeviceFacts& facts) : _device(describe(facts)),
 
 void DeviceAccess::tellRefusal(const std::string& node, int error)
 {
-    // Once for each device: a program may try again every second.
+    // The level is asked first: a line that is not shown must not count as the first one.
     if (!logs(LogLevel::error) || !isFirst()) {
         return;
     }

@@ -18,7 +18,7 @@ public:
     bool hasLeft() const { return _hasLeft; }
 
     /// One line on standard error for a node that could not be opened: which node, which device, why, and what would
-    /// help. The first call for a device is told, the others are not.
+    /// help. Only the first call for a device writes: a program may try again every second.
     void tellRefusal(const std::string& node, int error);
 
     /// One line for a node that could not be opened for lack of descriptors or memory; each time, since another try may
@@ -28,7 +28,7 @@ public:
     /// As tellRefusal, for an interface that has no node at all.
     void tellMissingNode(unsigned interfaceNumber);
 
-    /// For those who want to know (level info): the queue of an open interface was found full for the `count`th time.
+    /// One line of level info: the queue of an open interface may have been full, for the `count`th time.
     void tellPossibleLoss(unsigned interfaceNumber, std::uint64_t count) const;
 
 private:

@@ -42,8 +42,9 @@ ReportBatch::ReportBatch(std::span<const std::uint8_t> reportDescriptor)
 {
     const hid::Descriptor descriptor = hid::parseReportDescriptor(reportDescriptor);
     const bool isCertain = !descriptor.hasErrors();
-    // A report that is longer than declared has nothing of use beyond that. But a descriptor that was not understood to
-    // its end declares nothing, so every report gets a call and a buffer of the greatest length.
+    // A report that is longer than declared has nothing of use beyond that; the kernel's USB driver hands on input up
+    // to the longest report of any type, so a buffer for one report has that length. But a descriptor that was not
+    // understood to its end declares nothing, so every report gets a call and a buffer of the greatest length.
     _segmentBytes = isCertain ? longest(descriptor, true) : 0;
     const std::size_t wholeBytes = isCertain ? std::max(longest(descriptor, false), kLeastBuffer) : kLongestReport;
     _most = _segmentBytes == 0 ? 0 : std::min(kMostSegments, kMostBytes / _segmentBytes);

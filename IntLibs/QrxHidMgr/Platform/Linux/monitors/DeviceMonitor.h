@@ -16,7 +16,7 @@ struct DeviceEvent {
     std::string path;
 };
 
-/// Something that tells of arrivals and removals. Used on one thread.
+/// A source of device events. Used by one thread at a time.
 class DeviceMonitor {
 public:
     enum class Next {

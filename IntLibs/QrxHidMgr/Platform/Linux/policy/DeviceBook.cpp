@@ -178,7 +178,8 @@ void DeviceBook::waitFor(const std::string& name, std::chrono::milliseconds dura
     }
 }
 
-/// No event will ask for another look at what could not be read or compared.
+/// Waits for another look at what could not be read or compared, since no event will ask for one; but not after a look
+/// whose time was over. Callers pass `early` where retries have no limit.
 void DeviceBook::retry(const std::string& name, Look kind)
 {
     if (_mayWait && kind == Look::early) {

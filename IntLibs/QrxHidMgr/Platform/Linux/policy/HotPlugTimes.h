@@ -5,9 +5,9 @@
 namespace qrx::platform {
 
 /// How long the hot-plug policy has patience, and with what. From a device's first event to its last report node the
-/// kernel needs 15 to 300 ms (measured under QEMU), and more where a driver's module is loaded first; udevd's rules take
-/// another 0.1 s. The times leave room for slow machines. Waiting delays only what stays incomplete, such as a device
-/// whose driver makes no report node.
+/// kernel needs 15 to 300 ms (measured under QEMU), and more where a driver's module is loaded first; udevd's rules
+/// take another 0.1 s. The times leave room for slow machines. Waiting delays only what stays incomplete, such as a
+/// device whose driver makes no report node.
 struct HotPlugTimes {
     using Duration = std::chrono::milliseconds;
 
