@@ -186,7 +186,8 @@ TEST(QrxReportLayout, TheUsagesOfAFieldAreRangesToo)
     EXPECT_EQ(modifiers.getUsageCount(), 8U);
     EXPECT_THROW(modifiers.getFirstUsage(1), std::out_of_range);
     EXPECT_THROW(modifiers.getLastUsage(1), std::out_of_range);
-    const QrxReportField temperature = layoutOf(kSensor).getField(0);
+    const QrxReportLayout sensor = layoutOf(kSensor);
+    const QrxReportField temperature = sensor.getField(0);
     EXPECT_EQ(temperature.getFirstUsage(0), temperature.getLastUsage(0));
 }
 
