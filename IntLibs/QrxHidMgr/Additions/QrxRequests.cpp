@@ -74,7 +74,7 @@ struct Request {
     std::optional<std::size_t> declaredSize() const
     {
         const auto layout = InterfaceLayout::of(device, interfaceNumber);
-        // Without a published descriptor nothing can be checked, and the platform decides.
+        // Without a published descriptor, or for one without reports, the size cannot be checked: the platform decides.
         if (!layout || layout->reports()->reports().empty()) {
             return std::nullopt;
         }
@@ -235,7 +235,7 @@ QrxOutcome QrxSetReport(QrxHIDDevice& device, QrxReportType reportType, unsigned
         return request.fail(error, "sent");
     }
     static_cast<void>(connection->_takeResult());
-    // By way of the model, so that the delegate is told as with any other send.
+    // The model's operation sends, so that the delegate is told as with any other send.
     device.setReport(static_cast<unsigned int>(reportType), reportID, std::valarray<uint8_t>(bytes, count),
                      interfaceNumber);
     // No result means that nothing was sent: the driver offered no device interface.

@@ -51,7 +51,7 @@ Descriptor DescriptorReader::read(std::span<const std::uint8_t> bytes)
                    static_cast<std::int64_t>(bytes.size()));
         bytes = bytes.first(_limits.descriptorBytes);
     }
-    // A field takes two bytes at least, and seldom less than ten.
+    // A field and the items that describe it seldom take fewer bytes than this, so the list is allocated once.
     constexpr std::size_t kUsualFieldBytes = 8;
     _descriptor.fields.reserve(bytes.size() / kUsualFieldBytes);
     ItemReader items(bytes);
@@ -140,8 +140,7 @@ void DescriptorReader::_takeGlobal(const Item& item)
         if (item.data > kLinuxReportSizeBits) {
             _log.warning(item, "more than the 256 bits that Linux accepts", item.data);
         }
-        // Taken as it is, whatever its size: the length of the whole report is what is limited, where the field is
-        // added.
+        // The size has no limit here: `_addField` limits the length of the whole report.
         _global.reportSize = item.data;
         break;
     case tag::kReportID:

@@ -80,7 +80,7 @@ ElementBudget::ElementBudget(const std::vector<Field>& fields, std::size_t room,
         return;
     }
     _makesHiddenDuplicates = false;
-    // Kept to say how many were left out of each field.
+    // A copy, because the diagnoses say how many entries each field has lost.
     const std::vector<std::uint64_t> all = _entries;
     _count(fields);
     for (std::size_t i = 0; i < fields.size(); ++i) {

@@ -38,6 +38,7 @@ public:
     uint32_t getProductID() const;
     /// bcdDevice: 0x0110 is release 1.10.
     uint32_t getReleaseNumber() const;
+    /// The names as QrxHIDDevice gives them: on macOS "" for one that is not ASCII.
     const std::string& getVendorName() const;
     const std::string& getProductName() const;
     /// "" for the many devices that have none. Not every maker gives each device its own.

@@ -14,7 +14,8 @@ namespace recording {
 constexpr std::size_t kMaximumBytes = 65535;
 /// Longest name or comment. Strings of USB devices have at most 126 characters.
 constexpr std::size_t kMaximumTextBytes = 65535;
-/// Longest line. The longest that is written, an event of kMaximumBytes, has some 196,700 bytes.
+/// Longest line that is read. The longest that is written, an event of kMaximumBytes, has some 196,700 bytes: three for
+/// each byte.
 constexpr std::size_t kMaximumLineBytes = 256 * 1024;
 /// Latest event, some 30,000 years after the first.
 constexpr std::uint64_t kMaximumSeconds = 1'000'000'000'000;

@@ -154,7 +154,8 @@ bool ScriptedBehaviour::sendOut(int interfaceNumber, const Outgoing& outgoing)
         }
         return isTaken;
     };
-    // Whether a delayed report finds room shows only later, and nobody waits for that; to the sender it is taken.
+    // Whether a delayed report finds room is known when the sender has long got its answer: it is told that it is
+    // taken.
     if (outgoing.delay.count() > 0) {
         later(outgoing.delay, deliver);
         return true;

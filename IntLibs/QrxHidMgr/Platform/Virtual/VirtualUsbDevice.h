@@ -70,7 +70,7 @@ public:
     void unplug();
     bool isPlugged() const;
 
-    /// As it was made: interfaces by number.
+    /// As the device was made, with its interfaces in the order of their numbers. A script changes a copy of them.
     const DeviceFacts& facts() const { return _facts; }
     std::size_t openCount(int interfaceNumber) const;
     /// As QrxVirtualDevice::sendInputReport.
