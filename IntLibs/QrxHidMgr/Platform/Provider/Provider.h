@@ -39,9 +39,9 @@ enum class Status : std::int32_t {
 
 using hid::ReportType;
 
-/// One open way to a HID interface, used on one thread. Every channel of an interface gets every input report.
-/// Destroying it closes it, which may run foreign code (a virtual device's owner is told); nothing is called back
-/// afterwards.
+/// One open way to a HID interface. Every channel of an interface gets every input report. Input is taken by one thread
+/// at a time; requests (setReport, getReport) may run on other threads meanwhile, also several at once. Destroying it
+/// closes it, which may run foreign code (a virtual device's owner is told); nothing is called back afterwards.
 class HIDChannel {
 public:
     enum class Next {
