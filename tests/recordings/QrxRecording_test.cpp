@@ -178,6 +178,8 @@ TEST(QrxRecording, EveryNumberIsReadToItsEnd)
                              "#@ release:",
                              "#@ device-class: 00 00",
                              "#@ device-class: zz 00 00",
+                             "#@ device-class: 00 00 00 00",
+                             "#@ interface: 1 00 00 00",
                              "#@ device-class: 00 zz 00",
                              "#@ device-class: 100 00 00",
                              "#@ device-class: 00 100 00",

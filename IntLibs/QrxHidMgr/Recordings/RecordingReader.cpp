@@ -184,7 +184,7 @@ void RecordingReader::readDeviceClassNote(std::string_view value)
     const auto deviceClass = number(nextWord(value), 16, 0xFF);
     const auto subclass = number(nextWord(value), 16, 0xFF);
     const auto protocol = number(nextWord(value), 16, 0xFF);
-    if (!deviceClass || !subclass || !protocol) {
+    if (!deviceClass || !subclass || !protocol || !trimmed(value).empty()) {
         fail("device-class needs class, subclass and protocol, two hexadecimal digits each");
     }
     _recording.setDeviceClass(static_cast<std::uint8_t>(*deviceClass));
@@ -197,7 +197,7 @@ void RecordingReader::readInterfaceNote(std::string_view value)
     const auto interfaceNumber = number(nextWord(value), 10, kMaximumInterfaceNumber);
     const auto subclass = number(nextWord(value), 16, 0xFF);
     const auto protocol = number(nextWord(value), 16, 0xFF);
-    if (!interfaceNumber || !subclass || !protocol) {
+    if (!interfaceNumber || !subclass || !protocol || !trimmed(value).empty()) {
         fail("interface needs its number, then subclass and protocol in hexadecimal");
     }
     QrxRecordedInterface& interface = currentInterface();

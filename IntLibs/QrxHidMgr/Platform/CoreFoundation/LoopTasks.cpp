@@ -28,7 +28,13 @@ void LoopTasks::post(Function function)
         _posted.push_back(std::move(function));
         if (_posted.size() == 1) {
             // A member for as long as there is something to call, or a loop without anything else would never finish.
-            CFRunLoopAddSource(_loop, _source, kCFRunLoopDefaultMode);
+            try {
+                CFRunLoopAddSource(_loop, _source, kCFRunLoopDefaultMode);
+            } catch (...) {
+                // The next function that is posted must be the first one again, or none would ever be called.
+                _posted.pop_back();
+                throw;
+            }
         }
         CFRunLoopSourceSignal(_source);
     }

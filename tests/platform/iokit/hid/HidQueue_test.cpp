@@ -142,6 +142,22 @@ TEST_F(HidQueueTest, ASentReportTellsElementsOfItsTypeAndNoHandler)
     EXPECT_EQ("|120=1 ", reader.take());
 }
 
+TEST_F(HidQueueTest, AQueueThatWasEmptiedBeforeItsCalloutIsToldOfTheNextEvent)
+{
+    QueueReader reader(plug(fake::makeKeyboard()), {kFirstLight});
+    // Sent reports: nothing becomes readable for their events, so only the queue itself can ask for its callout.
+    const auto send = [&](std::uint8_t lights) {
+        (*reader.device)->setReport(reader.device, kIOHIDReportTypeOutput, 0, &lights, 1, 0, nullptr, nullptr, nullptr);
+    };
+    send(1);
+    EXPECT_EQ(kIOReturnUnderrun, reader.drainEvents());
+    runDue();
+    EXPECT_EQ("119=1 ", reader.take()) << "no callout, since nothing waits";
+    send(0);
+    runDue();
+    EXPECT_EQ("|119=0 ", reader.take());
+}
+
 TEST_F(HidQueueTest, AFullQueueDropsTheNewest)
 {
     QueueReader reader(plug(fake::makeMouse()), {kMouseReport}, 3);

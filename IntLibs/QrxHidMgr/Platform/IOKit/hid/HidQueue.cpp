@@ -219,6 +219,10 @@ IOReturn HidQueue::nextEvent(IOHIDEventStruct& event)
     // The block belongs to the receiver from here on, who frees it.
     event.longValue = next.value.longValue.release();
     _events.pop_front();
+    if (_events.empty()) {
+        // Nothing is left to tell of. The next event makes the callout due again, and asks the source for it.
+        _isCalloutDue = false;
+    }
     return kIOReturnSuccess;
 }
 
