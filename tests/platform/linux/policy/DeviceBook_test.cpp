@@ -196,6 +196,33 @@ TEST_F(DeviceBook, AKnownDeviceThatCannotBeComparedStaysAndIsComparedAgainOnce)
     EXPECT_EQ(handled(), "- 1-1\n");
 }
 
+TEST_F(DeviceBook, AChangedDeviceIsComparedUntilThereAreDescriptorsForIt)
+{
+    started();
+    for (int firstFailing = 2; firstFailing <= 12; ++firstFailing) {
+        const TreeDevice device = composite();
+        tree.plug(device);
+        tellArrival(device);
+        ASSERT_EQ(handled(), "+ 1-1 hid 2\n");
+        tree.removeHID(device, device.interfaces[1]);
+        std::filesystem::remove(tree.interfacePath(device, device.interfaces[1]) / "driver");
+        tell("bind usb_device", device);
+        std::string log;
+        for (int round = 0; round < 3; ++round) {
+            calls.advance(round == 0 ? milliseconds(0) : kSettle);
+            calls.failFrom(firstFailing, EMFILE);
+            provider->handleEvents(sink);
+            calls.failNone();
+            log += sink.takeLog();
+        }
+        log += handledAfter(kSettle);
+        EXPECT_EQ(log, "- 1-1\n+ 1-1 hid 1\n") << "calls fail from number " << firstFailing;
+        tree.unplug("1-1");
+        tellRemoval(device);
+        handled();
+    }
+}
+
 TEST_F(DeviceBook, AMachineThatCannotBeListedIsListedWhenItCanBe)
 {
     const TreeDevice device = composite();

@@ -136,6 +136,9 @@ bool DeviceBook::isUnchanged(const ListedDevice& device, const Published& known,
     const DeviceScan::Comparison comparison = _scan.compare(device, known.outline);
     if (comparison == DeviceScan::Comparison::unknown) {
         retry(device.name, kind);
+    } else if (comparison == DeviceScan::Comparison::scarce) {
+        // As where it could not be read at all: without a limit.
+        retry(device.name, Look::early);
     }
     return comparison != DeviceScan::Comparison::different;
 }

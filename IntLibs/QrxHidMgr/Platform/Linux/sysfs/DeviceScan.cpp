@@ -201,8 +201,9 @@ DeviceScan::Comparison DeviceScan::compare(const ListedDevice& device, const Dev
         // The link of a report node gives all that is compared. Without a node the interface's own folder is read.
         if (!takeNode(device, now)) {
             SysfsDirectory folder(_calls);
-            if (isUnknown(readFolder(folder, folder.open(pathOf(device.name) + "/" + old.name), now))) {
-                return Comparison::unknown;
+            const FileResult result = readFolder(folder, folder.open(pathOf(device.name) + "/" + old.name), now);
+            if (isUnknown(result)) {
+                return result == FileResult::scarce ? Comparison::scarce : Comparison::unknown;
             }
             // A link could not be read: the interface may have a node that is not known.
             if (!now.hidDevice.empty() && !device.nodes->isWhole()) {

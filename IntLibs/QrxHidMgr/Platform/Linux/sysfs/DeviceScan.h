@@ -87,8 +87,9 @@ public:
     /// too, if it has its `access`.
     Result read(const ListedDevice& device, ScannedDevice& scanned);
 
-    enum class Comparison { same, different, unknown };
-    /// Whether the device still looks as it did; `unknown` if that could not be read.
+    enum class Comparison { same, different, unknown, scarce };
+    /// Whether the device still looks as it did; `unknown` if that could not be read, `scarce` if this machine had no
+    /// descriptor or memory for it.
     Comparison compare(const ListedDevice& device, const DeviceOutline& known);
 
     /// How long the device has been connected; no value on kernels that do not tell.
