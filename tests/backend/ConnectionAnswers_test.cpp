@@ -118,10 +118,12 @@ TEST_F(ConnectionAnswers, AnOverrunTakesNothingOutOfTheQueue)
 
 TEST_F(ConnectionAnswers, ADelegateThatDoesNotAskHearsNothingOfAnOverrun)
 {
-    open(kInterruptSystem, {Sample::kPedal}, new RecordingDeviceDelegate(record));
+    auto* delegate = new RecordingDeviceDelegate(record);
+    open(kInterruptSystem, {Sample::kPedal}, delegate);
     overrunOfInterrupt("usb1-hid0", 2);
     EXPECT_TRUE(record.lines.empty());
     device->setDelegate(nullptr);
+    delete delegate; // The device has the one that it has last.
     overrunOfInterrupt("usb1-hid0", 2);
     device->close();
 }
