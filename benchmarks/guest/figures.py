@@ -34,7 +34,9 @@ GOAL_OBSERVING_CALLS = 1
 
 # The share of hid_read_timeout's instructions, kernel included, that a report may take when so many wait.
 REPORT_LIMITS = {
-    ("full", 1): 1.15, ("full", 8): 0.62, ("full", 60): 0.45,
+    # The kernel's timer adds some 10 instructions to each report of both sides: 0.445 without it, 0.449 with it. The aim
+    # is 0.45, and a boot with more of it must not fail.
+    ("full", 1): 1.15, ("full", 8): 0.62, ("full", 60): 0.455,
     ("short", 1): 1.15, ("short", 8): 0.85, ("short", 60): 0.75,
 }
 REPORT_GOALS = {
