@@ -23,7 +23,7 @@ struct TopUsage {
 struct ListedInterface {
     std::shared_ptr<const platform::DeviceFacts> device;
     const platform::InterfaceFacts* facts = nullptr;
-    /// Of a virtual device, from 1; 0 for a real one.
+    /// A virtual device has one from 1; a real one has 0.
     unsigned virtualNumber = 0;
     /// What programs open it by: the report node, "virtual-1:0" for an interface of a virtual device.
     std::string path;

@@ -217,7 +217,7 @@ int OpenDevice::write(ReportType type, std::span<const std::uint8_t> bytes)
     if (bytes.size() < 2) {
         return fail(kTooShort);
     }
-    // Of an unnumbered report the channel gets the data alone, without hidapi's leading 0.
+    // The channel gets the data of an unnumbered report alone, without hidapi's leading 0.
     const std::uint8_t reportID = bytes.front();
     const Status status = _channel->setReport(type, reportID, reportID != 0 ? bytes : bytes.subspan(1));
     return status == Status::success ? answer(bytes.size()) : fail(textOf(status));

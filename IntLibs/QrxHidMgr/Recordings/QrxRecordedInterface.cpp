@@ -2,7 +2,7 @@
 
 #include <utility>
 
-// Behind a pointer, so that facts can be added without a change of the class that programs were built with.
+// The facts are behind a pointer, so that some can be added without changing the class that programs were built with.
 struct QrxRecordedInterface::Body {
     int number = 0;
     std::vector<std::uint8_t> reportDescriptor;
