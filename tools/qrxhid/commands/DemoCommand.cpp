@@ -221,7 +221,7 @@ void Demo::deliver(const RecordedDevice& recorded, std::size_t event, ChangeFilt
                                             received.interfaceNumber);
         checkValues(recorded, event, values);
         _out << "  interface " << received.interfaceNumber << ": " << bytesText(received.bytes) << "\n";
-        // Of the built-in recordings just the composite one has numbered reports.
+        // Only the composite one among the built-in recordings has numbered reports.
         const bool isNumbered = recorded.recording.getInterfaces().size() > 1;
         const std::uint32_t reportID = isNumbered ? received.bytes.front() : 0;
         writeValues(_out, filter.changes(received.interfaceNumber, reportID, values), kValueIndent);

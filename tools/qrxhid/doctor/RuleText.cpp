@@ -80,7 +80,7 @@ private:
         }
         _rest.remove_prefix(1);
         while (!_rest.empty() && _rest.front() != '"') {
-            // Of all escapes udev knows only this one in a plain value.
+            // udev knows no other escape in a plain value.
             const bool isQuote = _rest.starts_with("\\\"");
             part.value += isQuote ? '"' : _rest.front();
             _rest.remove_prefix(isQuote ? 2 : 1);

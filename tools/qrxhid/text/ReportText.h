@@ -25,7 +25,7 @@ public:
     std::string textOf(const std::vector<QrxDecodedValue>& values);
 
 private:
-    /// Of a value's object, all that stands before its number; it stays until the next call.
+    /// All that stands before the number in a value's object. The reference holds until the next call.
     const std::string& beginningOf(std::uint32_t page, std::uint32_t usage);
 
     std::unordered_map<std::uint64_t, std::string> _beginnings;
