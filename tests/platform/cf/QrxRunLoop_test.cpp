@@ -1,5 +1,6 @@
 #include "QrxRunLoop.h"
 
+#include "Base/SystemCalls.h"
 #include "RunLoopSources.h"
 
 #include <gtest/gtest.h>
@@ -352,6 +353,61 @@ TEST_F(Signals, InsideANestedRunEndBothRuns)
         EXPECT_THROW(_loop.runUntilSignal(), std::logic_error);
     });
     EXPECT_EQ(Outcome::stopped, _loop.runUntilSignal());
+}
+
+/// The kernel, but a signal handler on the chosen thread stays in its write until the watched run has returned, or for
+/// as long as it is given.
+class SlowHandler : public qrx::platform::SystemCalls {
+public:
+    SlowHandler() : _earlier(replaceOfProcess(this)) {}
+    ~SlowHandler() override { replaceOfProcess(_earlier); }
+
+    ssize_t write(int fd, const void* bytes, std::size_t size) override
+    {
+        if (::pthread_equal(::pthread_self(), slowThread) != 0) {
+            isInHandler = true;
+            const auto until = std::chrono::steady_clock::now() + 100ms;
+            while (!hasReturned && std::chrono::steady_clock::now() < until) {
+            }
+            wasLeftBehind = hasReturned.load();
+        }
+        return SystemCalls::write(fd, bytes, size);
+    }
+
+    std::atomic<pthread_t> slowThread{};
+    std::atomic<bool> isInHandler{false};
+    std::atomic<bool> hasReturned{false};
+    std::atomic<bool> wasLeftBehind{false};
+
+private:
+    SystemCalls* const _earlier;
+};
+
+TEST_F(Signals, WhoseHandlerIsStillAtWorkOnAnotherThreadAreWaitedFor)
+{
+    SlowHandler calls;
+    // A loop of its own, made with those calls.
+    std::thread([&calls] {
+        QrxRunLoop loop = QrxRunLoop::getCurrent();
+        const QrxRunLoop::Timer alive = loop.callAfter(kNeverDuringATest, [] {});
+        std::thread other;
+        loop.post([&] {
+            other = std::thread([&calls] {
+                calls.slowThread = ::pthread_self();
+                ::raise(SIGINT);
+            });
+            while (!calls.isInHandler) {
+                std::this_thread::yield();
+            }
+            throw std::runtime_error("posted");
+        });
+        EXPECT_THROW(loop.runUntilSignal(), std::runtime_error);
+        calls.hasReturned = true;
+        other.join();
+        EXPECT_FALSE(calls.wasLeftBehind) << "the handler could still have ended a later run";
+        EXPECT_EQ(Outcome::timedOut, loop.runFor(0.001));
+        loop.cancel(alive);
+    }).join();
 }
 
 TEST_F(Signals, ThatTheProcessIgnoresAreIgnored)

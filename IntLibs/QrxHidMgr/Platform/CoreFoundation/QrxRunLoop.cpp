@@ -10,13 +10,16 @@
 #include <CoreFoundation/CoreFoundation.h>
 
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cerrno>
+#include <chrono>
 #include <stdexcept>
 #include <system_error>
+#include <thread>
 #include <utility>
 
 namespace {
@@ -55,11 +58,24 @@ SInt32 runDefaultMode([[maybe_unused]] CFRunLoopRef loop, double seconds, bool s
 /// The loop that a signal ends, while there is one. Read by the handler.
 std::atomic<CFRunLoopRef> sm_Interrupted{nullptr};
 std::atomic<bool> sm_HasSignal{false};
+/// Handlers that are at work, each perhaps with the loop that it has read; they may run on any thread.
+std::atomic<int> sm_Handlers{0};
 
-static_assert(std::atomic<CFRunLoopRef>::is_always_lock_free && std::atomic<bool>::is_always_lock_free);
+static_assert(std::atomic<CFRunLoopRef>::is_always_lock_free && std::atomic<bool>::is_always_lock_free &&
+              std::atomic<int>::is_always_lock_free);
+
+/// Counts a handler while it lives; also when its thread is cancelled in the handler's system call.
+struct HandlerCount {
+    HandlerCount() { ++sm_Handlers; }
+    HandlerCount(const HandlerCount&) = delete;
+    HandlerCount& operator=(const HandlerCount&) = delete;
+    ~HandlerCount() { --sm_Handlers; }
+};
 
 void noteSignal(int)
 {
+    // Before the loop is read: the watch removes the loop first and looks at the count afterwards.
+    const HandlerCount counted;
     sm_HasSignal = true;
 #ifndef __APPLE__
     if (const CFRunLoopRef loop = sm_Interrupted) {
@@ -100,6 +116,7 @@ public:
             ::sigaction(kSignals[index], &_earlier[index], nullptr);
         }
         const CFRunLoopRef loop = sm_Interrupted.exchange(nullptr);
+        waitForHandlers();
 #ifndef __APPLE__
         qrx::cf::takeBackOfRunLoop(loop, qrx::cf::RunLoopRequest::end);
 #else
@@ -113,7 +130,20 @@ public:
     }
 
 private:
+    /// A handler on another thread that has read the loop may not have left its request yet. It would come after the
+    /// run that it was meant for and end the next one, or reach a loop that is no more.
+    void waitForHandlers() const
+    {
+        // It takes microseconds; sleeping lets a thread of lower priority go on. In a child that fork made, the threads
+        // of the handlers that were at work do not exist.
+        constexpr std::chrono::microseconds kPause{100};
+        while (sm_Handlers != 0 && ::getpid() == _process) {
+            std::this_thread::sleep_for(kPause);
+        }
+    }
+
     static constexpr std::array<int, 2> kSignals{SIGINT, SIGTERM};
+    const pid_t _process = ::getpid();
     std::array<struct sigaction, kSignals.size()> _earlier{};
 };
 
