@@ -14,11 +14,12 @@ namespace qrx::platform {
 
 namespace {
 
-/// True for a lack of descriptors or memory, which may end. Other errors mean that this machine cannot be watched in
-/// that way at all (no netlink in a sandbox, no such folder), so the next best way is taken.
+/// True for a lack of descriptors, memory or inotify watches (ENOSPC), which may end. Other errors mean that this
+/// machine cannot be watched in that way at all (no netlink in a sandbox, no such folder), so the next best way is
+/// taken.
 bool isScarcity(int error)
 {
-    return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS;
+    return error == EMFILE || error == ENFILE || error == ENOMEM || error == ENOBUFS || error == ENOSPC;
 }
 
 } // namespace

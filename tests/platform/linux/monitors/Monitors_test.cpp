@@ -116,6 +116,63 @@ TEST(LateFolderMonitor, AsksForOneRescanSomeTimeAfterABurstOfNodes)
     EXPECT_FALSE(isReadable(delay.descriptor(), 60)) << "once for both nodes";
 }
 
+/// A monitor of the device folder on a clock that the case sets, with a delay of a second.
+class FlappingNode : public testing::Test {
+protected:
+    FlappingNode() { LateFolderMonitor::add(monitors, calls, (tree.root() / "dev").string(), kDelay); }
+
+    /// The node comes or goes.
+    void flap()
+    {
+        if (!std::filesystem::remove(tree.node(1))) {
+            test::SysfsTree::write(tree.node(1), "");
+        }
+        EXPECT_EQ(monitors[0]->take(event), DeviceMonitor::Next::none);
+    }
+    bool isRescanAskedForAfter(milliseconds time)
+    {
+        calls.advance(time);
+        return monitors[1]->take(event) == DeviceMonitor::Next::rescan;
+    }
+
+    static constexpr milliseconds kDelay{1000};
+    static constexpr milliseconds kBetweenFlaps = kDelay / 2;
+
+    const test::SysfsTree tree;
+    test::FaultyCalls calls;
+    std::vector<std::unique_ptr<DeviceMonitor>> monitors;
+    DeviceEvent event;
+};
+
+TEST_F(FlappingNode, CannotPutTheRescanOffForEver)
+{
+    ASSERT_EQ(monitors.size(), 2U);
+    std::vector<int> rescans;
+    for (int flaps = 1; flaps <= 12; ++flaps) {
+        flap();
+        if (isRescanAskedForAfter(kBetweenFlaps)) {
+            rescans.push_back(flaps);
+        }
+    }
+    // Four delays after the first change, and from then on a delay after a change that came before the last rescan.
+    EXPECT_EQ(rescans, (std::vector<int>{8, 9, 10, 11, 12}));
+}
+
+TEST_F(FlappingNode, IsLookedForOnceMoreWhenItHasComeToRest)
+{
+    ASSERT_EQ(monitors.size(), 2U);
+    for (int flaps = 1; flaps <= 8; ++flaps) {
+        flap();
+        EXPECT_EQ(isRescanAskedForAfter(kBetweenFlaps), flaps == 8) << flaps;
+    }
+    EXPECT_FALSE(isRescanAskedForAfter(kBetweenFlaps - milliseconds(1)));
+    EXPECT_TRUE(isRescanAskedForAfter(milliseconds(1))) << "a delay after the last change";
+    EXPECT_FALSE(isRescanAskedForAfter(10 * kDelay));
+    flap();
+    EXPECT_FALSE(isRescanAskedForAfter(kDelay - milliseconds(1)));
+    EXPECT_TRUE(isRescanAskedForAfter(milliseconds(1))) << "a new series has the usual delay";
+}
+
 class UdevMonitorSocket : public testing::Test {
 protected:
     void SetUp() override
@@ -349,6 +406,47 @@ TEST(Monitors, AreTheKernelsEventsAndTheFolderWithoutUdevd)
     }
     const test::SysfsTree tree;
     EXPECT_EQ(kindsOf(tree.paths()), withTimerIfNeeded({"events", "folder"}));
+}
+
+/// A kernel without a free inotify watch.
+class CallsWithoutWatches : public SystemCalls {
+public:
+    int inotifyWatch(int fd, const char* path, std::uint32_t events) override
+    {
+        if (hasWatches) {
+            return SystemCalls::inotifyWatch(fd, path, events);
+        }
+        errno = ENOSPC;
+        return -1;
+    }
+
+    bool hasWatches = false;
+};
+
+TEST(Monitors, AreTriedAgainWhereTheSystemIsOutOfInotifyWatches)
+{
+    for (const bool hasUdevd : {false, true}) {
+        const test::SysfsTree tree;
+        if (hasUdevd) {
+            test::SysfsTree::write(tree.root() / "run/control", "");
+        }
+        CallsWithoutWatches calls;
+        LinuxPaths paths = tree.paths();
+        paths.calls = &calls;
+        test::RecordingSink sink;
+        const auto provider = makeLinuxProvider(paths);
+        testing::internal::CaptureStderr();
+        EXPECT_EQ(provider->startWatching(sink), -1);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  "QrxHIDManager: Arrivals and removals of devices cannot be watched: No space left on device. It is "
+                  "tried again from time to time.\n");
+        calls.hasWatches = true;
+        testing::internal::CaptureStderr();
+        EXPECT_GE(provider->startWatching(sink), 0);
+        EXPECT_EQ(testing::internal::GetCapturedStderr(),
+                  "QrxHIDManager: Arrivals and removals of devices are watched again.\n");
+        provider->stopWatching();
+    }
 }
 
 /// A machine without event sockets: the device folder and a short interval.

@@ -1,6 +1,16 @@
 #include "TimerMonitor.h"
 
+#include <algorithm>
+
 namespace qrx::platform {
+
+namespace {
+
+/// So many delays after the first of a series of changes there is a rescan, even if the changes go on: a node that
+/// comes and goes without end (a loose plug) must not keep other devices from being found.
+constexpr int kMostDelays = 4;
+
+} // namespace
 
 std::unique_ptr<TimerMonitor> TimerMonitor::make(SystemCalls& calls)
 {
@@ -17,13 +27,28 @@ std::unique_ptr<TimerMonitor> TimerMonitor::makeRepeating(SystemCalls& calls, st
 
 void TimerMonitor::start(std::chrono::milliseconds delay)
 {
-    // Starting it again moves the time: a series of changes is followed by one rescan.
-    _timer.setDue(_timer.now() + delay);
+    const Time now = _timer.now();
+    if (!_wanted) {
+        _latest = now + kMostDelays * delay;
+    }
+    _wanted = now + delay;
+    _timer.setDue(std::min(*_wanted, _latest));
 }
 
 DeviceMonitor::Next TimerMonitor::take(DeviceEvent&)
 {
-    return _timer.take() ? Next::rescan : Next::none;
+    if (!_timer.take()) {
+        return Next::none;
+    }
+    // The rescan may be too early for the last changes of a series that goes on. Their own follows when the delay after
+    // them is over, and no later start moves it.
+    if (_wanted && *_wanted > _timer.now()) {
+        _latest = *_wanted;
+        _timer.setDue(_latest);
+    } else {
+        _wanted.reset();
+    }
+    return Next::rescan;
 }
 
 } // namespace qrx::platform

@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 
 namespace qrx::platform {
 
@@ -17,16 +18,23 @@ public:
     /// One that asks again and again. Null with errno if there is no descriptor free.
     static std::unique_ptr<TimerMonitor> makeRepeating(SystemCalls& calls, std::chrono::milliseconds interval);
 
-    /// Asks once after the delay; a time that was set before is forgotten.
+    /// Asks once after the delay. Starting it again moves the time, so that a series of changes is followed by one
+    /// rescan, but by no more than a few delays in all: one that goes on is rescanned meanwhile, and after its end.
     void start(std::chrono::milliseconds delay);
 
     int descriptor() const override { return _timer.descriptor(); }
     Next take(DeviceEvent& event) override;
 
 private:
+    using Time = MonotonicTimer::Time;
+
     explicit TimerMonitor(SystemCalls& calls) : _timer(calls) {}
 
     MonotonicTimer _timer;
+    /// The delay after the last start; none while no rescan is due that was started.
+    std::optional<Time> _wanted;
+    /// The time beyond which starts do not move the rescan.
+    Time _latest;
 };
 
 } // namespace qrx::platform
