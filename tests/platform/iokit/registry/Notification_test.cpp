@@ -236,6 +236,52 @@ TEST_F(NotificationTest, PlugsAndUnplugsWithinACallbackComeInOrder)
     c.unplug();
 }
 
+TEST_F(NotificationTest, AnEndDuringACallbackThatHasRunTheLoopWaitsForTheNextCallback)
+{
+    auto a = device(0xa);
+    auto b = device(0xb);
+    auto c = device(0xc);
+    a.plug();
+    b.plug();
+    c.plug();
+    Observer observer;
+    observer.take();
+    observer.onName = [&](const std::string& name) {
+        if (name == "-000a") {
+            // Read to its end, the iterator lets the inner run call back again.
+            EXPECT_EQ(IO_OBJECT_NULL, IOIteratorNext(observer.ends));
+            b.unplug();
+            runDue();
+            c.unplug();
+        }
+    };
+    a.unplug();
+    runDue();
+    EXPECT_EQ("|-000a|-000b|-000c", observer.take()) << "what c has sent is delivered before its end";
+}
+
+TEST_F(NotificationTest, ArrivalsDuringACallbackThatRunsTheLoopAreToldOnceAndInOrder)
+{
+    auto a = device(0xa);
+    auto b = device(0xb);
+    auto c = device(0xc);
+    Observer observer;
+    observer.onName = [&](const std::string& name) {
+        if (name == "+000a") {
+            EXPECT_EQ(IO_OBJECT_NULL, IOIteratorNext(observer.arrivals));
+            b.plug();
+            runDue();
+            c.plug();
+        }
+    };
+    a.plug();
+    runDue();
+    EXPECT_EQ("|+000a|+000b+000c", observer.take());
+    for (auto* each : {&a, &b, &c}) {
+        each->unplug();
+    }
+}
+
 TEST_F(NotificationTest, ACallbackMayGiveUpEverything)
 {
     auto a = device(0xa);

@@ -303,30 +303,30 @@ bool IONotificationPort::callBackFirstDue(std::uint64_t upTo)
             return false;
         }
         due->isArmed = false;
-        if (due->kind == Notification::Kind::end) {
-            // Devices that leave during the callback have input that was not delivered yet, so their ends wait.
-            due->handsOutUpTo = upTo;
-        }
         iterator = Registry::instance().handleOf(*due);
     }
-    callBack(*due, iterator);
+    callBack(*due, iterator, upTo);
     return true;
 }
 
-void IONotificationPort::callBack(Notification& notification, io_iterator_t iterator)
+void IONotificationPort::callBack(Notification& notification, io_iterator_t iterator, std::uint64_t upTo)
 {
     // Destroyed without the lock.
     Notification::Events handedOut;
     Notification::Events withdrawn;
-    Notification::Events* outer = nullptr;
+    // Callbacks nest when one runs the loop: each has a list and a bound of its own.
+    Notification::Events* outerHandedOut = nullptr;
+    std::uint64_t outerUpTo = UINT64_MAX;
     {
         const std::lock_guard guard(registryLock());
-        // Callbacks nest when one runs the loop: each keeps a list of its own.
-        outer = std::exchange(notification.handedOut, &handedOut);
+        outerHandedOut = std::exchange(notification.handedOut, &handedOut);
+        // Devices that leave during the callback have input that was not delivered yet, so their ends wait.
+        const bool isEnd = notification.kind == Notification::Kind::end;
+        outerUpTo = std::exchange(notification.handsOutUpTo, isEnd ? upTo : UINT64_MAX);
     }
     const auto finish = [&] {
-        notification.handedOut = outer;
-        notification.handsOutUpTo = UINT64_MAX;
+        notification.handedOut = outerHandedOut;
+        notification.handsOutUpTo = outerUpTo;
     };
     try {
         notification.callback(notification.refcon, iterator);

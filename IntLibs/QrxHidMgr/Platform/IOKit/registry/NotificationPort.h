@@ -94,8 +94,9 @@ private:
     void deliverBeforeEnds(std::uint64_t upTo);
     /// False if no callback is due. Without the lock.
     bool callBackFirstDue(std::uint64_t upTo);
-    /// Calls back. An entry that was handed out to a callback that ran out of memory is handed out again.
-    void callBack(Notification& notification, io_iterator_t iterator);
+    /// Calls back. An entry that was handed out to a callback that ran out of memory is handed out again. A callback
+    /// about ends is handed those up to that place in the order.
+    void callBack(Notification& notification, io_iterator_t iterator, std::uint64_t upTo);
     /// `handedOut` comes before what waits, except for arrivals that have ended; those go to `withdrawn`.
     void handOutAgain(Notification& notification, Notification::Events& handedOut, Notification::Events& withdrawn);
     /// Wakes the run loop if something is due.
