@@ -7,6 +7,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -70,7 +72,7 @@ private:
 inline Bytes vendor(const Bytes& items)
 {
     Bytes descriptor = {0x06, 0x00, 0xFF, 0x09, 0x01, 0xA1, 0x01};
-    descriptor.insert(descriptor.end(), items.begin(), items.end());
+    std::ranges::copy(items, std::back_inserter(descriptor));
     descriptor.push_back(0xC0);
     return descriptor;
 }
