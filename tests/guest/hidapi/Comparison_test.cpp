@@ -410,6 +410,43 @@ TEST_F(HidapiComparison, AWaitEndsAlikeWhenTheDeviceLeaves)
     }
 }
 
+TEST_F(HidapiComparison, ARequestEndsAlikeWhenTheDeviceLeavesInItsMiddle)
+{
+    VhciDevice device(named(1), {hidInterface(plainDescriptor(4))});
+    const auto answerAll = [&](Answer answer) {
+        device.answerOutput(0, answer);
+        device.answerSetReport(0, answer);
+        device.answerGetReport(0, answer);
+    };
+    using Request = void (*)(Session&, const Functions&);
+    const Request requests[] = {
+        [](Session& session, const Functions&) {
+            session.write({0, 1, 2, 3, 4});
+        },
+        [](Session& session, const Functions&) {
+            session.sendFeature({0, 1, 2, 3, 4});
+        },
+        [](Session& session, const Functions& api) { session.get(api.getFeature, "feature", 0, 5); },
+        [](Session& session, const Functions& api) { session.get(api.getInput, "input", 0, 5); },
+    };
+    for (const Request request : requests) {
+        expectSame([&](const Functions& api) {
+            answerAll(Answer::normal);
+            plugWhole(device);
+            answerAll(Answer::silence);
+            Session session(api);
+            std::thread puller([&] {
+                EXPECT_TRUE(device.waitUntilSilent());
+                pullWhole(device);
+            });
+            request(session, api);
+            puller.join();
+            request(session, api);
+            return session.lines;
+        });
+    }
+}
+
 TEST_F(HidapiComparison, FailsAlikeAtADeviceThatHasLeft)
 {
     VhciDevice device(named(1), {hidInterface(plainDescriptor(4))});

@@ -190,6 +190,12 @@ void VhciDevice::answerReportDescriptor(std::size_t interface, Answer answer)
     setAnswer(interface, &State::reportDescriptor, answer);
 }
 
+bool VhciDevice::waitUntilSilent(std::chrono::milliseconds limit)
+{
+    std::unique_lock lock(_mutex);
+    return _changed.wait_for(lock, limit, [this] { return !_silenced.empty(); });
+}
+
 std::vector<SetupPacket> VhciDevice::takeControlRequests()
 {
     const std::lock_guard lock(_mutex);
@@ -456,6 +462,7 @@ void VhciDevice::finishAs(Answer answer, const UsbSubmit& submit, const Bytes& d
         break;
     case Answer::silence:
         _silenced.insert(submit.sequence);
+        _changed.notify_all();
         break;
     }
 }

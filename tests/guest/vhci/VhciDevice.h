@@ -80,6 +80,8 @@ public:
     void answerOutput(std::size_t interface, Answer answer);
     /// Requests for the report descriptor.
     void answerReportDescriptor(std::size_t interface, Answer answer);
+    /// Waits until the host waits for an answer that Answer::silence withholds.
+    bool waitUntilSilent(std::chrono::milliseconds limit = kPatience);
 
     /// Every control request since the last call, oldest first.
     std::vector<SetupPacket> takeControlRequests();
