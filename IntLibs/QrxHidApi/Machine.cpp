@@ -134,20 +134,26 @@ void Machine::startWatching()
     for (const auto& provider : _providers) {
         provider->refresh(table());
     }
-    _watch.emplace(platform::SystemCalls::ofProcess());
-    bool isWatched = _watch->isOpen() && table().keepChanges() && _watch->add(table().changesDescriptor(), 0);
+    const auto require = [](bool succeeds) {
+        if (!succeeds) {
+            throw std::system_error(errno, std::generic_category(), "devices cannot be watched");
+        }
+    };
     std::size_t started = 0;
-    for (; isWatched && started < _providers.size(); ++started) {
-        isWatched = _watch->add(_providers[started]->startWatching(table()), 0);
-    }
-    if (isWatched && _virtualWorld != nullptr) {
-        isWatched = _watch->add(Schedule::ofProcess().descriptor(), 0);
-    }
-    if (!isWatched) {
-        // `started` counts the provider that failed, too: it may have started all the same.
-        const int error = errno;
+    try {
+        _watch.emplace(platform::SystemCalls::ofProcess());
+        require(_watch->isOpen() && table().keepChanges() && _watch->add(table().changesDescriptor(), 0));
+        for (const auto& provider : _providers) {
+            // One that fails counts, too: it may have started all the same.
+            ++started;
+            const int descriptor = provider->startWatching(table());
+            require(descriptor >= 0 && _watch->add(descriptor, 0));
+        }
+        require(_virtualWorld == nullptr || _watch->add(Schedule::ofProcess().descriptor(), 0));
+    } catch (...) {
+        // As if nothing had been asked: the next call begins anew.
         stopWatching(started);
-        throw std::system_error(error, std::generic_category(), "devices cannot be watched");
+        throw;
     }
 }
 

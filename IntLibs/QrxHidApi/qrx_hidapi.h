@@ -23,9 +23,9 @@ typedef void (*qrx_hid_callback)(const struct hid_device_info* info, int arrived
 /// From now on, arrivals and removals are told to `callback`: by hid_enumerate, on the thread that calls it, before it
 /// returns its list. Returns a descriptor for the program's own event loop, which is readable when hid_enumerate has
 /// something to tell; it stays the same, and is valid until the callback is removed or hid_exit is called. -1 if
-/// devices cannot be watched now (hid_error(NULL) tells why). Another callback replaces the one before; NULL removes
-/// it, and answers 0. What is there already is not told. The callback may call any function of the library but this one
-/// and hid_exit.
+/// devices cannot be watched now (hid_error(NULL) tells why); it may be called again then. Another callback replaces
+/// the one before; NULL removes it, and answers 0. What is there already is not told. The callback may call any
+/// function of the library but this one and hid_exit.
 HID_API_EXPORT int HID_API_CALL qrx_hid_set_callback(qrx_hid_callback callback, void* context);
 
 #ifdef __cplusplus

@@ -1,3 +1,4 @@
+#include "DescriptorLimit.h"
 #include "HidapiTest.h"
 
 #include <poll.h>
@@ -89,6 +90,26 @@ TEST_F(HidapiArrival, NothingIsToldAfterTheCallbackIsRemoved)
     watch();
     look();
     EXPECT_TRUE(told.empty());
+}
+
+TEST_F(HidapiArrival, AMachineThatCannotBeWatchedForLackOfDescriptorsSaysSoAndIsWatchedOnceThereAreSome)
+{
+    ::unsetenv("QRX_HIDAPI_ONLY_VIRTUAL");
+    const auto ignore = [](const hid_device_info*, int, void*) {};
+    // The set and the descriptor of changes are ours; from then on it is the machine's provider that lacks one.
+    constexpr std::size_t kOurs = 2;
+    std::size_t free = 0;
+    testing::internal::CaptureStderr();
+    for (; descriptor < 0 && free < 50; ++free) {
+        const DescriptorLimit limit(free);
+        descriptor = qrx_hid_set_callback(ignore, nullptr);
+        if (descriptor < 0) {
+            EXPECT_EQ(errorOf(nullptr), "devices cannot be watched: Too many open files") << free << " free";
+        }
+    }
+    testing::internal::GetCapturedStderr();
+    EXPECT_GE(descriptor, 0);
+    EXPECT_GT(free, kOurs + 1);
 }
 
 } // namespace

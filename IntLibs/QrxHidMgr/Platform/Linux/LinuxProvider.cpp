@@ -56,15 +56,21 @@ public:
 
     int startWatching(RegistrySink& sink) override
     {
-        if (_watch == nullptr) {
-            try {
-                beginWatching(sink);
-            } catch (...) {
-                stopWatching();
-                throw;
-            }
+        if (_watch != nullptr) {
+            return _watch->descriptor();
         }
-        return _watch != nullptr ? _watch->descriptor() : -1;
+        int error = 0;
+        try {
+            error = beginWatching(sink);
+        } catch (...) {
+            stopWatching();
+            throw;
+        }
+        if (_watch == nullptr) {
+            errno = error;
+            return -1;
+        }
+        return _watch->descriptor();
     }
 
     void handleEvents(RegistrySink& sink) override
@@ -79,17 +85,20 @@ public:
     }
 
 private:
-    void beginWatching(RegistrySink& sink)
+    /// The errno of what is lacking where nothing can be watched.
+    int beginWatching(RegistrySink& sink)
     {
         errno = 0;
         // The monitors start first: what happens during the first scan is an event, and the look finds nothing new.
         _watch = WatchSet::make(_calls, _paths.monitors ? _paths.monitors(_paths) : makeMonitors(_paths));
-        tellWatching(errno);
+        const int error = errno;
+        tellWatching(error);
         _book.setWaiting(_watch != nullptr);
         rescan(sink);
         if (_watch != nullptr) {
             _watch->setTimer(_book.nextExpiry());
         }
+        return error;
     }
 
     /// After an exception, events may have been taken whose devices were not looked at. So everything is looked at

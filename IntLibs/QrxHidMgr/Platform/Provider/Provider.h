@@ -198,8 +198,8 @@ public:
     virtual void refresh(RegistrySink& sink) = 0;
 
     /// Somebody observes from now on. Returns a descriptor that is readable while handleEvents has work (an epoll set
-    /// where several are watched), the provider's until stopWatching. -1 if arrivals cannot be watched now: this is
-    /// written to standard error, and the registry asks again later.
+    /// where several are watched), the provider's until stopWatching. -1 with errno if arrivals cannot be watched now:
+    /// this is written to standard error, and the caller asks again later.
     virtual int startWatching(RegistrySink& sink) = 0;
     /// Publishes and terminates what has arrived and left; called when the descriptor is readable. May throw
     /// std::bad_alloc, as refresh may: the provider then remembers that devices were not looked at, and makes up for it
