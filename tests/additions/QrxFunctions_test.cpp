@@ -100,6 +100,26 @@ TEST_F(Functions, LeaveATreeThatLivesOnWithoutADelegate)
     EXPECT_FALSE(tree->hasDelegate());
 }
 
+TEST_F(Functions, LeaveTheDelegateThatWasSetInTheirPlace)
+{
+    std::string told;
+    const TreeHandle tree = QrxDeviceTree::NewInstance();
+    auto first = std::make_unique<QrxTreeFunctions>(tree);
+    QrxTreeFunctions second(tree);
+    second.onAdded([&](const DeviceHandle& device) { told += "added " + device->getProductName() + "\n"; })
+        .onRemoved([&](const DeviceHandle& device) { told += "removed " + device->getProductName() + "\n"; });
+    first.reset();
+    EXPECT_TRUE(tree->hasDelegate());
+    const CapturedOutput output;
+    tree->observe(0, 0);
+    TestDevice plug = makeDevice("mouse", plainDescriptor());
+    plug.plug();
+    runWhileBusy();
+    plug.unplug();
+    runWhileBusy();
+    EXPECT_EQ(told, "added mouse\nremoved mouse\n");
+}
+
 /// As the README's example, word by word: it keeps nothing and closes nothing.
 TEST_F(Functions, ThatOpenWhatArrivesLeaveNothingBehindInTwoThousandReplugs)
 {

@@ -49,7 +49,9 @@ QrxTreeFunctions::QrxTreeFunctions(const mis::swizzler<QrxDeviceTree>& tree) : _
 QrxTreeFunctions::~QrxTreeFunctions()
 {
     // The tree may live longer, and it does not own its delegate.
-    _body->tree->setDelegate(nullptr);
+    if (!_body->tree->_hasDelegateOtherThan(this)) {
+        _body->tree->setDelegate(nullptr);
+    }
 }
 
 const mis::swizzler<QrxDeviceTree>& QrxTreeFunctions::getTree() const

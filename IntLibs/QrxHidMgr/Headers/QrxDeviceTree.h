@@ -101,6 +101,12 @@ public:
     /// delegate; the facade, which is no delegate, sets itself.
     void _setRemovalListener(QrxDeviceTreeRemovalInterface* listener) { _removalListener = listener; }
 
+    /// True when a delegate is installed and it is not this one.
+    bool _hasDelegateOtherThan(const QrxDeviceTreeDelegateInterface* delegate) const
+    {
+        return _delegate != nullptr && _delegate != delegate;
+    }
+
 protected:
     /// Lists a HID device that no listed one equals, becomes its parent, and raises the notification of kind 1. What
     /// `_addDevice` does in the end; for backends that compare devices by themselves.

@@ -23,7 +23,7 @@
 #include <memory>
 
 /// The delegate of a tree, made of functions. It holds the tree, and is its delegate from the constructor to the
-/// destructor; the application owns it and uses it on the tree's thread.
+/// destructor, unless another one is set meanwhile; the application owns it and uses it on the tree's thread.
 ///
 ///     QrxTreeFunctions functions(QrxDeviceTree::NewInstance());
 ///     functions.onAdded([](const mis::swizzler<QrxHIDDevice>& device) { ... });
@@ -36,7 +36,7 @@ public:
     explicit QrxTreeFunctions(const mis::swizzler<QrxDeviceTree>& tree);
     QrxTreeFunctions(const QrxTreeFunctions&) = delete;
     QrxTreeFunctions& operator=(const QrxTreeFunctions&) = delete;
-    /// Leaves the tree without a delegate, also when another one was set meanwhile.
+    /// Leaves the tree without a delegate, or with the other one that was set meanwhile.
     ~QrxTreeFunctions() override;
 
     /// The tree that the constructor was given.
