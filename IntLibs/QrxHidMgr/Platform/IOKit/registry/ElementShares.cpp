@@ -19,12 +19,16 @@ hid::Descriptor ElementShares::read(const platform::DeviceFacts& device, std::si
         const std::lock_guard guard(_mutex);
         // A descriptor that was parsed because its interface shares in the limit waits here, so that it need not be
         // parsed again.
-        _taken.insert(interfaceIndex);
         if (auto waiting = _waiting.extract(interfaceIndex)) {
             return std::move(waiting.mapped());
         }
     }
-    return hid::parseReportDescriptor(device.interfaces[interfaceIndex].reportDescriptor);
+    hid::Descriptor descriptor = hid::parseReportDescriptor(device.interfaces[interfaceIndex].reportDescriptor);
+    const std::lock_guard guard(_mutex);
+    _wanted.insert_or_assign(interfaceIndex, hid::wantedElements(descriptor));
+    // Another thread may have parsed it meanwhile.
+    _waiting.erase(interfaceIndex);
+    return descriptor;
 }
 
 hid::Limits ElementShares::limitsFor(const platform::DeviceFacts& device, const hid::Descriptor& descriptor)
@@ -53,11 +57,13 @@ std::size_t ElementShares::_largestShareOf(const platform::DeviceFacts& device, 
         if (interface.hid == nullptr) {
             continue;
         }
-        hid::Descriptor descriptor = hid::parseReportDescriptor(interface.reportDescriptor);
-        wanted.push_back(hid::wantedElements(descriptor));
-        if (!_taken.contains(index)) {
+        auto known = _wanted.find(index);
+        if (known == _wanted.end()) {
+            hid::Descriptor descriptor = hid::parseReportDescriptor(interface.reportDescriptor);
+            known = _wanted.emplace(index, hid::wantedElements(descriptor)).first;
             _waiting.insert_or_assign(index, std::move(descriptor));
         }
+        wanted.push_back(known->second);
     }
     return static_cast<std::size_t>(hid::largestShare(std::move(wanted), room));
 }

@@ -4,10 +4,10 @@
 #include "Provider/Provider.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <map>
 #include <mutex>
 #include <optional>
-#include <set>
 
 namespace qrx::iokit {
 
@@ -31,8 +31,8 @@ private:
     std::mutex _mutex;
     /// Unknown until an interface wants more than an equal share.
     std::optional<std::size_t> _largestShare;
-    /// The interfaces, by index, that `read` was called for.
-    std::set<std::size_t> _taken;
+    /// How many elements an interface wants, by index, once its descriptor was parsed.
+    std::map<std::size_t, std::uint64_t> _wanted;
     /// Read to know the shares, and not yet asked for.
     std::map<std::size_t, hid::Descriptor> _waiting;
 };
