@@ -17,8 +17,6 @@ using namespace qrx::platform;
 
 namespace {
 
-constexpr std::uint8_t kHIDClass = 3;
-
 /// The recorded reports of one interface, one after the other.
 class RecordedChannel final : public HIDChannel {
 public:

@@ -480,8 +480,8 @@ void CFRunLoopRun(void)
 {
     SInt32 result = 0;
     do {
-        // The platform waits 300 years in place of "for ever"; a timeout is no reason to return.
-        result = CFRunLoopRunInMode(kCFRunLoopDefaultMode, 1e10, false);
+        // A timeout is no reason to return.
+        result = CFRunLoopRunInMode(kCFRunLoopDefaultMode, kForever, false);
     } while (result != kCFRunLoopRunStopped && result != kCFRunLoopRunFinished);
 }
 

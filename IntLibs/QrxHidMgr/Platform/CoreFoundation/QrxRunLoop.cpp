@@ -1,10 +1,10 @@
 #include "QrxRunLoop.h"
 
 #include "LoopTasks.h"
+#include "RunLoopRequests.h"
 
 #ifndef __APPLE__
 #include "RunLoopDescriptor.h"
-#include "RunLoopRequests.h"
 #endif
 
 #include <CoreFoundation/CoreFoundation.h>
@@ -23,9 +23,6 @@
 #include <utility>
 
 namespace {
-
-/// A time that the run loop takes for "for ever": 300 years.
-constexpr CFTimeInterval kForever = 1.0e10;
 
 QrxRunLoop::Outcome outcomeOf(SInt32 result)
 {
@@ -206,7 +203,7 @@ QrxRunLoop::~QrxRunLoop() = default;
 
 QrxRunLoop::Outcome QrxRunLoop::run()
 {
-    return _body->run(kForever, false);
+    return _body->run(qrx::cf::kForever, false);
 }
 
 QrxRunLoop::Outcome QrxRunLoop::runFor(double seconds)
@@ -232,7 +229,7 @@ QrxRunLoop::Outcome QrxRunLoop::runUntilSignal()
     }
     return SignalWatch::hasSignal() ? Outcome::stopped : outcome;
 #else
-    return _body->run(kForever, false);
+    return _body->run(qrx::cf::kForever, false);
 #endif
 }
 

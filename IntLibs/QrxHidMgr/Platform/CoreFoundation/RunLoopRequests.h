@@ -13,6 +13,9 @@ enum class RunLoopRequest : unsigned {
     end = 4   ///< ends every run, also those that begin, until it is taken back
 };
 
+/// A time that the run loop takes for "for ever", as the platform does in CFRunLoopRun: 300 years.
+constexpr CFTimeInterval kForever = 1.0e10;
+
 /// In place of the published results, for a run that was woken.
 constexpr SInt32 kRunLoopRunWoken = 5;
 

@@ -39,6 +39,9 @@ enum class Status : std::int32_t {
 
 using hid::ReportType;
 
+/// The class of a HID interface (USB HID 1.11, 4.1).
+constexpr std::uint8_t kHIDClass = 3;
+
 /// One open way to a HID interface. Every channel of an interface gets every input report. Input is taken by one thread
 /// at a time; requests (setReport, getReport) may run on other threads meanwhile, also several at once. Destroying it
 /// closes it, which may run foreign code (a virtual device's owner is told); nothing is called back afterwards.
@@ -120,6 +123,7 @@ struct InterfaceFacts {
     std::uint8_t number = 0;
     std::uint8_t alternateSetting = 0;
     std::uint8_t endpointCount = 0;
+    /// kHIDClass, or another.
     std::uint8_t interfaceClass = 0;
     std::uint8_t interfaceSubclass = 0;
     std::uint8_t interfaceProtocol = 0;

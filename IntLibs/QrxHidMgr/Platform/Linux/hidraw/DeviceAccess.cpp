@@ -1,6 +1,7 @@
 #include "DeviceAccess.h"
 
 #include "Base/Log.h"
+#include "KernelLimits.h"
 
 #include <array>
 #include <cerrno>
@@ -80,8 +81,9 @@ void DeviceAccess::tellMissingNode(unsigned interfaceNumber)
 void DeviceAccess::tellPossibleLoss(unsigned interfaceNumber, std::uint64_t count) const
 {
     if (logs(LogLevel::info)) {
-        log(LogLevel::info, "The kernel's queue of 63 reports for interface " + std::to_string(interfaceNumber) +
-                                " of " + _device + " was full: reports may have been lost (" + std::to_string(count) +
+        log(LogLevel::info, "The kernel's queue of " + std::to_string(kRingReports) + " reports for interface " +
+                                std::to_string(interfaceNumber) + " of " + _device +
+                                " was full: reports may have been lost (" + std::to_string(count) +
                                 (count == 1 ? " time" : " times") + " so far)");
     }
 }

@@ -11,6 +11,7 @@
 
 #include "Base/Uninterrupted.h"
 #include "ErrorStatus.h"
+#include "KernelLimits.h"
 
 #include <algorithm>
 #include <array>
@@ -25,11 +26,8 @@ namespace qrx::platform {
 
 namespace {
 
-/// A ring of 64 slots for each open file, one of which stays free (the kernel's HIDRAW_BUFFER_SIZE).
-constexpr std::size_t kRingReports = 63;
-/// The kernel refuses longer reports (HID_MAX_BUFFER_SIZE); an ioctl's number has 14 bits for the size, one byte less.
-constexpr std::size_t kLongestWrite = 16384;
-constexpr std::size_t kLongestControl = 16383;
+/// An ioctl's number has 14 bits for the size of its report, one byte less than the kernel takes by a write.
+constexpr std::size_t kLongestControl = kLongestReport - 1;
 /// Reports up to this length are framed on the stack.
 constexpr std::size_t kUsualReport = 1024;
 constexpr std::uint32_t kHighestReportID = 255;
@@ -196,7 +194,7 @@ Status HidrawChannel::setReport(ReportType type, std::uint32_t reportID, std::sp
     }
     // The kernel wants a number before the data in any case, 0 where the device knows none.
     const std::size_t size = bytes.size() + (isNumbered ? 0 : 1);
-    if (size > (type == ReportType::output ? kLongestWrite : kLongestControl)) {
+    if (size > (type == ReportType::output ? kLongestReport : kLongestControl)) {
         return Status::badArgument;
     }
     Frame frame(size);

@@ -1,6 +1,7 @@
 #include "ReportBatch.h"
 
 #include "HID/ReportDescriptor.h"
+#include "KernelLimits.h"
 
 #include <algorithm>
 #include <new>
@@ -9,9 +10,8 @@ namespace qrx::platform {
 
 namespace {
 
-/// One more than the kernel's ring of 63 reports for each open file holds: a full ring then leaves a segment unused,
-/// which shows that the ring was read to its end.
-constexpr std::size_t kMostSegments = 64;
+/// A full ring then leaves a segment unused, which shows that the ring was read to its end.
+constexpr std::size_t kMostSegments = kRingReports + 1;
 /// At least so many are offered, which costs little: the kernel copies up to 8 segments to its stack (UIO_FASTIOV) and
 /// allocates memory only for more.
 constexpr std::size_t kFewestSegments = 4;
@@ -19,8 +19,6 @@ constexpr std::size_t kFewestSegments = 4;
 constexpr std::size_t kGrowth = 4;
 /// Bound of the memory of one open node; long reports get fewer segments.
 constexpr std::size_t kMostBytes = 65536;
-/// No report is longer (the kernel's HID_MAX_BUFFER_SIZE).
-constexpr std::size_t kLongestReport = 16384;
 /// The least that the kernel's USB driver reserves for a report (its HID_MIN_BUFFER_SIZE).
 constexpr std::size_t kLeastBuffer = 64;
 

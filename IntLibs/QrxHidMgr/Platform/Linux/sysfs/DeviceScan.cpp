@@ -24,7 +24,6 @@ namespace qrx::platform {
 
 namespace {
 
-constexpr std::uint8_t kHIDClass = 3;
 /// The USB driver that makes HID devices; those of other buses have others.
 constexpr std::string_view kHIDDriver = "usbhid";
 /// The kernel refuses longer report descriptors (HID_MAX_DESCRIPTOR_SIZE).

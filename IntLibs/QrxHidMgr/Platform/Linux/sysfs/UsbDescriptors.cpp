@@ -5,6 +5,8 @@
 
 #include "UsbDescriptors.h"
 
+#include "Provider/Provider.h"
+
 #include <algorithm>
 #include <bitset>
 
@@ -21,7 +23,6 @@ constexpr std::size_t kDeviceLength = 18;
 constexpr std::size_t kConfigurationLength = 9;
 constexpr std::size_t kInterfaceLength = 9;
 constexpr std::size_t kHIDLength = 6;
-constexpr std::uint8_t kHIDClass = 3;
 
 using Bytes = std::span<const std::uint8_t>;
 
