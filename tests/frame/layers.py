@@ -26,7 +26,7 @@ RULES = {
     "Platform/include": ((PUBLISHED,), ()),
     "Platform/Provider": ((), ("Platform/Provider", "HID")),
     "Platform/Base": ((SYSTEM,), ("Platform/Base", "Text")),
-    "Platform/CoreFoundation": ((PUBLISHED, SYSTEM), ("Platform/CoreFoundation", "Platform/Base", "Headers")),
+    "Platform/CoreFoundation": ((PUBLISHED, SYSTEM), ("Platform/CoreFoundation", "Platform/Base", "Text", "Headers")),
     "Platform/IOKit/registry": ((PUBLISHED, SYSTEM),
                                 ("Platform/IOKit/registry", "Platform/CoreFoundation", "HID", "Platform/Provider",
                                  "Platform/Base")),

@@ -4,6 +4,8 @@
 
 #include "StringEncoding.h"
 
+#include "Text/Utf8.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -25,34 +27,6 @@ constexpr std::array<char16_t, 128> kMacRoman = {
     0x00CB, 0x00C8, 0x00CD, 0x00CE, 0x00CF, 0x00CC, 0x00D3, 0x00D4, 0xF8FF, 0x00D2, 0x00DA, 0x00DB, 0x00D9,
     0x0131, 0x02C6, 0x02DC, 0x00AF, 0x02D8, 0x02D9, 0x02DA, 0x00B8, 0x02DD, 0x02DB, 0x02C7};
 
-/// How a UTF-8 sequence goes on after its first byte: how many bytes follow, and the limits of the first of them, which
-/// exclude overlong forms (0xC0, 0xC1, 0xE0, 0xF0), surrogates (0xED) and numbers above U+10FFFF (0xF4).
-struct Utf8Lead {
-    std::size_t following;
-    std::uint8_t low;
-    std::uint8_t high;
-    std::uint8_t payloadMask;
-};
-
-std::optional<Utf8Lead> leadOf(std::uint8_t byte)
-{
-    // 0xC0 and 0xC1 could only begin overlong forms of ASCII.
-    if (byte >= 0xC2 && byte <= 0xDF) {
-        return Utf8Lead{1, 0x80, 0xBF, 0x1F};
-    }
-    if (byte >= 0xE0 && byte <= 0xEF) {
-        const auto low = static_cast<std::uint8_t>(byte == 0xE0 ? 0xA0 : 0x80);
-        const auto high = static_cast<std::uint8_t>(byte == 0xED ? 0x9F : 0xBF);
-        return Utf8Lead{2, low, high, 0x0F};
-    }
-    if (byte >= 0xF0 && byte <= 0xF4) {
-        const auto low = static_cast<std::uint8_t>(byte == 0xF0 ? 0x90 : 0x80);
-        const auto high = static_cast<std::uint8_t>(byte == 0xF4 ? 0x8F : 0xBF);
-        return Utf8Lead{3, low, high, 0x07};
-    }
-    return std::nullopt;
-}
-
 void appendCharacter(std::u16string& text, char32_t character)
 {
     if (character < 0x10000) {
@@ -65,43 +39,17 @@ void appendCharacter(std::u16string& text, char32_t character)
     text.push_back(static_cast<char16_t>(0xDC00 + (offset & 0x3FF)));
 }
 
-/// The multi-byte character at `position`, which is moved behind it.
-std::optional<char32_t> decodeSequence(std::string_view bytes, std::size_t& position)
-{
-    const auto first = static_cast<std::uint8_t>(bytes[position]);
-    const auto lead = leadOf(first);
-    // Cut off by the end of the text.
-    if (!lead || bytes.size() - position <= lead->following) {
-        return std::nullopt;
-    }
-    char32_t character = first & lead->payloadMask;
-    for (std::size_t index = 1; index <= lead->following; ++index) {
-        const auto next = static_cast<std::uint8_t>(bytes[position + index]);
-        const std::uint8_t low = index == 1 ? lead->low : 0x80;
-        const std::uint8_t high = index == 1 ? lead->high : 0xBF;
-        if (next < low || next > high) {
-            return std::nullopt;
-        }
-        character = character << 6 | (next & 0x3Fu);
-    }
-    position += lead->following + 1;
-    return character;
-}
-
 std::optional<std::u16string> decodeUtf8(std::string_view bytes)
 {
     std::u16string text;
     text.reserve(bytes.size());
-    for (std::size_t position = 0; position < bytes.size();) {
-        const auto byte = static_cast<std::uint8_t>(bytes[position]);
-        if (byte < 0x80) {
-            text.push_back(byte);
-            ++position;
-        } else if (const auto character = decodeSequence(bytes, position)) {
-            appendCharacter(text, *character);
-        } else {
+    while (!bytes.empty()) {
+        const std::size_t length = utf8Length(bytes);
+        if (length == 0) {
             return std::nullopt;
         }
+        appendCharacter(text, utf8Character(bytes.substr(0, length)));
+        bytes.remove_prefix(length);
     }
     return text;
 }
