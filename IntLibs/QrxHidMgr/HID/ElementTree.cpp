@@ -2,6 +2,7 @@
 
 #include "ElementBudget.h"
 #include "ElementTreeBuilder.h"
+#include "ReportBits.h"
 
 #include <algorithm>
 
@@ -22,22 +23,15 @@ std::int32_t extractValue(std::span<const std::uint8_t> report, std::size_t bitO
                           bool isSigned)
 {
     constexpr std::uint32_t kLargestSize = 32;
-    constexpr std::size_t kTouchedBytes = 5; // 32 bits that begin inside a byte
-    const std::size_t firstByte = bitOffset / 8;
-    if (sizeBits == 0 || firstByte >= report.size()) {
+    const std::uint32_t size = std::min(sizeBits, kLargestSize);
+    const std::size_t reportBits = report.size() * 8;
+    if (size == 0 || bitOffset >= reportBits) {
         return 0;
     }
-    const std::size_t available = std::min(kTouchedBytes, report.size() - firstByte);
-    // Bytes that the report does not have are zeros, as the interface promises; there is no read past the end.
-    std::uint64_t bits = 0;
-    for (std::size_t i = 0; i < available; ++i) {
-        bits |= std::uint64_t{report[firstByte + i]} << (8 * i);
-    }
-    // Shifted to the top, so that the shift back brings in copies of the sign, or zeros.
-    const std::uint32_t unused = 64 - std::min(sizeBits, kLargestSize);
-    bits = bits >> (bitOffset % 8) << unused;
-    return static_cast<std::int32_t>(isSigned ? static_cast<std::int64_t>(bits) >> unused
-                                              : static_cast<std::int64_t>(bits >> unused));
+    // Bits that the report does not have are zeros, as the interface promises.
+    const auto present = static_cast<std::uint32_t>(std::min<std::size_t>(size, reportBits - bitOffset));
+    const std::uint64_t bits = readBits(report, bitOffset, present);
+    return static_cast<std::int32_t>(isSigned ? signExtended(bits, size) : static_cast<std::int64_t>(bits));
 }
 
 } // namespace qrx::hid
