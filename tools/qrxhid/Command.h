@@ -4,11 +4,9 @@
 
 #include <ostream>
 
-namespace CLI {
-class App;
-}
-
 namespace qrxhid {
+
+class OptionSet;
 
 /// What help tells of a command.
 struct CommandText {
@@ -30,7 +28,7 @@ public:
     Command& operator=(const Command&) = delete;
 
     /// Declares options and words; the parser writes their values into this object.
-    virtual void declareOptions(CLI::App& app) = 0;
+    virtual void declareOptions(OptionSet& options) = 0;
     /// Once the whole command line is parsed: turns texts into values. Throws UsageError.
     virtual void checkOptions() {}
     /// Writes to `out`; what a person must know goes to standard error. Throws UsageError, QrxRecordingError,

@@ -2,6 +2,7 @@
 
 #include "CommandTable.h"
 #include "NearestWord.h"
+#include "OptionSet.h"
 #include "UsageError.h"
 #include "commands/CompleteCommand.h"
 
@@ -56,7 +57,10 @@ std::vector<std::string> optionNames(const CLI::App& app)
     std::vector<std::string> names;
     for (const CLI::Option* option : app.get_options()) {
         for (const std::string& name : option->get_lnames()) {
-            names.push_back("--" + name);
+            // An option without a group is not for people.
+            if (!option->get_group().empty()) {
+                names.push_back("--" + name);
+            }
         }
     }
     return names;
@@ -72,10 +76,7 @@ std::string helpHint(const CLI::App& command)
 {
     std::vector<std::string> known;
     for (const CommandRow& row : commandTable()) {
-        CLI::App app;
-        const std::unique_ptr<Command> command = row.make();
-        command->declareOptions(app);
-        std::ranges::copy(optionNames(app), std::back_inserter(known));
+        std::ranges::copy(CommandLine::optionsOf(row), std::back_inserter(known));
     }
     if (std::find(known.begin(), known.end(), option.substr(0, option.find('='))) == known.end()) {
         // No command has it, so it must be meant for the program itself.
@@ -148,7 +149,8 @@ struct Parser {
             CLI::App* part = app.add_subcommand(row->text.name, row->text.summary);
             part->footer(row->text.details);
             command = row->make();
-            command->declareOptions(*part);
+            OptionSet options(*part);
+            command->declareOptions(options);
             return;
         }
         for (const CommandRow& each : commandTable()) {
@@ -158,6 +160,15 @@ struct Parser {
 };
 
 } // namespace
+
+std::vector<std::string> CommandLine::optionsOf(const CommandRow& row)
+{
+    CLI::App app;
+    OptionSet options(app);
+    const std::unique_ptr<Command> command = row.make();
+    command->declareOptions(options);
+    return optionNames(app);
+}
 
 CommandLine CommandLine::parse(int count, const char* const* words)
 {

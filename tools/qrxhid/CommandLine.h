@@ -4,8 +4,11 @@
 
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace qrxhid {
+
+struct CommandRow;
 
 /// What the command line asks for: a command that is ready to run, or a text (help, version) to show and be done.
 struct CommandLine {
@@ -15,6 +18,9 @@ struct CommandLine {
 
     /// Throws UsageError.
     static CommandLine parse(int count, const char* const* words);
+
+    /// "--device", "--json", ...: the options that may stand behind the command, but for hidden ones.
+    static std::vector<std::string> optionsOf(const CommandRow& row);
 };
 
 } // namespace qrxhid

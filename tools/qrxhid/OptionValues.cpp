@@ -2,11 +2,10 @@
 
 #include "UsageError.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 
 namespace qrxhid {
 
@@ -20,12 +19,20 @@ bool isWhole(const std::string& text, Number& number)
     return error == std::errc() && end == text.data() + text.size();
 }
 
+// Not every standard library has std::from_chars for it.
+bool isWhole(const std::string& text, double& number)
+{
+    char* end = nullptr;
+    number = std::strtod(text.c_str(), &end);
+    return !text.empty() && end == text.c_str() + text.size();
+}
+
 } // namespace
 
 double parseSpeed(const std::string& text)
 {
     double speed = 0;
-    if (!CLI::detail::lexical_cast(text, speed) || !std::isfinite(speed) || speed < 0) {
+    if (!isWhole(text, speed) || !std::isfinite(speed) || speed < 0) {
         throw UsageError("--speed " + text + ": not a number from 0 on",
                          "--speed 1, or --speed 0 for as fast as possible");
     }
@@ -45,7 +52,7 @@ double parseSeconds(const std::string& option, const std::string& text)
 {
     double seconds = 0;
     // Texts are parsed here and not by the option, so that messages have one form with an example that works.
-    if (!CLI::detail::lexical_cast(text, seconds) || !std::isfinite(seconds) || seconds <= 0) {
+    if (!isWhole(text, seconds) || !std::isfinite(seconds) || seconds <= 0) {
         throw UsageError(option + " " + text + ": not a number of seconds above 0", option + " 10");
     }
     // Some thirty years; a time that a clock can hold in nanoseconds.

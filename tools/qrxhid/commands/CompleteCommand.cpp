@@ -1,13 +1,11 @@
 #include "commands/CompleteCommand.h"
 
+#include "CommandLine.h"
 #include "CommandTable.h"
 #include "devices/DeviceSession.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
 #include <iostream>
-#include <memory>
 #include <set>
 
 namespace qrxhid {
@@ -27,23 +25,6 @@ std::vector<std::string> commandNames()
     std::vector<std::string> names = {"help", "--help", "--version"};
     for (const CommandRow& row : commandTable()) {
         names.emplace_back(row.text.name);
-    }
-    return names;
-}
-
-std::vector<std::string> optionsOf(const CommandRow& row)
-{
-    CLI::App app;
-    const std::unique_ptr<Command> command = row.make();
-    command->declareOptions(app);
-    std::vector<std::string> names;
-    for (const CLI::Option* option : app.get_options()) {
-        for (const std::string& name : option->get_lnames()) {
-            // An option without a group is not for people.
-            if (!option->get_group().empty()) {
-                names.push_back("--" + name);
-            }
-        }
     }
     return names;
 }
@@ -130,7 +111,7 @@ std::vector<std::string> CompleteCommand::candidates() const
     }
     // The last word is the one that is being typed; it may be empty.
     if (_words.back().starts_with("-")) {
-        return optionsOf(*row);
+        return CommandLine::optionsOf(*row);
     }
     const std::string& before = _words[_words.size() - 2];
     // These two take devices without an option in front.

@@ -16,7 +16,7 @@ public:
     /// The words behind the program's name; the last one is what is being typed.
     explicit CompleteCommand(std::vector<std::string> words) : _words(std::move(words)) {}
 
-    void declareOptions(CLI::App&) override {}
+    void declareOptions(OptionSet&) override {}
     ExitStatus run(std::ostream& out) override;
 
 private:

@@ -1,13 +1,12 @@
 #include "commands/DecodeCommand.h"
 
+#include "OptionSet.h"
 #include "UsageError.h"
 #include "descriptor/DecodedReport.h"
 #include "devices/DeviceSession.h"
+#include "text/Json.h"
 #include "text/Notice.h"
 #include "text/TextFormat.h"
-
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <iterator>
@@ -29,13 +28,13 @@ std::vector<DeclaredReport> reportsOfEvent(const std::vector<DeclaredReport>& re
 
 } // namespace
 
-void DecodeCommand::declareOptions(CLI::App& app)
+void DecodeCommand::declareOptions(OptionSet& options)
 {
-    app.add_option("bytes", _words, "The report in hexadecimal")->type_name("BYTES");
-    app.add_option("--events", _eventFile, "Instead of bytes all input of this recording")->type_name("FILE");
-    _options.declareOptions(app);
-    app.add_flag("--json", _isJson, "One JSON document, with --events one JSON object a line")->disable_flag_override();
-    _source.declareOptions(app);
+    options.addOption("bytes", _words, "The report in hexadecimal", "BYTES");
+    options.addOption("--events", _eventFile, "Instead of bytes all input of this recording", "FILE");
+    _options.declareOptions(options);
+    options.addFlag("--json", _isJson, "One JSON document, with --events one JSON object a line");
+    _source.declareOptions(options);
 }
 
 void DecodeCommand::checkOptions()

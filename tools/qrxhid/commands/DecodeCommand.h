@@ -21,7 +21,7 @@ public:
         "  qrxhid decode 02ff --device 04d8:003f --type output\n"
         "  qrxhid decode --events mouse.hid"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

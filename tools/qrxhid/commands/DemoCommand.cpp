@@ -336,7 +336,7 @@ ExitStatus Demo::showResult()
 
 } // namespace
 
-void DemoCommand::declareOptions(CLI::App&) {}
+void DemoCommand::declareOptions(OptionSet&) {}
 
 ExitStatus DemoCommand::run(std::ostream& out)
 {

@@ -11,7 +11,7 @@ public:
                                           "Example:\n"
                                           "  qrxhid demo"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     ExitStatus run(std::ostream& out) override;
 };
 

@@ -1,5 +1,6 @@
 #include "commands/DescriptorCommand.h"
 
+#include "OptionSet.h"
 #include "UsageError.h"
 #include "descriptor/ItemText.h"
 #include "descriptor/ReportDrawing.h"
@@ -8,9 +9,7 @@
 #include "text/TextFormat.h"
 
 #include "QrxReportLayout.h"
-
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
+#include "text/Json.h"
 
 #include <algorithm>
 #include <unistd.h>
@@ -117,13 +116,12 @@ void writeBinary(std::ostream& out, const std::vector<InterfaceDescriptor>& desc
 
 } // namespace
 
-void DescriptorCommand::declareOptions(CLI::App& app)
+void DescriptorCommand::declareOptions(OptionSet& options)
 {
-    _source.declareOptions(app);
-    app.add_option("--format", _format, "hex, c, or binary (hex)")->type_name("FORM");
-    app.add_flag("--annotate", _isAnnotated, "Explain each item, and draw the bits of each report")
-        ->disable_flag_override();
-    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
+    _source.declareOptions(options);
+    options.addOption("--format", _format, "hex, c, or binary (hex)", "FORM");
+    options.addFlag("--annotate", _isAnnotated, "Explain each item, and draw the bits of each report");
+    options.addFlag("--json", _isJson, "One JSON document");
 }
 
 void DescriptorCommand::checkOptions()

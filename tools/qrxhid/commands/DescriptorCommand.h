@@ -17,7 +17,7 @@ public:
                                           "  qrxhid descriptor --recording mouse.hid --format c\n"
                                           "  qrxhid descriptor --descriptor report.bin --annotate"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

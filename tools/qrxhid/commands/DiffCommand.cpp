@@ -3,20 +3,20 @@
 
 #include "commands/DiffCommand.h"
 
+#include "OptionSet.h"
 #include "UsageError.h"
 #include "devices/DeviceDescription.h"
 #include "devices/DeviceSession.h"
 #include "text/DeviceText.h"
 #include "text/FieldText.h"
+#include "text/Json.h"
 #include "text/LineDiff.h"
 #include "text/Notice.h"
 #include "text/Terminal.h"
 #include "text/TextFormat.h"
 #include "text/UsageNames.h"
 
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
-
+#include <algorithm>
 #include <iostream>
 #include <optional>
 
@@ -146,10 +146,10 @@ void writePart(std::ostream& out, const std::string& name, const std::vector<Dif
 
 } // namespace
 
-void DiffCommand::declareOptions(CLI::App& app)
+void DiffCommand::declareOptions(OptionSet& options)
 {
-    app.add_option("sides", _sides, "Two recordings or devices")->type_name("FILE|VID:PID|#N")->required();
-    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
+    options.addRequiredWords("sides", _sides, "Two recordings or devices", "FILE|VID:PID|#N");
+    options.addFlag("--json", _isJson, "One JSON document");
 }
 
 void DiffCommand::checkOptions()

@@ -18,7 +18,7 @@ public:
                                           "  qrxhid diff old.hid new.hid\n"
                                           "  qrxhid diff old.hid 04d8:003f"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

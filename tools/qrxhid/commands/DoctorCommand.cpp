@@ -1,12 +1,11 @@
 #include "commands/DoctorCommand.h"
 
+#include "OptionSet.h"
 #include "UsageError.h"
 #include "doctor/Checkup.h"
 #include "text/DeviceText.h"
+#include "text/Json.h"
 #include "text/Notice.h"
-
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <iterator>
@@ -142,16 +141,14 @@ ExitStatus statusOf(const std::vector<DeviceFinding>& findings)
 
 } // namespace
 
-void DoctorCommand::declareOptions(CLI::App& app)
+void DoctorCommand::declareOptions(OptionSet& options)
 {
-    // A group without a name is not shown in help.
-    constexpr const char* kHidden = "";
-    app.add_option("devices", _words, "Only devices with these IDs")->type_name("VID:PID");
-    _filter.declareOptions(app);
-    app.add_option("--as", _userText, "Ask for this user, a name or a number")->type_name("USER");
-    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
+    options.addOption("devices", _words, "Only devices with these IDs", "VID:PID");
+    _filter.declareOptions(options);
+    options.addOption("--as", _userText, "Ask for this user, a name or a number", "USER");
+    options.addFlag("--json", _isJson, "One JSON document");
     // For tests, which examine a machine that is a folder.
-    app.add_option("--sysroot", _systemRoot)->group(kHidden);
+    options.addHiddenOption("--sysroot", _systemRoot);
 }
 
 void DoctorCommand::checkOptions()

@@ -23,7 +23,7 @@ public:
                                           "  qrxhid doctor 04d8:003f --interface 1 --as www-data\n"
                                           "  qrxhid doctor --json"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

@@ -1,9 +1,8 @@
 #include "commands/DumpCommand.h"
 
+#include "OptionSet.h"
 #include "devices/DeviceSession.h"
 #include "text/Notice.h"
-
-#include <CLI/CLI.hpp>
 
 #include <sstream>
 
@@ -28,9 +27,9 @@ std::string dumpText(const QrxHIDDevice& device)
 
 } // namespace
 
-void DumpCommand::declareOptions(CLI::App& app)
+void DumpCommand::declareOptions(OptionSet& options)
 {
-    _choice.declareOptions(app);
+    _choice.declareOptions(options);
 }
 
 void DumpCommand::checkOptions()

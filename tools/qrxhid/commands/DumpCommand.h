@@ -13,7 +13,7 @@ public:
                                           "  qrxhid dump --device 046d:c077\n"
                                           "  qrxhid dump --recording mouse.hid"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

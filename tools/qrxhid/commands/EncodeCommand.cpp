@@ -1,22 +1,22 @@
 #include "commands/EncodeCommand.h"
 
+#include "OptionSet.h"
 #include "descriptor/ValueWords.h"
 #include "text/DeviceText.h"
+#include "text/Json.h"
 #include "text/TextFormat.h"
 
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
+#include <iterator>
 
 namespace qrxhid {
 
-void EncodeCommand::declareOptions(CLI::App& app)
+void EncodeCommand::declareOptions(OptionSet& options)
 {
-    app.add_option("values", _words, "What the report says")->type_name("USAGE=VALUE")->required();
-    _options.declareOptions(app);
-    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
-    _source.declareOptions(app);
+    options.addRequiredWords("values", _words, "What the report says", "USAGE=VALUE");
+    _options.declareOptions(options);
+    options.addFlag("--json", _isJson, "One JSON document");
+    _source.declareOptions(options);
 }
 
 void EncodeCommand::checkOptions()

@@ -19,7 +19,7 @@ public:
                                           "  qrxhid encode X=5 Y=-5 \"Button 1=1\" --recording mouse.hid\n"
                                           "  qrxhid encode \"LED: Caps Lock=1\" --device 046d:c31c --type output"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

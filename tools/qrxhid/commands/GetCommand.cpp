@@ -1,24 +1,23 @@
 #include "commands/GetCommand.h"
 
+#include "OptionSet.h"
 #include "UsageError.h"
 #include "descriptor/DecodedReport.h"
 #include "descriptor/Exchange.h"
 #include "devices/OutcomeStatus.h"
 
 #include "QrxRequests.h"
-
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
+#include "text/Json.h"
 
 #include <algorithm>
 
 namespace qrxhid {
 
-void GetCommand::declareOptions(CLI::App& app)
+void GetCommand::declareOptions(OptionSet& options)
 {
-    _choice.declareOptions(app);
-    _options.declareOptions(app);
-    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
+    _choice.declareOptions(options);
+    _options.declareOptions(options);
+    options.addFlag("--json", _isJson, "One JSON document");
 }
 
 void GetCommand::checkOptions()

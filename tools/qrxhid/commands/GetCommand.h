@@ -13,7 +13,7 @@ public:
                                           "  qrxhid get --device 04d8:003f --report 4\n"
                                           "  qrxhid get --device 04d8:003f --type input --json"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

@@ -1,12 +1,11 @@
 #include "commands/LintCommand.h"
 
+#include "OptionSet.h"
 #include "descriptor/Lint.h"
 #include "text/DeviceText.h"
+#include "text/Json.h"
 #include "text/Notice.h"
 #include "text/Terminal.h"
-
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 
@@ -66,11 +65,11 @@ nlohmann::ordered_json findingsJson(const InterfaceDescriptor& descriptor, const
 
 } // namespace
 
-void LintCommand::declareOptions(CLI::App& app)
+void LintCommand::declareOptions(OptionSet& options)
 {
-    _source.declareOptions(app);
-    app.add_flag("--notes", _showsNotes, "Tell also what most programs never notice")->disable_flag_override();
-    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
+    _source.declareOptions(options);
+    options.addFlag("--notes", _showsNotes, "Tell also what most programs never notice");
+    options.addFlag("--json", _isJson, "One JSON document");
 }
 
 void LintCommand::checkOptions()

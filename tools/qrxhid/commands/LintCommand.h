@@ -14,7 +14,7 @@ public:
                                           "  qrxhid lint --descriptor report.bin\n"
                                           "  qrxhid lint --device 04d8:003f --notes"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

@@ -3,13 +3,12 @@
 
 #include "commands/ListCommand.h"
 
+#include "OptionSet.h"
 #include "devices/DeviceSession.h"
 #include "text/DeviceText.h"
+#include "text/Json.h"
 #include "text/Notice.h"
 #include "text/Terminal.h"
-
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
 
 namespace qrxhid {
 
@@ -59,10 +58,10 @@ nlohmann::ordered_json listedJson(const PresentDevice& device, const DeviceFilte
 
 } // namespace
 
-void ListCommand::declareOptions(CLI::App& app)
+void ListCommand::declareOptions(OptionSet& options)
 {
-    _choice.declareOptions(app);
-    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
+    _choice.declareOptions(options);
+    options.addFlag("--json", _isJson, "One JSON document");
 }
 
 void ListCommand::checkOptions()

@@ -14,7 +14,7 @@ public:
                                           "  qrxhid list --device 046d: --json\n"
                                           "  qrxhid list --recording keyboard.hid mouse.hid"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

@@ -1,14 +1,13 @@
 #include "commands/PageCommand.h"
 
+#include "OptionSet.h"
 #include "UsageError.h"
 #include "commands/OutputFile.h"
 #include "devices/DeviceDescription.h"
 #include "devices/DeviceSession.h"
 #include "page/DevicePage.h"
 #include "page/PageData.h"
-
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
+#include "text/Json.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -33,14 +32,12 @@ PageSubject subjectOf(DeviceSession& session, const PresentDevice& device)
 
 } // namespace
 
-void PageCommand::declareOptions(CLI::App& app)
+void PageCommand::declareOptions(OptionSet& options)
 {
-    app.add_option("device", _word, "A recording, or a device by its IDs or its number of list")
-        ->type_name("FILE|VID:PID|#N");
-    _choice.declareOptions(app);
-    app.add_option("-o,--output", _output, "Write to this file instead of standard output")->type_name("FILE");
-    app.add_flag("--keep-serial", _keepsSerialNumber, "Show the serial number, which is left out otherwise")
-        ->disable_flag_override();
+    options.addOption("device", _word, "A recording, or a device by its IDs or its number of list", "FILE|VID:PID|#N");
+    _choice.declareOptions(options);
+    options.addOption("-o,--output", _output, "Write to this file instead of standard output", "FILE");
+    options.addFlag("--keep-serial", _keepsSerialNumber, "Show the serial number, which is left out otherwise");
 }
 
 void PageCommand::checkOptions()

@@ -19,7 +19,7 @@ public:
         "  qrxhid page mouse.hid --output mouse.html\n"
         "  qrxhid page 046d:c077 --output mouse.html"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

@@ -1,5 +1,6 @@
 #include "commands/RecordCommand.h"
 
+#include "OptionSet.h"
 #include "UsageError.h"
 #include "commands/RecordingOutput.h"
 #include "devices/DeviceDescription.h"
@@ -10,8 +11,6 @@
 #include "text/Notice.h"
 #include "text/ShownLines.h"
 #include "text/TextFormat.h"
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <chrono>
@@ -175,13 +174,13 @@ void Record::inputMayBeLost(const PresentDevice&, const LossWatch::Loss& loss)
 
 } // namespace
 
-void RecordCommand::declareOptions(CLI::App& app)
+void RecordCommand::declareOptions(OptionSet& options)
 {
-    _choice.declareOptions(app);
-    _options.limits.declareOptions(app);
-    app.add_option("--output", _options.output, "Write to this file instead of standard output")->type_name("FILE");
-    app.add_flag("--keep-serial", _options.keepsSerialNumber, "Record the serial number, which is replaced otherwise")
-        ->disable_flag_override();
+    _choice.declareOptions(options);
+    _options.limits.declareOptions(options);
+    options.addOption("--output", _options.output, "Write to this file instead of standard output", "FILE");
+    options.addFlag("--keep-serial", _options.keepsSerialNumber,
+                    "Record the serial number, which is replaced otherwise");
 }
 
 void RecordCommand::checkOptions()

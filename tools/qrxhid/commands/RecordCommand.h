@@ -26,7 +26,7 @@ public:
                                           "  qrxhid record --device 046d:c077 --output mouse.hid\n"
                                           "  qrxhid record --device 04d8:003f --count 100 --time 10"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

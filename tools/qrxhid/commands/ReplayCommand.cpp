@@ -1,15 +1,14 @@
 #include "commands/ReplayCommand.h"
 
+#include "OptionSet.h"
 #include "UsageError.h"
 #include "devices/KernelDevice.h"
 #include "devices/RecordingChoice.h"
 #include "devices/SignalWatch.h"
 #include "text/DeviceText.h"
+#include "text/Json.h"
 #include "text/Notice.h"
 #include "text/TextFormat.h"
-
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <cerrno>
@@ -302,17 +301,15 @@ void Replay::tellEnd()
 
 } // namespace
 
-void ReplayCommand::declareOptions(CLI::App& app)
+void ReplayCommand::declareOptions(OptionSet& options)
 {
-    app.add_option("recordings", _files, "Recordings")->type_name("FILE");
-    app.add_flag("--uhid", _isForKernel, "Make devices of the kernel")->disable_flag_override();
-    _choice.declareOptions(app);
-    _options.limits.declareOptions(app);
-    app.add_flag("--when-open", _options.waitsForReader, "Play when programs have opened the devices")
-        ->disable_flag_override();
-    app.add_flag("--stay", _options.stays, "Keep the devices when all is played, until Ctrl-C")
-        ->disable_flag_override();
-    app.add_flag("--json", _options.isJson, "One JSON object a line")->disable_flag_override();
+    options.addOption("recordings", _files, "Recordings", "FILE");
+    options.addFlag("--uhid", _isForKernel, "Make devices of the kernel");
+    _choice.declareOptions(options);
+    _options.limits.declareOptions(options);
+    options.addFlag("--when-open", _options.waitsForReader, "Play when programs have opened the devices");
+    options.addFlag("--stay", _options.stays, "Keep the devices when all is played, until Ctrl-C");
+    options.addFlag("--json", _options.isJson, "One JSON object a line");
 }
 
 void ReplayCommand::checkOptions()

@@ -32,7 +32,7 @@ public:
         "  qrxhid replay --uhid mouse.hid\n"
         "  qrxhid replay --uhid keyboard.hid --when-open --speed 2"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

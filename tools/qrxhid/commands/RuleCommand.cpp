@@ -1,10 +1,9 @@
 #include "commands/RuleCommand.h"
 
+#include "OptionSet.h"
 #include "OptionValues.h"
 #include "UsageError.h"
 #include "devices/DeviceSelector.h"
-
-#include <CLI/CLI.hpp>
 
 namespace qrxhid {
 
@@ -25,10 +24,10 @@ DeviceIdentity parseRuleDevice(const std::string& text)
 
 } // namespace
 
-void RuleCommand::declareOptions(CLI::App& app)
+void RuleCommand::declareOptions(OptionSet& options)
 {
-    app.add_option("device", _deviceText, "The device's IDs, hexadecimal")->type_name("VID:PID")->required();
-    app.add_option("--interface", _interfaceText, "Only this interface of the device")->type_name("N");
+    options.addRequiredWord("device", _deviceText, "The device's IDs, hexadecimal", "VID:PID");
+    options.addOption("--interface", _interfaceText, "Only this interface of the device", "N");
 }
 
 void RuleCommand::checkOptions()

@@ -16,7 +16,7 @@ public:
         "Example:\n"
         "  qrxhid rule 04d8:003f | sudo tee /etc/udev/rules.d/70-qrxhid-04d8-003f.rules"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

@@ -3,13 +3,12 @@
 
 #include "commands/RunCommand.h"
 
+#include "OptionSet.h"
 #include "UsageError.h"
 #include "text/Notice.h"
 
 #include "QrxRecording.h"
 #include "QrxVirtualScript.h"
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <array>
@@ -65,16 +64,13 @@ std::string lines(const std::vector<std::string>& files)
 
 } // namespace
 
-void RunCommand::declareOptions(CLI::App& app)
+void RunCommand::declareOptions(OptionSet& options)
 {
-    app.add_option("--recording", _recordings, "A recorded device; may be repeated")->type_name("FILE");
-    app.add_option("--faults", _faults, "What the recorded devices answer and do; one file for all, or one for each")
-        ->type_name("FILE");
-    app.add_flag("--only-virtual", _isOnlyVirtual, "Hide the machine's own devices from the program")
-        ->disable_flag_override();
-    app.add_option("program", _program, "The program and its arguments, after --")
-        ->type_name("-- PROGRAM ARGS...")
-        ->required();
+    options.addOption("--recording", _recordings, "A recorded device; may be repeated", "FILE");
+    options.addOption("--faults", _faults, "What the recorded devices answer and do; one file for all, or one for each",
+                      "FILE");
+    options.addFlag("--only-virtual", _isOnlyVirtual, "Hide the machine's own devices from the program");
+    options.addRequiredWords("program", _program, "The program and its arguments, after --", "-- PROGRAM ARGS...");
 }
 
 void RunCommand::checkOptions()

@@ -21,7 +21,7 @@ public:
         "  qrxhid run --recording relay.hid --faults relay.faults -- usbrelay\n"
         "  qrxhid run --recording deck.hid --only-virtual -- python3 application.py"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     /// Returns only if the program cannot be run.
     ExitStatus run(std::ostream& out) override;

@@ -1,5 +1,6 @@
 #include "commands/SendCommand.h"
 
+#include "OptionSet.h"
 #include "UsageError.h"
 #include "descriptor/DecodedReport.h"
 #include "descriptor/Exchange.h"
@@ -8,22 +9,20 @@
 #include "text/TextFormat.h"
 
 #include "QrxRequests.h"
-
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
+#include "text/Json.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace qrxhid {
 
-void SendCommand::declareOptions(CLI::App& app)
+void SendCommand::declareOptions(OptionSet& options)
 {
-    app.add_option("report", _words, "The report: bytes in hexadecimal, or values by usage")
-        ->type_name("BYTES|USAGE=VALUE")
-        ->required();
-    _options.declareOptions(app);
-    _choice.declareOptions(app);
-    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
+    options.addRequiredWords("report", _words, "The report: bytes in hexadecimal, or values by usage",
+                             "BYTES|USAGE=VALUE");
+    _options.declareOptions(options);
+    _choice.declareOptions(options);
+    options.addFlag("--json", _isJson, "One JSON document");
 }
 
 void SendCommand::checkOptions()

@@ -19,7 +19,7 @@ public:
         "  qrxhid send \"LED: Caps Lock=1\" --device 046d:c31c\n"
         "  qrxhid send 04 e8 03 --device 04d8:003f --type feature"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

@@ -1,5 +1,6 @@
 #include "commands/TopCommand.h"
 
+#include "OptionSet.h"
 #include "OptionValues.h"
 #include "UsageError.h"
 #include "commands/TopTable.h"
@@ -10,9 +11,7 @@
 
 #include "QrxInput.h"
 #include "QrxRequests.h"
-
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
+#include "text/Json.h"
 
 #include <algorithm>
 #include <chrono>
@@ -186,12 +185,12 @@ void Top::show(const TopUpdate& update)
 
 } // namespace
 
-void TopCommand::declareOptions(CLI::App& app)
+void TopCommand::declareOptions(OptionSet& options)
 {
-    _choice.declareOptions(app);
-    _options.limits.declareOptions(app);
-    app.add_option("--every", _secondsText, "Seconds between two updates (1)")->type_name("S");
-    app.add_flag("--json", _options.isJson, "One JSON object a line")->disable_flag_override();
+    _choice.declareOptions(options);
+    _options.limits.declareOptions(options);
+    options.addOption("--every", _secondsText, "Seconds between two updates (1)", "S");
+    options.addFlag("--json", _options.isJson, "One JSON object a line");
 }
 
 void TopCommand::checkOptions()

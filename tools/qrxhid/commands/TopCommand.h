@@ -30,7 +30,7 @@ public:
         "  qrxhid top --device 046d:c077 --every 0.5\n"
         "  qrxhid top --time 10 --json"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

@@ -1,9 +1,8 @@
 #include "commands/TopTable.h"
 
 #include "text/DeviceText.h"
+#include "text/Json.h"
 #include "text/TextFormat.h"
-
-#include <nlohmann/json.hpp>
 
 #include <array>
 #include <cstdio>

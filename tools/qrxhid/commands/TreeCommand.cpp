@@ -1,19 +1,18 @@
 #include "commands/TreeCommand.h"
 
+#include "OptionSet.h"
 #include "devices/DeviceSession.h"
 #include "text/DeviceText.h"
+#include "text/Json.h"
 #include "text/Terminal.h"
 #include "text/TreeText.h"
 
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
-
 namespace qrxhid {
 
-void TreeCommand::declareOptions(CLI::App& app)
+void TreeCommand::declareOptions(OptionSet& options)
 {
-    _choice.declareOptions(app);
-    app.add_flag("--json", _isJson, "One JSON document")->disable_flag_override();
+    _choice.declareOptions(options);
+    options.addFlag("--json", _isJson, "One JSON document");
 }
 
 void TreeCommand::checkOptions()

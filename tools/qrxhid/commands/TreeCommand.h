@@ -13,7 +13,7 @@ public:
                                           "  qrxhid tree --device 046d:c077\n"
                                           "  qrxhid tree --recording mouse.hid --json"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

@@ -1,14 +1,13 @@
 #include "commands/WatchCommand.h"
 
+#include "OptionSet.h"
 #include "UsageError.h"
 #include "commands/WatchPrinter.h"
 #include "devices/DeviceSession.h"
 #include "devices/InputFlow.h"
 #include "devices/InputProgress.h"
+#include "text/Json.h"
 #include "text/Notice.h"
-
-#include <CLI/CLI.hpp>
-#include <nlohmann/json.hpp>
 
 #include <optional>
 #include <unistd.h>
@@ -77,20 +76,15 @@ private:
 
 } // namespace
 
-void WatchCommand::declareOptions(CLI::App& app)
+void WatchCommand::declareOptions(OptionSet& options)
 {
-    _choice.declareOptions(app);
-    _options.limits.declareOptions(app);
-    // Without the override no flag takes a value: "--json=false" would be a second way to say nothing.
-    app.add_flag("--json", _options.style.isJson, "One JSON object a line")->disable_flag_override();
-    app.add_flag("--changes", _options.style.onlyChanges, "Of the decoded values show only those that changed")
-        ->disable_flag_override();
-    app.add_flag("--raw", _options.style.isRaw, "Show the bytes of reports alone, without values")
-        ->disable_flag_override();
-    app.add_flag("--timestamps", _options.style.hasTimes, "Show the seconds since the beginning with each event")
-        ->disable_flag_override();
-    app.add_flag("--wait", _options.isPatient, "Wait for a chosen device that is not there yet")
-        ->disable_flag_override();
+    _choice.declareOptions(options);
+    _options.limits.declareOptions(options);
+    options.addFlag("--json", _options.style.isJson, "One JSON object a line");
+    options.addFlag("--changes", _options.style.onlyChanges, "Of the decoded values show only those that changed");
+    options.addFlag("--raw", _options.style.isRaw, "Show the bytes of reports alone, without values");
+    options.addFlag("--timestamps", _options.style.hasTimes, "Show the seconds since the beginning with each event");
+    options.addFlag("--wait", _options.isPatient, "Wait for a chosen device that is not there yet");
 }
 
 void WatchCommand::checkOptions()

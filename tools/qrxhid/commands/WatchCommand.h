@@ -26,7 +26,7 @@ public:
         "  qrxhid watch --device 04d8:003f --wait\n"
         "  qrxhid watch --recording mouse.hid --speed 0"};
 
-    void declareOptions(CLI::App& app) override;
+    void declareOptions(OptionSet& options) override;
     void checkOptions() override;
     ExitStatus run(std::ostream& out) override;
 

@@ -4,8 +4,7 @@
 #include "text/TextFormat.h"
 
 #include "QrxReportDecoder.h"
-
-#include <nlohmann/json.hpp>
+#include "text/Json.h"
 
 #include <array>
 #include <cstdio>

@@ -1,10 +1,9 @@
 #include "descriptor/DecodedReport.h"
 
 #include "text/DeviceText.h"
+#include "text/Json.h"
 #include "text/ReportText.h"
 #include "text/TextFormat.h"
-
-#include <nlohmann/json.hpp>
 
 #include <array>
 #include <cstdio>

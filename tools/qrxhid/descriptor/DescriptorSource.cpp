@@ -1,13 +1,12 @@
 #include "descriptor/DescriptorSource.h"
 
+#include "OptionSet.h"
 #include "UsageError.h"
 #include "devices/DeviceDescription.h"
 #include "devices/DeviceSession.h"
 #include "devices/RecordingChoice.h"
 #include "text/DeviceText.h"
 #include "text/Notice.h"
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cctype>
@@ -114,12 +113,12 @@ std::vector<std::uint8_t> descriptorFromFile(const std::string& content)
     return bytesOfText(content).value_or(std::vector<std::uint8_t>(content.begin(), content.end()));
 }
 
-void DescriptorSource::declareOptions(CLI::App& app)
+void DescriptorSource::declareOptions(OptionSet& options)
 {
-    app.add_option("--descriptor", _files,
-                   "Work on the report descriptors in these files: bytes, or their hexadecimal text as in C source")
-        ->type_name("FILE");
-    _choice.declareOptions(app);
+    options.addOption("--descriptor", _files,
+                      "Work on the report descriptors in these files: bytes, or their hexadecimal text as in C source",
+                      "FILE");
+    _choice.declareOptions(options);
 }
 
 void DescriptorSource::checkOptions()

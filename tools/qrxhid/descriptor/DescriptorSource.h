@@ -7,11 +7,9 @@
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-}
-
 namespace qrxhid {
+
+class OptionSet;
 
 /// The report descriptor of one interface, and whose it is.
 struct InterfaceDescriptor {
@@ -26,7 +24,7 @@ struct InterfaceDescriptor {
 /// files that hold nothing else.
 class DescriptorSource {
 public:
-    void declareOptions(CLI::App& app);
+    void declareOptions(OptionSet& options);
     /// Throws UsageError.
     void checkOptions();
 

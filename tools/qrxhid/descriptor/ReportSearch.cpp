@@ -1,9 +1,8 @@
 #include "descriptor/ReportSearch.h"
 
+#include "OptionSet.h"
 #include "OptionValues.h"
 #include "UsageError.h"
-
-#include <CLI/CLI.hpp>
 
 #include <algorithm>
 #include <cctype>
@@ -45,10 +44,10 @@ std::string DeclaredReport::text() const
            " of interface " + std::to_string(interfaceNumber);
 }
 
-void ReportOptions::declareOptions(CLI::App& app)
+void ReportOptions::declareOptions(OptionSet& options)
 {
-    app.add_option("--type", _typeText, "Only reports of this type: input, output or feature")->type_name("TYPE");
-    app.add_option("--report", _reportText, "Only the report with this number")->type_name("N");
+    options.addOption("--type", _typeText, "Only reports of this type: input, output or feature", "TYPE");
+    options.addOption("--report", _reportText, "Only the report with this number", "N");
 }
 
 void ReportOptions::checkOptions()

@@ -9,11 +9,9 @@
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-}
-
 namespace qrxhid {
+
+class OptionSet;
 
 /// One report that an interface declares.
 struct DeclaredReport {
@@ -34,7 +32,7 @@ struct DeclaredReport {
 /// The options that name a report of a device.
 class ReportOptions {
 public:
-    void declareOptions(CLI::App& app);
+    void declareOptions(OptionSet& options);
     /// Throws UsageError.
     void checkOptions();
 

@@ -1,21 +1,20 @@
 #include "devices/DeviceChoice.h"
 
+#include "OptionSet.h"
 #include "UsageError.h"
-
-#include <CLI/CLI.hpp>
 
 #include <filesystem>
 
 namespace qrxhid {
 
-void DeviceChoice::declareOptions(CLI::App& app)
+void DeviceChoice::declareOptions(OptionSet& options)
 {
-    app.add_option("--recording", _recordings,
-                   "Work on recorded devices (text of hid-recorder) instead of the real ones; - reads standard input")
-        ->type_name("FILE");
-    app.add_option("--faults", _faults, "Let the recorded devices answer and misbehave by the rules of this file")
-        ->type_name("FILE");
-    _filter.declareOptions(app);
+    options.addOption(
+        "--recording", _recordings,
+        "Work on recorded devices (text of hid-recorder) instead of the real ones; - reads standard input", "FILE");
+    options.addOption("--faults", _faults, "Let the recorded devices answer and misbehave by the rules of this file",
+                      "FILE");
+    _filter.declareOptions(options);
 }
 
 bool DeviceChoice::isRecording(const std::string& word)

@@ -5,16 +5,14 @@
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-}
-
 namespace qrxhid {
+
+class OptionSet;
 
 /// The options by which a command is told which devices to work on: real ones or recordings, and which of them.
 class DeviceChoice {
 public:
-    void declareOptions(CLI::App& app);
+    void declareOptions(OptionSet& options);
     /// Throws UsageError.
     void checkOptions();
 

@@ -1,26 +1,25 @@
 #include "devices/DeviceFilter.h"
 
+#include "OptionSet.h"
 #include "OptionValues.h"
 #include "text/Notice.h"
 
-#include <CLI/CLI.hpp>
-
 #include <algorithm>
+#include <functional>
 
 namespace qrxhid {
 
-void DeviceFilter::declareOptions(CLI::App& app)
+void DeviceFilter::declareOptions(OptionSet& options)
 {
-    app.add_option("--device", _deviceTexts,
-                   "Only devices with these IDs, hexadecimal (a half that is 0 or empty is any), or with this number "
-                   "of list: --device=#2")
-        ->type_name("VID:PID")
-        ->expected(1)
-        // More than one --device names more than one device, so all of them count.
-        ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
-    app.add_option("--serial", _serialNumber, "Only the device with this serial number")->type_name("TEXT");
-    app.add_option("--port", _place, "Only the device at this place, as list shows it: 1-2.1")->type_name("PORT");
-    app.add_option("--interface", _interfaceText, "Only this interface of the device")->type_name("N");
+    // More than one --device names more than one device, so all of them count.
+    options.addRepeatedOption(
+        "--device", _deviceTexts,
+        "Only devices with these IDs, hexadecimal (a half that is 0 or empty is any), or with this number "
+        "of list: --device=#2",
+        "VID:PID");
+    options.addOption("--serial", _serialNumber, "Only the device with this serial number", "TEXT");
+    options.addOption("--port", _place, "Only the device at this place, as list shows it: 1-2.1", "PORT");
+    options.addOption("--interface", _interfaceText, "Only this interface of the device", "N");
 }
 
 void DeviceFilter::checkOptions(std::span<const std::string> words)

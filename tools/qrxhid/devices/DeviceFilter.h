@@ -8,16 +8,14 @@
 #include <string>
 #include <vector>
 
-namespace CLI {
-class App;
-}
-
 namespace qrxhid {
+
+class OptionSet;
 
 /// The options that choose devices. What is given restricts the choice together; several --device add up.
 class DeviceFilter {
 public:
-    void declareOptions(CLI::App& app);
+    void declareOptions(OptionSet& options);
     /// Throws UsageError. `words` are further devices, named without an option.
     void checkOptions(std::span<const std::string> words = {});
 

@@ -1,18 +1,17 @@
 #include "devices/InputLimits.h"
 
+#include "OptionSet.h"
 #include "OptionValues.h"
 #include "UsageError.h"
 
-#include <CLI/CLI.hpp>
-
 namespace qrxhid {
 
-void InputLimits::declareOptions(CLI::App& app)
+void InputLimits::declareOptions(OptionSet& options)
 {
-    app.add_option("--speed", _speedText, "Play recordings at this multiple of their speed; 0: as fast as possible (1)")
-        ->type_name("FACTOR");
-    app.add_option("--count", _countText, "End after this many input reports")->type_name("N");
-    app.add_option("--time", _secondsText, "End after this many seconds")->type_name("S");
+    options.addOption("--speed", _speedText,
+                      "Play recordings at this multiple of their speed; 0: as fast as possible (1)", "FACTOR");
+    options.addOption("--count", _countText, "End after this many input reports", "N");
+    options.addOption("--time", _secondsText, "End after this many seconds", "S");
 }
 
 void InputLimits::checkOptions(const std::string& command, bool hasRecordings)

@@ -4,16 +4,14 @@
 #include <optional>
 #include <string>
 
-namespace CLI {
-class App;
-}
-
 namespace qrxhid {
+
+class OptionSet;
 
 /// The options of commands that take input: how fast recordings are played, and when there is enough.
 class InputLimits {
 public:
-    void declareOptions(CLI::App& app);
+    void declareOptions(OptionSet& options);
     /// `command` is the one to try with recordings. Throws UsageError.
     void checkOptions(const std::string& command, bool hasRecordings);
 

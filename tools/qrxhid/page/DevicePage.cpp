@@ -1,6 +1,5 @@
 #include "page/DevicePage.h"
-
-#include <nlohmann/json.hpp>
+#include "text/Json.h"
 
 #include <string>
 

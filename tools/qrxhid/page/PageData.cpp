@@ -10,8 +10,7 @@
 #include "text/UsageNames.h"
 
 #include "QrxReportLayout.h"
-
-#include <nlohmann/json.hpp>
+#include "text/Json.h"
 
 #include <algorithm>
 #include <set>

@@ -1,10 +1,9 @@
 #include "text/DeviceText.h"
 
+#include "text/Json.h"
 #include "text/Notice.h"
 #include "text/TextFormat.h"
 #include "text/UsageNames.h"
-
-#include <nlohmann/json.hpp>
 
 #include <set>
 

@@ -1,9 +1,8 @@
 #include "text/ReportText.h"
 
+#include "text/Json.h"
 #include "text/UnitText.h"
 #include "text/UsageNames.h"
-
-#include <nlohmann/json.hpp>
 
 #include <sstream>
 

@@ -3,10 +3,9 @@
 #include "text/DeviceText.h"
 #include "text/ElementOutline.h"
 #include "text/FieldText.h"
+#include "text/Json.h"
 #include "text/TextFormat.h"
 #include "text/UsageNames.h"
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <optional>
