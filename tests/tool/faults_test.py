@@ -76,6 +76,12 @@ class Faults(FaultsTest):
     def test_a_script_is_for_recordings(self):
         self.assertIn("--faults is for the devices of recordings", self.refuse(64, "list", "--faults", self.script))
 
+    def test_what_only_reads_a_recording_has_no_such_option(self):
+        commands = (["decode", "00"], ["encode", "Wheel=1"], ["descriptor"], ["lint"], ["replay", "--uhid"])
+        for command in commands:
+            told = self.refuse(64, *command, "--recording", self.device, "--faults", self.script)
+            self.assertIn(f'qrxhid {command[0]} has no option "--faults"', told)
+
     def test_hostile_names_reach_no_terminal(self):
         hostile = self.file("hostile.faults", "seed 3\nwhen plugged: garble strings\n")
         out = self.succeed("list", "--recording", self.device, "--faults", hostile)

@@ -305,7 +305,7 @@ void ReplayCommand::declareOptions(OptionSet& options)
 {
     options.addOption("recordings", _files, "Recordings", "FILE");
     options.addFlag("--uhid", _isForKernel, "Make devices of the kernel");
-    _choice.declareOptions(options);
+    _choice.declareOptionsOfReader(options);
     _options.limits.declareOptions(options);
     options.addFlag("--when-open", _options.waitsForReader, "Play when programs have opened the devices");
     options.addFlag("--stay", _options.stays, "Keep the devices when all is played, until Ctrl-C");

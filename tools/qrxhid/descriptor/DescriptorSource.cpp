@@ -118,7 +118,7 @@ void DescriptorSource::declareOptions(OptionSet& options)
     options.addOption("--descriptor", _files,
                       "Work on the report descriptors in these files: bytes, or their hexadecimal text as in C source",
                       "FILE");
-    _choice.declareOptions(options);
+    _choice.declareOptionsOfReader(options);
 }
 
 void DescriptorSource::checkOptions()

@@ -9,11 +9,16 @@ namespace qrxhid {
 
 void DeviceChoice::declareOptions(OptionSet& options)
 {
+    declareOptionsOfReader(options);
+    options.addOption("--faults", _faults, "Let the recorded devices answer and misbehave by the rules of this file",
+                      "FILE");
+}
+
+void DeviceChoice::declareOptionsOfReader(OptionSet& options)
+{
     options.addOption(
         "--recording", _recordings,
         "Work on recorded devices (text of hid-recorder) instead of the real ones; - reads standard input", "FILE");
-    options.addOption("--faults", _faults, "Let the recorded devices answer and misbehave by the rules of this file",
-                      "FILE");
     _filter.declareOptions(options);
 }
 

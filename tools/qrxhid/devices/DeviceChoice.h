@@ -12,7 +12,10 @@ class OptionSet;
 /// The options by which a command is told which devices to work on: real ones or recordings, and which of them.
 class DeviceChoice {
 public:
+    /// For a command that makes devices of recordings.
     void declareOptions(OptionSet& options);
+    /// For a command that only reads recordings: without --faults, since there is no device that could misbehave.
+    void declareOptionsOfReader(OptionSet& options);
     /// Throws UsageError.
     void checkOptions();
 
