@@ -135,6 +135,22 @@ TEST(ElementLimits, UnpublishedDuplicatesAreTheFirstToBeLeftOut)
               "warning at 20, Input: too many elements, its unpublished duplicates are left out: 40\n");
 }
 
+TEST(ElementLimits, WhatFitsExactlyIsKeptWhole)
+{
+    // The root, the collection, the field with its 40 duplicates, the handler.
+    constexpr std::size_t kWanted = 1 + 1 + 1 + 40 + 1;
+    Limits limits;
+    for (const bool fits : {true, false}) {
+        limits.elements = fits ? kWanted : kWanted - 1;
+        Descriptor descriptor = read(inApplication("75 08 95 28 09 30 81 02"), limits);
+        EXPECT_EQ(wantedElements(descriptor), kWanted);
+        buildElementTree(descriptor, limits);
+        EXPECT_EQ(diagnosesText(descriptor), fits ? ""
+                                                  : "warning at 20, Input: too many elements, its unpublished "
+                                                    "duplicates are left out: 40\n");
+    }
+}
+
 TEST(ElementLimits, ThenTheLargestItemIsCutAndTheOthersStayWhole)
 {
     Limits limits;

@@ -223,6 +223,20 @@ TEST(ReportLayout, AnArrayCountsFromItsLogicalMinimum)
     EXPECT_EQ(decoded(below, "FE"), "");
 }
 
+TEST(ReportLayout, WhatAnArrayShowsIsAnUnsignedOneThatIsNotNull)
+{
+    // The entries are signed, and have a null state.
+    const ReportLayout layout = layoutOf("05 09 09 04 A1 01 15 FF 25 01 75 08 95 01 19 01 29 03 81 40 C0");
+    ReportValues values;
+    layout.decode(ReportType::input, bytesOf("FF"), values);
+    ASSERT_EQ(values.values().size(), 1U);
+    const ReportValue& shown = values.values().front();
+    EXPECT_TRUE(shown.isSelection);
+    EXPECT_EQ(shown.value, 1);
+    EXPECT_FALSE(shown.isSigned);
+    EXPECT_FALSE(shown.isNull);
+}
+
 TEST(ReportLayout, AnArrayOf64BitsSurvivesEveryEntry)
 {
     // Entries of 64 bits: minimum -1, then 0. The farthest entries overflow a careless subtraction.

@@ -169,6 +169,63 @@ TEST_F(Decoding, AUsageThatCountsMoreThanAreListedIsReadWhole)
     EXPECT_NE(std::string::npos, text.find("ff00/20=7 @312+8\nff00/21=9 @320+8\n")) << text;
 }
 
+/// So many buttons of a vendor's page, then a byte with the usage 0x20 in a collection of its own.
+Bytes buttonsAndAByte(std::uint16_t count)
+{
+    const auto low = static_cast<std::uint8_t>(count);
+    const auto high = static_cast<std::uint8_t>(count >> 8);
+    Bytes descriptor = vendor({
+        0x15, 0x00,      // Logical Minimum (0)
+        0x25, 0x01,      // Logical Maximum (1)
+        0x75, 0x01,      // Report Size (1)
+        0x96, low, high, // Report Count (count)
+        0x19, 0x01,      // Usage Minimum (1)
+        0x2A, low, high, // Usage Maximum (count)
+        0x81, 0x02       // Input (Data, Variable, Absolute)
+    });
+    const Bytes byte = vendor({
+        0x75, 0x08, // Report Size (8)
+        0x95, 0x01, // Report Count (1)
+        0x09, 0x20, // Usage (0x20)
+        0x81, 0x02  // Input (Data, Variable, Absolute)
+    });
+    std::ranges::copy(byte, std::back_inserter(descriptor));
+    return descriptor;
+}
+
+TEST_F(Decoding, ValuesHaveNoElementFromTheFirstCollectionOnThatTheTreeShowsOtherwise)
+{
+    constexpr std::uint16_t kButtons = 10000;
+    const Bytes report(kButtons / 8 + 1, 1);
+    // The two interfaces share the room of one device, so its tree lacks buttons that the descriptor declares.
+    plug({buttonsAndAByte(kButtons), buttonsAndAByte(kButtons)});
+    const auto values = QrxDecodeReport(*device, kInput, report.data(), report.size(), 0);
+    ASSERT_EQ(kButtons + 1U, values.size());
+    EXPECT_EQ(0x20U, values.back().getUsage());
+    for (const QrxDecodedValue& value : values) {
+        ASSERT_EQ(nullptr, value.getCapability()) << value.getUsage();
+    }
+}
+
+TEST_F(Decoding, ValuesBeyondTheElementsThatAreKeptHaveNone)
+{
+    constexpr std::uint16_t kButtons = 20000;
+    const Bytes report(kButtons / 8 + 1, 1);
+    plug({buttonsAndAByte(kButtons)});
+    const auto values = QrxDecodeReport(*device, kInput, report.data(), report.size(), 0);
+    ASSERT_EQ(kButtons + 1U, values.size());
+    std::size_t kept = 0;
+    while (values[kept].getCapability() != nullptr) {
+        EXPECT_EQ(kept + 1, values[kept].getCapability()->getUsage());
+        ++kept;
+    }
+    EXPECT_GT(kept, 16000U);
+    for (std::size_t index = kept; index < kButtons; ++index) {
+        ASSERT_EQ(nullptr, values[index].getCapability()) << index;
+    }
+    EXPECT_NE(nullptr, values.back().getCapability()) << "a small field keeps its own";
+}
+
 TEST_F(Decoding, ValuesMayStandAtAnyBit)
 {
     // 3 bits, 12 bits signed, 17 bits.

@@ -1,6 +1,7 @@
 #include "QrxHIDDevice.h"
 
 #include "ModelDoubles.h"
+#include "QrxHIDDeviceEventInterface.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -192,6 +193,21 @@ TEST_F(QrxHIDDeviceTest, AtItsEndTheDelegateGoesFirstThenTheReportsInOrder)
     install();
     device.release();
     EXPECT_EQ(events, (Events{"device ends", "delegate ends", "first ends", "second ends"}));
+}
+
+TEST_F(QrxHIDDeviceTest, ADelegateThatEndsWithItsDeviceHearsOfNoEventAnyMore)
+{
+    class Listener : public ScriptedDeviceDelegate, public QrxHIDDeviceEventInterface {
+    public:
+        using ScriptedDeviceDelegate::ScriptedDeviceDelegate;
+    };
+    auto* const listener = new Listener(events);
+    device->setDelegate(listener);
+    EXPECT_EQ(listener, device->_getEventListener());
+    QrxHIDDeviceEventInterface* atTheEnd = listener;
+    listener->onEnd = [&atTheEnd, raw = device.get()] { atTheEnd = raw->_getEventListener(); };
+    device.release();
+    EXPECT_EQ(nullptr, atTheEnd);
 }
 
 TEST_F(QrxHIDDeviceTest, AReportThatOutlivesItsDeviceHasNoParent)

@@ -1,6 +1,9 @@
 #include "DescriptorLimit.h"
+#include "FaultyCalls.h"
 #include "Observer.h"
 
+#include <cerrno>
+#include <chrono>
 #include <stdexcept>
 #include <system_error>
 
@@ -24,6 +27,20 @@ TEST_F(NotificationPortTest, APortMayBeDestroyedWithItsSourceStillInTheRunLoop)
     IONotificationPortDestroy(port); // unknown by now
     EXPECT_EQ(nullptr, IONotificationPortGetRunLoopSource(port));
     runDue();
+}
+
+TEST_F(NotificationPortTest, ADestroyedPortEndsItsSourceAndGivesItsReferenceBack)
+{
+    IONotificationPortRef port = IONotificationPortCreate(kIOMasterPortDefault);
+    CFRunLoopSourceRef source = IONotificationPortGetRunLoopSource(port);
+    CFRunLoopAddSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode);
+    CFRetain(source);
+    IONotificationPortDestroy(port);
+    EXPECT_FALSE(CFRunLoopSourceIsValid(source));
+    EXPECT_FALSE(CFRunLoopContainsSource(CFRunLoopGetCurrent(), source, kCFRunLoopDefaultMode));
+    EXPECT_EQ(1, CFGetRetainCount(source));
+    EXPECT_EQ(nullptr, IONotificationPortGetRunLoopSource(port)) << "unknown by now, though its source is still held";
+    CFRelease(source);
 }
 
 TEST_F(NotificationPortTest, APortSurvivesTheSourceThatItsUserReleased)
@@ -143,6 +160,47 @@ TEST_F(NotificationPortTest, AProviderThatCannotWatchIsAskedAgainUntilItCan)
     EXPECT_EQ("|+c077", first.take());
     EXPECT_EQ("|+c077", second.take());
     mouse.unplug();
+}
+
+/// A kernel whose epoll sets have no room for the descriptors of providers.
+class FullSets : public qrx::platform::test::FaultyCalls {
+public:
+    FullSets() : _earlier(replaceOfProcess(this)) {}
+    ~FullSets() override { replaceOfProcess(_earlier); }
+
+    int epollAdd(int epollFd, int fd, epoll_event& interest) override
+    {
+        if (areFull && fake::provider().isWatching()) {
+            errno = ENOSPC;
+            return -1;
+        }
+        return FaultyCalls::epollAdd(epollFd, fd, interest);
+    }
+
+    bool areFull = true;
+
+private:
+    SystemCalls* const _earlier;
+};
+
+TEST_F(NotificationPortTest, AProviderForWhichThereWasNoRoomIsHeardOnceThereIs)
+{
+    using std::chrono::milliseconds;
+    FullSets calls;
+    Observer observer;
+    fake::Device mouse = fake::makeMouse();
+    fake::provider().queue([&] { mouse.plug(); });
+    runDue();
+    EXPECT_EQ("", observer.take());
+    calls.areFull = false;
+    calls.advance(milliseconds(1000));
+    runDue();
+    EXPECT_EQ("|+c077", observer.take()) << "looked at with the retry";
+    fake::provider().queue([&] { mouse.unplug(); });
+    runDue();
+    EXPECT_EQ("|-c077", observer.take()) << "heard by its descriptor";
+    observer.stop();
+    IONotificationPortDestroy(observer.port);
 }
 
 TEST_F(NotificationPortTest, AnEnumerationIsAnotherTryForAProviderThatCouldNotWatch)

@@ -1,4 +1,7 @@
 #include "FaultyCalls.h"
+#include "Linux/sysfs/DeviceScan.h"
+#include "Linux/sysfs/NodeReadiness.h"
+#include "Linux/sysfs/ReportNodes.h"
 #include "RecordingSink.h"
 #include "SysfsTree.h"
 
@@ -7,6 +10,9 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <sstream>
+#include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -132,6 +138,58 @@ TEST_F(EnumerationFaults, ADeviceMayVanishBeforeAnyCall)
         EXPECT_EQ(calls.openDescriptors(), 0U);
         tree->plug(victim);
     }
+}
+
+/// Whether the report nodes are said to be whole when their one link cannot be read for this error.
+bool areNodesWholeAfter(int error)
+{
+    test::SysfsTree tree;
+    TreeDevice device;
+    device.interfaces = {hidInterface(0, 0)};
+    tree.plug(device);
+    const std::string folder = tree.paths().sysfs + "/class/hidraw";
+    test::FaultyCalls calls;
+    ReportNodes nodes;
+    EXPECT_EQ(nodes.read(calls, folder), SysfsDirectory::Result::done);
+    EXPECT_NE(nodes.find("1-1:1.0"), nullptr);
+    // The same once more, with the link's call failing.
+    std::istringstream lines(calls.trace());
+    int number = 0;
+    for (std::string line; std::getline(lines, line) && !line.starts_with("readlink");) {
+        ++number;
+    }
+    calls.failCall(number + 1, error);
+    EXPECT_EQ(nodes.read(calls, folder), SysfsDirectory::Result::done);
+    EXPECT_EQ(calls.failures(), 1);
+    EXPECT_EQ(nodes.find("1-1:1.0"), nullptr);
+    return nodes.isWhole();
+}
+
+TEST(ReportNodes, AreWholeWithoutANodeThatHasGoneButNotWithoutOneThatCouldNotBeRead)
+{
+    EXPECT_TRUE(areNodesWholeAfter(ENOENT));
+    EXPECT_FALSE(areNodesWholeAfter(EIO));
+    EXPECT_FALSE(areNodesWholeAfter(ENOMEM));
+}
+
+TEST(DeviceScan, AListHoldsTheDevicesOfItsLookAlone)
+{
+    test::SysfsTree tree;
+    TreeDevice device;
+    device.interfaces = {hidInterface(0, 0)};
+    tree.plug(device);
+    const LinuxPaths paths = tree.paths();
+    SystemCalls& calls = SystemCalls::kernel();
+    NodeReadiness nodes(calls, paths.device, paths.run, paths.times.nodeAge);
+    DeviceScan scan(calls, paths.sysfs, paths.device, nodes);
+    std::vector<ListedDevice> devices;
+    for (int look = 1; look <= 2; ++look) {
+        EXPECT_TRUE(scan.list(devices));
+        EXPECT_EQ(devices.size(), 1U) << look;
+    }
+    fs::remove_all(paths.sysfs + "/bus");
+    EXPECT_TRUE(scan.list(devices));
+    EXPECT_TRUE(devices.empty()) << "a machine without USB has none";
 }
 
 TEST_F(EnumerationFaults, AnyFileMayBeMissing)
