@@ -76,12 +76,15 @@ std::uint64_t LoopTasks::start(Clock::duration delay, Clock::duration interval, 
                                                   std::make_shared<const Function>(std::move(function))});
     try {
         _moments.emplace(timer, due);
+        if (place.first == _timers.begin()) {
+            setAlarm();
+        }
     } catch (...) {
+        // The caller gets no number to cancel it by. A timer that stayed would also count as the next one, and later
+        // ones would set no alarm.
+        _moments.erase(timer);
         _timers.erase(place.first);
         throw;
-    }
-    if (place.first == _timers.begin()) {
-        setAlarm();
     }
     return timer;
 }
