@@ -37,9 +37,16 @@ else()
     set(QRX_SMALLEST -Os)
 endif()
 
+# Nothing tells where it was built, so that it is the same wherever that was.
+set(QRX_WITHOUT_FOLDERS -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
+
 # qrx_optimise_linking(TARGET): for the components and the library of them.
 function(qrx_optimise_linking target)
     if(QRX_LINK_TIME_OPTIMISATION)
         set_target_properties(${target} PROPERTIES INTERPROCEDURAL_OPTIMIZATION ON)
+        if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+            # What is compiled when it is linked names the folder in which that is done.
+            target_link_options(${target} PRIVATE ${QRX_WITHOUT_FOLDERS})
+        endif()
     endif()
 endfunction()

@@ -36,9 +36,7 @@ function(qrx_add_component name)
         target_compile_options(${name} PRIVATE
             "$<${is_optimised}:-fno-semantic-interposition;-ffunction-sections;-fdata-sections>")
     endif()
-    # Nothing tells where it was built.
-    target_compile_options(${name} PRIVATE
-        "$<${is_optimised}:-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=;-ffile-prefix-map=${PROJECT_BINARY_DIR}/=build/>")
+    target_compile_options(${name} PRIVATE "$<${is_optimised}:${QRX_WITHOUT_FOLDERS}>")
     if(QRX_SMALL)
         target_compile_options(${name} PRIVATE "$<${is_optimised}:${QRX_SMALLEST}>")
         # Options of a source come last.
