@@ -4,37 +4,60 @@
 
 #include <algorithm>
 #include <tuple>
+#include <utility>
+#include <vector>
 
 namespace qrx::hid {
+
+namespace {
+
+/// What something is sorted by, and its place before. Equal keys keep their order, since places differ; and only these
+/// pairs are moved, by code that the library has once.
+using KeyAndPlace = std::pair<std::uint64_t, std::size_t>;
+
+std::uint64_t keyOf(ReportType type, std::uint32_t reportID)
+{
+    return std::uint64_t{static_cast<std::uint32_t>(type)} << 32 | reportID;
+}
+
+} // namespace
 
 ReportLayout::ReportLayout(const Descriptor& descriptor)
     : _numbersReports(descriptor.usesReportIDs()), _collections(descriptor.collections)
 {
-    for (const Field& field : descriptor.fields) {
+    std::vector<KeyAndPlace> order;
+    for (std::size_t place = 0; place < descriptor.fields.size(); ++place) {
+        const Field& field = descriptor.fields[place];
         // The bits of padding were counted when the descriptor was read, so the offsets of the other fields are right
         // without it.
         if (!isPadding(field) && canTravel(field.reportID)) {
-            _fields.push_back(makeLayoutField(field));
+            order.emplace_back(keyOf(field.type, field.reportID), place);
         }
     }
-    // Fields of one report become neighbours, so that a report is found once and its fields are a range.
-    std::stable_sort(_fields.begin(), _fields.end(), [](const LayoutField& left, const LayoutField& right) {
-        return std::tie(left.type, left.reportID, left.bitOffset) <
-               std::tie(right.type, right.reportID, right.bitOffset);
-    });
+    // Fields of one report become neighbours, so that a report is found once and its fields are a range. Among
+    // themselves they stay as the descriptor has them, which is the order of their bits.
+    std::sort(order.begin(), order.end());
+    _fields.reserve(order.size());
+    for (const auto& [key, place] : order) {
+        _fields.push_back(makeLayoutField(descriptor.fields[place]));
+    }
     addReports(descriptor);
 }
 
 void ReportLayout::addReports(const Descriptor& descriptor)
 {
-    for (const Report& report : descriptor.reports) {
+    std::vector<KeyAndPlace> order;
+    for (std::size_t place = 0; place < descriptor.reports.size(); ++place) {
+        const Report& report = descriptor.reports[place];
         if (canTravel(report.id) && report.bits > 0) {
-            _reports.push_back({report.type, report.id, report.bits + (report.id != 0 ? kReportIDBits : 0), 0, 0});
+            order.emplace_back(keyOf(report.type, report.id), place);
         }
     }
-    std::sort(_reports.begin(), _reports.end(), [](const DeclaredReport& left, const DeclaredReport& right) {
-        return std::tie(left.type, left.id) < std::tie(right.type, right.id);
-    });
+    std::sort(order.begin(), order.end());
+    for (const auto& [key, place] : order) {
+        const Report& report = descriptor.reports[place];
+        _reports.push_back({report.type, report.id, report.bits + (report.id != 0 ? kReportIDBits : 0), 0, 0});
+    }
     // Both lists have the same order and each field belongs to a report, so one walk along both finds where the fields
     // of each begin and end.
     std::size_t field = 0;

@@ -24,6 +24,7 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <utility>
 #include <vector>
 
 namespace qrx::hid {
@@ -60,10 +61,8 @@ public:
 private:
     friend class ReportLayout;
 
-    struct Shown {
-        std::uint64_t position;
-        std::uint32_t entry;
-    };
+    /// An entry of an array and the position that it shows, in the order that the work at hand sorts by.
+    using Shown = std::pair<std::uint64_t, std::uint64_t>;
 
     /// Longer than what is in it, so that a report does not begin with clearing memory.
     std::vector<ReportValue> _values;

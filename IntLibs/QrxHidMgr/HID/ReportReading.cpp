@@ -6,7 +6,7 @@
 #include "ReportLayout.h"
 
 #include <algorithm>
-#include <tuple>
+#include <utility>
 
 namespace qrx::hid {
 
@@ -113,8 +113,8 @@ void ReportLayout::decode(ReportType type, std::span<const std::uint8_t> report,
             continue;
         }
         findShown(field, report, values._shown);
-        for (const ReportValues::Shown& shown : values._shown) {
-            reading.addSelection(field, fieldIndex, shown.position, shown.entry);
+        for (const auto& [entry, position] : values._shown) {
+            reading.addSelection(field, fieldIndex, position, static_cast<std::uint32_t>(entry));
         }
     }
 }
@@ -126,7 +126,7 @@ void ReportLayout::findShown(const LayoutField& array, std::span<const std::uint
     const std::size_t count = array.valuesWithin(report.size() * 8);
     for (std::size_t entry = 0; entry < count; ++entry) {
         if (const auto position = array.shownBy(array.logicalValue(report, entry))) {
-            shown.push_back({*position, static_cast<std::uint32_t>(entry)});
+            shown.emplace_back(entry, *position);
         }
     }
     // One entry is the usual case: nothing can be shown twice, and nothing has to be sorted.
@@ -136,13 +136,18 @@ void ReportLayout::findShown(const LayoutField& array, std::span<const std::uint
     // If several entries show the same usage, the first one counts. Sorting by usage puts them side by side; sorting
     // back gives the order of the entries again. An array can have tens of thousands of entries, so they are not
     // compared pair by pair.
-    std::sort(shown.begin(), shown.end(), [](const auto& left, const auto& right) {
-        return std::tie(left.position, left.entry) < std::tie(right.position, right.entry);
-    });
+    const auto swapAll = [&shown] {
+        for (auto& [first, second] : shown) {
+            std::swap(first, second);
+        }
+    };
+    swapAll();
+    std::sort(shown.begin(), shown.end());
     const auto end = std::unique(shown.begin(), shown.end(),
-                                 [](const auto& left, const auto& right) { return left.position == right.position; });
+                                 [](const auto& left, const auto& right) { return left.first == right.first; });
     shown.erase(end, shown.end());
-    std::sort(shown.begin(), shown.end(), [](const auto& left, const auto& right) { return left.entry < right.entry; });
+    swapAll();
+    std::sort(shown.begin(), shown.end());
 }
 
 } // namespace qrx::hid

@@ -40,14 +40,21 @@ bool ReportIndex::add(const QrxHIDElementPtr& element, int interfaceNumber)
 
 std::vector<ReportIndex::Report> ReportIndex::takeReports()
 {
-    const auto keyOf = [](const Report& report) { return std::pair(report.reportID, report.interfaceNumber); };
-    // Stable, because several runs of one report must stay in the order of the tree.
-    std::stable_sort(_runs.begin(), _runs.end(),
-                     [keyOf](const Report& a, const Report& b) { return keyOf(a) < keyOf(b); });
+    // The place makes several runs of one report stay in the order of the tree. Pairs of numbers are sorted, by code
+    // that the library has anyway. The number of an interface is one byte.
+    const auto keyOf = [](const Report& report) {
+        return std::uint64_t{report.reportID} << 32 | static_cast<std::uint32_t>(report.interfaceNumber);
+    };
+    std::vector<std::pair<std::uint64_t, std::size_t>> order;
+    for (std::size_t place = 0; place < _runs.size(); ++place) {
+        order.emplace_back(keyOf(_runs[place]), place);
+    }
+    std::sort(order.begin(), order.end());
     std::vector<Report> reports;
     reports.reserve(_runs.size());
-    for (Report& run : _runs) {
-        if (reports.empty() || keyOf(reports.back()) != keyOf(run)) {
+    for (const auto& [key, place] : order) {
+        Report& run = _runs[place];
+        if (reports.empty() || keyOf(reports.back()) != key) {
             reports.push_back(std::move(run));
             continue;
         }

@@ -151,11 +151,19 @@ void DeviceScan::sort(std::vector<ListedDevice>& devices, const SysfsDirectory& 
     if (!_isSysfs) {
         _isSysfs = bus.isSysfs();
     }
-    const auto key = [this](const ListedDevice& device) {
-        return std::pair(*_isSysfs ? device.inode : 0, usbPlace(device.name)->locationID);
-    };
-    std::stable_sort(devices.begin(), devices.end(),
-                     [key](const ListedDevice& left, const ListedDevice& right) { return key(left) < key(right); });
+    // Pairs of numbers are sorted, by code that the library has anyway; equal ones stay in the order of their names.
+    std::vector<std::pair<std::uint64_t, std::size_t>> order;
+    for (std::size_t place = 0; place < devices.size(); ++place) {
+        const ListedDevice& device = devices[place];
+        order.emplace_back(*_isSysfs ? device.inode : usbPlace(device.name)->locationID, place);
+    }
+    std::sort(order.begin(), order.end());
+    std::vector<ListedDevice> sorted;
+    sorted.reserve(devices.size());
+    for (const auto& [key, place] : order) {
+        sorted.push_back(std::move(devices[place]));
+    }
+    devices = std::move(sorted);
 }
 
 DeviceScan::Result DeviceScan::list(const std::string& name, ListedDevice& device)
