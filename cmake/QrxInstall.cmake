@@ -27,16 +27,25 @@ install(FILES
     ${CMAKE_CURRENT_LIST_DIR}/FindLibudev.cmake
     DESTINATION ${package_dir} COMPONENT development)
 
+# The file finds its prefix from where it lies, so that the installation can be moved.
+file(RELATIVE_PATH prefix_from_pkgconfig
+    ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" prefix_from_pkgconfig "${prefix_from_pkgconfig}")
+set(pkgconfig_requires)
+set(pkgconfig_libs "-L\${libdir} -lQrxHIDManager-embedded")
 if(NOT APPLE)
-    # The file finds its prefix from where it lies, so that the installation can be moved.
-    file(RELATIVE_PATH prefix_from_pkgconfig
-        ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-    string(REGEX REPLACE "/$" "" prefix_from_pkgconfig "${prefix_from_pkgconfig}")
-    configure_file(${CMAKE_CURRENT_LIST_DIR}/QrxHIDManager-embedded.pc.in
-        ${PROJECT_BINARY_DIR}/QrxHIDManager-embedded.pc @ONLY)
-    install(FILES ${PROJECT_BINARY_DIR}/QrxHIDManager-embedded.pc
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+    set(pkgconfig_requires libudev)
+elseif("QrxHIDManager-embedded-static" IN_LIST QRX_FORMS)
+    # -l finds the static library alone, since the other form is a framework.
+    list(JOIN QRX_FRAMEWORKS " " frameworks)
+    string(APPEND pkgconfig_libs " ${frameworks}")
+else()
+    set(pkgconfig_libs "-F\${libdir} -framework QrxHIDManager-embedded")
 endif()
+configure_file(${CMAKE_CURRENT_LIST_DIR}/QrxHIDManager-embedded.pc.in
+    ${PROJECT_BINARY_DIR}/QrxHIDManager-embedded.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/QrxHIDManager-embedded.pc
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
 if(PROJECT_IS_TOP_LEVEL)
     configure_file(${CMAKE_CURRENT_LIST_DIR}/uninstall.cmake.in ${PROJECT_BINARY_DIR}/uninstall.cmake @ONLY)

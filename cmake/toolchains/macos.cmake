@@ -37,8 +37,9 @@ set(CMAKE_OSX_DEPLOYMENT_TARGET ${QRX_MACOS_MIN})
 
 set(CMAKE_CXX_COMPILER clang++)
 set(CMAKE_CXX_COMPILER_TARGET ${QRX_MACOS_ARCH}-apple-macos${QRX_MACOS_MIN})
+# Without this name, headers that are published for all platforms at once name functions as they were in 32 bits.
 set(CMAKE_CXX_FLAGS_INIT
-    "-Wno-unused-command-line-argument -nostdinc++ -isystem ${QRX_MACOS_LIBCXX} -stdlib=libc++")
+    "-DXNU_PLATFORM_MacOSX -Wno-unused-command-line-argument -nostdinc++ -isystem ${QRX_MACOS_LIBCXX} -stdlib=libc++")
 set(CMAKE_USER_MAKE_RULES_OVERRIDE ${CMAKE_CURRENT_LIST_DIR}/macos_rules.cmake)
 foreach(kind EXE SHARED MODULE)
     # Without a version of the linker clang passes options that only the oldest one knows.

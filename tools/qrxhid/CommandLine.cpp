@@ -50,6 +50,16 @@ std::string overview()
     return text;
 }
 
+/// What stands below the help of the program.
+std::string footer()
+{
+    std::string absent;
+    for (const AbsentCommand& command : absentCommands()) {
+        absent += std::string(absent.empty() ? "Not on this system: " : ", ") + command.name;
+    }
+    return kExitStatuses + (absent.empty() ? "" : "\n" + absent + ".");
+}
+
 constexpr const char* kGeneralForm = "qrxhid COMMAND [OPTIONS]; qrxhid help lists the commands";
 
 std::vector<std::string> optionNames(const CLI::App& app)
@@ -115,6 +125,11 @@ void checkFirstWord(int count, const char* const* words)
     if (first.starts_with("-")) {
         refuseEarlyOption(first, count, words);
     }
+    for (const AbsentCommand& absent : absentCommands()) {
+        if (first == absent.name) {
+            throw UsageError("qrxhid has no \"" + first + "\" on this system: " + absent.reason, kGeneralForm);
+        }
+    }
     // After the options: a word that begins with a dash is never meant as a command.
     const std::string nearest = nearestWord(first, commandNames());
     throw UsageError("\"" + first + "\" is not a command", nearest.empty() ? kGeneralForm : "qrxhid " + nearest);
@@ -143,7 +158,7 @@ struct Parser {
     explicit Parser(const CommandRow* row) : app(row == nullptr ? overview() : "", "qrxhid")
     {
         app.set_version_flag("-V,--version", "qrxhid " QRXHID_VERSION);
-        app.footer(kExitStatuses);
+        app.footer(footer());
         app.require_subcommand(1);
         if (row != nullptr) {
             CLI::App* part = app.add_subcommand(row->text.name, row->text.summary);

@@ -13,8 +13,23 @@ struct CommandRow {
     std::unique_ptr<Command> (*make)();
 };
 
-/// Every command, in the order of the help.
+template <class SomeCommand>
+constexpr CommandRow rowOf()
+{
+    return {SomeCommand::kText, []() -> std::unique_ptr<Command> { return std::make_unique<SomeCommand>(); }};
+}
+
+/// Every command of this system, in the order of the help.
 std::span<const CommandRow> commandTable();
+
+/// A command that other systems have.
+struct AbsentCommand {
+    const char* name;
+    /// "macOS has no udev"
+    const char* reason;
+};
+
+std::span<const AbsentCommand> absentCommands();
 
 /// Nothing if there is no command of that name.
 const CommandRow* findCommand(std::string_view name);

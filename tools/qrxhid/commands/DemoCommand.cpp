@@ -11,6 +11,7 @@
 
 #include "QrxReportDecoder.h"
 #include "QrxRunLoop.h"
+#include "QrxVirtualDevice.h"
 
 #include <algorithm>
 #include <sstream>

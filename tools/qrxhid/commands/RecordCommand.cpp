@@ -7,7 +7,7 @@
 #include "devices/DeviceSession.h"
 #include "devices/InputFlow.h"
 #include "devices/InputProgress.h"
-#include "doctor/Checkup.h"
+#include "doctor/Refusal.h"
 #include "text/Notice.h"
 #include "text/ShownLines.h"
 #include "text/TextFormat.h"
@@ -198,12 +198,10 @@ bool RecordCommand::isRefused() const
     if (_choice.hasRecordings()) {
         return false;
     }
-    const std::vector<DeviceFinding> findings = checkUp({}, _choice.filter(), Surroundings::examine(""));
-    const auto isDenied = [](const InterfaceFinding& one) { return one.state == InterfaceFinding::State::denied; };
-    if (findings.size() != 1 || !std::ranges::all_of(findings.front().interfaces, isDenied)) {
+    const std::string ids = refusedDevice(_choice.filter());
+    if (ids.empty()) {
         return false;
     }
-    const std::string ids = findings.front().ids.text();
     notice("you may not open " + ids);
     std::cerr << "Try: qrxhid doctor " << ids << "\n";
     return true;

@@ -2,6 +2,7 @@
 
 #include "OptionSet.h"
 #include "UsageError.h"
+#include "devices/PlayedDevice.h"
 
 #include <filesystem>
 
@@ -9,16 +10,23 @@ namespace qrxhid {
 
 void DeviceChoice::declareOptions(OptionSet& options)
 {
-    declareOptionsOfReader(options);
+    declare(options, kRecordingRemark);
     options.addOption("--faults", _faults, "Let the recorded devices answer and misbehave by the rules of this file",
                       "FILE");
 }
 
 void DeviceChoice::declareOptionsOfReader(OptionSet& options)
 {
-    options.addOption(
-        "--recording", _recordings,
-        "Work on recorded devices (text of hid-recorder) instead of the real ones; - reads standard input", "FILE");
+    declare(options, "");
+}
+
+void DeviceChoice::declare(OptionSet& options, const std::string& remark)
+{
+    options.addOption("--recording", _recordings,
+                      "Work on recorded devices (text of hid-recorder) instead of the real ones; - reads standard "
+                      "input" +
+                          remark,
+                      "FILE");
     _filter.declareOptions(options);
 }
 

@@ -39,6 +39,7 @@ public:
     const DeviceFilter& filter() const { return _filter; }
 
 private:
+    void declare(OptionSet& options, const std::string& remark);
     void checkFaults() const;
 
     std::vector<std::string> _recordings;

@@ -15,6 +15,9 @@ namespace qrxhid {
 
 namespace {
 
+/// By its value, since macOS 12 gave it another name.
+constexpr mach_port_t kDefaultPort = 0;
+
 PropertyHandle property(io_registry_entry_t entry, CFStringRef key)
 {
     return PropertyHandle(IORegistryEntryCreateCFProperty(entry, key, kCFAllocatorDefault, 0));
@@ -76,7 +79,8 @@ void addInterface(QrxRecording& recording, io_registry_entry_t interface)
             QrxRecordedInterface recorded;
             recorded.setNumber(byteOf(interface, CFSTR(kUSBInterfaceNumber)));
             recorded.setReportDescriptor(*descriptor);
-            recorded.setName(textOf(interface, CFSTR(kUSBInterfaceName)));
+            // A name of the registry that no header of macOS has a macro for.
+            recorded.setName(textOf(interface, CFSTR("USB Interface Name")));
             recorded.setSubclass(byteOf(interface, CFSTR(kUSBInterfaceSubClass)));
             recorded.setProtocol(byteOf(interface, CFSTR(kUSBInterfaceProtocol)));
             recording.getInterfaces().push_back(std::move(recorded));
@@ -113,7 +117,7 @@ QrxRecording describeDevice(const QrxHIDDevice& device)
     const auto* known = dynamic_cast<const _QrxHIDDeviceImpl*>(&device);
     RegistryHandle entries;
     // The matching dictionary is consumed by the call.
-    IOServiceGetMatchingServices(kIOMasterPortDefault, IOServiceMatching(kIOUSBDeviceClassName), entries.out());
+    IOServiceGetMatchingServices(kDefaultPort, IOServiceMatching(kIOUSBDeviceClassName), entries.out());
     while (const RegistryHandle entry{IOIteratorNext(entries.get())}) {
         if (known != nullptr && *known == entry.get()) {
             describeEntry(recording, entry.get());

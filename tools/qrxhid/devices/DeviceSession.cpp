@@ -73,23 +73,21 @@ void throwIfAbsent(const DeviceFilter& filter, const std::vector<DeviceFacts>& p
 
 DeviceSession::DeviceSession(const DeviceChoice& choice) : _filter(choice.filter()), _isRecorded(choice.hasRecordings())
 {
-    if (!choice.faults().empty()) {
-        _script = QrxVirtualScript::readFile(choice.faults());
+    if (_isRecorded) {
+        _makeDevice = deviceMaker(choice.faults());
     }
     _recorded = readRecordings(choice.recordings(), _status);
     makeTree();
 }
 
-DeviceSession::DeviceSession(std::vector<RecordedDevice> recorded) : _isRecorded(true), _recorded(std::move(recorded))
+DeviceSession::DeviceSession(std::vector<RecordedDevice> recorded)
+    : _isRecorded(true), _recorded(std::move(recorded)), _makeDevice(deviceMaker(""))
 {
     makeTree();
 }
 
 void DeviceSession::makeTree()
 {
-    if (_isRecorded) {
-        QrxVirtualDevice::setRealDevicesEnabled(false);
-    }
     _tree = QrxDeviceTree::NewInstance();
     _tree->setDelegate(this);
 }
@@ -131,8 +129,7 @@ void DeviceSession::plug(RecordedDevice& recorded)
 {
     if (recorded.device == nullptr) {
         // Kept when it is unplugged: it may be plugged again.
-        recorded.device = std::make_unique<QrxVirtualDevice>(recorded.recording);
-        recorded.device->setScript(_script);
+        recorded.device = _makeDevice(recorded.recording);
     }
     _recordedPlace = recordedPlace(recorded.recording);
     recorded.device->plug();

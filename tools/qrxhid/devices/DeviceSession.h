@@ -3,13 +3,12 @@
 #include "ExitStatus.h"
 #include "devices/DeviceChoice.h"
 #include "devices/DeviceFacts.h"
+#include "devices/PlayedDevice.h"
 
 #include "QrxDeviceTree.h"
 #include "QrxDeviceTreeDelegateInterface.h"
 #include "QrxHIDDevice.h"
 #include "QrxRecording.h"
-#include "QrxVirtualDevice.h"
-#include "QrxVirtualScript.h"
 #include "swizzler"
 
 #include <functional>
@@ -40,12 +39,12 @@ private:
     std::vector<std::string> _present;
 };
 
-/// A recording as a virtual device.
+/// A recording as a device.
 struct RecordedDevice {
     std::string fileName;
     QrxRecording recording;
     /// Plugged from begin() on.
-    std::unique_ptr<QrxVirtualDevice> device;
+    std::unique_ptr<PlayedDevice> device;
     /// The device in the tree; empty if it is not chosen, or not a HID device.
     DeviceHandle handle;
 };
@@ -75,7 +74,7 @@ struct PresentDevice {
 class DeviceSession : private QrxDeviceTreeDelegateInterface {
 public:
     /// Reads the recordings of the choice. Those that cannot be read are told on standard error and left out; throws
-    /// QrxRecordingError for a script that cannot be read.
+    /// as deviceMaker() if there are recordings.
     explicit DeviceSession(const DeviceChoice& choice);
     /// With recordings that are read already, all of which are chosen.
     explicit DeviceSession(std::vector<RecordedDevice> recorded);
@@ -131,8 +130,8 @@ private:
     bool _isRecorded = false;
     ExitStatus _status = kSuccess;
     std::vector<RecordedDevice> _recorded;
-    /// What the recorded devices do by themselves.
-    QrxVirtualScript _script;
+    /// Empty without recordings.
+    DeviceMaker _makeDevice;
     /// While one is plugged in: where it was recorded.
     std::string _recordedPlace;
     mis::swizzler<QrxDeviceTree> _tree;

@@ -97,10 +97,9 @@ void InputFlow::takeReport(unsigned int number, const std::vector<std::uint8_t>&
     _isEnough = _limits.isEnough(_reports);
 }
 
-// One wait for both the library and the signals: a signal that came between two waits is not missed.
 void InputFlow::runUntilSignal()
 {
-    while (!isOver() && _signals.waitFor(QrxRunLoop::getCurrent().getFileDescriptor())) {
+    while (!isOver() && _signals.waitForLoop()) {
         step();
     }
 }
@@ -116,7 +115,7 @@ void InputFlow::play()
     while (!isOver() && (isPaced ? !playback.isFinished() : playback.sendNext())) {
         if (!isPaced) {
             drain();
-        } else if (_signals.waitFor(QrxRunLoop::getCurrent().getFileDescriptor())) {
+        } else if (_signals.waitForLoop()) {
             step();
         }
     }

@@ -22,17 +22,16 @@ Playback::Playback(std::vector<RecordedDevice>& devices)
 void Playback::startAtPace(double speed)
 {
     for (RecordedDevice* device : _devices) {
-        _players.push_back(std::make_unique<QrxRecordingPlayer>(device->recording, *device->device));
+        device->device->preparePlaying(device->recording);
     }
-    // Started after all were made, so that they begin within the same moment.
-    for (const auto& player : _players) {
-        player->start(speed);
+    for (RecordedDevice* device : _devices) {
+        device->device->startPlaying(speed);
     }
 }
 
 bool Playback::isFinished() const
 {
-    return std::ranges::all_of(_players, [](const auto& player) { return player->isFinished(); });
+    return std::ranges::all_of(_devices, [](const RecordedDevice* device) { return device->device->isPlayed(); });
 }
 
 // One at a time, so that whoever plays can look at what came of it before the next one follows.

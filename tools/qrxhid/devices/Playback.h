@@ -2,10 +2,7 @@
 
 #include "devices/DeviceSession.h"
 
-#include "QrxVirtualDevice.h"
-
 #include <cstdint>
-#include <memory>
 #include <vector>
 
 namespace qrxhid {
@@ -18,7 +15,7 @@ public:
 
     /// Begins, at `speed` times the recorded one.
     void startAtPace(double speed);
-    /// Whether all players have sent their last event.
+    /// Whether all devices have sent their last event.
     bool isFinished() const;
 
     /// Sends the next event of all recordings in the order of their times; false if there is none left.
@@ -32,7 +29,6 @@ private:
     };
 
     std::vector<RecordedDevice*> _devices;
-    std::vector<std::unique_ptr<QrxRecordingPlayer>> _players;
     std::vector<Step> _steps;
     std::size_t _nextStep = 0;
 };

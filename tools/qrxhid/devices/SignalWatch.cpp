@@ -1,37 +1,35 @@
 #include "devices/SignalWatch.h"
 
+#include "QrxRunLoop.h"
+
 #include <cerrno>
-#include <initializer_list>
 #include <poll.h>
-#include <sys/signalfd.h>
 #include <system_error>
-#include <unistd.h>
 
 namespace qrxhid {
 
-SignalWatch::SignalWatch()
+bool SignalWatch::waitForLoop() const
 {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : {SIGINT, SIGTERM}) {
-        sigaddset(&signals, number);
+    QrxRunLoop loop = QrxRunLoop::getCurrent();
+    const int descriptor = loop.getFileDescriptor();
+    if (descriptor >= 0) {
+        // One wait for both: a signal that comes between two waits is not missed.
+        return waitFor(descriptor);
     }
-    // Blocked before the descriptor is made: a signal in between would end the process.
-    sigprocmask(SIG_BLOCK, &signals, &_before);
-    _fd = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
-    if (_fd < 0) {
-        throw std::system_error(errno, std::generic_category(), "signalfd");
+    // What a person who has pressed Ctrl-C does not notice.
+    constexpr int kLookAgainMs = 100;
+    constexpr double kMsPerSecond = 1000;
+    while (!hasSignal()) {
+        const QrxRunLoop::Outcome outcome = loop.runOnce(kLookAgainMs / kMsPerSecond);
+        if (outcome == QrxRunLoop::Outcome::handled) {
+            return true;
+        }
+        if (outcome == QrxRunLoop::Outcome::finished) {
+            // A loop that has nothing to wait for has not waited. poll takes -1 for no descriptor.
+            waitFor(-1, kLookAgainMs);
+        }
     }
-}
-
-// A signal that came is taken before the old mask returns, or it would end the process after all.
-SignalWatch::~SignalWatch()
-{
-    signalfd_siginfo taken;
-    while (read(_fd, &taken, sizeof taken) > 0) {
-    }
-    close(_fd);
-    sigprocmask(SIG_SETMASK, &_before, nullptr);
+    return false;
 }
 
 bool SignalWatch::waitFor(int descriptor, int timeoutMs) const

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <csignal>
+#include <memory>
 
 namespace qrxhid {
 
@@ -14,6 +14,10 @@ public:
 
     static constexpr int kForever = -1;
 
+    /// Waits until the thread's run loop has something to do (true), or a signal has come (false). A loop without a
+    /// descriptor (macOS) is run meanwhile, and has done something when this returns true.
+    bool waitForLoop() const;
+
     /// Waits until `descriptor` is readable or the time is over (true), or a signal has come (false).
     bool waitFor(int descriptor, int timeoutMs = kForever) const;
 
@@ -21,7 +25,11 @@ public:
     bool hasSignal() const;
 
 private:
-    sigset_t _before;
+    struct Earlier;
+
+    /// How signals were handled before.
+    const std::unique_ptr<Earlier> _earlier;
+    /// Readable from the first signal on.
     int _fd;
 };
 

@@ -1,0 +1,10 @@
+#include "doctor/Refusal.h"
+
+namespace qrxhid {
+
+std::string refusedDevice(const DeviceFilter&)
+{
+    return {};
+}
+
+} // namespace qrxhid
