@@ -6,7 +6,7 @@
 
 file(STRINGS ${INPUT} lines ENCODING UTF-8 REGEX "^[^#]")
 
-set(word_count 0)
+set(words_size 0)
 set(words "")
 set(names "")
 set(name_place 0)
@@ -39,16 +39,17 @@ foreach(line IN LISTS lines)
     list(LENGTH name_words left)
     foreach(word IN LISTS name_words)
         string(MD5 key "${word}")
-        if(NOT DEFINED number_${key})
-            set(number_${key} ${word_count})
-            math(EXPR word_count "${word_count} + 1")
+        if(NOT DEFINED place_${key})
+            set(place_${key} ${words_size})
+            string(LENGTH "${word}" length) # in bytes
+            math(EXPR words_size "${words_size} + ${length} + 1")
             string(APPEND words "    \"${word}\\0\"\n")
         endif()
         math(EXPR left "${left} - 1")
         if(left EQUAL 0)
             string(APPEND names "kLastWord | ")
         endif()
-        string(APPEND names "${number_${key}}, ")
+        string(APPEND names "${place_${key}}, ")
         math(EXPR name_place "${name_place} + 1")
     endforeach()
     string(APPEND names "\n    ")
@@ -57,9 +58,6 @@ string(APPEND runs "    {${run}, ${count}},\n")
 
 file(WRITE ${OUTPUT} "#include \"HID/UsageTables.h\"
 
-#include <array>
-#include <limits>
-
 namespace qrx::hid {
 
 namespace {
@@ -67,18 +65,7 @@ namespace {
 constexpr char kWords[] =
 ${words};
 
-// Where each word begins: a pointer for each would be relocated whenever a program starts.
-constexpr auto kWordPlaces = [] {
-    static_assert(sizeof kWords <= std::numeric_limits<std::uint16_t>::max());
-    std::array<std::uint16_t, ${word_count}> places{};
-    std::uint16_t at = 0;
-    for (std::uint16_t& place : places) {
-        place = at;
-        while (kWords[at++] != '\\0') {
-        }
-    }
-    return places;
-}();
+static_assert(sizeof kWords == ${words_size} + 1 && sizeof kWords <= kLastWord, \"the place of each word has 15 bits\");
 
 constexpr std::uint16_t kNames[] = {
     ${names}};
@@ -88,7 +75,7 @@ ${runs}};
 
 } // namespace
 
-constinit const UsageTables kUsageTables{kRuns, kNames, kWords, kWordPlaces};
+constinit const UsageTables kUsageTables{kRuns, kNames, kWords};
 
 } // namespace qrx::hid
 ")

@@ -18,7 +18,7 @@ std::string nameAt(std::size_t place, std::size_t skipped)
     std::string name;
     for (;;) {
         const std::uint16_t word = kUsageTables.names[place++];
-        name += kUsageTables.words + kUsageTables.wordPlaces[word & ~kLastWord];
+        name += kUsageTables.words + (word & ~kLastWord);
         if ((word & kLastWord) != 0) {
             return name;
         }

@@ -5,7 +5,7 @@
 #include <string>
 
 /// The names of the HID Usage Tables. The build makes the tables of UsageTables.tsv (GenerateUsageTables.cmake): names
-/// are lists of word numbers, so that a word that many names share is there once.
+/// are lists of places in a text of all words, so that a word that many names share is there once.
 namespace qrx::hid {
 
 inline constexpr char kUsageTablesVersion[] = "1.6";
@@ -25,16 +25,15 @@ struct UsageRun {
     std::uint16_t count;
 };
 
-/// Marks the last word of a name; the other bits are the word's number.
+/// Marks the last word of a name; the other bits are the place of the word in `words`.
 inline constexpr std::uint16_t kLastWord = 0x8000;
 
 struct UsageTables {
     /// By page, then kind, then usage.
     std::span<const UsageRun> runs;
     std::span<const std::uint16_t> names;
+    /// Each ends with a zero.
     const char* words;
-    /// By number.
-    std::span<const std::uint16_t> wordPlaces;
 };
 
 extern const UsageTables kUsageTables;
