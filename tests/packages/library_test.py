@@ -14,8 +14,8 @@ import sys
 sys.path.insert(0, str(pathlib.Path(__file__).parents[1] / "frame"))
 import exports_test
 
-# 649 KiB are reached; they were 596 before the scripts of virtual devices. The goal is 450 KiB.
-LARGEST_SIZE = 655 * 1024
+# 641 KiB are reached, of which virtual devices, their scripts and recordings take 110. The goal is 450 KiB.
+LARGEST_SIZE = 645 * 1024
 
 
 def output_of(*command):
