@@ -22,6 +22,9 @@ constexpr CommandRow rowOf()
 /// Every command of this system, in the order of the help.
 std::span<const CommandRow> commandTable();
 
+/// Those of them that not every system has, or has in this form.
+std::span<const CommandRow> systemCommands();
+
 /// A command that other systems have.
 struct AbsentCommand {
     const char* name;
