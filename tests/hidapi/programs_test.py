@@ -54,6 +54,8 @@ class Programs(unittest.TestCase):
             self.assertEqual(terminal, fresh(terminal))
 
 
+if not PAGES:
+    sys.exit("there is no page about a program")
 for shown in PAGES:
     name = os.path.basename(shown).removesuffix(".md").replace("-", "_")
     setattr(Programs, "test_" + name, lambda self, page=shown: self.check(page))
