@@ -59,7 +59,7 @@ bool startsTimersWithout(std::size_t allocation)
     return hasFailed;
 }
 
-TEST(Timers, AreCalledThoughAnEarlierOneFoundNoMemoryWhichIsNot)
+TEST(Timers, ThatFoundNoMemoryAreNotCalledAndLaterOnesAre)
 {
     std::size_t allocations = 0;
     while (startsTimersWithout(allocations + 1)) {

@@ -22,7 +22,7 @@ constexpr CommandRow rowOf()
 /// Every command of this system, in the order of the help.
 std::span<const CommandRow> commandTable();
 
-/// Those of them that not every system has, or has in this form.
+/// The commands of commandTable() that only this system has, or that differ between systems.
 std::span<const CommandRow> systemCommands();
 
 /// A command that other systems have.

@@ -11,8 +11,8 @@ namespace qrx::hid {
 
 namespace {
 
-/// What something is sorted by, and its place before. Equal keys keep their order, since places differ; and only these
-/// pairs are moved, by code that the library has once.
+/// A sort key, and the element's place before sorting, which keeps equal keys in their order. Pairs are sorted in place
+/// of the elements because std::sort for them is instantiated once in the library.
 using KeyAndPlace = std::pair<std::uint64_t, std::size_t>;
 
 std::uint64_t keyOf(ReportType type, std::uint32_t reportID)

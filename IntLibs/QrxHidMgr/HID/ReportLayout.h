@@ -61,7 +61,7 @@ public:
 private:
     friend class ReportLayout;
 
-    /// An entry of an array and the position that it shows, in the order that the work at hand sorts by.
+    /// An entry of an array and the position that it shows. findShown swaps the two to sort by position.
     using Shown = std::pair<std::uint64_t, std::uint64_t>;
 
     /// Longer than what is in it, so that a report does not begin with clearing memory.

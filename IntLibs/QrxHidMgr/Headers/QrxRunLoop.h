@@ -65,7 +65,8 @@ public:
     Outcome runUntilSignal();
 
     /// Waits until something can be delivered, at most `seconds` (0 or less: does not wait), delivers it and returns.
-    /// One call serves one device, one burst of arrivals or one function; with several ready, call again.
+    /// One call serves one device, one burst of arrivals or one function; with several ready, call again. On macOS a
+    /// function of callAfter() or callEvery() is called within runOnce(), but does not end it.
     Outcome runOnce(double seconds);
 
     /// Ends the innermost run of the loop. A stop of a loop that does not run is forgotten: set a flag of your own

@@ -1,5 +1,6 @@
 #include "Empty/EmptyProvider.h"
 
+#include <cerrno>
 #include <memory>
 
 namespace qrx::platform {
@@ -9,7 +10,11 @@ namespace {
 class EmptyProvider final : public Provider {
 public:
     void refresh(RegistrySink&) override {}
-    int startWatching(RegistrySink&) override { return -1; }
+    int startWatching(RegistrySink&) override
+    {
+        errno = ENOSYS;
+        return -1;
+    }
     void handleEvents(RegistrySink&) override {}
     void stopWatching() override {}
 };

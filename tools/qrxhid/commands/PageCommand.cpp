@@ -5,6 +5,7 @@
 #include "commands/OutputFile.h"
 #include "devices/DeviceDescription.h"
 #include "devices/DeviceSession.h"
+#include "devices/PlayedDevice.h"
 #include "page/DevicePage.h"
 #include "page/PageData.h"
 #include "text/Json.h"
@@ -34,7 +35,9 @@ PageSubject subjectOf(DeviceSession& session, const PresentDevice& device)
 
 void PageCommand::declareOptions(OptionSet& options)
 {
-    options.addOption("device", _word, "A recording, or a device by its IDs or its number of list", "FILE|VID:PID|#N");
+    options.addOption("device", _word,
+                      std::string("A recording") + kRecordingRemark + ", or a device by its IDs or its number of list",
+                      "FILE|VID:PID|#N");
     _choice.declareOptions(options);
     options.addOption("-o,--output", _output, "Write to this file instead of standard output", "FILE");
     options.addFlag("--keep-serial", _keepsSerialNumber, "Show the serial number, which is left out otherwise");

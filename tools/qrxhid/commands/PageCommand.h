@@ -16,8 +16,8 @@ public:
         "it has\n"
         "no input; record some first.\n"
         "Examples:\n"
-        "  qrxhid page mouse.hid --output mouse.html\n"
-        "  qrxhid page 046d:c077 --output mouse.html"};
+        "  qrxhid page 046d:c077 --output mouse.html\n"
+        "  qrxhid page mouse.hid --output mouse.html"};
 
     void declareOptions(OptionSet& options) override;
     void checkOptions() override;

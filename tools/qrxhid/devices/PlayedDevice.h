@@ -35,7 +35,7 @@ public:
     /// of the recorded one.
     virtual void preparePlaying(const QrxRecording& recording) = 0;
     virtual void startPlaying(double speed) = 0;
-    /// Whether the last event was sent.
+    /// Whether the last event was sent. Not before preparePlaying().
     virtual bool isPlayed() const = 0;
 };
 

@@ -15,7 +15,8 @@ public:
     static constexpr int kForever = -1;
 
     /// Waits until the thread's run loop has something to do (true), or a signal has come (false). A loop without a
-    /// descriptor (macOS) is run meanwhile, and has done something when this returns true.
+    /// descriptor (macOS) is run for at most a tenth of a second; this then returns true also if nothing has happened,
+    /// since the timers of such a loop do not end its wait.
     bool waitForLoop() const;
 
     /// Waits until `descriptor` is readable or the time is over (true), or a signal has come (false).

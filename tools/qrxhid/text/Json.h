@@ -2,5 +2,5 @@
 
 #include <nlohmann/json.hpp>
 
-// Its code is in Json.cpp only: to make it again took each source that writes JSON as long as all else in it.
+// Instantiated in Json.cpp only: in each source that writes JSON it took as long to compile as the rest of that source.
 extern template class nlohmann::basic_json<nlohmann::ordered_map>;

@@ -80,8 +80,8 @@ std::uint64_t LoopTasks::start(Clock::duration delay, Clock::duration interval, 
             setAlarm();
         }
     } catch (...) {
-        // The caller gets no number to cancel it by. A timer that stayed would also count as the next one, and later
-        // ones would set no alarm.
+        // The caller has no number to cancel it by. Left in the list it would count as the earliest timer, and later
+        // starts would not set the alarm.
         _moments.erase(timer);
         _timers.erase(place.first);
         throw;

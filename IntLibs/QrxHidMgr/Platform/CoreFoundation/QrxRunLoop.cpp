@@ -131,8 +131,8 @@ private:
     /// run that it was meant for and end the next one, or reach a loop that is no more.
     void waitForHandlers() const
     {
-        // It takes microseconds; sleeping lets a thread of lower priority go on. In a child that fork made, the threads
-        // of the handlers that were at work do not exist.
+        // A handler takes microseconds. Sleeping in place of spinning lets one on a thread of lower priority finish. In
+        // a child that fork made, the threads of those handlers do not exist, so it does not wait for them.
         constexpr std::chrono::microseconds kPause{100};
         while (sm_Handlers != 0 && ::getpid() == _process) {
             std::this_thread::sleep_for(kPause);

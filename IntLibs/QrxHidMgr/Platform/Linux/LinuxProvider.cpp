@@ -85,7 +85,7 @@ public:
     }
 
 private:
-    /// The errno of what is lacking where nothing can be watched.
+    /// Returns why nothing can be watched, as errno; without meaning once `_watch` is set.
     int beginWatching(RegistrySink& sink)
     {
         errno = 0;

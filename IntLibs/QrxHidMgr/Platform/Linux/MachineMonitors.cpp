@@ -45,7 +45,8 @@ std::vector<std::unique_ptr<DeviceMonitor>> makeMonitors(const LinuxPaths& paths
         // would only show nodes whose rules have not been applied yet.
         const std::size_t before = monitors.size();
         LateFolderMonitor::add(monitors, calls, paths.device, paths.times.lateRescan);
-        if (monitors.size() == before && isScarcity(errno)) {
+        // Editors and the like use up the inotify watches of many a desktop. That is no reason to give up the socket.
+        if (monitors.size() == before && isScarcity(errno) && errno != ENOSPC) {
             scarcity = errno;
         }
     } else {

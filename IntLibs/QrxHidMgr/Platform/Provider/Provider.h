@@ -203,7 +203,7 @@ public:
 
     /// Somebody observes from now on. Returns a descriptor that is readable while handleEvents has work (an epoll set
     /// where several are watched), the provider's until stopWatching. -1 with errno if arrivals cannot be watched now:
-    /// this is written to standard error, and the caller asks again later.
+    /// the provider has written this to standard error, and the caller may ask again.
     virtual int startWatching(RegistrySink& sink) = 0;
     /// Publishes and terminates what has arrived and left; called when the descriptor is readable. May throw
     /// std::bad_alloc, as refresh may: the provider then remembers that devices were not looked at, and makes up for it

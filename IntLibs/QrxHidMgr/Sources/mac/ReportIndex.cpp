@@ -40,8 +40,8 @@ bool ReportIndex::add(const QrxHIDElementPtr& element, int interfaceNumber)
 
 std::vector<ReportIndex::Report> ReportIndex::takeReports()
 {
-    // The place makes several runs of one report stay in the order of the tree. Pairs of numbers are sorted, by code
-    // that the library has anyway. The number of an interface is one byte.
+    // The place keeps several runs of one report in the order of the tree. Pairs are sorted because std::sort for them
+    // is instantiated already. The number of an interface is one byte, never negative.
     const auto keyOf = [](const Report& report) {
         return std::uint64_t{report.reportID} << 32 | static_cast<std::uint32_t>(report.interfaceNumber);
     };

@@ -34,9 +34,10 @@ SignalWatch::SignalWatch() : _earlier(std::make_unique<Earlier>()), _fd(kqueue()
         // A queue tells of ignored signals too. One that was ignored before stays without effect: a shell starts
         // background commands with SIGINT ignored.
         if (_earlier->actions[i].sa_handler != SIG_IGN) {
-            // In this order: a signal in between would be lost in the other one.
-            kevent(_fd, &event, 1, nullptr, 0, nullptr);
-            sigaction(kSignals[i], &ignored, nullptr);
+            // The queue first: a signal that came between the two calls the other way round would be ignored and lost.
+            if (kevent(_fd, &event, 1, nullptr, 0, nullptr) == 0) {
+                sigaction(kSignals[i], &ignored, nullptr);
+            }
         }
     }
 }

@@ -6,7 +6,7 @@ namespace qrx::platform {
 
 namespace {
 
-/// So many delays after the first of a series of changes there is a rescan, even if the changes go on: a node that
+/// A rescan comes at most this many delays after the first change of a series, even if the changes go on: a node that
 /// comes and goes without end (a loose plug) must not keep other devices from being found.
 constexpr int kMostDelays = 4;
 
@@ -40,8 +40,8 @@ DeviceMonitor::Next TimerMonitor::take(DeviceEvent&)
     if (!_timer.take()) {
         return Next::none;
     }
-    // The rescan may be too early for the last changes of a series that goes on. Their own follows when the delay after
-    // them is over, and no later start moves it.
+    // This rescan may be too early for the last changes of a series. They get a rescan of their own when the delay
+    // after the last of them is over; later starts do not move it.
     if (_wanted && *_wanted > _timer.now()) {
         _latest = *_wanted;
         _timer.setDue(_latest);

@@ -19,7 +19,8 @@ public:
     static std::unique_ptr<TimerMonitor> makeRepeating(SystemCalls& calls, std::chrono::milliseconds interval);
 
     /// Asks once after the delay. Starting it again moves the time, so that a series of changes is followed by one
-    /// rescan, but by no more than a few delays in all: one that goes on is rescanned meanwhile, and after its end.
+    /// rescan. A series that goes on puts it off by no more than a few delays: there are rescans during it, and one
+    /// after its last change.
     void start(std::chrono::milliseconds delay);
 
     int descriptor() const override { return _timer.descriptor(); }
@@ -31,7 +32,7 @@ private:
     explicit TimerMonitor(SystemCalls& calls) : _timer(calls) {}
 
     MonotonicTimer _timer;
-    /// The delay after the last start; none while no rescan is due that was started.
+    /// When the delay after the last start is over; empty if no start waits for its rescan.
     std::optional<Time> _wanted;
     /// The time beyond which starts do not move the rescan.
     Time _latest;

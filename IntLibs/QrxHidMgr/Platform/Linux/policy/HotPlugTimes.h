@@ -23,7 +23,8 @@ struct HotPlugTimes {
     Duration nodeAge{1000};
     /// How often everything is looked at where no event can be heard.
     Duration rescanInterval{2000};
-    /// How long after a change of the device folder everything is looked at, where udevd's events may not arrive.
+    /// How long after the last change of the device folder everything is looked at, where udevd's events may not
+    /// arrive; at most four times as long after the first change of a series.
     Duration lateRescan{2000};
 };
 

@@ -151,7 +151,8 @@ void DeviceScan::sort(std::vector<ListedDevice>& devices, const SysfsDirectory& 
     if (!_isSysfs) {
         _isSysfs = bus.isSysfs();
     }
-    // Pairs of numbers are sorted, by code that the library has anyway; equal ones stay in the order of their names.
+    // Pairs are sorted because std::sort for them is instantiated already. Devices with equal keys stay in the order of
+    // their names.
     std::vector<std::pair<std::uint64_t, std::size_t>> order;
     for (std::size_t place = 0; place < devices.size(); ++place) {
         const ListedDevice& device = devices[place];
