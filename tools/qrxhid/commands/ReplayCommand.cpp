@@ -165,6 +165,10 @@ ExitStatus Replay::run()
         }
         serveUntil(kForever, [this] { return areAll(&KernelDevice::isOpen); });
     }
+    // The kernel drops input while a driver is still taking the device on, when nodes of it can be open already, and
+    // does not say when that is over. Its USB driver gives a device that was opened as much time.
+    constexpr std::chrono::milliseconds kTakingOn(50);
+    serveUntil(Clock::now() + kTakingOn, [] { return false; });
     play();
     if (_options.stays) {
         // The kernel goes on asking: a device that does not answer holds up whoever uses it.
