@@ -17,7 +17,7 @@ namespace qrxhid {
 /// to OptionSet.cpp and CommandLine.cpp only: their headers take longer to compile than a command.
 class OptionSet {
 public:
-    /// Of this parser, which outlives it, as do the variables.
+    /// Declares options of `app`. The parser and the variables must outlive this object.
     explicit OptionSet(CLI::App& app) : _app(app) {}
 
     /// "--name", or "-n,--name". A name without dashes is that of a word.
