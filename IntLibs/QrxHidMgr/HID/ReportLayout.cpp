@@ -3,7 +3,6 @@
 #include "FieldRules.h"
 
 #include <algorithm>
-#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -73,8 +72,8 @@ void ReportLayout::addReports(const Descriptor& descriptor)
 const ReportLayout::DeclaredReport* ReportLayout::find(ReportType type, std::uint32_t reportID) const
 {
     const auto found = std::lower_bound(
-        _reports.begin(), _reports.end(), std::tie(type, reportID),
-        [](const DeclaredReport& report, const auto& key) { return std::tie(report.type, report.id) < key; });
+        _reports.begin(), _reports.end(), keyOf(type, reportID),
+        [](const DeclaredReport& report, std::uint64_t key) { return keyOf(report.type, report.id) < key; });
     return found != _reports.end() && found->type == type && found->id == reportID ? &*found : nullptr;
 }
 

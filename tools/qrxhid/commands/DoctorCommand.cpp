@@ -3,13 +3,13 @@
 #include "OptionSet.h"
 #include "UsageError.h"
 #include "doctor/Checkup.h"
+#include "doctor/KernelText.h"
 #include "text/DeviceText.h"
 #include "text/Json.h"
 #include "text/Notice.h"
 
 #include <algorithm>
 #include <iterator>
-#include <sys/utsname.h>
 
 namespace qrxhid {
 
@@ -88,15 +88,6 @@ nlohmann::ordered_json findingJson(const DeviceFinding& device)
                                       {"nextSteps", interface.nextSteps}});
     }
     return json;
-}
-
-/// "Linux 6.1.0-18-amd64 x86_64"
-std::string kernelText()
-{
-    utsname kernel = {};
-    // What a person who reads the document asks for first, with the version of the tool.
-    uname(&kernel);
-    return std::string(kernel.sysname) + " " + kernel.release + " " + kernel.machine;
 }
 
 /// No serial numbers: the document is for others to read.

@@ -18,10 +18,10 @@ namespace {
 
 using qrx::platform::DeviceFacts;
 using qrx::platform::InterfaceFacts;
+using qrx::platform::kHIDClass;
 using qrx::platform::ReportType;
 using qrx::platform::SentReport;
 
-constexpr std::uint8_t kHIDClass = 3;
 constexpr std::uint8_t kVendorSpecificClass = 0xFF;
 // As DeviceFacts counts speeds: the one that goes with the packet size of endpoint 0 below.
 constexpr std::uint8_t kHighSpeed = 2;

@@ -2,6 +2,7 @@
 
 #include "OptionSet.h"
 #include "devices/DeviceSession.h"
+#include "doctor/KernelText.h"
 #include "doctor/mac/InputMonitoring.h"
 #include "text/DeviceText.h"
 #include "text/Json.h"
@@ -9,7 +10,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <sys/utsname.h>
 
 namespace qrxhid {
 
@@ -39,14 +39,6 @@ Permission permissionOf(InputMonitoring access)
         break;
     }
     return {"granted", "input of all devices may be read", ""};
-}
-
-/// "Darwin 20.6.0 x86_64"
-std::string kernelText()
-{
-    utsname kernel = {};
-    uname(&kernel);
-    return std::string(kernel.sysname) + " " + kernel.release + " " + kernel.machine;
 }
 
 void writeAnswer(std::ostream& out, const Permission& permission, const std::vector<PresentDevice>& devices)
