@@ -1,39 +1,51 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 #include <string>
 
-/// The names of the HID Usage Tables. The build makes the tables of UsageTables.tsv (GenerateUsageTables.cmake): names
-/// are lists of places in a text of all words, so that a word that many names share is there once.
+/// The names of the HID Usage Tables, in two fifths of the space of their text.
+///
+/// A name is a list of words, and each word is there once, in a sorted text of codes: a code is a letter, a pair of
+/// codes, or the end of a word, which tells how many letters the next word shares with it. The build makes the tables
+/// of UsageTables.tsv and UsageTables.pairs (GenerateUsageTables.cmake).
 namespace qrx::hid {
 
 inline constexpr char kUsageTablesVersion[] = "1.6";
 
-/// What a run names; the runs of one page are sorted in this order. The usages of a numbered page ("Button 3") are
-/// named by one word and their number.
-enum class UsageKind : std::uint8_t { page, numbered, usage };
-
-/// Usages of a page that follow each other.
+/// Usages of a page that follow each other. Two names stand where no usage is: that of a page is usage `page` of page
+/// 0, and the word of a page whose usages are numbered ("Button 3") is its usage 0.
 struct UsageRun {
     std::uint16_t page;
-    UsageKind kind;
-    /// 0 for a page.
     std::uint16_t firstUsage;
-    /// The place of the first usage's name; those of the others follow.
+    /// The place of the first usage's name in `names`. Those of the others follow, up to the place of the next run.
     std::uint16_t names;
-    std::uint16_t count;
 };
 
-/// Marks the last word of a name; the other bits are the place of the word in `words`.
-inline constexpr std::uint16_t kLastWord = 0x8000;
+/// What a code stands for; `left` is 0 for a letter, which is its own code.
+struct CodePair {
+    std::uint8_t left;
+    std::uint8_t right;
+};
+
+/// The codes below end a word: the next begins with as many letters of it as the code says.
+inline constexpr unsigned kWordEnds = 8;
+/// The first word of a block shares no letters, so that the others are found from there.
+inline constexpr std::size_t kWordsPerBlock = 8;
+inline constexpr std::size_t kLongestWord = 32;
+/// A place of `names` holds the number of a word and whether a name ends with it. Three bytes hold two places.
+inline constexpr unsigned kLastWord = 0x800;
 
 struct UsageTables {
-    /// By page, then kind, then usage.
+    /// By page, then usage. The last run names nothing: its place ends the names.
     std::span<const UsageRun> runs;
-    std::span<const std::uint16_t> names;
-    /// Each ends with a zero.
-    const char* words;
+    const std::uint8_t* names;
+    /// Where each block of words begins in `words`.
+    const std::uint16_t* blocks;
+    const std::uint8_t* words;
+    /// By code.
+    const CodePair* pairs;
 };
 
 extern const UsageTables kUsageTables;
