@@ -1,5 +1,6 @@
 # Installation: the library, headers, a CMake package and a pkg-config file, in components:
 #   runtime      the shared library
+#   virtual      the shared library of recordings and virtual devices, which tests need
 #   development  what programs are built with: headers, the static library, the package files
 #   tools        qrxhid with its manual pages and completions
 #   manual       manual pages of the library
@@ -8,12 +9,23 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QrxHIDManager)
 
-install(TARGETS ${QRX_FORMS}
-    EXPORT QrxHIDManager-targets
-    FRAMEWORK DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime
-    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development
-    ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
-    FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/QrxHIDManager COMPONENT development)
+set(virtual_forms)
+if(NOT APPLE)
+    list(TRANSFORM QRX_FORMS REPLACE "-embedded" "-virtual" OUTPUT_VARIABLE virtual_forms)
+endif()
+# qrx_install_library(COMPONENT target...)
+function(qrx_install_library component)
+    install(TARGETS ${ARGN}
+        EXPORT QrxHIDManager-targets
+        FRAMEWORK DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component} NAMELINK_COMPONENT development
+        ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
+        FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/QrxHIDManager COMPONENT development)
+endfunction()
+qrx_install_library(runtime ${QRX_FORMS})
+if(virtual_forms)
+    qrx_install_library(virtual ${virtual_forms})
+endif()
 install(EXPORT QrxHIDManager-targets NAMESPACE QrxHIDManager:: DESTINATION ${package_dir} COMPONENT development)
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/QrxHIDManagerConfig.cmake.in
@@ -42,10 +54,16 @@ elseif("QrxHIDManager-embedded-static" IN_LIST QRX_FORMS)
 else()
     set(pkgconfig_libs "-F\${libdir} -framework QrxHIDManager-embedded")
 endif()
-configure_file(${CMAKE_CURRENT_LIST_DIR}/QrxHIDManager-embedded.pc.in
-    ${PROJECT_BINARY_DIR}/QrxHIDManager-embedded.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/QrxHIDManager-embedded.pc
-    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+set(pkgconfig_virtual_libs)
+if(NOT APPLE)
+    set(pkgconfig_virtual_libs "-L\${libdir} -lQrxHIDManager-virtual")
+endif()
+foreach(library IN ITEMS embedded virtual)
+    configure_file(${CMAKE_CURRENT_LIST_DIR}/QrxHIDManager-${library}.pc.in
+        ${PROJECT_BINARY_DIR}/QrxHIDManager-${library}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/QrxHIDManager-${library}.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endforeach()
 
 if(PROJECT_IS_TOP_LEVEL)
     configure_file(${CMAKE_CURRENT_LIST_DIR}/uninstall.cmake.in ${PROJECT_BINARY_DIR}/uninstall.cmake @ONLY)

@@ -84,10 +84,11 @@ def page_of(header, version, date):
     first = re.split(r"(?<=[.:])(?: |$)", " ".join(about))[0].rstrip(".:")
     names = [match[1] or match[2] for _, declared in found if (match := NAMED.search(declared))]
     names = list(dict.fromkeys(name for name in names if name != header.stem))
+    library = "virtual" if header.stem.startswith(("QrxVirtual", "QrxRecord")) else "embedded"
     parts = [roff.heading(header.stem, 3, date, version, "Library Functions"), ".SH NAME",
              f"{', '.join([header.stem, *names])} \\- {roff.escaped(first[0].lower() + first[1:])}",
              ".SH SYNOPSIS", ".nf", f".B #include <QrxHIDManager/{header.name}>", ".sp",
-             roff.escaped("pkg-config --cflags --libs QrxHIDManager-embedded"), ".fi", ".SH DESCRIPTION"]
+             roff.escaped(f"pkg-config --cflags --libs QrxHIDManager-{library}"), ".fi", ".SH DESCRIPTION"]
     for comment, declared in found:
         parts += [".TP", f".B {roff.escaped(declared)}"] if declared else []
         parts.append(body_of(comment))

@@ -1,7 +1,9 @@
 #!/usr/bin/env python3
 """Holds what the shared library exports: every name belongs to the public headers, and everything they export is there.
 
-usage: exports_test.py LIBRARY HEADERS
+usage: exports_test.py LIBRARY HEADER...
+
+Besides them the library may have what NOT_FOR_PROGRAMS lists.
 """
 import pathlib
 import re
@@ -12,12 +14,15 @@ EXPORTED_CLASS = re.compile(r"(?:class|struct) QRX_EXPORT (\w+)")
 EXPORTED_FUNCTION = re.compile(r"^(?:\[\[nodiscard\]\] )?QRX_EXPORT [^;{]*?\b(\w+)\(", re.MULTILINE)
 OF_A_CLASS = re.compile(r"(?:vtable for |typeinfo for |typeinfo name for )?(?:mis::)?(\w+)(?:<unsigned int>)?"
                         r"(?:::(?:~?\w+|operator\W+)(?:[(\[].*)?)?")
+# What the library of virtual devices takes from the other.
+NOT_FOR_PROGRAMS = {"qrx::LoopWatch::LoopWatch", "qrx::LoopWatch::~LoopWatch", "qrx::platform::log",
+                    "qrx::platform::registry", "qrx::platform::setProvidersEnabled"}
 
 
 def public_names(headers):
     classes, functions = set(), set()
-    for header in headers.iterdir():
-        text = header.read_text()
+    for header in headers:
+        text = pathlib.Path(header).read_text()
         classes.update(EXPORTED_CLASS.findall(text))
         functions.update(EXPORTED_FUNCTION.findall(text))
     return classes, functions
@@ -33,14 +38,14 @@ def exported(library):
 def owner_of(name, classes, functions):
     """The class or function of the public headers that `name` belongs to, or None."""
     function = name.split("(")[0].removesuffix("[abi:cxx11]")
-    if function in functions:
+    if function in functions or function in NOT_FOR_PROGRAMS:
         return function
     match = OF_A_CLASS.fullmatch(name)
     return match.group(1) if match and match.group(1) in classes else None
 
 
-def main(library, headers):
-    classes, functions = public_names(pathlib.Path(headers))
+def main(library, *headers):
+    classes, functions = public_names(headers)
     faults, seen = [], set()
     names = exported(library)
     for letter, name in names:

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Compiles every C++ fragment of the documents, and runs it on a virtual device.
 
-usage: fragments_test.py PROJECT BUILD_FOLDER_WITH_INCLUDE LIBRARY WORK
+usage: fragments_test.py PROJECT BUILD_FOLDER_WITH_INCLUDE WORK LIBRARY...
 A fragment is a block that begins with "```cpp" and is no copy of a file (those are compared by readme_test.py). It
 becomes a function body with `device`, `tree` and `bytes` at hand.
 """
@@ -44,7 +44,7 @@ FUNCTION = """static int fragment{number}(mis::swizzler<QrxDeviceTree>& tree, mi
 """
 
 
-def main(project, include, library, work):
+def main(project, include, work, *libraries):
     project, work = pathlib.Path(project), pathlib.Path(work)
     work.mkdir(parents=True, exist_ok=True)
     fragments = []
@@ -55,10 +55,9 @@ def main(project, include, library, work):
     source = work / "fragments.cpp"
     source.write_text(PROGRAM.format(functions=functions, calls=calls), encoding="utf-8")
     program = work / "fragments"
-    library = pathlib.Path(library)
     subprocess.run(["c++", "-std=c++17", "-Wall", "-Wextra", "-Wno-unused-variable", "-I", include,
-                    "-I", project / "tests/frame/fragments", "-o", program, source, library,
-                    f"-Wl,-rpath,{library.parent}"], check=True, timeout=300)
+                    "-I", project / "tests/frame/fragments", "-o", program, source, *libraries,
+                    f"-Wl,-rpath,{pathlib.Path(libraries[0]).parent}"], check=True, timeout=300)
     run = subprocess.run([program], capture_output=True, text=True, timeout=60)
     print(run.stdout, run.stderr, f"{len(fragments)} fragments")
     return 0 if run.returncode == 0 and "all fragments ran" in run.stdout and len(fragments) >= 5 else 1

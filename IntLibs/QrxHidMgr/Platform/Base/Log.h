@@ -13,7 +13,7 @@ enum class LogLevel { off, error, info, debug };
 bool logs(LogLevel level);
 
 /// Writes "QrxHIDManager: " and the text as shownText has it, as one line and in one piece. Where there is no memory
-/// for that, the line's beginning.
-void log(LogLevel level, std::string_view text) noexcept;
+/// for that, the line's beginning. Exported for the library of virtual devices, which is made with this one.
+[[gnu::visibility("default")]] void log(LogLevel level, std::string_view text) noexcept;
 
 } // namespace qrx::platform

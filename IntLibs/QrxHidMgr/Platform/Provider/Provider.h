@@ -218,11 +218,11 @@ public:
 std::vector<std::unique_ptr<Provider>> makeProviders();
 
 /// The process's registry, for providers that need not be asked (virtual devices publish themselves). Defined by
-/// Platform/IOKit.
-RegistrySink& registry();
+/// Platform/IOKit. Exported, as the next function is, for the library of virtual devices, which is made with this one.
+[[gnu::visibility("default")]] RegistrySink& registry();
 
 /// Leaves the providers out of every enumeration and observation from now on (their devices that are published stay),
 /// or lets them in again. For programs that test themselves with virtual devices only.
-void setProvidersEnabled(bool enabled);
+[[gnu::visibility("default")]] void setProvidersEnabled(bool enabled);
 
 } // namespace qrx::platform

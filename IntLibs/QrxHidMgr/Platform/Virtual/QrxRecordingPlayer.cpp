@@ -1,22 +1,23 @@
 #include "QrxVirtualDevice.h"
 
 #include "Base/MonotonicTimer.h"
+#include "CoreFoundation/LoopWatch.h"
 #include "Recordings/RecordingRules.h"
 #include "VirtualDeviceBody.h"
 
-#include <CoreFoundation/CoreFoundation.h>
-
 #include <chrono>
 #include <cmath>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
 using qrx::platform::MonotonicTimer;
 
-/// A run loop source on a timer. At a pace, the timer is set to the time of the next event. Without one, events are
+/// A timer that the loop watches. At a pace, the timer is set to the time of the next event. Without one, events are
 /// sent as long as the device has room, and the timer is set again when a reader has made room.
-struct __attribute__((visibility("hidden"))) QrxRecordingPlayer::Body
-    : std::enable_shared_from_this<QrxRecordingPlayer::Body> {
+struct __attribute__((visibility("hidden"))) QrxRecordingPlayer::Body final
+    : std::enable_shared_from_this<QrxRecordingPlayer::Body>,
+      qrx::LoopWatch::Client {
     Body(QrxRecording played, std::shared_ptr<qrx::platform::VirtualUsbDevice> playedThrough)
         : recording(std::move(played)), device(std::move(playedThrough))
     {
@@ -24,7 +25,8 @@ struct __attribute__((visibility("hidden"))) QrxRecordingPlayer::Body
 
     void start(double newSpeed);
     void stop();
-    void sendDueEvents();
+    /// Sends the events that are due.
+    void readable() override;
 
     bool isFinished() const { return sentCount == recording.getEvents().size(); }
 
@@ -34,11 +36,6 @@ struct __attribute__((visibility("hidden"))) QrxRecordingPlayer::Body
     std::function<void()> finishedHandler;
 
 private:
-    // Callbacks of the source. The loop waits for the descriptor that portOf gives, as on macOS for a port.
-    static unsigned int portOf(void* info) { return static_cast<unsigned int>(bodyOf(info)._timer->descriptor()); }
-    static void* perform(void* message, CFIndex size, CFAllocatorRef allocator, void* info);
-    static Body& bodyOf(void* info) { return *static_cast<Body*>(info); }
-
     bool isPaced() const { return _speed != kAsFastAsTaken; }
     MonotonicTimer::Time dueTime(const QrxRecordedEvent& event) const;
     bool sendNext();
@@ -46,7 +43,8 @@ private:
 
     /// Shared with the room listener, which may still run on a reader's thread after stop().
     std::shared_ptr<MonotonicTimer> _timer;
-    CFRunLoopSourceRef _source = nullptr;
+    /// Set while it plays.
+    std::optional<qrx::LoopWatch> _watch;
     double _speed = 1;
     MonotonicTimer::Time _started;
 };
@@ -68,13 +66,7 @@ void QrxRecordingPlayer::Body::start(double newSpeed)
     _speed = newSpeed;
     sentCount = 0;
     _started = _timer->now();
-    CFRunLoopSourceContext1 context{};
-    context.version = 1;
-    context.info = this;
-    context.getPort = portOf;
-    context.perform = perform;
-    _source = CFRunLoopSourceCreate(kCFAllocatorDefault, 0, reinterpret_cast<CFRunLoopSourceContext*>(&context));
-    CFRunLoopAddSource(CFRunLoopGetCurrent(), _source, kCFRunLoopDefaultMode);
+    _watch.emplace(_timer->descriptor(), weak_from_this());
     // At a pace the clock alone decides when the next event is sent.
     if (!isPaced()) {
         // The listener runs on the reader's thread. It only sets the timer, which the loop of this thread then notices.
@@ -85,16 +77,13 @@ void QrxRecordingPlayer::Body::start(double newSpeed)
 
 void QrxRecordingPlayer::Body::stop()
 {
-    if (_source == nullptr) {
+    if (!_watch) {
         return;
     }
     if (!isPaced()) {
         device->setRoomListener(this, {});
     }
-    // The loop holds the source. Invalidated, it is never performed again, also if this is called from within
-    // `perform`.
-    CFRunLoopSourceInvalidate(_source);
-    CFRelease(std::exchange(_source, nullptr));
+    _watch.reset();
     _timer.reset();
 }
 
@@ -131,10 +120,8 @@ bool QrxRecordingPlayer::Body::sendNext()
     return true;
 }
 
-void QrxRecordingPlayer::Body::sendDueEvents()
+void QrxRecordingPlayer::Body::readable()
 {
-    // The finished handler may destroy the player.
-    const std::shared_ptr<Body> self = shared_from_this();
     // A burst is at most what a queue holds, so that readers on this loop get their turn in between.
     for (std::size_t burst = 0; burst < qrx::platform::VirtualUsbDevice::kQueuedReports; ++burst) {
         if (isFinished()) {
@@ -158,12 +145,6 @@ void QrxRecordingPlayer::Body::finish()
     }
 }
 
-void* QrxRecordingPlayer::Body::perform(void*, CFIndex, CFAllocatorRef, void* info)
-{
-    bodyOf(info).sendDueEvents();
-    return nullptr;
-}
-
 QrxRecordingPlayer::QrxRecordingPlayer(QrxRecording recording, QrxVirtualDevice& device)
     : _body(std::make_shared<Body>(std::move(recording), device._heldBody().device))
 {
@@ -173,7 +154,7 @@ QrxRecordingPlayer::QrxRecordingPlayer(QrxRecording recording, QrxVirtualDevice&
 
 QrxRecordingPlayer::~QrxRecordingPlayer()
 {
-    // A source that is left in the loop would be performed with a body that has gone.
+    // The room listener is not called any more; one that runs on a reader's thread sets a timer that it holds itself.
     _body->stop();
 }
 
