@@ -20,6 +20,12 @@ ElementTree inApplication(const std::string& items)
     return treeOf("05 01 09 05 A1 01 15 00 25 01 75 01 95 01 " + items + " C0");
 }
 
+std::vector<std::uint32_t> childrenOf(const ElementTree& tree, std::uint32_t cookie)
+{
+    const auto children = tree.elements[cookie].children;
+    return {children.begin(), children.end()};
+}
+
 /// Only the fields, one line each.
 std::string fieldLines(const ElementTree& tree)
 {
@@ -58,11 +64,11 @@ TEST(ElementOrder, ChildCollectionsComeFirstAndEveryCookieIsItsPlaceInTheTable)
 {
     const ElementTree tree = treeOf("05 01 15 00 25 01 75 01 95 01 09 05 A1 01 09 30 81 02 09 06 A1 02 09 31 81 02 C0 "
                                     "09 32 81 02 09 07 A1 02 C0 C0 09 08 A1 01 09 33 81 02 C0");
-    EXPECT_EQ(tree.elements[0].children, (std::vector<std::uint32_t>{1, 4}));
-    EXPECT_EQ(tree.elements[1].children, (std::vector<std::uint32_t>{2, 3, 5, 7}));
-    EXPECT_EQ(tree.elements[2].children, (std::vector<std::uint32_t>{6}));
+    EXPECT_EQ(childrenOf(tree, 0), (std::vector<std::uint32_t>{1, 4}));
+    EXPECT_EQ(childrenOf(tree, 1), (std::vector<std::uint32_t>{2, 3, 5, 7}));
+    EXPECT_EQ(childrenOf(tree, 2), (std::vector<std::uint32_t>{6}));
     EXPECT_TRUE(tree.elements[3].children.empty());
-    EXPECT_EQ(tree.elements[4].children, (std::vector<std::uint32_t>{8}));
+    EXPECT_EQ(childrenOf(tree, 4), (std::vector<std::uint32_t>{8}));
     for (std::uint32_t cookie = 0; cookie < tree.elements.size(); ++cookie)
         EXPECT_EQ(tree.elements[cookie].cookie, cookie);
 }
@@ -70,8 +76,8 @@ TEST(ElementOrder, ChildCollectionsComeFirstAndEveryCookieIsItsPlaceInTheTable)
 TEST(ElementOrder, AFieldOutsideAnyCollectionIsATopLevelElement)
 {
     const ElementTree tree = treeOf("05 01 15 00 25 01 75 01 95 01 09 30 81 02 09 05 A1 01 09 31 81 02 C0");
-    EXPECT_EQ(tree.elements[0].children, (std::vector<std::uint32_t>{1, 2}));
-    EXPECT_EQ(tree.elements[1].children, (std::vector<std::uint32_t>{3}));
+    EXPECT_EQ(childrenOf(tree, 0), (std::vector<std::uint32_t>{1, 2}));
+    EXPECT_EQ(childrenOf(tree, 1), (std::vector<std::uint32_t>{3}));
 }
 
 TEST(BitElements, EachUsageHasItsOwnBitAlsoBehindARange)

@@ -11,7 +11,6 @@
 #include "QrxHIDCollection.h"
 
 #include <cstddef>
-#include <unordered_map>
 
 namespace qrx {
 
@@ -47,7 +46,7 @@ public:
     explicit ElementMatch(const hid::ElementTree& tree) : _tree(tree), _byCookie(tree.elements.size()) {}
 
     /// False from the first element on that is another one in the device's tree.
-    bool walk(const std::vector<std::uint32_t>& cookies, const ModelElements& elements)
+    bool walk(std::span<const std::uint32_t> cookies, const ModelElements& elements)
     {
         // Another number of children means other rules, so no pair of them can be trusted.
         if (cookies.size() != elements.size()) {
@@ -126,18 +125,19 @@ InterfaceLayout::InterfaceLayout(std::span<const std::uint8_t> reportDescriptor,
     const hid::ElementTree tree = hid::buildElementTree(descriptor);
     ElementMatch match(tree);
     match.walk(tree.elements.front().children, topElementsOf(device, interfaceNumber));
-    std::unordered_map<std::size_t, std::size_t> fieldByItem;
-    for (std::size_t index = 0; index < fields.size(); ++index) {
-        // An element and the field that it comes from share the offset of their main item, which is unique in a
-        // descriptor.
-        fieldByItem[fields[index].itemOffset] = index;
-    }
+    const hid::LayoutField* field = nullptr;
     for (const hid::Element& element : tree.elements) {
-        const auto field = namesUsage(element) ? fieldByItem.find(element.itemOffset) : fieldByItem.end();
-        if (field != fieldByItem.end()) {
-            // Elements of an item come in the order of its usages, so the position in this list is the position of the
-            // usage.
-            _elements[field->second].push_back(match.at(element.cookie));
+        if (!namesUsage(element)) {
+            continue;
+        }
+        // An element and the field that it comes from share the offset of their main item, which is unique in a
+        // descriptor. The elements of an item follow each other, so there is one search for each item.
+        if (field == nullptr || field->itemOffset != element.itemOffset) {
+            field = _reports->fieldOfItem(element.itemOffset);
+        }
+        if (field != nullptr) {
+            // They come in the order of the item's usages, so the position in this list is the position of the usage.
+            _elements[static_cast<std::size_t>(field - fields.data())].push_back(match.at(element.cookie));
         }
     }
 }

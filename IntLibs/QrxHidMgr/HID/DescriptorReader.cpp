@@ -10,6 +10,9 @@
 
 #include "DescriptorReader.h"
 
+#include "FieldRules.h"
+
+#include <algorithm>
 #include <utility>
 
 namespace qrx::hid {
@@ -32,14 +35,10 @@ std::int32_t decodedExponent(std::int32_t raw)
     return raw >= kNibbleValues / 2 && raw < kNibbleValues ? raw - kNibbleValues : raw;
 }
 
-std::uint64_t usageCount(const std::vector<UsageRange>& usages)
+template <class Value>
+bool contains(const std::vector<Value>& values, const Value& wanted)
 {
-    // Two ranges of 2^32 usages each are possible; the sum needs 64 bits.
-    std::uint64_t count = 0;
-    for (const UsageRange& range : usages) {
-        count += range.count();
-    }
-    return count;
+    return std::find(values.begin(), values.end(), wanted) != values.end();
 }
 
 } // namespace
@@ -174,7 +173,7 @@ void DescriptorReader::_takeReportID(const Item& item)
     if (item.data > kLargestReportID) {
         _log.error(item, "does not fit a byte, such a report cannot travel", item.data);
     }
-    if (_knownIDs.insert(item.data).second) {
+    if (!contains(_descriptor.reportIDs, item.data)) {
         _descriptor.reportIDs.push_back(item.data);
     }
 }
@@ -258,14 +257,16 @@ void DescriptorReader::_closeCollection(const Item& item)
 
 std::size_t DescriptorReader::_reportIndex(ReportType type)
 {
-    // Report types have numbers of their own: input 1 and output 1 are two reports. The type needs two bits of the key.
-    const std::uint64_t key = std::uint64_t{_global.reportNumber()} << 2 | static_cast<std::uint64_t>(type);
-    const auto [found, isNew] = _reportsByKey.try_emplace(key, _descriptor.reports.size());
-    if (isNew) {
-        _descriptor.reports.push_back({type, _global.reportNumber(), 0});
-        _isReportClosed.push_back(false);
+    // Report types have numbers of their own: input 1 and output 1 are two reports. A linear search: devices have a
+    // handful of reports, and the longest descriptor that is read has room for little more than a thousand.
+    std::vector<Report>& reports = _descriptor.reports;
+    for (std::size_t index = 0; index < reports.size(); ++index) {
+        if (reports[index].type == type && reports[index].id == _global.reportNumber()) {
+            return index;
+        }
     }
-    return found->second;
+    reports.push_back({type, _global.reportNumber(), 0});
+    return reports.size() - 1;
 }
 
 void DescriptorReader::_addField(const Item& item, ReportType type)
@@ -299,11 +300,11 @@ void DescriptorReader::_addField(const Item& item, ReportType type)
     const std::uint64_t bits = report.bits + std::uint64_t{field.sizeBits} * field.count;
     // The offset of a field is the sum of the fields before it. Once one is dropped, every later one of that report
     // would be read from the wrong place, so none is kept.
-    if (_isReportClosed[index]) {
+    if (contains(_closedReports, index)) {
         return _log.error(item, "dropped, an earlier field of its report was dropped");
     }
     if (bits > _limits.reportBits) {
-        _isReportClosed[index] = true;
+        _closedReports.push_back(index);
         return _log.error(item, "dropped, its report would be longer than the limit, bits",
                           static_cast<std::int64_t>(_limits.reportBits));
     }
@@ -336,7 +337,7 @@ void DescriptorReader::_checkField(const Item& item, const Field& field)
         _log.warning(item, "data without a usage");
     }
     // For arrays more usages than entries is the rule; a variable item has no value for the surplus.
-    if (field.isVariable() && usageCount(field.usages) > field.count) {
+    if (field.isVariable() && usageCount(field) > field.count) {
         _log.warning(item, "more usages than fields, fields", field.count);
     }
     _checkRange(item, field);

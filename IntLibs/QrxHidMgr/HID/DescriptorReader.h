@@ -11,8 +11,6 @@
 #include <cstdint>
 #include <optional>
 #include <span>
-#include <unordered_map>
-#include <unordered_set>
 #include <vector>
 
 namespace qrx::hid {
@@ -55,11 +53,8 @@ private:
     std::size_t _lostCollections = 0;
     /// Indices of the open collections, the innermost last.
     std::vector<std::size_t> _open;
-    /// Indices in `_descriptor.reports`, by number and type.
-    std::unordered_map<std::uint64_t, std::size_t> _reportsByKey;
-    std::unordered_set<std::uint32_t> _knownIDs;
-    /// By report index: one of its fields did not fit, so the places of later ones would be wrong.
-    std::vector<bool> _isReportClosed;
+    /// Indices of the reports of which a field did not fit, so that the places of later ones would be wrong.
+    std::vector<std::size_t> _closedReports;
     /// Offset of the first field before any Report ID item.
     std::optional<std::size_t> _unnumberedField;
 };

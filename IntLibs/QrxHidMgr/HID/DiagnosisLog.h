@@ -6,7 +6,6 @@
 #include "ReportDescriptor.h"
 
 #include <optional>
-#include <string_view>
 
 namespace qrx::hid {
 
@@ -16,22 +15,14 @@ public:
     DiagnosisLog(Descriptor& descriptor, const Limits& limits) : _descriptor(descriptor), _limit(limits.diagnoses) {}
 
     /// The descriptor cannot be read as written. A `value` is put behind the reason: "reason: value".
-    void error(std::size_t offset, std::string_view item, std::string_view reason,
-               std::optional<std::int64_t> value = {});
-    void error(const Item& item, std::string_view reason, std::optional<std::int64_t> value = {})
-    {
-        error(item.offset, item.name(), reason, value);
-    }
+    void error(std::size_t offset, const char* item, const char* reason, std::optional<std::int64_t> value = {});
+    void error(const Item& item, const char* reason, std::optional<std::int64_t> value = {});
     /// A rule is broken, or a host might stumble, but the meaning is clear.
-    void warning(std::size_t offset, std::string_view item, std::string_view reason,
-                 std::optional<std::int64_t> value = {});
-    void warning(const Item& item, std::string_view reason, std::optional<std::int64_t> value = {})
-    {
-        warning(item.offset, item.name(), reason, value);
-    }
+    void warning(std::size_t offset, const char* item, const char* reason, std::optional<std::int64_t> value = {});
+    void warning(const Item& item, const char* reason, std::optional<std::int64_t> value = {});
 
 private:
-    void _add(std::size_t offset, std::string_view item, std::string_view reason, std::optional<std::int64_t> value,
+    void _add(std::size_t offset, const char* item, const char* reason, std::optional<std::int64_t> value,
               bool isError);
 
     Descriptor& _descriptor;

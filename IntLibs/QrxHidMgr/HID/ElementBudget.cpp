@@ -50,20 +50,31 @@ std::uint64_t entriesOf(const Field& field, bool withHiddenDuplicates)
 
 } // namespace
 
-std::uint64_t largestShare(std::vector<std::uint64_t> wanted, std::uint64_t room)
+std::uint64_t largestShare(const std::vector<std::uint64_t>& wanted, std::uint64_t room)
 {
-    // Smallest first: whoever wants less than an equal share leaves the rest to those that want more. The first one
-    // that wants more than its share fixes the size for itself and all that follow.
-    std::sort(wanted.begin(), wanted.end());
-    std::uint64_t left = room;
-    for (std::size_t i = 0; i < wanted.size(); ++i) {
-        const std::uint64_t share = left / (wanted.size() - i);
-        if (wanted[i] > share) {
-            return share;
+    const auto fits = [&](std::uint64_t share) {
+        std::uint64_t left = room;
+        for (const std::uint64_t amount : wanted) {
+            const std::uint64_t granted = std::min(amount, share);
+            if (granted > left) {
+                return false;
+            }
+            left -= granted;
         }
-        left -= wanted[i];
+        return true;
+    };
+    // A larger share needs no less room, so the largest that fits is found by bisection.
+    std::uint64_t fitting = 0;
+    std::uint64_t largest = room;
+    while (fitting < largest) {
+        const std::uint64_t share = fitting + (largest - fitting + 1) / 2;
+        if (fits(share)) {
+            fitting = share;
+        } else {
+            largest = share - 1;
+        }
     }
-    return room;
+    return fitting;
 }
 
 std::uint64_t wantedEntries(const std::vector<Field>& fields)

@@ -13,7 +13,7 @@ namespace qrx::hid {
 
 /// A common upper limit such that all amounts in `wanted`, each cut to it, fit into `room` together; `room` if they fit
 /// uncut.
-std::uint64_t largestShare(std::vector<std::uint64_t> wanted, std::uint64_t room);
+std::uint64_t largestShare(const std::vector<std::uint64_t>& wanted, std::uint64_t room);
 
 /// Table entries of all fields together, if there were no limit.
 std::uint64_t wantedEntries(const std::vector<Field>& fields);

@@ -77,9 +77,9 @@ struct Element {
     std::size_t bitOffset = 0;
     /// False for duplicates beyond kMaximumPublishedDuplicates.
     bool isPublished = true;
-    /// Cookies of the children, collections first, then elements in cookie order. Collections only; unpublished ones
-    /// are not listed.
-    std::vector<std::uint32_t> children;
+    /// Cookies of the children, collections first, then elements in cookie order; they belong to the tree. Collections
+    /// only; unpublished ones are not listed.
+    std::span<const std::uint32_t> children;
 
     /// "Size": bits of all values together.
     std::uint32_t sizeBits() const { return reportSize * reportCount; }
@@ -91,9 +91,16 @@ struct UsagePair {
     bool operator==(const UsagePair&) const = default;
 };
 
+/// Moved and not copied: elements refer to its list of children.
 struct ElementTree {
+    ElementTree() = default;
+    ElementTree(ElementTree&&) = default;
+    ElementTree& operator=(ElementTree&&) = default;
+
     /// By cookie; entry 0 is the root, whose children are the top-level elements.
     std::vector<Element> elements;
+    /// The children of all collections, one list after the other.
+    std::vector<std::uint32_t> children;
     /// Cookies of the report handlers, in report table order ("InputReportElements").
     std::vector<std::uint32_t> reportHandlers;
     /// The usage of the first top-level collection.

@@ -14,7 +14,6 @@
 
 #include <algorithm>
 #include <array>
-#include <unordered_set>
 #include <utility>
 
 namespace qrx::hid {
@@ -108,7 +107,8 @@ void ElementTreeBuilder::_measureReports()
 {
     const bool usesIDs = _descriptor.usesReportIDs();
     std::array<std::uint64_t, 3> longest{};
-    std::unordered_map<std::uint32_t, std::uint64_t> inputBits;
+    // By number: one that can travel fits a byte.
+    std::array<std::uint64_t, 0x100> inputBits{};
     for (const Report& report : _descriptor.reports) {
         if (!canTravel(report.id)) {
             continue;
@@ -130,8 +130,8 @@ void ElementTreeBuilder::_measureReports()
     _tree.maxOutputReportSize = bytes(longest[1]);
     _tree.maxFeatureReportSize = bytes(longest[2]);
 
-    if (const auto unnumbered = inputBits.find(0); unnumbered != inputBits.end() && unnumbered->second > 0) {
-        _inputReports.push_back({0, static_cast<std::uint32_t>(unnumbered->second)});
+    if (inputBits[0] > 0) {
+        _inputReports.push_back({0, static_cast<std::uint32_t>(inputBits[0])});
     }
     for (const std::uint32_t id : _descriptor.reportIDs) {
         if (!canTravel(id)) {
@@ -139,17 +139,16 @@ void ElementTreeBuilder::_measureReports()
         }
         // The platform lists every number, whichever kind of report uses it. Without an input report there remain the 8
         // bits of the number itself.
-        const auto found = inputBits.find(id);
-        _inputReports.push_back(
-            {id, found == inputBits.end() ? kReportIDBits : static_cast<std::uint32_t>(found->second)});
+        _inputReports.push_back({id, std::max(kReportIDBits, static_cast<std::uint32_t>(inputBits[id]))});
     }
 }
 
-void ElementTreeBuilder::_append(Element element, std::uint32_t parentCookie)
+void ElementTreeBuilder::_append(const Element& element, std::uint32_t parentCookie)
 {
     // The cookie is the position in the table: this function is the only one that appends.
-    element.cookie = static_cast<std::uint32_t>(_tree.elements.size());
-    _tree.elements.push_back(std::move(element));
+    const auto cookie = static_cast<std::uint32_t>(_tree.elements.size());
+    _tree.elements.push_back(element);
+    _tree.elements.back().cookie = cookie;
     _parents.push_back(parentCookie);
 }
 
@@ -295,7 +294,7 @@ void ElementTreeBuilder::_addVariables(const Field& field)
     }
 }
 
-void ElementTreeBuilder::_addDuplicates(Element element, std::size_t bitOffset)
+void ElementTreeBuilder::_addDuplicates(Element& element, std::size_t bitOffset)
 {
     // Unpublished duplicates exist for their cookies alone: they keep the numbers of what follows as on the platform.
     element.isPublished = element.reportCount <= kMaximumPublishedDuplicates;
@@ -338,14 +337,22 @@ void ElementTreeBuilder::_linkChildren()
             }
         }
     };
-    // Counted first, so that each list of children is allocated once.
-    std::vector<std::uint32_t> counts(_collectionCount + 1);
-    forEachChild([&](std::uint32_t parent, std::uint32_t) { ++counts[parent]; });
-    for (std::size_t i = 0; i < counts.size(); ++i) {
-        _tree.elements[i].children.reserve(counts[i]);
+    // Counted first: the lists of all collections lie one after the other.
+    std::vector<std::uint32_t> places(_collectionCount + 1);
+    forEachChild([&](std::uint32_t parent, std::uint32_t) { ++places[parent]; });
+    std::uint32_t total = 0;
+    for (std::uint32_t& place : places) {
+        const std::uint32_t count = std::exchange(place, total);
+        total += count;
     }
-    forEachChild(
-        [&](std::uint32_t parent, std::uint32_t cookie) { _tree.elements[parent].children.push_back(cookie); });
+    _tree.children.resize(total);
+    forEachChild([&](std::uint32_t parent, std::uint32_t cookie) { _tree.children[places[parent]++] = cookie; });
+    // By now the place of each collection is the end of its list.
+    std::uint32_t begin = 0;
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        _tree.elements[i].children = std::span(_tree.children).subspan(begin, places[i] - begin);
+        begin = places[i];
+    }
 }
 
 void ElementTreeBuilder::_describeDevice()
@@ -359,14 +366,15 @@ void ElementTreeBuilder::_describeDevice()
     }
     // The first collection of a descriptor has none around it.
     _tree.primaryUsage = {collections.front().usagePage, collections.front().usage};
-    std::unordered_set<std::uint64_t> seen;
     for (const Collection& collection : collections) {
         // Which kinds count as usages of the device is the platform's choice, logical ones do not.
         if (collection.type != kApplicationCollection && collection.type != kPhysicalCollection) {
             continue;
         }
-        if (seen.insert(std::uint64_t{collection.usagePage} << 32 | collection.usage).second) {
-            _tree.usagePairs.push_back({collection.usagePage, collection.usage});
+        // A linear search: there are few, and the longest descriptor that is read names a thousand.
+        const UsagePair pair{collection.usagePage, collection.usage};
+        if (std::find(_tree.usagePairs.begin(), _tree.usagePairs.end(), pair) == _tree.usagePairs.end()) {
+            _tree.usagePairs.push_back(pair);
         }
     }
     if (_tree.usagePairs.empty()) {

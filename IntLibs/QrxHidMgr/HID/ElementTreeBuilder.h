@@ -8,7 +8,6 @@
 
 #include <cstdint>
 #include <optional>
-#include <unordered_map>
 #include <vector>
 
 namespace qrx::hid {
@@ -28,8 +27,8 @@ private:
     void _addFields(const ElementBudget& budget, bool buttons, ReportType type);
     void _addArray(const Field& field);
     void _addVariables(const Field& field);
-    /// `element` is their head.
-    void _addDuplicates(Element element, std::size_t bitOffset);
+    /// `element` is their head, and becomes the last of them.
+    void _addDuplicates(Element& element, std::size_t bitOffset);
     void _addHandlers();
     void _linkChildren();
     void _describeDevice();
@@ -40,7 +39,7 @@ private:
     std::uint32_t _cookieOf(std::optional<std::size_t> collection) const;
     /// Gives the element the next cookie, unless the current field's share is used up.
     void _add(const Element& element);
-    void _append(Element element, std::uint32_t parentCookie);
+    void _append(const Element& element, std::uint32_t parentCookie);
 
     Descriptor& _descriptor;
     DiagnosisLog _log;

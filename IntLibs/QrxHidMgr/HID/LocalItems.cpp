@@ -140,19 +140,18 @@ void LocalItems::_takeDelimiter(const Item& item)
     _hasPreferred = false;
 }
 
-void LocalItems::_addUsage(const Usage& usage)
+void LocalItems::_addUsage(Usage usage)
 {
-    if (!_inAlternatives) {
-        _usages.push_back(usage);
-        return;
+    if (_inAlternatives) {
+        // A set names one control several times, the preferred name first; the others are ignored, as in Linux. As the
+        // set is one control, a range in it stands for its first usage only.
+        if (_hasPreferred) {
+            return;
+        }
+        _hasPreferred = true;
+        usage.last = usage.first;
     }
-    // A set names one control several times, the preferred name first; the others are ignored, as in Linux. As the set
-    // is one control, a range in it stands for its first usage only.
-    if (_hasPreferred) {
-        return;
-    }
-    _hasPreferred = true;
-    _usages.push_back({usage.first, usage.first, usage.page, usage.isExtended});
+    _usages.push_back(usage);
 }
 
 bool LocalItems::needsUsagePage() const

@@ -60,7 +60,7 @@ private:
     /// `page` is in force at `item`, the second end.
     void _closeRange(const Item& item, Kind kind, OpenRange low, OpenRange high, std::uint16_t page);
     void _takeDelimiter(const Item& item);
-    void _addUsage(const Usage& usage);
+    void _addUsage(Usage usage);
 
     DiagnosisLog& _log;
     std::vector<Usage> _usages;

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
+#include <span>
 #include <vector>
 
 namespace qrx::iokit {
@@ -132,7 +133,7 @@ auto collectionProperties(const FilledCollection& collection)
     });
 }
 
-CFRef<CFArrayRef> makeChildren(const hid::ElementTree& tree, const std::vector<std::uint32_t>& cookies);
+CFRef<CFArrayRef> makeChildren(const hid::ElementTree& tree, std::span<const std::uint32_t> cookies);
 
 /// Depth is bounded: the descriptor's reader limits the nesting of collections.
 CFRef<CFTypeRef> makeCollection(const hid::ElementTree& tree, const hid::Element& element)
@@ -144,7 +145,7 @@ CFRef<CFTypeRef> makeCollection(const hid::ElementTree& tree, const hid::Element
     return collection;
 }
 
-CFRef<CFArrayRef> makeChildren(const hid::ElementTree& tree, const std::vector<std::uint32_t>& cookies)
+CFRef<CFArrayRef> makeChildren(const hid::ElementTree& tree, std::span<const std::uint32_t> cookies)
 {
     std::vector<CFRef<CFTypeRef>> children;
     children.reserve(cookies.size());

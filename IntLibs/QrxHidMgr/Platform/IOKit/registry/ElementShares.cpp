@@ -65,7 +65,7 @@ std::size_t ElementShares::_largestShareOf(const platform::DeviceFacts& device, 
         }
         wanted.push_back(known->second);
     }
-    return static_cast<std::size_t>(hid::largestShare(std::move(wanted), room));
+    return static_cast<std::size_t>(hid::largestShare(wanted, room));
 }
 
 } // namespace qrx::iokit
