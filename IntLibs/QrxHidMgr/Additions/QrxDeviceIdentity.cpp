@@ -39,9 +39,8 @@ QrxUsbSpeed speedOf(std::int32_t value)
     }
 }
 
-InterfaceIdentity identityOf(const _QrxHIDInterfaceMac& interface)
+void read(const _QrxHIDInterfaceMac& interface, InterfaceIdentity& identity)
 {
-    InterfaceIdentity identity;
     identity.number = interface.getInterfaceNumber();
     identity.name = textOf(interface._borrowedProperties(), CFSTR("USB Interface Name"));
     const _QrxHIDDeviceConnectionImpl* connection = interface._borrowedConnection();
@@ -50,7 +49,6 @@ InterfaceIdentity identityOf(const _QrxHIDInterfaceMac& interface)
     }
     const std::span<const std::uint8_t> descriptor = reportDescriptorOf(interface);
     identity.reportDescriptor.assign(descriptor.begin(), descriptor.end());
-    return identity;
 }
 
 struct BusFacts {
@@ -61,10 +59,9 @@ struct BusFacts {
     Place place;
 };
 
-BusFacts busFactsOf(const _QrxHIDDeviceImpl& device)
+void read(const _QrxHIDDeviceImpl& device, BusFacts& facts)
 {
     const CFDictionaryRef properties = device._borrowedProperties();
-    BusFacts facts;
     facts.serialNumber = textOf(properties, CFSTR("USB Serial Number"));
     facts.locationID = properties::bits(properties, CFSTR("locationID"));
     facts.address = properties::bits(properties, CFSTR("USB Address"));
@@ -77,15 +74,16 @@ BusFacts busFactsOf(const _QrxHIDDeviceImpl& device)
             break;
         }
     }
-    return facts;
 }
 
+/// The first device whose identity has `wanted`, as it is asked by `has`.
 template <class Wanted>
-mis::swizzler<QrxHIDDevice> findDevice(QrxDeviceTree& tree, Wanted isWanted)
+mis::swizzler<QrxHIDDevice> findDevice(QrxDeviceTree& tree, const Wanted& wanted,
+                                       bool (*has)(const QrxDeviceIdentity&, const Wanted&))
 {
     for (unsigned int index = 0; index < tree.getHIDDeviceCount(); ++index) {
         const mis::swizzler<QrxHIDDevice> device = tree.getDeviceAtIndex(index);
-        if (isWanted(QrxDeviceIdentity(*device))) {
+        if (has(QrxDeviceIdentity(*device), wanted)) {
             return device;
         }
     }
@@ -116,7 +114,7 @@ struct QrxDeviceIdentity::Body {
     }
 };
 
-QrxDeviceIdentity::QrxDeviceIdentity() : _body(std::make_shared<const Body>()) {}
+QrxDeviceIdentity::QrxDeviceIdentity() : _body(std::make_shared<Body>()) {}
 
 QrxDeviceIdentity::QrxDeviceIdentity(const QrxHIDDevice& device)
 {
@@ -129,9 +127,11 @@ QrxDeviceIdentity::QrxDeviceIdentity(const QrxHIDDevice& device)
     body->productName = device.getProductName();
     // A device of another backend, as tests have them, keeps what the model tells.
     if (const auto* found = dynamic_cast<const _QrxHIDDeviceImpl*>(&device)) {
-        body->bus = busFactsOf(*found);
-        for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : found->_getInterfaces()) {
-            body->interfaces.push_back(identityOf(*interface));
+        read(*found, body->bus);
+        const std::vector<mis::swizzler<_QrxHIDInterfaceMac>>& interfaces = found->_getInterfaces();
+        body->interfaces = std::vector<InterfaceIdentity>(interfaces.size());
+        for (std::size_t index = 0; index < interfaces.size(); ++index) {
+            read(*interfaces[index], body->interfaces[index]);
         }
     }
     _body = std::move(body);
@@ -241,19 +241,21 @@ bool QrxDeviceIdentity::operator==(const QrxDeviceIdentity& other) const
 
 mis::swizzler<QrxHIDDevice> QrxFindDevice(QrxDeviceTree& tree, const QrxDeviceIdentity& identity)
 {
-    return findDevice(tree, [&](const QrxDeviceIdentity& one) { return one == identity; });
+    return findDevice<QrxDeviceIdentity>(
+        tree, identity, [](const QrxDeviceIdentity& one, const QrxDeviceIdentity& wanted) { return one == wanted; });
 }
 
 mis::swizzler<QrxHIDDevice> QrxFindDeviceBySerialNumber(QrxDeviceTree& tree, const std::string& serialNumber)
 {
-    return findDevice(tree, [&](const QrxDeviceIdentity& one) {
-        // Many devices have no serial number: an empty one must not find the first of them.
-        return !serialNumber.empty() && one.getSerialNumber() == serialNumber;
+    // Many devices have no serial number: an empty one must not find the first of them.
+    return findDevice<std::string>(tree, serialNumber, [](const QrxDeviceIdentity& one, const std::string& wanted) {
+        return !wanted.empty() && one.getSerialNumber() == wanted;
     });
 }
 
 mis::swizzler<QrxHIDDevice> QrxFindDeviceAtPort(QrxDeviceTree& tree, const std::string& portChain)
 {
-    return findDevice(
-        tree, [&](const QrxDeviceIdentity& one) { return !portChain.empty() && one.getPortChain() == portChain; });
+    return findDevice<std::string>(tree, portChain, [](const QrxDeviceIdentity& one, const std::string& wanted) {
+        return !wanted.empty() && one.getPortChain() == wanted;
+    });
 }

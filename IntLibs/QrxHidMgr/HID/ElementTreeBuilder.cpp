@@ -82,7 +82,8 @@ ElementTree ElementTreeBuilder::build()
     if (_collectionCount < _descriptor.collections.size()) {
         _log.error(_descriptor.collections[_collectionCount].offset, "Collection", "more elements than the limit");
     }
-    _inputReports.resize(claim(_inputReports.size()));
+    _inputReports.erase(_inputReports.begin() + static_cast<std::ptrdiff_t>(claim(_inputReports.size())),
+                        _inputReports.end());
     const ElementBudget budget(_descriptor.fields, room, _log);
     _makesHiddenDuplicates = budget.makesHiddenDuplicates();
 
@@ -106,15 +107,15 @@ ElementTree ElementTreeBuilder::build()
 void ElementTreeBuilder::_measureReports()
 {
     const bool usesIDs = _descriptor.usesReportIDs();
-    std::array<std::uint64_t, 3> longest{};
+    std::array<std::size_t, 3> longest{};
     // By number: one that can travel fits a byte.
-    std::array<std::uint64_t, 0x100> inputBits{};
+    std::array<std::size_t, 0x100> inputBits{};
     for (const Report& report : _descriptor.reports) {
         if (!canTravel(report.id)) {
             continue;
         }
         // Sizes are those of the report as it travels, so the byte of the number counts where reports are numbered.
-        const std::uint64_t bits = report.bits + (report.id != 0 ? kReportIDBits : 0);
+        const std::size_t bits = report.bits + (report.id != 0 ? kReportIDBits : 0);
         auto& best = longest[static_cast<std::size_t>(report.type)];
         best = std::max(best, bits);
         if (report.type == ReportType::input) {
@@ -122,8 +123,8 @@ void ElementTreeBuilder::_measureReports()
         }
     }
     // With report numbers even a kind without any report has size 1: the platform counts the byte of the number.
-    const auto bytes = [usesIDs](std::uint64_t bits) {
-        return static_cast<std::uint32_t>(std::max<std::uint64_t>((bits + 7) / 8, usesIDs ? 1 : 0));
+    const auto bytes = [usesIDs](std::size_t bits) {
+        return static_cast<std::uint32_t>(std::max<std::size_t>((bits + 7) / 8, usesIDs ? 1 : 0));
     };
     _tree.usesReportIDs = usesIDs;
     _tree.maxInputReportSize = bytes(longest[0]);
@@ -131,7 +132,7 @@ void ElementTreeBuilder::_measureReports()
     _tree.maxFeatureReportSize = bytes(longest[2]);
 
     if (inputBits[0] > 0) {
-        _inputReports.push_back({0, static_cast<std::uint32_t>(inputBits[0])});
+        _inputReports.push_back({ReportType::input, 0, inputBits[0]});
     }
     for (const std::uint32_t id : _descriptor.reportIDs) {
         if (!canTravel(id)) {
@@ -139,7 +140,7 @@ void ElementTreeBuilder::_measureReports()
         }
         // The platform lists every number, whichever kind of report uses it. Without an input report there remain the 8
         // bits of the number itself.
-        _inputReports.push_back({id, std::max(kReportIDBits, static_cast<std::uint32_t>(inputBits[id]))});
+        _inputReports.push_back({ReportType::input, id, std::max<std::size_t>(kReportIDBits, inputBits[id])});
     }
 }
 
@@ -314,12 +315,12 @@ void ElementTreeBuilder::_addDuplicates(Element& element, std::size_t bitOffset)
 void ElementTreeBuilder::_addHandlers()
 {
     _tree.reportHandlers.reserve(_inputReports.size());
-    for (const InputReport& report : _inputReports) {
+    for (const Report& report : _inputReports) {
         Element handler;
         handler.role = ElementRole::reportHandler;
         handler.type = ElementType::inputMisc;
         handler.reportID = report.id;
-        handler.reportSize = report.bits;
+        handler.reportSize = static_cast<std::uint32_t>(report.bits);
         _tree.reportHandlers.push_back(static_cast<std::uint32_t>(_tree.elements.size()));
         // Not through `_add`: handlers belong to no field's share. They hang at the root, but no tree lists them.
         _append(handler, 0);
@@ -345,7 +346,7 @@ void ElementTreeBuilder::_linkChildren()
         const std::uint32_t count = std::exchange(place, total);
         total += count;
     }
-    _tree.children.resize(total);
+    _tree.children = std::vector<std::uint32_t>(total);
     forEachChild([&](std::uint32_t parent, std::uint32_t cookie) { _tree.children[places[parent]++] = cookie; });
     // By now the place of each collection is the end of its list.
     std::uint32_t begin = 0;

@@ -48,12 +48,8 @@ private:
     /// By cookie: the collection an element is listed in, 0 the root.
     std::vector<std::uint32_t> _parents;
     std::size_t _collectionCount = 0;
-    /// Bits as they travel of each input report that gets a handler, in report table order.
-    struct InputReport {
-        std::uint32_t id = 0;
-        std::uint32_t bits = 0;
-    };
-    std::vector<InputReport> _inputReports;
+    /// The input reports that get a handler, in report table order, with their bits as they travel.
+    std::vector<Report> _inputReports;
     /// What is left of the share of the field being added, and where its elements hang.
     std::size_t _left = 0;
     std::uint32_t _parentCookie = 0;

@@ -2,8 +2,6 @@
 
 #include "FieldRules.h"
 
-#include <utility>
-
 namespace qrx::hid {
 
 namespace {
@@ -17,11 +15,11 @@ std::uint32_t namedValues(const Field& field)
     return repeatsLast ? field.count : static_cast<std::uint32_t>(std::min<std::uint64_t>(field.count, usages));
 }
 
-void setUsages(LayoutField& field, std::vector<UsageRange> usages)
+void setUsages(LayoutField& field, const std::vector<UsageRange>& usages)
 {
-    field.usages = std::move(usages);
-    field.firstPositions.reserve(field.usages.size());
-    for (const UsageRange& range : field.usages) {
+    field.usages = usages;
+    field.firstPositions.reserve(usages.size());
+    for (const UsageRange& range : usages) {
         // The running sum makes the usage of a position a binary search, even where a range declares a whole page.
         field.firstPositions.push_back(field.usageCount);
         field.usageCount += range.count();
@@ -30,33 +28,31 @@ void setUsages(LayoutField& field, std::vector<UsageRange> usages)
 
 } // namespace
 
-LayoutField makeLayoutField(const Field& field)
+void setLayoutField(LayoutField& field, const Field& item)
 {
-    LayoutField result;
-    result.type = field.type;
-    result.reportID = field.reportID;
-    result.bitOffset = field.bitOffset + (field.reportID != 0 ? kReportIDBits : 0);
-    result.sizeBits = field.sizeBits;
-    result.isArray = !field.isVariable();
-    result.count = result.isArray ? field.count : namedValues(field);
-    result.flags = field.flags;
+    field.type = item.type;
+    field.reportID = item.reportID;
+    field.bitOffset = item.bitOffset + (item.reportID != 0 ? kReportIDBits : 0);
+    field.sizeBits = item.sizeBits;
+    field.isArray = !item.isVariable();
+    field.count = field.isArray ? item.count : namedValues(item);
+    field.flags = item.flags;
     // A single bit is on or off, whatever is declared.
-    const bool isBit = field.isVariable() && isButton(field);
-    const ValueRange logical = isBit ? ValueRange{0, 1} : logicalRange(field);
-    const ValueRange physical = isBit || result.isArray ? logical : physicalRange(field, logical);
-    result.isSigned = logical.minimum < 0;
-    result.logicalMinimum = logical.minimum;
-    result.logicalMaximum = logical.maximum;
-    result.physicalMinimum = physical.minimum;
-    result.physicalMaximum = physical.maximum;
-    if (!result.isArray) {
-        result.unit = field.unit;
-        result.unitExponent = field.unitExponent;
+    const bool isBit = item.isVariable() && isButton(item);
+    const ValueRange logical = isBit ? ValueRange{0, 1} : logicalRange(item);
+    const ValueRange physical = isBit || field.isArray ? logical : physicalRange(item, logical);
+    field.isSigned = logical.minimum < 0;
+    field.logicalMinimum = logical.minimum;
+    field.logicalMaximum = logical.maximum;
+    field.physicalMinimum = physical.minimum;
+    field.physicalMaximum = physical.maximum;
+    if (!field.isArray) {
+        field.unit = item.unit;
+        field.unitExponent = item.unitExponent;
     }
-    setUsages(result, field.usages);
-    result.collection = field.collection;
-    result.itemOffset = field.offset;
-    return result;
+    setUsages(field, item.usages);
+    field.collection = item.collection;
+    field.itemOffset = item.offset;
 }
 
 bool LayoutField::fitsWidth(std::int64_t value) const

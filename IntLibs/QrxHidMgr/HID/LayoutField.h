@@ -85,7 +85,7 @@ struct LayoutField {
     std::optional<std::uint64_t> positionOf(std::uint32_t usage) const;
 };
 
-/// The field that an item makes. The item is no padding.
-LayoutField makeLayoutField(const Field& item);
+/// Makes a new `field` that of an item, which is no padding.
+void setLayoutField(LayoutField& field, const Field& item);
 
 } // namespace qrx::hid

@@ -36,9 +36,9 @@ ReportLayout::ReportLayout(const Descriptor& descriptor)
     // Fields of one report become neighbours, so that a report is found once and its fields are a range. Among
     // themselves they stay as the descriptor has them, which is the order of their bits.
     std::sort(order.begin(), order.end());
-    _fields.reserve(order.size());
-    for (const auto& [key, place] : order) {
-        _fields.push_back(makeLayoutField(descriptor.fields[place]));
+    _fields = std::vector<LayoutField>(order.size());
+    for (std::size_t index = 0; index < order.size(); ++index) {
+        setLayoutField(_fields[index], descriptor.fields[order[index].second]);
     }
     addReports(descriptor);
 }

@@ -7,6 +7,8 @@
 
 #include "PropertyHandle.h"
 
+#include <algorithm>
+
 namespace qrx::properties {
 namespace {
 
@@ -51,28 +53,33 @@ std::string convertedText(CFStringRef string)
     return buffer;
 }
 
-/// Calls `take` with each dictionary of the array under `arrayKey` that has a number under `key`, first to last, until
-/// it answers false or the array has an empty place.
-template <class Take>
-void forEachNumberedEntry(CFDictionaryRef properties, CFStringRef arrayKey, CFStringRef key, Take take)
+/// A dictionary of an array, and the number that it has under a key.
+struct NumberedEntry {
+    std::uint32_t number = 0;
+    CFDictionaryRef entry = nullptr;
+};
+
+/// The first such dictionary from place `index` on, which becomes the place behind it; a null entry if there is none
+/// before the end or an empty place.
+NumberedEntry nextNumberedEntry(CFArrayRef entries, CFStringRef key, CFIndex& index)
 {
-    const CFArrayRef entries = array(properties, arrayKey);
     const CFIndex count = entries != nullptr ? CFArrayGetCount(entries) : 0;
-    for (CFIndex index = 0; index < count; ++index) {
-        const CFTypeRef value = CFArrayGetValueAtIndex(entries, index);
+    while (index < count) {
+        const CFTypeRef value = CFArrayGetValueAtIndex(entries, index++);
         // An array can hold null places. They cannot be asked for a type, and everything behind one is left out.
         if (value == nullptr) {
-            return;
+            break;
         }
         if (CFGetTypeID(value) != CFDictionaryGetTypeID()) {
             continue;
         }
         const auto entry = static_cast<CFDictionaryRef>(value);
         const CFTypeRef found = CFDictionaryGetValue(entry, key);
-        if (isNumber(found) && !take(static_cast<std::uint32_t>(numberValue(found)), entry)) {
-            return;
+        if (isNumber(found)) {
+            return {static_cast<std::uint32_t>(numberValue(found)), entry};
         }
     }
+    return {};
 }
 
 } // namespace
@@ -117,24 +124,32 @@ CFArrayRef array(CFDictionaryRef properties, CFStringRef key)
 
 CFDictionaryRef entryWithNumber(CFDictionaryRef properties, CFStringRef arrayKey, CFStringRef key, std::uint32_t wanted)
 {
-    CFDictionaryRef result = nullptr;
-    forEachNumberedEntry(properties, arrayKey, key, [&](std::uint32_t number, CFDictionaryRef entry) {
-        result = number == wanted ? entry : nullptr;
-        return result == nullptr;
-    });
+    const CFArrayRef entries = array(properties, arrayKey);
+    CFIndex index = 0;
+    NumberedEntry found = nextNumberedEntry(entries, key, index);
+    while (found.entry != nullptr && found.number != wanted) {
+        found = nextNumberedEntry(entries, key, index);
+    }
+    return found.entry;
+}
+
+NumberedEntries numberedEntries(CFDictionaryRef properties, CFStringRef arrayKey, CFStringRef key)
+{
+    const CFArrayRef entries = array(properties, arrayKey);
+    NumberedEntries result;
+    CFIndex index = 0;
+    for (NumberedEntry found = nextNumberedEntry(entries, key, index); found.entry != nullptr;
+         found = nextNumberedEntry(entries, key, index)) {
+        result.emplace_back(found.number, found.entry);
+    }
     return result;
 }
 
-std::map<std::uint32_t, CFDictionaryRef> entriesByNumber(CFDictionaryRef properties, CFStringRef arrayKey,
-                                                         CFStringRef key)
+CFDictionaryRef entryWithNumber(const NumberedEntries& entries, std::uint32_t wanted)
 {
-    // `emplace` keeps the first entry of a number, as `entryWithNumber` finds the first.
-    std::map<std::uint32_t, CFDictionaryRef> result;
-    forEachNumberedEntry(properties, arrayKey, key, [&](std::uint32_t number, CFDictionaryRef entry) {
-        result.emplace(number, entry);
-        return true;
-    });
-    return result;
+    const auto found =
+        std::find_if(entries.begin(), entries.end(), [wanted](const auto& entry) { return entry.first == wanted; });
+    return found != entries.end() ? found->second : nullptr;
 }
 
 CFMutableDictionaryRef snapshot(io_registry_entry_t entry)

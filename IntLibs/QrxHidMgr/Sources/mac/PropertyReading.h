@@ -4,8 +4,9 @@
 #include <IOKit/IOKitLib.h>
 
 #include <cstdint>
-#include <map>
 #include <string>
+#include <utility>
+#include <vector>
 
 /// How the backend reads properties: a null dictionary, an absent key and a value of another type all read as the
 /// default. Numbers are signed 32-bit: a wider one is cut to its low 32 bits, and so is what is stored negative.
@@ -24,9 +25,11 @@ CFArrayRef array(CFDictionaryRef properties, CFStringRef key);
 /// empty place in the array ends the search.
 CFDictionaryRef entryWithNumber(CFDictionaryRef properties, CFStringRef arrayKey, CFStringRef key,
                                 std::uint32_t wanted);
-/// The same for every number at once.
-std::map<std::uint32_t, CFDictionaryRef> entriesByNumber(CFDictionaryRef properties, CFStringRef arrayKey,
-                                                         CFStringRef key);
+/// The dictionaries of the array that have a number under `key`, each with its number, up to an empty place.
+using NumberedEntries = std::vector<std::pair<std::uint32_t, CFDictionaryRef>>;
+NumberedEntries numberedEntries(CFDictionaryRef properties, CFStringRef arrayKey, CFStringRef key);
+/// The first of the entries that has this number, or null.
+CFDictionaryRef entryWithNumber(const NumberedEntries& entries, std::uint32_t wanted);
 
 /// All properties of the entry as they are now, owned by the caller; null when the platform could not give them.
 CFMutableDictionaryRef snapshot(io_registry_entry_t entry);

@@ -13,7 +13,7 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <map>
+#include <iterator>
 #include <utility>
 
 using namespace qrx;
@@ -304,17 +304,18 @@ bool _QrxHIDDeviceImpl::_findReportsInOneWalk()
     }
     // The descriptions of an interface's reports are read once, when the first of them is made: looking each one up
     // would read the whole array again for every report.
-    std::map<int, std::map<std::uint32_t, CFDictionaryRef>> describedReports;
+    std::vector<std::pair<int, properties::NumberedEntries>> describedReports;
     for (const ReportIndex::Report& report : index.takeReports()) {
-        const auto [described, isNew] = describedReports.try_emplace(report.interfaceNumber);
-        const mis::swizzler<_QrxHIDInterfaceMac> interface =
-            isNew ? _getInterface(report.interfaceNumber) : mis::swizzler<_QrxHIDInterfaceMac>();
-        if (interface) {
-            described->second = interface->_reportProperties();
+        auto described = std::find_if(describedReports.begin(), describedReports.end(),
+                                      [&report](const auto& known) { return known.first == report.interfaceNumber; });
+        if (described == describedReports.end()) {
+            const mis::swizzler<_QrxHIDInterfaceMac> interface = _getInterface(report.interfaceNumber);
+            describedReports.emplace_back(report.interfaceNumber,
+                                          interface ? interface->_reportProperties() : properties::NumberedEntries());
+            described = std::prev(describedReports.end());
         }
-        const auto properties = described->second.find(report.reportID);
         _makeReport(report.interfaceNumber, report.reportID,
-                    properties != described->second.end() ? properties->second : nullptr, report.capabilities);
+                    properties::entryWithNumber(described->second, report.reportID), report.capabilities);
     }
     return true;
 }

@@ -199,9 +199,9 @@ const __CFDictionary* _QrxHIDInterfaceMac::_findReportProperties(unsigned int re
     return _connection ? _connection->_findReportProperties(reportID) : nullptr;
 }
 
-std::map<std::uint32_t, CFDictionaryRef> _QrxHIDInterfaceMac::_reportProperties() const
+properties::NumberedEntries _QrxHIDInterfaceMac::_reportProperties() const
 {
-    return properties::entriesByNumber(_connection ? _connection->_borrowedProperties() : nullptr,
+    return properties::numberedEntries(_connection ? _connection->_borrowedProperties() : nullptr,
                                        CFSTR("InputReportElements"), CFSTR("ReportID"));
 }
 

@@ -10,7 +10,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <utility>
 #include <valarray>
@@ -75,7 +74,7 @@ public:
     virtual void setReport(unsigned int type, unsigned int reportID, std::valarray<unsigned char> bytes);
 
     /// The input report elements of all report IDs, borrowed: what _findReportProperties gives for each.
-    std::map<std::uint32_t, CFDictionaryRef> _reportProperties() const;
+    std::vector<std::pair<std::uint32_t, CFDictionaryRef>> _reportProperties() const;
 
     /// The parent, borrowed, or null: as _getParent, without a handle.
     QrxDeviceTreeNode* _borrowedParent() const { return _parent; }
