@@ -12,6 +12,9 @@
 
 namespace qrx {
 
+/// What the reports of a descriptor mean, to be shared.
+std::shared_ptr<const hid::ReportLayout> layoutOf(const hid::Descriptor& descriptor);
+
 /// What the additions make of the report descriptor of an interface. The interface keeps it, so it is made once; used
 /// on the device's thread.
 class InterfaceLayout {

@@ -48,7 +48,7 @@ double powerOfTen(std::int32_t exponent)
 std::shared_ptr<const hid::ReportLayout> emptyLayout()
 {
     // One object serves all empty layouts, so that making one allocates nothing.
-    static const auto sm_Empty = std::make_shared<const hid::ReportLayout>();
+    static const auto sm_Empty = layoutOf({});
     return sm_Empty;
 }
 
@@ -293,7 +293,7 @@ QrxReportField QrxReportValues::getField(size_t index) const
 QrxReportLayout::QrxReportLayout() : _layout(emptyLayout()) {}
 
 QrxReportLayout::QrxReportLayout(const uint8_t* descriptor, size_t size)
-    : _layout(std::make_shared<const hid::ReportLayout>(hid::parseReportDescriptor({descriptor, size})))
+    : _layout(layoutOf(hid::parseReportDescriptor({descriptor, size})))
 {
 }
 
@@ -397,10 +397,9 @@ std::error_code QrxReportLayout::encode(QrxReportType type, uint32_t reportID, c
         return QrxError::noSuchReport;
     }
     // Copied member by member: the public type may get members that the inner one has not.
-    std::vector<hid::UsageValue> wanted;
-    wanted.reserve(count);
+    std::vector<hid::UsageValue> wanted(count);
     for (size_t i = 0; i < count; ++i) {
-        wanted.push_back({values[i].usage, values[i].value, values[i].index});
+        wanted[i] = {values[i].usage, values[i].value, values[i].index};
     }
     return errorOf(_layout->encode(*known, reportID, wanted, {bytes, size}, failed));
 }

@@ -36,16 +36,21 @@ std::string nameOf(const QrxHIDDevice& device, int interfaceNumber)
     std::snprintf(ids.data(), ids.size(), "%04x:%04x", static_cast<unsigned>(device.getVendorID() & 0xFFFF),
                   static_cast<unsigned>(device.getProductID() & 0xFFFF));
     const QrxDeviceIdentity identity(device);
-    const std::string place = identity.getPortChain().empty() ? "" : " at " + identity.getPortChain();
-    const std::string& node = identity.getNodePath(interfaceNumber);
-    return ids.data() + place + ", interface " + std::to_string(interfaceNumber) +
-           (node.empty() ? "" : " (" + node + ")");
+    std::string name = ids.data();
+    if (!identity.getPortChain().empty()) {
+        name.append(" at ").append(identity.getPortChain());
+    }
+    name.append(", interface ").append(std::to_string(interfaceNumber));
+    if (const std::string& node = identity.getNodePath(interfaceNumber); !node.empty()) {
+        name.append(" (").append(node).append(")");
+    }
+    return name;
 }
 
 /// How opening and closing fail.
 QrxOutcome failure(std::error_code error, const QrxHIDDevice& device, int interfaceNumber, const char* what)
 {
-    return {error, nameOf(device, interfaceNumber) + " was not " + what};
+    return {error, nameOf(device, interfaceNumber).append(" was not ").append(what)};
 }
 
 /// One request for one report: what its checks and its messages need.
@@ -62,11 +67,12 @@ struct Request {
         }
         static constexpr std::array<const char*, 3> kTypes{"input", "output", "feature"};
         const auto index = static_cast<std::size_t>(type);
-        std::string report = std::string(index < kTypes.size() ? kTypes[index] : "unknown") + " report";
+        std::string subject = nameOf(device, interfaceNumber);
+        subject.append(": ").append(index < kTypes.size() ? kTypes[index] : "unknown").append(" report");
         if (reportID != 0) {
-            report += " " + std::to_string(reportID);
+            subject.append(" ").append(std::to_string(reportID));
         }
-        return {error, nameOf(device, interfaceNumber) + ": " + report + " was not " + what};
+        return {error, subject.append(" was not ").append(what)};
     }
 
     /// The report's size as the descriptor has it; 0 if there is no such report, no value if the descriptor is not
@@ -165,17 +171,17 @@ QrxOutcome QrxOpen(QrxHIDDevice& device)
     }
     QrxOutcome first;
     // Only what this call has opened is closed again: other interfaces may be in use.
-    std::vector<Connection> opened;
-    opened.reserve(found->_getInterfaces().size());
+    std::vector<Connection> opened(found->_getInterfaces().size());
     try {
-        for (const mis::swizzler<_QrxHIDInterfaceMac>& interface : found->_getInterfaces()) {
+        for (std::size_t index = 0; index < opened.size(); ++index) {
+            const mis::swizzler<_QrxHIDInterfaceMac>& interface = found->_getInterfaces()[index];
             const Connection connection = interface->_borrowedConnection();
             if (!connection) {
                 continue;
             }
             // Remembered before it is opened: an exception may leave it half open, and closing that is harmless.
             if (!connection->_isOpen()) {
-                opened.push_back(connection);
+                opened[index] = connection;
             }
             // One interface that fails does not keep the others closed: a keyboard that the system reserves is common
             // beside a vendor interface that may be opened. The first error is reported.
@@ -186,7 +192,9 @@ QrxOutcome QrxOpen(QrxHIDDevice& device)
         }
     } catch (...) {
         for (const Connection& connection : opened) {
-            connection->close();
+            if (connection) {
+                connection->close();
+            }
         }
         throw;
     }

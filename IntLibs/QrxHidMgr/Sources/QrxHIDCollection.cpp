@@ -79,11 +79,9 @@ std::vector<unsigned int> QrxHIDCollection::_findReportIDs()
 {
     std::vector<unsigned int> reportIDs;
     for (const QrxHIDElementPtr& element : _elements) {
-        appendReportIDs(element, reportIDs);
+        // Every level keeps its list in order: a caller may ask any collection, and each is promised an ascending list.
+        insertReportIDs(element, reportIDs);
     }
-    // Every level sorts the result of its own walk: a caller may ask any collection, and each is promised an ascending
-    // list.
-    std::sort(reportIDs.begin(), reportIDs.end());
     return reportIDs;
 }
 

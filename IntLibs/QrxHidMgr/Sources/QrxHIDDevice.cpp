@@ -8,7 +8,6 @@
 #include "ReportDiscovery.h"
 #include "SelfReference.h"
 
-#include <algorithm>
 #include <iostream>
 #include <map>
 #include <utility>
@@ -93,10 +92,9 @@ std::vector<unsigned int> QrxHIDDevice::__findReportIDs() const
 {
     std::vector<unsigned int> reportIDs;
     for (unsigned int index = 0; index < getElementCount(); ++index) {
-        appendReportIDs(getElementAtIndex(index), reportIDs);
+        // Reports are listed in ascending order of their IDs, whatever the order of the fields in the descriptor.
+        insertReportIDs(getElementAtIndex(index), reportIDs);
     }
-    // Reports are listed in ascending order of their IDs, whatever the order of the fields in the descriptor.
-    std::sort(reportIDs.begin(), reportIDs.end());
     return reportIDs;
 }
 

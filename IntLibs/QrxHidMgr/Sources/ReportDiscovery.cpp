@@ -7,27 +7,27 @@
 
 namespace {
 
-void appendOnce(unsigned int reportID, std::vector<unsigned int>& reportIDs)
+void insertOnce(unsigned int reportID, std::vector<unsigned int>& reportIDs)
 {
-    // A linear search: HID has at most 255 report IDs, and devices use a handful.
-    if (std::find(reportIDs.begin(), reportIDs.end(), reportID) == reportIDs.end()) {
-        reportIDs.push_back(reportID);
+    const auto place = std::lower_bound(reportIDs.begin(), reportIDs.end(), reportID);
+    if (place == reportIDs.end() || *place != reportID) {
+        reportIDs.insert(place, reportID);
     }
 }
 
 } // namespace
 
-void appendReportIDs(const QrxHIDElementPtr& element, std::vector<unsigned int>& reportIDs)
+void insertReportIDs(const QrxHIDElementPtr& element, std::vector<unsigned int>& reportIDs)
 {
     if (element->isCollection()) {
         if (auto* const collection = dynamic_cast<QrxHIDCollection*>(element.get())) {
             for (const unsigned int reportID : collection->_findReportIDs()) {
-                appendOnce(reportID, reportIDs);
+                insertOnce(reportID, reportIDs);
             }
         }
     }
     if (element->isCapability()) {
-        appendOnce(element->getReportID(), reportIDs);
+        insertOnce(element->getReportID(), reportIDs);
     }
 }
 

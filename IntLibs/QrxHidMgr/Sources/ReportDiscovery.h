@@ -11,8 +11,8 @@
 
 #include <vector>
 
-/// Appends the report IDs of `element` and below that `reportIDs` does not have yet.
-void appendReportIDs(const QrxHIDElementPtr& element, std::vector<unsigned int>& reportIDs);
+/// Inserts the report IDs of `element` and below that `reportIDs` does not have yet, and keeps the list ascending.
+void insertReportIDs(const QrxHIDElementPtr& element, std::vector<unsigned int>& reportIDs);
 
 /// Appends the capabilities of report `reportID` among `element` and below. An element that claims to be a capability
 /// and is none appends an empty handle.

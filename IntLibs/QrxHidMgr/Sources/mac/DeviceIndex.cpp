@@ -23,9 +23,9 @@ bool DeviceIndex::follow(const std::vector<mis::swizzler<QrxHIDDevice>>& devices
             _entries.clear();
             return false;
         }
-        _entries.push_back(own->_getEntry());
+        // Newer devices mostly have higher handles, so most entries are added at the end.
+        add(own->_getEntry());
     }
-    std::sort(_entries.begin(), _entries.end());
     return true;
 }
 
