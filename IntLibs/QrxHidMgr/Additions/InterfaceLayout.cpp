@@ -125,7 +125,7 @@ InterfaceLayout::InterfaceLayout(std::span<const std::uint8_t> reportDescriptor,
     hid::Descriptor descriptor = hid::parseReportDescriptor(reportDescriptor);
     _reports = layoutOf(descriptor);
     const std::span<const hid::LayoutField> fields = _reports->fields();
-    _elements.resize(fields.size());
+    _elements = std::vector<FieldElements>(fields.size());
 
     const hid::ElementTree tree = hid::buildElementTree(descriptor);
     ElementMatch match(tree);

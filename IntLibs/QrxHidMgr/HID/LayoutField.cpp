@@ -1,59 +1,6 @@
 #include "LayoutField.h"
 
-#include "FieldRules.h"
-
 namespace qrx::hid {
-
-namespace {
-
-/// How many values of a variable item have a name. The last usage repeats for the values that are left over, but bits
-/// and the end of a range do not repeat: then the rest is padding.
-std::uint32_t namedValues(const Field& field)
-{
-    const std::uint64_t usages = usageCount(field);
-    const bool repeatsLast = !isButton(field) && field.usages.back().count() == 1;
-    return repeatsLast ? field.count : static_cast<std::uint32_t>(std::min<std::uint64_t>(field.count, usages));
-}
-
-void setUsages(LayoutField& field, const std::vector<UsageRange>& usages)
-{
-    field.usages = usages;
-    field.firstPositions.reserve(usages.size());
-    for (const UsageRange& range : usages) {
-        // The running sum makes the usage of a position a binary search, even where a range declares a whole page.
-        field.firstPositions.push_back(field.usageCount);
-        field.usageCount += range.count();
-    }
-}
-
-} // namespace
-
-void setLayoutField(LayoutField& field, const Field& item)
-{
-    field.type = item.type;
-    field.reportID = item.reportID;
-    field.bitOffset = item.bitOffset + (item.reportID != 0 ? kReportIDBits : 0);
-    field.sizeBits = item.sizeBits;
-    field.isArray = !item.isVariable();
-    field.count = field.isArray ? item.count : namedValues(item);
-    field.flags = item.flags;
-    // A single bit is on or off, whatever is declared.
-    const bool isBit = item.isVariable() && isButton(item);
-    const ValueRange logical = isBit ? ValueRange{0, 1} : logicalRange(item);
-    const ValueRange physical = isBit || field.isArray ? logical : physicalRange(item, logical);
-    field.isSigned = logical.minimum < 0;
-    field.logicalMinimum = logical.minimum;
-    field.logicalMaximum = logical.maximum;
-    field.physicalMinimum = physical.minimum;
-    field.physicalMaximum = physical.maximum;
-    if (!field.isArray) {
-        field.unit = item.unit;
-        field.unitExponent = item.unitExponent;
-    }
-    setUsages(field, item.usages);
-    field.collection = item.collection;
-    field.itemOffset = item.offset;
-}
 
 bool LayoutField::fitsWidth(std::int64_t value) const
 {

@@ -85,7 +85,4 @@ struct LayoutField {
     std::optional<std::uint64_t> positionOf(std::uint32_t usage) const;
 };
 
-/// Makes a new `field` that of an item, which is no padding.
-void setLayoutField(LayoutField& field, const Field& item);
-
 } // namespace qrx::hid

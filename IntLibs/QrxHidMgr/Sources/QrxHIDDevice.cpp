@@ -8,8 +8,9 @@
 #include "ReportDiscovery.h"
 #include "SelfReference.h"
 
+#include <algorithm>
 #include <iostream>
-#include <map>
+#include <limits>
 #include <utility>
 
 QrxHIDDevice::QrxHIDDevice() : _delegate(nullptr), _eventListener(nullptr) {}
@@ -76,14 +77,21 @@ void QrxHIDDevice::_findReports()
 {
     for (const unsigned int reportID : __findReportIDs()) {
         // Each USB interface has a report descriptor and report IDs of its own, so two interfaces that use the same
-        // number have a report each. The map orders them by interface number; within one the order of the tree is kept.
-        std::map<int, std::vector<QrxHIDCapabilityPtr>> capabilitiesByInterface;
-        for (QrxHIDCapabilityPtr& capability : _findCapabilitiesByReportID(reportID)) {
-            const int interfaceNumber = capability->getInterfaceNumber();
-            capabilitiesByInterface[interfaceNumber].push_back(std::move(capability));
-        }
-        for (auto& [interfaceNumber, capabilities] : capabilitiesByInterface) {
-            _addReport(interfaceNumber, reportID, std::move(capabilities));
+        // number have a report each: the lowest interface number first, and within one the order of the tree.
+        std::vector<QrxHIDCapabilityPtr> left = _findCapabilitiesByReportID(reportID);
+        while (!left.empty()) {
+            int lowest = std::numeric_limits<int>::max();
+            for (const QrxHIDCapabilityPtr& capability : left) {
+                lowest = std::min(lowest, capability->getInterfaceNumber());
+            }
+            std::vector<QrxHIDCapabilityPtr> ofLowest;
+            std::vector<QrxHIDCapabilityPtr> others;
+            for (QrxHIDCapabilityPtr& capability : left) {
+                auto& list = capability->getInterfaceNumber() == lowest ? ofLowest : others;
+                list.push_back(std::move(capability));
+            }
+            _addReport(lowest, reportID, std::move(ofLowest));
+            left = std::move(others);
         }
     }
 }

@@ -5,7 +5,6 @@
 #include "QrxHIDCollectionImpl.h"
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 namespace qrx {
@@ -51,16 +50,15 @@ std::vector<ReportIndex::Report> ReportIndex::takeReports()
     }
     std::sort(order.begin(), order.end());
     std::vector<Report> reports;
-    reports.reserve(_runs.size());
     for (const auto& [key, place] : order) {
         Report& run = _runs[place];
         if (reports.empty() || keyOf(reports.back()) != key) {
             reports.push_back(std::move(run));
             continue;
         }
-        auto& known = reports.back().capabilities;
-        known.insert(known.end(), std::make_move_iterator(run.capabilities.begin()),
-                     std::make_move_iterator(run.capabilities.end()));
+        for (QrxHIDCapabilityPtr& capability : run.capabilities) {
+            reports.back().capabilities.push_back(std::move(capability));
+        }
     }
     _runs.clear();
     return reports;
