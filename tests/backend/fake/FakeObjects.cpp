@@ -275,9 +275,9 @@ CFStringRef __CFStringMakeConstantString(const char* text)
     return reinterpret_cast<CFStringRef>(constant.get());
 }
 
-CFStringRef __CFStringUseLiteral(const void*, const char* text, std::uint32_t)
+CFStringRef __CFStringUseLiteral(__CFLiteral* literal)
 {
-    return __CFStringMakeConstantString(text);
+    return __CFStringMakeConstantString(literal->text());
 }
 
 CFIndex CFStringGetLength(CFStringRef string)

@@ -25,75 +25,13 @@ using namespace qrx::cf;
 
 namespace {
 
-/// The constants of the process, by their UTF-8 text: an open hash table that stays at most half full. Never destroyed,
-/// as constants outlive every static object.
-class Constants {
-public:
-    constexpr Constants() = default;
-
-    /// The constant of that text. make() makes it where there is none yet.
-    template <typename Make>
-    CFStringRef find(std::string_view text, std::uint32_t hash, Make make)
-    {
-        const std::lock_guard lock(_mutex);
-        CFStringRef* slot = slotOf(text, hash);
-        if (*slot != nullptr) {
-            return *slot;
-        }
-        if (2 * (_count + 1) > _slots.size()) {
-            grow();
-            slot = slotOf(text, hash);
-        }
-        *slot = make();
-        ++_count;
-        return *slot;
-    }
-
-private:
-    /// Room for more constants than the library has of its own.
-    static constexpr std::size_t kUsualSlots = 512;
-
-    static std::string_view textOf(CFStringRef constant)
-    {
-        return constant->wide() ? constant->wideTextAsUtf8() : constant->narrowText();
-    }
-    CFStringRef* slotOf(std::string_view text, std::uint32_t hash)
-    {
-        std::size_t at = hash & (_slots.size() - 1);
-        while (_slots[at] != nullptr && textOf(_slots[at]) != text) {
-            at = (at + 1) & (_slots.size() - 1);
-        }
-        return &_slots[at];
-    }
-    void grow()
-    {
-        const std::span before = _slots;
-        _slots = {new CFStringRef[2 * before.size()](), 2 * before.size()};
-        for (CFStringRef constant : before) {
-            if (constant != nullptr) {
-                const std::string_view text = textOf(constant);
-                *slotOf(text, __CFStringHashConstant(text.data(), text.size())) = constant;
-            }
-        }
-        if (before.data() != _usual.data()) {
-            delete[] before.data();
-        }
-    }
-
-    qrx::platform::ShortMutex _mutex;
-    std::array<CFStringRef, kUsualSlots> _usual{};
-    std::span<CFStringRef> _slots = _usual;
-    std::size_t _count = 0;
-};
-
-constinit Constants sm_Constants;
-
 // A literal that is ASCII is laid out by the compiler and used as the object itself, so its members must lie where
 // those of a narrow string do.
-using AnyLiteral = __CFLiteral<1>;
-static_assert(offsetof(AnyLiteral, length) == sizeof(Object) && offsetof(AnyLiteral, text) == sizeof(__CFString));
-static_assert(AnyLiteral("").mark == Object::kMark && AnyLiteral("").type == std::uint8_t(Type::string) &&
-              AnyLiteral("").flags == kImmortal);
+constexpr __CFLiteral kAnyLiteral;
+static_assert(sizeof(__CFLiteral) - offsetof(__CFLiteral, mark) == sizeof(__CFString) &&
+              offsetof(__CFLiteral, length) - offsetof(__CFLiteral, mark) == sizeof(Object));
+static_assert(kAnyLiteral.mark == Object::kMark && kAnyLiteral.type == std::uint8_t(Type::string) &&
+              kAnyLiteral.flags == kImmortal);
 
 CFStringRef makeNarrow(std::string_view text, std::uint8_t flags)
 {
@@ -176,6 +114,73 @@ Boolean copyWide(std::u16string_view text, char* buffer, std::size_t bufferSize,
     return copyNarrow(*bytes, buffer, bufferSize, encoding);
 }
 
+/// The constants of the process, by their UTF-8 text: an open hash table that stays at most half full. Never destroyed,
+/// as constants outlive every static object.
+class Constants {
+public:
+    constexpr Constants() = default;
+
+    /// The constant of that text. Where there is none yet, `object` becomes it, or if that is null, one that is made.
+    CFStringRef find(const char* text, CFStringRef object)
+    {
+        // Searched without the byte order mark, because a string is made without it: both spellings are one constant.
+        const std::string_view key = withoutByteOrderMark(text);
+        const std::lock_guard lock(_mutex);
+        CFStringRef* slot = slotOf(key);
+        if (*slot != nullptr) {
+            return *slot;
+        }
+        if (2 * (_count + 1) > _slots.size()) {
+            grow();
+            slot = slotOf(key);
+        }
+        *slot = object != nullptr ? object : makeString(text, kCFStringEncodingUTF8, kImmortal);
+        if (*slot == nullptr) {
+            fail("CFSTR", "the text of a constant is not valid UTF-8");
+        }
+        ++_count;
+        return *slot;
+    }
+
+private:
+    /// Room for more constants than the library has of its own.
+    static constexpr std::size_t kUsualSlots = 512;
+    /// Not a member, as the object is not all zeros and would bring these into the library's file.
+    static constinit inline std::array<CFStringRef, kUsualSlots> sm_UsualSlots{};
+
+    static std::string_view textOf(CFStringRef constant)
+    {
+        return constant->wide() ? constant->wideTextAsUtf8() : constant->narrowText();
+    }
+    CFStringRef* slotOf(std::string_view text)
+    {
+        std::size_t at = std::hash<std::string_view>{}(text) & (_slots.size() - 1);
+        while (_slots[at] != nullptr && textOf(_slots[at]) != text) {
+            at = (at + 1) & (_slots.size() - 1);
+        }
+        return &_slots[at];
+    }
+    void grow()
+    {
+        const std::span before = _slots;
+        _slots = {new CFStringRef[2 * before.size()](), 2 * before.size()};
+        for (CFStringRef constant : before) {
+            if (constant != nullptr) {
+                *slotOf(textOf(constant)) = constant;
+            }
+        }
+        if (before.data() != sm_UsualSlots.data()) {
+            delete[] before.data();
+        }
+    }
+
+    qrx::platform::ShortMutex _mutex;
+    std::span<CFStringRef> _slots = sm_UsualSlots;
+    std::size_t _count = 0;
+};
+
+constinit Constants sm_Constants;
+
 } // namespace
 
 const TypeOperations qrx::cf::kStringOperations{"a string", dispose<__CFString>, equalStrings, hashString};
@@ -249,19 +254,13 @@ CFStringRef __CFStringMakeConstantString(const char* text)
     if (text == nullptr) {
         fail("CFSTR", "null instead of text");
     }
-    // Searched without the byte order mark, because the string is made without it: both spellings are one constant.
-    const std::string_view key = withoutByteOrderMark(text);
-    return sm_Constants.find(key, __CFStringHashConstant(key.data(), key.size()), [text] {
-        const CFStringRef made = makeString(text, kCFStringEncodingUTF8, kImmortal);
-        if (made == nullptr) {
-            fail("CFSTR", "the text of a constant is not valid UTF-8");
-        }
-        return made;
-    });
+    return sm_Constants.find(text, nullptr);
 }
 
-CFStringRef __CFStringUseLiteral(const void* literal, const char*, std::uint32_t hash)
+CFStringRef __CFStringUseLiteral(__CFLiteral* literal)
 {
-    const auto constant = static_cast<CFStringRef>(literal);
-    return sm_Constants.find(constant->narrowText(), hash, [constant] { return constant; });
+    const CFStringRef object = isAscii(literal->text()) ? reinterpret_cast<CFStringRef>(&literal->mark) : nullptr;
+    const CFStringRef constant = sm_Constants.find(literal->text(), object);
+    literal->known.store(constant, std::memory_order_release);
+    return constant;
 }

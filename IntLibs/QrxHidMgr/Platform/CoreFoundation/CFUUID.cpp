@@ -1,9 +1,7 @@
+#include "Base/ShortMutex.h"
 #include "Object.h"
 
-#include <algorithm>
-#include <array>
 #include <cstring>
-#include <map>
 #include <mutex>
 
 using namespace qrx::cf;
@@ -11,28 +9,19 @@ using namespace qrx::cf;
 struct __CFUUID : Object {
     static constexpr Type kType = Type::uuid;
 
-    explicit __CFUUID(const CFUUIDBytes& bytes) : Object(kType, kImmortal), _bytes(bytes) {}
+    __CFUUID(const CFUUIDBytes& bytes, CFUUIDRef next) : Object(kType, kImmortal), _bytes(bytes), _next(next) {}
 
     const CFUUIDBytes _bytes;
+    const CFUUIDRef _next; ///< of all that were made
 };
 
 namespace {
 
-using Key = std::array<UInt8, sizeof(CFUUIDBytes)>;
-
-/// Never destroyed: constants outlive every static object.
-struct Constants {
-    std::mutex mutex;
-    // One object for each value, so that comparing UUIDs is comparing addresses. There are as many as the program's
-    // headers name.
-    std::map<Key, CFUUIDRef> byBytes;
-};
-
-Constants& constants()
-{
-    static auto& sm_Constants = *new Constants;
-    return sm_Constants;
-}
+/// Guards sm_Last.
+constinit qrx::platform::ShortMutex sm_Mutex;
+/// One object for each value, so that comparing UUIDs is comparing addresses. There are as many as the program's
+/// headers name, so they are looked for one by one. Never destroyed: constants outlive every static object.
+constinit CFUUIDRef sm_Last = nullptr;
 
 } // namespace
 
@@ -49,17 +38,16 @@ CFUUIDRef CFUUIDGetConstantUUIDWithBytes(CFAllocatorRef, UInt8 byte0, UInt8 byte
                                          UInt8 byte10, UInt8 byte11, UInt8 byte12, UInt8 byte13, UInt8 byte14,
                                          UInt8 byte15)
 {
-    const Key key{byte0, byte1, byte2,  byte3,  byte4,  byte5,  byte6,  byte7,
-                  byte8, byte9, byte10, byte11, byte12, byte13, byte14, byte15};
-    auto& all = constants();
-    const std::lock_guard lock(all.mutex);
-    CFUUIDRef& constant = all.byBytes[key];
-    if (constant == nullptr) {
-        CFUUIDBytes bytes;
-        std::memcpy(&bytes, key.data(), sizeof bytes);
-        constant = create<__CFUUID>(0, bytes);
+    const CFUUIDBytes bytes{byte0, byte1, byte2,  byte3,  byte4,  byte5,  byte6,  byte7,
+                            byte8, byte9, byte10, byte11, byte12, byte13, byte14, byte15};
+    const std::lock_guard lock(sm_Mutex);
+    for (CFUUIDRef known = sm_Last; known != nullptr; known = known->_next) {
+        if (std::memcmp(&known->_bytes, &bytes, sizeof bytes) == 0) {
+            return known;
+        }
     }
-    return constant;
+    sm_Last = create<__CFUUID>(0, bytes, sm_Last);
+    return sm_Last;
 }
 
 CFUUIDBytes CFUUIDGetUUIDBytes(CFUUIDRef uuid)

@@ -140,57 +140,62 @@ CFStringRef __CFStringMakeConstantString(const char* text);
 
 } // extern "C"
 
-/// FNV-1a, by which constants are looked up.
-constexpr std::uint32_t __CFStringHashConstant(const char* text, std::size_t length)
-{
-    std::uint32_t hash = 2166136261;
-    for (std::size_t at = 0; at < length; ++at) {
-        hash = (hash ^ static_cast<unsigned char>(text[at])) * 16777619;
-    }
-    return hash;
-}
-
-/// A literal as the compiler lays it out: the string object itself where the text is ASCII (__CFString).
+/// A text as an argument of a template.
 template <std::size_t size>
-struct __CFLiteral {
-    consteval explicit __CFLiteral(const char (&literal)[size])
+struct __CFText {
+    consteval __CFText(const char (&literal)[size])
     {
-        while (literal[length] != '\0') {
-            text[length] = literal[length];
-            isASCII = isASCII && static_cast<unsigned char>(literal[length]) < 0x80;
-            ++length;
+        for (std::size_t at = 0; at < size; ++at) {
+            text[at] = literal[at];
         }
-        hash = __CFStringHashConstant(text, length);
     }
 
+    char text[size] = {};
+};
+
+/// A literal as the compiler lays it out. From `mark` on it is the string object itself where the text is ASCII
+/// (__CFString).
+struct __CFLiteral {
+    /// The constant of the text, once somebody has asked for it.
+    std::atomic<CFStringRef> known{nullptr};
     std::uint16_t mark = 0xC0F5;
     std::uint8_t type = 7;
     std::uint8_t flags = 1;
     std::int32_t count = 1;
     std::size_t length = 0;
-    char text[size] = {};
-    std::uint32_t hash = 0;
-    bool isASCII = true;
+
+    const char* text() const { return reinterpret_cast<const char*>(this + 1); }
 };
 
+template <std::size_t size>
+struct __CFLiteralWithText : __CFLiteral {
+    consteval explicit __CFLiteralWithText(const __CFText<size>& literal) : content(literal)
+    {
+        while (content.text[length] != '\0') {
+            ++length;
+        }
+    }
+
+    __CFText<size> content;
+};
+
+/// One for each text, however often it is used.
+template <__CFText text>
+constinit inline __CFLiteralWithText<sizeof text.text> __CFLiteralOf{text};
+
+/// Looks up the constant of the literal's text: its own object if the text is ASCII and was not known before.
+extern "C" CFStringRef __CFStringUseLiteral(__CFLiteral* literal);
+
+inline CFStringRef __CFStringOfLiteral(__CFLiteral& literal)
+{
+    const CFStringRef known = literal.known.load(std::memory_order_acquire);
+    return known != nullptr ? known : __CFStringUseLiteral(&literal);
+}
+
+/// A constant from a literal: looked up once, a pointer from then on.
+#define CFSTR(literal) __CFStringOfLiteral(__CFLiteralOf<__CFText("" literal "")>)
+
 extern "C" {
-
-/// The constant of a text: `literal`, the object of a __CFLiteral that is ASCII, or the one that was known before it.
-CFStringRef __CFStringUseLiteral(const void* literal, const char* text, std::uint32_t hash);
-
-/// A constant from a literal: looked up once at each place of use, a pointer from then on.
-#define CFSTR(literal)                                                                                  \
-    ([]() -> CFStringRef {                                                                              \
-        static constexpr __CFLiteral object("" literal "");                                             \
-        static constinit std::atomic<CFStringRef> constant{nullptr};                                    \
-        CFStringRef known = constant.load(std::memory_order_acquire);                                   \
-        if (known == nullptr) [[unlikely]] {                                                            \
-            known = object.isASCII ? __CFStringUseLiteral(&object, object.text, object.hash)            \
-                                   : __CFStringMakeConstantString(object.text);                         \
-            constant.store(known, std::memory_order_release);                                           \
-        }                                                                                               \
-        return known;                                                                                   \
-    }())
 
 // --- arrays, dictionaries, data --------------------------------------------------------------------------------
 
