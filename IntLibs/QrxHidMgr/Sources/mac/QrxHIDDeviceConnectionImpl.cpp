@@ -98,6 +98,19 @@ inline _QrxHIDDeviceConnectionImpl* plainConnection(void* target)
 // connection of this very class is held where the report is delivered, by the device that it belongs to if there is
 // one.
 
+/// What is no report for a connection of this very class: not inlined into the callback for reports, which would hold
+/// everything that delivers a report a second time.
+[[gnu::noinline]] void handleOtherCallback(void* target, int result, IOHIDDeviceInterface122** sender,
+                                           unsigned long bufferSize)
+{
+    const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection = anyConnection(target);
+    if (connection && result == 0) {
+        connection->_reportHandler(sender, bufferSize);
+    } else if (connection && result == kInputOverrun) {
+        connection->_tellPossibleLoss(bufferSize);
+    }
+}
+
 /// Called for every report, so everything on the usual way from here to the delegate is inlined here. That saves 20
 /// instructions a report; the library spends 413 on each of 60 waiting ones.
 ///
@@ -108,13 +121,8 @@ template <class Length>
     auto** interface = static_cast<IOHIDDeviceInterface122**>(sender);
     if (auto* plain = plainConnection(target); plain != nullptr && result == 0) {
         plain->_QrxHIDDeviceConnectionImpl::_reportHandler(interface, bufferSize);
-        return;
-    }
-    const mis::swizzler<_QrxHIDDeviceConnectionImpl> connection = anyConnection(target);
-    if (connection && result == 0) {
-        connection->_reportHandler(interface, bufferSize);
-    } else if (connection && result == kInputOverrun) {
-        connection->_tellPossibleLoss(bufferSize);
+    } else {
+        handleOtherCallback(target, result, interface, bufferSize);
     }
 }
 
