@@ -136,8 +136,7 @@ private:
         const bool fails = _watch == nullptr;
         if (fails && !_isFailureTold) {
             const std::string reason = error != 0 ? ": " + std::generic_category().message(error) : "";
-            log(LogLevel::error, "Arrivals and removals of devices cannot be watched" + reason +
-                                     ". It is tried again from time to time.");
+            log(LogLevel::error, "Arrivals and removals of devices cannot be watched" + reason + ".");
         } else if (!fails && _isFailureTold) {
             log(LogLevel::error, "Arrivals and removals of devices are watched again.");
         }
