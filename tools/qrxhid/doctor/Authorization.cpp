@@ -17,8 +17,6 @@ using qrx::platform::SystemCalls;
 using qrx::platform::UsbDescriptors;
 
 constexpr const char* kDevices = "/sys/bus/usb/devices/";
-// bInterfaceClass (USB HID 1.11, 4.1).
-constexpr std::uint8_t kHIDClass = 3;
 
 bool isKeptOut(const SysfsDirectory& directory)
 {
@@ -48,11 +46,7 @@ std::optional<UsbDescriptors> readDescriptors(const SysfsDirectory& device)
 // Every configuration counts: which one it will get is not decided while it is kept out.
 bool announcesHID(const UsbDescriptors& usb)
 {
-    return std::ranges::any_of(usb.configurations, [](const UsbDescriptors::Configuration& configuration) {
-        return std::ranges::any_of(configuration.interfaces, [](const UsbDescriptors::Interface& interface) {
-            return interface.interfaceClass == kHIDClass;
-        });
-    });
+    return std::ranges::any_of(usb.configurations, &UsbDescriptors::Configuration::hasHID);
 }
 
 } // namespace

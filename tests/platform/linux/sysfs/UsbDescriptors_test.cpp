@@ -35,6 +35,16 @@ TEST(UsbDescriptors, ListEveryAlternateSettingButCountInterfaces)
     EXPECT_EQ(usb->configuration(2), nullptr);
 }
 
+TEST(UsbDescriptors, KnowWhetherAConfigurationHasAHIDInterface)
+{
+    test::TreeDevice device;
+    device.interfaces = {test::hidInterface(0, 0)};
+    device.interfaces[0].interfaceClass = 8;
+    EXPECT_FALSE(parseUsbDescriptors(bytesOf(test::descriptorsOf(device)))->configurations.at(0).hasHID());
+    device.interfaces.push_back(test::hidInterface(1, 0));
+    EXPECT_TRUE(parseUsbDescriptors(bytesOf(test::descriptorsOf(device)))->configurations.at(0).hasHID());
+}
+
 TEST(UsbDescriptors, FindTheHIDDescriptorBehindTheEndpoints)
 {
     std::string bytes = compositeBytes().substr(0, 18 + 9);

@@ -285,9 +285,7 @@ bool DeviceScan::isOfHID(const Reading& reading)
         return true;
     }
     const auto* configuration = reading.configuration;
-    return configuration != nullptr &&
-           std::any_of(configuration->interfaces.begin(), configuration->interfaces.end(),
-                       [](const UsbDescriptors::Interface& one) { return one.interfaceClass == kHIDClass; });
+    return configuration != nullptr && configuration->hasHID();
 }
 
 DeviceScan::Result DeviceScan::readUsbFacts(Reading& reading)

@@ -94,6 +94,12 @@ std::size_t UsbDescriptors::Configuration::interfaceCount() const
     return seen.count();
 }
 
+bool UsbDescriptors::Configuration::hasHID() const
+{
+    return std::any_of(interfaces.begin(), interfaces.end(),
+                       [](const Interface& one) { return one.interfaceClass == kHIDClass; });
+}
+
 const UsbDescriptors::Configuration* UsbDescriptors::configuration(std::uint8_t value) const
 {
     const auto found = std::find_if(configurations.begin(), configurations.end(),

@@ -33,6 +33,8 @@ struct UsbDescriptors {
 
         /// How many interfaces there are, alternate settings not counted.
         std::size_t interfaceCount() const;
+        /// Whether a setting of an interface is of the HID class.
+        bool hasHID() const;
     };
 
     std::uint16_t vendorID = 0;
