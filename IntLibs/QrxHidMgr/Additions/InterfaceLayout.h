@@ -16,12 +16,12 @@ namespace qrx {
 std::shared_ptr<const hid::ReportLayout> layoutOf(const hid::Descriptor& descriptor);
 
 /// What the additions make of the report descriptor of an interface. The interface keeps it, so it is made once; used
-/// on the device's thread.
+/// on the device's thread. `of` and `elementOf` are exported for the library of values, which is made with this one.
 class InterfaceLayout {
 public:
     /// Null for a device that the library did not find itself, without a HID interface of that number, or where the
     /// platform does not publish the descriptor.
-    static std::shared_ptr<const InterfaceLayout> of(const QrxHIDDevice& device, int interfaceNumber);
+    [[gnu::visibility("default")]] static std::shared_ptr<const InterfaceLayout> of(const QrxHIDDevice& device, int interfaceNumber);
 
     InterfaceLayout(std::span<const std::uint8_t> reportDescriptor, const QrxHIDDevice& device, int interfaceNumber);
 
@@ -30,7 +30,7 @@ public:
     /// The element of the device's tree that stands for a value: of several values of one usage the head, for a usage
     /// that an array shows the usage's own. Empty where the platform's elements are not those that we make of the
     /// descriptor.
-    QrxHIDCapabilityPtr elementOf(const hid::ReportValue& value) const;
+    [[gnu::visibility("default")]] QrxHIDCapabilityPtr elementOf(const hid::ReportValue& value) const;
 
 private:
     /// The elements of one field of the layout, by the position of their usage.
