@@ -96,11 +96,6 @@ bool namesUsage(const hid::Element& element)
 
 } // namespace
 
-std::shared_ptr<const hid::ReportLayout> layoutOf(const hid::Descriptor& descriptor)
-{
-    return std::make_shared<const hid::ReportLayout>(descriptor);
-}
-
 std::shared_ptr<const InterfaceLayout> InterfaceLayout::of(const QrxHIDDevice& device, int interfaceNumber)
 {
     const mis::swizzler<_QrxHIDInterfaceMac> interface = interfaceOf(device, interfaceNumber);
@@ -123,7 +118,7 @@ InterfaceLayout::InterfaceLayout(std::span<const std::uint8_t> reportDescriptor,
 {
     // Faults of the descriptor are not reported here: our own ground logs them when it makes the driver's entry.
     hid::Descriptor descriptor = hid::parseReportDescriptor(reportDescriptor);
-    _reports = layoutOf(descriptor);
+    _reports = hid::layoutOf(descriptor);
     const std::span<const hid::LayoutField> fields = _reports->fields();
     _elements = std::vector<FieldElements>(fields.size());
 

@@ -12,9 +12,6 @@
 
 namespace qrx {
 
-/// What the reports of a descriptor mean, to be shared.
-std::shared_ptr<const hid::ReportLayout> layoutOf(const hid::Descriptor& descriptor);
-
 /// What the additions make of the report descriptor of an interface. The interface keeps it, so it is made once; used
 /// on the device's thread. `of` and `elementOf` are exported for the library of values, which is made with this one.
 class InterfaceLayout {

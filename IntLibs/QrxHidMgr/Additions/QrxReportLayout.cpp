@@ -48,7 +48,7 @@ double powerOfTen(std::int32_t exponent)
 std::shared_ptr<const hid::ReportLayout> emptyLayout()
 {
     // One object serves all empty layouts, so that making one allocates nothing.
-    static const auto sm_Empty = layoutOf({});
+    static const auto sm_Empty = hid::layoutOf({});
     return sm_Empty;
 }
 
@@ -293,7 +293,7 @@ QrxReportField QrxReportValues::getField(size_t index) const
 QrxReportLayout::QrxReportLayout() : _layout(emptyLayout()) {}
 
 QrxReportLayout::QrxReportLayout(const uint8_t* descriptor, size_t size)
-    : _layout(layoutOf(hid::parseReportDescriptor({descriptor, size})))
+    : _layout(hid::layoutOf(hid::parseReportDescriptor({descriptor, size})))
 {
 }
 

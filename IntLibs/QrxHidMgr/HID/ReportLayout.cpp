@@ -145,4 +145,9 @@ std::size_t ReportLayout::reportBits(ReportType type, std::uint32_t reportID) co
     return report == nullptr ? 0 : report->bits;
 }
 
+std::shared_ptr<const ReportLayout> layoutOf(const Descriptor& descriptor)
+{
+    return std::make_shared<const ReportLayout>(descriptor);
+}
+
 } // namespace qrx::hid

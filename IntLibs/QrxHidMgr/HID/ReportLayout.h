@@ -22,6 +22,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <span>
 #include <utility>
@@ -145,5 +146,8 @@ private:
     std::vector<DeclaredReport> _reports;
     std::vector<Collection> _collections;
 };
+
+/// A layout to be shared.
+std::shared_ptr<const ReportLayout> layoutOf(const Descriptor& descriptor);
 
 } // namespace qrx::hid
