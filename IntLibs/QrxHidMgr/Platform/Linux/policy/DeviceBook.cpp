@@ -1,8 +1,6 @@
 #include "DeviceBook.h"
 
 #include <algorithm>
-#include <set>
-#include <string_view>
 #include <utility>
 
 namespace qrx::platform {
@@ -44,13 +42,18 @@ void DeviceBook::rescan(RegistrySink& sink)
 
 void DeviceBook::leaveUnlisted(const std::vector<ListedDevice>& devices, RegistrySink& sink)
 {
-    std::set<std::string_view> listed;
+    for (auto& [name, entry] : _entries) {
+        entry.isListed = false;
+    }
     for (const ListedDevice& device : devices) {
-        listed.insert(device.name);
+        const auto known = _entries.find(device.name);
+        if (known != _entries.end()) {
+            known->second.isListed = true;
+        }
     }
     std::vector<std::pair<DeviceKey, std::string>> left;
     for (auto& [name, entry] : _entries) {
-        if (!listed.contains(name)) {
+        if (!entry.isListed) {
             entry.until.reset();
             // Collected first: leaving changes the book.
             left.emplace_back(entry.published ? entry.published->key : 0, name);
@@ -102,13 +105,13 @@ void DeviceBook::consider(const ListedDevice& device, RegistrySink& sink, Look k
     ScannedDevice scanned;
     switch (_scan.read(device, scanned)) {
     case DeviceScan::Result::complete:
-        publish(device.name, std::move(scanned), sink);
+        publish(device.name, scanned, sink);
         break;
     case DeviceScan::Result::incomplete:
         if (kind == Look::timeOver) {
-            publish(device.name, std::move(scanned), sink);
+            publish(device.name, scanned, sink);
         } else {
-            considerIncomplete(device.name, std::move(scanned), sink, isChange);
+            considerIncomplete(device.name, scanned, sink, isChange);
         }
         break;
     case DeviceScan::Result::scarce:
@@ -120,7 +123,7 @@ void DeviceBook::consider(const ListedDevice& device, RegistrySink& sink, Look k
             retry(device.name, kind);
         } else if (scanned.access != nullptr) {
             // No retry is left: publish what was read.
-            publish(device.name, std::move(scanned), sink);
+            publish(device.name, scanned, sink);
         }
         break;
     case DeviceScan::Result::notHID:
@@ -144,14 +147,14 @@ bool DeviceBook::isUnchanged(const ListedDevice& device, const Published& known,
 }
 
 /// `isChange`: it was published a moment ago and looked different then.
-void DeviceBook::considerIncomplete(const std::string& name, ScannedDevice scanned, RegistrySink& sink, bool isChange)
+void DeviceBook::considerIncomplete(const std::string& name, ScannedDevice& scanned, RegistrySink& sink, bool isChange)
 {
     if (isWaitedFor(name)) {
         return;
     }
     const std::chrono::milliseconds patience = patienceWith(name, isChange);
     if (patience <= std::chrono::milliseconds(0)) {
-        publish(name, std::move(scanned), sink);
+        publish(name, scanned, sink);
     } else if (_mayWait) {
         waitFor(name, patience);
     }
@@ -208,7 +211,7 @@ void DeviceBook::stopWaiting(const std::string& name)
     }
 }
 
-void DeviceBook::publish(const std::string& name, ScannedDevice scanned, RegistrySink& sink)
+void DeviceBook::publish(const std::string& name, ScannedDevice& scanned, RegistrySink& sink)
 {
     // The entry first: if there is no memory for it, the device must not be in the registry, where it would be
     // published again and never leave.
@@ -262,7 +265,7 @@ std::optional<DeviceBook::Time> DeviceBook::nextExpiry() const
 void DeviceBook::expire(RegistrySink& sink)
 {
     // Names and not iterators: each look may change the book.
-    std::vector<std::pair<Time, std::string>> over;
+    std::vector<std::pair<std::uint64_t, std::string>> over;
     std::optional<Time> now;
     for (const auto& [name, entry] : _entries) {
         if (!entry.until) {
@@ -270,7 +273,8 @@ void DeviceBook::expire(RegistrySink& sink)
         }
         now = now ? now : _calls.now();
         if (*entry.until <= *now) {
-            over.emplace_back(*entry.until, name);
+            // As a number: pairs of this kind are sorted elsewhere too.
+            over.emplace_back(entry.until->time_since_epoch().count(), name);
         }
     }
     std::sort(over.begin(), over.end());

@@ -92,6 +92,8 @@ private:
         std::optional<Published> published;
         /// When it is looked at again, whatever happens until then.
         std::optional<Time> until;
+        /// For leaveUnlisted.
+        bool isListed = false;
     };
     /// Whether the time of the device is over at this look.
     enum class Look { early, timeOver };
@@ -99,13 +101,14 @@ private:
     void look(const std::string& name, RegistrySink& sink, Look kind);
     void consider(const ListedDevice& device, RegistrySink& sink, Look kind);
     bool isUnchanged(const ListedDevice& device, const Published& known, Look kind);
-    void considerIncomplete(const std::string& name, ScannedDevice scanned, RegistrySink& sink, bool isChange);
+    void considerIncomplete(const std::string& name, ScannedDevice& scanned, RegistrySink& sink, bool isChange);
     std::chrono::milliseconds patienceWith(const std::string& name, bool isChange);
     void waitFor(const std::string& name, std::chrono::milliseconds duration);
     void retry(const std::string& name, Look kind);
     bool isWaitedFor(const std::string& name) const;
     void stopWaiting(const std::string& name);
-    void publish(const std::string& name, ScannedDevice scanned, RegistrySink& sink);
+    /// Leaves nothing in `scanned`.
+    void publish(const std::string& name, ScannedDevice& scanned, RegistrySink& sink);
     void leave(const std::string& name, RegistrySink& sink);
     void leaveUnlisted(const std::vector<ListedDevice>& devices, RegistrySink& sink);
 

@@ -58,12 +58,18 @@ std::span<const std::uint8_t> bytesOf(const std::string& text)
     return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
 }
 
-/// Ordered by configuration and number, so that "1-1:1.10" comes after "1-1:1.9".
+/// By configuration and number, so that "1-1:1.10" comes after "1-1:1.9".
 bool comesBefore(const std::string& left, const std::string& right)
 {
     const auto a = usbInterfaceName(left);
     const auto b = usbInterfaceName(right);
     return std::pair(a->configuration, a->number) < std::pair(b->configuration, b->number);
+}
+
+/// Keeps the names in order. A device has at most some dozens.
+void addInterface(std::vector<std::string>& names, const std::string& name)
+{
+    names.insert(std::upper_bound(names.begin(), names.end(), name, comesBefore), name);
 }
 
 } // namespace
@@ -127,12 +133,11 @@ bool DeviceScan::list(std::vector<ListedDevice>& devices)
         } else if (const auto interface = usbInterfaceName(entry.name)) {
             // The interface may be listed before its device; a device that is not listed at all leaves an entry without
             // a name.
-            byName[std::string(interface->device)].interfaces.push_back(entry.name);
+            addInterface(byName[std::string(interface->device)].interfaces, entry.name);
         }
     }
     for (auto& [name, device] : byName) {
         if (!device.name.empty()) {
-            std::sort(device.interfaces.begin(), device.interfaces.end(), comesBefore);
             device.nodes = nodes;
             devices.push_back(std::move(device));
         }
@@ -182,10 +187,9 @@ DeviceScan::Result DeviceScan::list(const std::string& name, ListedDevice& devic
     for (const auto& entry : entries) {
         const auto interface = usbInterfaceName(entry.name);
         if (interface && interface->device == name) {
-            device.interfaces.push_back(entry.name);
+            addInterface(device.interfaces, entry.name);
         }
     }
-    std::sort(device.interfaces.begin(), device.interfaces.end(), comesBefore);
     const auto nodes = std::make_shared<ReportNodes>();
     result = nodes->read(_calls, _nodesPath);
     device.nodes = nodes;

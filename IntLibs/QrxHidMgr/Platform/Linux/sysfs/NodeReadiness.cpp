@@ -1,5 +1,8 @@
 #include "NodeReadiness.h"
 
+#include <algorithm>
+#include <utility>
+
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
@@ -22,13 +25,31 @@ std::string NodeReadiness::key(std::string_view path)
     return std::string(path.substr(start < path.size() && path[start] == '/' ? start + 1 : start));
 }
 
+void NodeReadiness::tell(std::string_view path)
+{
+    std::string told = key(path);
+    if (!isTold(told)) {
+        _told.push_back(std::move(told));
+    }
+}
+
+bool NodeReadiness::isTold(const std::string& key) const
+{
+    return std::find(_told.begin(), _told.end(), key) != _told.end();
+}
+
+void NodeReadiness::forget(std::string_view path)
+{
+    std::erase(_told, key(path));
+}
+
 bool NodeReadiness::isReady(const std::string& hidDevice, const std::string& node)
 {
     struct stat facts {};
     if (_calls.status((_deviceRoot + "/" + node).c_str(), facts) != 0) {
         return false;
     }
-    if (_rules == Rules::none || _told.contains(hidDevice + "/hidraw/" + node)) {
+    if (_rules == Rules::none || isTold(hidDevice + "/hidraw/" + node)) {
         return true;
     }
     // The time of a node's last change is the time at which it was made, or at which a rule last changed its owner,

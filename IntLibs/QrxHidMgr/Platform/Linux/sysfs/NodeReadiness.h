@@ -3,9 +3,9 @@
 #include "Base/SystemCalls.h"
 
 #include <chrono>
-#include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace qrx::platform {
 
@@ -28,8 +28,8 @@ public:
     void setRules(Rules rules) { _rules = rules; }
 
     /// `path` is that of a node's event: ".../0003:046D:C52B.0001/hidraw/hidraw0".
-    void tell(std::string_view path) { _told.insert(key(path)); }
-    void forget(std::string_view path) { _told.erase(key(path)); }
+    void tell(std::string_view path);
+    void forget(std::string_view path);
     void forgetAll() { _told.clear(); }
 
     /// `hidDevice` is "0003:046D:C52B.0001", `node` "hidraw0". One system call as a rule.
@@ -37,6 +37,7 @@ public:
 
 private:
     static std::string key(std::string_view path);
+    bool isTold(const std::string& key) const;
     bool isInDatabase(unsigned majorNumber, unsigned minorNumber);
 
     SystemCalls& _calls;
@@ -45,7 +46,7 @@ private:
     const std::chrono::milliseconds _takenAge;
     Rules _rules = Rules::database;
     /// HID device and node: the running number in the device's name makes it unique for ever.
-    std::set<std::string> _told;
+    std::vector<std::string> _told;
 };
 
 } // namespace qrx::platform

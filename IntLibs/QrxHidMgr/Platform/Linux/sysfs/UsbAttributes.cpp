@@ -2,6 +2,7 @@
 
 #include "SysfsText.h"
 
+#include <initializer_list>
 #include <limits>
 
 namespace qrx::platform {
@@ -10,19 +11,30 @@ namespace {
 
 using Parse = std::optional<std::uint32_t> (*)(std::string_view, std::uint32_t);
 
+/// One file, and where its number goes. A file that is missing or cannot be parsed leaves the default; the caller
+/// decides whether the facts are of use without it.
 template <typename Number>
-bool readNumber(const SysfsDirectory& directory, const std::string& file, Parse parse, Number& value)
+struct Attribute {
+    const char* file;
+    Parse parse;
+    Number& value;
+};
+
+/// Returns how many could be read.
+template <typename Number>
+int readNumbers(const SysfsDirectory& directory, const std::string& prefix,
+                std::initializer_list<Attribute<Number>> attributes)
 {
+    int count = 0;
     std::string text;
-    if (directory.read(file, text) != SysfsDirectory::Result::done) {
-        return false;
+    for (const auto& [file, parse, value] : attributes) {
+        const bool isRead = directory.read(prefix + file, text) == SysfsDirectory::Result::done;
+        if (const auto number = isRead ? parse(text, std::numeric_limits<Number>::max()) : std::nullopt) {
+            value = static_cast<Number>(*number);
+            ++count;
+        }
     }
-    const auto number = parse(text, std::numeric_limits<Number>::max());
-    // A value that cannot be parsed leaves the default. The caller decides whether the facts are of use without it.
-    if (number) {
-        value = static_cast<Number>(*number);
-    }
-    return number.has_value();
+    return count;
 }
 
 /// The index of a string is not an attribute. Any number but 0 makes the file with the string decide.
@@ -33,17 +45,18 @@ constexpr std::uint8_t kUnknownIndex = 0xFF;
 bool readDeviceAttributes(const SysfsDirectory& device, UsbDescriptors& facts)
 {
     facts = {};
-    if (!readNumber(device, "idVendor", hexNumber, facts.vendorID) ||
-        !readNumber(device, "idProduct", hexNumber, facts.productID)) {
+    if (readNumbers<std::uint16_t>(
+            device, "", {{"idVendor", hexNumber, facts.vendorID}, {"idProduct", hexNumber, facts.productID}}) != 2) {
         return false;
     }
     // Without one of these the device can still be used.
-    readNumber(device, "bcdDevice", hexNumber, facts.releaseNumber);
-    readNumber(device, "bDeviceClass", hexNumber, facts.deviceClass);
-    readNumber(device, "bDeviceSubClass", hexNumber, facts.deviceSubclass);
-    readNumber(device, "bDeviceProtocol", hexNumber, facts.deviceProtocol);
-    readNumber(device, "bMaxPacketSize0", decimalNumber, facts.maxPacketSize0);
-    readNumber(device, "bNumConfigurations", decimalNumber, facts.configurationCount);
+    readNumbers<std::uint16_t>(device, "", {{"bcdDevice", hexNumber, facts.releaseNumber}});
+    readNumbers<std::uint8_t>(device, "",
+                              {{"bDeviceClass", hexNumber, facts.deviceClass},
+                               {"bDeviceSubClass", hexNumber, facts.deviceSubclass},
+                               {"bDeviceProtocol", hexNumber, facts.deviceProtocol},
+                               {"bMaxPacketSize0", decimalNumber, facts.maxPacketSize0},
+                               {"bNumConfigurations", decimalNumber, facts.configurationCount}});
     facts.vendorNameIndex = facts.productNameIndex = facts.serialNumberIndex = kUnknownIndex;
     return true;
 }
@@ -53,14 +66,16 @@ bool readInterfaceAttributes(const SysfsDirectory& device, const std::string& di
 {
     facts = {};
     const std::string prefix = directory + "/";
-    if (!readNumber(device, prefix + "bInterfaceNumber", hexNumber, facts.number) ||
-        !readNumber(device, prefix + "bInterfaceClass", hexNumber, facts.interfaceClass)) {
+    if (readNumbers<std::uint8_t>(device, prefix,
+                                  {{"bInterfaceNumber", hexNumber, facts.number},
+                                   {"bInterfaceClass", hexNumber, facts.interfaceClass}}) != 2) {
         return false;
     }
-    readNumber(device, prefix + "bAlternateSetting", decimalNumber, facts.alternateSetting);
-    readNumber(device, prefix + "bNumEndpoints", hexNumber, facts.endpointCount);
-    readNumber(device, prefix + "bInterfaceSubClass", hexNumber, facts.interfaceSubclass);
-    readNumber(device, prefix + "bInterfaceProtocol", hexNumber, facts.interfaceProtocol);
+    readNumbers<std::uint8_t>(device, prefix,
+                              {{"bAlternateSetting", decimalNumber, facts.alternateSetting},
+                               {"bNumEndpoints", hexNumber, facts.endpointCount},
+                               {"bInterfaceSubClass", hexNumber, facts.interfaceSubclass},
+                               {"bInterfaceProtocol", hexNumber, facts.interfaceProtocol}});
     facts.nameIndex = kUnknownIndex;
     return true;
 }
