@@ -12,7 +12,6 @@
 
 #include "FieldRules.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace qrx::hid {
@@ -33,12 +32,6 @@ std::int32_t decodedExponent(std::int32_t raw)
 {
     constexpr std::int32_t kNibbleValues = 16;
     return raw >= kNibbleValues / 2 && raw < kNibbleValues ? raw - kNibbleValues : raw;
-}
-
-template <class Value>
-bool contains(const std::vector<Value>& values, const Value& wanted)
-{
-    return std::find(values.begin(), values.end(), wanted) != values.end();
 }
 
 } // namespace
@@ -173,8 +166,9 @@ void DescriptorReader::_takeReportID(const Item& item)
     if (item.data > kLargestReportID) {
         _log.error(item, "does not fit a byte, such a report cannot travel", item.data);
     }
-    if (!contains(_descriptor.reportIDs, item.data)) {
-        _descriptor.reportIDs.push_back(item.data);
+    std::vector<std::uint32_t>& known = _descriptor.reportIDs;
+    if (_knownIDs.placeOf(item.data, known.size()) == known.size()) {
+        known.push_back(item.data);
     }
 }
 
@@ -257,16 +251,14 @@ void DescriptorReader::_closeCollection(const Item& item)
 
 std::size_t DescriptorReader::_reportIndex(ReportType type)
 {
-    // Report types have numbers of their own: input 1 and output 1 are two reports. A linear search: devices have a
-    // handful of reports, and the longest descriptor that is read has room for little more than a thousand.
-    std::vector<Report>& reports = _descriptor.reports;
-    for (std::size_t index = 0; index < reports.size(); ++index) {
-        if (reports[index].type == type && reports[index].id == _global.reportNumber()) {
-            return index;
-        }
+    // Report types have numbers of their own: input 1 and output 1 are two reports. The type needs two bits of the key.
+    const std::uint64_t key = std::uint64_t{_global.reportNumber()} << 2 | static_cast<std::uint64_t>(type);
+    const std::size_t index = _reportsByKey.placeOf(key, _descriptor.reports.size());
+    if (index == _descriptor.reports.size()) {
+        _descriptor.reports.push_back({type, _global.reportNumber(), 0});
+        _wantedBits.push_back(0);
     }
-    reports.push_back({type, _global.reportNumber(), 0});
-    return reports.size() - 1;
+    return index;
 }
 
 void DescriptorReader::_addField(const Item& item, ReportType type)
@@ -296,19 +288,19 @@ void DescriptorReader::_addField(const Item& item, ReportType type)
     field.offset = item.offset;
     _checkField(item, field);
 
-    // No overflow: the product of two 32-bit numbers and the largest report together fit 64 bits.
-    const std::uint64_t bits = report.bits + std::uint64_t{field.sizeBits} * field.count;
     // The offset of a field is the sum of the fields before it. Once one is dropped, every later one of that report
     // would be read from the wrong place, so none is kept.
-    if (contains(_closedReports, index)) {
+    std::uint64_t& wantedBits = _wantedBits[index];
+    if (wantedBits > _limits.reportBits) {
         return _log.error(item, "dropped, an earlier field of its report was dropped");
     }
-    if (bits > _limits.reportBits) {
-        _closedReports.push_back(index);
+    // No overflow: the product of two 32-bit numbers and the largest report together fit 64 bits.
+    wantedBits += std::uint64_t{field.sizeBits} * field.count;
+    if (wantedBits > _limits.reportBits) {
         return _log.error(item, "dropped, its report would be longer than the limit, bits",
                           static_cast<std::int64_t>(_limits.reportBits));
     }
-    report.bits = static_cast<std::size_t>(bits);
+    report.bits = static_cast<std::size_t>(wantedBits);
     _descriptor.fields.push_back(std::move(field));
 }
 

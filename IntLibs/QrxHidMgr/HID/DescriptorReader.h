@@ -6,6 +6,7 @@
 #include "GlobalState.h"
 #include "ItemReader.h"
 #include "LocalItems.h"
+#include "PlacesByNumber.h"
 #include "ReportDescriptor.h"
 
 #include <cstdint>
@@ -53,8 +54,12 @@ private:
     std::size_t _lostCollections = 0;
     /// Indices of the open collections, the innermost last.
     std::vector<std::size_t> _open;
-    /// Indices of the reports of which a field did not fit, so that the places of later ones would be wrong.
-    std::vector<std::size_t> _closedReports;
+    /// Indices in `_descriptor.reports`, by number and type.
+    PlacesByNumber _reportsByKey;
+    /// By report index: bits of its fields up to the first one that did not fit, which is counted and not kept.
+    std::vector<std::uint64_t> _wantedBits;
+    /// Indices in `_descriptor.reportIDs`.
+    PlacesByNumber _knownIDs;
     /// Offset of the first field before any Report ID item.
     std::optional<std::size_t> _unnumberedField;
 };

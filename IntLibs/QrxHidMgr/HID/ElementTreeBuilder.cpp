@@ -11,6 +11,7 @@
 #include "ElementTreeBuilder.h"
 
 #include "FieldRules.h"
+#include "PlacesByNumber.h"
 
 #include <algorithm>
 #include <array>
@@ -367,20 +368,20 @@ void ElementTreeBuilder::_describeDevice()
     }
     // The first collection of a descriptor has none around it.
     _tree.primaryUsage = {collections.front().usagePage, collections.front().usage};
+    PlacesByNumber known;
     for (const Collection& collection : collections) {
         // Which kinds count as usages of the device is the platform's choice, logical ones do not.
         if (collection.type != kApplicationCollection && collection.type != kPhysicalCollection) {
             continue;
         }
-        // A linear search: there are few, and the longest descriptor that is read names a thousand.
-        const UsagePair pair{collection.usagePage, collection.usage};
-        if (std::find(_tree.usagePairs.begin(), _tree.usagePairs.end(), pair) == _tree.usagePairs.end()) {
-            _tree.usagePairs.push_back(pair);
+        const std::size_t count = _tree.usagePairs.size();
+        if (known.placeOf(std::uint64_t{collection.usagePage} << 32 | collection.usage, count) == count) {
+            _tree.usagePairs.push_back({collection.usagePage, collection.usage});
         }
     }
     if (_tree.usagePairs.empty()) {
         // The list is never empty where there is a collection: matching needs one pair.
-        _tree.usagePairs.push_back(_tree.primaryUsage);
+        _tree.usagePairs.push_back(UsagePair(_tree.primaryUsage));
     }
 }
 

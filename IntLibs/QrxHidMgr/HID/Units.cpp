@@ -37,7 +37,10 @@ std::string unitText(std::uint32_t unit)
         const std::int32_t exponent = code >= kFirstNegativeCode ? code - kCodes : code;
         text += text.empty() ? "" : " ";
         text += kSystems[system - 1][quantity];
-        text += exponent == 1 ? "" : "^" + std::to_string(exponent);
+        if (exponent != 1) {
+            text += '^';
+            text += std::to_string(exponent);
+        }
     }
     return text;
 }
