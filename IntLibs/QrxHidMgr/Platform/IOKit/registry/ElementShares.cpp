@@ -19,16 +19,21 @@ hid::Descriptor ElementShares::read(const platform::DeviceFacts& device, std::si
         const std::lock_guard guard(_mutex);
         // A descriptor that was parsed because its interface shares in the limit waits here, so that it need not be
         // parsed again.
-        if (auto waiting = _waiting.extract(interfaceIndex)) {
-            return std::move(waiting.mapped());
+        if (const auto waiting = std::move(_of(device, interfaceIndex).waiting)) {
+            return std::move(*waiting);
         }
     }
     hid::Descriptor descriptor = hid::parseReportDescriptor(device.interfaces[interfaceIndex].reportDescriptor);
     const std::lock_guard guard(_mutex);
-    _wanted.insert_or_assign(interfaceIndex, hid::wantedElements(descriptor));
     // Another thread may have parsed it meanwhile.
-    _waiting.erase(interfaceIndex);
+    _of(device, interfaceIndex) = {hid::wantedElements(descriptor), nullptr};
     return descriptor;
+}
+
+ElementShares::Known& ElementShares::_of(const platform::DeviceFacts& device, std::size_t interfaceIndex)
+{
+    _known.resize(device.interfaces.size());
+    return _known[interfaceIndex];
 }
 
 hid::Limits ElementShares::limitsFor(const platform::DeviceFacts& device, const hid::Descriptor& descriptor)
@@ -57,13 +62,12 @@ std::size_t ElementShares::_largestShareOf(const platform::DeviceFacts& device, 
         if (interface.hid == nullptr) {
             continue;
         }
-        auto known = _wanted.find(index);
-        if (known == _wanted.end()) {
-            hid::Descriptor descriptor = hid::parseReportDescriptor(interface.reportDescriptor);
-            known = _wanted.emplace(index, hid::wantedElements(descriptor)).first;
-            _waiting.insert_or_assign(index, std::move(descriptor));
+        Known& known = _of(device, index);
+        if (!known.wanted) {
+            known.waiting = std::make_unique<hid::Descriptor>(hid::parseReportDescriptor(interface.reportDescriptor));
+            known.wanted = hid::wantedElements(*known.waiting);
         }
-        wanted.push_back(known->second);
+        wanted.push_back(*known.wanted);
     }
     return static_cast<std::size_t>(hid::largestShare(wanted, room));
 }

@@ -5,9 +5,10 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
+#include <vector>
 
 namespace qrx::iokit {
 
@@ -26,15 +27,22 @@ public:
     hid::Limits limitsFor(const platform::DeviceFacts& device, const hid::Descriptor& descriptor);
 
 private:
+    /// What is known of an interface.
+    struct Known {
+        /// How many elements it wants, once its descriptor was parsed.
+        std::optional<std::uint64_t> wanted;
+        /// Parsed to know the shares, and not yet asked for.
+        std::unique_ptr<hid::Descriptor> waiting;
+    };
+
+    Known& _of(const platform::DeviceFacts& device, std::size_t interfaceIndex);
     std::size_t _largestShareOf(const platform::DeviceFacts& device, std::size_t room);
 
     std::mutex _mutex;
     /// Unknown until an interface wants more than an equal share.
     std::optional<std::size_t> _largestShare;
-    /// How many elements an interface wants, by index, once its descriptor was parsed.
-    std::map<std::size_t, std::uint64_t> _wanted;
-    /// Read to know the shares, and not yet asked for.
-    std::map<std::size_t, hid::Descriptor> _waiting;
+    /// Of each interface, once a descriptor was parsed.
+    std::vector<Known> _known;
 };
 
 } // namespace qrx::iokit
