@@ -78,6 +78,15 @@ bool logs(LogLevel level)
     return level != LogLevel::off && level <= sm_Chosen;
 }
 
+std::string joined(std::initializer_list<std::string_view> parts)
+{
+    std::string text;
+    for (const std::string_view part : parts) {
+        text += part;
+    }
+    return text;
+}
+
 void log(LogLevel level, std::string_view text) noexcept
 {
     if (!logs(level)) {

@@ -5,12 +5,13 @@
 #include <array>
 #include <cstdio>
 #include <string>
+#include <string_view>
 
 namespace qrx::iokit {
 
 namespace {
 
-std::string reasonOf(IOReturn result)
+const char* reasonOf(IOReturn result)
 {
     // Reasons in the words of a person who uses the program; the numbers mean nothing to most.
     switch (static_cast<platform::Status>(result)) {
@@ -39,15 +40,15 @@ std::string reasonOf(IOReturn result)
     }
 }
 
-void tell(const platform::DeviceFacts& device, const platform::InterfaceFacts& interface, const std::string& what,
+void tell(const platform::DeviceFacts& device, const platform::InterfaceFacts& interface, std::string_view what,
           IOReturn result)
 {
     // IDs and place, no names: those are the device's own text.
     std::array<char, 16> ids{};
     std::snprintf(ids.data(), ids.size(), "%04x:%04x", device.vendorID, device.productID);
-    log(platform::LogLevel::info, "device " + std::string(ids.data()) +
-                                      (device.place.empty() ? "" : " at " + device.place) + ", interface " +
-                                      std::to_string(interface.number) + ": " + what + ": " + reasonOf(result));
+    log(platform::LogLevel::info,
+        platform::joined({"device ", ids.data(), device.place.empty() ? "" : " at ", device.place, ", interface ",
+                          std::to_string(interface.number), ": ", what, ": ", reasonOf(result)}));
 }
 
 } // namespace
@@ -65,8 +66,8 @@ void tellRefusedReport(const platform::DeviceFacts& device, const platform::Inte
 {
     if (platform::logs(platform::LogLevel::info)) {
         static constexpr std::array<const char*, 3> kTypes{"input", "output", "feature"};
-        const std::string name = type < kTypes.size() ? kTypes[type] : "unknown";
-        tell(device, interface, name + " report " + std::to_string(reportID) + " not sent", result);
+        const char* name = type < kTypes.size() ? kTypes[type] : "unknown";
+        tell(device, interface, platform::joined({name, " report ", std::to_string(reportID), " not sent"}), result);
     }
 }
 

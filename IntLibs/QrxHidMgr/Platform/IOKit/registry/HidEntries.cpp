@@ -29,8 +29,8 @@ std::string nameOf(const platform::DeviceFacts& device, const platform::Interfac
 {
     char text[64];
     std::snprintf(text, sizeof text, "device %04x:%04x", device.vendorID, device.productID);
-    return std::string(text) + (device.place.empty() ? "" : " at " + device.place) + ", interface " +
-           std::to_string(interface.number) + ": report descriptor";
+    return platform::joined({text, device.place.empty() ? "" : " at ", device.place, ", interface ",
+                             std::to_string(interface.number), ": report descriptor"});
 }
 
 void tellDiagnoses(const platform::DeviceFacts& device, const platform::InterfaceFacts& interface,
@@ -50,13 +50,14 @@ void tellDiagnoses(const platform::DeviceFacts& device, const platform::Interfac
         // Warnings are for those who look for them: nearly every device breaks some rule.
         const auto level = diagnosis.isError ? platform::LogLevel::error : platform::LogLevel::info;
         if (platform::logs(level)) {
-            platform::log(level, name + ", byte " + std::to_string(diagnosis.offset) + ", " + diagnosis.item + ": " +
-                                     diagnosis.reason);
+            platform::log(level, platform::joined({name, ", byte ", std::to_string(diagnosis.offset), ", ",
+                                                   diagnosis.item, ": ", diagnosis.reason}));
             ++told;
         }
     }
     if (untold > 0) {
-        platform::log(platform::LogLevel::error, name + ": " + std::to_string(untold) + " more faults");
+        platform::log(platform::LogLevel::error,
+                      platform::joined({name, ": ", std::to_string(untold), " more faults"}));
     }
 }
 

@@ -21,19 +21,17 @@ std::string hexWord(std::uint16_t value)
 
 std::string describe(const DeviceFacts& facts)
 {
-    std::string text = hexWord(facts.vendorID) + ":" + hexWord(facts.productID);
-    if (facts.productName) {
-        text += " \"" + *facts.productName + "\"";
-    }
-    return text + " at " + facts.place;
+    const std::string_view quote = facts.productName ? "\"" : "";
+    return joined({hexWord(facts.vendorID), ":", hexWord(facts.productID), facts.productName ? " " : "", quote,
+                   facts.productName ? *facts.productName : std::string_view(), quote, " at ", facts.place});
 }
 
 /// With lower-case digits, because udev compares with the text of the attribute. Only the IDs are part of the rule: a
 /// device's names must not be able to write one.
 std::string uaccessRule(const DeviceFacts& facts)
 {
-    return R"(KERNEL=="hidraw*", ATTRS{idVendor}==")" + hexWord(facts.vendorID) + R"(", ATTRS{idProduct}==")" +
-           hexWord(facts.productID) + R"(", TAG+="uaccess")";
+    return joined({R"(KERNEL=="hidraw*", ATTRS{idVendor}==")", hexWord(facts.vendorID), R"(", ATTRS{idProduct}==")",
+                   hexWord(facts.productID), R"(", TAG+="uaccess")"});
 }
 
 } // namespace
@@ -67,24 +65,24 @@ void DeviceAccess::tellScarcity(const std::string& node, int error) const
 
 std::string DeviceAccess::failure(const std::string& node, int error) const
 {
-    return node + " of " + _device + " cannot be opened: " + std::generic_category().message(error) + ".";
+    return joined({node, " of ", _device, " cannot be opened: ", std::generic_category().message(error), "."});
 }
 
 void DeviceAccess::tellMissingNode(unsigned interfaceNumber)
 {
     if (logs(LogLevel::error) && isFirst()) {
-        log(LogLevel::error, "Interface " + std::to_string(interfaceNumber) + " of " + _device +
-                                 " has no report node: the kernel has 64 of them, and some drivers make none.");
+        log(LogLevel::error, joined({"Interface ", std::to_string(interfaceNumber), " of ", _device,
+                                     " has no report node: the kernel has 64 of them, and some drivers make none."}));
     }
 }
 
 void DeviceAccess::tellPossibleLoss(unsigned interfaceNumber, std::uint64_t count) const
 {
     if (logs(LogLevel::info)) {
-        log(LogLevel::info, "The kernel's queue of " + std::to_string(kRingReports) + " reports for interface " +
-                                std::to_string(interfaceNumber) + " of " + _device +
-                                " was full: reports may have been lost (" + std::to_string(count) +
-                                (count == 1 ? " time" : " times") + " so far)");
+        log(LogLevel::info,
+            joined({"The kernel's queue of ", std::to_string(kRingReports), " reports for interface ",
+                    std::to_string(interfaceNumber), " of ", _device, " was full: reports may have been lost (",
+                    std::to_string(count), count == 1 ? " time" : " times", " so far)"}));
     }
 }
 
