@@ -18,7 +18,8 @@ class InterfaceLayout {
 public:
     /// Null for a device that the library did not find itself, without a HID interface of that number, or where the
     /// platform does not publish the descriptor.
-    [[gnu::visibility("default")]] static std::shared_ptr<const InterfaceLayout> of(const QrxHIDDevice& device, int interfaceNumber);
+    [[gnu::visibility("default")]] static std::shared_ptr<const InterfaceLayout> of(const QrxHIDDevice& device,
+                                                                                    int interfaceNumber);
 
     InterfaceLayout(std::span<const std::uint8_t> reportDescriptor, const QrxHIDDevice& device, int interfaceNumber);
 
