@@ -1,6 +1,5 @@
 # Installation: the library, headers, a CMake package and a pkg-config file, in components:
 #   runtime      the shared library
-#   values       the shared library that tells what the bytes of reports mean
 #   virtual      the shared library of recordings and virtual devices, which tests need
 #   development  what programs are built with: headers, the static library, the package files
 #   tools        qrxhid with its manual pages and completions
@@ -10,6 +9,10 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/QrxHIDManager)
 
+set(virtual_forms)
+if(NOT APPLE)
+    list(TRANSFORM QRX_FORMS REPLACE "-embedded" "-virtual" OUTPUT_VARIABLE virtual_forms)
+endif()
 # qrx_install_library(COMPONENT target...)
 function(qrx_install_library component)
     install(TARGETS ${ARGN}
@@ -20,11 +23,8 @@ function(qrx_install_library component)
         FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/QrxHIDManager COMPONENT development)
 endfunction()
 qrx_install_library(runtime ${QRX_FORMS})
-if(NOT APPLE)
-    foreach(library IN ITEMS values virtual)
-        list(TRANSFORM QRX_FORMS REPLACE "-embedded" "-${library}" OUTPUT_VARIABLE forms)
-        qrx_install_library(${library} ${forms})
-    endforeach()
+if(virtual_forms)
+    qrx_install_library(virtual ${virtual_forms})
 endif()
 install(EXPORT QrxHIDManager-targets NAMESPACE QrxHIDManager:: DESTINATION ${package_dir} COMPONENT development)
 
@@ -54,20 +54,13 @@ elseif("QrxHIDManager-embedded-static" IN_LIST QRX_FORMS)
 else()
     set(pkgconfig_libs "-F\${libdir} -framework QrxHIDManager-embedded")
 endif()
-configure_file(${CMAKE_CURRENT_LIST_DIR}/QrxHIDManager-embedded.pc.in
-    ${PROJECT_BINARY_DIR}/QrxHIDManager-embedded.pc @ONLY)
-set(description_values "what the bytes of USB HID reports mean, for programs that use QrxHIDManager")
-set(description_virtual "virtual USB HID devices and recordings of real ones, for programs that use QrxHIDManager")
-foreach(library IN ITEMS values virtual)
-    set(description ${description_${library}})
-    set(pkgconfig_libs)
-    if(NOT APPLE)
-        set(pkgconfig_libs "-L\${libdir} -lQrxHIDManager-${library}")
-    endif()
-    configure_file(${CMAKE_CURRENT_LIST_DIR}/QrxHIDManager-part.pc.in
+set(pkgconfig_virtual_libs)
+if(NOT APPLE)
+    set(pkgconfig_virtual_libs "-L\${libdir} -lQrxHIDManager-virtual")
+endif()
+foreach(library IN ITEMS embedded virtual)
+    configure_file(${CMAKE_CURRENT_LIST_DIR}/QrxHIDManager-${library}.pc.in
         ${PROJECT_BINARY_DIR}/QrxHIDManager-${library}.pc @ONLY)
-endforeach()
-foreach(library IN ITEMS embedded values virtual)
     install(FILES ${PROJECT_BINARY_DIR}/QrxHIDManager-${library}.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endforeach()

@@ -15,9 +15,6 @@ import roff
 NAMES = ("QrxDeviceIdentity", "QrxError", "QrxFunctions", "QrxHandles", "QrxInput", "QrxInputLoss", "QrxOutcome",
          "QrxRecording", "QrxReportDecoder", "QrxReportLayout", "QrxReportType", "QrxRequests", "QrxRunLoop",
          "QrxUsageNames", "QrxVersion", "QrxVirtualDevice")
-# The library of a header that is not in QrxHIDManager-embedded.
-LIBRARIES = {"QrxRecording": "virtual", "QrxReportDecoder": "values", "QrxReportLayout": "values", "QrxUsageNames": "values",
-             "QrxVirtualDevice": "virtual"}
 ENUMERATOR = re.compile(r"\w+(?: = [^,;]*)?,?$")
 BEHIND = re.compile(r"(\w+)(?: = [^,]*)?,?\s*///< (.*)")
 NAMED = re.compile(r"(?:class|struct|enum class) (?:QRX_EXPORT )?(Qrx\w+)|\b(Qrx\w+)\(")
@@ -87,7 +84,7 @@ def page_of(header, version, date):
     first = re.split(r"(?<=[.:])(?: |$)", " ".join(about))[0].rstrip(".:")
     names = [match[1] or match[2] for _, declared in found if (match := NAMED.search(declared))]
     names = list(dict.fromkeys(name for name in names if name != header.stem))
-    library = LIBRARIES.get(header.stem, "embedded")
+    library = "virtual" if header.stem.startswith(("QrxVirtual", "QrxRecord")) else "embedded"
     parts = [roff.heading(header.stem, 3, date, version, "Library Functions"), ".SH NAME",
              f"{', '.join([header.stem, *names])} \\- {roff.escaped(first[0].lower() + first[1:])}",
              ".SH SYNOPSIS", ".nf", f".B #include <QrxHIDManager/{header.name}>", ".sp",

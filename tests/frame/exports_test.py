@@ -14,8 +14,8 @@ EXPORTED_CLASS = re.compile(r"(?:class|struct) QRX_EXPORT (\w+)")
 EXPORTED_FUNCTION = re.compile(r"^(?:\[\[nodiscard\]\] )?QRX_EXPORT [^;{]*?\b(\w+)\(", re.MULTILINE)
 OF_A_CLASS = re.compile(r"(?:vtable for |typeinfo for |typeinfo name for )?(?:mis::)?(\w+)(?:<unsigned int>)?"
                         r"(?:::(?:~?\w+|operator\W+)(?:[(\[].*)?)?")
-# What the libraries of values and of virtual devices take from the first.
-NOT_FOR_PROGRAMS = {"qrx::InterfaceLayout::elementOf", "qrx::InterfaceLayout::of", "qrx::LoopWatch::LoopWatch", "qrx::LoopWatch::~LoopWatch", "qrx::platform::log",
+# What the library of virtual devices takes from the other.
+NOT_FOR_PROGRAMS = {"qrx::LoopWatch::LoopWatch", "qrx::LoopWatch::~LoopWatch", "qrx::platform::log",
                     "qrx::platform::registry", "qrx::platform::setProvidersEnabled"}
 
 

@@ -13,13 +13,12 @@
 namespace qrx {
 
 /// What the additions make of the report descriptor of an interface. The interface keeps it, so it is made once; used
-/// on the device's thread. `of` and `elementOf` are exported for the library of values, which is made with this one.
+/// on the device's thread.
 class InterfaceLayout {
 public:
     /// Null for a device that the library did not find itself, without a HID interface of that number, or where the
     /// platform does not publish the descriptor.
-    [[gnu::visibility("default")]] static std::shared_ptr<const InterfaceLayout> of(const QrxHIDDevice& device,
-                                                                                    int interfaceNumber);
+    static std::shared_ptr<const InterfaceLayout> of(const QrxHIDDevice& device, int interfaceNumber);
 
     InterfaceLayout(std::span<const std::uint8_t> reportDescriptor, const QrxHIDDevice& device, int interfaceNumber);
 
@@ -28,7 +27,7 @@ public:
     /// The element of the device's tree that stands for a value: of several values of one usage the head, for a usage
     /// that an array shows the usage's own. Empty where the platform's elements are not those that we make of the
     /// descriptor.
-    [[gnu::visibility("default")]] QrxHIDCapabilityPtr elementOf(const hid::ReportValue& value) const;
+    QrxHIDCapabilityPtr elementOf(const hid::ReportValue& value) const;
 
 private:
     /// The elements of one field of the layout, by the position of their usage.
