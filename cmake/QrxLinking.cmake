@@ -37,6 +37,12 @@ else()
     set(QRX_SMALLEST -Os)
 endif()
 
+# On x86, GCC puts data further apart than its type asks for.
+check_cxx_compiler_flag(-malign-data=abi QRX_COMPILER_ALIGNS_DATA)
+if(QRX_COMPILER_ALIGNS_DATA)
+    list(APPEND QRX_SMALLEST -malign-data=abi)
+endif()
+
 # Nothing tells where it was built, so that it is the same wherever that was.
 set(QRX_WITHOUT_FOLDERS -ffile-prefix-map=${PROJECT_SOURCE_DIR}/= -ffile-prefix-map=${PROJECT_BINARY_DIR}=build)
 
