@@ -76,7 +76,7 @@ void read(const _QrxHIDDeviceImpl& device, BusFacts& facts)
     }
 }
 
-/// The first device whose identity has `wanted`, as it is asked by `has`.
+/// The first device of whose identity `has` says that it has what is wanted.
 template <class Wanted>
 mis::swizzler<QrxHIDDevice> findDevice(QrxDeviceTree& tree, const Wanted& wanted,
                                        bool (*has)(const QrxDeviceIdentity&, const Wanted&))

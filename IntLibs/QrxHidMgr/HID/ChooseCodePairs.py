@@ -4,8 +4,9 @@
     cmake -DINPUT=UsageTables.tsv -DOUTPUT=words.cpp -P GenerateUsageTables.cmake
     ./ChooseCodePairs.py words.cpp > UsageTables.pairs
 
-The most frequent pair of neighbours gets a code of its own, again and again, until no code is left. A change of the
-tables works with the pairs of before, unless it brings a letter whose code a pair has; but the words are longer.
+The most frequent pair of neighbours gets a code of its own, again and again, until no code is left. After a change of
+the tables the old pairs still work, unless it brings a letter whose code a pair has, but they shorten the words less: a
+test demands the pairs of the tables as they are.
 """
 import collections
 import re

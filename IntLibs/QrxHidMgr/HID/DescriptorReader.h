@@ -56,7 +56,7 @@ private:
     std::vector<std::size_t> _open;
     /// Indices in `_descriptor.reports`, by number and type.
     PlacesByNumber _reportsByKey;
-    /// By report index: bits of its fields up to the first one that did not fit, which is counted and not kept.
+    /// By report index: bits of its fields, with the first one that did not fit. Above the limit no field is kept.
     std::vector<std::uint64_t> _wantedBits;
     /// Indices in `_descriptor.reportIDs`.
     PlacesByNumber _knownIDs;

@@ -11,8 +11,8 @@
 
 namespace qrx::hid {
 
-/// A common upper limit such that all amounts in `wanted`, each cut to it, fit into `room` together; `room` if they fit
-/// uncut.
+/// The largest common upper limit such that all amounts in `wanted`, each cut to it, fit into `room` together; `room`
+/// if they fit uncut. `room` is below the largest number of its type.
 std::uint64_t largestShare(const std::vector<std::uint64_t>& wanted, std::uint64_t room);
 
 /// Table entries of all fields together, if there were no limit.

@@ -7,11 +7,11 @@
 
 namespace qrx::hid {
 
-/// Where a list has the entry of a number. A hostile descriptor can make such lists long, so they are not searched
-/// themselves: its arrival would take time with the square of its length.
+/// Where a list has the entry of a number. A hostile descriptor can make such a list a thousand entries long: to search
+/// the list itself for each item would cost more than all other work of its arrival.
 class PlacesByNumber {
 public:
-    /// The place of the number's entry; `next`, which it has from now on, if it is asked for the first time.
+    /// The place of the number's entry. If the number is new, its place is `next`, now and from now on.
     std::size_t placeOf(std::uint64_t number, std::size_t next);
 
 private:

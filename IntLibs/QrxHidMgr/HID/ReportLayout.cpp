@@ -39,7 +39,7 @@ void setUsages(LayoutField& field, const std::vector<UsageRange>& usages)
     }
 }
 
-/// Makes a new `field` that of an item, which is no padding.
+/// Fills a new `field` with what the item declares. The item is no padding.
 void setLayoutField(LayoutField& field, const Field& item)
 {
     field.type = item.type;

@@ -59,8 +59,8 @@ struct NumberedEntry {
     CFDictionaryRef entry = nullptr;
 };
 
-/// The first such dictionary from place `index` on, which becomes the place behind it; a null entry if there is none
-/// before the end or an empty place.
+/// The first such dictionary from place `index` on; `index` becomes the place behind it. The entry is null if the array
+/// ends, or has an empty place, before one is found.
 NumberedEntry nextNumberedEntry(CFArrayRef entries, CFStringRef key, CFIndex& index)
 {
     const CFIndex count = entries != nullptr ? CFArrayGetCount(entries) : 0;

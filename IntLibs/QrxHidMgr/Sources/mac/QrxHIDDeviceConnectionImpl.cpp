@@ -98,8 +98,8 @@ inline _QrxHIDDeviceConnectionImpl* plainConnection(void* target)
 // connection of this very class is held where the report is delivered, by the device that it belongs to if there is
 // one.
 
-/// What is no report for a connection of this very class: not inlined into the callback for reports, which would hold
-/// everything that delivers a report a second time.
+/// Everything but a report for a connection of this very class. Not inlined into ReportHandlerCallback, which would
+/// contain the delivery of a report a second time.
 [[gnu::noinline]] void handleOtherCallback(void* target, int result, IOHIDDeviceInterface122** sender,
                                            unsigned long bufferSize)
 {
