@@ -1,7 +1,7 @@
-# Installation: the library, headers, a CMake package and a pkg-config file, in components:
+# Installation: the libraries, headers, a CMake package and pkg-config files, in components:
 #   runtime      the shared library
 #   virtual      the shared library of recordings and virtual devices, which tests need
-#   development  what programs are built with: headers, the static library, the package files
+#   development  what programs are built with: headers, static libraries, package files that expect the two above
 #   tools        qrxhid with its manual pages and completions
 #   manual       manual pages of the library
 
