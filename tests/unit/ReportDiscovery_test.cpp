@@ -184,6 +184,37 @@ TEST_F(ReportDiscovery, AsksThroughTheVirtualTableOncePerReportIDAndPerReport)
               (Events{"ids", "capabilities 3", "capabilities 5", "report (0, 5) x 1", "report (1, 5) x 1"}));
 }
 
+TEST_F(ReportDiscovery, EachCapabilityIsAskedForItsInterfaceOnceBeforeTheFirstReport)
+{
+    class AskedCapability : public FakeCapability {
+    public:
+        AskedCapability(int32_t interface, Events& steps) : FakeCapability(interface, 5), _steps(steps) {}
+        int32_t getInterfaceNumber() const override
+        {
+            _steps.push_back("asked " + std::to_string(interfaceNumber));
+            return interfaceNumber;
+        }
+
+    private:
+        Events& _steps;
+    };
+    class Stepwise : public FakeDevice {
+    public:
+        using FakeDevice::_addReport;
+        void _addReport(int interfaceNumber, unsigned int, std::vector<QrxHIDCapabilityPtr> found) override
+        {
+            steps.push_back("report " + std::to_string(interfaceNumber) + " x " + std::to_string(found.size()));
+        }
+        Events steps;
+    };
+    const mis::swizzler<Stepwise> stepwise(new Stepwise);
+    for (const int32_t interface : {2, 0, 2, 1})
+        stepwise->elements.push_back(QrxHIDElementPtr(new AskedCapability(interface, stepwise->steps)));
+    stepwise->_findReports();
+    EXPECT_EQ(stepwise->steps,
+              (Events{"asked 2", "asked 0", "asked 2", "asked 1", "report 0 x 1", "report 1 x 1", "report 2 x 2"}));
+}
+
 TEST_F(ReportDiscovery, TheElementCountIsReadAgainBeforeEachStep)
 {
     device->elements = {capability(0, 1), capability(0, 2)};

@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <iostream>
-#include <limits>
 #include <utility>
 
 QrxHIDDevice::QrxHIDDevice() : _delegate(nullptr), _eventListener(nullptr) {}
@@ -77,21 +76,21 @@ void QrxHIDDevice::_findReports()
 {
     for (const unsigned int reportID : __findReportIDs()) {
         // Each USB interface has a report descriptor and report IDs of its own, so two interfaces that use the same
-        // number have a report each: the lowest interface number first, and within one the order of the tree.
-        std::vector<QrxHIDCapabilityPtr> left = _findCapabilitiesByReportID(reportID);
-        while (!left.empty()) {
-            int lowest = std::numeric_limits<int>::max();
-            for (const QrxHIDCapabilityPtr& capability : left) {
-                lowest = std::min(lowest, capability->getInterfaceNumber());
+        // number have a report each. The lists are sorted by interface number; within one the order of the tree is
+        // kept. All capabilities are asked before the first report is added, each once: these may be calls of an
+        // application's own classes.
+        std::vector<std::pair<int, std::vector<QrxHIDCapabilityPtr>>> byInterface;
+        for (QrxHIDCapabilityPtr& capability : _findCapabilitiesByReportID(reportID)) {
+            const int number = capability->getInterfaceNumber();
+            auto place = std::lower_bound(byInterface.begin(), byInterface.end(), number,
+                                          [](const auto& known, int wanted) { return known.first < wanted; });
+            if (place == byInterface.end() || place->first != number) {
+                place = byInterface.emplace(place, number, std::vector<QrxHIDCapabilityPtr>());
             }
-            std::vector<QrxHIDCapabilityPtr> ofLowest;
-            std::vector<QrxHIDCapabilityPtr> others;
-            for (QrxHIDCapabilityPtr& capability : left) {
-                auto& list = capability->getInterfaceNumber() == lowest ? ofLowest : others;
-                list.push_back(std::move(capability));
-            }
-            _addReport(lowest, reportID, std::move(ofLowest));
-            left = std::move(others);
+            place->second.push_back(std::move(capability));
+        }
+        for (auto& [number, capabilities] : byInterface) {
+            _addReport(number, reportID, std::move(capabilities));
         }
     }
 }
