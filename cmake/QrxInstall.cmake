@@ -1,7 +1,7 @@
 # Installation: the libraries, headers, a CMake package and pkg-config files, in components:
 #   runtime      the shared library
-#   virtual      the shared library of recordings and virtual devices, which tests need
-#   development  what programs are built with: headers, static libraries, package files that expect the two above
+#   virtual      the shared library of recordings and virtual devices, which tests need, and what tells CMake of it
+#   development  what programs are built with: headers, static libraries, package files
 #   tools        qrxhid with its manual pages and completions
 #   manual       manual pages of the library
 
@@ -13,20 +13,22 @@ set(virtual_forms)
 if(NOT APPLE)
     list(TRANSFORM QRX_FORMS REPLACE "-embedded" "-virtual" OUTPUT_VARIABLE virtual_forms)
 endif()
-# qrx_install_library(COMPONENT target...)
-function(qrx_install_library component)
+# qrx_install_library(COMPONENT EXPORT target...): EXPORT.cmake tells others of the targets.
+function(qrx_install_library component export)
     install(TARGETS ${ARGN}
-        EXPORT QrxHIDManager-targets
+        EXPORT ${export}
         FRAMEWORK DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component}
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${component} NAMELINK_COMPONENT development
         ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development
         FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/QrxHIDManager COMPONENT development)
 endfunction()
-qrx_install_library(runtime ${QRX_FORMS})
-if(virtual_forms)
-    qrx_install_library(virtual ${virtual_forms})
-endif()
+qrx_install_library(runtime QrxHIDManager-targets ${QRX_FORMS})
 install(EXPORT QrxHIDManager-targets NAMESPACE QrxHIDManager:: DESTINATION ${package_dir} COMPONENT development)
+if(virtual_forms)
+    qrx_install_library(virtual QrxHIDManager-virtual-targets ${virtual_forms})
+    # Not there where that library is not.
+    install(EXPORT QrxHIDManager-virtual-targets NAMESPACE QrxHIDManager:: DESTINATION ${package_dir} COMPONENT virtual)
+endif()
 
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/QrxHIDManagerConfig.cmake.in
     ${PROJECT_BINARY_DIR}/QrxHIDManagerConfig.cmake

@@ -30,6 +30,15 @@ foreach(form "" shared static)
     expect("found 0 devices" ${WORK}/build${form}/shipped)
 endforeach()
 
+# Without the library of virtual devices.
+foreach(component IN ITEMS runtime development)
+    run(${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/shipped --component ${component})
+endforeach()
+run(${CMAKE_COMMAND} -G ${GENERATOR} -S ${SOURCE} -B ${WORK}/buildshipped -DCMAKE_PREFIX_PATH=${WORK}/shipped
+    -DCMAKE_CXX_COMPILER=${COMPILER} -DFORM=)
+run(${CMAKE_COMMAND} --build ${WORK}/buildshipped)
+expect("found 0 devices" ${WORK}/buildshipped/shipped)
+
 file(GLOB_RECURSE pkgconfig_file ${WORK}/prefix/*-embedded.pc)
 get_filename_component(pkgconfig_dir ${pkgconfig_file} DIRECTORY)
 get_filename_component(library_dir ${pkgconfig_dir} DIRECTORY)

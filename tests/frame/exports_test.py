@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
 """Holds what the shared library exports: every name belongs to the public headers, and everything they export is there.
 
-usage: exports_test.py LIBRARY HEADER...
+usage: exports_test.py LIBRARY [--serving] HEADER...
 
-Besides them the library may have what NOT_FOR_PROGRAMS lists.
+With --serving the library also has what NOT_FOR_PROGRAMS lists, all of it.
 """
 import pathlib
 import re
@@ -14,7 +14,7 @@ EXPORTED_CLASS = re.compile(r"(?:class|struct) QRX_EXPORT (\w+)")
 EXPORTED_FUNCTION = re.compile(r"^(?:\[\[nodiscard\]\] )?QRX_EXPORT [^;{]*?\b(\w+)\(", re.MULTILINE)
 OF_A_CLASS = re.compile(r"(?:vtable for |typeinfo for |typeinfo name for )?(?:mis::)?(\w+)(?:<unsigned int>)?"
                         r"(?:::(?:~?\w+|operator\W+)(?:[(\[].*)?)?")
-# What the library of virtual devices takes from the other.
+# What the library of virtual devices takes from the other. A second copy of it would be a second registry or log.
 NOT_FOR_PROGRAMS = {"qrx::LoopWatch::LoopWatch", "qrx::LoopWatch::~LoopWatch", "qrx::platform::log",
                     "qrx::platform::registry", "qrx::platform::setProvidersEnabled"}
 
@@ -38,14 +38,16 @@ def exported(library):
 def owner_of(name, classes, functions):
     """The class or function of the public headers that `name` belongs to, or None."""
     function = name.split("(")[0].removesuffix("[abi:cxx11]")
-    if function in functions or function in NOT_FOR_PROGRAMS:
+    if function in functions:
         return function
     match = OF_A_CLASS.fullmatch(name)
     return match.group(1) if match and match.group(1) in classes else None
 
 
-def main(library, *headers):
-    classes, functions = public_names(headers)
+def main(library, *arguments):
+    classes, functions = public_names(argument for argument in arguments if argument != "--serving")
+    if "--serving" in arguments:
+        functions |= NOT_FOR_PROGRAMS
     faults, seen = [], set()
     names = exported(library)
     for letter, name in names:
