@@ -80,7 +80,7 @@ inline void __CFRunLoop::fire(Reference<CFRunLoopSourceRef> source, Lock& lock)
 }
 
 /// Apart from the pass, since most passes have nothing of this.
-[[gnu::cold]] __CFRunLoop::Served __CFRunLoop::serveSignals(Run& run, bool servesOne)
+[[gnu::cold, gnu::noinline]] __CFRunLoop::Served __CFRunLoop::serveSignals(Run& run, bool servesOne)
 {
     Lock lock;
     requireWake();

@@ -273,7 +273,7 @@ void DeviceBook::expire(RegistrySink& sink)
         }
         now = now ? now : _calls.now();
         if (*entry.until <= *now) {
-            // As a number: pairs of this kind are sorted elsewhere too.
+            // As a number: each further kind of pair would bring code of its own to sort it.
             over.emplace_back(entry.until->time_since_epoch().count(), name);
         }
     }
