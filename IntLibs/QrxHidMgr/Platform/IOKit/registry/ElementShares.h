@@ -41,7 +41,7 @@ private:
     std::mutex _mutex;
     /// Unknown until an interface wants more than an equal share.
     std::optional<std::size_t> _largestShare;
-    /// Of each interface, once a descriptor was parsed.
+    /// One for each interface, made when the first descriptor is parsed.
     std::vector<Known> _known;
 };
 
