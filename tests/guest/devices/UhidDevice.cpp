@@ -101,9 +101,9 @@ std::string UhidDevice::sysfsPath() const
 std::string UhidDevice::waitForNode(std::chrono::milliseconds limit) const
 {
     const std::string path = sysfsPath();
-    std::vector<std::string> nodes;
-    waitUntil([&] { return !(nodes = listFolder(path + "/hidraw")).empty(); }, limit);
-    return nodes.empty() ? std::string{} : "/dev/" + nodes.front();
+    std::string node;
+    waitUntil([&] { return !(node = hidrawNodeBelow(path)).empty(); }, limit);
+    return node;
 }
 
 void UhidDevice::sendInput(const Bytes& bytes)

@@ -2,10 +2,13 @@
 
 #include "rig_tests/Descriptors.h"
 #include "support/HidrawNode.h"
+#include "support/LateNodes.h"
 #include "vhci/VhciDevice.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -263,6 +266,17 @@ TEST(VhciDevice, ADeviceWhoseDescriptorCannotBeHadHasNoNode)
     ASSERT_TRUE(
         waitUntil([&] { return !device.sysfsPath().empty() && hidrawNodesOf(device.sysfsPath()).size() == 1; }));
     EXPECT_EQ(HidrawNode(hidrawNodesOf(device.sysfsPath()).front()).reportDescriptor(), plainDescriptor(8));
+}
+
+TEST(VhciDevice, ItsNodesAreWaitedForUntilTheyCanBeOpened)
+{
+    VhciDevice device(UsbIdentity{}, {hidInterface(plainDescriptor(8)), hidInterface(plainDescriptor(4))});
+    const LateNodes late;
+    device.plug();
+    const std::vector<std::string> nodes = device.waitForNodes();
+    ASSERT_EQ(nodes.size(), 2U);
+    for (const std::string& path : nodes)
+        EXPECT_EQ(::access(path.c_str(), R_OK | W_OK), 0) << path;
 }
 
 TEST(VhciDevice, PullingThePlugDuringEnumerationLeavesNothingBehind)

@@ -30,15 +30,6 @@ std::string hexWord(std::uint16_t value)
     return text.data();
 }
 
-/// The report node below one HID device of an interface.
-void appendNodes(const std::string& interface, std::vector<std::string>& nodes)
-{
-    for (const std::string& name : listFolder(interface)) {
-        for (const std::string& node : listFolder(interface + "/" + name + "/hidraw"))
-            nodes.push_back("/dev/" + node);
-    }
-}
-
 } // namespace
 
 std::optional<std::string> readFile(const std::string& path)
@@ -98,6 +89,13 @@ std::vector<std::string> findUsbDevices(std::uint16_t vendor, std::uint16_t prod
     return found;
 }
 
+std::string hidrawNodeBelow(const std::string& hidDevice)
+{
+    const std::vector<std::string> names = listFolder(hidDevice + "/hidraw");
+    const std::string node = names.empty() ? std::string{} : "/dev/" + names.front();
+    return ::access(node.c_str(), F_OK) == 0 ? node : std::string{};
+}
+
 std::vector<std::string> hidrawNodesOf(const std::string& usbDevice)
 {
     const std::string name = fs::path(usbDevice).filename();
@@ -108,8 +106,13 @@ std::vector<std::string> hidrawNodesOf(const std::string& usbDevice)
     }
     std::sort(interfaces.begin(), interfaces.end());
     std::vector<std::string> nodes;
-    for (const auto& [number, entry] : interfaces)
-        appendNodes(usbDevice + "/" + entry, nodes);
+    for (const auto& [number, entry] : interfaces) {
+        const std::string interface = usbDevice + "/" + entry + "/";
+        for (const std::string& child : listFolder(interface)) {
+            if (const std::string node = hidrawNodeBelow(interface + child); !node.empty())
+                nodes.push_back(node);
+        }
+    }
     return nodes;
 }
 

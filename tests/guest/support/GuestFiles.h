@@ -26,7 +26,11 @@ std::vector<std::string> listFolder(const std::string& path);
 /// Folders in /sys/bus/usb/devices of the USB devices with these ids, by name.
 std::vector<std::string> findUsbDevices(std::uint16_t vendor, std::uint16_t product);
 
-/// Report nodes ("/dev/hidraw3") of all interfaces of a USB device, by interface number.
+/// The report node ("/dev/hidraw3") of a HID device in sysfs; empty while it has none. The kernel shows a node in sysfs
+/// first and then makes its file in /dev, in a thread of its own: a node is there when both are.
+std::string hidrawNodeBelow(const std::string& hidDevice);
+
+/// The report nodes that are there of all interfaces of a USB device, by interface number.
 std::vector<std::string> hidrawNodesOf(const std::string& usbDevice);
 
 /// Waits until a USB device with these ids has `nodes` report nodes. Returns the nodes; empty if that did not happen.
