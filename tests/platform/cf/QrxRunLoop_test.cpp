@@ -122,9 +122,20 @@ using Timers = Loop;
 
 TEST_F(Timers, AreCalledInTheOrderOfTheirTimesNotOfTheirStarts)
 {
-    _loop.callAfter(3ms, noting("third"));
-    _loop.callAfter(1ms, noting("first"));
-    _loop.callAfter(2ms, noting("second"));
+    // Each time counts from its own start, so starts that together take as long as the gap may change the order.
+    std::vector<QrxRunLoop::Timer> timers;
+    for (auto gap = 2ms;; gap *= 4) {
+        const auto began = std::chrono::steady_clock::now();
+        timers = {_loop.callAfter(3 * gap, noting("third")), _loop.callAfter(gap, noting("first")),
+                  _loop.callAfter(2 * gap, noting("second"))};
+        if (std::chrono::steady_clock::now() - began < gap) {
+            break;
+        }
+        ASSERT_LT(gap, 1s) << "the starts take longer than any gap";
+        for (const QrxRunLoop::Timer timer : timers) {
+            ASSERT_TRUE(_loop.cancel(timer));
+        }
+    }
     EXPECT_EQ(Outcome::finished, _loop.runFor(kDeadlineSeconds));
     EXPECT_EQ((Names{"first", "second", "third"}), _names);
 }
