@@ -2,6 +2,7 @@
 import ctypes
 import json
 import os
+import secrets
 import selectors
 import shutil
 import signal
@@ -46,10 +47,62 @@ class _Lines:
             data = self._channel.recv(65536)
         except BlockingIOError:
             return []
+        except ConnectionResetError:  # QEMU ended with something of ours unread
+            return None
         if not data:
             return None
         *lines, self._rest = (self._rest + data).split(b"\n")
         return [line.decode("utf-8", "replace").rstrip("\r") for line in lines]
+
+
+class _Output:
+    """What programs say on the output port, cut at the mark that follows each of them. The mark is not shown."""
+
+    def __init__(self, channel):
+        self._channel = channel
+        self._mark = None
+        self._held = b""
+        self._line_open = False
+        self.is_complete = True
+
+    def begin(self, mark):
+        self._mark = mark
+        self.is_complete = False
+
+    def hand_on(self, stream):
+        """Writes what has arrived, without an end that may be a part of the mark."""
+        try:
+            while data := self._channel.recv(65536):
+                self._accept(data, stream)
+        except (BlockingIOError, ConnectionResetError):
+            pass
+        stream.flush()
+
+    def end(self, stream):
+        """Writes what was held back, and ends a line that is open."""
+        self._write(self._held, stream)
+        self._held = b""
+        if self._line_open:
+            self._write(b"\n", stream)
+        stream.flush()
+
+    def _accept(self, data, stream):
+        data = self._held + data
+        self._held = b""
+        if not self.is_complete:
+            before, mark, after = data.partition(self._mark)
+            if mark:
+                self.is_complete = True
+                data = before + after
+            else:
+                length = next(size for size in range(len(self._mark) - 1, -1, -1) if data.endswith(self._mark[:size]))
+                data, self._held = data[:len(data) - length], data[len(data) - length:]
+        self._write(data, stream)
+
+    def _write(self, data, stream):
+        if data:
+            stream.write(data)
+            self._line_open = not data.endswith(b"\n")
 
 
 class Machine:
@@ -73,7 +126,7 @@ class Machine:
         self._process = None
         self._ready = False
         self._exit_status = None
-        self._line_open = False
+        self._output = None
 
     def __enter__(self):
         if not shutil.which(QEMU):
@@ -90,6 +143,7 @@ class Machine:
                 ours.setblocking(False)
         self._arguments += ["-mon", "chardev=qmp,mode=control"]
         self._lines = {name: _Lines(self._channels[name]) for name in ("ctl", "qmp")}
+        self._output = _Output(self._channels["out"])
         self._process = subprocess.Popen(self._arguments, pass_fds=[end.fileno() for end in inherited],
                                          stdin=subprocess.DEVNULL, preexec_fn=_die_with_parent)
         for end in inherited:
@@ -112,14 +166,16 @@ class Machine:
     def run(self, command, deadline, output):
         """Runs a shell command in the guest; its output goes to the binary stream `output`. Returns its exit status."""
         self._exit_status = None
-        self._channels["ctl"].sendall(b"run " + command.encode() + b"\n")
-        while self._exit_status is None:
-            self._step(deadline, output, "the program did not end")
-        self._drain(output)
-        if self._line_open:
-            output.write(b"\n")
-            output.flush()
-            self._line_open = False
+        # The status comes on another port and may overtake output: QEMU keeps what we have not read yet.
+        mark = f"@end-{secrets.token_hex(16)}"
+        self._output.begin(mark.encode())
+        marked = f"( {command} ); status=$?; echo -n {mark}; exit $status"
+        self._channels["ctl"].sendall(b"run " + marked.encode() + b"\n")
+        try:
+            while self._exit_status is None or not self._output.is_complete:
+                self._step(deadline, output, "the program did not end")
+        finally:
+            self._output.end(output)
         return self._exit_status
 
     def qmp(self, request, deadline):
@@ -136,6 +192,8 @@ class Machine:
                         return line
         except TimeoutError:
             raise GuestFailure(TIME_LIMIT_EXCEEDED, f"QEMU did not answer {request}") from None
+        finally:
+            self._channels["qmp"].settimeout(0)
 
     def console_tail(self, count=60):
         """The last lines of the kernel's console."""
@@ -151,11 +209,11 @@ class Machine:
             raise GuestFailure(TIME_LIMIT_EXCEEDED, f"{what} in time")
         for key, _ in self._selector.select(remaining):
             if key.data == "out":
-                self._drain(output)
+                self._output.hand_on(output)
                 continue
             lines = self._lines[key.data].take()
             if lines is None:
-                self._drain(output)
+                self._output.hand_on(output)
                 raise GuestFailure(NO_STATUS, f"{what}: QEMU is gone, status {self._process.wait()} (a panic ends it with 0)")
             if key.data == "ctl":
                 for line in lines:
@@ -171,17 +229,6 @@ class Machine:
             self._channels["ctl"].sendall(self.qmp(rest, deadline).encode() + b"\n")
         else:
             raise GuestFailure(NO_STATUS, f"unexpected line on the control port: {line!r}")
-
-    def _drain(self, output):
-        """What has arrived on the output port. A program's output is complete when its status arrives: a guest's write ends
-        only when QEMU has handed the data over."""
-        try:
-            while data := self._channels["out"].recv(65536):
-                output.write(data)
-                self._line_open = not data.endswith(b"\n")
-        except BlockingIOError:
-            pass
-        output.flush()
 
     def _end(self):
         if self._process.poll() is None:

@@ -1,4 +1,4 @@
-"""What the rig says of guests that die, hang or cannot be had. Starts the guest three times."""
+"""What the rig says of guests that die, hang or cannot be had. Starts the guest four times."""
 import os
 import subprocess
 import sys
@@ -54,6 +54,19 @@ class Failures(unittest.TestCase):
                 process.kill()
                 process.wait()
                 self.assertTrue(self.wait_for(lambda: not self.emulators(share)), "QEMU outlived the rig")
+
+    def test_output_that_is_read_after_the_program_has_ended_comes_whole(self):
+        with tempfile.TemporaryDirectory() as share:
+            # More than lies in the pipe and in QEMU's socket, less than the guest's end of the port holds as well.
+            script = "seq 1 150000 >/tmp/lines; cat /tmp/lines; touch /host/ended"
+            with subprocess.Popen([sys.executable, RIG, "run", "--timeout", "120", "--share", share,
+                                   f"{BUSYBOX} sh -c '{script}'"], stdout=subprocess.PIPE) as process:
+                ended = self.wait_for(lambda: os.path.exists(f"{share}/ended"))
+                output = process.stdout.read().decode()
+        self.assertTrue(ended, output[-1000:])
+        self.assertEqual(process.returncode, 0, output[-1000:])
+        lines = "".join(f"{number}\n" for number in range(1, 150001))
+        self.assertTrue(f" s\n{lines}guest: busybox: exit status 0" in output, f"{len(output)} of {len(lines)} bytes and more came")
 
     @staticmethod
     def emulators(share):
