@@ -105,8 +105,9 @@ def extract_kernel(boot_image, path):
         image = gzip.decompress(payload[:-4])
     elif payload.startswith(b"\x28\xb5\x2f\xfd") and shutil.which("zstd"):
         image = subprocess.run(["zstd", "-dcq"], input=payload[:-4], stdout=subprocess.PIPE, check=True).stdout
-    with open(path, "wb") as stream:
+    with open(path + ".new", "wb") as stream:
         stream.write(image)
+    os.replace(path + ".new", path)  # a guest of another run may be booting the one before
 
 
 class ModuleTree:
