@@ -283,8 +283,8 @@ TEST(VhciDevice, PullingThePlugDuringEnumerationLeavesNothingBehind)
 {
     VhciDevice device(UsbIdentity{}, {hidInterface(plainDescriptor(8)), hidInterface(plainDescriptor(8))});
     for (int round = 0; round < 3; ++round) {
-        device.plug();
         device.takeControlRequests();
+        device.plug();
         // Enumeration takes eight control requests at the least; each round ends some later.
         const std::size_t reached = static_cast<std::size_t>(round) * 3;
         std::size_t requests = 0;

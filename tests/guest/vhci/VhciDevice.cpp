@@ -474,6 +474,7 @@ void VhciDevice::transmit()
     {
         const std::lock_guard lock(_mutex);
         batch.swap(_outgoing);
+        _changed.notify_all();
     }
     std::size_t sent = 0;
     while (sent < batch.size()) {
