@@ -75,10 +75,7 @@ public:
         }
         return sent;
     }
-    bool isOpen(int interfaceNumber) override
-    {
-        return _device.isPlugged() && isPolled(_device, static_cast<std::size_t>(interfaceNumber));
-    }
+    bool isOpen(int interfaceNumber) override { return hasOpen(_device, static_cast<std::size_t>(interfaceNumber)); }
 
 private:
     const bool _isHID;

@@ -18,8 +18,12 @@ void pullWhole(VhciDevice& device);
 /// Waits until the kernel has no USB device but its root hubs. Returns false if that does not come about.
 bool waitUntilBusIsEmpty();
 
-/// Whether the kernel polls an interface, with nothing under way: somebody has its report node open.
+/// Whether the kernel polls an interface, with nothing under way: somebody has its report node open. The first poll
+/// comes a moment after the opening, and none is left after the closing.
 bool isPolled(VhciDevice& device, std::size_t interface);
+
+/// Whether this process has the report node of an interface open.
+bool hasOpen(const VhciDevice& device, std::size_t interface);
 
 /// Sends an input report and waits until it lies in the queue of everyone who has the node open.
 /// Throws std::runtime_error if nobody has.

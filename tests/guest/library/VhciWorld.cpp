@@ -116,7 +116,7 @@ public:
     {
         VhciDevice& usb = _devices.at(device)->device();
         const auto interface = static_cast<std::size_t>(interfaceNumber);
-        if (isPolled(usb, interface)) {
+        if (hasOpen(usb, interface)) {
             sendQueued(usb, interface, report);
         }
     }

@@ -96,6 +96,16 @@ std::string hidrawNodeBelow(const std::string& hidDevice)
     return ::access(node.c_str(), F_OK) == 0 ? node : std::string{};
 }
 
+std::vector<std::string> hidrawNodesOfInterface(const std::string& interface)
+{
+    std::vector<std::string> nodes;
+    for (const std::string& child : listFolder(interface)) {
+        if (const std::string node = hidrawNodeBelow(interface + "/" + child); !node.empty())
+            nodes.push_back(node);
+    }
+    return nodes;
+}
+
 std::vector<std::string> hidrawNodesOf(const std::string& usbDevice)
 {
     const std::string name = fs::path(usbDevice).filename();
@@ -107,11 +117,8 @@ std::vector<std::string> hidrawNodesOf(const std::string& usbDevice)
     std::sort(interfaces.begin(), interfaces.end());
     std::vector<std::string> nodes;
     for (const auto& [number, entry] : interfaces) {
-        const std::string interface = usbDevice + "/" + entry + "/";
-        for (const std::string& child : listFolder(interface)) {
-            if (const std::string node = hidrawNodeBelow(interface + child); !node.empty())
-                nodes.push_back(node);
-        }
+        const std::vector<std::string> found = hidrawNodesOfInterface(usbDevice + "/" + entry);
+        nodes.insert(nodes.end(), found.begin(), found.end());
     }
     return nodes;
 }

@@ -30,6 +30,9 @@ std::vector<std::string> findUsbDevices(std::uint16_t vendor, std::uint16_t prod
 /// first and then makes its file in /dev, in a thread of its own: a node is there when both are.
 std::string hidrawNodeBelow(const std::string& hidDevice);
 
+/// The report nodes that are there of an interface of a USB device, by its folder in sysfs.
+std::vector<std::string> hidrawNodesOfInterface(const std::string& interface);
+
 /// The report nodes that are there of all interfaces of a USB device, by interface number.
 std::vector<std::string> hidrawNodesOf(const std::string& usbDevice);
 
