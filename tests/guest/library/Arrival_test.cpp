@@ -105,8 +105,7 @@ TEST_F(Arrival, PopulatingAndObservingAskTheDeviceNothingAndOpenNoNode)
     const DeviceHandle found = tree->getDeviceAtIndex(0);
     found->open();
     EXPECT_EQ(opens.count(), 2U);
-    EXPECT_TRUE(isPolled(device, 0));
-    EXPECT_TRUE(isPolled(device, 2));
+    EXPECT_TRUE(waitUntil([&] { return isPolled(device, 0) && isPolled(device, 2); }));
     found->close();
     EXPECT_FALSE(isPolled(device, 0)) << "the kernel polls while a node is open";
     EXPECT_FALSE(isPolled(device, 2));
@@ -163,6 +162,7 @@ TEST_F(Arrival, AnInterfaceThatNeverComesIsNotWaitedForWithoutEnd)
     VhciDevice device(identityOf("half"), {hidInterface(plainDescriptor(8)), hidInterface(plainDescriptor(4))});
     device.answerReportDescriptor(1, Answer::stall);
     device.plug();
+    ASSERT_TRUE(waitUntil([&] { return isFinished(device); }));
     ASSERT_TRUE(runUntil([&] { return !told.arrivals.empty(); }));
     const DeviceHandle half = tree->getDeviceAtIndex(0);
     EXPECT_EQ(half->getInputReportSize(0), 8U);

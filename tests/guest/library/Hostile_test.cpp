@@ -108,6 +108,7 @@ TEST_F(Hostile, ReportDescriptorsThatAreNoneCostTheirOwnInterfaceAlone)
     };
     VhciDevice plug(identityOf("hostile"), interfaces);
     plug.plug();
+    ASSERT_TRUE(waitUntil([&] { return isFinished(plug); }));
     ASSERT_TRUE(runUntil([this] { return !told.arrivals.empty(); }));
     EXPECT_EQ(told.arrivals, Names{"hostile"});
     const DeviceHandle device = tree->getDeviceAtIndex(1);

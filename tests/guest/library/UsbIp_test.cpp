@@ -53,6 +53,12 @@ public:
 
     bool isAttached() const { return !VhciPort::deviceName(_port).empty(); }
     std::string attachedName() const { return VhciPort::deviceName(_port); }
+    /// Whether the kernel has done all that it does at the arrival of what is attached, and its report node is there.
+    bool isFinished() const
+    {
+        const std::string attached = "/sys/bus/usb/devices/" + attachedName();
+        return isAttached() && std::filesystem::exists(attached + "/port") && hidrawNodesOf(attached).size() == 1;
+    }
     /// The machine that has the device takes it back.
     void withdraw() { write(_folder + "/usbip_sockfd", "-1"); }
 
@@ -89,7 +95,8 @@ TEST_F(UsbIp, ADeviceOfAnotherMachineIsFoundReadWrittenAndLost)
     {
         // Exported, it is a device of this machine no longer.
         ExportedDevice exported(folder);
-        ASSERT_TRUE(runUntil([&] { return exported.isAttached() && told.arrivals.size() == 2; }));
+        ASSERT_TRUE(waitUntil([&] { return exported.isFinished(); }));
+        ASSERT_TRUE(runUntil([&] { return told.arrivals.size() == 2; }));
         ASSERT_EQ(tree->getHIDDeviceCount(), 1U);
         const DeviceHandle keyboard = tree->getDeviceAtIndex(0);
         EXPECT_EQ(keyboard->getProductName(), "QEMU USB Keyboard");
