@@ -60,7 +60,7 @@ protected:
     }
     bool canHear()
     {
-        if (!isPolled(plug, 0)) {
+        if (!hasOpen(plug, 0)) {
             return false;
         }
         const std::size_t before = log->input.size();
@@ -161,6 +161,8 @@ struct SlowArrival {
     std::chrono::duration<double> waited{};
 };
 
+const std::vector<mode_t> kModesOfTheRules{0666, 0666};
+
 SlowArrival arriveSlowly()
 {
     SlowArrival seen;
@@ -181,15 +183,17 @@ SlowArrival arriveSlowly()
     };
     plug.plug();
     seen.isTold = runUntil([&] { return !told.arrivals.empty(); });
-    if (seen.modes == std::vector<mode_t>{0666, 0666}) {
-        EXPECT_TRUE(isPolled(plug, 0));
-        EXPECT_TRUE(isPolled(plug, 1));
+    const bool cameInTime = seen.modes == kModesOfTheRules;
+    if (cameInTime) {
+        EXPECT_TRUE(waitUntil([&] { return isPolled(plug, 0) && isPolled(plug, 1); }));
     }
     const DeviceHandle device = seen.isTold ? tree->getDeviceAtIndex(0) : DeviceHandle();
     const CapturedOutput output;
     plug.unplug();
     EXPECT_TRUE(runUntil([&] { return tree->getHIDDeviceCount() == 0; }));
-    EXPECT_EQ(told.arrivals, Names{"slow"});
+    if (cameInTime) {
+        EXPECT_EQ(told.arrivals, Names{"slow"});
+    }
     if (device) {
         device->close();
     }
@@ -203,17 +207,24 @@ TEST(AccessWithUdevd, ADeviceIsToldOfWhenSlowRulesHaveBeenCarriedOut)
     constexpr int kMostAttempts = 3;
     // Slow enough to be seen, and well within the settle time.
     const Udevd udevd("KERNEL==\"hidraw*\", PROGRAM=\"/bin/busybox sleep 0.1\", MODE=\"0666\"\n");
-    const std::vector<mode_t> wanted{0666, 0666};
     SlowArrival seen;
+    std::string times;
     for (int attempt = 0; attempt < kMostAttempts; ++attempt) {
         seen = arriveSlowly();
         ASSERT_TRUE(seen.isTold);
         // On a machine so busy that the rules take longer than the settle time, the device comes without them, and
         // nothing is learned.
-        if (seen.modes == wanted || seen.waited < kSettleTime) {
+        if (seen.modes == kModesOfTheRules || seen.waited < kSettleTime) {
             break;
         }
+        times += " " + std::to_string(seen.waited.count()) + " s";
     }
-    EXPECT_EQ(seen.modes, wanted) << "after " << seen.waited.count() << " s";
     EXPECT_TRUE(waitUntilBusIsEmpty());
+    if (seen.modes != kModesOfTheRules && seen.waited >= kSettleTime) {
+        GTEST_SKIP()
+            << "SKIPPED: nothing was learned of slow rules, which took longer than the settle time of a device "
+               "each time; it came after"
+            << times;
+    }
+    EXPECT_EQ(seen.modes, kModesOfTheRules) << "after " << seen.waited.count() << " s";
 }

@@ -113,12 +113,13 @@ TEST_F(Qemu, DevicesBehindAHubThatIsPulledLeaveOnceInOrderAndAfterTheirQueuedRep
     {
         HidrawNode keyboardBeside(keyboardNode);
         HidrawNode mouseBeside(mouseNode);
+        // QEMU makes one of moves that nobody has polled yet.
         for (int count = 0; count < 3; ++count) {
             qemu.typeKey("a");
+            ASSERT_TRUE(waitForReports(keyboardBeside, 2));
             qemu.moveMouse(1, 1);
+            ASSERT_TRUE(waitForReports(mouseBeside, 1));
         }
-        ASSERT_TRUE(waitForReports(keyboardBeside, 6));
-        ASSERT_TRUE(waitForReports(mouseBeside, 3));
     }
 
     const CapturedOutput output;

@@ -226,9 +226,8 @@ TEST_F(Unplug, BeforeTheSettleTimeHasPassedWasNeverThere)
     const std::unique_ptr<VhciDevice> leaving = makeHalf("leaving", 1);
     runWhileBusy(); // its time begins
     EXPECT_EQ(told.arrivals, Names{});
-    const std::string path = leaving->sysfsPath();
-    leaving->unplug();
-    ASSERT_TRUE(runUntil([&] { return listFolder(path).empty(); }));
+    pullWhole(*leaving);
+    runWhileBusy();
     // When the time of this one has passed, that of the other has long.
     const std::unique_ptr<VhciDevice> staying = makeHalf("staying", 2);
     ASSERT_TRUE(runUntil([this] { return !told.arrivals.empty(); }));

@@ -108,7 +108,7 @@ TEST_P(DepartureWhileSending, IsToldWithTheDeviceAndTheReport)
     plug.answerOutput(0, Answer::silence);
     ChildProcess send(command({"send", "0102030405060708", "--type", GetParam(), "--interface", "0"}));
     // From here on it sends, and waits for an answer that does not come.
-    EXPECT_TRUE(waitUntil([&] { return send.openNodes() == 1; })) << send.output();
+    EXPECT_TRUE(plug.waitUntilSilent()) << send.output();
     plug.unplug();
     send.readUntil([](const std::string&) { return false; });
     const int status = send.end();
