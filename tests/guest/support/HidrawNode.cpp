@@ -8,8 +8,9 @@
 
 #include <array>
 #include <cerrno>
+#include <filesystem>
+#include <stdexcept>
 #include <system_error>
-#include <thread>
 
 namespace qrx::guest {
 
@@ -18,8 +19,21 @@ namespace {
 /// The largest report that the kernel's HID core knows (HID_MAX_BUFFER_SIZE).
 constexpr std::size_t kMaximumReportBytes = 16384;
 
-/// usbhid's own wait at the first open, and some.
-constexpr std::chrono::milliseconds kFirstOpenDeafness{60};
+/// The HID core drops input while a driver takes the device over. A node is there before that ends; what debugfs tells
+/// of the device is read under the same lock.
+void waitForDriver(const std::string& path)
+{
+    namespace fs = std::filesystem;
+    const fs::path device = fs::canonical("/sys/class/hidraw" / fs::path(path).filename() / "device");
+    if (!readFile("/sys/kernel/debug/hid" / device.filename() / "rdesc"))
+        throw std::runtime_error("debugfs does not show " + path);
+}
+
+int openWhenTakenOver(const std::string& path)
+{
+    waitForDriver(path);
+    return ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+}
 
 unsigned long request(unsigned direction, unsigned number, std::size_t length)
 {
@@ -30,11 +44,10 @@ constexpr unsigned kBothWays = _IOC_READ | _IOC_WRITE;
 
 } // namespace
 
-HidrawNode::HidrawNode(const std::string& path) : _fd(::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC))
+HidrawNode::HidrawNode(const std::string& path) : _fd(openWhenTakenOver(path))
 {
     if (_fd < 0)
         throw std::system_error(errno, std::generic_category(), path);
-    std::this_thread::sleep_for(kFirstOpenDeafness);
 }
 
 HidrawNode::~HidrawNode()

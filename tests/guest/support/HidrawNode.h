@@ -13,9 +13,9 @@ namespace qrx::guest {
 /// call's own: a count of bytes, or the errno value as a negative number.
 class HidrawNode {
 public:
-    /// Opens for reading and writing, non-blocking. The USB HID driver starts polling the device at the first open and
-    /// throws away what arrives in the first 50 ms; the constructor waits that long.
-    /// Throws std::system_error if it cannot be opened.
+    /// Opens for reading and writing, non-blocking. The kernel hands on what arrives from then on: the HID core drops
+    /// input until the driver has taken the device over, for which the constructor waits, and the USB HID driver for
+    /// 50 ms after the first open, which the open itself lasts. Throws std::system_error if it cannot be opened.
     explicit HidrawNode(const std::string& path);
     ~HidrawNode();
     HidrawNode(const HidrawNode&) = delete;
