@@ -9,10 +9,15 @@ that file. --update writes the blocks anew.
 import difflib
 import pathlib
 import re
+import signal
 import subprocess
 import sys
 
 BLOCK = re.compile(r"(<!-- (output of|file): ([^\n]*) -->\n```[a-z]*\n)(.*?)(```\n)", re.DOTALL)
+
+# What a shell runs in the background ignores SIGINT, and so would the programs started here: they inherit that, but not
+# a handler.
+signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
 def shown_by(kind, source, project, tool, examples):

@@ -1,6 +1,7 @@
 """Runs the tool for the tests."""
 
 import os
+import signal
 import subprocess
 import sys
 import unittest
@@ -9,6 +10,10 @@ TOOL = os.environ.get("QRXHID", "")
 RECORDINGS = os.environ.get("QRXHID_RECORDINGS", "")
 # Far more than any of these runs takes, also under sanitizers.
 DEADLINE_SECONDS = 120
+
+# What a shell runs in the background ignores SIGINT, and so would the programs started here: they inherit that, but not
+# a handler.
+signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
 def recording(name):
