@@ -23,7 +23,7 @@ class BrowserError(Exception):
 
 class Browser:
     def __init__(self):
-        self._folder = tempfile.TemporaryDirectory()
+        self._folder = tempfile.TemporaryDirectory(ignore_cleanup_errors=True)
         command_end, self._commands = os.pipe()
         self._answers, answer_end = os.pipe()
         # Without a sandbox, which root and containers do not have; the pages are our own.
@@ -41,6 +41,7 @@ class Browser:
         self._unread = b""
         self._next = 0
         self._session = None
+        self._loader = None
         self.complaints = []
         self.requests = []
         self._attach()
@@ -85,6 +86,8 @@ class Browser:
             self.complaints.append(str(params["args"]))
         elif method == "Page.javascriptDialogOpening":
             self.complaints.append("a dialog: " + params["message"])
+        elif method == "Page.frameNavigated" and "parentId" not in params["frame"]:
+            self._loader = params["frame"]["loaderId"]
         elif method == "Network.requestWillBeSent":
             self.requests.append(params["request"]["url"])
 
@@ -110,8 +113,12 @@ class Browser:
         self.requests.clear()
         self.call("Emulation.setDeviceMetricsOverride", width=width, height=height, deviceScaleFactor=1, mobile=False)
         self.call("Emulation.setEmulatedMedia", features=[{"name": "prefers-color-scheme", "value": scheme}])
-        self.call("Page.navigate", url="file://" + os.path.abspath(path))
-        self.wait_for("location.href !== 'about:blank' && document.readyState === 'complete' && "
+        loader = self.call("Page.navigate", url="file://" + os.path.abspath(path))["loaderId"]
+        # Until then, expressions are about the page before.
+        end = time.monotonic() + DEADLINE_SECONDS
+        while self._loader != loader:
+            self._note(self._read_message(end))
+        self.wait_for("document.readyState === 'complete' && "
                       "(performance.getEntriesByName('shown').length > 0 || document.body.innerText === '')")
 
     def evaluate(self, expression):
