@@ -61,7 +61,7 @@ TEST_F(HidapiRecordings, EventsComeAtTheirTimesFromTheOpeningOn)
 TEST_F(HidapiRecordings, TheDescriptorTellsOfEventsThatAreDue)
 {
     use(write("plain.hid", plainDevice() + "E: 000000.000000 4 01 00 00 00\n"
-                                           "E: 000000.005000 4 02 00 00 00\n"));
+                                           "E: 000000.500000 4 02 00 00 00\n"));
     const OpenHandle handle = openFirst(1);
     pollfd awaited{qrx_hid_descriptor(handle.get()), POLLIN, 0};
     EXPECT_EQ(readNow(handle.get()), "01 00 00 00 ");
