@@ -21,11 +21,11 @@ class Losses(ToolTest):
         self.folder = folder.name
 
     def burst(self, count=SENT):
-        """A keyboard that sends so many reports at one moment, and another one half a second later."""
+        """A keyboard that sends so many reports at one moment, and another one two seconds later."""
         path = os.path.join(self.folder, "burst.hid")
         with open(KEYBOARD, encoding="utf-8") as file:
             head = "".join(line for line in file if not line.startswith("E:"))
-        times = ["000000.000000"] * count + ["000000.500000"]
+        times = ["000000.000000"] * count + ["000002.000000"]
         with open(path, "w", encoding="utf-8") as file:
             file.write(head + "".join(f"E: {time} 8 00 00 {n % 100:02d} 00 00 00 00 00\n"
                                       for n, time in enumerate(times)))

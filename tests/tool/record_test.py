@@ -101,7 +101,7 @@ class Record(ToolTest):
 
     def test_it_ends_after_the_time(self):
         # At a millionth of its speed the second event is hours away.
-        text = self.succeed("record", "--recording", MOUSE, "--speed", "0.000001", "--time", "0.2")
+        text = self.succeed("record", "--recording", MOUSE, "--speed", "0.000001", "--time", "1")
         self.assertEqual(events(content(MOUSE))[:1], events(text))
 
     def test_of_several_recordings_the_named_one_is_recorded(self):
