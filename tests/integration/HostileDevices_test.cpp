@@ -69,3 +69,38 @@ TEST_F(HostileDevices, AllInterfacesTogetherHaveTheElementsOfOneTableAndTheSmall
     EXPECT_LE(all, kElements);
     EXPECT_GE(all, kElements - 100) << "but for collections, handlers and what cannot be divided";
 }
+
+TEST_F(HostileDevices, InterfacesWithTheDescriptorOfADeviceThatIsThereHaveNoMoreThanTheirShare)
+{
+    const Bytes descriptor = arrayDescriptor(0, 16'000);
+    TestDevice large = makeDevice("large", descriptor);
+    large.plug();
+    std::vector<QrxVirtualInterface> interfaces;
+    for (int number = 0; number < 8; ++number) {
+        interfaces.emplace_back(number, descriptor);
+    }
+    QrxVirtualDevice device(QrxVirtualIdentity{}, interfaces);
+    device.plug();
+    const TreeHandle tree = populatedTree();
+    ASSERT_EQ(tree->getHIDDeviceCount(), 2U);
+    EXPECT_EQ(tree->getDeviceAtIndex(0)->getReport(0, 0)->getCapabilityCount(), 16'001U);
+    EXPECT_LE(tree->getDeviceAtIndex(1)->getReport(0, 0)->getCapabilityCount(), 16'384U / 8);
+}
+
+TEST_F(HostileDevices, ADeviceWhoseDescriptorAnotherHasInItsSmallSharesHasAllOfItsElements)
+{
+    const Bytes descriptor = arrayDescriptor(0, 16'000);
+    std::vector<QrxVirtualInterface> interfaces;
+    for (int number = 0; number < 8; ++number) {
+        interfaces.emplace_back(number, descriptor);
+    }
+    QrxVirtualDevice device(QrxVirtualIdentity{}, interfaces);
+    device.plug();
+    const TreeHandle tree = populatedTree();
+    TestDevice large = makeDevice("large", descriptor);
+    large.plug();
+    tree->populate(0, 0);
+    ASSERT_EQ(tree->getHIDDeviceCount(), 2U);
+    EXPECT_LE(tree->getDeviceAtIndex(0)->getReport(7, 0)->getCapabilityCount(), 16'384U / 8);
+    EXPECT_EQ(tree->getDeviceAtIndex(1)->getReport(0, 0)->getCapabilityCount(), 16'001U);
+}

@@ -1,11 +1,11 @@
 // Devices with the same report descriptor share one array of element dictionaries: ten keyboards of one kind cost as
-// much as one. The array is found by the bytes of the descriptor and goes with the last device that uses it.
+// much as one. The array is found by the bytes of the descriptor and the number of elements that were made of it, and
+// goes with the last device that uses it.
 
 #include "SharedElements.h"
 
 #include "ElementProperties.h"
 
-#include <algorithm>
 #include <map>
 #include <mutex>
 
@@ -13,20 +13,9 @@ namespace qrx::iokit {
 
 namespace {
 
-/// The length is compared first, because descriptors of different devices mostly differ in it.
-struct DescriptorOrder {
-    bool operator()(const std::vector<std::uint8_t>& a, const std::vector<std::uint8_t>& b) const
-    {
-        if (a.size() != b.size()) {
-            return a.size() < b.size();
-        }
-        return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end());
-    }
-};
-
 struct Arrays {
     std::mutex mutex;
-    std::map<std::vector<std::uint8_t>, std::weak_ptr<const SharedElements>, DescriptorOrder> inUse;
+    std::map<SharedElements::Key, std::weak_ptr<const SharedElements>> inUse;
 };
 
 /// Never destroyed: devices may go with static objects.
@@ -43,13 +32,13 @@ std::shared_ptr<const SharedElements> SharedElements::acquire(const std::vector<
 {
     const std::lock_guard guard(arrays().mutex);
     // One lock for the search and the making: two devices of a kind that arrive at once must not make two arrays.
-    const auto place = arrays().inUse.try_emplace(descriptor).first;
+    const auto place = arrays().inUse.try_emplace({tree.elements.size(), descriptor}).first;
     std::shared_ptr<const SharedElements> elements = place->second.lock();
     if (elements != nullptr) {
         return elements;
     }
     try {
-        elements = std::make_shared<const SharedElements>(descriptor, tree);
+        elements = std::make_shared<const SharedElements>(place->first, tree);
     } catch (...) {
         arrays().inUse.erase(place);
         throw;
@@ -58,8 +47,7 @@ std::shared_ptr<const SharedElements> SharedElements::acquire(const std::vector<
     return elements;
 }
 
-SharedElements::SharedElements(const std::vector<std::uint8_t>& descriptor, const hid::ElementTree& tree)
-    : _descriptor(descriptor)
+SharedElements::SharedElements(const Key& key, const hid::ElementTree& tree) : _key(key)
 {
     const CFRef<CFArrayRef> elements = makeElements(tree);
     const CFIndex count = CFArrayGetCount(elements.get());
@@ -73,7 +61,7 @@ SharedElements::SharedElements(const std::vector<std::uint8_t>& descriptor, cons
 SharedElements::~SharedElements()
 {
     const std::lock_guard guard(arrays().mutex);
-    const auto inUse = arrays().inUse.find(_descriptor);
+    const auto inUse = arrays().inUse.find(_key);
     // Another device may have come with the same descriptor meanwhile.
     if (inUse != arrays().inUse.end() && inUse->second.expired()) {
         arrays().inUse.erase(inUse);

@@ -3,13 +3,16 @@
 #include "HID/ElementTree.h"
 #include "ReusableArray.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace qrx::iokit {
 
-/// The "Elements" array of a report descriptor, shared by all devices that have it.
+/// The "Elements" array of a report descriptor, shared by all devices that have it, as far as they have the same number
+/// of its elements: interfaces of one device share a limit, so one may have fewer.
 ///
 /// The walk that builds element trees never gives back the array that it reads. So the array is emptied when the last
 /// device with the descriptor goes; whoever holds one of its elements keeps that. From any thread.
@@ -19,7 +22,11 @@ public:
     static std::shared_ptr<const SharedElements> acquire(const std::vector<std::uint8_t>& descriptor,
                                                          const hid::ElementTree& tree);
 
-    SharedElements(const std::vector<std::uint8_t>& descriptor, const hid::ElementTree& tree);
+    /// The number of elements, and the descriptor. A share cuts the largest fields to a common size, so trees of one
+    /// descriptor that have as many elements have the same ones.
+    using Key = std::pair<std::size_t, std::vector<std::uint8_t>>;
+
+    SharedElements(const Key& key, const hid::ElementTree& tree);
     SharedElements(const SharedElements&) = delete;
     SharedElements& operator=(const SharedElements&) = delete;
     ~SharedElements();
@@ -27,7 +34,7 @@ public:
     CFArrayRef array() const { return _array.get(); }
 
 private:
-    const std::vector<std::uint8_t> _descriptor;
+    const Key _key;
     const ReusableArray _array;
 };
 
