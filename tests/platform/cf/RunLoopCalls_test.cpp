@@ -131,6 +131,28 @@ TEST_F(RunLoopCalls, ASecondSourceOfADescriptorThatCannotBeDuplicatedIsNotHeard)
     });
 }
 
+TEST_F(RunLoopCalls, ASourceThatTheSystemHasNoRoomToWatchIsNotAddedAndMayBeLater)
+{
+    onAThread([this] {
+        const Pipe pipe;
+        int fired = 0;
+        DescriptorSource source(pipe.reader(), [&] { ++fired; });
+        CFRunLoopGetCurrent();
+        pass();
+        for (const int error : {ENOSPC, ENOMEM}) {
+            calls.failCall(1, error);
+            EXPECT_EQ(errorOf([&] { source.add(); }), error);
+            EXPECT_FALSE(source.isIn());
+        }
+        EXPECT_EQ(pass(), kCFRunLoopRunFinished) << "there is nothing to wait for";
+        source.add();
+        EXPECT_TRUE(source.isIn());
+        pipe.put('x');
+        pass(true);
+        EXPECT_EQ(fired, 1);
+    });
+}
+
 TEST_F(RunLoopCalls, AnAlarmRingsByTheClockOfTheCalls)
 {
     struct Client final : qrx::LoopAlarm::Client {

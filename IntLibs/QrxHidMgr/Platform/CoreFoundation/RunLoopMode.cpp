@@ -58,9 +58,11 @@ std::uint32_t RunLoopMode::add(CFRunLoopSourceRef source)
         // So that a signal takes no memory: every member can be in the list.
         _signalled.reserve(2 * _version1Count + 1);
     }
+    // A descriptor that can never be watched is no error: the source can still be signalled, or get another descriptor.
+    if (!watch(*source, index) && (errno == ENOSPC || errno == ENOMEM)) {
+        throw std::system_error(errno, std::generic_category(), "a run loop cannot watch one more descriptor");
+    }
     _slots[index].source = source;
-    // A descriptor that cannot be watched is no error: the source can still be signalled, or get another descriptor.
-    watch(*source, index);
     ++_version1Count;
     if (source->_signalled) {
         noteSignal(*source);
@@ -68,10 +70,11 @@ std::uint32_t RunLoopMode::add(CFRunLoopSourceRef source)
     return index;
 }
 
-void RunLoopMode::watch(const __CFRunLoopSource& source, std::uint32_t index)
+bool RunLoopMode::watch(const __CFRunLoopSource& source, std::uint32_t index)
 {
     Slot& slot = _slots[index];
     slot.watched = _descriptors.watch(source._descriptor, std::uint64_t{slot.generation} << 32 | index);
+    return slot.watched >= 0 || source._descriptor < 0;
 }
 
 void RunLoopMode::changeDescriptor(const __CFRunLoopSource& source, std::uint32_t index, int earlier)

@@ -30,7 +30,8 @@ public:
 
     /// Null if there is none.
     CFRunLoopSourceRef anyMember() const;
-    /// Returns the place of the member, for Membership.
+    /// Returns the place of the member, for Membership. Throws std::system_error, and adds nothing, if the system
+    /// cannot watch one more descriptor (its memory, or the user's limit of epoll watches).
     std::uint32_t add(CFRunLoopSourceRef source);
     void remove(const __CFRunLoopSource& source, std::uint32_t slot);
 
@@ -89,7 +90,8 @@ private:
     };
 
     std::uint32_t freeSlot();
-    void watch(const __CFRunLoopSource& source, std::uint32_t index);
+    /// False, with errno, if the source has a descriptor that is not watched.
+    bool watch(const __CFRunLoopSource& source, std::uint32_t index);
 
     const Reference<CFStringRef> _name;
     DescriptorSet _descriptors;
