@@ -35,6 +35,29 @@ bool concernsDevice(const DeviceEvent& event)
            std::find(kSubsystems.begin(), kSubsystems.end(), event.subsystem) != kSubsystems.end();
 }
 
+/// A failure that may last: told once, and once that it is over.
+class LastingFailure {
+public:
+    LastingFailure(std::string_view failing, std::string_view over) : _failing(failing), _over(over) {}
+
+    /// `error` is why, as errno; 0 if that is not known.
+    void tell(bool fails, int error)
+    {
+        if (fails && !_isTold) {
+            const std::string reason = error != 0 ? std::generic_category().message(error) : std::string();
+            log(LogLevel::error, joined({_failing, error != 0 ? ": " : "", reason, "."}));
+        } else if (!fails && _isTold) {
+            log(LogLevel::error, _over);
+        }
+        _isTold = fails;
+    }
+
+private:
+    const std::string_view _failing;
+    const std::string_view _over;
+    bool _isTold = false;
+};
+
 class LinuxProvider : public Provider {
 public:
     explicit LinuxProvider(LinuxPaths paths)
@@ -92,7 +115,7 @@ private:
         // The monitors start first: what happens during the first scan is an event, and the look finds nothing new.
         _watch = WatchSet::make(_calls, _paths.monitors ? _paths.monitors(_paths) : makeMonitors(_paths));
         const int error = errno;
-        tellWatching(error);
+        _watching.tell(_watch == nullptr, error);
         _book.setWaiting(_watch != nullptr);
         rescan(sink);
         if (_watch != nullptr) {
@@ -130,19 +153,6 @@ private:
         _watch->setTimer(_book.nextExpiry());
     }
 
-    /// Says once that nothing can be watched, and when that is over.
-    void tellWatching(int error)
-    {
-        const bool fails = _watch == nullptr;
-        if (fails && !_isFailureTold) {
-            const std::string reason = error != 0 ? ": " + std::generic_category().message(error) : "";
-            log(LogLevel::error, "Arrivals and removals of devices cannot be watched" + reason + ".");
-        } else if (!fails && _isFailureTold) {
-            log(LogLevel::error, "Arrivals and removals of devices are watched again.");
-        }
-        _isFailureTold = fails;
-    }
-
     /// First takes all waiting events, then looks at each device once: plugging brings a dozen events, and only the
     /// state after the last one can be read.
     void hear(const std::vector<DeviceMonitor*>& monitors, RegistrySink& sink)
@@ -168,7 +178,8 @@ private:
         using Rules = NodeReadiness::Rules;
         const bool followsRules = _watch != nullptr && _watch->followsRules();
         _nodes.setRules(_watch == nullptr || followsRules ? Rules::database : Rules::none);
-        _book.rescan(sink);
+        const int error = _book.rescan(sink);
+        _listing.tell(error != 0, error);
         if (followsRules) {
             _nodes.setRules(Rules::events);
         }
@@ -222,7 +233,10 @@ private:
     NodeReadiness _nodes;
     DeviceBook _book;
     std::unique_ptr<WatchSet> _watch;
-    bool _isFailureTold = false;
+    LastingFailure _watching{"Arrivals and removals of devices cannot be watched",
+                             "Arrivals and removals of devices are watched again."};
+    LastingFailure _listing{"The USB devices of this machine cannot be listed",
+                            "The USB devices of this machine are listed again."};
 };
 
 } // namespace

@@ -196,7 +196,29 @@ TEST_F(HotPlug, SaysOnceThatNothingCanBeWatchedAndOnceThatItIsAgain)
     EXPECT_GE(provider->startWatching(sink), 0);
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
               "QrxHIDManager: Arrivals and removals of devices cannot be watched: Too many open files.\n"
-              "QrxHIDManager: Arrivals and removals of devices are watched again.\n");
+              "QrxHIDManager: The USB devices of this machine cannot be listed: Too many open files.\n"
+              "QrxHIDManager: Arrivals and removals of devices are watched again.\n"
+              "QrxHIDManager: The USB devices of this machine are listed again.\n");
+}
+
+TEST_F(HotPlug, SaysOnceThatDevicesCannotBeListedAndOnceThatTheyCanAgain)
+{
+    started();
+    provider->stopWatching();
+    tree.plug(composite());
+    testing::internal::CaptureStderr();
+    for (int times = 0; times < 2; ++times) {
+        calls.failCall(1, EACCES);
+        provider->refresh(sink);
+        EXPECT_EQ(sink.takeLog(), "");
+    }
+    for (int times = 0; times < 2; ++times) {
+        provider->refresh(sink);
+    }
+    EXPECT_EQ(sink.takeLog(), "+ 1-1 hid 2\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "QrxHIDManager: The USB devices of this machine cannot be listed: Permission denied.\n"
+              "QrxHIDManager: The USB devices of this machine are listed again.\n");
 }
 
 TEST_F(HotPlug, MakesOneCallToSeeThatNothingHasHappened)

@@ -1,6 +1,7 @@
 #include "DeviceBook.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 namespace qrx::platform {
@@ -24,20 +25,22 @@ void DeviceBook::oweRescan()
     _owedSince = _mayWait ? std::optional(_calls.now()) : std::nullopt;
 }
 
-void DeviceBook::rescan(RegistrySink& sink)
+int DeviceBook::rescan(RegistrySink& sink)
 {
     std::vector<ListedDevice> devices;
     _owedSince.reset();
     if (!_scan.list(devices)) {
+        const int error = errno;
         // A failure says nothing about which devices are there.
         oweRescan();
-        return;
+        return error;
     }
     leaveUnlisted(devices, sink);
     for (const ListedDevice& device : devices) {
         consider(device, sink, Look::early);
     }
     _hasLooked = true;
+    return 0;
 }
 
 void DeviceBook::leaveUnlisted(const std::vector<ListedDevice>& devices, RegistrySink& sink)

@@ -62,9 +62,9 @@ public:
     /// Whether somebody observes from now on, who must call `expire` in time; otherwise there is no waiting.
     void setWaiting(bool isAllowed);
 
-    /// Looks at everything. If the bus cannot be listed (no descriptor free), nothing is taken to have left; while
-    /// somebody observes, the rescan is then retried.
-    void rescan(RegistrySink& sink);
+    /// Looks at everything. If the bus cannot be listed (no descriptor free, a sandbox), nothing is taken to have left;
+    /// while somebody observes, the rescan is then retried. Returns why it cannot be listed, as errno; 0 if it can.
+    int rescan(RegistrySink& sink);
     /// An exception has ended a look: while somebody observes, everything is to be looked at again.
     void oweRescan();
     /// True if the last rescan failed, or an exception has ended a look: what is published may be wrong, and no event

@@ -77,8 +77,8 @@ public:
     /// `sysfsRoot` is "/sys", `deviceRoot` "/dev". `nodes` must outlive this.
     DeviceScan(SystemCalls& calls, const std::string& sysfsRoot, std::string deviceRoot, NodeReadiness& nodes);
 
-    /// All devices of the bus except root hubs, in the order of their arrival. False if they cannot be listed; a
-    /// machine without USB has none.
+    /// All devices of the bus except root hubs, in the order of their arrival. False, with errno, if they cannot be
+    /// listed; a machine without USB has none.
     bool list(std::vector<ListedDevice>& devices);
     /// One device of the bus: `complete` if it is there and could be listed, else `gone`, `scarce` or `failed`.
     Result list(const std::string& name, ListedDevice& device);
