@@ -1,8 +1,9 @@
 #include "MonotonicTimer.h"
 
+#include "SystemError.h"
+
 #include <cerrno>
 #include <cstdint>
-#include <system_error>
 
 namespace qrx::platform {
 
@@ -19,7 +20,7 @@ timespec timeOf(std::chrono::nanoseconds duration)
 MonotonicTimer::MonotonicTimer() : MonotonicTimer(SystemCalls::ofProcess())
 {
     if (!_timer.isOpen()) {
-        throw std::system_error(errno, std::generic_category(), "no timer can be made");
+        throwSystemError(errno, "no timer can be made");
     }
 }
 

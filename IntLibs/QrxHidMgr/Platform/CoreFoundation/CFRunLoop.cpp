@@ -14,11 +14,11 @@
 
 #include "CFRunLoop.h"
 
+#include "Base/SystemError.h"
 #include "RunLoopDescriptor.h"
 
 #include <algorithm>
 #include <cerrno>
-#include <system_error>
 
 using namespace qrx::cf;
 using qrx::platform::Deadline;
@@ -74,7 +74,7 @@ inline void requireMode(CFStringRef mode, const char* function)
 __CFRunLoop::__CFRunLoop() : Object(kType, kMortal), _wakeEvent(qrx::platform::SystemCalls::ofProcess())
 {
     if (!_wakeEvent.isOpen()) {
-        throw std::system_error(errno, std::generic_category(), "no run loop can be made");
+        qrx::platform::throwSystemError(errno, "no run loop can be made");
     }
     _modes.push_back(std::make_unique<RunLoopMode>(kCFRunLoopDefaultMode, _wakeEvent.descriptor()));
 }
@@ -137,12 +137,12 @@ void __CFRunLoop::arm()
 
 void __CFRunLoop::failWakeLost()
 {
-    throw std::system_error(EBADF, std::generic_category(), "the event descriptor of a run loop was closed by others");
+    qrx::platform::throwSystemError(EBADF, "the event descriptor of a run loop was closed by others");
 }
 
 void __CFRunLoop::failInherited()
 {
-    throw std::system_error(EPERM, std::generic_category(), "a child made by fork cannot run its parent's run loop");
+    qrx::platform::throwSystemError(EPERM, "a child made by fork cannot run its parent's run loop");
 }
 
 void __CFRunLoop::wake()

@@ -5,17 +5,18 @@
 
 #include "DescriptorSet.h"
 
+#include "Base/SystemError.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <span>
-#include <system_error>
 
 namespace qrx::cf {
 
 DescriptorSet::DescriptorSet() : _calls(platform::SystemCalls::ofProcess()), _set(_calls)
 {
     if (!_set.isOpen()) {
-        throw std::system_error(errno, std::generic_category(), "no run loop can be made");
+        platform::throwSystemError(errno, "no run loop can be made");
     }
 }
 
@@ -58,7 +59,7 @@ void DescriptorSet::noteFailure()
     if (errno != EINTR) {
         const int error = errno;
         _set.abandon();
-        throw std::system_error(error, std::generic_category(), "the descriptor of a run loop was closed by others");
+        platform::throwSystemError(error, "the descriptor of a run loop was closed by others");
     }
 }
 

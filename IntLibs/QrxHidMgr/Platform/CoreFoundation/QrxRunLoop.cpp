@@ -4,6 +4,7 @@
 #include "RunLoopRequests.h"
 
 #ifndef __APPLE__
+#include "Base/SystemError.h"
 #include "RunLoopDescriptor.h"
 #endif
 
@@ -18,7 +19,6 @@
 #include <cerrno>
 #include <chrono>
 #include <stdexcept>
-#include <system_error>
 #include <thread>
 #include <utility>
 
@@ -148,8 +148,7 @@ private:
 void request(CFRunLoopRef loop, qrx::cf::RunLoopRequest request)
 {
     if (!qrx::cf::requestOfRunLoop(loop, request)) {
-        throw std::system_error(EBADF, std::generic_category(),
-                                "the event descriptor of a run loop was closed by others");
+        qrx::platform::throwSystemError(EBADF, "the event descriptor of a run loop was closed by others");
     }
 }
 #endif

@@ -6,16 +6,17 @@
 
 #include "RunLoopMode.h"
 
+#include "Base/SystemError.h"
+
 #include <algorithm>
 #include <cerrno>
-#include <system_error>
 
 namespace qrx::cf {
 
 RunLoopMode::RunLoopMode(CFStringRef name, int wakeFd) : _name(Reference<CFStringRef>::retain(name))
 {
     if (_descriptors.watch(wakeFd, kWakeToken) < 0) {
-        throw std::system_error(errno, std::generic_category(), "a run loop cannot be woken");
+        platform::throwSystemError(errno, "a run loop cannot be woken");
     }
 }
 
@@ -60,7 +61,7 @@ std::uint32_t RunLoopMode::add(CFRunLoopSourceRef source)
     }
     // A descriptor that can never be watched is no error: the source can still be signalled, or get another descriptor.
     if (!watch(*source, index) && (errno == ENOSPC || errno == ENOMEM)) {
-        throw std::system_error(errno, std::generic_category(), "a run loop cannot watch one more descriptor");
+        platform::throwSystemError(errno, "a run loop cannot watch one more descriptor");
     }
     _slots[index].source = source;
     ++_version1Count;

@@ -9,6 +9,7 @@
 
 #include "NotificationPort.h"
 
+#include "Base/SystemError.h"
 #include "Registry.h"
 
 #include <algorithm>
@@ -16,7 +17,6 @@
 #include <cerrno>
 #include <iterator>
 #include <new>
-#include <system_error>
 #include <utility>
 
 using qrx::CFRef;
@@ -68,7 +68,7 @@ void qrx::iokit::setBeforeEnd(BeforeEnd function)
 IONotificationPort::IONotificationPort() : _event(qrx::platform::SystemCalls::ofProcess())
 {
     if (!_event.isOpen() || !_watcher.watch(_event.descriptor())) {
-        throw std::system_error(errno, std::generic_category(), "arrivals and removals cannot be waited for");
+        qrx::platform::throwSystemError(errno, "arrivals and removals cannot be waited for");
     }
 }
 

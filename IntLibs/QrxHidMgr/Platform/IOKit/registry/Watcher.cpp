@@ -1,8 +1,9 @@
 #include "Watcher.h"
 
+#include "Base/SystemError.h"
+
 #include <cerrno>
 #include <chrono>
-#include <system_error>
 
 namespace qrx::iokit {
 
@@ -17,7 +18,7 @@ Watcher::Watcher() : _set(platform::SystemCalls::ofProcess()), _timer(platform::
 {
     // The timer is made at once: later, when a descriptor is missing, there would be none for it either.
     if (!_set.isOpen() || !_timer.isOpen() || !watch(_timer.descriptor())) {
-        throw std::system_error(errno, std::generic_category(), "arrivals and removals cannot be waited for");
+        platform::throwSystemError(errno, "arrivals and removals cannot be waited for");
     }
 }
 
