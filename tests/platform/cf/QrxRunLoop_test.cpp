@@ -8,9 +8,11 @@
 #include <poll.h>
 #include <pthread.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <chrono>
+#include <fstream>
 #include <stdexcept>
 #include <string>
 #include <thread>
@@ -419,6 +421,43 @@ TEST_F(Signals, WhoseHandlerIsStillAtWorkOnAnotherThreadAreWaitedFor)
         EXPECT_EQ(Outcome::timedOut, loop.runFor(0.001));
         loop.cancel(alive);
     }).join();
+}
+
+/// The state letter of a thread of this process: 'S' while it waits.
+char stateOf(pid_t thread)
+{
+    std::ifstream file("/proc/self/task/" + std::to_string(thread) + "/stat");
+    std::string line;
+    std::getline(file, line);
+    const std::size_t afterName = line.rfind(')');
+    return afterName + 2 < line.size() ? line[afterName + 2] : '?';
+}
+
+TEST_F(Signals, DoNotEndTheSystemCallsOfOtherThreads)
+{
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(::pipe(ends), 0);
+    char byte = '\0';
+    ssize_t count = -1;
+    std::atomic<pid_t> readingThread{0};
+    std::thread reader;
+    _loop.post([&] {
+        reader = std::thread([&] {
+            readingThread = ::gettid();
+            count = ::read(ends[0], &byte, 1);
+        });
+        while (readingThread == 0 || stateOf(readingThread) != 'S') {
+            std::this_thread::yield();
+        }
+        ::pthread_kill(reader.native_handle(), SIGINT);
+    });
+    EXPECT_EQ(Outcome::stopped, _loop.runUntilSignal());
+    EXPECT_EQ(::write(ends[1], "x", 1), 1);
+    reader.join();
+    EXPECT_EQ(count, 1);
+    EXPECT_EQ(byte, 'x');
+    ::close(ends[0]);
+    ::close(ends[1]);
 }
 
 TEST_F(Signals, ThatTheProcessIgnoresAreIgnored)

@@ -94,14 +94,16 @@ public:
         }
         sm_HasSignal = false;
         for (std::size_t index = 0; index < kSignals.size(); ++index) {
-            struct sigaction action {};
-            action.sa_handler = noteSignal;
-            sigemptyset(&action.sa_mask);
-            ::sigaction(kSignals[index], &action, &_earlier[index]);
-            if (_earlier[index].sa_handler == SIG_IGN) {
-                // Still ignored: a shell starts background commands with SIGINT ignored, so that Ctrl-C ends only what
-                // runs in the foreground.
-                ::sigaction(kSignals[index], &_earlier[index], nullptr);
+            ::sigaction(kSignals[index], nullptr, &_earlier[index]);
+            // An ignored one stays so: a shell starts background commands with SIGINT ignored, so that Ctrl-C ends only
+            // what runs in the foreground.
+            if (_earlier[index].sa_handler != SIG_IGN) {
+                struct sigaction action {};
+                action.sa_handler = noteSignal;
+                // System calls of other threads go on. The loop's own wait ends all the same.
+                action.sa_flags = SA_RESTART;
+                sigemptyset(&action.sa_mask);
+                ::sigaction(kSignals[index], &action, nullptr);
             }
         }
     }
