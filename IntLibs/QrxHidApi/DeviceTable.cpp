@@ -70,6 +70,8 @@ platform::DeviceKey DeviceTable::publish(platform::DeviceFacts device)
                 facts, &interface, virtualNumber, std::move(path), topUsages(interface.reportDescriptor)}));
         }
     }
+    // Without memory it is neither listed nor told of.
+    _entries.reserve(_entries.size() + 1);
     // Under one lock with the list, so that changes are kept in the order in which the list changes.
     note(interfaces, true);
     _entries.push_back({++_lastKey, facts->isVirtual, facts->place, std::move(interfaces)});
@@ -81,8 +83,10 @@ void DeviceTable::terminate(platform::DeviceKey key)
     const std::scoped_lock lock(_mutex);
     const auto entry = std::ranges::find(_entries, key, &Entry::key);
     if (entry != _entries.end()) {
-        note(entry->interfaces, false);
+        // Gone in any case: without memory the change is not told of.
+        const Interfaces left = std::move(entry->interfaces);
         _entries.erase(entry);
+        note(left, false);
     }
 }
 
