@@ -33,11 +33,6 @@ std::uint32_t LayoutField::usageAt(std::uint64_t position) const
     return static_cast<std::uint32_t>(usages[range].first + (position - firstPositions[range]));
 }
 
-std::uint32_t LayoutField::usageOfValue(std::size_t index) const
-{
-    return usageAt(std::min<std::uint64_t>(index, usageCount - 1));
-}
-
 std::optional<std::uint64_t> LayoutField::positionOf(std::uint32_t usage) const
 {
     for (std::size_t range = 0; range < usages.size(); ++range) {

@@ -79,8 +79,6 @@ struct LayoutField {
     std::optional<std::uint64_t> shownBy(std::int64_t entry) const;
     /// `position` is below usageCount.
     std::uint32_t usageAt(std::uint64_t position) const;
-    /// The usage of the value at `index`, which is below count. Variable items only.
-    std::uint32_t usageOfValue(std::size_t index) const;
     /// The position of a usage among those of the field; none if the field does not have it. Of several, the first.
     std::optional<std::uint64_t> positionOf(std::uint32_t usage) const;
 };

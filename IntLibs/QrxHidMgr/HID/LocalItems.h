@@ -21,7 +21,6 @@ public:
     /// Takes one local item; `usagePage` is the page in force where it stands.
     void take(const Item& item, std::optional<std::uint16_t> usagePage);
 
-    bool hasUsages() const { return !_usages.empty(); }
     /// Whether some usage carries no page of its own.
     bool needsUsagePage() const;
     /// True unless a usage waits, or one end of a usage range.
