@@ -13,8 +13,8 @@ if(PROJECT_IS_TOP_LEVEL AND NOT DEFINED CMAKE_INTERPROCEDURAL_OPTIMIZATION AND C
     check_ipo_supported(RESULT QRX_LINK_TIME_OPTIMISATION OUTPUT reason LANGUAGES CXX)
 endif()
 
-# A tenth of the library would be places that hold addresses of its own. Packed they are a hundredth, which the C library
-# of the system must understand: glibc 2.36 or musl 1.2.4.
+# Relative relocations (places that hold addresses within the library) would be a tenth of the file. Packed they are a
+# hundredth, which the C library of the system must understand: glibc 2.36 or musl 1.2.4.
 set(QRX_HAS_PACKED_RELOCATIONS OFF)
 if(NOT APPLE)
     check_linker_flag(CXX "LINKER:--fatal-warnings,-z,pack-relative-relocs" QRX_LINKER_PACKS_RELOCATIONS)

@@ -1,8 +1,9 @@
 // Reports are decoded from the published report descriptor, while applications know a device by its tree of elements.
 // This file finds the element for each value: it builds the elements of the descriptor once more, as our own ground
-// would publish them, and walks both trees side by side. On our own ground they are the same; on macOS the platform has
-// built its tree from the same bytes, but by rules that may differ between its versions. Where the trees differ, values
-// have no element from there on; they are decoded all the same.
+// would publish them, and walks both trees side by side. On our own ground they are the same, unless the interfaces of
+// a hostile device share the limit of elements; on macOS the platform has built its tree from the same bytes, but by
+// rules that may differ between its versions. Where the trees differ, values have no element from there on; they are
+// decoded all the same.
 
 #include "InterfaceLayout.h"
 

@@ -396,7 +396,7 @@ std::error_code QrxReportLayout::encode(QrxReportType type, uint32_t reportID, c
     if (!known) {
         return QrxError::noSuchReport;
     }
-    // Copied member by member: the public type may get members that the inner one has not.
+    // Copied, since the reader of reports knows no public types.
     std::vector<hid::UsageValue> wanted(count);
     for (size_t i = 0; i < count; ++i) {
         wanted[i] = {values[i].usage, values[i].value, values[i].index};

@@ -59,7 +59,8 @@ QRX_EXPORT bool QrxIsOpen(const QrxHIDDevice& device, int interfaceNumber);
 /// failure.
 ///
 /// Errors: noSuchInterface, noSuchReport, wrongLength (`capacity` is 0, or less than the report's size), notOpen, gone,
-/// refused, timedOut, notPossible (input and output reports on kernels before 5.11) or failed.
+/// refused, timedOut, notPossible or failed (also input and output reports on kernels before 5.11, which have no such
+/// request).
 [[nodiscard]] QRX_EXPORT QrxOutcome QrxGetReport(QrxHIDDevice& device, QrxReportType reportType, unsigned int reportID,
                                                  uint8_t* buffer, size_t capacity, size_t& received,
                                                  int interfaceNumber);

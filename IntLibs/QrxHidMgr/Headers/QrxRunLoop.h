@@ -19,8 +19,9 @@
 /// readable.
 ///
 /// A QrxRunLoop is a light handle on its thread's loop: copy it freely. It may be used on the loop's own thread;
-/// post(), stop() and wake() may be called on any thread, for as long as the handle lives, even after the thread has
-/// ended. The other operations throw std::logic_error on another thread. On macOS the loop is the system's own.
+/// post(), stop(), wake() and getFileDescriptor() may be called on any thread, for as long as the handle lives, even
+/// after the thread has ended. The other operations throw std::logic_error on another thread. On macOS the loop is the
+/// system's own.
 ///
 /// A child that fork made shares the kernel's side of its parent's loop. It may end, run another program, or let its
 /// copies of the library's objects go, and its parent notices nothing of it; it may not use them. A child of a process
@@ -39,9 +40,9 @@ public:
     /// Names a function that is to be called later; never 0, and never used twice in a thread.
     using Timer = std::uint64_t;
 
-    /// A handle on the calling thread's loop, which is made on first use. A loop takes a handful of file descriptors:
-    /// throws std::system_error if none is free, as do `observe` and `open` in a thread that has no loop yet. After a
-    /// failure it may be called again.
+    /// A handle on the calling thread's loop, which is made on first use. A loop takes two file descriptors: throws
+    /// std::system_error if none is free, as do `observe` and `open` in a thread that has no loop yet. After a failure
+    /// it may be called again.
     static QrxRunLoop getCurrent();
     /// The same, by its name in version 0.1.
     static QrxRunLoop current() { return getCurrent(); }
@@ -79,7 +80,8 @@ public:
     void wake();
 
     /// Calls `function` on the loop's thread, in one of its runs, in the order of the calls. From any thread; an
-    /// exception of the function leaves through the run. A loop for which a function waits is not finished.
+    /// exception of the function leaves through the run. A loop for which a function waits is not finished. What is
+    /// posted after the loop's thread has ended is kept, uncalled, until the last handle on the loop goes.
     void post(std::function<void()> function);
 
     /// Calls `function` once after that time, or every so often until it is cancelled; it may cancel itself. Calls that
