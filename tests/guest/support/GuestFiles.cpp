@@ -106,6 +106,12 @@ std::vector<std::string> hidrawNodesOfInterface(const std::string& interface)
     return nodes;
 }
 
+void waitForDriver(const std::string& hidDevice)
+{
+    if (!readFile("/sys/kernel/debug/hid" / fs::canonical(hidDevice).filename() / "rdesc"))
+        throw std::runtime_error("debugfs does not show " + hidDevice);
+}
+
 std::vector<std::string> hidrawNodesOf(const std::string& usbDevice)
 {
     const std::string name = fs::path(usbDevice).filename();

@@ -33,6 +33,11 @@ std::string hidrawNodeBelow(const std::string& hidDevice);
 /// The report nodes that are there of an interface of a USB device, by its folder in sysfs.
 std::vector<std::string> hidrawNodesOfInterface(const std::string& interface);
 
+/// Waits until the driver of a HID device in sysfs has taken it over. Its nodes are there before, while the HID core
+/// still drops input; what debugfs tells of the device is read under the same lock. Throws std::runtime_error if it
+/// tells nothing, std::filesystem::filesystem_error without such a device.
+void waitForDriver(const std::string& hidDevice);
+
 /// The report nodes that are there of all interfaces of a USB device, by interface number.
 std::vector<std::string> hidrawNodesOf(const std::string& usbDevice);
 

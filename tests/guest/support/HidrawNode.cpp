@@ -9,7 +9,6 @@
 #include <array>
 #include <cerrno>
 #include <filesystem>
-#include <stdexcept>
 #include <system_error>
 
 namespace qrx::guest {
@@ -19,19 +18,9 @@ namespace {
 /// The largest report that the kernel's HID core knows (HID_MAX_BUFFER_SIZE).
 constexpr std::size_t kMaximumReportBytes = 16384;
 
-/// The HID core drops input while a driver takes the device over. A node is there before that ends; what debugfs tells
-/// of the device is read under the same lock.
-void waitForDriver(const std::string& path)
-{
-    namespace fs = std::filesystem;
-    const fs::path device = fs::canonical("/sys/class/hidraw" / fs::path(path).filename() / "device");
-    if (!readFile("/sys/kernel/debug/hid" / device.filename() / "rdesc"))
-        throw std::runtime_error("debugfs does not show " + path);
-}
-
 int openWhenTakenOver(const std::string& path)
 {
-    waitForDriver(path);
+    waitForDriver("/sys/class/hidraw/" + std::filesystem::path(path).filename().string() + "/device");
     return ::open(path.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
 }
 

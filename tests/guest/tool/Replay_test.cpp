@@ -34,8 +34,11 @@ public:
     /// Waits for one of that name.
     explicit InputDevice(const std::string& name)
     {
-        EXPECT_TRUE(waitUntil([&] { return !(_path = pathOf(name)).empty() && ::access(_path.c_str(), R_OK) == 0; }));
-        _fd = ::open(_path.c_str(), O_RDONLY | O_CLOEXEC);
+        std::string event;
+        EXPECT_TRUE(waitUntil(
+            [&] { return !(event = eventOf(name)).empty() && ::access(("/dev/input/" + event).c_str(), R_OK) == 0; }));
+        waitForDriver(kEvents + event + "/device/device");
+        _fd = ::open(("/dev/input/" + event).c_str(), O_RDONLY | O_CLOEXEC);
     }
     ~InputDevice() { ::close(_fd); }
     InputDevice(const InputDevice&) = delete;
@@ -70,18 +73,18 @@ public:
     }
 
 private:
-    static std::string pathOf(const std::string& name)
+    inline static const std::string kEvents = "/sys/class/input/";
+
+    static std::string eventOf(const std::string& name)
     {
-        const std::string folder = "/sys/class/input/";
-        for (const std::string& entry : listFolder(folder)) {
-            if (entry.starts_with("event") && readAttribute(folder + entry + "/device/name") == name) {
-                return "/dev/input/" + entry;
+        for (const std::string& entry : listFolder(kEvents)) {
+            if (entry.starts_with("event") && readAttribute(kEvents + entry + "/device/name") == name) {
+                return entry;
             }
         }
         return {};
     }
 
-    std::string _path;
     int _fd = -1;
 };
 
