@@ -56,7 +56,8 @@ public:
     /// Replaces the wanted pairs by a copy of `ids` and, from the first call on, follows matching devices as they come
     /// and go, on the run loop of the calling thread. Devices that are present and not listed are added before it
     /// returns. Later calls change the pairs only. Watching ends with the tree. Throws std::bad_alloc without memory,
-    /// and std::system_error if no file descriptor is free: then nothing is followed, and the next call begins anew.
+    /// and std::system_error if no file descriptor is free or the system lets the loop watch no more: then nothing is
+    /// followed, and the next call begins anew.
     ///
     /// For backends: this class's own body replaces the pairs; an override calls it first.
     virtual void observe(const std::vector<std::pair<unsigned short, unsigned short>>& ids) = 0;

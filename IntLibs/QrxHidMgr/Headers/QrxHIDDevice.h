@@ -66,7 +66,7 @@ public:
     /// Opens every interface and starts input on the calling thread's run loop. Open once; close before opening again.
     /// An interface that cannot be opened stays closed and is not reported (QrxRequests.h has a way to open that
     /// tells). Throws std::bad_alloc without memory, and std::system_error if the thread has no run loop yet and no
-    /// descriptor is free for one; all interfaces are closed then.
+    /// descriptor is free for one, or if the system lets the loop watch no more; all interfaces are closed then.
     virtual void open() = 0;
 
     /// Stops input and closes every interface; call it on the thread that opened.

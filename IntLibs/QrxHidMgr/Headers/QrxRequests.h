@@ -22,8 +22,9 @@ class QrxHIDDevice;
 
 /// Opens every HID interface of the device that is not open yet, as QrxHIDDevice::open does. One that cannot be opened
 /// does not keep the others closed; the outcome is that of the first that failed: gone, noPermission (the message names
-/// the node), busy, outOfDescriptors, notPossible (no report node) or failed. Without memory std::bad_alloc is thrown
-/// and what this call opened is closed again.
+/// the node), busy, outOfDescriptors, notPossible (no report node), failed, or the system's own where it lets the run
+/// loop watch no more (std::errc::no_space_on_device). Without memory std::bad_alloc is thrown and what this call
+/// opened is closed again.
 [[nodiscard]] QRX_EXPORT QrxOutcome QrxOpen(QrxHIDDevice& device);
 
 /// Opens one interface and no other, so that access to the others is not needed. Nothing happens if it is open already,

@@ -61,8 +61,9 @@ public:
     Outcome runFor(double seconds);
 
     /// As run(), until SIGINT (Ctrl-C) or SIGTERM comes as well: then the outcome is `stopped`. The handlers of the two
-    /// are replaced for the time of the call, but for a signal that the process ignores. One loop of a process at a
-    /// time; another call throws std::logic_error. On macOS a signal is noticed within a tenth of a second.
+    /// are replaced for the time of the call, but for a signal that the process ignores; reads and writes that a signal
+    /// interrupts go on (SA_RESTART). One loop of a process at a time; another call throws std::logic_error. On macOS a
+    /// signal is noticed within a tenth of a second.
     Outcome runUntilSignal();
 
     /// Waits until something can be delivered, at most `seconds` (0 or less: does not wait), delivers it and returns.

@@ -100,7 +100,8 @@ public:
             if (_earlier[index].sa_handler != SIG_IGN) {
                 struct sigaction action {};
                 action.sa_handler = noteSignal;
-                // System calls of other threads go on. The loop's own wait ends all the same.
+                // Reads and writes that it interrupts go on. Waits (epoll, poll, sleeps), the loop's own among them,
+                // end all the same.
                 action.sa_flags = SA_RESTART;
                 sigemptyset(&action.sa_mask);
                 ::sigaction(kSignals[index], &action, nullptr);

@@ -59,7 +59,8 @@ std::uint32_t RunLoopMode::add(CFRunLoopSourceRef source)
         // So that a signal takes no memory: every member can be in the list.
         _signalled.reserve(2 * _version1Count + 1);
     }
-    // A descriptor that can never be watched is no error: the source can still be signalled, or get another descriptor.
+    // A descriptor that can never be watched, or not be duplicated, is no error: the source can still be signalled, or
+    // get another descriptor.
     if (!watch(*source, index) && (errno == ENOSPC || errno == ENOMEM)) {
         platform::throwSystemError(errno, "a run loop cannot watch one more descriptor");
     }

@@ -223,7 +223,7 @@ bool _QrxDeviceTreeImpl::_openNotificationPort(mach_port_t masterPort)
         try {
             CFRunLoopAddSource(CFRunLoopGetCurrent(), _runLoopSource, kCFRunLoopDefaultMode);
         } catch (...) {
-            // There is no run loop to be had now. Without the port, the next call is the first one again.
+            // The source is in no loop. Without the port, the next call is the first one again.
             _closeNotificationPort();
             throw;
         }

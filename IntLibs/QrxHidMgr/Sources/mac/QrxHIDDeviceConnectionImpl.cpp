@@ -370,7 +370,7 @@ void _QrxHIDDeviceConnectionImpl::_attachSource()
     try {
         CFRunLoopAddSource(CFRunLoopGetCurrent(), _runLoopSource, kCFRunLoopDefaultMode);
     } catch (...) {
-        // No loop can be had now, so there is none to take the source out of.
+        // It is in no loop.
         CFRelease(_runLoopSource);
         _runLoopSource = nullptr;
         throw;

@@ -13,8 +13,8 @@ namespace qrx::platform {
 
 /// Watches the device folder where udevd runs, in case its messages do not get here: a container may see udevd's files
 /// and have a network namespace of its own, which it cannot tell. Where the messages do arrive, they come first, and
-/// the delayed rescan then finds nothing new. A burst of nodes has one rescan, and one that goes on has at most one in
-/// four delays.
+/// the delayed rescan then finds nothing new. A burst of nodes has one rescan; one that goes on has the first after
+/// four delays, and then one each delay.
 class LateFolderMonitor : public DeviceMonitor {
 public:
     /// Adds the monitor and the timer that asks for the rescan, or neither, with errno, if one could not be made.
