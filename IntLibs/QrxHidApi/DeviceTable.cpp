@@ -152,6 +152,7 @@ void DeviceTable::note(const Interfaces& interfaces, bool arrived)
     if (!_changed || interfaces.empty()) {
         return;
     }
+    _changes.reserve(_changes.size() + interfaces.size());
     for (const auto& interface : interfaces) {
         _changes.push_back({interface, arrived});
     }
