@@ -10,6 +10,7 @@
 
 #include "CoreFoundation/SystemVersion.h"
 
+#include <cerrno>
 #include <chrono>
 #include <filesystem>
 #include <iterator>
@@ -242,6 +243,68 @@ TEST_F(DescriptorSweep, OfALifeWithAVirtualDeviceInQueueModeLosesNothing)
 TEST_F(DescriptorSweep, OfALifeWithADeviceOfTheKernelLosesNothing)
 {
     EXPECT_THAT(sweep<LinuxWorld>(), kTellsOfWatching);
+}
+
+/// The kernel, for a user who may have no more epoll watches while `isFull`.
+class LimitedWatches : public qrx::platform::SystemCalls {
+public:
+    LimitedWatches() : _earlier(replaceOfProcess(this)) {}
+    ~LimitedWatches() override { replaceOfProcess(_earlier); }
+
+    int epollAdd(int set, int descriptor, epoll_event& interest) override
+    {
+        if (isFull) {
+            errno = ENOSPC;
+            return -1;
+        }
+        return SystemCalls::epollAdd(set, descriptor, interest);
+    }
+
+    bool isFull = false;
+
+private:
+    SystemCalls* const _earlier;
+};
+
+int errorOf(const std::function<void()>& step)
+{
+    try {
+        step();
+    } catch (const std::system_error& failure) {
+        return failure.code().value();
+    }
+    return 0;
+}
+
+TEST(LimitOfWatches, IsToldByOpenAndObserveWhichMayBeCalledAgain)
+{
+    LimitedWatches calls;
+    // A loop of its own, made with those calls.
+    std::thread([&calls] {
+        const CapturedOutput output;
+        VirtualWorld world;
+        world.plug();
+        const TreeHandle tree = QrxDeviceTree::NewInstance();
+        tree->populate(0x1234, 1);
+        ASSERT_EQ(tree->getHIDDeviceCount(), 1U);
+        const DeviceHandle device = tree->getDeviceAtIndex(0);
+        const auto log = std::make_shared<RecordingDeviceDelegate::Log>();
+        device->setDelegate(new RecordingDeviceDelegate(log));
+        QrxRunLoop loop = QrxRunLoop::getCurrent();
+        calls.isFull = true;
+        EXPECT_EQ(errorOf([&] { device->open(); }), ENOSPC);
+        EXPECT_EQ(errorOf([&] { tree->observe(0x1234, 1); }), ENOSPC);
+        calls.isFull = false;
+        tree->observe(0x1234, 1);
+        device->open();
+        world.send({7, 8, 9, 10});
+        const auto deadline = std::chrono::steady_clock::now() + kDeadline;
+        while (log->input.empty() && std::chrono::steady_clock::now() < deadline) {
+            loop.runOnce(0.01);
+        }
+        EXPECT_EQ(log->input.size(), 1U);
+        device->close();
+    }).join();
 }
 
 } // namespace

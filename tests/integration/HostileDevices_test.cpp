@@ -17,6 +17,15 @@ Bytes arrayDescriptor(std::uint32_t number, std::uint16_t usages)
             0x75, 0x10, 0x95, 0x01, 0x19, 0x01, 0x2a, byte(usages, 0), byte(usages, 1), 0x81, 0x00, 0xc0};
 }
 
+std::vector<QrxVirtualInterface> eightInterfaces(const Bytes& descriptor)
+{
+    std::vector<QrxVirtualInterface> interfaces;
+    for (int number = 0; number < 8; ++number) {
+        interfaces.emplace_back(number, descriptor);
+    }
+    return interfaces;
+}
+
 } // namespace
 
 using HostileDevices = LibraryTest;
@@ -75,11 +84,7 @@ TEST_F(HostileDevices, InterfacesWithTheDescriptorOfADeviceThatIsThereHaveNoMore
     const Bytes descriptor = arrayDescriptor(0, 16'000);
     TestDevice large = makeDevice("large", descriptor);
     large.plug();
-    std::vector<QrxVirtualInterface> interfaces;
-    for (int number = 0; number < 8; ++number) {
-        interfaces.emplace_back(number, descriptor);
-    }
-    QrxVirtualDevice device(QrxVirtualIdentity{}, interfaces);
+    QrxVirtualDevice device(QrxVirtualIdentity{}, eightInterfaces(descriptor));
     device.plug();
     const TreeHandle tree = populatedTree();
     ASSERT_EQ(tree->getHIDDeviceCount(), 2U);
@@ -90,11 +95,7 @@ TEST_F(HostileDevices, InterfacesWithTheDescriptorOfADeviceThatIsThereHaveNoMore
 TEST_F(HostileDevices, ADeviceWhoseDescriptorAnotherHasInItsSmallSharesHasAllOfItsElements)
 {
     const Bytes descriptor = arrayDescriptor(0, 16'000);
-    std::vector<QrxVirtualInterface> interfaces;
-    for (int number = 0; number < 8; ++number) {
-        interfaces.emplace_back(number, descriptor);
-    }
-    QrxVirtualDevice device(QrxVirtualIdentity{}, interfaces);
+    QrxVirtualDevice device(QrxVirtualIdentity{}, eightInterfaces(descriptor));
     device.plug();
     const TreeHandle tree = populatedTree();
     TestDevice large = makeDevice("large", descriptor);
