@@ -191,6 +191,7 @@ SlowArrival arriveSlowly()
     const CapturedOutput output;
     plug.unplug();
     EXPECT_TRUE(runUntil([&] { return tree->getHIDDeviceCount() == 0; }));
+    // What came too late was published as it was then, and again when it was whole.
     if (cameInTime) {
         EXPECT_EQ(told.arrivals, Names{"slow"});
     }

@@ -61,12 +61,13 @@ class Failures(unittest.TestCase):
             script = "seq 1 150000 >/tmp/lines; cat /tmp/lines; touch /host/ended"
             with subprocess.Popen([sys.executable, RIG, "run", "--timeout", "120", "--share", share,
                                    f"{BUSYBOX} sh -c '{script}'"], stdout=subprocess.PIPE) as process:
-                ended = self.wait_for(lambda: os.path.exists(f"{share}/ended"))
+                ended = self.wait_for(lambda: os.path.exists(f"{share}/ended"), seconds=120)
                 output = process.stdout.read().decode()
         self.assertTrue(ended, output[-1000:])
         self.assertEqual(process.returncode, 0, output[-1000:])
         lines = "".join(f"{number}\n" for number in range(1, 150001))
-        self.assertTrue(f" s\n{lines}guest: busybox: exit status 0" in output, f"{len(output)} of {len(lines)} bytes and more came")
+        self.assertTrue(f" s\n{lines}guest: busybox: exit status 0" in output,
+                        f"{len(output)} of {len(lines)} bytes and more came")
 
     @staticmethod
     def emulators(share):
@@ -74,8 +75,8 @@ class Failures(unittest.TestCase):
         return [pid for pid in children_named(share) if pid in children_named("virtio-serial-pci")]
 
     @staticmethod
-    def wait_for(condition):
-        deadline = time.monotonic() + 60
+    def wait_for(condition, seconds=60):
+        deadline = time.monotonic() + seconds
         while time.monotonic() < deadline:
             if condition():
                 return True

@@ -15,7 +15,7 @@ class HidrawNode {
 public:
     /// Opens for reading and writing, non-blocking. The kernel hands on what arrives from then on: the HID core drops
     /// input until the driver has taken the device over, for which the constructor waits, and the USB HID driver for
-    /// 50 ms after the first open, which the open itself lasts. Throws std::system_error if it cannot be opened.
+    /// 50 ms at the first open, which returns after them. Throws std::system_error if it cannot be opened.
     explicit HidrawNode(const std::string& path);
     ~HidrawNode();
     HidrawNode(const HidrawNode&) = delete;

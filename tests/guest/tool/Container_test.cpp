@@ -52,7 +52,8 @@ protected:
         }
         return lines;
     }
-    /// The program sees the device when the kernel has finished with it. What it runs in is the same process.
+    /// The program sees the device when the kernel has finished with it. The child that is paused is the program:
+    /// unshare and the shell that start it end in exec.
     void comeWhole(ChildProcess& watch)
     {
         watch.pause();
