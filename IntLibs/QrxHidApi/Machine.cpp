@@ -1,6 +1,7 @@
 #include "Machine.h"
 
 #include "Base/NeverDestroyed.h"
+#include "Base/SystemError.h"
 #include "DeviceInfo.h"
 
 #include <algorithm>
@@ -8,7 +9,6 @@
 #include <cstdlib>
 #include <sstream>
 #include <string>
-#include <system_error>
 #include <utility>
 
 namespace qrx::hidapi {
@@ -136,7 +136,7 @@ void Machine::startWatching()
     }
     const auto require = [](bool succeeds) {
         if (!succeeds) {
-            throw std::system_error(errno, std::generic_category(), "devices cannot be watched");
+            platform::throwSystemError(errno, "devices cannot be watched");
         }
     };
     std::size_t started = 0;
