@@ -2,6 +2,7 @@
 /// told, by an exception or a line, and once descriptors are free again nothing is missing and nothing is left over.
 
 #include "DescriptorLimit.h"
+#include "ErrorOf.h"
 #include "FakeNodes.h"
 #include "LibraryWorld.h"
 #include "SysfsTree.h"
@@ -265,16 +266,6 @@ public:
 private:
     SystemCalls* const _earlier;
 };
-
-int errorOf(const std::function<void()>& step)
-{
-    try {
-        step();
-    } catch (const std::system_error& failure) {
-        return failure.code().value();
-    }
-    return 0;
-}
 
 TEST(LimitOfWatches, IsToldByOpenAndObserveWhichMayBeCalledAgain)
 {

@@ -2,6 +2,7 @@
 
 #include "Base/SystemCalls.h"
 #include "CoreFoundation/LoopAlarm.h"
+#include "ErrorOf.h"
 #include "FaultyCalls.h"
 #include "LeakCheck.h"
 #include "RunLoopSources.h"
@@ -11,7 +12,6 @@
 #include <cstddef>
 #include <functional>
 #include <memory>
-#include <system_error>
 #include <thread>
 
 namespace {
@@ -32,17 +32,6 @@ protected:
 
     /// On a thread, and so a loop, of its own.
     static void onAThread(const std::function<void()>& action) { std::thread(action).join(); }
-
-    /// The errno of the std::system_error that the action throws; 0 if it throws none.
-    static int errorOf(const std::function<void()>& action)
-    {
-        try {
-            action();
-        } catch (const std::system_error& failure) {
-            return failure.code().value();
-        }
-        return 0;
-    }
 
     FaultyCalls calls;
     std::size_t abandoned = 0;

@@ -3,6 +3,7 @@
 
 #include "CoreFoundation/RunLoopDescriptor.h"
 #include "DescriptorLimit.h"
+#include "ErrorOf.h"
 #include "ForkedChild.h"
 #include "LeakCheck.h"
 #include "RunLoopSources.h"
@@ -10,7 +11,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
-#include <system_error>
 #include <thread>
 
 namespace {
@@ -36,17 +36,6 @@ std::vector<int> openDescriptors()
     std::erase_if(numbers, [](int number) { return ::fcntl(number, F_GETFD) < 0; });
     std::sort(numbers.begin(), numbers.end());
     return numbers;
-}
-
-/// The errno of the std::system_error that the action throws; 0 if it throws none.
-int errorOf(const std::function<void()>& action)
-{
-    try {
-        action();
-    } catch (const std::system_error& failure) {
-        return failure.code().value();
-    }
-    return 0;
 }
 
 TEST_F(RunLoopFaults, WithoutADescriptorNoLoopIsMadeUntilThereIsOneAgain)
